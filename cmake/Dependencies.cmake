@@ -1,0 +1,17 @@
+# What the house stands on, all of it packages of Debian 12 (script/packages.txt).
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(GTest REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(nlohmann_json REQUIRED)
+
+pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
+pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
+pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips)
+pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo cairo)
+pkg_check_modules(GL REQUIRED IMPORTED_TARGET epoxy egl)
+pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xext xrandr xfixes xi)
+pkg_check_modules(SDBUS REQUIRED IMPORTED_TARGET sdbus-c++)
+pkg_check_modules(MOZJS REQUIRED IMPORTED_TARGET mozjs-102)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)

@@ -1,0 +1,73 @@
+# The rules of the house. A folder may use only what was added before it, so a circle can't be written down,
+# and each target sees headers through a door of its own, so an include that isn't declared doesn't compile.
+
+function(_vitrel_door name out_door out_folder)
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE folder)
+  set(door ${PROJECT_BINARY_DIR}/include/${name})
+  cmake_path(GET folder PARENT_PATH parent)
+  file(MAKE_DIRECTORY ${door}/${parent})
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${door}/${folder} SYMBOLIC)
+  set(${out_door} ${door} PARENT_SCOPE)
+  set(${out_folder} ${folder} PARENT_SCOPE)
+endfunction()
+
+function(_vitrel_check name)
+  foreach(dep IN LISTS ARGN)
+    if(NOT TARGET ${dep})
+      message(FATAL_ERROR "${name} may not use ${dep}: it stands above it, or doesn't exist")
+    endif()
+  endforeach()
+endfunction()
+
+# vitrel_library(name HEADERS a.h SOURCES a.cpp USES shown-in-headers USES_PRIVATELY only-in-sources)
+function(vitrel_library name)
+  cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES;USES;USES_PRIVATELY" ${ARGN})
+  _vitrel_check(${name} ${ARG_USES} ${ARG_USES_PRIVATELY})
+  _vitrel_door(${name} door folder)
+  list(TRANSFORM ARG_HEADERS PREPEND ${door}/${folder}/)
+  if(ARG_SOURCES)
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${door} FILES ${ARG_HEADERS})
+    target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE ${ARG_USES_PRIVATELY})
+  else()
+    add_library(${name} INTERFACE)
+    target_sources(${name} INTERFACE FILE_SET HEADERS BASE_DIRS ${door} FILES ${ARG_HEADERS})
+    target_link_libraries(${name} INTERFACE ${ARG_USES})
+  endif()
+endfunction()
+
+# vitrel_program(name SOURCES main.cpp USES ...): lands in bin/ of the build folder, as the install has it.
+function(vitrel_program name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  _vitrel_check(${name} ${ARG_USES})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_USES})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+  install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()
+
+# vitrel_test(folder SOURCES XTest.cpp USES ...): one test program for each folder, its cases told to CTest.
+function(vitrel_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  _vitrel_check(${name}_test ${ARG_USES})
+  add_executable(${name}_test ${ARG_SOURCES})
+  target_link_libraries(${name}_test PRIVATE ${ARG_USES} test_support GTest::gmock_main)
+  gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120
+    ENVIRONMENT "LC_ALL=C.UTF-8;TZ=UTC;VITREL_SHARED_SAMPLES=${VITREL_SAMPLES}")
+endfunction()
+
+# vitrel_fuzz(name SOURCES x.cpp USES ...): a libFuzzer target under the preset fuzz; otherwise a program that
+# runs the files it is given, so that the targets can't rot. Its own seeds lie in fuzz/seeds/NAME.
+function(vitrel_fuzz name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  _vitrel_check(fuzz_${name} ${ARG_USES})
+  add_executable(fuzz_${name} ${ARG_SOURCES})
+  target_link_libraries(fuzz_${name} PRIVATE ${ARG_USES})
+  set_target_properties(fuzz_${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/fuzz)
+  if(VITREL_FUZZ)
+    target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(fuzz_${name} PRIVATE ${PROJECT_SOURCE_DIR}/fuzz/RunFiles.cpp)
+    add_test(NAME fuzz_seeds.${name} COMMAND fuzz_${name} ${PROJECT_SOURCE_DIR}/fuzz/seeds/${name})
+  endif()
+endfunction()
