@@ -2,6 +2,7 @@
 #include "platform/appkit/VipsSupport.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <optional>
 
@@ -22,8 +23,10 @@ constexpr int kLongestSide = 65535;
 constexpr int kLongestResult = 8192;
 // Red, green, blue or cyan, magenta, yellow, black, with alpha and some that TIFF adds.
 constexpr int kMostBands = 8;
-// A TIFF tile is decoded whole, and a row of them is kept.
-constexpr std::uint64_t kMostTilePixels = 4u << 20;
+// Bytes of a row of TIFF tiles, or of a strip: they are decoded whole, and the library keeps one or two.
+constexpr std::uint64_t kMostTiffPiece = 32u << 20;
+// The library reads strips of more rows than this row by row, unless each channel has strips of its own.
+constexpr std::uint64_t kMostStripRows = 128;
 // Rows that are pulled through the library at a time.
 constexpr int kRowsAtOnce = 32;
 
@@ -46,9 +49,14 @@ std::optional<Format> formatOf(ByteView data)
     return std::nullopt;
 }
 
-// The library reserves a row of whole tiles however small the picture is, so the tile's size is looked up first.
-// True for everything but a TIFF whose first directory asks for tiles that are too large.
-bool tilesAreSmall(ByteView data)
+// How a TIFF's first directory says its pixels are cut up.
+struct TiffPieces {
+    std::uint64_t tileWidth = 0, tileHeight = 0; // 0 if it has strips
+    std::uint64_t stripRows = ~std::uint64_t(0);
+    bool planar = false;
+};
+
+TiffPieces tiffPieces(ByteView data)
 {
     const bool little = data[0] == 'I';
     const auto number = [&](std::uint64_t at, int length) -> std::uint64_t {
@@ -57,19 +65,35 @@ bool tilesAreSmall(ByteView data)
             value |= std::uint64_t(data[at + k]) << 8 * (little ? k : length - 1 - k);
         return value;
     };
+    TiffPieces pieces;
     const bool big = number(2, 2) == 43;
     std::uint64_t at = big ? number(8, 8) : number(4, 4);
     if (at >= data.size())
-        return true; // broken, as the reader will find
+        return pieces; // broken, as the reader will find
     const std::uint64_t entries = number(at, big ? 8 : 2);
     at += big ? 8 : 2;
-    std::uint64_t sides[2] = {1, 1};
     for (std::uint64_t k = 0; k < entries && at < data.size(); ++k, at += big ? 20 : 12) {
-        const std::uint64_t tag = number(at, 2), type = number(at + 2, 2);
-        if (tag == 322 || tag == 323)
-            sides[tag - 322] = number(at + (big ? 12 : 8), type == 3 ? 2 : type == 16 ? 8 : type == 1 ? 1 : 4);
+        const std::uint64_t type = number(at + 2, 2);
+        const std::uint64_t value = number(at + (big ? 12 : 8), type == 3 ? 2 : type == 16 ? 8 : type == 1 ? 1 : 4);
+        switch (number(at, 2)) {
+        case 278: pieces.stripRows = value; break;
+        case 284: pieces.planar = value == 2; break;
+        case 322: pieces.tileWidth = value; break;
+        case 323: pieces.tileHeight = value; break;
+        }
     }
-    return sides[0] <= kMostTilePixels && sides[1] <= kMostTilePixels && sides[0] * sides[1] <= kMostTilePixels;
+    return pieces;
+}
+
+bool piecesAreSmall(const TiffPieces& pieces, const VipsImage* image)
+{
+    const std::uint64_t most = kMostTiffPiece / VIPS_IMAGE_SIZEOF_PEL(image);
+    const auto width = std::uint64_t(vips_image_get_width(image)), height = std::uint64_t(vips_image_get_height(image));
+    if (pieces.tileWidth || pieces.tileHeight)
+        return pieces.tileWidth <= most && pieces.tileHeight <= most
+            && (width + pieces.tileWidth) * pieces.tileHeight <= most;
+    const std::uint64_t rows = std::min(pieces.stripRows, height);
+    return (rows > kMostStripRows && !pieces.planar) || width * rows <= most;
 }
 
 VipsImageHandle open(Format format, ByteView data, int jpegShrink)
@@ -115,7 +139,7 @@ bool isSet(VipsImage* image, const char* name)
     return vips_image_get_typeof(image, name) != 0 && vips_image_get_int(image, name, &value) == 0 && value != 0;
 }
 
-bool isWithinLimits(VipsImage* image, Format format)
+bool isWithinLimits(VipsImage* image, Format format, ByteView data)
 {
     const int width = vips_image_get_width(image), height = vips_image_get_height(image);
     const int bands = vips_image_get_bands(image);
@@ -123,17 +147,21 @@ bool isWithinLimits(VipsImage* image, Format format)
         return false;
     if (vips_band_format_iscomplex(vips_image_get_format(image)))
         return false;
+    if (format == Format::TIFF && !piecesAreSmall(tiffPieces(data), image))
+        return false;
     const bool asAWhole = format == Format::GIF || format == Format::WebP
         || (format == Format::JPEG && isSet(image, "jpeg-multiscan"))
         || (format == Format::PNG && isSet(image, "interlaced"));
     return pixelsOf(image) <= (asAWhole ? kMostPixelsAtOnce : kMostPixels);
 }
 
-// How much of a side may stay so that the result is within its limits; 1 for nearly every image.
-double scaleOf(const VipsImage* image)
+// How many pixels each way have to become one so that the result is within its limits; 1 for nearly every image.
+int shrinkOf(const VipsImage* image)
 {
-    const double longest = std::max(vips_image_get_width(image), vips_image_get_height(image));
-    return std::min({1.0, kLongestResult / longest, std::sqrt(double(kMostPixelsAtOnce) / double(pixelsOf(image)))});
+    const int longest = std::max(vips_image_get_width(image), vips_image_get_height(image));
+    const double most = std::max(
+        double(longest) / kLongestResult, std::sqrt(double(pixelsOf(image)) / double(kMostPixelsAtOnce)));
+    return std::max(1, int(std::ceil(most)));
 }
 
 // 8-bit sRGB, with or without alpha. Null if the library can't get there.
@@ -162,40 +190,92 @@ VipsImageHandle cast8(VipsImageHandle image)
     return vips_cast_uchar(image.get(), &out, nullptr) == 0 ? VipsImageHandle(out) : nullptr;
 }
 
-// Rows of one to four 8-bit bands to words; `premultiplied` says what the bands already are.
-void packRow(const std::uint8_t* from, int bands, int used, bool premultiplied, std::uint32_t* to, int width)
+// A row of one to four 8-bit bands (of which `bands` lie beside each other in memory) to premultiplied words.
+void packRow(const std::uint8_t* from, int bands, std::uint32_t* to, int width)
 {
     const auto times = [](unsigned channel, unsigned alpha) {
         const unsigned product = channel * alpha + 128;
         return (product + (product >> 8)) >> 8;
     };
     for (int x = 0; x < width; ++x, from += bands) {
-        unsigned red = from[0], green = used < 3 ? red : from[1], blue = used < 3 ? red : from[2];
-        const unsigned alpha = used == 2 ? from[1] : used == 4 ? from[3] : 255;
+        unsigned red = from[0], green = bands < 3 ? red : from[1], blue = bands < 3 ? red : from[2];
+        const unsigned alpha = bands == 2 ? from[1] : bands >= 4 ? from[3] : 255;
         if (alpha != 255) {
-            red = premultiplied ? std::min(red, alpha) : times(red, alpha);
-            green = premultiplied ? std::min(green, alpha) : times(green, alpha);
-            blue = premultiplied ? std::min(blue, alpha) : times(blue, alpha);
+            red = times(red, alpha);
+            green = times(green, alpha);
+            blue = times(blue, alpha);
         }
         to[x] = alpha << 24 | red << 16 | green << 8 | blue;
     }
 }
 
-// Pulls the pixels through, some rows at a time. False if the file turned out to be broken.
-bool pull(VipsImage* image, bool premultiplied, Bitmap& bitmap)
+// Takes rows of words and puts the mean of each `shrink` by `shrink` of them in the bitmap. What is over at the right
+// and below is left out. The library's own resizing holds hundreds of megabytes of a very wide image.
+class Shrinker
 {
-    bitmap.width = vips_image_get_width(image);
-    bitmap.height = vips_image_get_height(image);
-    bitmap.pixels.resize(std::size_t(bitmap.width) * std::size_t(bitmap.height));
-    const int bands = vips_image_get_bands(image), used = std::min(bands, 4);
+public:
+    Shrinker(int width, int height, int shrink, Bitmap& bitmap)
+        : bitmap_(bitmap)
+        , shrink_(shrink)
+        , columns_(std::min(width, shrink))
+        , rows_(std::min(height, shrink))
+    {
+        bitmap_.width = std::max(1, width / shrink);
+        bitmap_.height = std::max(1, height / shrink);
+        bitmap_.pixels.resize(std::size_t(bitmap_.width) * std::size_t(bitmap_.height));
+        sums_.resize(std::size_t(bitmap_.width));
+    }
+
+    void addRow(const std::uint32_t* words)
+    {
+        for (auto& sum : sums_) {
+            for (int k = 0; k < columns_; ++k)
+                for (int channel = 0; channel < 4; ++channel)
+                    sum[std::size_t(channel)] += words[k] >> 8 * channel & 255;
+            words += shrink_;
+        }
+        if (++taken_ < rows_ || next_ == bitmap_.pixels.size())
+            return;
+        const std::uint32_t count = std::uint32_t(columns_) * std::uint32_t(rows_);
+        for (auto& sum : sums_) {
+            std::uint32_t word = 0;
+            for (int channel = 0; channel < 4; ++channel)
+                word |= (sum[std::size_t(channel)] + count / 2) / count << 8 * channel;
+            bitmap_.pixels[next_++] = word;
+            sum = {};
+        }
+        taken_ = 0;
+    }
+
+private:
+    Bitmap& bitmap_;
+    const int shrink_, columns_, rows_;
+    std::vector<std::array<std::uint32_t, 4>> sums_;
+    int taken_ = 0;
+    std::size_t next_ = 0;
+};
+
+// Pulls the pixels through, some rows at a time. False if the file turned out to be broken.
+bool pull(VipsImage* image, int shrink, Bitmap& bitmap)
+{
+    const int width = vips_image_get_width(image), height = vips_image_get_height(image);
+    const int bands = vips_image_get_bands(image);
+    Shrinker shrinker(width, height, shrink, bitmap);
+    std::vector<std::uint32_t> row(std::size_t(shrink == 1 ? 0 : width));
     VipsRegion* region = vips_region_new(image);
     bool good = region != nullptr;
-    for (int top = 0; good && top < bitmap.height; top += kRowsAtOnce) {
-        const VipsRect rows{0, top, bitmap.width, std::min(kRowsAtOnce, bitmap.height - top)};
+    for (int top = 0; good && top < height; top += kRowsAtOnce) {
+        const VipsRect rows{0, top, width, std::min(kRowsAtOnce, height - top)};
         good = vips_region_prepare(region, &rows) == 0;
-        for (int y = top; good && y < top + rows.height; ++y)
-            packRow(reinterpret_cast<const std::uint8_t*>(VIPS_REGION_ADDR(region, 0, y)), bands, used, premultiplied,
-                bitmap.pixels.data() + std::size_t(y) * std::size_t(bitmap.width), bitmap.width);
+        for (int y = top; good && y < top + rows.height; ++y) {
+            const auto* from = reinterpret_cast<const std::uint8_t*>(VIPS_REGION_ADDR(region, 0, y));
+            if (shrink == 1) {
+                packRow(from, bands, bitmap.pixels.data() + std::size_t(y) * std::size_t(width), width);
+            } else {
+                packRow(from, bands, row.data(), width);
+                shrinker.addRow(row.data());
+            }
+        }
     }
     if (region)
         g_object_unref(region);
@@ -227,34 +307,23 @@ Bitmap upright(Bitmap bitmap, int orientation)
 std::optional<Bitmap> decode(ByteView data)
 {
     const auto format = formatOf(data);
-    if (!format || (*format == Format::TIFF && !tilesAreSmall(data)) || !vipsReady())
+    if (!format || !vipsReady())
         return std::nullopt;
     auto image = open(*format, data, 1);
-    if (!image || !isWithinLimits(image.get(), *format))
+    if (!image || !isWithinLimits(image.get(), *format, data))
         return std::nullopt;
     const int orientation = vips_image_get_orientation(image.get());
-    double scale = scaleOf(image.get());
-    if (*format == Format::JPEG && scale <= 0.5) {
-        image = open(*format, data, scale <= 0.125 ? 8 : scale <= 0.25 ? 4 : 2);
+    int shrink = shrinkOf(image.get());
+    if (*format == Format::JPEG && shrink > 1) {
+        // The decoder leaves pixels out at no cost.
+        image = open(*format, data, shrink > 4 ? 8 : shrink > 2 ? 4 : 2);
         if (!image)
             return std::nullopt;
-        scale = scaleOf(image.get());
+        shrink = shrinkOf(image.get());
     }
-    const bool shrinks = scale < 1;
     image = cast8(toSRGB(std::move(image)));
-    if (image && shrinks) {
-        // Straight colours would bleed out of transparent pixels.
-        if (vips_image_hasalpha(image.get())) {
-            VipsImage* out = nullptr;
-            image = vips_premultiply(image.get(), &out, nullptr) == 0 ? VipsImageHandle(out) : nullptr;
-        }
-        VipsImage* out = nullptr;
-        if (!image || vips_resize(image.get(), &out, scale, "kernel", VIPS_KERNEL_LINEAR, nullptr) != 0)
-            return std::nullopt;
-        image = cast8(VipsImageHandle(out));
-    }
     Bitmap bitmap;
-    if (!image || !pull(image.get(), shrinks, bitmap))
+    if (!image || !pull(image.get(), shrink, bitmap))
         return std::nullopt;
     image.reset();
     return upright(std::move(bitmap), orientation);
