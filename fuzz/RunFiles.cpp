@@ -1,4 +1,4 @@
-// Feeds files, and the files of folders, to a fuzz target where libFuzzer isn't linked in.
+// Stands in for libFuzzer's driver: gives the target each file named, and each file in the folders named.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -8,35 +8,31 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-namespace
-{
+namespace {
+
+int files = 0;
 
 void runFile(const std::filesystem::path& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    const std::vector<char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    std::ifstream in(path, std::ios::binary);
+    const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    ++files;
 }
 
 } // namespace
 
-int main(int count, char** arguments)
+int main(int argc, char** argv)
 {
-    int ran = 0;
-    for (int at = 1; at < count; ++at) {
-        const std::filesystem::path path(arguments[at]);
-        if (std::filesystem::is_directory(path)) {
-            for (const auto& entry : std::filesystem::recursive_directory_iterator(path)) {
-                if (entry.is_regular_file()) {
-                    runFile(entry.path());
-                    ++ran;
-                }
-            }
-        } else if (std::filesystem::is_regular_file(path)) {
-            runFile(path);
-            ++ran;
+    for (int k = 1; k < argc; ++k) {
+        if (!std::filesystem::is_directory(argv[k])) {
+            runFile(argv[k]);
+            continue;
         }
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[k]))
+            if (entry.is_regular_file())
+                runFile(entry.path());
     }
-    std::printf("%d files\n", ran);
-    return ran > 0 ? 0 : 1;
+    std::printf("%d files\n", files);
+    return files > 0 ? 0 : 1;
 }

@@ -29,8 +29,10 @@ private:
 class NSImage
 {
 public:
-    // PNG, JPEG, GIF (first frame), WebP, TIFF (first page), turned upright by its EXIF orientation. Null for
-    // anything else, for a broken file, above 64 MiB of input or 64 megapixels.
+    // PNG, JPEG, GIF (first frame), WebP, TIFF (first page), turned upright by its EXIF orientation, in sRGB. Null for
+    // anything else, for a broken or cut file, above 64 MiB of input, above 64 megapixels, and above 16 for a file
+    // that can't be read row by row (interlaced PNG, progressive JPEG, GIF, WebP). An image of more than 16 megapixels
+    // or 8192 pixels a side is scaled down to that.
     static std::shared_ptr<const NSImage> imageWithData(ByteView data);
 
     explicit NSImage(std::shared_ptr<const Bitmap> bitmap);

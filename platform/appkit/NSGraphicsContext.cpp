@@ -1,0 +1,168 @@
+#include "platform/appkit/NSGraphicsContext.h"
+
+#include <cairo.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace vitrel {
+
+namespace {
+
+// As for decoded images: what OpenGL promises, and 64 MiB.
+constexpr double kLongestSide = 8192;
+constexpr double kMostPixels = 16.0 * 1024 * 1024;
+
+bool isFinite(const NSRect& rect)
+{
+    return std::isfinite(rect.origin.x) && std::isfinite(rect.origin.y) && std::isfinite(rect.size.width)
+        && std::isfinite(rect.size.height);
+}
+
+cairo_surface_t* surfaceOf(const Bitmap& bitmap)
+{
+    // Cairo only reads what is used as a source.
+    auto* pixels = reinterpret_cast<unsigned char*>(const_cast<std::uint32_t*>(bitmap.pixels.data()));
+    return cairo_image_surface_create_for_data(
+        pixels, CAIRO_FORMAT_ARGB32, bitmap.width, bitmap.height, bitmap.width * 4);
+}
+
+} // namespace
+
+struct NSGraphicsContext::Canvas {
+    Canvas(int width, int height)
+        : bitmap{width, height, std::vector<std::uint32_t>(std::size_t(width) * std::size_t(height))}
+        , surface(surfaceOf(bitmap))
+        , cairo(cairo_create(surface))
+    {
+    }
+    ~Canvas()
+    {
+        cairo_destroy(cairo);
+        cairo_surface_destroy(surface);
+    }
+    Bitmap bitmap;
+    cairo_surface_t* surface;
+    cairo_t* cairo;
+};
+
+NSGraphicsContext::NSGraphicsContext(NSSize size)
+    : size_(size)
+{
+    if (!std::isfinite(size.width) || !std::isfinite(size.height) || size.width <= 0 || size.height <= 0)
+        return;
+    double scale = std::min({1.0, kLongestSide / size.width, kLongestSide / size.height});
+    scale *= std::min(1.0, std::sqrt(kMostPixels / (size.width * scale) / (size.height * scale)));
+    const auto pixels = [&](double points) {
+        return int(std::clamp(scale < 1 ? std::floor(points * scale) : std::ceil(points), 1.0, kLongestSide));
+    };
+    canvas_ = std::make_unique<Canvas>(pixels(size.width), pixels(size.height));
+    const double x = scale < 1 ? canvas_->bitmap.width / size.width : 1;
+    const double y = scale < 1 ? canvas_->bitmap.height / size.height : 1;
+    cairo_translate(canvas_->cairo, 0, canvas_->bitmap.height);
+    cairo_scale(canvas_->cairo, x, -y);
+}
+
+NSGraphicsContext::~NSGraphicsContext() = default;
+
+void NSGraphicsContext::translateXByYBy(double x, double y)
+{
+    if (canvas_ && std::isfinite(x) && std::isfinite(y))
+        cairo_translate(canvas_->cairo, x, y);
+}
+
+void NSGraphicsContext::rotateByDegrees(double degrees)
+{
+    if (canvas_ && std::isfinite(degrees))
+        cairo_rotate(canvas_->cairo, degrees * std::numbers::pi / 180);
+}
+
+void NSGraphicsContext::scaleBy(double factor)
+{
+    // Cairo takes no matrix that can't be undone.
+    if (canvas_ && std::isnormal(factor))
+        cairo_scale(canvas_->cairo, factor, factor);
+}
+
+void NSGraphicsContext::drawInRectFromRectOperationFraction(
+    const NSImage& image, NSRect destination, NSRect source, NSCompositingOperation operation, double fraction)
+{
+    draw(image, destination, source, operation, fraction, interpolation_);
+}
+
+void NSGraphicsContext::drawInRectFromRectOperationFractionRespectFlippedHints(const NSImage& image, NSRect destination,
+    NSRect source, NSCompositingOperation operation, double fraction, bool, const Dictionary& hints)
+{
+    auto interpolation = interpolation_;
+    if (const auto hint = hints.find(NSImageHintInterpolation); hint != hints.end()) {
+        const auto* number = hint->second.as<std::int64_t>();
+        if (number && *number == 2)
+            interpolation = NSImageInterpolation::Low;
+        else if (number && *number == 3)
+            interpolation = NSImageInterpolation::High;
+    }
+    draw(image, destination, source, operation, fraction, interpolation);
+}
+
+void NSGraphicsContext::draw(const NSImage& image, NSRect destination, NSRect source, NSCompositingOperation operation,
+    double fraction, NSImageInterpolation interpolation)
+{
+    const NSSize size = image.size();
+    if (source == NSRect{})
+        source.size = size;
+    if (!canvas_ || image.representations().empty() || !isFinite(destination) || !isFinite(source))
+        return;
+    const auto& bitmap = image.representations().front().bitmap();
+    if (!bitmap || bitmap->pixels.empty() || !(size.width > 0) || !(size.height > 0))
+        return;
+    if (!(source.size.width > 0) || !(source.size.height > 0) || !(destination.size.width > 0)
+        || !(destination.size.height > 0))
+        return;
+
+    // Only what lies in the image is drawn, on its share of the destination.
+    const double left = std::max(0.0, source.origin.x), bottom = std::max(0.0, source.origin.y);
+    const double width = std::min(size.width, source.origin.x + source.size.width) - left;
+    const double height = std::min(size.height, source.origin.y + source.size.height) - bottom;
+    if (!(width > 0) || !(height > 0))
+        return;
+    const double xScale = destination.size.width / source.size.width;
+    const double yScale = destination.size.height / source.size.height;
+
+    cairo_t* cairo = canvas_->cairo;
+    cairo_save(cairo);
+    // Points of the image, y downwards from its top, as the pixels lie.
+    cairo_translate(cairo, destination.origin.x - source.origin.x * xScale,
+        destination.origin.y + (size.height - source.origin.y) * yScale);
+    cairo_scale(cairo, xScale, -yScale);
+    cairo_rectangle(cairo, left, size.height - bottom - height, width, height);
+    cairo_clip(cairo);
+    cairo_scale(cairo, size.width / bitmap->width, size.height / bitmap->height);
+    cairo_surface_t* pixels = surfaceOf(*bitmap);
+    cairo_set_source_surface(cairo, pixels, 0, 0);
+    cairo_pattern_set_extend(cairo_get_source(cairo), CAIRO_EXTEND_PAD);
+    cairo_pattern_set_filter(cairo_get_source(cairo),
+        interpolation == NSImageInterpolation::High ? CAIRO_FILTER_BEST : CAIRO_FILTER_GOOD);
+    cairo_set_operator(
+        cairo, operation == NSCompositingOperation::Copy ? CAIRO_OPERATOR_SOURCE : CAIRO_OPERATOR_OVER);
+    if (fraction < 1)
+        cairo_paint_with_alpha(cairo, std::max(0.0, fraction));
+    else
+        cairo_paint(cairo);
+    cairo_restore(cairo);
+    cairo_surface_destroy(pixels);
+}
+
+std::shared_ptr<const NSImage> NSGraphicsContext::unlockFocus()
+{
+    std::vector<NSBitmapImageRep> representations;
+    if (canvas_) {
+        cairo_surface_flush(canvas_->surface);
+        cairo_surface_finish(canvas_->surface);
+        representations.emplace_back(std::make_shared<const Bitmap>(std::move(canvas_->bitmap)));
+        canvas_.reset();
+    }
+    return std::make_shared<const NSImage>(size_, std::move(representations));
+}
+
+} // namespace vitrel

@@ -1,0 +1,136 @@
+#include "platform/appkit/MemorySurface.h"
+#include "platform/appkit/NSGraphicsContext.h"
+
+#include <gmock/gmock.h>
+
+#include <limits>
+
+namespace vitrel {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr std::uint32_t R = 0xFFFF0000, G = 0xFF00FF00, B = 0xFF0000FF, W = 0xFFFFFFFF;
+
+NSImage imageOf(int width, int height, std::vector<std::uint32_t> pixels)
+{
+    return NSImage(std::make_shared<const Bitmap>(Bitmap{width, height, std::move(pixels)}));
+}
+
+const Bitmap& bitmapOf(const std::shared_ptr<const NSImage>& image) { return *image->representations().at(0).bitmap(); }
+
+// A canvas whose y runs the other way shows in the rows, a mirrored one in the columns.
+TEST(Canvas, TheOriginIsAtTheLowerLeftInSourceAndDestination)
+{
+    const NSImage image = imageOf(2, 2, {R, G, B, W});
+    NSGraphicsContext whole({2, 2});
+    whole.drawInRectFromRectOperationFraction(image, makeRect(0, 0, 2, 2), {}, NSCompositingOperation::Copy, 1);
+    EXPECT_THAT(bitmapOf(whole.unlockFocus()).pixels, ElementsAre(R, G, B, W));
+
+    NSGraphicsContext part({2, 2});
+    part.drawInRectFromRectOperationFraction(
+        image, makeRect(1, 0, 1, 1), makeRect(0, 1, 1, 1), NSCompositingOperation::Copy, 1);
+    EXPECT_THAT(bitmapOf(part.unlockFocus()).pixels, ElementsAre(0, 0, 0, R));
+}
+
+TEST(Canvas, CopyReplacesAndSourceOverLiesOnTop)
+{
+    const NSImage half = imageOf(1, 1, {0x80800000});
+    for (const auto operation : {NSCompositingOperation::Copy, NSCompositingOperation::SourceOver}) {
+        NSGraphicsContext canvas({1, 1});
+        const NSRect all = makeRect(0, 0, 1, 1);
+        canvas.drawInRectFromRectOperationFraction(imageOf(1, 1, {B}), all, {}, NSCompositingOperation::Copy, 1);
+        canvas.drawInRectFromRectOperationFraction(half, all, {}, operation, 1);
+        const auto pixel = bitmapOf(canvas.unlockFocus()).pixels[0];
+        EXPECT_EQ(pixel, operation == NSCompositingOperation::Copy ? 0x80800000 : 0xFF80007F);
+    }
+    NSGraphicsContext faded({1, 1});
+    faded.drawInRectFromRectOperationFraction(
+        imageOf(1, 1, {W}), makeRect(0, 0, 1, 1), {}, NSCompositingOperation::SourceOver, 0.5);
+    EXPECT_NEAR(bitmapOf(faded.unlockFocus()).pixels[0] >> 24, 128, 1);
+}
+
+TEST(Canvas, WhatTheSourceHasBeyondTheImageIsNotDrawn)
+{
+    NSGraphicsContext canvas({4, 1});
+    canvas.drawInRectFromRectOperationFraction(
+        imageOf(2, 1, {R, G}), makeRect(0, 0, 4, 1), makeRect(-1, 0, 4, 1), NSCompositingOperation::Copy, 1);
+    EXPECT_THAT(bitmapOf(canvas.unlockFocus()).pixels, ElementsAre(0, R, G, 0));
+}
+
+// A picture of a million pixels that shrinks to one must be their mean, not whichever of them lies in the middle.
+TEST(Canvas, AShrinkingPictureIsAveraged)
+{
+    std::vector<std::uint32_t> lines(100 * 100);
+    for (std::size_t k = 0; k < lines.size(); ++k)
+        lines[k] = k % 100 / 5 % 2 ? W : 0xFF000000;
+    for (const int hint : {2, 3}) {
+        NSGraphicsContext canvas({4, 4});
+        canvas.drawInRectFromRectOperationFractionRespectFlippedHints(imageOf(100, 100, lines), makeRect(0, 0, 4, 4),
+            {}, NSCompositingOperation::Copy, 1, true, {{NSImageHintInterpolation, Value(hint)}});
+        const auto image = canvas.unlockFocus();
+        for (const auto word : bitmapOf(image).pixels)
+            EXPECT_NEAR(word & 255, 128, 40) << hint;
+    }
+}
+
+TEST(Canvas, ASizeInPointsOfItsOwnScalesTheSource)
+{
+    const NSImage image({1, 1}, {NSBitmapImageRep(std::make_shared<const Bitmap>(Bitmap{2, 2, {R, G, B, W}}))});
+    NSGraphicsContext canvas({1, 1});
+    canvas.drawInRectFromRectOperationFraction(
+        image, makeRect(0, 0, 1, 1), makeRect(0.5, 0, 0.5, 0.5), NSCompositingOperation::Copy, 1);
+    EXPECT_THAT(bitmapOf(canvas.unlockFocus()).pixels, ElementsAre(W));
+}
+
+TEST(Canvas, TransformsApplyToWhatIsDrawnAfterThem)
+{
+    NSGraphicsContext canvas({2, 2});
+    canvas.translateXByYBy(2, 0);
+    canvas.rotateByDegrees(90); // counter-clockwise: the lower edge becomes the right one
+    canvas.drawInRectFromRectOperationFraction(
+        imageOf(2, 2, {R, G, B, W}), makeRect(0, 0, 2, 2), {}, NSCompositingOperation::Copy, 1);
+    EXPECT_THAT(bitmapOf(canvas.unlockFocus()).pixels, ElementsAre(G, W, R, B));
+}
+
+TEST(Canvas, SizesThatAreNoneAndSizesThatAreTooLarge)
+{
+    const double infinity = std::numeric_limits<double>::infinity();
+    for (const NSSize size : {NSSize{0, 5}, {5, 0}, {-1, 5}, {infinity, 1}, {std::nan(""), 1}}) {
+        NSGraphicsContext canvas(size);
+        canvas.drawInRectFromRectOperationFraction(
+            imageOf(1, 1, {R}), makeRect(0, 0, 1, 1), {}, NSCompositingOperation::Copy, 1);
+        const auto image = canvas.unlockFocus();
+        EXPECT_TRUE(image->representations().empty());
+        EXPECT_EQ(image->size().height, size.height);
+    }
+    NSGraphicsContext large({1e9, 1e6});
+    large.drawInRectFromRectOperationFraction(
+        imageOf(1, 1, {R}), makeRect(0, 0, 1e9, 1e6), {}, NSCompositingOperation::Copy, 1);
+    const auto image = large.unlockFocus();
+    EXPECT_EQ(image->size(), (NSSize{1e9, 1e6})) << "the points stay, the pixels are coarser";
+    EXPECT_LE(bitmapOf(image).width, 8192);
+    EXPECT_EQ(bitmapOf(image).pixels.back(), R);
+
+    NSGraphicsContext fraction({2.5, 1});
+    const auto odd = fraction.unlockFocus();
+    EXPECT_EQ(odd->size(), (NSSize{2.5, 1}));
+    EXPECT_EQ(bitmapOf(odd).width, 3);
+}
+
+TEST(MemorySurface, KeepsTheLastFrameAndIsBlackAtAlphaZero)
+{
+    MemorySurface surface(2, 1);
+    EXPECT_FALSE(surface.shown());
+    surface.frameMemory().pixels[1] = R;
+    surface.present();
+    EXPECT_THAT(surface.shown()->pixels, ElementsAre(0, R));
+    surface.setAlphaValue(0);
+    EXPECT_THAT(surface.shown()->pixels, ElementsAre(0xFF000000, 0xFF000000));
+    surface.close();
+    EXPECT_EQ(surface.frameMemory().pixels, nullptr);
+    EXPECT_FALSE(surface.wantsFrame());
+}
+
+} // namespace
+} // namespace vitrel

@@ -1,0 +1,313 @@
+#include "base/Text.h"
+#include "platform/appkit/ImageCoding.h"
+#include "platform/appkit/NSImage.h"
+
+#include <gmock/gmock.h>
+#include <vips/vips.h>
+
+#include <cstdlib>
+#include <thread>
+
+namespace vitrel {
+namespace {
+
+using testing::ElementsAre;
+
+struct Picture {
+    int width, height, bands;
+    Bytes samples; // 8 bits each
+    int orientation = 1;
+};
+
+// Two by three: red green / blue white / black grey.
+Picture smallPicture(int bands = 3)
+{
+    Picture picture{2, 3, bands, {}};
+    for (const std::uint32_t colour : {0xFF0000u, 0x00FF00u, 0x0000FFu, 0xFFFFFFu, 0x000000u, 0x808080u})
+        for (int band = 0; band < bands; ++band)
+            picture.samples.push_back(band == 3 ? 255 : std::uint8_t(colour >> (16 - 8 * band)));
+    return picture;
+}
+
+Bytes encoded(const Picture& picture, const std::string& saver)
+{
+    warmImageDecoding();
+    VipsImage* image = vips_image_new_from_memory_copy(
+        picture.samples.data(), picture.samples.size(), picture.width, picture.height, picture.bands, VIPS_FORMAT_UCHAR);
+    image->Type = picture.bands >= 3 ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_B_W;
+    if (picture.orientation != 1)
+        vips_image_set_int(image, "orientation", picture.orientation);
+    void* data = nullptr;
+    std::size_t size = 0;
+    EXPECT_EQ(vips_image_write_to_buffer(image, saver.c_str(), &data, &size, nullptr), 0) << vips_error_buffer();
+    Bytes bytes(static_cast<std::uint8_t*>(data), static_cast<std::uint8_t*>(data) + size);
+    g_free(data);
+    g_object_unref(image);
+    return bytes;
+}
+
+std::vector<std::uint32_t> pixelsOf(const std::shared_ptr<const NSImage>& image)
+{
+    return image ? image->representations().at(0).bitmap()->pixels : std::vector<std::uint32_t>{};
+}
+
+void appendBig32(Bytes& to, std::uint32_t number)
+{
+    for (int shift : {24, 16, 8, 0})
+        to.push_back(std::uint8_t(number >> shift));
+}
+
+std::uint32_t crcOf(ByteView bytes)
+{
+    std::uint32_t crc = ~0u;
+    for (const auto byte : bytes) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320u : 0);
+    }
+    return ~crc;
+}
+
+void appendChunk(Bytes& to, const char* name, const Bytes& body)
+{
+    appendBig32(to, std::uint32_t(body.size()));
+    Bytes named(name, name + 4);
+    named.insert(named.end(), body.begin(), body.end());
+    to.insert(to.end(), named.begin(), named.end());
+    appendBig32(to, crcOf(named));
+}
+
+// A PNG by the letter of its standard, with stored (uncompressed) data.
+Bytes png(std::uint32_t width, std::uint32_t height, int depth, int colour, int interlace, const Bytes& rows)
+{
+    Bytes file = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A}, header;
+    appendBig32(header, width);
+    appendBig32(header, height);
+    for (int byte : {depth, colour, 0, 0, interlace})
+        header.push_back(std::uint8_t(byte));
+    appendChunk(file, "IHDR", header);
+    const auto size = std::uint16_t(rows.size());
+    Bytes data = {0x78, 0x01, 0x01, std::uint8_t(size), std::uint8_t(size >> 8), std::uint8_t(~size),
+        std::uint8_t(std::uint16_t(~size) >> 8)};
+    data.insert(data.end(), rows.begin(), rows.end());
+    std::uint32_t a = 1, b = 0;
+    for (const auto byte : rows) {
+        a = (a + byte) % 65521;
+        b = (b + a) % 65521;
+    }
+    appendBig32(data, b << 16 | a);
+    appendChunk(file, "IDAT", data);
+    appendChunk(file, "IEND", {});
+    return file;
+}
+
+// Swapped channels, rows from the bottom, a missing alpha: each shows in one of the six pixels.
+TEST(ImageDecoding, TheFiveFormatsGiveTheSamePixels)
+{
+    const std::vector<std::uint32_t> expected
+        = {0xFFFF0000, 0xFF00FF00, 0xFF0000FF, 0xFFFFFFFF, 0xFF000000, 0xFF808080};
+    for (const char* saver : {".png", ".png[interlace]", ".gif", ".webp[lossless]", ".tif", ".tif[compression=lzw]"}) {
+        const auto image = NSImage::imageWithData(encoded(smallPicture(), saver));
+        ASSERT_TRUE(image) << saver;
+        EXPECT_EQ(image->size(), (NSSize{2, 3})) << saver;
+        EXPECT_EQ(pixelsOf(image), expected) << saver;
+    }
+    // JPEG loses; a plain block keeps its colour to within rounding.
+    for (const char* saver : {".jpg[Q=100]", ".jpg[Q=100,interlace]"}) {
+        Picture block{16, 16, 3, {}};
+        for (int k = 0; k < 256; ++k)
+            block.samples.insert(block.samples.end(), {200, 100, 50});
+        const auto pixels = pixelsOf(NSImage::imageWithData(encoded(block, saver)));
+        ASSERT_EQ(pixels.size(), 256u) << saver;
+        EXPECT_NEAR(pixels[100] >> 16 & 255, 200, 2) << saver;
+        EXPECT_NEAR(pixels[100] >> 8 & 255, 100, 2) << saver;
+        EXPECT_NEAR(pixels[100] & 255, 50, 2) << saver;
+    }
+}
+
+TEST(ImageDecoding, EveryDepthAndKindOfColourComesOutAsPremultipliedWords)
+{
+    struct {
+        int depth, colour;
+        Bytes row;
+        std::vector<std::uint32_t> pixels;
+        const char* why;
+    } const cases[] = {
+        {8, 0, {0, 0x40, 0xC0}, {0xFF404040, 0xFFC0C0C0}, "grey"},
+        {1, 0, {0, 0x40}, {0xFF000000, 0xFFFFFFFF}, "black and white in bits"},
+        {8, 4, {0, 0x40, 0xFF, 0x80, 0x80}, {0xFF404040, 0x80404040}, "grey with alpha"},
+        {16, 0, {0, 0x40, 0x40, 0xC0, 0xC0}, {0xFF404040, 0xFFC0C0C0}, "deep grey"},
+        {16, 2, {0, 0x10, 0x10, 0x20, 0x20, 0x30, 0x30, 0, 0, 0, 0, 0, 0}, {0xFF102030, 0xFF000000}, "deep colour"},
+        {8, 6, {0, 255, 128, 0, 255, 255, 128, 0, 0}, {0xFFFF8000, 0}, "colour under alpha 0 is gone"},
+        {8, 6, {0, 255, 128, 0, 128, 10, 20, 30, 51}, {0x80804000, 0x33020406}, "colour times alpha, rounded"},
+        {16, 6, {0, 255, 255, 0, 0, 0, 0, 128, 128, 0, 0, 0, 0, 0, 0, 0, 0}, {0x80800000, 0}, "deep alpha"},
+    };
+    for (const auto& [depth, colour, row, pixels, why] : cases)
+        EXPECT_EQ(pixelsOf(NSImage::imageWithData(png(2, 1, depth, colour, 0, row))), pixels) << why;
+}
+
+TEST(ImageDecoding, CMYKIsTurnedToRGB)
+{
+    Picture ink{8, 8, 4, {}};
+    for (int k = 0; k < 64; ++k)
+        ink.samples.insert(ink.samples.end(), {255, 0, 0, 0}); // pure cyan
+    warmImageDecoding();
+    VipsImage* image
+        = vips_image_new_from_memory_copy(ink.samples.data(), ink.samples.size(), 8, 8, 4, VIPS_FORMAT_UCHAR);
+    image->Type = VIPS_INTERPRETATION_CMYK;
+    void* data = nullptr;
+    std::size_t size = 0;
+    ASSERT_EQ(vips_jpegsave_buffer(image, &data, &size, "Q", 100, nullptr), 0) << vips_error_buffer();
+    const auto pixels = pixelsOf(NSImage::imageWithData({static_cast<std::uint8_t*>(data), size}));
+    g_free(data);
+    g_object_unref(image);
+    ASSERT_EQ(pixels.size(), 64u);
+    EXPECT_EQ(pixels[0] >> 24, 255u) << "black is no alpha";
+    EXPECT_LT(pixels[0] >> 16 & 255, 60u);
+    EXPECT_GT(pixels[0] >> 8 & 255, 120u);
+    EXPECT_GT(pixels[0] & 255, 180u);
+}
+
+// What the EXIF standard says of row 0 and column 0, for letters at the corners: a b / c d.
+TEST(ImageDecoding, TurnsUprightByTheOrientation)
+{
+    constexpr std::uint32_t a = 0xFF000000, b = 0xFF404040, c = 0xFF808080, d = 0xFFFFFFFF;
+    const std::vector<std::uint32_t> expected[] = {
+        {a, b, c, d},
+        {b, a, d, c}, // 2: row 0 top, column 0 right
+        {d, c, b, a}, // 3: bottom, right
+        {c, d, a, b}, // 4: bottom, left
+        {a, c, b, d}, // 5: left, top
+        {c, a, d, b}, // 6: right, top
+        {d, b, c, a}, // 7: right, bottom
+        {b, d, a, c}, // 8: left, bottom
+    };
+    for (int orientation = 1; orientation <= 8; ++orientation) {
+        const Picture picture{2, 2, 1, {0x00, 0x40, 0x80, 0xFF}, orientation};
+        EXPECT_EQ(pixelsOf(NSImage::imageWithData(encoded(picture, ".tif"))), expected[orientation - 1]) << orientation;
+    }
+    Picture wide{3, 1, 1, {1, 2, 3}, 6};
+    EXPECT_EQ(NSImage::imageWithData(encoded(wide, ".tif"))->size(), (NSSize{1, 3}));
+}
+
+TEST(ImageDecoding, WhatIsNoImageGivesNull)
+{
+    for (const char* text : {"", "x", "GIF89a", "\x89PNG\r\n\x1a\n", "\xFF\xD8\xFF", "RIFF\1\0\0\0WEBP", "<svg/>",
+             "P6 1 1 255 abc", "BM", "%PDF-1.4", "II*"})
+        EXPECT_FALSE(NSImage::imageWithData(bytesOf(text))) << text;
+    EXPECT_FALSE(NSImage::imageWithData(bytesOf("P6\n1 1\n255\nabc"))) << "readable, but none of the five";
+}
+
+// A decoder that hands out what it has of a cut file shows half a cover until the track ends.
+TEST(ImageDecoding, AFileCutAnywhereGivesNullOrTheWholeAndNeverCrashes)
+{
+    for (const char* saver : {".png", ".jpg", ".gif", ".webp", ".tif"}) {
+        const Bytes whole = encoded(smallPicture(), saver);
+        const auto pixels = pixelsOf(NSImage::imageWithData(whole));
+        ASSERT_FALSE(pixels.empty()) << saver;
+        std::size_t refused = 0;
+        for (std::size_t length = 0; length < whole.size(); length += 1 + whole.size() / 200) {
+            const auto image = NSImage::imageWithData({whole.data(), length});
+            refused += !image;
+            if (image && std::string(saver) != ".jpg") {
+                EXPECT_EQ(pixelsOf(image), pixels) << saver << " cut at " << length;
+            }
+        }
+        EXPECT_GT(refused, 5u) << saver;
+    }
+}
+
+TEST(ImageDecoding, HugeDimensionsAreRefusedBeforeAPixelIsRead)
+{
+    struct {
+        std::uint32_t width, height;
+        int interlace;
+        const char* why;
+    } const cases[] = {
+        {65000, 65000, 0, "4 gigapixels"},
+        {8193, 8192, 0, "a row beyond 64 megapixels"},
+        {4097, 4096, 1, "interlaced: 16 megapixels at most"},
+        {2147483647, 1, 0, "one endless row"},
+        {70000, 1, 0, "a side longer than any format but TIFF has"},
+    };
+    for (const auto& [width, height, interlace, why] : cases)
+        EXPECT_FALSE(NSImage::imageWithData(png(width, height, 8, 6, interlace, {0, 0}))) << why;
+}
+
+TEST(ImageDecoding, ATiffWithAHugeTileIsRefused)
+{
+    // Little-endian, one directory: 1 x 1 pixel, tiles of 65520 x 65520.
+    Bytes file = {'I', 'I', '*', 0, 8, 0, 0, 0, 9, 0};
+    const auto entry = [&](std::uint16_t tag, std::uint16_t type, std::uint32_t value) {
+        for (std::uint32_t part : {std::uint32_t(tag) | std::uint32_t(type) << 16, 1u, value})
+            for (int shift : {0, 8, 16, 24})
+                file.push_back(std::uint8_t(part >> shift));
+    };
+    entry(256, 4, 1);
+    entry(257, 4, 1);
+    entry(258, 3, 8);
+    entry(259, 3, 1);
+    entry(262, 3, 1);
+    entry(322, 4, 65520);
+    entry(323, 4, 65520);
+    entry(324, 4, 8);
+    entry(325, 4, 1);
+    file.insert(file.end(), {0, 0, 0, 0});
+    EXPECT_FALSE(NSImage::imageWithData(file));
+}
+
+// The right half differs from the left, so that a mean taken over the wrong pixels shows.
+TEST(ImageDecoding, AnImageBeyondTheLongestSideIsScaledDown)
+{
+    for (const char* saver : {".png", ".jpg"}) {
+        Picture strip{10000, 20, 3, Bytes(10000 * 20 * 3, 0x70)};
+        for (std::size_t k = 0; k < strip.samples.size(); ++k)
+            if (k % 30000 >= 15000)
+                strip.samples[k] = 0x30;
+        const auto image = NSImage::imageWithData(encoded(strip, saver));
+        ASSERT_TRUE(image) << saver;
+        EXPECT_EQ(image->size(), (NSSize{5000, 10})) << saver;
+        const auto pixels = pixelsOf(image);
+        for (const std::size_t row : {0u, 9u}) {
+            EXPECT_NEAR(pixels[row * 5000 + 2480] & 255, 0x70, 2) << saver;
+            EXPECT_NEAR(pixels[row * 5000 + 2520] & 255, 0x30, 2) << saver;
+        }
+    }
+}
+
+TEST(ImageDecoding, ManyThreadsMayDecodeAtOnce)
+{
+    const Bytes files[] = {encoded(smallPicture(), ".png"), encoded(smallPicture(), ".gif"), {1, 2, 3}};
+    const auto expected = pixelsOf(NSImage::imageWithData(files[0]));
+    std::vector<std::thread> threads;
+    std::atomic<int> wrong{0};
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&] {
+            for (int k = 0; k < 60; ++k) {
+                const auto pixels = pixelsOf(NSImage::imageWithData(files[k % 3]));
+                wrong += k % 3 == 2 ? !pixels.empty() : pixels != expected;
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(PngRepresentation, ReadsBackAsItWas)
+{
+    const Bitmap bitmap{3, 2, {0xFFFF0000, 0x80804000, 0, 0x33020406, 0xFFFFFFFF, 0x01010101}};
+    const auto file = pngRepresentation(bitmap);
+    ASSERT_TRUE(file);
+    const auto image = NSImage::imageWithData(*file);
+    ASSERT_TRUE(image);
+    EXPECT_EQ(pixelsOf(image), bitmap.pixels);
+    const auto opaque = pngRepresentation({1, 1, {0xFF123456}});
+    ASSERT_TRUE(opaque);
+    EXPECT_EQ((*opaque)[25], 2) << "colour type without alpha";
+    EXPECT_EQ(pixelsOf(NSImage::imageWithData(*opaque)), std::vector<std::uint32_t>{0xFF123456});
+    EXPECT_FALSE(pngRepresentation({}));
+    EXPECT_FALSE(pngRepresentation({2, 2, {1}}));
+}
+
+} // namespace
+} // namespace vitrel
