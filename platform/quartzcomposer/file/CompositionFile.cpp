@@ -2,6 +2,8 @@
 
 #include "platform/foundation/PropertyList.h"
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -113,10 +115,15 @@ private:
         const Dictionary* connections = dictionaryAt(*node.state, "connections");
         if (!connections)
             return true;
-        for (const auto& [name, connection] : *connections) {
+        // By their numbers: the last one to an input wins.
+        std::vector<const Dictionary::value_type*> inOrder;
+        for (const auto& entry : *connections)
+            inOrder.push_back(&entry);
+        std::stable_sort(inOrder.begin(), inOrder.end(), [](auto* a, auto* b) { return a->first.size() < b->first.size(); });
+        for (const auto* entry : inOrder) {
             if (++connections_ > kMaxConnections)
                 return false;
-            const Dictionary* ends = connection.dictionary();
+            const Dictionary* ends = entry->second.dictionary();
             if (ends)
                 node.connections.push_back({textAt(*ends, "sourceNode"), textAt(*ends, "sourcePort"),
                     textAt(*ends, "destinationNode"), textAt(*ends, "destinationPort")});

@@ -111,8 +111,9 @@ Json nodeJson(const FileNode& node, bool isRoot)
     if (!node.identifier.empty())
         json["identifier"] = jsonText(node.identifier);
     Json inputs = publishedJson(node.publishedInputs);
+    Json stored = Json::object(); // at a macro, under the name of a published input
     for (const auto& [key, value] : node.portValues)
-        inputs[jsonText(key)] = valueJson(value);
+        (inputs.contains(jsonText(key)) ? stored : inputs)[jsonText(key)] = valueJson(value);
     put(json, "inputs", std::move(inputs));
     put(json, "outputs", publishedJson(node.publishedOutputs));
     Json values = Json::object();
@@ -139,7 +140,9 @@ Json nodeJson(const FileNode& node, bool isRoot)
     for (const FileConnection& connection : node.connections)
         connections.push_back(connectionJson(connection));
     put(json, "connections", std::move(connections));
-    put(json, "raw", rawJson(node));
+    Json raw = rawJson(node);
+    put(raw, "stored", std::move(stored));
+    put(json, "raw", std::move(raw));
     return json;
 }
 
@@ -302,7 +305,7 @@ private:
             const auto port = portOf(value);
             const auto child = port ? children.find(port->first) : children.end();
             if (child == children.end()) {
-                if (parameters)
+                if (parameters && port)
                     return fail(path, "input \"" + key + "\" publishes no port of a patch here");
                 made.ports[key] = values_.value(value);
                 continue;
@@ -310,11 +313,12 @@ private:
             Dictionary state;
             // A value that stands at the port itself is the published input's.
             const auto stored = child->second.ports.find(port->second);
-            Value given = stored != child->second.ports.end() ? stored->second : Value();
-            if (stored != child->second.ports.end())
+            const bool explicitly = values.count(key) || (parameters && parameters->count(key));
+            Value given = values.count(key) ? values.at(key) : Value();
+            if (!explicitly && stored != child->second.ports.end()) {
+                given = stored->second;
                 child->second.ports.erase(stored);
-            if (values.count(key))
-                given = values.at(key);
+            }
             if (parameters && !given.isNothing())
                 parameters->emplace(key, given);
             else if (!parameters && !given.isNothing())
@@ -325,6 +329,8 @@ private:
         }
         if (!published.empty())
             made.state["publishedInputPorts"] = published;
+        for (const auto& [key, value] : shapeOf(made, "stored").items())
+            made.ports[key] = values_.value(value);
         return values_.problem().empty();
     }
 
