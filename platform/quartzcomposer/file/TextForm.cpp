@@ -121,7 +121,8 @@ Json nodeJson(const FileNode& node, bool isRoot)
         if (!port.value.isNothing())
             values[jsonText(port.key)] = valueJson(port.value);
     }
-    put(json, "values", std::move(values));
+    if (!isRoot)
+        put(json, "values", std::move(values));
     if (!node.state)
         return json;
     Json settings = Json::object();
@@ -150,6 +151,10 @@ Json compositionJson(const FileNode& root, const Dictionary& top, const std::map
 {
     Json json = nodeJson(root, true);
     Json values = Json::object();
+    for (const FilePublishedPort& port : root.publishedInputs) {
+        if (!port.value.isNothing())
+            values[jsonText(port.key)] = valueJson(port.value);
+    }
     for (const auto& [key, value] : dictionaryAt(top, "inputParameters"))
         values[jsonText(key)] = valueJson(value);
     put(json, "values", std::move(values));
