@@ -150,14 +150,14 @@ Json nodeJson(const FileNode& node, bool isRoot)
 Json compositionJson(const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions)
 {
     Json json = nodeJson(root, true);
-    Json values = Json::object();
+    std::map<std::string, Json> values;
     for (const FilePublishedPort& port : root.publishedInputs) {
         if (!port.value.isNothing())
             values[jsonText(port.key)] = valueJson(port.value);
     }
     for (const auto& [key, value] : dictionaryAt(top, "inputParameters"))
         values[jsonText(key)] = valueJson(value);
-    put(json, "values", std::move(values));
+    put(json, "values", Json(values));
     Json rest = Json::object(), virtuals = Json::object();
     for (const auto& [key, value] : top) {
         if (!oneOf(key, {"rootPatch", "inputParameters", "virtualPatches"}))
