@@ -20,7 +20,8 @@ public:
     NSUserDefaults(DefaultsStore& store, std::string domain);
     virtual ~NSUserDefaults() = default;
 
-    // The host's own domain.
+    // The domain that a host keeps for itself, beside those of the savers.
+    static constexpr const char* kHostDomain = "host";
     static std::shared_ptr<NSUserDefaults> standardUserDefaults(const Surroundings& surroundings);
 
     std::optional<Value> objectForKey(const std::string& key) const;

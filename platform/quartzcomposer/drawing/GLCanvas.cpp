@@ -184,7 +184,7 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     }
     if (paint.mask) {
         state.mask = filters_->texture(paint.mask, width(), height(), 1);
-        state.variant |= state.mask ? kMasked : 0;
+        state.variant |= state.mask ? unsigned(kMasked) : 0u;
     }
     if (!std::all_of(vertices.begin(), vertices.end(), opaqueWhite))
         state.variant |= kColored;
