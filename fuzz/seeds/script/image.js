@@ -1,0 +1,1 @@
+function (__image out) main (__image a, __image b, __index i) { return {out: i ? a : b}; }

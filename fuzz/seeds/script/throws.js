@@ -1,0 +1,1 @@
+function () main () { for (__number i = 0; i < 3; i++) print(i); throw {a: [1, new Proxy({}, {})]}; }
