@@ -41,6 +41,8 @@ bool CompositionView::loadCompositionFromFile(const std::string& path)
         return false;
     file_ = std::make_unique<qc::CompositionFile>(std::move(*file));
     graph_ = std::make_unique<qc::CompositionGraph>(*file_, registry());
+    if (onLoad)
+        onLoad();
     if (autostarts_ && window())
         startRendering();
     return true;

@@ -3,6 +3,7 @@
 #include "platform/foundation/RunLoop.h"
 #include "platform/quartzcomposer/QCView.h"
 
+#include <functional>
 #include <memory>
 
 namespace vitrel {
@@ -42,6 +43,9 @@ public:
     void setFrame(NSRect frame) override;
     void removeFromSuperview() override;
     void viewDidMoveToWindow() override;
+
+    // Called after each composition that was loaded, before it plays.
+    std::function<void()> onLoad;
 
     // Pictures handed to surfaces so far.
     std::uint64_t framesShown() const { return framesShown_; }

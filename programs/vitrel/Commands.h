@@ -14,6 +14,7 @@ using Action = std::function<int()>;
 void addInspect(CLI::App& app, Action& action);
 void addMake(CLI::App& app, Action& action);
 void addEvaluate(CLI::App& app, Action& action);
+void addSnapshot(CLI::App& app, Action& action);
 
 // Prints "vitrel: MESSAGE" and gives `code`.
 int complain(const std::string& message, int code = 1);

@@ -3,14 +3,11 @@
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Files.h"
 #include "programs/vitrel/ValueJson.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iostream>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace vitrel {
 
@@ -45,28 +42,6 @@ int inspect(const std::string& path, bool source)
         unsupported[name] = count;
     printLine({{"inputs", inputs}, {"outputs", outputs}, {"patches", patches}, {"unsupported", unsupported}});
     return 0;
-}
-
-// Written beside its place and moved there, so that a composition that plays never sees half a file.
-bool writeWhole(const std::string& path, ByteView bytes)
-{
-    const std::string beside = path + ".new";
-    const int fd = open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0)
-        return false;
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t wrote = write(fd, bytes.data() + done, bytes.size() - done);
-        if (wrote <= 0)
-            break;
-        done += static_cast<std::size_t>(wrote);
-    }
-    const bool good = done == bytes.size() && fsync(fd) == 0;
-    close(fd);
-    if (good && std::rename(beside.c_str(), path.c_str()) == 0)
-        return true;
-    std::remove(beside.c_str());
-    return false;
 }
 
 int make(const std::string& source, const std::string& out)

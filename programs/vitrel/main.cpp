@@ -22,6 +22,7 @@ int main(int argc, char** argv)
     addInspect(app, action);
     addMake(app, action);
     addEvaluate(app, action);
+    addSnapshot(app, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -22,11 +22,13 @@ constexpr Row kRows[] = {
         "vec2 p = d - vec2(n[4], n[5]); p = vec2(n[0] * p.x + n[2] * p.y, n[1] * p.x + n[3] * p.y);"
         "return at(0, clamp(p, extent0.xy + 0.5, extent0.xy + extent0.zw - 0.5));"},
     {"CIConstantColorGenerator", "return c[0];"},
-    {"CIRadialGradient", "float t = (distance(d, vec2(n[0], n[1])) - n[2]) / max(n[3] - n[2], 1e-4); return mix(c[0], c[1], clamp(t, 0.0, 1.0));"},
-    {"CIGaussianGradient", "float r = distance(d, vec2(n[0], n[1])) / max(n[2], 1e-4); return mix(c[1], c[0], exp(-4.5 * r * r) * step(r, 1.0));"},
+    {"CIRadialGradient", "float t = (distance(d, vec2(n[0], n[1])) - n[2]) / max(n[3] - n[2], 1e-4); return dithered(mix(c[0], c[1], clamp(t, 0.0, 1.0)));"},
+    {"CIGaussianGradient",
+        "float r = distance(d, vec2(n[0], n[1])) / max(n[2], 1e-4);"
+        "return dithered(mix(c[1], c[0], max(0.0, (exp(-4.5 * r * r) - 0.0111) / 0.9889)));"},
     {"CILinearGradient",
         "vec2 a = vec2(n[0], n[1]), b = vec2(n[2], n[3]); vec2 way = b - a;"
-        "float t = dot(d - a, way) / max(dot(way, way), 1e-4); return mix(c[0], c[1], clamp(t, 0.0, 1.0));"},
+        "float t = dot(d - a, way) / max(dot(way, way), 1e-4); return dithered(mix(c[0], c[1], clamp(t, 0.0, 1.0)));"},
     {"CICheckerboardGenerator",
         "vec2 q = (d - vec2(n[0], n[1])) / max(n[2], 1e-3); vec2 f = sin(q * 3.14159265); float s = f.x * f.y;"
         "float edge = max((1.0 - n[3]) * 0.5, 1e-3); return mix(c[1], c[0], smoothstep(-edge, edge, s));"},
@@ -91,6 +93,11 @@ vec4 sampled(sampler2D s, vec4 e, vec2 p) {
 }
 vec4 at(int k, vec2 p) {
     return k == 0 ? sampled(image0, extent0, p) : k == 1 ? sampled(image1, extent1, p) : sampled(image2, extent2, p);
+}
+// Noise of less than a step of 8 bits, without which dark gradients show bands. Nothing stays nothing.
+vec4 dithered(vec4 p) {
+    float k = (fract(52.9829189 * fract(dot(gl_FragCoord.xy, vec2(0.06711056, 0.00583715)))) - 0.5) / 255.0;
+    return p.a >= 1.0 ? vec4(clamp(p.rgb + k, 0.0, 1.0), 1.0) : p.a > 0.0 ? clamp(p + k, 0.0, 1.0) : p;
 }
 vec4 straight(vec4 p) { return p.a > 0.0 ? vec4(p.rgb / p.a, p.a) : vec4(0); }
 vec4 premultiplied(vec4 s) { s = clamp(s, 0.0, 1.0); return vec4(s.rgb * s.a, s.a); }

@@ -14,7 +14,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kMaxFiles = 64u << 20; // of all files that one text names
-constexpr std::array<std::string_view, 6> kSpecial{"image", "data", "date", "text", "real", "dictionary"};
+constexpr std::array<std::string_view, 7> kSpecial{"image", "data", "date", "text", "lines", "real", "dictionary"};
 
 bool isSpecial(std::string_view key)
 {
@@ -63,6 +63,18 @@ std::optional<std::string> colorText(const Dictionary& members)
     return text;
 }
 
+Json linesOf(const std::string& text)
+{
+    Json lines = Json::array();
+    for (std::size_t from = 0;;) {
+        const auto end = text.find('\n', from);
+        lines.push_back(text.substr(from, end == std::string::npos ? end : end - from));
+        if (end == std::string::npos)
+            return lines;
+        from = end + 1;
+    }
+}
+
 } // namespace
 
 std::string jsonText(const std::string& text) { return repairedUtf8(text); }
@@ -81,6 +93,8 @@ Json valueJson(const Value& value)
     if (const auto* text = value.as<std::string>()) {
         if (colorOf(*text))
             return Json{{"text", *text}};
+        if (text->find('\n') != std::string::npos)
+            return Json{{"lines", linesOf(jsonText(*text))}};
         return jsonText(*text);
     }
     if (const auto* date = value.as<Date>())
@@ -139,6 +153,12 @@ Value ValueReader::special(const std::string& kind, const Json& json)
         return dictionary(json);
     if (kind == "date" && json.is_number())
         return Date::fromReferenceDate(json.get<double>());
+    if (kind == "lines") {
+        std::string joined;
+        for (std::size_t k = 0; k < json.size(); ++k)
+            joined += (k ? "\n" : "") + (json[k].is_string() ? json[k].get<std::string>() : std::string());
+        return joined;
+    }
     const std::string text = json.is_string() ? json.get<std::string>() : "";
     if (kind == "text")
         return text;

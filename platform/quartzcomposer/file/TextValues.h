@@ -10,7 +10,7 @@ namespace vitrel::qc {
 
 // Values of the text form. Numbers, booleans and plain texts are JSON's; a colour is "#rrggbbaa"; an object with one
 // of these members alone stands for what JSON has no word for: "image" (a file beside the text), "data" (base64),
-// "date" (seconds since 2001), "text" (one that looks like a colour), "real" ("nan", "inf", "-inf"), "dictionary" (one
+// "date" (seconds since 2001), "text" (one that looks like a colour), "lines" (a text of several lines, an array), "real" ("nan", "inf", "-inf"), "dictionary" (one
 // that looks like one of these).
 nlohmann::ordered_json valueJson(const Value& value);
 

@@ -1,0 +1,189 @@
+#include "programs/vitrel/SaverHost.h"
+
+#include "base/Text.h"
+#include "platform/appkit/ImageCoding.h"
+#include "platform/quartzcomposer/CompositionView.h"
+#include "platform/quartzcomposer/file/CompositionFile.h"
+#include "platform/scriptingbridge/DemoPlayer.h"
+#include "platform/scriptingbridge/MprisPlayers.h"
+#include "platform/scriptingbridge/SessionBus.h"
+#include "programs/vitrel/Commands.h"
+
+#include <cstdlib>
+#include <utility>
+
+#include <climits>
+
+namespace vitrel {
+
+namespace {
+
+// The direct route: a version below the gate, since on this desktop a player can be read without any set-up.
+constexpr const char* kUsualSystemVersion = "10.13.6";
+
+// From the beginning of the stop to its end, by the view's own delays, and a little.
+constexpr Seconds kStopTime{0.6};
+
+std::string absolute(const std::string& path)
+{
+    char buffer[PATH_MAX];
+    return realpath(path.c_str(), buffer) ? buffer : path;
+}
+
+std::shared_ptr<const Bytes> resourceBytes(const NSBundle& bundle, const std::string& name, const std::string& type)
+{
+    constexpr std::size_t kMost = 4u << 20;
+    const auto path = bundle.pathForResourceOfType(name, type);
+    auto bytes = path ? qc::bytesOfRegularFile(*path, kMost) : std::nullopt;
+    return bytes ? std::make_shared<const Bytes>(std::move(*bytes)) : nullptr;
+}
+
+std::vector<DemoTrack> demoTracks(const NSBundle& bundle)
+{
+    return {{"Harbour Lights", "The Long Nights", "Almanac", "Ambient", 1999, 225, resourceBytes(bundle, "DemoHarbour", "png")},
+        {"Paper Mountains", "Ida Holm & the Weather", "Field Notes", "Folk", 2014, 194, resourceBytes(bundle, "DemoMountains", "png")},
+        {"Night Train to Trieste", "Orchestra Sereno", "Timetables", "Jazz", 1968, 301, resourceBytes(bundle, "DemoTrain", "png")}};
+}
+
+} // namespace
+
+void addSaverOptions(CLI::App& command, SaverOptions& options)
+{
+    command.add_option("FILE", options.file, "The composition; without it the one chosen in the settings");
+    command.add_flag("--demo", options.demo, "Play the default composition with a built-in player");
+    command.add_option("--player", options.player, "Follow the player of this name before all others");
+    command.add_option("--system-version", options.systemVersion, "The system version that the saver sees; 10.14.0 and later use the companion");
+    command.add_option("--trace", options.trace, "Write each change of an input to this file, a line of JSON each");
+    command.add_option("--input", options.inputs, "KEY=VALUE sets a published input at the start; may be given again")->allow_extra_args(false);
+}
+
+SaverHost::SaverHost()
+    : bundle_(NSBundle::forExecutable())
+    , notifications_(runLoop_)
+{
+}
+
+SaverHost::~SaverHost()
+{
+    views_.clear();
+    surroundings_.shared.clear();
+}
+
+std::unique_ptr<SaverHost> SaverHost::make(const SaverOptions& options, int& code)
+{
+    std::unique_ptr<SaverHost> host(new SaverHost);
+    return host->configure(options, code) ? std::move(host) : nullptr;
+}
+
+bool SaverHost::configure(const SaverOptions& options, int& code)
+{
+    const auto fail = [&code](const std::string& message, int with) {
+        code = complain(message, with);
+        return false;
+    };
+    for (const std::string& text : options.inputs) {
+        auto input = inputArgument(text);
+        if (!input)
+            return fail("--input takes KEY=VALUE", 2);
+        inputs_.push_back(std::move(*input));
+    }
+    const char* fromEnvironment = std::getenv("VITREL_SYSTEM_VERSION");
+    const std::string version = !options.systemVersion.empty() ? options.systemVersion
+        : fromEnvironment && *fromEnvironment                  ? fromEnvironment
+                                                               : kUsualSystemVersion;
+    const auto parsed = makeOperatingSystemVersion(version);
+    if (!parsed)
+        return fail("\"" + version + "\" is no system version", 2);
+    const LogSink log = standardErrorLog(clock_);
+    // A demonstration shows the same to everybody and keeps nothing.
+    defaults_ = std::make_unique<DefaultsStore>(options.demo ? std::string() : DefaultsStore::userFolder(), files_, log);
+    surroundings_.clock = &clock_;
+    surroundings_.runLoop = &runLoop_;
+    surroundings_.userInteractiveQueue = &userInteractive_;
+    surroundings_.userInitiatedQueue = &userInitiated_;
+    surroundings_.defaults = defaults_.get();
+    surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
+    surroundings_.notificationCenter = &notifications_;
+    surroundings_.systemVersion = *parsed;
+    surroundings_.log = log;
+    if (!options.trace.empty()) {
+        traceFile_.open(options.trace, std::ios::trunc);
+        if (!traceFile_)
+            return fail("can't write " + options.trace, 1);
+        trace_ = std::make_unique<InputTrace>(clock_, [this](const std::string& line) { traceFile_ << line << std::flush; });
+    }
+    if (!options.file.empty()) {
+        qc::CompositionError error;
+        if (!qc::readCompositionFile(options.file, &error))
+            return fail(options.file + " is no composition: " + error.reason, 1);
+        playOnly(absolute(options.file));
+    }
+    userInitiated_.async([] { warmImageDecoding(); });
+    if (options.demo)
+        players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
+    else
+        players_ = std::make_unique<MprisPlayers>(surroundings_, std::make_unique<SessionBus>(runLoop_), options.player);
+    surroundings_.players = players_.get();
+    surroundings_.makeQCView = [this]() -> std::shared_ptr<QCView> {
+        auto view = std::make_shared<CompositionView>(runLoop_);
+        const std::weak_ptr<QCView> weak = view;
+        view->onLoad = [this, weak] {
+            // After the first publication, which comes in this turn.
+            runLoop_.post([this, weak] { applyInputs(weak); });
+        };
+        return view;
+    };
+    return true;
+}
+
+// As if it were the one entry of the user's list; nothing is stored.
+void SaverHost::playOnly(const std::string& path)
+{
+    defaults_->setArgument("Files Paths", Array{path});
+    defaults_->setArgument("Active File Path", path);
+    defaults_->setArgument("Use Random Screen Saver", false);
+}
+
+void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
+{
+    const auto view = weak.lock();
+    for (std::size_t k = 0; view && k < inputs_.size(); ++k) {
+        const InputArgument& input = inputs_[k];
+        if (!view->setValueForInputKey(input.value, input.key))
+            complain("the composition has no input \"" + input.key + "\" that takes this value");
+    }
+}
+
+std::shared_ptr<VitrelView> SaverHost::addView(const std::shared_ptr<NSWindow>& window, bool isPreview)
+{
+    auto view = VitrelView::initWithFrameIsPreview(surroundings_, {{0, 0}, window->frame().size}, isPreview);
+    if (!view)
+        return nullptr;
+    if (trace_)
+        view->setInputObserver(trace_->observerForView(static_cast<int>(views_.size())));
+    window->contentView()->addSubview(view);
+    views_.push_back(view);
+    return view;
+}
+
+void SaverHost::resizeView(NSWindow& window, NSSize size)
+{
+    window.setFrameDisplay({window.frame().origin, size}, true);
+    for (const auto& view : views_) {
+        if (view->window() == &window) {
+            view->setFrame({{0, 0}, size});
+            view->updateQuartzViewFrame();
+        }
+    }
+}
+
+void SaverHost::stop()
+{
+    if (std::exchange(stopping_, true))
+        return;
+    for (const auto& view : views_)
+        view->cleanup();
+    runLoop_.postAfter(kStopTime, [this] { runLoop_.stop(); });
+}
+
+} // namespace vitrel
