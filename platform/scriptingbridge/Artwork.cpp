@@ -1,0 +1,168 @@
+#include "platform/scriptingbridge/Artwork.h"
+
+#include "base/Text.h"
+#include "platform/appkit/NSImage.h"
+
+#include <optional>
+
+#include <curl/curl.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vitrel
+{
+namespace
+{
+
+// A cover of 4000 pixels square is some megabytes.
+constexpr std::size_t kMaximumBytes = std::size_t(16) << 20;
+constexpr long kMaximumSeconds = 10, kConnectSeconds = 5;
+constexpr long kMaximumRedirects = 5;
+
+bool hasScheme(std::string_view address, std::string_view scheme)
+{
+    if (address.size() <= scheme.size())
+        return false;
+    for (std::size_t at = 0; at < scheme.size(); ++at) {
+        if ((address[at] | 0x20) != scheme[at])
+            return false;
+    }
+    return address[scheme.size()] == ':';
+}
+
+// "file:///p", "file://localhost/p" and "file:/p"; absent for another machine's file.
+std::optional<std::string> pathOf(std::string_view address)
+{
+    address.remove_prefix(5);
+    if (address.starts_with("//")) {
+        address.remove_prefix(2);
+        const std::size_t slash = address.find('/');
+        const std::string_view host = address.substr(0, slash);
+        if (slash == std::string_view::npos || (!host.empty() && host != "localhost"))
+            return std::nullopt;
+        address.remove_prefix(slash);
+    }
+    std::string path = percentDecoded(address);
+    if (!path.starts_with('/') || path.find('\0') != std::string::npos)
+        return std::nullopt;
+    return path;
+}
+
+std::optional<Bytes> readFile(const std::string& path)
+{
+    // A pipe or a device must not hold the thread: it is opened without waiting and not read.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0)
+        return std::nullopt;
+    struct ::stat status {
+    };
+    std::optional<Bytes> out;
+    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode)
+        && static_cast<std::uint64_t>(status.st_size) <= kMaximumBytes) {
+        out.emplace();
+        std::uint8_t buffer[65536];
+        ssize_t got = 0;
+        while ((got = ::read(fd, buffer, sizeof buffer)) > 0 && out->size() + std::size_t(got) <= kMaximumBytes)
+            out->insert(out->end(), buffer, buffer + got);
+        if (got != 0)
+            out.reset();
+    }
+    ::close(fd);
+    return out;
+}
+
+// "data:image/png;base64,...": what stands behind the first comma.
+std::optional<Bytes> dataOf(std::string_view address)
+{
+    const std::size_t comma = address.find(',');
+    if (comma == std::string_view::npos || address.size() - comma > kMaximumBytes * 3 / 2)
+        return std::nullopt;
+    const std::string text = percentDecoded(address.substr(comma + 1));
+    if (!address.substr(0, comma).ends_with(";base64"))
+        return text.size() <= kMaximumBytes ? std::optional(Bytes(text.begin(), text.end())) : std::nullopt;
+    std::string digits;
+    for (const char c : text) {
+        if (!isBlank(c))
+            digits += c;
+    }
+    while (digits.size() % 4 != 0)
+        digits += '='; // some leave the padding out
+    auto bytes = decodeBase64(digits);
+    return bytes && bytes->size() <= kMaximumBytes ? std::move(bytes) : std::nullopt;
+}
+
+struct Download {
+    Bytes bytes;
+    const std::atomic<bool>* stop;
+};
+
+std::size_t receive(char* data, std::size_t, std::size_t size, void* user)
+{
+    auto& download = *static_cast<Download*>(user);
+    if (download.bytes.size() + size > kMaximumBytes)
+        return 0;
+    download.bytes.insert(download.bytes.end(), data, data + size);
+    return size;
+}
+
+int progress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+{
+    return static_cast<Download*>(user)->stop->load() ? 1 : 0;
+}
+
+std::optional<Bytes> download(const std::string& address, const std::atomic<bool>& stop)
+{
+    CURL* curl = curl_easy_init();
+    if (!curl)
+        return std::nullopt;
+    Download download{{}, &stop};
+    curl_easy_setopt(curl, CURLOPT_URL, address.c_str());
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(curl, CURLOPT_MAXREDIRS, kMaximumRedirects);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT, kMaximumSeconds);
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
+    curl_easy_setopt(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kMaximumBytes));
+    curl_easy_setopt(curl, CURLOPT_FAILONERROR, 1L);
+    curl_easy_setopt(curl, CURLOPT_USERAGENT, "Vitrel");
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, receive);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &download);
+    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, progress);
+    curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &download);
+    const CURLcode code = curl_easy_perform(curl);
+    curl_easy_cleanup(curl);
+    return code == CURLE_OK ? std::optional(std::move(download.bytes)) : std::nullopt;
+}
+
+std::optional<Bytes> bytesAt(const std::string& address, const std::atomic<bool>& stop)
+{
+    if (hasScheme(address, "file")) {
+        const auto path = pathOf(address);
+        return path ? readFile(*path) : std::nullopt;
+    }
+    if (hasScheme(address, "data"))
+        return dataOf(address);
+    if (hasScheme(address, "http") || hasScheme(address, "https"))
+        return download(address, stop);
+    return std::nullopt;
+}
+
+} // namespace
+
+FetchedArtwork fetchArtwork(const std::string& address, const std::atomic<bool>& stop)
+{
+    FetchedArtwork out;
+    auto bytes = bytesAt(address, stop);
+    if (!bytes || bytes->empty() || stop)
+        return out;
+    out.bytes = std::make_shared<const Bytes>(std::move(*bytes));
+    if (const auto image = NSImage::imageWithData(*out.bytes))
+        out.pixels = image->size().width * image->size().height;
+    return out;
+}
+
+} // namespace vitrel

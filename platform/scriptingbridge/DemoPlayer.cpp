@@ -1,0 +1,75 @@
+#include "platform/scriptingbridge/DemoPlayer.h"
+
+#include "platform/foundation/NSDistributedNotificationCenter.h"
+#include "platform/foundation/Surroundings.h"
+
+namespace vitrel
+{
+
+class DemoPlayer::Application final : public SBApplication
+{
+public:
+    explicit Application(const Clock& clock)
+        : clock_(clock)
+    {
+    }
+    bool isRunning() const override { return track != nullptr; }
+    std::uint32_t playerState() const override { return track ? kPlayerStatePlaying : 0; }
+    double playerPosition() const override { return track ? (clock_.now() - start).count() : 0; }
+    std::shared_ptr<SBTrack> currentTrack() const override { return track; }
+
+    std::shared_ptr<SBTrack> track;
+    Seconds start{0};
+
+private:
+    const Clock& clock_;
+};
+
+DemoPlayer::DemoPlayer(const Surroundings& surroundings, std::vector<DemoTrack> tracks)
+    : surroundings_(surroundings)
+    , tracks_(std::move(tracks))
+    , application_(std::make_shared<Application>(*surroundings.clock))
+{
+    if (tracks_.empty())
+        return;
+    show(0);
+    timer_ = surroundings_.runLoop->scheduledTimer(kTrackTime, true, [this] { show((index_ + 1) % tracks_.size()); });
+}
+
+DemoPlayer::~DemoPlayer()
+{
+    send(timer_, &NSTimer::invalidate);
+    application_->track.reset();
+}
+
+std::shared_ptr<SBApplication> DemoPlayer::applicationWithBundleIdentifier(const std::string& identifier)
+{
+    identifier_ = identifier;
+    return application_;
+}
+
+void DemoPlayer::show(std::size_t index)
+{
+    index_ = index;
+    const DemoTrack& from = tracks_[index];
+    auto track = std::make_shared<SBTrack>();
+    track->name = from.name;
+    track->artist = from.artist;
+    track->album = from.album;
+    track->genre = from.genre;
+    track->year = from.year;
+    track->time = trackTime(from.length);
+    track->trackNumber = static_cast<std::int64_t>(index) + 1;
+    track->trackCount = static_cast<std::int64_t>(tracks_.size());
+    if (from.cover)
+        track->artworks.push_back(std::make_shared<SBArtwork>(from.cover));
+    application_->track = track;
+    application_->start = surroundings_.clock->now();
+    if (identifier_.empty() || !surroundings_.notificationCenter)
+        return;
+    surroundings_.notificationCenter->postNotificationNameObjectUserInfo(identifier_ + ".playerInfo",
+        identifier_ + ".player",
+        {{"Player State", "Playing"}, {"Artwork Count", std::int64_t(track->artworks.size())}, {"Name", track->name}});
+}
+
+} // namespace vitrel

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/foundation/RunLoop.h"
+#include "platform/scriptingbridge/SBApplication.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vitrel
+{
+
+struct Surroundings;
+
+struct DemoTrack {
+    std::string name, artist, album, genre;
+    std::int64_t year = 0;
+    double length = 0; // seconds
+    std::shared_ptr<const Bytes> cover; // an image file; null for none
+};
+
+// A built-in player that always plays: the tracks in turn, from the first, a new one every twenty seconds. It takes
+// the road that a real one takes. Main thread.
+class DemoPlayer final : public PlayerProvider
+{
+public:
+    static constexpr Seconds kTrackTime{20};
+
+    // Without tracks it doesn't run. `surroundings` give the run loop and the notification center.
+    DemoPlayer(const Surroundings& surroundings, std::vector<DemoTrack> tracks);
+    ~DemoPlayer() override;
+
+    std::shared_ptr<SBApplication> applicationWithBundleIdentifier(const std::string& identifier) override;
+
+private:
+    class Application;
+    void show(std::size_t index);
+
+    const Surroundings& surroundings_;
+    const std::vector<DemoTrack> tracks_;
+    std::size_t index_ = 0;
+    std::string identifier_;
+    std::shared_ptr<Application> application_;
+    std::shared_ptr<NSTimer> timer_;
+};
+
+} // namespace vitrel

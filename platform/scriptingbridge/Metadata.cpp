@@ -1,0 +1,158 @@
+#include "platform/scriptingbridge/Metadata.h"
+
+#include "base/Text.h"
+
+#include <cmath>
+#include <limits>
+
+namespace vitrel
+{
+namespace
+{
+
+// Longer than any title; a composition that draws it pays for each character.
+constexpr std::size_t kMaximumText = 4096;
+constexpr std::size_t kMaximumListMembers = 64;
+// Artwork within its address is base64 of at most 16 MiB.
+constexpr std::size_t kMaximumAddress = std::size_t(24) << 20;
+
+std::string lowerCase(std::string_view text)
+{
+    std::string out(text);
+    for (char& c : out) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return out;
+}
+
+class Fields
+{
+public:
+    explicit Fields(const Dictionary& metadata)
+    {
+        for (const auto& [key, value] : metadata)
+            values_.emplace(lowerCase(key), &value);
+    }
+
+    // Not cut.
+    std::string rawText(const char* key) const
+    {
+        const Value* value = find(key);
+        if (const auto* list = value ? value->array() : nullptr)
+            value = list->empty() ? nullptr : &list->front();
+        const auto* text = value ? value->as<std::string>() : nullptr;
+        return text ? *text : std::string();
+    }
+
+    // A list's texts with ", " between them, or the one text.
+    std::string text(const char* key) const
+    {
+        const Value* value = find(key);
+        const auto* list = value ? value->array() : nullptr;
+        if (!list)
+            return value && !value->isNothing() && !value->dictionary() ? cut(description(*value)) : std::string();
+        std::string out;
+        std::size_t left = kMaximumListMembers;
+        for (const Value& member : *list) {
+            const auto* text = member.as<std::string>();
+            if (!text || text->empty() || left-- == 0)
+                continue;
+            out += (out.empty() ? "" : ", ") + cut(*text);
+            if (out.size() > kMaximumText)
+                break;
+        }
+        return cut(out);
+    }
+
+    double number(const char* key) const
+    {
+        const Value* value = find(key);
+        if (const auto* list = value ? value->array() : nullptr)
+            value = list->empty() ? nullptr : &list->front();
+        const auto number = value ? value->doubleValue() : std::nullopt;
+        return number && std::isfinite(*number) ? *number : 0;
+    }
+
+    std::int64_t integer(const char* key) const
+    {
+        constexpr double most = std::numeric_limits<std::int32_t>::max();
+        return static_cast<std::int64_t>(std::min(std::max(number(key), -most), most));
+    }
+
+private:
+    const Value* find(const char* key) const
+    {
+        const auto found = values_.find(key);
+        return found == values_.end() ? nullptr : found->second;
+    }
+
+    static std::string cut(std::string_view text)
+    {
+        std::size_t size = std::min(text.size(), kMaximumText);
+        while (size > 0 && size < text.size() && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80)
+            --size;
+        return repairedUtf8(text.substr(0, size));
+    }
+
+    std::map<std::string, const Value*, std::less<>> values_;
+};
+
+std::string lastPartOf(const std::string& address)
+{
+    const std::string_view path = std::string_view(address).substr(0, address.find_first_of("?#"));
+    const std::size_t slash = path.rfind('/');
+    return repairedUtf8(percentDecoded(slash == std::string_view::npos ? path : path.substr(slash + 1)));
+}
+
+// The first four digits of a date, or of a number.
+std::int64_t yearOf(const std::string& created)
+{
+    std::int64_t year = 0;
+    int digits = 0;
+    for (const char c : created) {
+        if (c < '0' || c > '9') {
+            if (digits > 0)
+                break;
+            continue;
+        }
+        year = year * 10 + (c - '0');
+        if (++digits == 4)
+            return year;
+    }
+    return 0;
+}
+
+} // namespace
+
+TrackMetadata trackMetadata(const Dictionary& metadata)
+{
+    const Fields fields(metadata);
+    TrackMetadata out;
+    out.track = std::make_shared<SBTrack>();
+    SBTrack& track = *out.track;
+    const std::string address = fields.text("xesam:url");
+    track.name = fields.text("xesam:title");
+    if (track.name.empty())
+        track.name = lastPartOf(address);
+    track.artist = fields.text("xesam:artist");
+    track.album = fields.text("xesam:album");
+    track.genre = fields.text("xesam:genre");
+    track.composer = fields.text("xesam:composer");
+    track.year = yearOf(fields.text("xesam:contentcreated"));
+    track.trackNumber = fields.integer("xesam:tracknumber");
+    track.discNumber = fields.integer("xesam:discnumber");
+    track.rating
+        = static_cast<std::int64_t>(std::lround(100 * std::min(std::max(fields.number("xesam:userrating"), 0.0), 1.0)));
+    track.playedCount = fields.integer("xesam:usecount");
+    out.length = std::max(fields.number("mpris:length") / 1e6, 0.0);
+    track.time = trackTime(out.length);
+    out.artAddress = fields.rawText("mpris:arturl");
+    if (out.artAddress.size() > kMaximumAddress)
+        out.artAddress.clear();
+    for (const std::string& part : {fields.text("mpris:trackid"), address, track.name, track.artist, track.album})
+        out.identity += part + '\n';
+    return out;
+}
+
+} // namespace vitrel

@@ -1,0 +1,370 @@
+#include "platform/scriptingbridge/SessionBus.h"
+
+#include "platform/foundation/RunLoop.h"
+#include "platform/scriptingbridge/BusValues.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <map>
+#include <set>
+#include <vector>
+
+#include <sdbus-c++/sdbus-c++.h>
+
+namespace vitrel
+{
+namespace
+{
+
+const std::string kPrefix = "org.mpris.MediaPlayer2.";
+const std::string kPlayerPath = "/org/mpris/MediaPlayer2";
+const std::string kPlayerInterface = "org.mpris.MediaPlayer2.Player";
+const std::string kProperties = "org.freedesktop.DBus.Properties";
+const std::string kBus = "org.freedesktop.DBus";
+
+constexpr std::chrono::seconds kPatience{2};
+// A player that floods the bus must leave time for frames.
+constexpr int kMessagesPerTurn = 200;
+// More players than anybody runs; each costs the bus a match rule.
+constexpr std::size_t kMaximumPlayers = 64;
+
+using Variants = std::map<std::string, sdbus::Variant>;
+
+bool isPlayer(const std::string& name)
+{
+    return name.compare(0, kPrefix.size(), kPrefix) == 0;
+}
+
+} // namespace
+
+class SessionBus::Connection : public std::enable_shared_from_this<Connection>
+{
+public:
+    Connection(RunLoop& loop, std::string address, Seconds retryInterval)
+        : loop_(loop)
+        , address_(std::move(address))
+        , retryInterval_(retryInterval)
+    {
+    }
+    ~Connection() { drop(); }
+
+    void open();
+    bool isConnected() const { return bus_ != nullptr; }
+    bool isSettled() const
+    {
+        return !bus_ || (listed_ && std::all_of(players_.begin(), players_.end(), [](const auto& entry) {
+            return entry.second.answered || entry.second.silent;
+        }));
+    }
+
+    PlayerBusListener* listener = nullptr;
+
+private:
+    struct Player {
+        std::unique_ptr<sdbus::IProxy> proxy;
+        bool knowsProcess = false; // or never will
+        bool hasProperties = false;
+        bool answered = false; // the listener knows it
+        bool silent = false; // has let the time for an answer go by
+        std::int64_t process = 0;
+        Dictionary properties;
+    };
+
+    void connect();
+    void watchNames();
+    void process();
+    void arm();
+    void lost();
+    void drop();
+    void ownerChanged(const std::string& name, const std::string& newOwner);
+    void playerCame(const std::string& name);
+    void playerWent(const std::string& name);
+    void ask(const std::string& name, Player& player);
+    void propertiesChanged(const std::string& name, sdbus::Signal& signal);
+    void propertiesCame(const std::string& name, const Dictionary& properties);
+    void tellIfComplete(const std::string& name, Player& player);
+    Player* playerNamed(const std::string& name)
+    {
+        const auto found = players_.find(name);
+        return found == players_.end() ? nullptr : &found->second;
+    }
+
+    RunLoop& loop_;
+    const std::string address_;
+    const Seconds retryInterval_;
+    // In this order: proxies must go before their connection.
+    std::unique_ptr<sdbus::IConnection> bus_;
+    std::unique_ptr<sdbus::IProxy> names_;
+    std::map<std::string, Player> players_;
+    std::vector<std::unique_ptr<sdbus::IProxy>> gone_; // may be inside their own callback
+    bool listed_ = false;
+    int watched_ = -1;
+    short watchedEvents_ = 0;
+    std::shared_ptr<NSTimer> timer_;
+};
+
+void SessionBus::Connection::open()
+{
+    try {
+        connect();
+    } catch (const sdbus::Error&) {
+        lost();
+    }
+}
+
+void SessionBus::Connection::connect()
+{
+    bus_ = address_.empty() ? sdbus::createSessionBusConnection()
+                            : sdbus::createSessionBusConnectionWithAddress(address_);
+    watchNames();
+    arm();
+}
+
+void SessionBus::Connection::watchNames()
+{
+    names_ = sdbus::createProxy(*bus_, kBus, "/org/freedesktop/DBus");
+    // All callbacks run inside `process`, which holds this object.
+    names_->registerSignalHandler(kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
+        try {
+            std::string name, oldOwner, newOwner;
+            signal >> name >> oldOwner >> newOwner;
+            ownerChanged(name, newOwner);
+        } catch (const sdbus::Error&) {
+        }
+    });
+    names_->finishRegistration();
+    // Listed after the watch began, so that none slips between.
+    names_->callMethodAsync("ListNames")
+        .onInterface(kBus)
+        .withTimeout(kPatience)
+        .uponReplyInvoke([this](const sdbus::Error*, const std::vector<std::string>& names) {
+            listed_ = true;
+            for (const std::string& name : names) {
+                if (isPlayer(name))
+                    playerCame(name.substr(kPrefix.size()));
+            }
+        });
+}
+
+void SessionBus::Connection::ownerChanged(const std::string& name, const std::string& newOwner)
+{
+    if (!isPlayer(name))
+        return;
+    const std::string shortName = name.substr(kPrefix.size());
+    // A name that passes from one owner to another is another player.
+    playerWent(shortName);
+    if (!newOwner.empty())
+        playerCame(shortName);
+}
+
+void SessionBus::Connection::playerCame(const std::string& name)
+{
+    // playerctld repeats what another player says.
+    if (name == "playerctld" || playerNamed(name) || players_.size() >= kMaximumPlayers)
+        return;
+    try {
+        Player player;
+        player.proxy = sdbus::createProxy(*bus_, kPrefix + name, kPlayerPath);
+        player.proxy->registerSignalHandler(
+            kProperties, "PropertiesChanged", [this, name](sdbus::Signal& signal) { propertiesChanged(name, signal); });
+        player.proxy->registerSignalHandler(kPlayerInterface, "Seeked", [this, name](sdbus::Signal& signal) {
+            try {
+                std::int64_t position = 0;
+                signal >> position;
+                if (const Player* player = playerNamed(name); player && player->answered && listener)
+                    listener->playerSeeked(name, static_cast<double>(position) / 1e6);
+            } catch (const sdbus::Error&) {
+            }
+        });
+        player.proxy->finishRegistration();
+        Player& entry = players_[name] = std::move(player);
+        names_->callMethodAsync("GetConnectionUnixProcessID")
+            .onInterface(kBus)
+            .withTimeout(kPatience)
+            .withArguments(kPrefix + name)
+            .uponReplyInvoke([this, name](const sdbus::Error* error, std::uint32_t process) {
+                if (Player* player = playerNamed(name)) {
+                    player->knowsProcess = true;
+                    player->process = error ? 0 : process;
+                    tellIfComplete(name, *player);
+                }
+            });
+        ask(name, entry);
+    } catch (const sdbus::Error&) {
+        players_.erase(name);
+    }
+}
+
+void SessionBus::Connection::playerWent(const std::string& name)
+{
+    Player* player = playerNamed(name);
+    if (!player)
+        return;
+    const bool wasKnown = player->answered;
+    gone_.push_back(std::move(player->proxy));
+    players_.erase(name);
+    if (wasKnown && listener)
+        listener->playerVanished(name);
+}
+
+void SessionBus::Connection::ask(const std::string& name, Player& player)
+{
+    player.proxy->callMethodAsync("GetAll")
+        .onInterface(kProperties)
+        .withTimeout(kPatience)
+        .withArguments(kPlayerInterface)
+        .uponReplyInvoke([this, name](const sdbus::Error* error, const Variants& properties) {
+            if (!error)
+                propertiesCame(name, dictionaryOf(properties));
+            else if (Player* player = playerNamed(name))
+                player->silent = true;
+        });
+}
+
+void SessionBus::Connection::propertiesChanged(const std::string& name, sdbus::Signal& signal)
+{
+    try {
+        std::string interface;
+        Variants changed;
+        std::vector<std::string> invalidated;
+        signal >> interface >> changed >> invalidated;
+        Player* player = playerNamed(name);
+        if (interface != kPlayerInterface || !player)
+            return;
+        // A player that never answered, or that says only that something changed, is asked for all of it.
+        if (!invalidated.empty() || !player->hasProperties)
+            ask(name, *player);
+        if (player->hasProperties && !changed.empty())
+            propertiesCame(name, dictionaryOf(changed));
+    } catch (const sdbus::Error&) {
+    }
+}
+
+void SessionBus::Connection::propertiesCame(const std::string& name, const Dictionary& properties)
+{
+    Player* player = playerNamed(name);
+    if (!player || !listener)
+        return;
+    if (player->answered) {
+        listener->playerChanged(name, properties);
+        return;
+    }
+    player->hasProperties = true;
+    for (const auto& [key, value] : properties)
+        player->properties[key] = value;
+    tellIfComplete(name, *player);
+}
+
+void SessionBus::Connection::tellIfComplete(const std::string& name, Player& player)
+{
+    if (player.answered || !player.knowsProcess || !player.hasProperties || !listener)
+        return;
+    player.answered = true;
+    listener->playerAppeared(name, player.process, std::exchange(player.properties, {}));
+}
+
+void SessionBus::Connection::process()
+{
+    const auto self = shared_from_this();
+    gone_.clear();
+    try {
+        int left = kMessagesPerTurn;
+        while (bus_ && left > 0 && bus_->processPendingRequest())
+            --left;
+        if (left == 0)
+            loop_.post([weak = weak_from_this()] {
+                if (const auto connection = weak.lock(); connection && connection->bus_)
+                    connection->process();
+            });
+        arm();
+    } catch (const sdbus::Error&) {
+        lost();
+    }
+}
+
+// What to wait for changes with every message, so it is asked anew each time.
+void SessionBus::Connection::arm()
+{
+    const sdbus::IConnection::PollData data = bus_->getEventLoopPollData();
+    const auto ready = [weak = weak_from_this()] {
+        if (const auto connection = weak.lock())
+            connection->process();
+    };
+    if (data.fd != watched_ || data.events != watchedEvents_) {
+        if (watched_ >= 0 && watched_ != data.fd)
+            loop_.unwatch(watched_);
+        loop_.watch(data.fd, data.events, [ready](short) { ready(); });
+        watched_ = data.fd;
+        watchedEvents_ = data.events;
+    }
+    send(timer_, &NSTimer::invalidate);
+    timer_.reset();
+    if (data.timeout_usec == std::numeric_limits<std::uint64_t>::max())
+        return;
+    const auto now
+        = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now().time_since_epoch());
+    const double left = static_cast<double>(data.timeout_usec) - static_cast<double>(now.count());
+    timer_ = loop_.scheduledTimer(Seconds(std::max(left / 1e6, 0.0)), false, ready);
+}
+
+void SessionBus::Connection::lost()
+{
+    drop();
+    loop_.postAfter(retryInterval_, [weak = weak_from_this()] {
+        if (const auto connection = weak.lock(); connection && !connection->bus_)
+            connection->open();
+    });
+}
+
+void SessionBus::Connection::drop()
+{
+    if (watched_ >= 0)
+        loop_.unwatch(watched_);
+    watched_ = -1;
+    watchedEvents_ = 0;
+    send(timer_, &NSTimer::invalidate);
+    timer_.reset();
+    std::vector<std::string> known;
+    for (const auto& [name, player] : players_) {
+        if (player.answered)
+            known.push_back(name);
+    }
+    players_.clear();
+    gone_.clear();
+    names_.reset();
+    bus_.reset();
+    listed_ = false;
+    for (const std::string& name : known) {
+        if (listener)
+            listener->playerVanished(name);
+    }
+}
+
+SessionBus::SessionBus(RunLoop& loop, std::string address, Seconds retryInterval)
+    : connection_(std::make_shared<Connection>(loop, std::move(address), retryInterval))
+{
+}
+
+SessionBus::~SessionBus()
+{
+    connection_->listener = nullptr;
+}
+
+void SessionBus::start(PlayerBusListener& listener)
+{
+    connection_->listener = &listener;
+    connection_->open();
+}
+
+bool SessionBus::isSettled() const
+{
+    return connection_->isSettled();
+}
+
+bool SessionBus::isConnected() const
+{
+    return connection_->isConnected();
+}
+
+} // namespace vitrel

@@ -1,0 +1,280 @@
+// The real bus library against a bus of our own, with players in this process on connections of their own.
+#include "platform/scriptingbridge/SessionBus.h"
+
+#include "platform/foundation/NSDistributedNotificationCenter.h"
+#include "platform/foundation/Queue.h"
+#include "platform/foundation/Surroundings.h"
+#include "platform/scriptingbridge/MprisPlayers.h"
+#include "support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <csignal>
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vitrel
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+using Variants = std::map<std::string, sdbus::Variant>;
+
+const std::string kPlayer = "org.mpris.MediaPlayer2.Player";
+
+class Daemon
+{
+public:
+    explicit Daemon(const std::string& address)
+    {
+        int ends[2];
+        if (::pipe(ends) != 0)
+            return;
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, ends[1], 1);
+        posix_spawn_file_actions_addclose(&actions, ends[0]);
+        std::string listen = "--address=" + address;
+        char* arguments[]
+            = {const_cast<char*>("dbus-daemon"), const_cast<char*>("--session"), const_cast<char*>("--nofork"),
+                const_cast<char*>("--nopidfile"), const_cast<char*>("--print-address=1"), listen.data(), nullptr};
+        if (::posix_spawnp(&process_, "dbus-daemon", &actions, nullptr, arguments, environ) != 0)
+            process_ = -1;
+        posix_spawn_file_actions_destroy(&actions);
+        ::close(ends[1]);
+        char line[512];
+        isThere_ = process_ > 0 && ::read(ends[0], line, sizeof line) > 0; // it listens once it says its address
+        ::close(ends[0]);
+    }
+    ~Daemon() { end(); }
+    bool isThere() const { return isThere_; }
+    void end()
+    {
+        if (process_ > 0) {
+            ::kill(process_, SIGKILL);
+            ::waitpid(process_, nullptr, 0);
+        }
+        process_ = -1;
+    }
+
+private:
+    pid_t process_ = -1;
+    bool isThere_ = false;
+};
+
+// A player on the bus. Answers only while it is pumped.
+class BusPlayer
+{
+public:
+    BusPlayer(const std::string& address, const std::string& name, Variants metadata, bool oddStatus = false)
+        : metadata_(std::move(metadata))
+        , connection_(sdbus::createSessionBusConnectionWithAddress(address))
+        , object_(sdbus::createObject(*connection_, "/org/mpris/MediaPlayer2"))
+    {
+        object_->registerProperty("Metadata").onInterface(kPlayer).withGetter([this] { return metadata_; });
+        if (oddStatus)
+            object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter([] { return std::int32_t(1); });
+        else
+            object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter([] {
+                return std::string("Playing");
+            });
+        object_->registerProperty("Position").onInterface(kPlayer).withGetter([] { return std::int64_t(5'000'000); });
+        object_->registerSignal("Seeked").onInterface(kPlayer).withParameters<std::int64_t>();
+        object_->finishRegistration();
+        connection_->requestName("org.mpris.MediaPlayer2." + name);
+    }
+    void pump()
+    {
+        while (connection_->processPendingRequest()) { }
+    }
+    void say(const Variants& changed, const std::vector<std::string>& invalidated = {})
+    {
+        auto signal = object_->createSignal("org.freedesktop.DBus.Properties", "PropertiesChanged");
+        signal << kPlayer << changed << invalidated;
+        object_->emitSignal(signal);
+    }
+    void setMetadata(Variants metadata) { metadata_ = std::move(metadata); }
+    void seek(std::int64_t position) { object_->emitSignal("Seeked").onInterface(kPlayer).withArguments(position); }
+
+private:
+    Variants metadata_;
+    std::unique_ptr<sdbus::IConnection> connection_;
+    std::unique_ptr<sdbus::IObject> object_;
+};
+
+Variants titled(const std::string& title)
+{
+    return {{"xesam:title", sdbus::Variant(title)}, {"mpris:trackid", sdbus::Variant(sdbus::ObjectPath("/1"))},
+        {"mpris:length", sdbus::Variant(std::int64_t(100'000'000))},
+        {"xesam:artist", sdbus::Variant(std::vector<std::string>{"A", "B"})}};
+}
+
+class SessionBusTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!daemon->isThere())
+            GTEST_SKIP() << "no dbus-daemon";
+        surroundings.clock = &clock;
+        surroundings.runLoop = &loop;
+        surroundings.userInitiatedQueue = &queue;
+        surroundings.notificationCenter = &center;
+        auto made = std::make_unique<SessionBus>(loop, address, 0.05s);
+        bus = made.get();
+        players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
+        player = players->applicationWithBundleIdentifier("com.apple.iTunes");
+    }
+    void TearDown() override { players.reset(); }
+
+    BusPlayer& plays(const std::string& name, Variants metadata, bool oddStatus = false)
+    {
+        on.push_back(std::make_unique<BusPlayer>(address, name, std::move(metadata), oddStatus));
+        return *on.back();
+    }
+    template <class Condition> bool comesTrue(Condition condition)
+    {
+        const Seconds end = clock.now() + 20s;
+        while (!condition()) {
+            if (clock.now() > end)
+                return false;
+            for (const auto& one : on)
+                one->pump();
+            loop.wait(1ms);
+            loop.turn();
+        }
+        return true;
+    }
+    bool shows(const std::string& title)
+    {
+        return comesTrue([&] { return player->currentTrack() && player->currentTrack()->name == title; });
+    }
+
+    TemporaryFolder folder;
+    std::string address = "unix:path=" + (folder / "bus");
+    std::unique_ptr<Daemon> daemon = std::make_unique<Daemon>(address);
+    SystemClock clock;
+    RunLoop loop{clock};
+    PoolQueue queue{2};
+    NSDistributedNotificationCenter center{loop};
+    Surroundings surroundings;
+    SessionBus* bus = nullptr;
+    std::unique_ptr<MprisPlayers> players;
+    std::shared_ptr<SBApplication> player;
+    std::vector<std::unique_ptr<BusPlayer>> on;
+};
+
+TEST_F(SessionBusTest, APlayerComesChangesAndGoes)
+{
+    EXPECT_TRUE(bus->isConnected());
+    BusPlayer& one = plays("one", titled("First"));
+    ASSERT_TRUE(shows("First"));
+    EXPECT_EQ(player->playerState(), kPlayerStatePlaying);
+    EXPECT_EQ(player->currentTrack()->artist, "A, B");
+    EXPECT_EQ(player->currentTrack()->time, "1:40");
+    EXPECT_GE(player->playerPosition(), 5);
+    one.say({{"Metadata", sdbus::Variant(titled("Second"))}});
+    EXPECT_TRUE(shows("Second"));
+    one.seek(50'000'000);
+    EXPECT_TRUE(comesTrue([&] { return player->playerPosition() >= 50; }));
+    one.setMetadata(titled("Third"));
+    one.say({}, {"Metadata"});
+    EXPECT_TRUE(shows("Third")) << "asked for, as it only said that something changed";
+    one.say({{"PlaybackStatus", sdbus::Variant(std::string("Paused"))}});
+    EXPECT_TRUE(comesTrue([&] { return player->playerState() == kPlayerStatePaused; }));
+    on.clear();
+    EXPECT_TRUE(comesTrue([&] { return !player->isRunning(); }));
+}
+
+TEST_F(SessionBusTest, OneThatWasThereBeforeIsFoundAndTheProxyForOthersIsNot)
+{
+    players.reset();
+    plays("playerctld", titled("Copy"));
+    plays("one", titled("Real"));
+    auto made = std::make_unique<SessionBus>(loop, address);
+    bus = made.get();
+    players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
+    player = players->applicationWithBundleIdentifier("com.apple.iTunes");
+    EXPECT_FALSE(bus->isSettled());
+    EXPECT_TRUE(shows("Real"));
+    EXPECT_TRUE(bus->isSettled());
+    EXPECT_EQ(players->names(), std::vector<std::string>{"one"});
+}
+
+TEST_F(SessionBusTest, SurvivesWhateverAPlayerSays)
+{
+    Variants odd = titled(std::string(1'000'000, 't'));
+    odd["xesam:artist"] = sdbus::Variant(std::map<std::string, std::string>{{"a", "b"}});
+    odd["xesam:album"] = sdbus::Variant(sdbus::Struct<std::int32_t, std::string>(1, "x"));
+    odd["xesam:genre"] = sdbus::Variant(std::vector<std::uint8_t>{1, 2, 3});
+    odd["mpris:length"] = sdbus::Variant(sdbus::Variant(std::uint64_t(18446744073709551615u)));
+    odd["mpris:artUrl"] = sdbus::Variant("file:///dev/random");
+    odd["xesam:trackNumber"] = sdbus::Variant(std::string("7/12"));
+    BusPlayer& one = plays("odd", odd, true);
+    ASSERT_TRUE(comesTrue([&] { return player->isRunning(); }));
+    EXPECT_EQ(player->playerState(), kPlayerStateStopped) << "a state that is a number";
+    const auto track = player->currentTrack();
+    EXPECT_EQ(track->name.size(), 4096u);
+    EXPECT_EQ(track->artist + track->album + track->genre + track->time, "");
+    EXPECT_EQ(track->trackNumber, 7);
+    one.say({{"Metadata", sdbus::Variant(std::int32_t(5))}, {"Rate", sdbus::Variant(std::string("fast"))}});
+    EXPECT_TRUE(comesTrue([&] { return player->currentTrack()->name.empty(); }));
+    one.say({{"Metadata", sdbus::Variant(titled("Good again"))}});
+    EXPECT_TRUE(shows("Good again"));
+}
+
+TEST_F(SessionBusTest, KeepsUpWithAPlayerThatChangesAllTheTime)
+{
+    BusPlayer& one = plays("fast", titled("0"));
+    ASSERT_TRUE(shows("0"));
+    for (int k = 1; k <= 1000; ++k)
+        one.say({{"Metadata", sdbus::Variant(titled(std::to_string(k)))}});
+    EXPECT_TRUE(shows("1000"));
+}
+
+// It must cost nothing but its own answer.
+TEST_F(SessionBusTest, APlayerThatHangsHoldsNobodyUp)
+{
+    const BusPlayer hanging(address, "hanging", titled("Never")); // nobody pumps it
+    plays("one", titled("Here"));
+    const Seconds start = clock.now();
+    EXPECT_TRUE(shows("Here"));
+    EXPECT_LT(clock.now() - start, 1.5s) << "before the hanging one is given up";
+    EXPECT_EQ(players->names(), std::vector<std::string>{"one"});
+    EXPECT_TRUE(comesTrue([&] { return bus->isSettled(); })) << "given up";
+}
+
+TEST_F(SessionBusTest, ABusThatDiesTakesItsPlayersAndIsFoundAgain)
+{
+    plays("one", titled("Before"));
+    ASSERT_TRUE(shows("Before"));
+    on.clear();
+    daemon->end();
+    EXPECT_TRUE(comesTrue([&] { return !player->isRunning() && !bus->isConnected(); }));
+    EXPECT_TRUE(bus->isSettled());
+    std::filesystem::remove(folder / "bus");
+    daemon = std::make_unique<Daemon>(address);
+    ASSERT_TRUE(daemon->isThere());
+    EXPECT_TRUE(comesTrue([&] { return bus->isConnected(); }));
+    plays("two", titled("After"));
+    EXPECT_TRUE(shows("After"));
+}
+
+TEST_F(SessionBusTest, WithoutABusThereIsNoPlayer)
+{
+    players.reset();
+    auto made = std::make_unique<SessionBus>(loop, "unix:path=" + (folder / "none"));
+    bus = made.get();
+    players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
+    EXPECT_FALSE(bus->isConnected());
+    EXPECT_TRUE(bus->isSettled());
+    players->settle(10s);
+    EXPECT_FALSE(players->applicationWithBundleIdentifier("x")->isRunning());
+}
+
+} // namespace
+} // namespace vitrel
