@@ -12,6 +12,8 @@
 #include "saver/InputTrace.h"
 #include "saver/VitrelView.h"
 
+#include <CLI/CLI.hpp>
+
 #include <fstream>
 #include <memory>
 #include <string>

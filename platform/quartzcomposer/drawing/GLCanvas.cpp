@@ -19,9 +19,11 @@ enum Variant : unsigned { kTextured = 1, kColored = 2, kMasked = 4, kAlphaTested
 // Gathered corners; more are sent on their own.
 constexpr std::size_t kMaxGathered = 60'000;
 
+// The colour comes first among what the shaders hand on: Mesa 22's fast path for rectangles takes the varyings in this
+// order whatever the fragment shader says, and draws rainbows otherwise.
 constexpr const char* kVertexShader = R"(
 in vec4 position; in vec2 texture0; in vec4 color;
-out vec2 at; out vec4 tint;
+out vec4 tint; out vec2 at;
 void main() {
     gl_Position = vec4(position.x, -position.y, position.z, position.w);
     at = vec2(texture0.x, 1.0 - texture0.y);
@@ -30,7 +32,7 @@ void main() {
 
 std::string fragmentShader(unsigned variant)
 {
-    std::string text = "in vec2 at; in vec4 tint; out vec4 result; uniform sampler2D image; uniform sampler2D mask;\nvoid main() {\n";
+    std::string text = "in vec4 tint; in vec2 at; out vec4 result; uniform sampler2D image; uniform sampler2D mask;\nvoid main() {\n";
     text += variant & kTextured ? "vec4 c = texture(image, at);\n" : "vec4 c = vec4(1.0);\n";
     if (variant & kColored)
         text += "c *= tint;\n";
