@@ -66,7 +66,7 @@ ShmSurface::ShmSurface(
 ShmSurface::~ShmSurface()
 {
     close();
-    if (context_ && connection_->isAlive())
+    if (context_)
         XFreeGC(displayOf(*connection_), static_cast<GC>(context_));
 }
 

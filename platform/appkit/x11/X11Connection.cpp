@@ -109,8 +109,8 @@ X11Connection::~X11Connection()
     std::erase(connections(), this);
     if (descriptor_ >= 0)
         loop_.unwatch(descriptor_);
-    // After an error of the connection, closing would send once more; what it leaves behind ends with the process.
-    if (alive_)
+    // Also of a server that has gone: the library has marked the connection, and closing only frees it.
+    if (display_)
         XCloseDisplay(displayOf(*this));
 }
 
