@@ -40,7 +40,9 @@ endfunction()
 function(vitrel_program name)
   cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
   _vitrel_check(${name} ${ARG_USES})
+  _vitrel_door(${name}_door door folder)
   add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${door})
   target_link_libraries(${name} PRIVATE ${ARG_USES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
@@ -53,7 +55,7 @@ function(vitrel_test name)
   add_executable(${name}_test ${ARG_SOURCES})
   target_link_libraries(${name}_test PRIVATE ${ARG_USES} test_support GTest::gmock_main)
   gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120
-    ENVIRONMENT "LC_ALL=C.UTF-8;TZ=UTC;VITREL_SHARED_SAMPLES=${VITREL_SAMPLES}")
+    ENVIRONMENT "LC_ALL=C.UTF-8\;TZ=UTC\;VITREL_SHARED_SAMPLES=${VITREL_SAMPLES}")
 endfunction()
 
 # vitrel_fuzz(name SOURCES x.cpp USES ...): a libFuzzer target under the preset fuzz; otherwise a program that

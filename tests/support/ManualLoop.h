@@ -4,7 +4,8 @@
 
 #include <algorithm>
 
-namespace vitrel {
+namespace vitrel
+{
 
 struct ManualLoop {
     ManualClock clock;

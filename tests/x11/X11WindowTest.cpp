@@ -58,6 +58,12 @@ protected:
         return pixel;
     }
 
+    // Two connections are served in no order, so what one has sent is looked for until it is there.
+    bool becomes(Window window, int x, int y, unsigned long pixel)
+    {
+        return turnUntil([&] { return pixelAt(window, x, y) == pixel; });
+    }
+
     bool show(Surface& surface, std::uint32_t colour)
     {
         if (!turnUntil([&] { return surface.wantsFrame(); }))
@@ -109,16 +115,16 @@ TEST_F(X11, AWindowShowsItsFramesInSharedMemoryAndConvertedWithoutIt)
         auto surface = window->makeSurface();
         ASSERT_TRUE(show(*surface, 0xFFFF2040)) << why;
         ASSERT_TRUE(show(*surface, 0xFFFF2040)) << why << ": the second image";
-        EXPECT_EQ(pixelAt(window->number(), 0, 0), white) << why << ": top row first";
-        EXPECT_EQ(pixelAt(window->number(), 100, 49), red) << why;
+        EXPECT_TRUE(becomes(window->number(), 0, 0, white)) << why << ": top row first";
+        EXPECT_TRUE(becomes(window->number(), 100, 49, red)) << why;
         EXPECT_EQ(surface->width(), 101);
         EXPECT_EQ(connection_->errors(), 0u) << why;
 
         surface->setAlphaValue(0);
-        EXPECT_EQ(pixelAt(window->number(), 100, 49), 0u) << why;
+        EXPECT_TRUE(becomes(window->number(), 100, 49, 0u)) << why;
         EXPECT_FALSE(surface->wantsFrame());
         surface->setAlphaValue(1);
-        EXPECT_EQ(pixelAt(window->number(), 100, 49), red) << why << ": the last frame is back";
+        EXPECT_TRUE(becomes(window->number(), 100, 49, red)) << why << ": the last frame is back";
         surface.reset();
         window.reset();
         connection_.reset();
@@ -140,7 +146,7 @@ TEST_F(X11, WhatWasCoveredIsShownAgain)
     EXPECT_FALSE(surface->wantsFrame());
     XDestroyWindow(other_, above);
     XSync(other_, False);
-    EXPECT_TRUE(turnUntil([&] { return pixelAt(window->number(), 30, 20) == 0x00FF00; }));
+    EXPECT_TRUE(becomes(window->number(), 30, 20, 0x00FF00));
     EXPECT_TRUE(window->isVisible());
 }
 
@@ -166,7 +172,7 @@ TEST_F(X11, AResizedWindowTellsAndItsSurfaceFollows)
     XSync(other_, False);
     ASSERT_TRUE(turnUntil([&] { return told > 0 && surface->width() == 200; }));
     ASSERT_TRUE(show(*surface, 0xFF112233));
-    EXPECT_EQ(pixelAt(foreign, 199, 119), 0x112233u);
+    EXPECT_TRUE(becomes(foreign, 199, 119, 0x112233u));
     EXPECT_EQ(told, 1);
 }
 
@@ -220,7 +226,7 @@ TEST_F(X11, AServerThatGoesAwayClosesTheWindowsAndNothingEnds)
     surface.reset();
     window.reset();
     connection_.reset();
-    EXPECT_FALSE(X11Connection::open(loop_, server_->display()));
+    EXPECT_FALSE(X11Connection::open(loop_, ":64999"));
 }
 
 TEST_F(X11, TheUserMayCloseAnOwnWindowAndItsTitleIsSet)

@@ -1,0 +1,366 @@
+#include "platform/foundation/DefaultsStore.h"
+
+#include "base/Text.h"
+#include "platform/foundation/PropertyList.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace vitrel
+{
+namespace
+{
+
+// A store of settings is some kilobytes; what is larger was not written by us.
+constexpr std::size_t kMaximumFile = std::size_t(64) << 20;
+// A process that was stopped while it held the lock must not stop the others for ever.
+constexpr std::chrono::seconds kLockPatience{10};
+// Two writes within one tick of the file system's clock carry one time, and inodes are used again: until a file is
+// older than this, its stamp proves nothing. Ticks are 4 to 10 ms; some network file systems count in seconds.
+constexpr std::int64_t kSettleTime = 2'000'000'000;
+
+// XML can't hold every name that a file may have. Text that it can't hold, and text that looks escaped, is stored
+// behind this sign with its odd bytes as %XX.
+constexpr std::string_view kEscaped = "\xE2\x90\x9B";
+
+bool fitsXml(std::string_view text)
+{
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const auto c = static_cast<unsigned char>(text[at]);
+        if ((c < 0x20 && c != '\n' && c != '\t' && c != '\r') || text.substr(at, 3) == "\xEF\xBF\xBE"
+            || text.substr(at, 3) == "\xEF\xBF\xBF")
+            return false;
+    }
+    return repairedUtf8(text) == text && !text.starts_with(kEscaped);
+}
+
+std::string escaped(std::string_view text)
+{
+    if (fitsXml(text))
+        return std::string(text);
+    std::string out(kEscaped);
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        char code[4];
+        std::snprintf(code, sizeof code, "%%%02X", byte);
+        if (byte < 0x20 || byte >= 0x7F || c == '%')
+            out += code;
+        else
+            out += c;
+    }
+    return out;
+}
+
+std::string unescaped(std::string_view text)
+{
+    return text.starts_with(kEscaped) ? percentDecoded(text.substr(kEscaped.size())) : std::string(text);
+}
+
+template <class Change> Value withTexts(const Value& value, Change change)
+{
+    if (const auto* text = value.as<std::string>())
+        return change(*text);
+    if (const auto* array = value.array()) {
+        Array out;
+        for (const Value& member : *array)
+            out.push_back(withTexts(member, change));
+        return Value(std::move(out));
+    }
+    if (const auto* dictionary = value.dictionary()) {
+        Dictionary out;
+        for (const auto& [key, member] : *dictionary)
+            out.insert_or_assign(change(key), withTexts(member, change));
+        return Value(std::move(out));
+    }
+    return value;
+}
+
+} // namespace
+
+DefaultsStore::DefaultsStore(std::string folder, FileSystem& files, LogSink log)
+    : folder_(std::move(folder))
+    , files_(files)
+    , log_(std::move(log))
+{
+}
+
+std::string DefaultsStore::userFolder()
+{
+    const char* config = std::getenv("XDG_CONFIG_HOME");
+    if (config && config[0] == '/')
+        return std::string(config) + "/vitrel";
+    const char* home = std::getenv("HOME");
+    return home && home[0] == '/' ? std::string(home) + "/.config/vitrel" : std::string();
+}
+
+std::string DefaultsStore::pathForDomain(const std::string& domain) const
+{
+    std::string name = domain.empty() ? "_" : domain;
+    for (char& c : name) {
+        const bool plain
+            = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '-';
+        if (!plain)
+            c = '_';
+    }
+    if (name.front() == '.')
+        name.front() = '_';
+    return folder_ + "/" + name + ".plist";
+}
+
+std::optional<Value> DefaultsStore::valueForKey(const std::string& domain, const std::string& key)
+{
+    const std::lock_guard lock(mutex_);
+    if (const auto argument = arguments_.find(key); argument != arguments_.end())
+        return argument->second;
+    const Domain& state = refreshed(domain);
+    if (const auto kept = state.unwritten.find(key); kept != state.unwritten.end())
+        return kept->second.isNothing() ? std::nullopt : std::optional(kept->second);
+    const auto found = state.stored.find(key);
+    return found == state.stored.end() ? std::nullopt : std::optional(found->second);
+}
+
+Dictionary DefaultsStore::dictionaryForDomain(const std::string& domain)
+{
+    const std::lock_guard lock(mutex_);
+    const Domain& state = refreshed(domain);
+    Dictionary all = state.stored;
+    for (const auto& [key, value] : state.unwritten) {
+        if (value.isNothing())
+            all.erase(key);
+        else
+            all[key] = value;
+    }
+    return all;
+}
+
+void DefaultsStore::setValueForKey(const std::string& domain, const std::string& key, const Value& value)
+{
+    if (!value.isNothing() && !propertyListWithData(binaryPropertyList(Value(Array{value})))) {
+        NSLog(log_, "A value that can't be stored was refused for the key \"%@\"", {key});
+        return;
+    }
+    const std::lock_guard lock(mutex_);
+    Domain& state = domains_[domain];
+    state.unwritten[key] = value;
+    store(domain, state);
+}
+
+bool DefaultsStore::synchronize(const std::string& domain)
+{
+    const std::lock_guard lock(mutex_);
+    Domain& state = domains_[domain];
+    if (!state.unwritten.empty())
+        store(domain, state);
+    return state.unwritten.empty() || folder_.empty();
+}
+
+void DefaultsStore::setArgument(const std::string& key, const Value& value)
+{
+    const std::lock_guard lock(mutex_);
+    if (value.isNothing())
+        arguments_.erase(key);
+    else
+        arguments_[key] = value;
+}
+
+DefaultsStore::Stamp DefaultsStore::stampOf(const struct ::stat& status)
+{
+    return {status.st_dev, status.st_ino, status.st_size,
+        std::int64_t(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec};
+}
+
+bool DefaultsStore::isSettled(const Stamp& stamp)
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::int64_t age = std::int64_t(now.tv_sec) * 1'000'000'000 + now.tv_nsec - stamp.modified;
+    return age > kSettleTime;
+}
+
+DefaultsStore::Domain& DefaultsStore::refreshed(const std::string& name)
+{
+    Domain& domain = domains_[name];
+    if (folder_.empty())
+        return domain;
+    struct ::stat status {
+    };
+    const bool there = files_.stat(pathForDomain(name).c_str(), &status) == 0;
+    const std::optional<Stamp> stamp = there ? std::optional(stampOf(status)) : std::nullopt;
+    if (domain.known && stamp == domain.stamp && (domain.settled || !stamp))
+        return domain;
+    bool damaged = false;
+    const int error = read(name, domain, damaged);
+    if ((error || damaged) && !std::exchange(domain.reportedDamage, true))
+        NSLog(log_,
+            damaged ? "The settings in %@ can't be read and will be set aside" : "The settings in %@ can't be read: %@",
+            {pathForDomain(name), std::strerror(error)});
+    return domain;
+}
+
+int DefaultsStore::read(const std::string& name, Domain& domain, bool& damaged)
+{
+    damaged = false;
+    domain.known = true;
+    const FileDescriptor file(files_, files_.open(pathForDomain(name).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
+    if (file.get() < 0) {
+        const int error = errno;
+        domain.stored.clear();
+        domain.stamp.reset();
+        domain.known = error == ENOENT;
+        return error == ENOENT ? 0 : error;
+    }
+    struct ::stat status {
+    };
+    if (files_.fstat(file.get(), &status) != 0)
+        return errno;
+    domain.stamp = stampOf(status);
+    domain.settled = isSettled(*domain.stamp);
+    const auto bytes = readAll(files_, file.get(), kMaximumFile);
+    if (!bytes) {
+        domain.known = false;
+        damaged = bytes.error() == EFBIG;
+        return damaged ? 0 : bytes.error();
+    }
+    const auto value = propertyListWithData(*bytes);
+    damaged = !value || !value->dictionary();
+    domain.stored.clear();
+    if (!damaged)
+        domain.stored = *withTexts(*value, unescaped).dictionary();
+    return 0;
+}
+
+void DefaultsStore::store(const std::string& name, Domain& domain)
+{
+    if (folder_.empty())
+        return;
+    const int error = write(name, domain);
+    if (!error) {
+        domain.reportedFailure = false;
+    } else if (!std::exchange(domain.reportedFailure, true)) {
+        NSLog(log_, "The settings in %@ can't be written: %@; they last until this process ends",
+            {pathForDomain(name), std::strerror(error)});
+    }
+}
+
+int DefaultsStore::lock(int fd)
+{
+    const auto end = std::chrono::steady_clock::now() + kLockPatience;
+    std::chrono::microseconds pause{100};
+    while (files_.flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            return errno;
+        if (std::chrono::steady_clock::now() > end)
+            return ETIMEDOUT;
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, std::chrono::microseconds(2000));
+    }
+    return 0;
+}
+
+int DefaultsStore::write(const std::string& name, Domain& domain)
+{
+    std::error_code made;
+    std::filesystem::create_directories(folder_, made);
+    const FileDescriptor guard(
+        files_, files_.open((pathForDomain(name) + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (guard.get() < 0)
+        return errno;
+    if (const int error = lock(guard.get()))
+        return error;
+    return writeLocked(name, domain); // closing the descriptor ends the lock
+}
+
+int DefaultsStore::writeLocked(const std::string& name, Domain& domain)
+{
+    bool damaged = false;
+    if (const int error = read(name, domain, damaged))
+        return error;
+    std::string path = pathForDomain(name);
+    std::error_code error;
+    // People keep their settings elsewhere and link them here: it is that file which is replaced, not the link.
+    if (std::filesystem::is_symlink(path, error)) {
+        const auto target = std::filesystem::canonical(path, error);
+        if (!error)
+            path = target.string();
+    }
+    if (damaged) {
+        if (const int error = setAside(path))
+            return error;
+    }
+    Dictionary contents = domain.stored;
+    for (const auto& [key, value] : domain.unwritten) {
+        if (value.isNothing())
+            contents.erase(key);
+        else
+            contents[key] = value;
+    }
+    // Several processes often store what is there already; the disk needn't hear of it.
+    if (!damaged && domain.stamp && contents == domain.stored) {
+        domain.unwritten.clear();
+        return 0;
+    }
+    return replaceFile(path, contents, domain);
+}
+
+int DefaultsStore::replaceFile(const std::string& path, const Dictionary& contents, Domain& domain)
+{
+    const std::string text = xmlPropertyList(withTexts(Value(contents), escaped));
+    if (text.empty())
+        return EFBIG;
+    const std::string temporary = path + ".new"; // one name is enough beneath the lock
+    struct ::stat status {
+    };
+    {
+        const FileDescriptor file(
+            files_, files_.open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+        if (file.get() < 0)
+            return errno;
+        int error = writeAll(files_, file.get(), bytesOf(text));
+        if (!error && (files_.fsync(file.get()) != 0 || files_.fstat(file.get(), &status) != 0))
+            error = errno;
+        if (error) {
+            files_.unlink(temporary.c_str());
+            return error;
+        }
+    }
+    if (files_.rename(temporary.c_str(), path.c_str()) != 0) {
+        const int error = errno;
+        files_.unlink(temporary.c_str());
+        return error;
+    }
+    domain.stored = contents;
+    domain.unwritten.clear();
+    domain.stamp = stampOf(status);
+    domain.settled = false;
+    domain.known = true;
+    domain.reportedDamage = false;
+    // The new name lasts once the folder is on the disk. The contents are whole either way, so this may fail.
+    const FileDescriptor folder(files_, files_.open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    if (folder.get() >= 0)
+        files_.fsync(folder.get());
+    return 0;
+}
+
+int DefaultsStore::setAside(const std::string& path)
+{
+    struct ::stat status {
+    };
+    std::string place = path + ".damaged";
+    for (int number = 2; files_.stat(place.c_str(), &status) == 0; ++number)
+        place = path + ".damaged-" + std::to_string(number);
+    if (files_.rename(path.c_str(), place.c_str()) != 0)
+        return errno;
+    NSLog(log_, "The settings in %@ couldn't be read; the file is now %@", {path, place});
+    return 0;
+}
+
+} // namespace vitrel

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "platform/foundation/FileSystem.h"
+#include "platform/foundation/NSLog.h"
+#include "platform/foundation/Value.h"
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace vitrel
+{
+
+// The stored defaults: one property list for each domain in one folder, shared by every process of the user. A read
+// sees what any process wrote last; a write keeps what others wrote beside it. What can't be written stays in memory
+// for this process, is said once in the log, and goes out with the next write that succeeds. Any thread.
+class DefaultsStore
+{
+public:
+    // `folder` is made when something is first written. An empty one keeps everything in memory.
+    DefaultsStore(std::string folder, FileSystem& files, LogSink log);
+
+    // $XDG_CONFIG_HOME/vitrel, else ~/.config/vitrel; empty if there is no home either.
+    static std::string userFolder();
+
+    std::optional<Value> valueForKey(const std::string& domain, const std::string& key);
+    Dictionary dictionaryForDomain(const std::string& domain);
+    // Nothing removes the key. A value without a form in a property list is refused, with a line in the log.
+    void setValueForKey(const std::string& domain, const std::string& key, const Value& value);
+    // Writes what an earlier failure kept in memory. True if nothing is left unwritten.
+    bool synchronize(const std::string& domain);
+
+    // What the command line sets, above every domain and never stored.
+    void setArgument(const std::string& key, const Value& value);
+
+    std::string pathForDomain(const std::string& domain) const;
+
+private:
+    // Which state of a file a cache shows. Every write makes a new file, so the inode moves too.
+    struct Stamp {
+        dev_t device = 0;
+        ino_t inode = 0;
+        off_t size = 0;
+        std::int64_t modified = 0; // nanoseconds
+        friend bool operator==(const Stamp&, const Stamp&) = default;
+    };
+    struct Domain {
+        std::optional<Stamp> stamp; // of the file behind `stored`; absent if there was none
+        bool settled = false; // read long enough after the last change for the stamp to tell states apart
+        bool known = false;
+        Dictionary stored;
+        Dictionary unwritten; // nothing stands for a removed key
+        bool reportedFailure = false, reportedDamage = false;
+    };
+
+    static Stamp stampOf(const struct ::stat& status);
+    static bool isSettled(const Stamp& stamp);
+    Domain& refreshed(const std::string& name);
+    // 0, or errno. `damaged` if there is a file and it can't be parsed; `stored` is empty then.
+    int read(const std::string& name, Domain& domain, bool& damaged);
+    // Brings `unwritten` into the file. 0, or errno.
+    int write(const std::string& name, Domain& domain);
+    int writeLocked(const std::string& name, Domain& domain);
+    int replaceFile(const std::string& path, const Dictionary& contents, Domain& domain);
+    int setAside(const std::string& path);
+    int lock(int fd);
+    void store(const std::string& name, Domain& domain);
+
+    const std::string folder_;
+    FileSystem& files_;
+    const LogSink log_;
+    std::mutex mutex_;
+    std::map<std::string, Domain> domains_;
+    Dictionary arguments_;
+};
+
+} // namespace vitrel

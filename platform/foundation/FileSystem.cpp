@@ -1,0 +1,86 @@
+#include "platform/foundation/FileSystem.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace vitrel
+{
+
+int FileSystem::open(const char* path, int flags, unsigned mode)
+{
+    return ::open(path, flags, mode);
+}
+int FileSystem::close(int fd)
+{
+    return ::close(fd);
+}
+ssize_t FileSystem::read(int fd, void* buffer, std::size_t size)
+{
+    return ::read(fd, buffer, size);
+}
+ssize_t FileSystem::write(int fd, const void* data, std::size_t size)
+{
+    return ::write(fd, data, size);
+}
+int FileSystem::fstat(int fd, struct ::stat* status)
+{
+    return ::fstat(fd, status);
+}
+int FileSystem::stat(const char* path, struct ::stat* status)
+{
+    return ::stat(path, status);
+}
+int FileSystem::fsync(int fd)
+{
+    return ::fsync(fd);
+}
+int FileSystem::flock(int fd, int operation)
+{
+    return ::flock(fd, operation);
+}
+int FileSystem::rename(const char* from, const char* to)
+{
+    return ::rename(from, to);
+}
+int FileSystem::unlink(const char* path)
+{
+    return ::unlink(path);
+}
+
+Result<Bytes, int> readAll(FileSystem& files, int fd, std::size_t limit)
+{
+    Bytes bytes;
+    std::uint8_t buffer[16384];
+    for (;;) {
+        const ssize_t got = files.read(fd, buffer, sizeof buffer);
+        if (got == 0)
+            return bytes;
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            return errno;
+        }
+        if (bytes.size() + static_cast<std::size_t>(got) > limit)
+            return EFBIG;
+        bytes.insert(bytes.end(), buffer, buffer + got);
+    }
+}
+
+int writeAll(FileSystem& files, int fd, ByteView data)
+{
+    while (!data.empty()) {
+        const ssize_t put = files.write(fd, data.data(), data.size());
+        if (put < 0 && errno == EINTR)
+            continue;
+        if (put <= 0)
+            return put < 0 ? errno : ENOSPC;
+        data = data.subspan(static_cast<std::size_t>(put));
+    }
+    return 0;
+}
+
+} // namespace vitrel

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "platform/foundation/NSLog.h"
+#include "platform/foundation/OperatingSystemVersion.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <typeindex>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace vitrel
+{
+
+class Clock;
+class DefaultsStore;
+class NSBundle;
+class NSDistributedNotificationCenter;
+class NSScreen;
+class PlayerProvider;
+class QCView;
+class Queue;
+class RunLoop;
+class URLSession;
+
+// The platform's and the system's `shared` instances, one of each type, made when they are first asked for. Any
+// thread; what is made may ask for others, but not for itself.
+class SharedInstances
+{
+public:
+    template <class T, class Make> T& of(Make make)
+    {
+        const std::lock_guard lock(mutex_);
+        if (const auto found = instances_.find(typeid(T)); found != instances_.end())
+            return *static_cast<T*>(found->second.get());
+        std::shared_ptr<T> made = make();
+        T& instance = *made;
+        instances_[typeid(T)] = made;
+        order_.push_back(std::move(made));
+        return instance;
+    }
+    SharedInstances() = default;
+    SharedInstances(const SharedInstances&) = delete;
+    SharedInstances& operator=(const SharedInstances&) = delete;
+    ~SharedInstances() { clear(); }
+
+    // Releases them, the last made first, for an owner whose other parts must outlive them.
+    void clear()
+    {
+        instances_.clear();
+        while (!order_.empty())
+            order_.pop_back();
+    }
+
+private:
+    std::recursive_mutex mutex_;
+    std::unordered_map<std::type_index, std::shared_ptr<void>> instances_;
+    std::vector<std::shared_ptr<void>> order_;
+};
+
+// All that differs between a real run and a test. Made by a program or a test, which owns what is pointed to and
+// keeps it alive for longer than anything that was made with it. There are no other globals, so two whole savers
+// live in one process.
+struct Surroundings {
+    const Clock* clock = nullptr;
+    RunLoop* runLoop = nullptr;
+    Queue* userInteractiveQueue = nullptr;
+    Queue* userInitiatedQueue = nullptr;
+    DefaultsStore* defaults = nullptr;
+    // The bundle with the saver's classes and resources, and the host's own, which may be the same. May be null.
+    const NSBundle* classBundle = nullptr;
+    const NSBundle* mainBundle = nullptr;
+    NSDistributedNotificationCenter* notificationCenter = nullptr;
+    // Null without a player to observe.
+    PlayerProvider* players = nullptr;
+    // Null where nothing is fetched.
+    URLSession* urlSession = nullptr;
+    OperatingSystemVersion systemVersion;
+    LogSink log;
+
+    // Makes a view without a size that plays compositions. May give null.
+    std::function<std::shared_ptr<QCView>()> makeQCView;
+    // The displays, the main one first.
+    std::function<std::vector<std::shared_ptr<const NSScreen>>()> screens;
+    // Bundle identifiers of the applications that run.
+    std::function<std::vector<std::string>()> runningApplications;
+    // A uniform number of 32 bits; the system's own where none is given.
+    std::function<std::uint32_t()> arc4random;
+
+    // Last, so that what it holds goes before all else.
+    mutable SharedInstances shared;
+};
+
+// The number that `surroundings` give, else one of the system's.
+std::uint32_t arc4random(const Surroundings& surroundings);
+
+} // namespace vitrel

@@ -1,0 +1,205 @@
+#include "platform/quartzcomposer/CompositionView.h"
+
+#include "platform/appkit/NSWindow.h"
+#include "platform/quartzcomposer/drawing/GLCanvas.h"
+#include "platform/quartzcomposer/graph/CompositionGraph.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vitrel {
+
+namespace {
+
+constexpr double kFastest = 60; // frames a second
+constexpr Seconds kLookAgain{0.25}; // while the window is hidden
+
+const qc::PatchRegistry& registry()
+{
+    static const auto* const all = new qc::PatchRegistry(qc::allPatches());
+    return *all;
+}
+
+} // namespace
+
+CompositionView::CompositionView(RunLoop& runLoop)
+    : runLoop_(runLoop)
+{
+}
+
+CompositionView::~CompositionView()
+{
+    if (timer_)
+        timer_->invalidate();
+}
+
+bool CompositionView::loadCompositionFromFile(const std::string& path)
+{
+    unloadComposition();
+    auto file = qc::readCompositionFile(path);
+    if (!file)
+        return false;
+    file_ = std::make_unique<qc::CompositionFile>(std::move(*file));
+    graph_ = std::make_unique<qc::CompositionGraph>(*file_, registry());
+    if (autostarts_ && window())
+        startRendering();
+    return true;
+}
+
+void CompositionView::unloadComposition()
+{
+    stopRendering();
+    graph_.reset();
+    file_.reset();
+}
+
+void CompositionView::play(const Value&) { startRendering(); }
+
+bool CompositionView::startRendering()
+{
+    if (!graph_)
+        return false;
+    if (rendering_)
+        return true;
+    const Seconds now = runLoop_.clock().now();
+    epoch_ = started_ ? epoch_ + (now - pausedAt_) : now;
+    started_ = rendering_ = true;
+    wish();
+    return true;
+}
+
+void CompositionView::pauseRendering()
+{
+    if (!rendering_)
+        return;
+    rendering_ = false;
+    pausedAt_ = runLoop_.clock().now();
+    if (timer_)
+        timer_->invalidate();
+}
+
+void CompositionView::stopRendering()
+{
+    pauseRendering();
+    started_ = false;
+    stage_.reset();
+    canvas_.reset();
+}
+
+void CompositionView::setMaxRenderingFrameRate(double rate) { rate_ = std::isfinite(rate) && rate > 0 ? std::min(rate, kFastest) : kFastest; }
+
+std::vector<std::string> CompositionView::inputKeys() const
+{
+    std::vector<std::string> keys;
+    if (graph_) {
+        for (auto& port : graph_->inputs())
+            keys.push_back(std::move(port.key));
+    }
+    return keys;
+}
+
+bool CompositionView::setValueForInputKey(const Value& value, const std::string& key)
+{
+    if (!graph_ || !graph_->setInput(key, value))
+        return false;
+    wish();
+    return true;
+}
+
+Value CompositionView::valueForInputKey(const std::string& key) const { return graph_ ? graph_->input(key) : Value(); }
+
+void CompositionView::setFrame(NSRect frame)
+{
+    QCView::setFrame(frame);
+    wish();
+}
+
+void CompositionView::removeFromSuperview()
+{
+    QCView::removeFromSuperview();
+    if (timer_)
+        timer_->invalidate();
+}
+
+void CompositionView::viewDidMoveToWindow()
+{
+    QCView::viewDidMoveToWindow();
+    if (!window())
+        return;
+    if (autostarts_ && graph_ && !rendering_ && !started_)
+        startRendering();
+    wish();
+}
+
+Seconds CompositionView::beat() const { return Seconds(1 / rate_); }
+
+double CompositionView::compositionTime() const { return std::max(0.0, (runLoop_.clock().now() - epoch_).count()); }
+
+void CompositionView::wish()
+{
+    if (rendering_)
+        schedule(runLoop_.clock().now());
+}
+
+void CompositionView::schedule(Seconds when)
+{
+    if (!window())
+        return;
+    when = std::max(when, lastFrame_ + beat());
+    if (timer_ && timer_->isValid()) {
+        if (due_ <= when)
+            return;
+        timer_->invalidate();
+    }
+    due_ = when;
+    timer_ = runLoop_.scheduledTimer(std::max(when - runLoop_.clock().now(), Seconds(0)), false, [this] {
+        const auto self = shared_from_this(); // the frame may end in the view's removal
+        renderFrame();
+    });
+}
+
+bool CompositionView::prepareCanvas(int width, int height)
+{
+    if (canvas_ && canvas_->resize(width, height))
+        return true;
+    stage_.reset();
+    canvas_.reset();
+    canvas_ = qc::GLCanvas::make(width, height, graph_->needsDepth());
+    if (!canvas_)
+        return false;
+    stage_ = std::make_unique<qc::Stage>(*canvas_);
+    canvas_->clear({0, 0, 0, 1}, true, true, 0xF);
+    return true;
+}
+
+void CompositionView::renderFrame()
+{
+    NSWindow* const window = this->window();
+    Surface* const surface = window ? window->surface() : nullptr;
+    if (!rendering_ || !graph_ || !surface)
+        return;
+    const Seconds now = runLoop_.clock().now();
+    // On the beat, as long as the machine keeps up.
+    lastFrame_ = now - lastFrame_ < beat() * 1.5 && due_ <= now ? std::max(due_, lastFrame_) : now;
+    if (!surface->wantsFrame()) {
+        schedule(now + (window->alphaValue() > 0 ? beat() : kLookAgain));
+        return;
+    }
+    if (surface->width() < 1 || surface->height() < 1 || !prepareCanvas(surface->width(), surface->height())) {
+        schedule(now + kLookAgain);
+        return;
+    }
+    const double time = compositionTime();
+    const auto frame = graph_->frame(*stage_, time, runLoop_.clock().date());
+    evaluations_ += frame.evaluations;
+    const FrameMemory memory = surface->frameMemory();
+    if (memory.pixels) {
+        canvas_->readInto(memory.pixels, memory.wordsPerRow);
+        surface->present();
+        ++framesShown_;
+    }
+    if (std::isfinite(frame.next))
+        schedule(epoch_ + Seconds(frame.next));
+}
+
+} // namespace vitrel

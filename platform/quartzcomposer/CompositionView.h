@@ -1,0 +1,74 @@
+#pragma once
+
+#include "platform/foundation/RunLoop.h"
+#include "platform/quartzcomposer/QCView.h"
+
+#include <memory>
+
+namespace vitrel {
+
+namespace qc {
+class CompositionGraph;
+struct CompositionFile;
+class GLCanvas;
+class PatchRegistry;
+class Stage;
+} // namespace qc
+
+// The view that plays compositions for real: it draws into a texture from a timer of the run loop, only when
+// something can have changed, and hands each picture to the surface of its window. Without a window, or without
+// OpenGL, it plays nothing and still keeps its inputs. Main thread.
+class CompositionView final : public QCView
+{
+public:
+    // The run loop must outlive the view.
+    explicit CompositionView(RunLoop& runLoop);
+    ~CompositionView() override;
+
+    bool loadCompositionFromFile(const std::string& path) override;
+    void unloadComposition() override;
+    void play(const Value& sender) override;
+    bool startRendering() override;
+    void pauseRendering() override;
+    void stopRendering() override;
+    bool isRendering() const override { return rendering_; }
+    void setMaxRenderingFrameRate(double rate) override;
+    void setAutostartsRendering(bool autostarts) override { autostarts_ = autostarts; }
+    void setEventForwardingMask(std::uint64_t mask) override { eventMask_ = mask; }
+    std::vector<std::string> inputKeys() const override;
+    bool setValueForInputKey(const Value& value, const std::string& key) override;
+    Value valueForInputKey(const std::string& key) const override;
+
+    void setFrame(NSRect frame) override;
+    void removeFromSuperview() override;
+    void viewDidMoveToWindow() override;
+
+    // Pictures handed to surfaces so far.
+    std::uint64_t framesShown() const { return framesShown_; }
+    // Patches computed so far.
+    std::uint64_t evaluations() const { return evaluations_; }
+
+private:
+    void schedule(Seconds when);
+    void wish();
+    void renderFrame();
+    bool prepareCanvas(int width, int height);
+    Seconds beat() const;
+    double compositionTime() const;
+
+    RunLoop& runLoop_;
+    std::unique_ptr<qc::CompositionFile> file_;
+    std::unique_ptr<qc::CompositionGraph> graph_;
+    std::unique_ptr<qc::GLCanvas> canvas_;
+    std::unique_ptr<qc::Stage> stage_;
+    std::shared_ptr<NSTimer> timer_;
+    Seconds due_{0}; // of the timer
+    bool rendering_ = false, autostarts_ = true, started_ = false;
+    Seconds epoch_{0}; // when the composition's time was 0
+    Seconds pausedAt_{0};
+    Seconds lastFrame_{-1e9};
+    double rate_ = 60;
+    std::uint64_t eventMask_ = ~0ull, framesShown_ = 0, evaluations_ = 0;
+};
+
+} // namespace vitrel

@@ -1,0 +1,357 @@
+#include "platform/quartzcomposer/drawing/GLCanvas.h"
+
+#include "platform/quartzcomposer/drawing/GLContext.h"
+
+#include <epoxy/gl.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace vitrel::qc {
+
+namespace {
+
+// What the fragment shader does beyond nothing. The barest one that will do is chosen: software renderers have a
+// fast path for plain sampling.
+enum Variant : unsigned { kTextured = 1, kColored = 2, kMasked = 4, kAlphaTested = 8 };
+
+// Gathered corners; more are sent on their own.
+constexpr std::size_t kMaxGathered = 60'000;
+
+constexpr const char* kVertexShader = R"(
+in vec4 position; in vec2 texture0; in vec4 color;
+out vec2 at; out vec4 tint;
+void main() {
+    gl_Position = vec4(position.x, -position.y, position.z, position.w);
+    at = vec2(texture0.x, 1.0 - texture0.y);
+    tint = color;
+})";
+
+std::string fragmentShader(unsigned variant)
+{
+    std::string text = "in vec2 at; in vec4 tint; out vec4 result; uniform sampler2D image; uniform sampler2D mask;\nvoid main() {\n";
+    text += variant & kTextured ? "vec4 c = texture(image, at);\n" : "vec4 c = vec4(1.0);\n";
+    if (variant & kColored)
+        text += "c *= tint;\n";
+    if (variant & kMasked)
+        text += "c *= dot(texture(mask, at).rgb, vec3(0.299, 0.587, 0.114));\n";
+    if (variant & kAlphaTested)
+        text += "if (c.a < 0.5) discard;\n";
+    return text + "result = c; }";
+}
+
+bool opaqueWhite(const CanvasVertex& v) { return v.color[0] == 1 && v.color[1] == 1 && v.color[2] == 1 && v.color[3] == 1; }
+
+bool finite(const CanvasVertex& v)
+{
+    return std::all_of(std::begin(v.position), std::end(v.position), [](float f) { return std::isfinite(f); })
+        && std::all_of(std::begin(v.texture), std::end(v.texture), [](float f) { return std::isfinite(f); })
+        && std::all_of(std::begin(v.color), std::end(v.color), [](float f) { return std::isfinite(f); });
+}
+
+} // namespace
+
+std::unique_ptr<GLCanvas> GLCanvas::make(int width, int height, bool depth)
+{
+    std::unique_ptr<GLCanvas> canvas(new GLCanvas);
+    return canvas->begin(width, height, depth) ? std::move(canvas) : nullptr;
+}
+
+bool GLCanvas::begin(int width, int height, bool depth)
+{
+    const GLContext* context = GLContext::current();
+    if (!context)
+        return false;
+    generation_ = context->generation();
+    depth_ = depth;
+    auto target = makeTarget(width, height, depth);
+    if (!target)
+        return false;
+    targets_.push_back(std::move(*target));
+    glGenVertexArrays(1, &vertexArray_);
+    glBindVertexArray(vertexArray_);
+    glGenBuffers(1, &buffer_);
+    glBindBuffer(GL_ARRAY_BUFFER, buffer_);
+    const auto attribute = [](unsigned index, int size, std::size_t offset) {
+        glEnableVertexAttribArray(index);
+        glVertexAttribPointer(index, size, GL_FLOAT, GL_FALSE, sizeof(CanvasVertex), reinterpret_cast<const void*>(offset));
+    };
+    attribute(0, 4, offsetof(CanvasVertex, position));
+    attribute(1, 2, offsetof(CanvasVertex, texture));
+    attribute(2, 4, offsetof(CanvasVertex, color));
+    filters_ = std::make_unique<FilterRenderer>();
+    return true;
+}
+
+GLCanvas::~GLCanvas()
+{
+    if (!valid())
+        return;
+    for (Target& target : targets_)
+        release(target);
+    glDeleteBuffers(1, &buffer_);
+    glDeleteVertexArrays(1, &vertexArray_);
+}
+
+bool GLCanvas::valid() const
+{
+    const GLContext* context = GLContext::current();
+    return context && context->generation() == generation_;
+}
+
+std::optional<GLCanvas::Target> GLCanvas::makeTarget(int width, int height, bool depth)
+{
+    Target target;
+    target.texture = Texture::make(width, height, nullptr);
+    if (!target.texture)
+        return std::nullopt;
+    glGenFramebuffers(1, &target.framebuffer);
+    glBindFramebuffer(GL_FRAMEBUFFER, target.framebuffer);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, target.texture->name(), 0);
+    if (depth) {
+        glGenRenderbuffers(1, &target.depth);
+        glBindRenderbuffer(GL_RENDERBUFFER, target.depth);
+        glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, width, height);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, target.depth);
+    }
+    if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
+        release(target);
+        return std::nullopt;
+    }
+    glColorMask(true, true, true, true);
+    glDepthMask(true);
+    glDisable(GL_SCISSOR_TEST);
+    glClearColor(0, 0, 0, 0);
+    glClear(GL_COLOR_BUFFER_BIT | (depth ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
+    return target;
+}
+
+void GLCanvas::release(Target& target)
+{
+    glDeleteFramebuffers(1, &target.framebuffer);
+    glDeleteRenderbuffers(1, &target.depth);
+}
+
+bool GLCanvas::resize(int width, int height)
+{
+    if (!valid())
+        return false;
+    if (width == this->width() && height == this->height())
+        return true;
+    flush();
+    auto target = makeTarget(width, height, depth_);
+    if (!target)
+        return false;
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, target->framebuffer);
+    glBlitFramebuffer(0, 0, this->width(), this->height(), 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_LINEAR);
+    release(targets_.front());
+    targets_.front() = std::move(*target);
+    return true;
+}
+
+void GLCanvas::bindTarget()
+{
+    glBindFramebuffer(GL_FRAMEBUFFER, targets_.back().framebuffer);
+    glViewport(0, 0, width(), height());
+    glDisable(GL_SCISSOR_TEST);
+}
+
+void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask)
+{
+    gathered_.clear(); // nobody will see it
+    if (!color || colorMask != 0xF)
+        flush();
+    bindTarget();
+    glColorMask(colorMask & 1, colorMask & 2, colorMask & 4, colorMask & 8);
+    glDepthMask(true);
+    const auto part = [&](double c) { return static_cast<float>(std::clamp(c * straight.alpha, 0.0, 1.0)); };
+    glClearColor(part(straight.red), part(straight.green), part(straight.blue), static_cast<float>(std::clamp(straight.alpha, 0.0, 1.0)));
+    glClear((color ? static_cast<unsigned>(GL_COLOR_BUFFER_BIT) : 0u) | (depth ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
+}
+
+void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint)
+{
+    if (vertices.empty() || !std::all_of(vertices.begin(), vertices.end(), finite))
+        return;
+    State state;
+    if (paint.image) {
+        state.texture = filters_->texture(paint.image, width(), height(), texelsPerPixel(vertices, paint.image->extent()));
+        if (!state.texture)
+            return;
+        state.variant |= kTextured;
+    }
+    if (paint.mask) {
+        state.mask = filters_->texture(paint.mask, width(), height(), 1);
+        state.variant |= state.mask ? unsigned(kMasked) : 0u;
+    }
+    if (!std::all_of(vertices.begin(), vertices.end(), opaqueWhite))
+        state.variant |= kColored;
+    if (paint.blending == Blending::Alpha)
+        state.variant |= kAlphaTested;
+    state.blending = paint.blending;
+    state.depth = targets_.back().depth ? paint.depth : DepthTest::None;
+    state.culling = paint.culling;
+    state.colorMask = paint.colorMask;
+    state.nearest = paint.nearest;
+    if (primitive == Primitive::Triangles)
+        gather(vertices, state);
+    else
+        gather(widened(primitive, vertices, paint.lineWidth), state);
+}
+
+void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state)
+{
+    if (!(state == state_) || gathered_.size() + vertices.size() > kMaxGathered) {
+        flush();
+        state_ = state;
+    }
+    gathered_.insert(gathered_.end(), vertices.begin(), vertices.end());
+}
+
+// How many texels of the full image fall on a pixel, along the denser of a triangle's sides.
+double GLCanvas::texelsPerPixel(std::span<const CanvasVertex> v, const Extent& extent) const
+{
+    if (v.size() < 3 || extent.infinite)
+        return 1;
+    const auto pixels = [&](const CanvasVertex& p) {
+        const double w = std::fabs(p.position[3]) > 1e-6f ? p.position[3] : 1e-6;
+        return std::array<double, 2>{p.position[0] / w * width() / 2, p.position[1] / w * height() / 2};
+    };
+    double least = 1e9;
+    for (const int k : {1, 2}) {
+        const auto a = pixels(v[k - 1]), b = pixels(v[k]);
+        const double texels = std::hypot((v[k].texture[0] - v[k - 1].texture[0]) * extent.width, (v[k].texture[1] - v[k - 1].texture[1]) * extent.height);
+        least = std::min(least, texels / std::max(std::hypot(b[0] - a[0], b[1] - a[1]), 1e-3));
+    }
+    return least;
+}
+
+// Lines and points as rectangles, since the core profile promises lines of one pixel only.
+std::vector<CanvasVertex> GLCanvas::widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const
+{
+    std::vector<CanvasVertex> out;
+    const float halfX = size / static_cast<float>(width()), halfY = size / static_cast<float>(height());
+    const auto moved = [](CanvasVertex v, float x, float y) {
+        v.position[0] += x * v.position[3];
+        v.position[1] += y * v.position[3];
+        return v;
+    };
+    const std::size_t step = primitive == Primitive::Lines ? 2 : 1;
+    for (std::size_t k = 0; k + step <= vertices.size(); k += step) {
+        const CanvasVertex &a = vertices[k], &b = vertices[k + step - 1];
+        if (a.position[3] <= 0 || b.position[3] <= 0)
+            continue;
+        float acrossX = halfX, acrossY = 0, alongX = 0, alongY = halfY;
+        if (primitive == Primitive::Lines) {
+            const float x = (b.position[0] / b.position[3] - a.position[0] / a.position[3]) * static_cast<float>(width()),
+                        y = (b.position[1] / b.position[3] - a.position[1] / a.position[3]) * static_cast<float>(height()),
+                        length = std::max(std::hypot(x, y), 1e-6f);
+            acrossX = -y / length * halfX;
+            acrossY = x / length * halfY;
+            alongX = alongY = 0;
+        }
+        const CanvasVertex p = moved(a, -acrossX - alongX, -acrossY - alongY), q = moved(b, -acrossX + alongX, -acrossY + alongY),
+                           r = moved(b, acrossX + alongX, acrossY + alongY), s = moved(a, acrossX - alongX, acrossY - alongY);
+        out.insert(out.end(), {p, q, r, p, r, s});
+    }
+    return out;
+}
+
+const Program& GLCanvas::program(unsigned variant)
+{
+    auto& slot = programs_[variant];
+    if (!slot) {
+        slot = std::make_unique<Program>(kVertexShader, fragmentShader(variant));
+        slot->use();
+        glUniform1i(slot->uniform("image"), 0);
+        glUniform1i(slot->uniform("mask"), 1);
+    }
+    return *slot;
+}
+
+void GLCanvas::apply(const State& state)
+{
+    program(state.variant).use();
+    if (state.mask) {
+        glActiveTexture(GL_TEXTURE1);
+        glBindTexture(GL_TEXTURE_2D, state.mask->name());
+    }
+    glActiveTexture(GL_TEXTURE0);
+    if (state.texture) {
+        glBindTexture(GL_TEXTURE_2D, state.texture->name());
+        const GLint filter = state.nearest ? GL_NEAREST : GL_LINEAR;
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
+    }
+    if (state.blending == Blending::Over || state.blending == Blending::Add) {
+        glEnable(GL_BLEND);
+        glBlendFunc(GL_ONE, state.blending == Blending::Add ? GL_ONE : GL_ONE_MINUS_SRC_ALPHA);
+    } else {
+        glDisable(GL_BLEND);
+    }
+    if (state.depth == DepthTest::None) {
+        glDisable(GL_DEPTH_TEST);
+    } else {
+        glEnable(GL_DEPTH_TEST);
+        glDepthFunc(GL_LEQUAL);
+        glDepthMask(state.depth == DepthTest::ReadWrite);
+    }
+    if (state.culling == Culling::None) {
+        glDisable(GL_CULL_FACE);
+    } else {
+        glEnable(GL_CULL_FACE);
+        glFrontFace(GL_CW); // counter-clockwise, upside down
+        glCullFace(state.culling == Culling::BackFaces ? GL_BACK : GL_FRONT);
+    }
+    glColorMask(state.colorMask & 1, state.colorMask & 2, state.colorMask & 4, state.colorMask & 8);
+}
+
+void GLCanvas::flush()
+{
+    if (gathered_.empty())
+        return;
+    bindTarget();
+    apply(state_);
+    glBindVertexArray(vertexArray_);
+    glBindBuffer(GL_ARRAY_BUFFER, buffer_);
+    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(gathered_.size() * sizeof(CanvasVertex)), gathered_.data(), GL_STREAM_DRAW);
+    glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(gathered_.size()));
+    ++drawCalls_;
+    gathered_.clear();
+    state_ = {};
+}
+
+void GLCanvas::beginImage(int width, int height, bool depth)
+{
+    flush();
+    auto target = makeTarget(width, height, depth);
+    if (!target) // as small as it can be, so that what is drawn goes nowhere
+        target = makeTarget(1, 1, false);
+    targets_.push_back(target ? std::move(*target) : Target{targets_.back().texture, 0, 0});
+}
+
+ImageRef GLCanvas::endImage()
+{
+    flush();
+    Target target = std::move(targets_.back());
+    targets_.pop_back();
+    release(target);
+    auto image = std::make_shared<DrawnImage>(target.texture->width(), target.texture->height());
+    auto levels = std::make_shared<TextureLevels>();
+    levels->levels.push_back(target.texture);
+    image->realization = levels;
+    return image;
+}
+
+void GLCanvas::readInto(std::uint32_t* pixels, std::size_t wordsPerRow)
+{
+    flush();
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
+    glPixelStorei(GL_PACK_ROW_LENGTH, static_cast<GLint>(wordsPerRow));
+    glReadPixels(0, 0, targets_.front().texture->width(), targets_.front().texture->height(), GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, pixels);
+    glPixelStorei(GL_PACK_ROW_LENGTH, 0);
+}
+
+} // namespace vitrel::qc

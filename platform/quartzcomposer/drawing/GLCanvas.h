@@ -1,0 +1,79 @@
+#pragma once
+
+#include "platform/quartzcomposer/drawing/FilterRenderer.h"
+#include "platform/quartzcomposer/drawing/Program.h"
+#include "platform/quartzcomposer/drawing/Texture.h"
+#include "platform/quartzcomposer/scene/Canvas.h"
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vitrel::qc {
+
+// A canvas on OpenGL. Everything is drawn upside down into textures, so that the first row of memory is the top of
+// the picture on the way in and out. Calls that share their state are joined into one. Main thread.
+class GLCanvas final : public Canvas
+{
+public:
+    // Null without OpenGL.
+    static std::unique_ptr<GLCanvas> make(int width, int height, bool depth);
+    ~GLCanvas() override;
+
+    int width() const override { return targets_.back().texture->width(); }
+    int height() const override { return targets_.back().texture->height(); }
+    void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
+    void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
+    void beginImage(int width, int height, bool depth) override;
+    ImageRef endImage() override;
+
+    // The outermost target anew, with the old picture in it as far as the sizes allow. False if OpenGL can't.
+    bool resize(int width, int height);
+    // Draws what has been gathered and copies the outermost target's pixels; `wordsPerRow` of the memory.
+    void readInto(std::uint32_t* pixels, std::size_t wordsPerRow);
+    // False once the context that it was made on is gone.
+    bool valid() const;
+    // Calls that were sent to OpenGL; for benchmarks.
+    std::uint64_t drawCalls() const { return drawCalls_; }
+
+private:
+    struct Target {
+        TextureRef texture;
+        unsigned framebuffer = 0, depth = 0;
+    };
+    // What must be equal for two calls to be one.
+    struct State {
+        TextureRef texture, mask;
+        unsigned variant = 0;
+        Blending blending = Blending::Over;
+        DepthTest depth = DepthTest::None;
+        Culling culling = Culling::None;
+        std::uint8_t colorMask = 0xF;
+        bool nearest = false;
+        friend bool operator==(const State&, const State&) = default;
+    };
+
+    GLCanvas() = default;
+    bool begin(int width, int height, bool depth);
+    std::optional<Target> makeTarget(int width, int height, bool depth);
+    void release(Target& target);
+    void bindTarget();
+    void flush();
+    void apply(const State& state);
+    const Program& program(unsigned variant);
+    void gather(std::span<const CanvasVertex> vertices, const State& state);
+    std::vector<CanvasVertex> widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const;
+    double texelsPerPixel(std::span<const CanvasVertex> vertices, const Extent& extent) const;
+
+    std::vector<Target> targets_;
+    std::array<std::unique_ptr<Program>, 16> programs_;
+    std::unique_ptr<FilterRenderer> filters_;
+    unsigned vertexArray_ = 0, buffer_ = 0;
+    State state_;
+    std::vector<CanvasVertex> gathered_;
+    bool depth_ = false;
+    std::uint64_t generation_ = 0, drawCalls_ = 0;
+};
+
+} // namespace vitrel::qc

@@ -1,0 +1,77 @@
+#include "platform/quartzcomposer/drawing/GLContext.h"
+
+#include <epoxy/egl.h>
+#include <epoxy/gl.h>
+
+#include <cstdlib>
+
+namespace vitrel::qc {
+
+namespace {
+std::uint64_t contextsMade = 0;
+}
+
+void prepareSoftwareRendering()
+{
+    // More threads only make a frame come earlier, not cheaper, and leave the desktop no core.
+    setenv("LP_NUM_THREADS", "1", 0);
+}
+
+GLContext* GLContext::current()
+{
+    // Lives as long as the process: the driver's own clean-up runs at exit, and so must come later than ours never.
+    static GLContext* context = nullptr;
+    static bool failed = false;
+    if (context && !eglMakeCurrent(context->display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context->context_)) {
+        delete context;
+        context = nullptr;
+    }
+    if (!context && !failed) {
+        auto* made = new GLContext;
+        if (made->make()) {
+            context = made;
+        } else {
+            delete made;
+            failed = true;
+        }
+    }
+    return context;
+}
+
+bool GLContext::make()
+{
+    const char* extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+    const std::string client = extensions ? extensions : "";
+    if (client.find("EGL_MESA_platform_surfaceless") != std::string::npos)
+        display_ = eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
+    if (!display_ || !eglInitialize(display_, nullptr, nullptr)) {
+        display_ = eglGetDisplay(EGL_DEFAULT_DISPLAY);
+        if (!display_ || !eglInitialize(display_, nullptr, nullptr)) {
+            display_ = nullptr;
+            return false;
+        }
+    }
+    if (!eglBindAPI(EGL_OPENGL_API))
+        return false;
+    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION, 3, EGL_CONTEXT_MINOR_VERSION, 3, EGL_CONTEXT_OPENGL_PROFILE_MASK,
+        EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT, EGL_NONE};
+    context_ = eglCreateContext(display_, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
+    if (!context_ || !eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_))
+        return false;
+    const auto* name = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+    renderer_ = name ? name : "";
+    for (const char* kind : {"llvmpipe", "softpipe", "swrast"})
+        software_ |= renderer_.find(kind) != std::string::npos;
+    generation_ = ++contextsMade;
+    return true;
+}
+
+GLContext::~GLContext()
+{
+    if (display_ && context_) {
+        eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        eglDestroyContext(display_, context_);
+    }
+}
+
+} // namespace vitrel::qc

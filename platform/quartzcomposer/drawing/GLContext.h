@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace vitrel::qc {
+
+// The process's OpenGL: one 3.3 core context without a surface, through EGL, made when it is first needed. Every view
+// draws into textures of its own on it. Main thread.
+class GLContext
+{
+public:
+    // Null where there is no OpenGL 3.3. Tries once, and again after a context was lost.
+    static GLContext* current();
+
+    // True if the processor draws: llvmpipe and its like.
+    bool software() const { return software_; }
+    const std::string& renderer() const { return renderer_; }
+    // Changes when everything made before is gone.
+    std::uint64_t generation() const { return generation_; }
+
+    ~GLContext();
+
+private:
+    GLContext() = default;
+    bool make();
+
+    void* display_ = nullptr; // EGLDisplay
+    void* context_ = nullptr; // EGLContext
+    std::string renderer_;
+    bool software_ = false;
+    std::uint64_t generation_ = 0;
+};
+
+// Bounds the threads of the software renderer, unless the user has said how many. Early in a program, before other
+// threads run.
+void prepareSoftwareRendering();
+
+} // namespace vitrel::qc

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/quartzcomposer/file/CompositionFile.h"
+
+#include <string>
+
+namespace vitrel::qc {
+
+// The text form of compositions (docs/compositions.md): JSON for people who write, compare and keep compositions
+// under version control. Whatever a file holds beyond it survives under "raw", so that a file made of its text form
+// plays the same.
+
+// Two blanks of indentation, keys in the order of the layers.
+std::string textForm(const CompositionFile& file);
+
+// The property list of a composition from its text form. `folder` is where files that it names lie; one that can't
+// be read is an error, as is everything that isn't the form. Numbers, texts, images at most 64 MiB together.
+std::optional<Value> compositionFromText(std::string_view text, const std::string& folder, CompositionError* error = nullptr);
+
+} // namespace vitrel::qc

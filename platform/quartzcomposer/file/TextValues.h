@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/foundation/Value.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace vitrel::qc {
+
+// Values of the text form. Numbers, booleans and plain texts are JSON's; a colour is "#rrggbbaa"; an object with one
+// of these members alone stands for what JSON has no word for: "image" (a file beside the text), "data" (base64),
+// "date" (seconds since 2001), "text" (one that looks like a colour), "real" ("nan", "inf", "-inf"), "dictionary" (one
+// that looks like one of these).
+nlohmann::ordered_json valueJson(const Value& value);
+
+// Text as JSON takes it: well-formed.
+std::string jsonText(const std::string& text);
+
+class ValueReader
+{
+public:
+    explicit ValueReader(std::string folder)
+        : folder_(std::move(folder))
+    {
+    }
+    Value value(const nlohmann::ordered_json& json);
+    Dictionary dictionary(const nlohmann::ordered_json& json);
+    // What went wrong first; empty if nothing did.
+    const std::string& problem() const { return problem_; }
+
+private:
+    Value special(const std::string& kind, const nlohmann::ordered_json& json);
+    std::string folder_, problem_;
+    std::size_t read_ = 0; // bytes of files
+};
+
+// True if brackets outside of strings nest no deeper than `most`.
+bool nestsAtMost(std::string_view json, int most);
+
+} // namespace vitrel::qc

@@ -1,0 +1,134 @@
+#include "platform/quartzcomposer/graph/CompositionGraph.h"
+
+#include "platform/quartzcomposer/graph/GraphBuilder.h"
+
+namespace vitrel::qc {
+
+namespace {
+// Iterators may nest; together they run their nodes so often in one frame and no more.
+constexpr std::uint32_t kMaxIterations = 100'000;
+} // namespace
+
+CompositionGraph::CompositionGraph(const CompositionFile& file, const PatchRegistry& registry)
+    : file_(file)
+    , registry_(registry)
+{
+    rebuild();
+}
+
+CompositionGraph::~CompositionGraph() = default;
+
+void CompositionGraph::rebuild()
+{
+    GraphBuilder builder(file_, registry_);
+    root_ = builder.build(scope_);
+    unsupported_ = builder.unsupported;
+    needsDepth_ = builder.needsDepth;
+    dangling_ = builder.dangling;
+    patches_ = builder.patches;
+}
+
+std::vector<PublishedPort> CompositionGraph::inputs() const
+{
+    std::vector<PublishedPort> ports;
+    for (const auto& published : root_->publishedInputs())
+        ports.push_back({published->outer.key(), published->outer.type()});
+    return ports;
+}
+
+std::vector<PublishedPort> CompositionGraph::outputs() const
+{
+    std::vector<PublishedPort> ports;
+    for (const std::string& key : root_->publishedOutputKeys())
+        ports.push_back({key, root_->output(key)->type()});
+    return ports;
+}
+
+bool CompositionGraph::setInput(const std::string& key, const Value& value)
+{
+    InputPort* port = root_->publishedInput(key);
+    auto given = port ? portValueForHost(value, port->type()) : std::nullopt;
+    if (!given)
+        return false;
+    port->set(std::move(*given));
+    return true;
+}
+
+Value CompositionGraph::input(const std::string& key) const
+{
+    const InputPort* port = root_->publishedInput(key);
+    return port ? hostValue(port->value()) : Value();
+}
+
+PortValue CompositionGraph::inputPort(const std::string& key) const
+{
+    const InputPort* port = root_->publishedInput(key);
+    return port ? port->value() : PortValue();
+}
+
+CompositionGraph::Frame CompositionGraph::frame(Stage& stage, double time, Date date)
+{
+    if (time < lastTime_) {
+        std::vector<std::pair<std::string, PortValue>> kept;
+        for (const auto& published : root_->publishedInputs())
+            kept.emplace_back(published->outer.key(), published->outer.value());
+        rebuild();
+        for (auto& [key, value] : kept)
+            root_->publishedInput(key)->set(std::move(value));
+    }
+    lastTime_ = time;
+    lastDate_ = date;
+    Evaluation e{stage};
+    e.time = time;
+    e.date = date;
+    e.frame = ++frames_;
+    e.iterationsLeft = kMaxIterations;
+    ++scope_.stamp;
+    root_->execute(e);
+    return {e.nextFrame, e.evaluations};
+}
+
+PortValue CompositionGraph::output(const std::string& key, Stage& stage)
+{
+    Source* source = root_->output(key);
+    if (!source)
+        return {};
+    Evaluation e{stage};
+    e.time = lastTime_;
+    e.date = lastDate_;
+    e.frame = frames_;
+    e.iterationsLeft = kMaxIterations;
+    source->update(e);
+    return source->value();
+}
+
+namespace {
+void countUnsupported(const FileNode& node, const CompositionFile& file, const PatchRegistry& registry, std::map<std::string, int>& counts)
+{
+    const bool isVirtual = node.className.starts_with('/');
+    auto patch = registry.make(node.className + "/" + node.identifier);
+    if (!patch)
+        patch = registry.make(node.className);
+    if (patch) {
+        patch->configure({node.state, node.identifier, {}});
+        if (const std::string missing = patch->unsupported(); !missing.empty())
+            ++counts[missing];
+    } else if (!isVirtual || !file.virtualPatches.count(node.className)) {
+        const bool plugIn = node.className == "QCPlugInPatch" && !node.identifier.empty();
+        ++counts[plugIn ? node.className + "/" + node.identifier : node.className];
+    }
+    for (const FileNode& child : node.nodes)
+        countUnsupported(child, file, registry, counts);
+}
+} // namespace
+
+std::map<std::string, int> unsupportedClasses(const CompositionFile& file, const PatchRegistry& registry)
+{
+    std::map<std::string, int> counts;
+    countUnsupported(file.root, file, registry, counts);
+    for (const auto& [identifier, node] : file.virtualPatches)
+        countUnsupported(node, file, registry, counts);
+    return counts;
+}
+
+} // namespace vitrel::qc

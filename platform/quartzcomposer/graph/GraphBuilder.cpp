@@ -1,0 +1,170 @@
+#include "platform/quartzcomposer/graph/GraphBuilder.h"
+
+#include <algorithm>
+
+namespace vitrel::qc {
+
+namespace {
+
+constexpr std::size_t kMaxPatches = 100'000; // definitions may multiply what a file holds
+constexpr int kMaxLevels = 64;
+
+// Stands for a class that isn't known: takes part in nothing.
+class UnknownPatch final : public Patch
+{
+};
+
+} // namespace
+
+GraphBuilder::GraphBuilder(const CompositionFile& file, const PatchRegistry& registry)
+    : file_(file)
+    , registry_(registry)
+{
+    const auto slash = file.path.rfind('/');
+    folder_ = slash == std::string::npos ? std::string(file.path.empty() ? "" : ".") : file.path.substr(0, slash);
+}
+
+std::unique_ptr<Macro> GraphBuilder::build(Scope& scope)
+{
+    auto root = make(file_.root, &scope, nullptr, 0);
+    std::unique_ptr<Macro> macro(dynamic_cast<Macro*>(root.get()));
+    if (macro) {
+        (void)root.release();
+    } else {
+        macro = std::make_unique<Macro>();
+        macro->scope = &scope;
+        macro->settle();
+    }
+    for (const auto& [key, value] : file_.inputParameters) {
+        InputPort* port = macro->publishedInput(key);
+        const auto given = port ? portValueForHost(value, port->type()) : std::nullopt;
+        if (given)
+            port->set(*given);
+    }
+    return macro;
+}
+
+std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Macro* parent, int level)
+{
+    if (++patches > kMaxPatches || level > kMaxLevels)
+        return nullptr;
+    const bool isVirtual = node.className.starts_with('/');
+    const FileNode* content = &node;
+    if (isVirtual) {
+        const auto definition = file_.virtualPatches.find(node.className);
+        const bool containsItself = std::find(open_.begin(), open_.end(), node.className) != open_.end();
+        content = definition == file_.virtualPatches.end() || containsItself ? nullptr : &definition->second;
+    }
+    std::unique_ptr<Patch> patch;
+    if (isVirtual)
+        patch = content ? std::make_unique<Macro>() : nullptr;
+    else if (!(patch = registry_.make(node.className + "/" + node.identifier)))
+        patch = registry_.make(node.className);
+    if (!patch) {
+        ++unsupported[node.className == "QCPlugInPatch" && !node.identifier.empty() ? node.className + "/" + node.identifier
+                                                                                    : node.className];
+        return std::make_unique<UnknownPatch>();
+    }
+    patch->parent = parent;
+    patch->scope = scope;
+    const Settings settings{node.state, node.identifier, folder_};
+    const std::string timebase = settings.text("timebase");
+    patch->timebase = timebase == "local" ? Patch::Timebase::Local
+        : timebase == "external"          ? Patch::Timebase::External
+                                          : Patch::Timebase::Parent;
+    patch->configure(settings);
+    if (const std::string missing = patch->unsupported(); !missing.empty())
+        ++unsupported[missing];
+    if (auto* macro = dynamic_cast<Macro*>(patch.get())) {
+        if (isVirtual)
+            open_.push_back(node.className);
+        fill(*macro, *content, level);
+        if (isVirtual) {
+            open_.pop_back();
+            const auto defaults = file_.virtualDefaults.find(node.className);
+            if (defaults != file_.virtualDefaults.end()) {
+                for (const auto& [key, value] : defaults->second) {
+                    if (InputPort* port = macro->publishedInput(key))
+                        port->set(portValueForHost(value, port->type()).value_or(port->value()));
+                }
+            }
+        }
+    }
+    patch->addSystemPorts();
+    store(*patch, node);
+    noteDepth(*patch);
+    return patch;
+}
+
+void GraphBuilder::store(Patch& patch, const FileNode& node)
+{
+    for (const auto& [key, value] : node.portValues) {
+        InputPort* port = patch.input(key);
+        const auto given = port && !value.isNothing() ? portValueForHost(value, port->type()) : std::nullopt;
+        if (given)
+            port->set(*given);
+    }
+}
+
+void GraphBuilder::noteDepth(const Patch& patch)
+{
+    const InputPort* depth = patch.input("inputZBuffer");
+    const auto* mode = depth ? depth->value().as<std::uint32_t>() : nullptr;
+    if (mode && (*mode != 0 || depth->connected()))
+        needsDepth = true;
+}
+
+void GraphBuilder::fill(Macro& macro, const FileNode& node, int level)
+{
+    std::set<std::string> unknown;
+    for (const FileNode& child : node.nodes) {
+        auto patch = make(child, macro.scopeOfNodes(), &macro, level + 1);
+        if (!patch || dynamic_cast<UnknownPatch*>(patch.get()) || !patch->unsupported().empty())
+            unknown.insert(child.key);
+        if (patch && !macro.node(child.key))
+            macro.addNode(child.key, std::move(patch));
+    }
+    publish(macro, node, unknown);
+    connect(macro, node, unknown);
+    macro.settle();
+}
+
+void GraphBuilder::publish(Macro& macro, const FileNode& node, const std::set<std::string>& unknown)
+{
+    for (const FilePublishedPort& published : node.publishedInputs) {
+        Patch* child = macro.node(published.node);
+        InputPort* port = child ? child->input(published.port) : nullptr;
+        if (!port || !macro.publishInput(published.key, *port)) {
+            dangling += unknown.count(published.node) ? 0 : 1;
+            continue;
+        }
+        const auto given
+            = published.value.isNothing() ? std::nullopt : portValueForHost(published.value, port->type());
+        if (given)
+            macro.publishedInput(published.key)->set(*given);
+    }
+    for (const FilePublishedPort& published : node.publishedOutputs) {
+        Patch* child = macro.node(published.node);
+        Source* port = child ? child->output(published.port) : nullptr;
+        if (!port || !macro.publishOutput(published.key, *port))
+            dangling += unknown.count(published.node) ? 0 : 1;
+    }
+}
+
+void GraphBuilder::connect(Macro& macro, const FileNode& node, const std::set<std::string>& unknown)
+{
+    for (const FileConnection& connection : node.connections) {
+        Patch* from = macro.node(connection.sourceNode);
+        Patch* to = macro.node(connection.destinationNode);
+        Source* source = from ? from->output(connection.sourcePort) : nullptr;
+        InputPort* port = to ? to->input(connection.destinationPort) : nullptr;
+        if (source && port) {
+            port->connect(source);
+            needsDepth |= port->key() == "inputZBuffer";
+        } else if (!unknown.count(connection.sourceNode) && !unknown.count(connection.destinationNode)) {
+            ++dangling;
+        }
+    }
+}
+
+} // namespace vitrel::qc

@@ -1,0 +1,186 @@
+#include "platform/quartzcomposer/graph/Macro.h"
+
+namespace vitrel::qc {
+
+Macro::PublishedInput::PublishedInput(Macro& macro, std::string key, InputPort& inner)
+    : Source(inner.type())
+    , outer(macro.addInput(std::move(key), inner.type(), inner.value()))
+    , inner(inner)
+{
+    // Pulled from inside, when a node asks; a disabled branch asks for nothing.
+    outer.lazy = true;
+    assign(outer.value());
+}
+
+void Macro::PublishedInput::update(Evaluation& e)
+{
+    if (outer.pull(e))
+        assign(outer.value());
+}
+
+struct Macro::PublishedOutput final : Source {
+    PublishedOutput(Macro& macro, std::string key, Source& inner)
+        : Source(inner.type())
+        , macro(macro)
+        , key(std::move(key))
+        , inner(inner)
+    {
+    }
+    void update(Evaluation& e) override
+    {
+        if (macro.updatesAsAWhole()) {
+            macro.update(e);
+            return;
+        }
+        // A chain of macros that lead back into themselves must end.
+        if (running)
+            return;
+        running = true;
+        macro.timeForNodes(e);
+        take(e);
+        running = false;
+    }
+    void take(Evaluation& e)
+    {
+        inner.update(e);
+        if (inner.version() != seen) {
+            seen = inner.version();
+            assign(inner.value());
+        }
+        for (const auto& told : macro.told_)
+            told(key, value());
+    }
+    Macro& macro;
+    const std::string key;
+    Source& inner;
+    std::uint64_t seen = 0;
+    bool running = false;
+};
+
+Macro::Macro() = default;
+Macro::~Macro() = default;
+
+void Macro::addNode(std::string key, std::unique_ptr<Patch> node)
+{
+    node->parent = this;
+    node->scope = scopeOfNodes();
+    nodesByKey_.emplace(std::move(key), node.get());
+    nodes_.push_back(std::move(node));
+}
+
+Patch* Macro::node(const std::string& key) const
+{
+    const auto found = nodesByKey_.find(key);
+    return found == nodesByKey_.end() ? nullptr : found->second;
+}
+
+bool Macro::publishInput(const std::string& key, InputPort& port)
+{
+    if (input(key) || port.connected())
+        return false;
+    publishedInputs_.push_back(std::make_unique<PublishedInput>(*this, key, port));
+    port.connect(publishedInputs_.back().get());
+    return true;
+}
+
+bool Macro::publishOutput(const std::string& key, Source& source)
+{
+    for (const auto& published : publishedOutputs_) {
+        if (published->key == key)
+            return false;
+    }
+    publishedOutputs_.push_back(std::make_unique<PublishedOutput>(*this, key, source));
+    return true;
+}
+
+InputPort* Macro::publishedInput(const std::string& key) const
+{
+    for (const auto& published : publishedInputs_) {
+        if (published->outer.key() == key)
+            return &published->outer;
+    }
+    return nullptr;
+}
+
+std::vector<std::string> Macro::publishedOutputKeys() const
+{
+    std::vector<std::string> keys;
+    for (const auto& published : publishedOutputs_)
+        keys.push_back(published->key);
+    return keys;
+}
+
+Source* Macro::output(const std::string& key)
+{
+    for (const auto& published : publishedOutputs_) {
+        if (published->key == key)
+            return published.get();
+    }
+    return Patch::output(key);
+}
+
+void Macro::onPublished(std::function<void(const std::string&, const PortValue&)> told) { told_.push_back(std::move(told)); }
+
+void Macro::settle()
+{
+    for (const auto& node : nodes_) {
+        if (node->kind() == Kind::Consumer)
+            consumers_.push_back(node.get());
+    }
+    isConsumer_ = alwaysConsumer() || (!consumers_.empty() && publishedOutputs_.empty());
+}
+
+double Macro::timeForNodes(Evaluation& e)
+{
+    const std::uint64_t stamp = scope ? scope->stamp : e.frame;
+    if (timeStamp_ != stamp) {
+        timeStamp_ = stamp;
+        if (timebase == Timebase::External) {
+            if (InputPort* port = input("_time"))
+                port->pull(e);
+        }
+        takeTime(e);
+    }
+    return time();
+}
+
+void Macro::executeNodes(Evaluation& e)
+{
+    for (Patch* consumer : consumers_)
+        consumer->execute(e);
+}
+
+void Macro::pullPublished(Evaluation& e)
+{
+    for (const auto& published : publishedOutputs_)
+        published->take(e);
+}
+
+void Macro::updatePublished(Evaluation& e) { pullPublished(e); }
+
+void Macro::execute(Evaluation& e)
+{
+    if (!enabled(e))
+        return;
+    if (!enter(e)) {
+        if (e.copy > 0 && !running())
+            runNodes(e);
+        return;
+    }
+    pullInputs(e);
+    timeForNodes(e);
+    runNodes(e);
+    leave(e);
+}
+
+void Macro::update(Evaluation& e)
+{
+    if (!enter(e))
+        return;
+    pullInputs(e);
+    timeForNodes(e);
+    updatePublished(e);
+    leave(e);
+}
+
+} // namespace vitrel::qc

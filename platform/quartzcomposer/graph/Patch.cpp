@@ -1,0 +1,230 @@
+#include "platform/quartzcomposer/graph/Patch.h"
+
+#include "platform/quartzcomposer/graph/Macro.h"
+
+namespace vitrel::qc {
+
+namespace {
+// Patches that wait for each other are calls within calls; a longer chain than any author draws must not reach the
+// end of the stack. What lies deeper answers with its last values and catches up in the frames that follow.
+constexpr int kMaxWaiting = 3000;
+} // namespace
+
+InputPort::InputPort(Patch&, std::string key, PortType type, PortValue usual)
+    : key_(std::move(key))
+    , type_(type)
+    , value_(std::move(usual))
+{
+}
+
+bool InputPort::pull(Evaluation& e)
+{
+    if (source_) {
+        source_->update(e);
+        if (source_->version() != seen_) {
+            seen_ = source_->version();
+            PortValue now = converted(source_->value(), type_);
+            if (!sameValue(now, value_)) {
+                value_ = std::move(now);
+                changed_ = true;
+            }
+        }
+    }
+    return std::exchange(changed_, false);
+}
+
+void InputPort::set(PortValue value)
+{
+    if (source_)
+        return;
+    PortValue now = converted(value, type_);
+    if (sameValue(now, value_))
+        return;
+    value_ = std::move(now);
+    changed_ = true;
+}
+
+void InputPort::connect(Source* source)
+{
+    source_ = source;
+    seen_ = 0;
+}
+
+OutputPort::OutputPort(Patch& owner, std::string key, PortType type)
+    : Source(type)
+    , owner_(owner)
+    , key_(std::move(key))
+{
+}
+
+void OutputPort::update(Evaluation& e) { owner_.update(e); }
+void OutputPort::set(PortValue value) { assign(converted(value, type_)); }
+
+const Value* Settings::find(const std::string& key) const
+{
+    if (!values)
+        return nullptr;
+    const auto found = values->find(key);
+    return found == values->end() ? nullptr : &found->second;
+}
+
+double Settings::number(const std::string& key, double usual) const
+{
+    const Value* value = find(key);
+    return value ? value->number().value_or(usual) : usual;
+}
+
+std::string Settings::text(const std::string& key, const std::string& usual) const
+{
+    const Value* value = find(key);
+    const auto* text = value ? value->as<std::string>() : nullptr;
+    return text ? *text : usual;
+}
+
+Patch::~Patch() = default;
+
+InputPort& Patch::addInput(std::string key, PortType type, PortValue usual)
+{
+    inputs_.push_back(std::make_unique<InputPort>(*this, std::move(key), type, std::move(usual)));
+    return *inputs_.back();
+}
+
+OutputPort& Patch::addOutput(std::string key, PortType type)
+{
+    outputs_.push_back(std::make_unique<OutputPort>(*this, std::move(key), type));
+    return *outputs_.back();
+}
+
+void Patch::addSystemPorts()
+{
+    if (kind() == Kind::Consumer && !input("_enable"))
+        enable_ = &addInput("_enable", PortType::Boolean, true);
+    if (timebase == Timebase::External && !input("_time"))
+        externalTime_ = &addInput("_time", PortType::Number, 0.0);
+    if (enable_)
+        enable_->lazy = true;
+}
+
+InputPort* Patch::input(const std::string& key) const
+{
+    for (const auto& port : inputs_) {
+        if (port->key() == key)
+            return port.get();
+    }
+    return nullptr;
+}
+
+Source* Patch::output(const std::string& key)
+{
+    for (const auto& port : outputs_) {
+        if (port->key() == key)
+            return port.get();
+    }
+    return nullptr;
+}
+
+bool Patch::pullInputs(Evaluation& e)
+{
+    bool changed = false;
+    for (const auto& port : inputs_) {
+        if (!port->lazy)
+            changed |= port->pull(e);
+    }
+    return changed;
+}
+
+void Patch::takeTime(Evaluation& e)
+{
+    const double parentTime = parent ? parent->timeForNodes(e) : e.time;
+    switch (timebase) {
+    case Timebase::Parent:
+        time_ = parentTime;
+        break;
+    case Timebase::Local:
+        // Starts anew when it wasn't used in the frame before.
+        if (lastFrame_ + 1 < e.frame || lastFrame_ == 0)
+            localStart_ = parentTime;
+        time_ = parentTime - localStart_;
+        break;
+    case Timebase::External:
+        time_ = externalTime_ ? std::get<double>(static_cast<const PortValue::Base&>(externalTime_->value())) : parentTime;
+        break;
+    }
+    lastFrame_ = e.frame;
+}
+
+bool Patch::enter(Evaluation& e)
+{
+    if (running_) {
+        askedWhileRunning_ = true;
+        return false;
+    }
+    const std::uint64_t stamp = scope ? scope->stamp : e.frame;
+    if (stamp_ == stamp)
+        return false;
+    if (e.depth >= kMaxWaiting) {
+        e.needFrame();
+        return false;
+    }
+    stamp_ = stamp;
+    running_ = true;
+    ++e.depth;
+    return true;
+}
+
+void Patch::leave(Evaluation& e)
+{
+    --e.depth;
+    running_ = false;
+}
+
+void Patch::update(Evaluation& e)
+{
+    if (!enter(e))
+        return;
+    const bool changed = pullInputs(e);
+    if (kind() != Kind::Pure || timebase != Timebase::Parent)
+        takeTime(e);
+    if (changed || fresh_ || kind() != Kind::Pure) {
+        fresh_ = false;
+        ++e.evaluations;
+        std::uint64_t before = 0, after = 0;
+        for (const auto& port : outputs_)
+            before += port->version();
+        evaluate(e);
+        for (const auto& port : outputs_)
+            after += port->version();
+        // Whoever asked within a cycle has read old values and must see the new ones.
+        if (askedWhileRunning_ && before != after)
+            e.needFrame();
+    }
+    askedWhileRunning_ = false;
+    leave(e);
+}
+
+bool Patch::enabled(Evaluation& e)
+{
+    if (!enable_)
+        return true;
+    enable_->pull(e);
+    return std::get<bool>(static_cast<const PortValue::Base&>(enable_->value()));
+}
+
+void Patch::execute(Evaluation& e)
+{
+    if (!enabled(e))
+        return;
+    if (!enter(e)) {
+        if (e.copy > 0 && !running_)
+            draw(e);
+        return;
+    }
+    pullInputs(e);
+    takeTime(e);
+    ++e.evaluations;
+    evaluate(e);
+    draw(e);
+    leave(e);
+}
+
+} // namespace vitrel::qc

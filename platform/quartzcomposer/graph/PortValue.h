@@ -1,0 +1,68 @@
+#pragma once
+
+#include "platform/quartzcomposer/scene/Image.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace vitrel::qc {
+
+struct PortValue;
+struct Mesh;
+
+// An ordered list of members, with keys or without. Shared and immutable.
+struct Structure {
+    struct Member;
+    std::vector<Member> members;
+    bool keyed = false; // false: members have positions only
+
+    const PortValue* atIndex(std::size_t index) const;
+    const PortValue* atKey(const std::string& key) const;
+};
+using StructureRef = std::shared_ptr<const Structure>;
+using MeshRef = std::shared_ptr<const Mesh>;
+
+enum class PortType : std::uint8_t { Virtual, Boolean, Index, Number, String, Color, Image, Structure, Mesh, Interaction };
+
+// What a port holds: exactly one alternative for each type. std::monostate is "nothing", for virtual ports.
+struct PortValue : std::variant<std::monostate, bool, std::uint32_t, double, std::string, NSColor, ImageRef, StructureRef, MeshRef> {
+    using Base = variant;
+    using variant::variant;
+    template <class T> const T* as() const { return std::get_if<T>(static_cast<const Base*>(this)); }
+    bool isNothing() const { return index() == 0; }
+};
+
+struct Structure::Member {
+    std::string key;
+    PortValue value;
+};
+
+// Same kind and same value; images, structures and meshes by identity, a NaN equals itself.
+bool sameValue(const PortValue& a, const PortValue& b);
+
+// The type's zero: false, 0, empty text, transparent black, no image, no structure; nothing for a virtual port.
+PortValue zeroOf(PortType type);
+
+// `value` as a port of `type` takes it from a connection. What doesn't convert is the type's zero.
+PortValue converted(const PortValue& value, PortType type);
+std::optional<PortValue> convertedIfPossible(const PortValue& value, PortType type);
+
+// QCNumberPort and the like; Virtual for names that aren't known.
+PortType portTypeNamed(const std::string& portClass);
+// What `inspect` calls it: "boolean", "index", "number", "string", "color", "image", "structure", "virtual", ...
+const char* nameOf(PortType type);
+
+// Between ports and what hosts and files hold. Bytes that are an image file become an image; a dictionary with
+// "red", "green", "blue" a colour. What can't be said is nothing. Structures are walked to a depth of 64 and to a
+// million members.
+PortValue portValue(const Value& value);
+Value hostValue(const PortValue& value);
+
+// A host's value for a port of `type`; absent if it doesn't convert. Nothing gives the type's zero.
+std::optional<PortValue> portValueForHost(const Value& value, PortType type);
+
+} // namespace vitrel::qc

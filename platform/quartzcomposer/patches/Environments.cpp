@@ -1,0 +1,248 @@
+// Macros that change how and how often their nodes are drawn.
+#include "platform/quartzcomposer/graph/Macro.h"
+#include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "platform/quartzcomposer/patches/Curves.h"
+
+namespace vitrel::qc {
+
+namespace {
+
+class IteratorPatch final : public Macro
+{
+    Input<std::uint32_t> count{*this, "inputCount", 1};
+
+    void configure(const Settings&) override
+    {
+        inner_.outer = scope;
+        inner_.iterates = true;
+    }
+    Scope* scopeOfNodes() override { return &inner_; }
+    bool updatesAsAWhole() const override { return true; }
+    void runNodes(Evaluation& e) override
+    {
+        iterate(e, [&] { executeNodes(e); });
+    }
+    void updatePublished(Evaluation& e) override
+    {
+        iterate(e, [&] {
+            executeNodes(e);
+            pullPublished(e);
+        });
+    }
+    template <class Run> void iterate(Evaluation& e, Run run)
+    {
+        for (std::uint32_t k = 0; k < count() && e.iterationsLeft > 0; ++k) {
+            --e.iterationsLeft;
+            inner_.index = k;
+            inner_.count = count();
+            inner_.path = (inner_.outer ? inner_.outer->path : 0) * 1'000'003u + k + 1;
+            ++inner_.stamp;
+            run();
+        }
+    }
+    Scope inner_;
+};
+
+class IteratorVariablesPatch final : public Patch
+{
+    Output<std::uint32_t> index{*this, "outputIndex"}, count{*this, "outputCount"};
+    Output<double> position{*this, "outputPosition"};
+
+    Kind kind() const override { return Kind::Timed; }
+    void evaluate(Evaluation&) override
+    {
+        const Scope* running = scope && scope->iterates ? scope : nullptr;
+        index.set(running ? running->index : 0);
+        count.set(running ? running->count : 1);
+        position.set(running && running->count > 1 ? double(running->index) / (running->count - 1) : 0);
+    }
+};
+
+// A macro that draws its nodes in an environment of its own.
+class EnvironmentMacro : public Macro
+{
+    bool alwaysConsumer() const override { return true; }
+    void runNodes(Evaluation& e) override
+    {
+        const Environment outer = e.stage.environment();
+        change(e, e.stage.environment());
+        executeNodes(e);
+        e.stage.environment() = outer;
+    }
+    virtual void change(Evaluation& e, Environment& environment) = 0;
+};
+
+class CameraPatch final : public EnvironmentMacro
+{
+    Input<double> originX{*this, "inputOriginX"}, originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"},
+        rotateX{*this, "inputRotateX"}, rotateY{*this, "inputRotateY"}, rotateZ{*this, "inputRotateZ"},
+        translateX{*this, "inputTranslateX"}, translateY{*this, "inputTranslateY"}, translateZ{*this, "inputTranslateZ"},
+        scaleX{*this, "inputScaleX", 1}, scaleY{*this, "inputScaleY", 1}, scaleZ{*this, "inputScaleZ", 1};
+
+    void change(Evaluation&, Environment& environment) override
+    {
+        const Matrix there = Matrix::translation(originX(), originY(), originZ()),
+                     back = Matrix::translation(-originX(), -originY(), -originZ());
+        environment.model = environment.model * there * Matrix::scale(scaleX(), scaleY(), scaleZ()) * back
+            * Matrix::translation(translateX(), translateY(), translateZ()) * there
+            * Matrix::rotations(rotateX(), rotateY(), rotateZ()) * back;
+    }
+};
+
+// Without mouse events it turns nothing.
+class TrackBallPatch final : public EnvironmentMacro
+{
+    Input<bool> track{*this, "inputTrack", true}, reset{*this, "inputResetSignal"};
+    Input<double> originX{*this, "inputOriginX"}, originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"};
+    void change(Evaluation&, Environment&) override {}
+};
+
+class ProjectionPatch final : public EnvironmentMacro
+{
+    Input<double> fieldOfView{*this, "inputFieldOfView", 60};
+    void change(Evaluation&, Environment& environment) override { environment.fieldOfView = fieldOfView(); }
+};
+
+class ColorMaskPatch final : public EnvironmentMacro
+{
+    Input<bool> red{*this, "inputRed", true}, green{*this, "inputGreen", true}, blue{*this, "inputBlue", true},
+        alpha{*this, "inputAlpha", true};
+    void change(Evaluation&, Environment& environment) override
+    {
+        environment.colorMask &= static_cast<std::uint8_t>(red() | green() << 1 | blue() << 2 | alpha() << 3);
+    }
+};
+
+class FogPatch final : public EnvironmentMacro
+{
+    Input<std::uint32_t> type{*this, "inputType"}, quality{*this, "inputQuality"}, mode{*this, "inputMode"};
+    Input<NSColor> color{*this, "inputColor"};
+    Input<double> density{*this, "inputDensity", 1}, start{*this, "inputStart"}, end{*this, "inputEnd", 1};
+    void change(Evaluation&, Environment& environment) override
+    {
+        environment.fog = std::make_shared<Fog>(
+            Fog{static_cast<int>(std::min<std::uint32_t>(type(), 2)), color(), density(), start(), end()});
+    }
+};
+
+class LightingPatch final : public EnvironmentMacro
+{
+    Input<NSColor> ambient{*this, "inputAmbientColor", {0.1, 0.1, 0.1, 1}};
+    Input<double> specular{*this, "inputObjectSpecular", 0.5}, shininess{*this, "inputObjectShininess", 128};
+
+    void configure(const Settings& settings) override
+    {
+        twoSides_ = settings.flag("lightTwoSides", false);
+        const double count = settings.number("numberOfLights", settings.number("lightCount", 1));
+        for (int k = 1; k <= std::clamp(count, 0.0, 8.0); ++k) {
+            const std::string n = "_" + std::to_string(k);
+            lights_.push_back({&addInput("color" + n, PortType::Color, NSColor{1, 1, 1, 1}),
+                &addInput("positionX" + n, PortType::Number, -1.0), &addInput("positionY" + n, PortType::Number, 1.0),
+                &addInput("positionZ" + n, PortType::Number, 1.0), &addInput("attenuation" + n, PortType::Number, 0.0)});
+            // Shadows aren't drawn; the ports take what files store.
+            addInput("castShadows" + n, PortType::Boolean, false);
+            addInput("shadowColor" + n, PortType::Color, NSColor{0, 0, 0, 1});
+            addInput("quality" + n, PortType::Index, std::uint32_t(1));
+        }
+    }
+    void change(Evaluation& e, Environment& environment) override
+    {
+        auto lighting = std::make_shared<Lighting>();
+        lighting->ambient = ambient();
+        lighting->specular = specular();
+        lighting->shininess = shininess();
+        lighting->twoSides = twoSides_;
+        const auto number = [](const InputPort* port) { return *port->value().as<double>(); };
+        for (const LightPorts& ports : lights_) {
+            const Vec3 at{number(ports.x), number(ports.y), number(ports.z)};
+            lighting->lights.push_back({*ports.color->value().as<NSColor>(), e.stage.toEye(at), number(ports.attenuation)});
+        }
+        environment.lighting = lighting;
+    }
+    struct LightPorts {
+        InputPort *color, *x, *y, *z, *attenuation;
+    };
+    std::vector<LightPorts> lights_;
+    bool twoSides_ = false;
+};
+
+// Draws its nodes as often as it is told, each copy a part further on the way to the last.
+class ReplicatorPatch final : public EnvironmentMacro
+{
+    Input<std::uint32_t> copies{*this, "inputCopies", 5}, curveNumber{*this, "inputInterpolation"};
+    Input<double> scale{*this, "inputScale", 1}, orientationX{*this, "inputOrientationX"},
+        orientationY{*this, "inputOrientationY"}, orientationZ{*this, "inputOrientationZ"}, originX{*this, "inputOriginX"},
+        originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"}, rotationX{*this, "inputRotationX"},
+        rotationY{*this, "inputRotationY"}, rotationZ{*this, "inputRotationZ"}, translationX{*this, "inputTranslationX"},
+        translationY{*this, "inputTranslationY"}, translationZ{*this, "inputTranslationZ"};
+
+    // The nodes are computed once and drawn again: they see no iteration.
+    void runNodes(Evaluation& e) override
+    {
+        const Environment outer = e.stage.environment();
+        const int copy = e.copy;
+        for (std::uint32_t k = 0; k < copies() && e.iterationsLeft > 0; ++k) {
+            --e.iterationsLeft;
+            e.copy = copy + (k > 0);
+            const double f = copies() > 1 ? curve(curveNumber(), double(k) / (copies() - 1)) : 0;
+            const double size = 1 + (scale() - 1) * f;
+            e.stage.environment() = outer;
+            // The last factor acts first: scale, orientation, origin, rotation, translation.
+            e.stage.environment().model = outer.model * Matrix::translation(translationX() * f, translationY() * f, translationZ() * f)
+                * Matrix::rotations(rotationX() * f, rotationY() * f, rotationZ() * f)
+                * Matrix::translation(originX(), originY(), originZ())
+                * Matrix::rotations(orientationX() * f, orientationY() * f, orientationZ() * f) * Matrix::scale(size, size, size);
+            executeNodes(e);
+        }
+        e.copy = copy;
+        e.stage.environment() = outer;
+    }
+    void change(Evaluation&, Environment&) override {}
+};
+
+// Draws its nodes into an image of its own size.
+class RenderInImagePatch final : public Macro
+{
+    Input<bool> render{*this, "inputRender", true};
+    Input<std::uint32_t> width{*this, "inputWidth", 640}, height{*this, "inputHeight", 480}, target{*this, "inputTarget"};
+    Input<bool> mipmaps{*this, "inputMipmaps"};
+    Output<ImageRef> result{*this, "outputImage"};
+
+    static constexpr std::uint32_t kMaxSide = 4096;
+
+    void configure(const Settings& settings) override { depth_ = !settings.flag("noDepthBuffer", false); }
+    Kind kind() const override { return Kind::Timed; }
+    bool updatesAsAWhole() const override { return true; }
+    void updatePublished(Evaluation& e) override
+    {
+        if (render() || !drawn_) {
+            const auto side = [&](std::uint32_t asked, int outer) {
+                return static_cast<int>(std::clamp<std::uint32_t>(asked ? asked : static_cast<std::uint32_t>(std::max(outer, 1)), 1, kMaxSide));
+            };
+            e.stage.beginImage(side(width(), e.stage.canvas().width()), side(height(), e.stage.canvas().height()), depth_);
+            executeNodes(e);
+            pullPublished(e);
+            result.set(e.stage.endImage());
+            drawn_ = true;
+        }
+    }
+    bool depth_ = true, drawn_ = false;
+};
+
+} // namespace
+
+void registerEnvironmentsPatches(PatchRegistry& registry)
+{
+    registry.add<IteratorPatch>("QCIterator");
+    registry.add<IteratorVariablesPatch>("QCIteratorVariables");
+    registry.add<CameraPatch>("QCCamera");
+    registry.add<TrackBallPatch>("QCTrackBall");
+    registry.add<ProjectionPatch>("QCProjection");
+    registry.add<ColorMaskPatch>("QCColorMask");
+    registry.add<FogPatch>("QCFog");
+    registry.add<LightingPatch>("QCLighting");
+    registry.add<ReplicatorPatch>("QCReplicator");
+    registry.add<RenderInImagePatch>("QCRenderInImage");
+}
+
+} // namespace vitrel::qc

@@ -1,0 +1,37 @@
+// The mathematical expression: a text that is read once and computed when a variable changes.
+#include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "platform/quartzcomposer/patches/Expression.h"
+
+namespace vitrel::qc {
+
+namespace {
+
+class ExpressionPatch final : public Patch
+{
+    Output<double> result{*this, "outputResult"};
+
+    void configure(const Settings& settings) override
+    {
+        expression_ = Expression::parse(settings.text("expression"));
+        for (const std::string& name : expression_.variables())
+            variables_.push_back(&addInput(name, PortType::Number, 0.0));
+        values_.resize(variables_.size());
+    }
+    void evaluate(Evaluation&) override
+    {
+        for (std::size_t k = 0; k < variables_.size(); ++k)
+            values_[k] = *variables_[k]->value().as<double>();
+        const double number = expression_.evaluate(values_);
+        result.set(std::isfinite(number) ? number : 0.0);
+    }
+
+    Expression expression_;
+    std::vector<InputPort*> variables_;
+    std::vector<double> values_;
+};
+
+} // namespace
+
+void registerExpressionsPatches(PatchRegistry& registry) { registry.add<ExpressionPatch>("QCExpression"); }
+
+} // namespace vitrel::qc

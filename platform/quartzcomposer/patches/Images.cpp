@@ -1,0 +1,203 @@
+// Patches that make, measure and change images.
+#include "platform/appkit/NSImage.h"
+#include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "platform/quartzcomposer/patches/Pixels.h"
+#include "platform/quartzcomposer/scene/Filters.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vitrel::qc {
+
+namespace {
+
+class ImageLoaderPatch final : public Patch
+{
+    Output<ImageRef> image{*this, "outputImage"};
+
+    void configure(const Settings& settings) override
+    {
+        const Value* stored = settings.find("imageData");
+        data_ = stored ? *stored : Value();
+    }
+    // Decoded when somebody first asks: a file may hold pictures that it never shows.
+    void evaluate(Evaluation&) override
+    {
+        if (const Bytes* bytes = data_.bytes()) {
+            const auto decoded = NSImage::imageWithData(*bytes);
+            if (decoded && !decoded->representations().empty())
+                image.set(std::make_shared<BitmapImage>(decoded->representations().front().bitmap()));
+        }
+        data_ = {};
+    }
+    Value data_;
+};
+
+class DimensionsPatch final : public Patch
+{
+    Input<ImageRef> image{*this, "inputImage"};
+    Output<double> width{*this, "outputWidth"}, height{*this, "outputHeight"}, ratio{*this, "outputRatio"};
+    Output<std::uint32_t> pixelsWide{*this, "outputPixelsWide"}, pixelsHigh{*this, "outputPixelsHigh"};
+
+    Kind kind() const override { return Kind::Timed; } // units depend on the destination
+    void evaluate(Evaluation& e) override
+    {
+        const Extent extent = image() ? image()->extent() : Extent{};
+        const double huge = 1e9;
+        const double w = extent.infinite ? huge : extent.width, h = extent.infinite ? huge : extent.height;
+        width.set(w * e.stage.unitsPerPixel());
+        height.set(h * e.stage.unitsPerPixel());
+        ratio.set(h > 0 ? w / h : 0);
+        pixelsWide.set(static_cast<std::uint32_t>(w));
+        pixelsHigh.set(static_cast<std::uint32_t>(h));
+    }
+};
+
+class InfoPatch final : public Patch
+{
+    Input<ImageRef> image{*this, "inputImage"};
+    Output<bool> hasAlpha{*this, "outputHasAlpha"};
+    Output<double> sizeH{*this, "outputPixelsSizeH"}, sizeV{*this, "outputPixelsSizeV"}, originX{*this, "outputPixelsOriginX"},
+        originY{*this, "outputPixelsOriginY"};
+    void evaluate(Evaluation&) override
+    {
+        const Extent extent = image() ? image()->extent() : Extent{};
+        const auto bitmap = image() ? image()->bitmap() : nullptr;
+        hasAlpha.set(image() && (!bitmap || std::any_of(bitmap->pixels.begin(), bitmap->pixels.end(), [](std::uint32_t p) { return p >> 24 != 255; })));
+        sizeH.set(extent.width);
+        sizeV.set(extent.height);
+        originX.set(extent.x);
+        originY.set(extent.y);
+    }
+};
+
+ImageRef applied(const char* name, const ImageRef& image, std::vector<double> numbers)
+{
+    return image ? filtered(*filterNamed(name), {image}, numbers, {}) : nullptr;
+}
+
+// Hands the image on; a scale of -1 mirrors it.
+class TexturingPatch final : public Patch
+{
+    Input<ImageRef> image{*this, "inputImage"};
+    Input<std::uint32_t> target{*this, "inputTarget"}, mipmaps{*this, "inputMipmaps"};
+    Input<double> scaleX{*this, "inputScaleX", 1}, scaleY{*this, "inputScaleY", 1}, rotate{*this, "inputRotate"},
+        translateX{*this, "inputTranslateX"}, translateY{*this, "inputTranslateY"};
+    Output<ImageRef> result{*this, "outputImage"};
+    void evaluate(Evaluation&) override
+    {
+        const bool mirrorX = scaleX() < 0, mirrorY = scaleY() < 0;
+        if (!image() || image()->extent().infinite || (!mirrorX && !mirrorY)) {
+            result.set(image());
+            return;
+        }
+        const Extent& e = image()->extent();
+        result.set(applied("CIAffineTransform", image(), {e.x + e.width / 2, e.y + e.height / 2, mirrorX ? -1.0 : 1.0, mirrorY ? -1.0 : 1.0, 0, 0, 0}));
+    }
+};
+
+class ColorMatchingPatch final : public Patch
+{
+    Input<ImageRef> image{*this, "inputImage"};
+    Input<std::uint32_t> matching{*this, "inputColorMatching"};
+    Output<ImageRef> result{*this, "outputImage"};
+    void evaluate(Evaluation&) override { result.set(image()); }
+};
+
+class CropPatch final : public Patch
+{
+    Input<ImageRef> image{*this, "inputImage"};
+    Input<double> x{*this, "inputRectangle_X"}, y{*this, "inputRectangle_Y"}, width{*this, "inputRectangle_Z", 100},
+        height{*this, "inputRectangle_W", 100};
+    Output<ImageRef> result{*this, "outputImage"};
+    void evaluate(Evaluation&) override { result.set(applied("CICrop", image(), {x(), y(), width(), height()})); }
+};
+
+class TransformPatch final : public Patch
+{
+    Input<ImageRef> image{*this, "inputImage"};
+    Input<double> originX{*this, "inputTransform_OriginX"}, originY{*this, "inputTransform_OriginY"},
+        scaleX{*this, "inputTransform_ScaleX", 1}, scaleY{*this, "inputTransform_ScaleY", 1}, rotate{*this, "inputTransform_Rotate"},
+        translateX{*this, "inputTransform_TranslateX"}, translateY{*this, "inputTransform_TranslateY"};
+    Output<ImageRef> result{*this, "outputImage"};
+    void evaluate(Evaluation&) override
+    {
+        result.set(applied("CIAffineTransform", image(),
+            {originX(), originY(), scaleX(), scaleY(), rotate(), translateX(), translateY()}));
+    }
+};
+
+class ResizePatch final : public Patch
+{
+    Input<ImageRef> image{*this, "inputImage"};
+    Input<std::uint32_t> mode{*this, "inputMode"}, condition{*this, "inputCondition"}, width{*this, "inputWidth", 100},
+        height{*this, "inputHeight", 100};
+    Output<ImageRef> result{*this, "outputImage"};
+
+    static constexpr std::uint32_t kMaxSide = 4096;
+
+    void evaluate(Evaluation&) override
+    {
+        const Extent extent = image() ? image()->extent() : Extent{};
+        const double w = std::clamp<std::uint32_t>(width(), 1, kMaxSide), h = std::clamp<std::uint32_t>(height(), 1, kMaxSide);
+        const bool smaller = extent.width < w && extent.height < h, bigger = extent.width > w || extent.height > h;
+        if (!image() || extent.infinite || extent.empty() || (condition() == 1 && !smaller) || (condition() == 2 && !bigger)) {
+            result.set(image());
+            return;
+        }
+        double sx = w / extent.width, sy = h / extent.height;
+        if (mode() == 1)
+            sx = sy = std::min(sx, sy);
+        else if (mode() == 2)
+            sx = sy = std::max(sx, sy);
+        if (const auto bitmap = image()->bitmap()) {
+            const auto side = [](double pixels) { return static_cast<int>(std::clamp(std::round(pixels), 1.0, double(kMaxSide))); };
+            auto small = resampled(*bitmap, side(extent.width * sx), side(extent.height * sy));
+            if (mode() == 2)
+                small = centred(small, side(w), side(h));
+            result.set(std::make_shared<BitmapImage>(std::make_shared<const Bitmap>(std::move(small))));
+            return;
+        }
+        result.set(applied("CIAffineTransform", image(), {extent.x, extent.y, sx, sy, 0, -extent.x, -extent.y}));
+    }
+};
+
+// The colour of one pixel. Only of images whose pixels are at hand; a drawn one gives nothing.
+class PixelPatch final : public Patch
+{
+    Input<ImageRef> image{*this, "inputImage"};
+    Input<double> x{*this, "inputPixelX"}, y{*this, "inputPixelY"};
+    Input<std::uint32_t> colorSpace{*this, "inputColorSpace"};
+    Output<double> red{*this, "outputRed"}, green{*this, "outputGreen"}, blue{*this, "outputBlue"}, alpha{*this, "outputAlpha"};
+    void evaluate(Evaluation&) override
+    {
+        const auto bitmap = image() ? image()->bitmap() : nullptr;
+        NSColor color;
+        if (bitmap && x() >= 0 && y() >= 0 && x() < bitmap->width && y() < bitmap->height) {
+            const auto row = static_cast<std::size_t>(bitmap->height - 1 - static_cast<int>(y()));
+            color = straight(bitmap->pixels[row * static_cast<std::size_t>(bitmap->width) + static_cast<std::size_t>(x())]);
+        }
+        red.set(color.red);
+        green.set(color.green);
+        blue.set(color.blue);
+        alpha.set(color.alpha);
+    }
+};
+
+} // namespace
+
+void registerImagesPatches(PatchRegistry& registry)
+{
+    registry.add<ImageLoaderPatch>("QCImageLoader");
+    registry.add<DimensionsPatch>("QCImageDimensions");
+    registry.add<InfoPatch>("QCImageInfo");
+    registry.add<TexturingPatch>("QCImageMatrix");
+    registry.add<TexturingPatch>("QCImageTexturingProperties");
+    registry.add<ColorMatchingPatch>("QCImageColorMatchingProperties");
+    registry.add<CropPatch>("QCImageCrop");
+    registry.add<TransformPatch>("QCImageTransform");
+    registry.add<ResizePatch>("QCImageResize");
+    registry.add<PixelPatch>("QCImagePixel");
+}
+
+} // namespace vitrel::qc

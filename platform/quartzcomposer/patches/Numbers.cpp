@@ -1,0 +1,205 @@
+// Arithmetic, logic and comparison.
+#include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "platform/quartzcomposer/patches/Curves.h"
+
+namespace vitrel::qc {
+
+namespace {
+
+// Keeps what follows from a division by nothing out of the graph.
+double finite(double number) { return std::isfinite(number) ? number : 0; }
+
+class MathPatch final : public Patch
+{
+    Input<double> value{*this, "inputValue"};
+    Output<double> result{*this, "outputValue"};
+
+    void configure(const Settings& settings) override
+    {
+        const double asked = settings.number("numberOfOperations", settings.number("operationCount", 1));
+        for (int k = 1; k <= std::clamp(asked, 0.0, 1024.0); ++k) {
+            operations_.push_back(&addInput("operation_" + std::to_string(k), PortType::Index, std::uint32_t(0)));
+            operands_.push_back(&addInput("operand_" + std::to_string(k), PortType::Number, 0.0));
+        }
+    }
+    void evaluate(Evaluation&) override
+    {
+        double number = value();
+        for (std::size_t k = 0; k < operands_.size(); ++k)
+            number = finite(applied(*operations_[k]->value().as<std::uint32_t>(), number, *operands_[k]->value().as<double>()));
+        result.set(number);
+    }
+    static double applied(std::uint32_t operation, double a, double b)
+    {
+        switch (operation) {
+        case 0:
+            return a + b;
+        case 1:
+            return a - b;
+        case 2:
+            return a * b;
+        case 3:
+            return b == 0 ? 0 : a / b;
+        case 4:
+            return b == 0 ? 0 : std::fmod(a, b);
+        case 5:
+            return std::pow(a, b);
+        case 6:
+            return std::min(a, b);
+        case 7:
+            return std::max(a, b);
+        default:
+            return a;
+        }
+    }
+
+    std::vector<InputPort*> operations_, operands_;
+};
+
+class LogicPatch final : public Patch
+{
+    Input<bool> first{*this, "inputValue1"}, second{*this, "inputValue2"};
+    Input<std::uint32_t> operation{*this, "inputOperation"};
+    Output<bool> result{*this, "outputResult"};
+
+    void evaluate(Evaluation&) override
+    {
+        const bool a = first(), b = second();
+        const bool results[] = {a && b, a || b, a != b, !a, !(a && b), !(a || b), a == b};
+        result.set(results[std::min<std::uint32_t>(operation(), 6)]);
+    }
+};
+
+class ConditionalPatch final : public Patch
+{
+    Input<double> first{*this, "inputValue1"}, second{*this, "inputValue2"};
+    Input<std::uint32_t> test{*this, "inputTest"};
+    Input<double> tolerance{*this, "inputTolerance"};
+    Output<bool> result{*this, "outputResult"};
+
+    void evaluate(Evaluation&) override
+    {
+        const double a = first(), b = second(), allowed = std::max(0.0, tolerance());
+        const bool results[] = {std::fabs(a - b) <= allowed, std::fabs(a - b) > allowed, a > b - allowed, a < b + allowed,
+            a >= b - allowed, a <= b + allowed};
+        result.set(results[std::min<std::uint32_t>(test(), 5)]);
+    }
+};
+
+class RoundPatch final : public Patch
+{
+    Input<double> value{*this, "inputValue"};
+    Output<double> nearest{*this, "outputRound"}, lower{*this, "outputFloor"}, upper{*this, "outputCeil"};
+
+    void evaluate(Evaluation&) override
+    {
+        nearest.set(std::round(value()));
+        lower.set(std::floor(value()));
+        upper.set(std::ceil(value()));
+    }
+};
+
+class RangePatch final : public Patch
+{
+    Input<double> value{*this, "inputValue"}, low{*this, "inputMin"}, high{*this, "inputMax", 1};
+    Output<double> clip{*this, "outputClip"}, roll{*this, "outputRoll"};
+
+    void evaluate(Evaluation&) override
+    {
+        double least = low(), most = high();
+        // Files store a NaN for a range that is open above.
+        if (std::isnan(most)) {
+            clip.set(std::max(value(), least));
+            roll.set(std::max(value(), least));
+            return;
+        }
+        if (most < least)
+            std::swap(least, most);
+        clip.set(finite(std::clamp(value(), least, most)));
+        roll.set(least + wrapped(value() - least, most - least));
+    }
+};
+
+// The sum of value times seconds, by rectangles, or the change per second.
+template <bool Integrates> class DifferentialPatch final : public Patch
+{
+    Input<double> value{*this, "inputValue"};
+    Input<bool> reset{*this, "inputResetSignal"};
+    Output<double> result{*this, "outputValue"};
+
+    Kind kind() const override { return Kind::Timed; }
+    void evaluate(Evaluation& e) override
+    {
+        Memory& memory = memory_.at(scope);
+        const double passed = memory.known ? std::max(0.0, time() - memory.time) : 0;
+        if (Integrates) {
+            memory.sum = reset() ? 0 : finite(memory.sum + value() * passed);
+            result.set(memory.sum);
+            if (value() != 0 && !reset())
+                e.needFrame();
+        } else if (passed > 0 || !memory.known) {
+            const double change = passed > 0 ? finite((value() - memory.last) / passed) : 0;
+            result.set(change);
+            if (change != 0)
+                e.needFrame();
+        }
+        memory.last = value();
+        memory.time = time();
+        memory.known = true;
+    }
+
+    struct Memory {
+        bool known = false;
+        double time = 0, last = 0, sum = 0;
+    };
+    PerIteration<Memory> memory_;
+};
+
+// How these two simulate isn't known; values pass through, as they do while they are sampled.
+class PhysicsPatch : public Patch
+{
+    Input<bool> sampling{*this, "inputSampling"};
+    Input<double> friction{*this, "inputFriction"};
+
+    void configure(const Settings& settings) override
+    {
+        for (int k = 1; k <= std::clamp(settings.number("numberOfInputs", 1), 0.0, 1024.0); ++k) {
+            inputs_.push_back(&addInput(inputKey(k), PortType::Number, 0.0));
+            addMore(k);
+            outputs_.push_back(&addOutput("output_" + std::to_string(k), PortType::Number));
+        }
+    }
+    void evaluate(Evaluation&) override
+    {
+        for (std::size_t k = 0; k < outputs_.size(); ++k)
+            outputs_[k]->set(inputs_[k]->value());
+    }
+    virtual std::string inputKey(int k) const { return "input_" + std::to_string(k); }
+    virtual void addMore(int) {}
+
+    std::vector<InputPort*> inputs_;
+    std::vector<OutputPort*> outputs_;
+};
+
+class PhysicsEffectPatch final : public PhysicsPatch
+{
+    std::string inputKey(int k) const override { return "input_" + std::to_string(k - 1); }
+    void addMore(int k) override { addInput("effect_" + std::to_string(k), PortType::Number, 0.0); }
+};
+
+} // namespace
+
+void registerNumbersPatches(PatchRegistry& registry)
+{
+    registry.add<MathPatch>("QCMath");
+    registry.add<LogicPatch>("QCLogic");
+    registry.add<ConditionalPatch>("QCConditional");
+    registry.add<RoundPatch>("QCRoundValue");
+    registry.add<RangePatch>("QCRangeValue");
+    registry.add<DifferentialPatch<true>>("QCDifferentialValue");
+    registry.add<DifferentialPatch<false>>("QCDifferentialValue/derivator");
+    registry.add<PhysicsPatch>("QCPhysics");
+    registry.add<PhysicsEffectPatch>("QCPhysicsEffect");
+}
+
+} // namespace vitrel::qc

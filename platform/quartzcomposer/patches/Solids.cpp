@@ -1,0 +1,207 @@
+// Consumers that draw bodies: spheres, cubes, cylinders, particles.
+#include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "platform/quartzcomposer/patches/Curves.h"
+#include "platform/quartzcomposer/patches/Drawing.h"
+
+namespace vitrel::qc {
+
+namespace {
+
+int detail(const Settings& settings, const char* key, int usual)
+{
+    return static_cast<int>(std::clamp(settings.number(key, usual), 3.0, 128.0));
+}
+
+// Two triangles of a grid cell, counter-clockwise from outside.
+void addCell(std::vector<SolidVertex>& out, const SolidVertex& a, const SolidVertex& b, const SolidVertex& c, const SolidVertex& d)
+{
+    out.insert(out.end(), {a, b, c, a, c, d});
+}
+
+std::vector<SolidVertex> unitSphere(int slices, int stacks)
+{
+    const auto corner = [&](int slice, int stack) {
+        const double longitude = 2 * kPi * slice / slices, latitude = kPi * stack / stacks - kPi / 2;
+        const Vec3 n{std::cos(latitude) * std::sin(longitude), std::sin(latitude), std::cos(latitude) * std::cos(longitude)};
+        return SolidVertex{{n.x / 2, n.y / 2, n.z / 2}, n, double(slice) / slices, double(stack) / stacks, {}};
+    };
+    std::vector<SolidVertex> out;
+    for (int stack = 0; stack < stacks; ++stack) {
+        for (int slice = 0; slice < slices; ++slice)
+            addCell(out, corner(slice, stack), corner(slice + 1, stack), corner(slice + 1, stack + 1), corner(slice, stack + 1));
+    }
+    return out;
+}
+
+class SpherePatch : public SolidPatch
+{
+protected:
+    Input<double> scale{*this, "inputScale", 0.1};
+    Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
+    Input<ImageRef> image{*this, "inputImage"};
+    Modes modes{*this, 0, 1, 1};
+
+    void configure(const Settings& settings) override
+    {
+        corners_ = unitSphere(detail(settings, "slices", 24), detail(settings, "stacks", 12));
+    }
+    void draw(Evaluation& e) override
+    {
+        Paint paint = modes.paint();
+        paint.image = image();
+        for (SolidVertex& corner : corners_)
+            corner.color = color();
+        e.stage.draw(Primitive::Triangles, corners_, place() * Matrix::scale(scale(), scale(), scale()), paint);
+    }
+    std::vector<SolidVertex> corners_;
+};
+
+class CylinderPatch final : public SolidPatch
+{
+    Input<double> height{*this, "inputHeight", 0.1}, base{*this, "inputBase", 0.2}, top{*this, "inputTop", 0.2};
+    Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
+    Input<ImageRef> image{*this, "inputImage"};
+    Modes modes{*this, 0, 1, 1};
+
+    void configure(const Settings& settings) override { slices_ = detail(settings, "slices", 24); }
+    void draw(Evaluation& e) override
+    {
+        std::vector<SolidVertex> corners;
+        const auto corner = [&](int slice, int end) {
+            const double a = 2 * kPi * slice / slices_, radius = (end ? top() : base()) / 2;
+            const Vec3 n{std::cos(a), std::sin(a), height() != 0 ? (base() - top()) / (2 * height()) : 0};
+            return SolidVertex{{n.x * radius, n.y * radius, (end - 0.5) * height()}, n, double(slice) / slices_, double(end), color()};
+        };
+        for (int slice = 0; slice < slices_; ++slice)
+            addCell(corners, corner(slice, 0), corner(slice + 1, 0), corner(slice + 1, 1), corner(slice, 1));
+        Paint paint = modes.paint();
+        paint.image = image();
+        e.stage.draw(Primitive::Triangles, corners, place(), paint);
+    }
+    int slices_ = 24;
+};
+
+class CubePatch final : public SolidPatch
+{
+    struct Face {
+        const char* name;
+        Vec3 turn; // that brings +z there
+        Matrix matrix() const { return Matrix::rotations(turn.x, turn.y, turn.z); }
+    };
+    static constexpr Face kFaces[] = {{"Front", {0, 0, 0}}, {"Left", {0, -90, 0}}, {"Right", {0, 90, 0}}, {"Back", {0, 180, 0}},
+        {"Top", {-90, 0, 0}}, {"Bottom", {90, 0, 0}}};
+
+    Input<double> width{*this, "inputWidth", 1}, height{*this, "inputHeight", 1}, depth{*this, "inputDepth", 1};
+    Modes modes{*this, 0, 1, 1};
+
+    void configure(const Settings&) override
+    {
+        for (const Face& face : kFaces) {
+            colors_.push_back(&addInput(std::string("inputColor") + face.name, PortType::Color, NSColor{1, 1, 1, 1}));
+            images_.push_back(&addInput(std::string("inputImage") + face.name, PortType::Image, ImageRef()));
+        }
+    }
+    void draw(Evaluation& e) override
+    {
+        const Matrix shape = place() * Matrix::scale(width(), height(), depth());
+        for (std::size_t k = 0; k < colors_.size(); ++k) {
+            Paint paint = modes.paint();
+            paint.image = *images_[k]->value().as<ImageRef>();
+            const Matrix face = kFaces[k].matrix() * Matrix::translation(0, 0, 0.5);
+            e.stage.draw(Primitive::Triangles, rectangle(1, 1, *colors_[k]->value().as<NSColor>()), shape * face, paint);
+        }
+    }
+    std::vector<InputPort*> colors_, images_;
+};
+
+// Each particle is a function of its number, its life and the time alone, so a jump in time does no harm.
+class ParticleSystemPatch final : public ConsumerPatch
+{
+    Input<std::uint32_t> count{*this, "inputCount", 100};
+    Input<double> x{*this, "inputPositionX"}, y{*this, "inputPositionY"}, z{*this, "inputPositionZ"};
+    Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}}, finalColor{*this, "inputFinalColor", {1, 1, 1, 0}};
+    Input<double> minX{*this, "inputVelocityMinX", -0.5}, maxX{*this, "inputVelocityMaxX", 0.5},
+        minY{*this, "inputVelocityMinY", -0.5}, maxY{*this, "inputVelocityMaxY", 0.5}, minZ{*this, "inputVelocityMinZ"},
+        maxZ{*this, "inputVelocityMaxZ"}, minSize{*this, "inputMinSize", 0.05}, maxSize{*this, "inputMaxSize", 0.1},
+        life{*this, "inputLifeTime", 2}, attraction{*this, "inputAttraction"}, gravity{*this, "inputGravity"},
+        sizeDelta{*this, "inputSizeDelta"}, redDelta{*this, "inputRedDelta"}, greenDelta{*this, "inputGreenDelta"},
+        blueDelta{*this, "inputBlueDelta"}, opacityDelta{*this, "inputOpacityDelta"}, finalSize{*this, "inputFinalSize"};
+    Input<std::uint32_t> sizeCurve{*this, "inputSizeInterpolation"}, redCurve{*this, "inputRedInterpolation"},
+        greenCurve{*this, "inputGreenInterpolation"}, blueCurve{*this, "inputBlueInterpolation"},
+        opacityCurve{*this, "inputOpacityInterpolation"}, blending{*this, "inputBlending", 2};
+    Input<ImageRef> image{*this, "inputImage"};
+
+    static constexpr std::uint32_t kMost = 20'000;
+
+    void configure(const Settings& settings) override
+    {
+        seed_ = static_cast<std::uint64_t>(std::clamp(settings.number("randomSeed", 1), 0.0, 9e15));
+        delay_ = std::max(0.0, settings.number("startUpDelay", 0));
+        interpolates_ = settings.flag("interpolateSizeAndColor", false);
+    }
+    void draw(Evaluation& e) override
+    {
+        const double span = std::max(life(), 0.01);
+        const std::uint32_t most = std::min(count(), kMost);
+        Paint paint;
+        paint.image = image();
+        paint.blending = blendingOf(blending());
+        std::vector<SolidVertex> corners;
+        corners.reserve(most * 6u);
+        for (std::uint32_t k = 0; k < most; ++k) {
+            const double birth = hashed(seed_, k) * std::max(span, delay_);
+            if (time() < birth)
+                continue;
+            addParticle(e.stage, corners, k, std::fmod(time() - birth, span), static_cast<std::uint64_t>((time() - birth) / span));
+        }
+        // Corners are in the environment's coordinates already.
+        e.stage.draw(Primitive::Triangles, corners, {}, paint, false);
+        if (most > 0)
+            e.needFrame();
+    }
+    void addParticle(Stage& stage, std::vector<SolidVertex>& corners, std::uint32_t number, double age, std::uint64_t turn) const
+    {
+        const auto random = [&](int which, double low, double high) {
+            return low + (high - low) * hashed(seed_ + static_cast<std::uint64_t>(which) * 7919u, turn * kMost + number);
+        };
+        const double t = age / std::max(life(), 0.01);
+        const double pull = std::exp(-attraction() * age); // towards the source as it ages
+        const Vec3 at{x() + random(1, minX(), maxX()) * age * pull, y() + random(2, minY(), maxY()) * age * pull - gravity() * age * age / 2,
+            z() + random(3, minZ(), maxZ()) * age * pull};
+        const double born = random(4, minSize(), maxSize());
+        const double size = std::clamp(interpolates_ ? born + (finalSize() - born) * curve(sizeCurve(), t) : born + sizeDelta() * age, 0.0, 100.0);
+        if (size <= 0)
+            return;
+        const NSColor& c = color();
+        const NSColor& f = finalColor();
+        const auto part = [&](double from, double to, double delta, std::uint32_t number) {
+            return std::clamp(interpolates_ ? from + (to - from) * curve(number, t) : from + delta * age, 0.0, 1.0);
+        };
+        const NSColor now{part(c.red, f.red, redDelta(), redCurve()), part(c.green, f.green, greenDelta(), greenCurve()),
+            part(c.blue, f.blue, blueDelta(), blueCurve()), part(c.alpha, f.alpha, opacityDelta(), opacityCurve())};
+        // Turned back by the environment's rotation, so that it faces the viewer.
+        const auto& m = stage.environment().model.m;
+        const Vec3 right{m[0], m[4], m[8]}, up{m[1], m[5], m[9]};
+        for (SolidVertex corner : rectangle(size, size, now)) {
+            const Vec3 p = corner.position;
+            corner.position = {at.x + right.x * p.x + up.x * p.y, at.y + right.y * p.x + up.y * p.y, at.z + right.z * p.x + up.z * p.y};
+            corners.push_back(corner);
+        }
+    }
+    std::uint64_t seed_ = 1;
+    double delay_ = 0;
+    bool interpolates_ = false;
+};
+
+} // namespace
+
+void registerSolidsPatches(PatchRegistry& registry)
+{
+    registry.add<SpherePatch>("QCSphere");
+    registry.add<SpherePatch>("QCQuadric/sphere");
+    registry.add<CylinderPatch>("QCQuadric");
+    registry.add<CubePatch>("QCCube");
+    registry.add<ParticleSystemPatch>("QCParticleSystem");
+}
+
+} // namespace vitrel::qc

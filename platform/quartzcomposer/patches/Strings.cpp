@@ -1,0 +1,283 @@
+// Texts: formats, pieces, comparison.
+#include "base/Text.h"
+#include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "platform/quartzcomposer/patches/TextFormat.h"
+
+#include <unicode/brkiter.h>
+#include <unicode/regex.h>
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace vitrel::qc {
+
+namespace {
+
+// What a patch may make of texts: larger than any that is shown, smaller than what doubling texts in a loop reaches.
+constexpr std::size_t kMaxText = 4u << 20;
+
+std::string bounded(std::string text)
+{
+    if (text.size() > kMaxText) {
+        text.resize(kMaxText);
+        return repairedUtf8(text);
+    }
+    return text;
+}
+
+icu::UnicodeString unicode(const std::string& text) { return icu::UnicodeString::fromUTF8(text); }
+
+std::string utf8(const icu::UnicodeString& text)
+{
+    std::string out;
+    text.toUTF8String(out);
+    return out;
+}
+
+class PrinterPatch final : public Patch
+{
+    Output<std::string> result{*this, "outputString"};
+
+    void configure(const Settings& settings) override
+    {
+        format_ = settings.text("format");
+        for (std::size_t k = 1; k <= countDirectives(format_); ++k)
+            arguments_.push_back(&addInput("argument_" + std::to_string(k), PortType::Virtual, {}));
+    }
+    void evaluate(Evaluation&) override
+    {
+        std::vector<PortValue> values;
+        for (const InputPort* port : arguments_)
+            values.push_back(port->value());
+        result.set(bounded(formatted(format_, values)));
+    }
+    std::string format_;
+    std::vector<InputPort*> arguments_;
+};
+
+// The other way: reads what stands at the directives of the format.
+class ScannerPatch final : public Patch
+{
+    Input<std::string> text{*this, "inputString"};
+
+    void configure(const Settings& settings) override
+    {
+        format_ = settings.text("format");
+        for (std::size_t k = 1; k <= countDirectives(format_); ++k)
+            arguments_.push_back(&addOutput("argument_" + std::to_string(k), PortType::Virtual));
+    }
+    void evaluate(Evaluation&) override
+    {
+        const auto values = scanned(format_, text());
+        for (std::size_t k = 0; k < arguments_.size(); ++k)
+            arguments_[k]->set(k < values.size() ? values[k] : PortValue());
+    }
+    std::string format_;
+    std::vector<OutputPort*> arguments_;
+};
+
+class NumberFormatterPatch final : public Patch
+{
+    Input<double> number{*this, "inputNumber"};
+    Output<std::string> result{*this, "outputString"};
+
+    void configure(const Settings& settings) override { format_ = NumberFormat(settings.text("format")); }
+    void evaluate(Evaluation&) override { result.set(format_.format(number())); }
+    NumberFormat format_;
+};
+
+class DateFormatterPatch final : public Patch
+{
+    Input<double> seconds{*this, "inputTime"};
+    Output<std::string> result{*this, "outputString"};
+
+    void configure(const Settings& settings) override { format_ = DateFormat(settings.text("format")); }
+    void evaluate(Evaluation&) override { result.set(format_.format(Date::fromReferenceDate(seconds()))); }
+    DateFormat format_;
+};
+
+class ComparePatch final : public Patch
+{
+    Input<std::string> first{*this, "inputString1"}, second{*this, "inputString2"};
+    Output<std::uint32_t> result{*this, "outputResult"};
+    void evaluate(Evaluation&) override
+    {
+        const int order = first().compare(second());
+        result.set(order == 0 ? 0 : order < 0 ? 1 : 2);
+    }
+};
+
+class LengthPatch final : public Patch
+{
+    Input<std::string> text{*this, "inputString"};
+    Output<std::uint32_t> length{*this, "outputLength"};
+    void evaluate(Evaluation&) override { length.set(static_cast<std::uint32_t>(unicode(text()).length())); }
+};
+
+class TruncatePatch final : public Patch
+{
+    Input<std::string> text{*this, "inputString"}, token{*this, "inputToken"};
+    Input<std::uint32_t> direction{*this, "inputDirection"}, mode{*this, "inputMode"}, most{*this, "inputMax", 5};
+    Output<std::string> result{*this, "outputString"};
+
+    void evaluate(Evaluation&) override
+    {
+        UErrorCode status = U_ZERO_ERROR;
+        const std::unique_ptr<icu::BreakIterator> breaks(mode() == 1
+                ? icu::BreakIterator::createWordInstance(icu::Locale::getRoot(), status)
+                : icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        const icu::UnicodeString whole = unicode(text());
+        if (U_FAILURE(status)) {
+            result.set(text());
+            return;
+        }
+        breaks->setText(whole);
+        // Borders behind each character, or each word with the blanks before it.
+        std::vector<int> ends{0};
+        for (int at = breaks->next(); at != icu::BreakIterator::DONE; at = breaks->next()) {
+            if (mode() != 1 || breaks->getRuleStatus() != UBRK_WORD_NONE)
+                ends.push_back(at);
+        }
+        const std::size_t pieces = ends.size() - 1, keep = most();
+        if (pieces <= keep) {
+            result.set(text());
+            return;
+        }
+        const std::size_t head = direction() == 0 ? keep : direction() == 1 ? keep - keep / 2 : 0, tail = keep - head;
+        const icu::UnicodeString start = whole.tempSubStringBetween(0, ends[head]),
+                                 end = tail ? whole.tempSubString(ends[pieces - tail]) : icu::UnicodeString();
+        result.set(bounded(utf8(start) + token() + utf8(end)));
+    }
+};
+
+class ComponentsPatch final : public Patch
+{
+    Input<std::string> text{*this, "inputString"}, separator{*this, "inputSeparator", "."};
+    Output<StructureRef> components{*this, "outputComponents"};
+    void evaluate(Evaluation&) override
+    {
+        constexpr std::size_t kMost = 100'000;
+        auto list = std::make_shared<Structure>();
+        std::size_t from = 0;
+        while (list->members.size() < kMost) {
+            const std::size_t at = separator().empty() ? std::string::npos : text().find(separator(), from);
+            list->members.push_back({{}, text().substr(from, at == std::string::npos ? at : at - from)});
+            if (at == std::string::npos)
+                break;
+            from = at + separator().size();
+        }
+        components.set(list);
+    }
+};
+
+class GrepPatch final : public Patch
+{
+    Input<std::string> text{*this, "inputString"}, pattern{*this, "inputPattern", "."}, replacement{*this, "inputReplace"};
+    Input<bool> caseSensitive{*this, "inputCaseSensitive"};
+    Output<std::string> result{*this, "outputString"};
+    void evaluate(Evaluation&) override
+    {
+        UErrorCode status = U_ZERO_ERROR;
+        icu::RegexMatcher matcher(unicode(pattern()), caseSensitive() ? 0u : static_cast<std::uint32_t>(UREGEX_CASE_INSENSITIVE), status);
+        if (U_FAILURE(status)) {
+            result.set(text());
+            return;
+        }
+        const icu::UnicodeString subject = unicode(text());
+        matcher.setTimeLimit(20, status); // steps of the engine, some milliseconds each
+        matcher.reset(subject);
+        const icu::UnicodeString replaced = matcher.replaceAll(unicode(replacement()), status);
+        result.set(U_FAILURE(status) ? text() : bounded(utf8(replaced)));
+    }
+};
+
+class CasePatch final : public Patch
+{
+    Input<std::string> text{*this, "inputString"};
+    Input<std::uint32_t> mode{*this, "inputMode"};
+    Output<std::string> result{*this, "outputString"};
+    void evaluate(Evaluation&) override
+    {
+        icu::UnicodeString changed = unicode(text());
+        if (mode() == 0)
+            changed.toTitle(nullptr, icu::Locale::getRoot());
+        else if (mode() == 1)
+            changed.toUpper(icu::Locale::getRoot());
+        else
+            changed.toLower(icu::Locale::getRoot());
+        result.set(utf8(changed));
+    }
+};
+
+class RangePatch final : public Patch
+{
+    Input<std::string> text{*this, "inputString"};
+    Input<std::uint32_t> first{*this, "inputIndex"}, length{*this, "inputLength"};
+    Output<std::string> result{*this, "outputString"};
+    void evaluate(Evaluation&) override
+    {
+        const icu::UnicodeString whole = unicode(text());
+        const auto from = static_cast<int>(std::min<std::uint32_t>(first(), static_cast<std::uint32_t>(whole.length())));
+        const auto count = static_cast<int>(std::min<std::uint32_t>(length(), static_cast<std::uint32_t>(whole.length() - from)));
+        result.set(repairedUtf8(utf8(whole.tempSubString(from, count))));
+    }
+};
+
+class ReplacePatch final : public Patch
+{
+    Input<std::string> text{*this, "inputSourceString"}, search{*this, "inputSearchString"}, replacement{*this, "inputReplaceString"};
+    Input<bool> caseSensitive{*this, "inputCaseSensitive", true};
+    Output<std::string> result{*this, "outputString"};
+    void evaluate(Evaluation&) override
+    {
+        UErrorCode status = U_ZERO_ERROR;
+        const std::uint32_t flags = (caseSensitive() ? 0u : std::uint32_t(UREGEX_CASE_INSENSITIVE)) | UREGEX_LITERAL;
+        if (search().empty()) {
+            result.set(text());
+            return;
+        }
+        icu::RegexMatcher matcher(unicode(search()), flags, status);
+        const icu::UnicodeString subject = unicode(text());
+        matcher.reset(subject);
+        icu::UnicodeString literal = unicode(replacement());
+        literal.findAndReplace("\\", "\\\\").findAndReplace("$", "\\$");
+        const icu::UnicodeString replaced = matcher.replaceAll(literal, status);
+        result.set(U_FAILURE(status) ? text() : bounded(utf8(replaced)));
+    }
+};
+
+// HH:MM:SS:FF at 30 frames a second.
+class TimecodePatch final : public Patch
+{
+    Input<double> seconds{*this, "inputTime"};
+    Output<std::string> result{*this, "outputString"};
+    void evaluate(Evaluation&) override
+    {
+        const double whole = std::clamp(seconds(), 0.0, 359999.0);
+        const auto total = static_cast<long>(std::floor(whole * 30 + 1e-6));
+        const auto two = [](long n) { return (n < 10 ? "0" : "") + std::to_string(n); };
+        result.set(two(total / 108000) + ":" + two(total / 1800 % 60) + ":" + two(total / 30 % 60) + ":" + two(total % 30));
+    }
+};
+
+} // namespace
+
+void registerStringsPatches(PatchRegistry& registry)
+{
+    registry.add<PrinterPatch>("QCStringFormat");
+    registry.add<ScannerPatch>("QCStringFormat/scanner");
+    registry.add<NumberFormatterPatch>("QCNumberFormatter");
+    registry.add<DateFormatterPatch>("QCDateFormatter");
+    registry.add<ComparePatch>("QCStringCompare");
+    registry.add<LengthPatch>("QCStringLength");
+    registry.add<TruncatePatch>("QCStringTruncate");
+    registry.add<ComponentsPatch>("QCStringComponents");
+    registry.add<GrepPatch>("QCGrep");
+    registry.add<CasePatch>("QCStringCase");
+    registry.add<RangePatch>("QCStringRange");
+    registry.add<ReplacePatch>("QCStringReplace");
+    registry.add<TimecodePatch>("QCStringTimecode");
+}
+
+} // namespace vitrel::qc

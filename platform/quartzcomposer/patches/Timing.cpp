@@ -1,0 +1,389 @@
+// Patches that follow the time: clocks, waves, moves and pulses.
+#include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "platform/quartzcomposer/patches/Curves.h"
+
+#include <cstring>
+
+namespace vitrel::qc {
+
+namespace {
+
+class TimedPatch : public Patch
+{
+public:
+    Kind kind() const override { return Kind::Timed; }
+
+protected:
+    // The outputs move on by themselves. With a time from outside they move only as that does.
+    void moves(Evaluation& e) const
+    {
+        if (timebase != Timebase::External)
+            e.needFrame();
+    }
+    void movesAfter(Evaluation& e, double seconds) const
+    {
+        if (timebase != Timebase::External && std::isfinite(seconds))
+            e.needFrameAt(e.time + std::max(seconds, 0.0));
+    }
+};
+
+class TimePatch final : public TimedPatch
+{
+    Output<double> result{*this, "outputTime"};
+    void evaluate(Evaluation& e) override
+    {
+        result.set(time());
+        moves(e);
+    }
+};
+
+class SystemTimePatch final : public TimedPatch
+{
+    Output<double> result{*this, "outputTime"};
+    void evaluate(Evaluation& e) override
+    {
+        result.set(e.date.timeIntervalSinceReferenceDate());
+        e.needFrame();
+    }
+};
+
+class LFOPatch final : public TimedPatch
+{
+    Input<std::uint32_t> type{*this, "inputType"};
+    Input<double> period{*this, "inputPeriod", 1}, phase{*this, "inputPhase"}, amplitude{*this, "inputAmplitude", 0.5},
+        offset{*this, "inputOffset"}, ratio{*this, "inputPWMRatio", 0.25};
+    Output<double> result{*this, "outputValue"};
+
+    void configure(const Settings& settings) override
+    {
+        seed_ = static_cast<std::uint64_t>(std::clamp(settings.number("randomSeed", 1), 0.0, 9e15));
+    }
+    void evaluate(Evaluation& e) override
+    {
+        if (!(period() > 0)) {
+            result.set(offset());
+            return;
+        }
+        const double x = time() / period() + phase() / 360;
+        const double f = x - std::floor(x);
+        result.set(offset() + amplitude() * wave(x, f));
+        if (amplitude() == 0)
+            return;
+        // Steps stand still between their edges.
+        if (type() == 3 || type() == 6) {
+            const double edge = type() == 3 ? 0.5 : std::clamp(ratio(), 0.0, 1.0);
+            movesAfter(e, ((f < edge ? edge : 1) - f) * period());
+        } else if (type() == 7) {
+            movesAfter(e, (1 - f) * period());
+        } else {
+            moves(e);
+        }
+    }
+    double wave(double x, double f) const
+    {
+        switch (type()) {
+        case 0:
+            return std::sin(2 * kPi * x);
+        case 1:
+            return std::cos(2 * kPi * x);
+        case 2:
+            return f < 0.25 ? 4 * f : f < 0.75 ? 2 - 4 * f : 4 * f - 4;
+        case 3:
+            return f < 0.5 ? 1 : -1;
+        case 4:
+            return 2 * f - 1;
+        case 5:
+            return 1 - 2 * f;
+        case 6:
+            return f < ratio() ? 1 : -1;
+        default:
+            return 2 * hashed(seed_, static_cast<std::uint64_t>(static_cast<std::int64_t>(std::clamp(std::floor(x), -9e15, 9e15)))) - 1;
+        }
+    }
+    std::uint64_t seed_ = 1;
+};
+
+class InterpolationPatch final : public TimedPatch
+{
+    Input<double> first{*this, "inputValue1"}, last{*this, "inputValue2"}, duration{*this, "inputDuration", 1},
+        tension{*this, "inputTension"};
+    Input<std::uint32_t> repeat{*this, "inputRepeat"}, curveNumber{*this, "inputInterpolation"};
+    Output<double> result{*this, "outputValue"};
+
+    void configure(const Settings& settings) override
+    {
+        const auto numbers = [&](const char* key) {
+            std::vector<double> out;
+            const Value* value = settings.find(key);
+            const Array* members = value ? value->array() : nullptr;
+            for (std::size_t k = 0; members && k < std::min<std::size_t>(members->size(), 1024); ++k)
+                out.push_back((*members)[k].number().value_or(0));
+            return out;
+        };
+        const auto times = numbers("controlPointTimes"), values = numbers("controlPointValues");
+        if (times.empty() || times.size() != values.size())
+            return;
+        points_.emplace_back(0, settings.number("controlPointStart", 0));
+        for (std::size_t k = 0; k < times.size(); ++k)
+            points_.emplace_back(times[k], values[k]);
+        points_.emplace_back(1, settings.number("controlPointEnd", 1));
+        std::stable_sort(points_.begin(), points_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    }
+
+    void evaluate(Evaluation& e) override
+    {
+        const double d = duration();
+        double t = 1;
+        if (d > 0) {
+            const double turns = time() / d;
+            switch (repeat()) {
+            case 1:
+                t = turns - std::floor(turns);
+                break;
+            case 2:
+                t = 1 - std::fabs(wrapped(turns, 2) - 1);
+                break;
+            case 3:
+                t = turns >= 2 ? 0 : 1 - std::fabs(std::max(turns, 0.0) - 1);
+                break;
+            default:
+                t = std::clamp(turns, 0.0, 1.0);
+            }
+            const bool over = repeat() == 0 || repeat() > 3 ? turns >= 1 : repeat() == 3 && turns >= 2;
+            if (!over && first() != last())
+                moves(e);
+        }
+        const double f = points_.empty() ? curve(curveNumber(), t) : spline(t);
+        result.set(first() + (last() - first()) * f);
+    }
+
+    // A monotone cubic through the control points (Fritsch and Carlson's limits on the slopes).
+    double spline(double t) const
+    {
+        std::size_t k = 1;
+        while (k + 1 < points_.size() && points_[k].first < t)
+            ++k;
+        const auto slope = [&](std::size_t a, std::size_t b) {
+            const double run = points_[b].first - points_[a].first;
+            return run > 0 ? (points_[b].second - points_[a].second) / run : 0;
+        };
+        const auto tangent = [&](std::size_t at) {
+            if (at == 0)
+                return slope(0, 1);
+            if (at + 1 == points_.size())
+                return slope(at - 1, at);
+            const double left = slope(at - 1, at), right = slope(at, at + 1);
+            return left * right <= 0 ? 0 : 2 * left * right / (left + right);
+        };
+        const auto& [x0, y0] = points_[k - 1];
+        const auto& [x1, y1] = points_[k];
+        const double h = x1 - x0;
+        if (!(h > 0))
+            return y1;
+        const double s = std::clamp((t - x0) / h, 0.0, 1.0), s2 = s * s, s3 = s2 * s;
+        return (2 * s3 - 3 * s2 + 1) * y0 + (s3 - 2 * s2 + s) * h * tangent(k - 1) + (3 * s2 - 2 * s3) * y1
+            + (s3 - s2) * h * tangent(k);
+    }
+
+    std::vector<std::pair<double, double>> points_;
+};
+
+class SmoothPatch final : public TimedPatch
+{
+    Input<double> value{*this, "inputValue"}, rising{*this, "inputIncreasingDuration", 1},
+        falling{*this, "inputDecreasingDuration", 1};
+    Input<std::uint32_t> risingCurve{*this, "inputIncreasingInterpolation"}, fallingCurve{*this, "inputDecreasingInterpolation"};
+    Output<double> result{*this, "outputValue"};
+
+    void evaluate(Evaluation& e) override
+    {
+        Memory& m = memory_.at(scope);
+        if (!m.known) {
+            m = {true, value(), value(), time(), 0, 0};
+        } else if (value() != m.target && !(std::isnan(value()) && std::isnan(m.target))) {
+            const bool rises = value() > m.target;
+            m = {true, present(m), value(), time(), std::max(0.0, rises ? rising() : falling()), rises ? risingCurve() : fallingCurve()};
+        }
+        result.set(present(m));
+        if (time() - m.start < m.duration)
+            moves(e);
+    }
+
+    struct Memory {
+        bool known = false;
+        double from = 0, target = 0, start = 0, duration = 0;
+        std::uint32_t curveNumber = 0;
+    };
+    double present(const Memory& m) const
+    {
+        const double passed = time() - m.start;
+        if (!(m.duration > 0) || passed >= m.duration)
+            return m.target;
+        return m.from + (m.target - m.from) * curve(m.curveNumber, passed / m.duration);
+    }
+    PerIteration<Memory> memory_;
+};
+
+class CounterPatch final : public TimedPatch
+{
+    Input<bool> up{*this, "inputSignal"}, down{*this, "inputSignalDown"}, reset{*this, "inputSignalReset"};
+    Output<std::uint32_t> count{*this, "outputCount"};
+
+    void evaluate(Evaluation&) override
+    {
+        Memory& m = memory_.at(scope);
+        if (up() && !m.up && m.count < 0xFFFFFFFFu)
+            ++m.count;
+        if (down() && !m.down && m.count > 0)
+            --m.count;
+        if (reset())
+            m.count = 0;
+        m.up = up();
+        m.down = down();
+        count.set(m.count);
+    }
+    struct Memory {
+        bool up = false, down = false;
+        std::uint32_t count = 0;
+    };
+    PerIteration<Memory> memory_;
+};
+
+class PulsePatch final : public TimedPatch
+{
+    Input<bool> signal{*this, "inputSignal"};
+    Input<std::uint32_t> mode{*this, "inputMode"};
+    Output<bool> result{*this, "outputSignal"};
+
+    void evaluate(Evaluation& e) override
+    {
+        bool& last = memory_.at(scope).last;
+        const bool rose = signal() && !last, fell = !signal() && last;
+        last = signal();
+        const bool pulse = mode() == 0 ? rose : mode() == 1 ? fell : rose || fell;
+        result.set(pulse);
+        if (pulse)
+            e.needFrame(); // in which it ends
+    }
+    struct Memory {
+        bool last = false;
+    };
+    PerIteration<Memory> memory_;
+};
+
+class SignalPatch final : public TimedPatch
+{
+    Input<std::uint32_t> mode{*this, "inputMode"};
+    Input<double> parameter{*this, "inputParam", 10};
+    Output<bool> result{*this, "outputSignal"};
+
+    void evaluate(Evaluation& e) override
+    {
+        const double now = time(), x = parameter();
+        bool signal = false;
+        const bool starts = !started_;
+        if (starts) {
+            started_ = true;
+            last_ = now;
+            parameter_ = x;
+            signal = mode() == 2 || mode() == 4;
+        }
+        if (mode() >= 3) {
+            signal |= x != parameter_;
+            parameter_ = x;
+        } else if (mode() == 0) {
+            if (!done_ && now - last_ >= x)
+                signal = done_ = true;
+        } else if (!starts && x > 0 && now - last_ >= x) {
+            signal = true;
+            last_ += x * std::floor((now - last_) / x); // keeps its beat
+        }
+        result.set(signal);
+        if (signal)
+            e.needFrame();
+        else if ((mode() == 0 && !done_) || (mode() < 3 && mode() > 0 && x > 0))
+            movesAfter(e, last_ + x - now);
+    }
+    bool started_ = false, done_ = false;
+    double last_ = 0, parameter_ = 0;
+};
+
+class StopWatchPatch final : public TimedPatch
+{
+    Input<bool> start{*this, "inputStartSignal"}, stop{*this, "inputStopSignal"}, reset{*this, "inputResetSignal"};
+    Output<double> result{*this, "outputTime"};
+
+    void evaluate(Evaluation& e) override
+    {
+        if (runs_)
+            sum_ += std::max(0.0, time() - last_);
+        last_ = time();
+        if (reset() && !wasReset_)
+            sum_ = 0;
+        if (start() && !wasStart_)
+            runs_ = true;
+        if (stop() && !wasStop_)
+            runs_ = false;
+        wasStart_ = start();
+        wasStop_ = stop();
+        wasReset_ = reset();
+        result.set(sum_);
+        if (runs_)
+            moves(e);
+    }
+    bool runs_ = false, wasStart_ = false, wasStop_ = false, wasReset_ = false;
+    double sum_ = 0, last_ = 0;
+};
+
+// A number that wanders: a function of the time and the seed, smooth unless its variability is 0.
+class RandomPatch final : public TimedPatch
+{
+    Input<double> low{*this, "inputMin"}, high{*this, "inputMax", 1};
+    Output<double> result{*this, "outputValue"};
+
+    void configure(const Settings& settings) override
+    {
+        seed_ = static_cast<std::uint64_t>(std::clamp(settings.number("randomSeed", 1), 0.0, 9e15));
+        variability_ = std::clamp(settings.number("variability", 0.5), 0.0, 1.0);
+    }
+    void evaluate(Evaluation& e) override
+    {
+        result.set(low() + (high() - low()) * noise());
+        if (low() != high())
+            moves(e);
+    }
+    double noise() const
+    {
+        if (variability_ == 0) {
+            std::uint64_t bits = 0;
+            const double now = time();
+            std::memcpy(&bits, &now, sizeof bits);
+            return hashed(seed_, bits);
+        }
+        // Knots two a second at the usual variability; smoothly between them.
+        const double x = std::clamp(time() * variability_ * 4, -9e15, 9e15), knot = std::floor(x), f = x - knot;
+        const auto at = [&](double k) { return hashed(seed_, static_cast<std::uint64_t>(static_cast<std::int64_t>(k))); };
+        const double s = f * f * (3 - 2 * f);
+        return at(knot) * (1 - s) + at(knot + 1) * s;
+    }
+    std::uint64_t seed_ = 1;
+    double variability_ = 0.5;
+};
+
+} // namespace
+
+void registerTimingPatches(PatchRegistry& registry)
+{
+    registry.add<TimePatch>("QCTime");
+    registry.add<SystemTimePatch>("QCSystemTime");
+    registry.add<LFOPatch>("QCLFO");
+    registry.add<InterpolationPatch>("QCInterpolation");
+    registry.add<SmoothPatch>("QCSmooth");
+    registry.add<CounterPatch>("QCCounter");
+    registry.add<PulsePatch>("QCPulse");
+    registry.add<SignalPatch>("QCSignal");
+    registry.add<StopWatchPatch>("QCClock");
+    registry.add<RandomPatch>("QCRandom");
+}
+
+} // namespace vitrel::qc

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/quartzcomposer/scene/Image.h"
+
+#include <cstdint>
+#include <span>
+
+namespace vitrel::qc {
+
+enum class Blending { Replace, Over, Add, Alpha };
+enum class DepthTest { None, ReadWrite, ReadOnly };
+enum class Culling { None, BackFaces, FrontFaces };
+enum class Primitive { Triangles, Lines, Points };
+
+// A corner in clip space, y upwards. Texture coordinates run from 0, 0 at the image's bottom left to 1, 1. Colours
+// are premultiplied.
+struct CanvasVertex {
+    float position[4];
+    float texture[2];
+    float color[4];
+};
+
+struct Paint {
+    ImageRef image; // null: the vertex colour alone
+    ImageRef mask; // null: none
+    Blending blending = Blending::Over;
+    DepthTest depth = DepthTest::None;
+    Culling culling = Culling::None;
+    std::uint8_t colorMask = 0xF; // bit 0 red to bit 3 alpha
+    float lineWidth = 1; // pixels; also the size of points
+    bool nearest = false; // pixels as they are, in place of linear filtering
+};
+
+// What a composition draws on. Drawing happens in the order of the calls. Without a display there is one that only
+// keeps sizes, so that a composition can be played for its values alone. Main thread.
+class Canvas
+{
+public:
+    virtual ~Canvas() = default;
+
+    // Pixels of the present target.
+    virtual int width() const = 0;
+    virtual int height() const = 0;
+
+    virtual void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) = 0;
+    virtual void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) = 0;
+
+    // What is drawn between the two lands in an image of its own, which starts transparent. They nest.
+    virtual void beginImage(int width, int height, bool depth) = 0;
+    virtual ImageRef endImage() = 0;
+};
+
+// Draws nothing and knows its size.
+class NullCanvas final : public Canvas
+{
+public:
+    NullCanvas(int width, int height)
+        : sizes_{{width, height}}
+    {
+    }
+    int width() const override { return sizes_.back().first; }
+    int height() const override { return sizes_.back().second; }
+    void clear(const NSColor&, bool, bool, std::uint8_t) override {}
+    void draw(Primitive, std::span<const CanvasVertex>, const Paint&) override {}
+    void beginImage(int width, int height, bool) override { sizes_.emplace_back(width, height); }
+    ImageRef endImage() override
+    {
+        const auto [width, height] = sizes_.back();
+        sizes_.pop_back();
+        return std::make_shared<DrawnImage>(width, height);
+    }
+
+private:
+    std::vector<std::pair<int, int>> sizes_;
+};
+
+} // namespace vitrel::qc

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "platform/appkit/Bitmap.h"
+#include "platform/foundation/Value.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vitrel::qc {
+
+// Where an image has pixels: units are pixels, the origin is at the bottom left and need not be 0. An infinite
+// image (a generator, a clamped one) has pixels everywhere; its other members are then 0.
+struct Extent {
+    double x = 0, y = 0, width = 0, height = 0;
+    bool infinite = false;
+
+    bool empty() const { return !infinite && (width < 1 || height < 1); }
+    friend bool operator==(const Extent&, const Extent&) = default;
+};
+
+Extent unite(const Extent& a, const Extent& b);
+Extent intersect(const Extent& a, const Extent& b);
+Extent grow(const Extent& a, double by);
+
+// A picture as it travels between patches: immutable, cheap to hand on, drawn only when somebody shows it. The same
+// handle means the same pixels. Main thread.
+class Image
+{
+public:
+    explicit Image(Extent extent)
+        : extent_(extent)
+    {
+    }
+    virtual ~Image() = default;
+    Image(const Image&) = delete;
+    Image& operator=(const Image&) = delete;
+
+    const Extent& extent() const { return extent_; }
+
+    // Its pixels in the main memory, if they are there without drawing; else null.
+    virtual std::shared_ptr<const Bitmap> bitmap() const { return nullptr; }
+
+    // What a canvas keeps for the image, such as a texture, so that it goes when the image goes.
+    struct Realization {
+        virtual ~Realization() = default;
+    };
+    mutable std::shared_ptr<Realization> realization;
+
+private:
+    const Extent extent_;
+};
+
+using ImageRef = std::shared_ptr<const Image>;
+
+// Pixels in the main memory.
+class BitmapImage final : public Image
+{
+public:
+    explicit BitmapImage(std::shared_ptr<const Bitmap> bitmap)
+        : Image({0, 0, double(bitmap->width), double(bitmap->height)})
+        , bitmap_(std::move(bitmap))
+    {
+    }
+    std::shared_ptr<const Bitmap> bitmap() const override { return bitmap_; }
+
+private:
+    std::shared_ptr<const Bitmap> bitmap_;
+};
+
+// What a canvas has drawn into an image of its own.
+class DrawnImage final : public Image
+{
+public:
+    DrawnImage(int width, int height)
+        : Image({0, 0, double(width), double(height)})
+    {
+    }
+};
+
+// A filter over other images, computed when it is shown. `numbers` and `colors` are the filter's parameters in the
+// order of its row in the filter table; straight colours.
+class FilteredImage final : public Image
+{
+public:
+    FilteredImage(Extent extent, std::string filter, std::vector<ImageRef> inputs, std::vector<double> numbers,
+        std::vector<NSColor> colors)
+        : Image(extent)
+        , filter(std::move(filter))
+        , inputs(std::move(inputs))
+        , numbers(std::move(numbers))
+        , colors(std::move(colors))
+    {
+    }
+    const std::string filter;
+    const std::vector<ImageRef> inputs;
+    const std::vector<double> numbers;
+    const std::vector<NSColor> colors;
+};
+
+} // namespace vitrel::qc

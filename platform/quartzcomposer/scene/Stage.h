@@ -1,0 +1,93 @@
+#pragma once
+
+#include "platform/quartzcomposer/scene/Canvas.h"
+#include "platform/quartzcomposer/scene/Matrix.h"
+
+#include <vector>
+
+namespace vitrel::qc {
+
+struct Light {
+    NSColor color;
+    Vec3 position; // in the coordinates of the eye
+    double attenuation = 0;
+};
+
+struct Lighting {
+    NSColor ambient{0.1, 0.1, 0.1, 1};
+    double specular = 0.5, shininess = 128;
+    bool twoSides = false;
+    std::vector<Light> lights;
+};
+
+struct Fog {
+    int kind = 0; // 0 linear, 1 exponential, 2 exponential squared
+    NSColor color;
+    double density = 1, start = 0, end = 1;
+};
+
+// What environment macros change for their nodes.
+struct Environment {
+    Matrix model;
+    double fieldOfView = 60; // degrees, horizontal
+    std::shared_ptr<const Lighting> lighting; // null: everything has its own colour
+    std::shared_ptr<const Fog> fog;
+    std::uint8_t colorMask = 0xF;
+};
+
+// A corner of a solid in its own coordinates. `color` is straight.
+struct SolidVertex {
+    Vec3 position, normal;
+    double u = 0, v = 0;
+    NSColor color{1, 1, 1, 1};
+};
+
+// The three-dimensional side of a canvas: coordinates with the origin in the middle and a width of 2, the eye that
+// makes the plane z = 0 fit the target, environments that nest, light per corner. Everything is transformed and lit
+// here, so that a canvas sees corners in clip space alone.
+class Stage
+{
+public:
+    explicit Stage(Canvas& canvas)
+        : canvas_(canvas)
+    {
+    }
+
+    Canvas& canvas() { return canvas_; }
+    Environment& environment() { return environment_; }
+
+    // Width over height of the target, and its height in units; the width is 2.
+    double aspect() const;
+    double heightInUnits() const { return 2 / aspect(); }
+    // Units that one pixel measures.
+    double unitsPerPixel() const { return 2.0 / canvas_.width(); }
+
+    // Draws corners of a shape under `shape` and the environment.
+    void draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
+        bool lit = true);
+    // The same on the screen's plane: no environment, no light, no fog. Units.
+    void drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint);
+
+    // Where on the plane z = 0 the environment shows a point of its coordinates.
+    Vec3 projected(const Vec3& point) const;
+    // A point of the current coordinates in those of the eye, where lights live.
+    Vec3 toEye(const Vec3& point) const;
+
+    // beginImage and endImage of the canvas, with a fresh environment between them.
+    void beginImage(int width, int height, bool depth);
+    ImageRef endImage();
+
+private:
+    Matrix view() const;
+    Matrix projection() const;
+
+    Canvas& canvas_;
+    Environment environment_;
+    std::vector<Environment> outer_;
+    std::vector<CanvasVertex> scratch_;
+};
+
+// A rectangle of two triangles about the origin, facing +z; texture upright.
+std::array<SolidVertex, 6> rectangle(double width, double height, const NSColor& color);
+
+} // namespace vitrel::qc

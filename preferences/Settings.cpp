@@ -1,0 +1,37 @@
+#include "preferences/Settings.h"
+
+#include "platform/foundation/NSBundle.h"
+#include "platform/foundation/NSObject.h"
+#include "platform/foundation/NSURL.h"
+#include "platform/foundation/Surroundings.h"
+#include "platform/screensaver/ScreenSaverDefaults.h"
+
+namespace vitrel
+{
+
+Settings& Settings::shared(const Surroundings& surroundings)
+{
+    return surroundings.shared.of<Settings>([&] { return std::make_shared<Settings>(surroundings); });
+}
+
+Settings::Settings(const Surroundings& surroundings)
+    : surroundings_(surroundings)
+{
+}
+
+std::shared_ptr<ScreenSaverDefaults> Settings::screenSaverDefaults() const
+{
+    const auto identifier = send(surroundings_.classBundle, &NSBundle::bundleIdentifier);
+    auto defaults = ScreenSaverDefaults::defaultsForModuleWithName(surroundings_, identifier.value_or(""));
+    return defaults ? defaults : std::make_shared<ScreenSaverDefaults>(surroundings_);
+}
+
+std::optional<VitrelItem> Settings::selectedVitrelItem() const
+{
+    const auto path = screenSaverDefaults()->stringForKey("Active File Path");
+    if (!path)
+        return std::nullopt;
+    return VitrelItem(surroundings_, NSURL::fileURLWithPath(*path).lastPathComponent());
+}
+
+} // namespace vitrel

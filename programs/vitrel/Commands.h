@@ -1,0 +1,21 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+// Each adds its subcommand; what it does runs when the command line was parsed, and gives the exit code: 0 done,
+// 1 failed, 2 wrong use. Errors are one line on standard error.
+using Action = std::function<int()>;
+void addInspect(CLI::App& app, Action& action);
+void addMake(CLI::App& app, Action& action);
+void addEvaluate(CLI::App& app, Action& action);
+
+// Prints "vitrel: MESSAGE" and gives `code`.
+int complain(const std::string& message, int code = 1);
+
+} // namespace vitrel

@@ -1,0 +1,172 @@
+// Commands that work on composition files and show nothing: inspect, make, evaluate.
+#include "platform/foundation/PropertyList.h"
+#include "platform/quartzcomposer/file/TextForm.h"
+#include "platform/quartzcomposer/graph/CompositionGraph.h"
+#include "programs/vitrel/Commands.h"
+#include "programs/vitrel/ValueJson.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vitrel {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+void printLine(const Json& json) { std::cout << json.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush; }
+
+int inspect(const std::string& path, bool source)
+{
+    qc::CompositionError error;
+    const auto file = qc::readCompositionFile(path, &error);
+    if (!file)
+        return complain(path + " is no composition: " + error.reason);
+    if (source) {
+        std::cout << qc::textForm(*file) << '\n';
+        return 0;
+    }
+    const auto registry = qc::allPatches();
+    const qc::CompositionGraph graph(*file, registry);
+    Json inputs = Json::array(), outputs = Json::array(), patches = Json::object(), unsupported = Json::object();
+    for (const auto& port : graph.inputs())
+        inputs.push_back({{"key", port.key}, {"type", qc::nameOf(port.type)}, {"value", valueJson(graph.inputPort(port.key))}});
+    for (const auto& port : graph.outputs())
+        outputs.push_back({{"key", port.key}, {"type", qc::nameOf(port.type)}});
+    std::map<std::string, int> counts;
+    qc::countClasses(*file, counts);
+    for (const auto& [name, count] : counts)
+        patches[name] = count;
+    for (const auto& [name, count] : qc::unsupportedClasses(*file, registry))
+        unsupported[name] = count;
+    printLine({{"inputs", inputs}, {"outputs", outputs}, {"patches", patches}, {"unsupported", unsupported}});
+    return 0;
+}
+
+// Written beside its place and moved there, so that a composition that plays never sees half a file.
+bool writeWhole(const std::string& path, ByteView bytes)
+{
+    const std::string beside = path + ".new";
+    const int fd = open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0)
+        return false;
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t wrote = write(fd, bytes.data() + done, bytes.size() - done);
+        if (wrote <= 0)
+            break;
+        done += static_cast<std::size_t>(wrote);
+    }
+    const bool good = done == bytes.size() && fsync(fd) == 0;
+    close(fd);
+    if (good && std::rename(beside.c_str(), path.c_str()) == 0)
+        return true;
+    std::remove(beside.c_str());
+    return false;
+}
+
+int make(const std::string& source, const std::string& out)
+{
+    constexpr std::size_t kMaxText = 64u << 20;
+    const auto text = qc::bytesOfRegularFile(source, kMaxText);
+    if (!text)
+        return complain("can't read " + source);
+    const auto slash = source.rfind('/');
+    qc::CompositionError error;
+    const auto made = qc::compositionFromText(textOf(*text), slash == std::string::npos ? "." : source.substr(0, slash), &error);
+    if (!made)
+        return complain(source + ": " + error.reason);
+    const Bytes bytes = binaryPropertyList(*made);
+    if (bytes.empty() || !qc::readComposition(bytes, &error))
+        return complain(source + " makes no composition" + (error.reason.empty() ? "" : ": " + error.reason));
+    return writeWhole(out, bytes) ? 0 : complain("can't write " + out);
+}
+
+struct EvaluateOptions {
+    std::string path;
+    std::vector<double> at;
+    std::vector<std::string> inputs;
+    double fps = 60;
+    std::string size = "1280x720";
+};
+
+int evaluate(EvaluateOptions options)
+{
+    qc::CompositionError error;
+    const auto file = qc::readCompositionFile(options.path, &error);
+    if (!file)
+        return complain(options.path + " is no composition: " + error.reason);
+    const auto registry = qc::allPatches();
+    qc::CompositionGraph graph(*file, registry);
+    for (const std::string& text : options.inputs) {
+        const auto input = inputArgument(text);
+        if (!input)
+            return complain("--input takes KEY=VALUE", 2);
+        if (!graph.setInput(input->key, input->value))
+            return complain("the composition has no input \"" + input->key + "\" that takes this value");
+    }
+    if (options.at.empty())
+        options.at.push_back(0);
+    std::sort(options.at.begin(), options.at.end());
+    qc::NullCanvas canvas(1280, 720);
+    qc::Stage stage(canvas);
+    std::uint64_t step = 0;
+    for (const double at : options.at) {
+        const auto play = [&](double time) {
+            graph.frame(stage, time, Date::fromReferenceDate(time));
+            std::vector<std::pair<std::string, qc::PortValue>> outputs;
+            for (const auto& port : graph.outputs())
+                outputs.emplace_back(port.key, graph.output(port.key, stage));
+            return outputs;
+        };
+        for (; static_cast<double>(step) / options.fps < at; ++step)
+            play(static_cast<double>(step) / options.fps);
+        if (static_cast<double>(step) / options.fps == at)
+            ++step;
+        Json outputs = Json::object();
+        for (const auto& [key, value] : play(at))
+            outputs[key] = valueJson(value);
+        printLine({{"t", at}, {"outputs", outputs}});
+    }
+    return 0;
+}
+
+} // namespace
+
+void addInspect(CLI::App& app, Action& action)
+{
+    auto* command = app.add_subcommand("inspect", "Tell what a composition takes, gives and is made of, as JSON");
+    const auto path = std::make_shared<std::string>();
+    const auto source = std::make_shared<bool>(false);
+    command->add_option("FILE", *path, "The composition")->required();
+    command->add_flag("--source", *source, "Print the text form instead");
+    command->callback([&action, path, source] { action = [=] { return inspect(*path, *source); }; });
+}
+
+void addMake(CLI::App& app, Action& action)
+{
+    auto* command = app.add_subcommand("make", "Make a composition from its text form");
+    const auto source = std::make_shared<std::string>(), out = std::make_shared<std::string>();
+    command->add_option("SOURCE", *source, "The text form, JSON")->required();
+    command->add_option("OUT", *out, "The composition to write")->required();
+    command->callback([&action, source, out] { action = [=] { return make(*source, *out); }; });
+}
+
+void addEvaluate(CLI::App& app, Action& action)
+{
+    auto* command = app.add_subcommand("evaluate", "Play a composition without a display and print its outputs");
+    const auto options = std::make_shared<EvaluateOptions>();
+    command->add_option("FILE", options->path, "The composition")->required();
+    command->add_option("--at", options->at, "Seconds at which to print; may be given again")
+        ->check(CLI::Range(0.0, 86400.0))
+        ->allow_extra_args(false);
+    command->add_option("--fps", options->fps, "Frames a second")->check(CLI::Range(0.01, 1000.0));
+    command->add_option("--input", options->inputs, "KEY=VALUE sets a published input")->allow_extra_args(false);
+    command->callback([&action, options] { action = [=] { return evaluate(*options); }; });
+}
+
+} // namespace vitrel

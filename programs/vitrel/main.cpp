@@ -1,0 +1,33 @@
+#include "programs/vitrel/Commands.h"
+
+#include <iostream>
+
+namespace vitrel {
+
+int complain(const std::string& message, int code)
+{
+    std::cerr << "vitrel: " << message << '\n';
+    return code;
+}
+
+} // namespace vitrel
+
+int main(int argc, char** argv)
+{
+    using namespace vitrel;
+    CLI::App app("Vitrel plays compositions as a screen saver, with the music and the news", "vitrel");
+    app.set_version_flag("--version", "vitrel " VITREL_VERSION);
+    app.require_subcommand(1);
+    Action action;
+    addInspect(app, action);
+    addMake(app, action);
+    addEvaluate(app, action);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0)
+            return app.exit(error);
+        return complain(error.what(), 2);
+    }
+    return action ? action() : 0;
+}

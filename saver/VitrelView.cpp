@@ -1,0 +1,198 @@
+#include "saver/VitrelView.h"
+
+#include "platform/foundation/Surroundings.h"
+
+namespace vitrel
+{
+namespace
+{
+
+constexpr double kAnimationTimeInterval = 0.016666666666666666;
+constexpr double kLoopInterval = 0.5;
+constexpr double kFramesPerSecond = 60;
+constexpr std::uint64_t kAllEvents = ~std::uint64_t(0);
+
+NSRect atOrigin(NSSize size)
+{
+    return {{0, 0}, size};
+}
+
+} // namespace
+
+VitrelView::VitrelView(const Surroundings& surroundings)
+    : surroundings_(surroundings)
+    , retrigger_(surroundings.clock->date())
+{
+}
+
+VitrelView::~VitrelView() = default;
+
+std::shared_ptr<VitrelView> VitrelView::initWithFrameIsPreview(
+    const Surroundings& surroundings, NSRect frame, bool isPreview)
+{
+    std::shared_ptr<VitrelView> view(new VitrelView(surroundings));
+    if (!view->ScreenSaverView::initWithFrameIsPreview(frame, isPreview))
+        return nullptr;
+    view->setAnimationTimeInterval(kAnimationTimeInterval);
+    view->setWantsLayer(true);
+    view->dataiTunes_ = std::make_shared<Dictionary>();
+    view->dataSystem_ = std::make_shared<Dictionary>();
+    view->retrigger_.setLastChange(surroundings.clock->date());
+    view->updateData();
+    if (PreferencesWC::isCatalinaHTTPAPIFixEnabled(surroundings)) {
+        view->loop();
+    } else {
+        auto& manager = NqiTunesManager::shared(surroundings);
+        view->nqiTunesManager_ = std::static_pointer_cast<NqiTunesManager>(manager.shared_from_this());
+        view->nqiTunesManager_->addObserver(view);
+    }
+    view->awakeFromNib();
+    for (const double delay : {1.0, 3.0, 5.0})
+        view->ask(SELECTOR(VitrelView, startAnimation), delay);
+    return view;
+}
+
+void VitrelView::ask(Selector selector, double seconds)
+{
+    surroundings_.runLoop->performSelectorWithObjectAfterDelay(shared_from_this(), selector, {}, Seconds(seconds));
+}
+
+void VitrelView::startAnimation()
+{
+    ScreenSaverView::startAnimation();
+}
+
+void VitrelView::stopAnimation()
+{
+    ScreenSaverView::stopAnimation();
+}
+
+void VitrelView::drawRect(NSRect rect)
+{
+    ScreenSaverView::drawRect(rect);
+}
+
+std::shared_ptr<NSWindow> VitrelView::configureSheet()
+{
+    preferencesWC_ = PreferencesWC::initWithWindowNibName(surroundings_, "PreferencesWC");
+    preferencesWC_->window()->setDelegate(shared_from_this());
+    return preferencesWC_->window();
+}
+
+std::shared_ptr<QCView> VitrelView::makeQuartzView(NSSize size) const
+{
+    auto view = surroundings_.makeQCView ? surroundings_.makeQCView() : nullptr;
+    send(view, &QCView::setFrame, atOrigin(size));
+    return view;
+}
+
+void VitrelView::configureQuartzView()
+{
+    send(viewQuartzComposition_, &QCView::setMaxRenderingFrameRate, kFramesPerSecond);
+    send(viewQuartzComposition_, &QCView::setAutostartsRendering, true);
+    send(viewQuartzComposition_, &QCView::setEventForwardingMask, kAllEvents);
+}
+
+NSSize VitrelView::fitContentView()
+{
+    const NSSize size = send(window(), &NSWindow::frame).size;
+    if (window())
+        window()->contentView()->setFrame(atOrigin(size));
+    return size;
+}
+
+void VitrelView::loadQuartzView()
+{
+    viewQuartzComposition_ = makeQuartzView(fitContentView());
+    configureQuartzView();
+}
+
+void VitrelView::awakeFromNib()
+{
+    const NSSize size = fitContentView();
+    send(window(), &NSWindow::setAlphaValue, 1.0);
+    viewQuartzComposition_ = makeQuartzView(size);
+    configureQuartzView();
+    windowDidLoad();
+}
+
+void VitrelView::windowDidLoad()
+{
+    send(window(), &NSWindow::setFrameDisplay, send(window(), &NSWindow::frame), true);
+    if (send(nqiTunesManager_, &NqiTunesManager::isRunning))
+        ask(SELECTOR(VitrelView, updateTrackData), 0);
+    randomizeFile();
+    ask(SELECTOR(VitrelView, loadFile), 0);
+    addSubview(viewQuartzComposition_);
+}
+
+void VitrelView::updateQuartzViewFrame()
+{
+    send(viewQuartzComposition_, &QCView::setFrame, bounds());
+}
+
+void VitrelView::loop()
+{
+    if (PreferencesWC::isCatalinaHTTPAPIFixEnabled(surroundings_))
+        scheduleQueryMuralisApp();
+    ask(SELECTOR(VitrelView, loop), kLoopInterval);
+}
+
+void VitrelView::windowWillClose(const Value&)
+{
+    if (preferencesWC_)
+        preferencesWC_->window()->setDelegate(nullptr);
+    preferencesWC_.reset();
+    reloadFile();
+}
+
+void VitrelView::cleanup()
+{
+    RunLoop& loop = *surroundings_.runLoop;
+    loop.cancelPreviousPerformRequestsWithTargetSelector(*this, SELECTOR(VitrelView, updateQCRendererInputDataSystem));
+    loop.cancelPreviousPerformRequestsWithTarget(*this);
+    send(rssFeedReloader_, &NSTimer::invalidate);
+    rssFeedReloader_.reset();
+    updateData();
+    send(dataSystem_, static_cast<void (Dictionary::*)()>(&Dictionary::clear));
+    send(dataiTunes_, static_cast<void (Dictionary::*)()>(&Dictionary::clear));
+    dataSystem_.reset();
+    dataiTunes_.reset();
+    // The caller and the delayed call below hold the view now.
+    send(nqiTunesManager_, &NqiTunesManager::removeObserver, *this);
+    ask(SELECTOR(VitrelView, cleanupNow), 0.5);
+}
+
+void VitrelView::cleanupNow()
+{
+    if (url_)
+        url_->stopAccessingSecurityScopedResource();
+    send(window(), &NSWindow::setAlphaValue, 0.0);
+    ask(SELECTOR(VitrelView, endCleanup), 0.03);
+    send(viewQuartzComposition_, &QCView::pauseRendering);
+    send(viewQuartzComposition_, &QCView::setAutostartsRendering, false);
+}
+
+void VitrelView::endCleanup()
+{
+    send(window(), &NSWindow::close);
+    send(viewQuartzComposition_, &QCView::stopRendering);
+    send(viewQuartzComposition_, &QCView::removeFromSuperview);
+    viewQuartzComposition_.reset();
+}
+
+std::optional<std::string> VitrelView::lastStateID() const
+{
+    const std::lock_guard lock(lastStateIDMutex_);
+    return lastStateID_;
+}
+
+void VitrelView::setLastStateID(std::optional<std::string> identifier)
+{
+    const std::lock_guard lock(lastStateIDMutex_);
+    lastStateID_ = std::move(identifier);
+}
+
+void VitrelView::scheduleQueryMuralisApp() { }
+
+} // namespace vitrel

@@ -1,0 +1,246 @@
+#include "platform/foundation/DefaultsStore.h"
+#include "platform/foundation/NSUserDefaults.h"
+#include "platform/foundation/PropertyList.h"
+#include "support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vitrel
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// Fails the n-th of the calls that change something, and every later one if the disk is full.
+class FailingFiles final : public FileSystem
+{
+public:
+    int open(const char* path, int flags, unsigned mode) override
+    {
+        return flags & O_CREAT && fails() ? -1 : FileSystem::open(path, flags, mode);
+    }
+    ssize_t write(int fd, const void* data, std::size_t size) override
+    {
+        if (fails()) { // half of it went out
+            [[maybe_unused]] const auto half = FileSystem::write(fd, data, size / 2);
+            errno = ENOSPC;
+            return -1;
+        }
+        return FileSystem::write(fd, data, size);
+    }
+    int fsync(int fd) override { return fails() ? -1 : FileSystem::fsync(fd); }
+    int rename(const char* from, const char* to) override { return fails() ? -1 : FileSystem::rename(from, to); }
+
+    int calls = 0, failAt = 0;
+
+private:
+    bool fails()
+    {
+        if (++calls != failAt)
+            return false;
+        errno = ENOSPC;
+        return true;
+    }
+};
+
+// The disk is not asked to keep it, so that ten thousand writes take seconds.
+class QuickFiles final : public FileSystem
+{
+public:
+    int fsync(int) override { return 0; }
+};
+
+struct Store {
+    TemporaryFolder folder;
+    FailingFiles files;
+    std::vector<std::string> log;
+    DefaultsStore store{folder.path(), files, [this](const std::string& line) { log.push_back(line); }};
+    NSUserDefaults defaults{store, "org.example.saver"};
+
+    std::string path() const { return store.pathForDomain("org.example.saver"); }
+    // What another process finds.
+    std::optional<Value> fresh(const std::string& key)
+    {
+        FileSystem plain;
+        DefaultsStore other(folder.path(), plain, {});
+        return other.valueForKey("org.example.saver", key);
+    }
+};
+
+TEST(Defaults, AreSeenByOthersAtOnceAndKeepWhatOthersWrite)
+{
+    Store in;
+    FileSystem plain;
+    DefaultsStore other(in.folder.path(), plain, {});
+    for (int round = 0; round < 50; ++round) { // fast enough for many writes within one tick of the disk's clock
+        in.defaults.setObjectForKey(round, "mine");
+        EXPECT_EQ(other.valueForKey("org.example.saver", "mine"), Value(round));
+        other.setValueForKey("org.example.saver", "theirs", round % 10);
+        EXPECT_EQ(in.defaults.objectForKey("theirs"), Value(round % 10));
+        EXPECT_EQ(in.defaults.objectForKey("mine"), Value(round));
+    }
+    EXPECT_EQ(in.defaults.objectForKey("never"), std::nullopt);
+    EXPECT_THAT(in.log, IsEmpty());
+}
+
+TEST(Defaults, GiveEachKindOnlyAsThatKind)
+{
+    Store in;
+    in.defaults.setObjectForKey(Value(Array{Value("a")}), "list");
+    in.defaults.setObjectForKey(Value(Bytes{1, 2}), "data");
+    in.defaults.setBoolForKey(false, "flag");
+    EXPECT_EQ(in.defaults.arrayForKey("list"), Array{Value("a")});
+    EXPECT_EQ(in.defaults.stringForKey("list"), std::nullopt);
+    EXPECT_EQ(*in.defaults.dataForKey("data"), (Bytes{1, 2}));
+    EXPECT_EQ(in.defaults.dataForKey("list"), nullptr);
+    EXPECT_EQ(in.defaults.objectForKey("flag"), Value(false)) << "stored false differs from absent";
+    in.defaults.removeObjectForKey("flag");
+    EXPECT_EQ(in.defaults.objectForKey("flag"), std::nullopt);
+    EXPECT_EQ(in.fresh("flag"), std::nullopt);
+    const struct {
+        Value value;
+        bool expected;
+    } cases[]
+        = {{true, true}, {0, false}, {2, true}, {"YES", true}, {"no", false}, {"1", true}, {Value(Array{}), false}};
+    for (const auto& [value, expected] : cases) {
+        in.defaults.setObjectForKey(value, "b");
+        EXPECT_EQ(in.defaults.boolForKey("b"), expected) << description(value);
+    }
+}
+
+// File names may hold any byte; a key that comes back changed is a setting that is lost.
+TEST(Defaults, KeepNamesThatXmlCanNotHold)
+{
+    Store in;
+    for (const std::string name :
+        {"/a/\xFF\xFE b%41.qtz", "/a/\x01.qtz", "tab\tline\n", "\xE2\x90\x9B%41", "gr\xC3\xBC\xC3\x9F"}) {
+        in.defaults.setObjectForKey(Value(Array{Value(name)}), name);
+        EXPECT_EQ(in.fresh(name), Value(Array{Value(name)})) << name;
+    }
+}
+
+TEST(Defaults, ArgumentsLieAboveEveryDomainAndAreNeverStored)
+{
+    Store in;
+    in.defaults.setObjectForKey("stored", "key");
+    in.store.setArgument("key", "argument");
+    EXPECT_EQ(in.defaults.stringForKey("key"), "argument");
+    in.defaults.setObjectForKey("new", "key");
+    EXPECT_EQ(in.defaults.stringForKey("key"), "argument");
+    EXPECT_EQ(in.fresh("key"), Value("new"));
+    EXPECT_THAT(in.folder.read(in.path()), testing::Not(HasSubstr("argument")));
+}
+
+// Fails the n-th change of the disk for n = 1, 2, ... until a store goes through.
+TEST(Defaults, AFailedWriteLeavesTheOldFileWholeAndTheValueInMemory)
+{
+    int failures = 0;
+    for (int n = 1;; ++n) {
+        Store in;
+        in.defaults.setObjectForKey("old", "key");
+        in.files.calls = 0;
+        in.files.failAt = n;
+        in.defaults.setObjectForKey("new", "key");
+        EXPECT_EQ(in.defaults.stringForKey("key"), "new") << n;
+        EXPECT_TRUE(propertyListWithData(bytesOf(in.folder.read(in.path())))) << n;
+        EXPECT_EQ(in.folder.count(), 2u) << n << ": the list and its lock, no temporary file";
+        if (in.files.calls < n)
+            break;
+        if (in.fresh("key") == Value("new")) // only the folder's own fsync failed
+            continue;
+        ++failures;
+        EXPECT_EQ(in.fresh("key"), Value("old")) << n;
+        EXPECT_THAT(in.log, ElementsAre(HasSubstr("can't be written: No space left"))) << n;
+        in.defaults.setObjectForKey(1, "other");
+        EXPECT_EQ(in.fresh("key"), Value("new")) << n << ": goes out with the next write that succeeds";
+        EXPECT_EQ(in.log.size(), 1u);
+    }
+    EXPECT_GE(failures, 5) << "lock, temporary file, write, fsync and rename";
+}
+
+TEST(Defaults, AFullDiskIsSaidOnceAndASynchronizeBringsEverythingOut)
+{
+    Store in;
+    in.folder.write("org.example.saver.plist.new/in the way", "");
+    for (int k = 0; k < 5; ++k)
+        in.defaults.setObjectForKey(k, "key" + std::to_string(k));
+    EXPECT_EQ(in.log.size(), 1u);
+    EXPECT_FALSE(in.defaults.synchronize());
+    EXPECT_EQ(in.defaults.objectForKey("key4"), Value(4));
+    std::filesystem::remove_all(in.folder / "org.example.saver.plist.new");
+    EXPECT_TRUE(in.defaults.synchronize());
+    EXPECT_EQ(in.fresh("key0"), Value(0));
+}
+
+TEST(Defaults, AFileThatCanNotBeParsedIsSetAsideAndNeverOverwritten)
+{
+    Store in;
+    for (const char* contents : {"<plist><dict>half a file", "<plist><array/></plist>"}) {
+        in.folder.write("org.example.saver.plist", contents);
+        EXPECT_EQ(in.defaults.objectForKey("key"), std::nullopt);
+        EXPECT_EQ(in.folder.read(in.path()), contents) << "reading changes nothing";
+        in.defaults.setObjectForKey(1, "key");
+        EXPECT_EQ(in.fresh("key"), Value(1));
+    }
+    EXPECT_EQ(in.folder.read(in.path() + ".damaged"), "<plist><dict>half a file");
+    EXPECT_EQ(in.folder.read(in.path() + ".damaged-2"), "<plist><array/></plist>");
+}
+
+TEST(Defaults, AStoreWithoutAFolderKeepsToItself)
+{
+    FileSystem files;
+    DefaultsStore store("", files, {});
+    NSUserDefaults defaults(store, "d");
+    defaults.setObjectForKey(1, "key");
+    EXPECT_EQ(defaults.objectForKey("key"), Value(1));
+    EXPECT_TRUE(defaults.synchronize());
+}
+
+TEST(Defaults, ADomainsNameStaysWithinTheFolder)
+{
+    FileSystem files;
+    const DefaultsStore store("/f", files, {});
+    EXPECT_EQ(store.pathForDomain("../../etc/passwd"), "/f/_._.._etc_passwd.plist");
+    EXPECT_EQ(store.pathForDomain("org.x.Saver-1"), "/f/org.x.Saver-1.plist");
+}
+
+TEST(Defaults, TenProcessesWriteAThousandTimesEachAndLoseNothing)
+{
+    TemporaryFolder folder;
+    std::vector<pid_t> children;
+    for (int child = 0; child < 10; ++child) {
+        const pid_t pid = fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            QuickFiles files;
+            DefaultsStore store(folder.path(), files, {});
+            for (int k = 0; k < 1000; ++k)
+                store.setValueForKey("shared", std::to_string(child) + ":" + std::to_string(k % 20), k);
+            _exit(store.synchronize("shared") ? 0 : 1);
+        }
+        children.push_back(pid);
+    }
+    for (const pid_t pid : children) {
+        int status = 0;
+        waitpid(pid, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    FileSystem files;
+    DefaultsStore store(folder.path(), files, {});
+    const Dictionary all = store.dictionaryForDomain("shared");
+    EXPECT_EQ(all.size(), 200u);
+    for (const auto& [key, value] : all)
+        EXPECT_GE(value.number().value_or(0), 980) << key;
+}
+
+} // namespace
+} // namespace vitrel

@@ -1,0 +1,251 @@
+#include "music/NqiTunesManager.h"
+
+#include "platform/appkit/NSImage.h"
+#include "support/FakePlayer.h"
+#include "support/TestSurroundings.h"
+
+#include <gmock/gmock.h>
+
+namespace vitrel
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class Listener final : public NqiTunesObserver
+{
+public:
+    void trackChanged(const Value& info) override
+    {
+        const Dictionary& members = *info.dictionary();
+        const auto track = members.find("TrackData");
+        log.push_back("changed "
+            + (track == members.end() ? "without a track"
+                                      : std::static_pointer_cast<SBTrack>(track->second.object())->name));
+        EXPECT_EQ(members.size(), track == members.end() ? 1u : 2u);
+        EXPECT_TRUE(members.at("Date").as<Date>());
+    }
+    void playerDidPause() override { log.push_back("paused"); }
+    void playerDidStop() override { log.push_back("stopped"); }
+    void clearSongIDWithArtworkCount(const Value& count) override { log.push_back("clear " + description(count)); }
+    void itunesDidClose() override { log.push_back("closed"); }
+
+    std::vector<std::string> log;
+};
+
+// Hears nothing: events must pass it by.
+class Deaf final : public NqiTunesObserver
+{
+};
+
+struct Room : TestSurroundings {
+    FakePlayers players;
+    std::shared_ptr<Listener> listener = std::make_shared<Listener>();
+    NqiTunesManager* manager = nullptr;
+
+    explicit Room(OperatingSystemVersion version = {})
+    {
+        surroundings.players = &players;
+        surroundings.systemVersion = version;
+        manager = &NqiTunesManager::shared(surroundings);
+        manager->addObserver(std::make_shared<Deaf>());
+        manager->addObserver(listener);
+    }
+    void play(const std::string& name)
+    {
+        players.player->running = true;
+        players.player->state = kPlayerStatePlaying;
+        players.player->track = trackNamed(name);
+    }
+    void post(const std::string& state, const std::string& object = "com.apple.iTunes.player",
+        const std::string& name = "com.apple.iTunes.playerInfo")
+    {
+        center.postNotificationNameObjectUserInfo(name, object, {{"Player State", state}, {"Artwork Count", 1}});
+        loop.turn();
+    }
+    std::vector<std::string> heard() { return std::exchange(listener->log, {}); }
+};
+
+TEST(NqiTunesManager, TellsEveryNotificationOfAPlayerThatPlays)
+{
+    Room in;
+    in.play("A");
+    in.post("Playing");
+    in.post("Playing");
+    EXPECT_THAT(in.heard(), ElementsAre("clear 1", "changed A", "clear 1", "changed A"));
+    in.post("Playing", "com.apple.Music.player");
+    in.post("Playing", "com.apple.iTunes.player", "com.apple.Music.playerInfo");
+    EXPECT_THAT(in.heard(), IsEmpty()) << "another sender, another name";
+}
+
+TEST(NqiTunesManager, ActsByThePlayersState)
+{
+    const struct {
+        std::uint32_t state;
+        std::vector<std::string> heard;
+        std::vector<std::string> pending;
+        const char* why;
+    } cases[] = {
+        {0x6B505350, {"changed A"}, {}, "playing"},
+        {0x6B505370, {"paused"}, {"checkIfiTunesDidClose"}, "paused"},
+        {0x6B505353, {"stopped"}, {}, "stopped"},
+        {0x6B505346, {}, {}, "fast forward"},
+        {0x6B505352, {}, {}, "rewind"},
+        {42, {}, {"updateiTunesInfo"}, "unknown: asked again"},
+    };
+    for (const auto& [state, heard, pending, why] : cases) {
+        Room in;
+        in.play("A");
+        in.players.player->state = state;
+        in.manager->updateiTunesInfo();
+        EXPECT_EQ(in.heard(), heard) << why;
+        EXPECT_EQ(in.loop.pending(*in.manager), pending) << why;
+    }
+}
+
+TEST(NqiTunesManager, PollsAPausedPlayerTwiceAndChecksWhetherItCloses)
+{
+    Room in;
+    in.play("A");
+    in.players.player->state = kPlayerStatePaused;
+    in.post("Paused");
+    EXPECT_THAT(in.heard(), ElementsAre("clear 1", "paused"));
+    in.fastForwardBy(0.2s);
+    in.players.player->running = false;
+    in.fastForwardBy(0.2s);
+    EXPECT_THAT(in.heard(), ElementsAre("closed")) << "the check after 0.3 s";
+    in.fastForwardBy(1s);
+    EXPECT_THAT(in.heard(), ElementsAre("closed")) << "the poll after 1 s";
+    in.post("Stopped");
+    in.fastForwardBy(2s);
+    EXPECT_THAT(in.heard(), ElementsAre("closed")) << "no extra poll for a stop";
+}
+
+TEST(NqiTunesManager, RetriesAnUnknownStateUntilItIsKnown)
+{
+    Room in;
+    in.play("A");
+    in.players.player->state = 0;
+    in.manager->updateiTunesInfo();
+    in.fastForwardBy(10s);
+    EXPECT_THAT(in.heard(), IsEmpty());
+    in.players.player->state = kPlayerStatePlaying;
+    in.fastForwardBy(0.4s);
+    EXPECT_THAT(in.heard(), ElementsAre("changed A"));
+    EXPECT_THAT(in.loop.pending(*in.manager), IsEmpty());
+}
+
+TEST(NqiTunesManager, SendsAChangeWithoutATrackThatIsGone)
+{
+    Room in;
+    in.play("A");
+    in.players.player->track = nullptr;
+    in.manager->updateiTunesInfo();
+    EXPECT_THAT(in.heard(), ElementsAre("changed without a track"));
+}
+
+TEST(NqiTunesManager, TellsObserversInOrderAndTwiceIfAddedTwice)
+{
+    Room in;
+    in.manager->addObserver(in.listener);
+    in.manager->itunesDidClose();
+    EXPECT_THAT(in.heard(), ElementsAre("closed", "closed"));
+    in.manager->removeObserver(*in.listener);
+    in.manager->itunesDidClose();
+    EXPECT_THAT(in.heard(), IsEmpty());
+}
+
+TEST(NqiTunesManager, AFailedEventOfALostConnectionIsAClosedPlayer)
+{
+    Room in;
+    const auto delegate = in.players.player->delegate();
+    ASSERT_TRUE(delegate);
+    delegate->eventDidFailWithError("get", {"NSOSStatusErrorDomain", -600, ""});
+    in.loop.turn();
+    EXPECT_THAT(in.heard(), IsEmpty());
+    delegate->eventDidFailWithError("get", {"NSOSStatusErrorDomain", -609, ""});
+    EXPECT_THAT(in.heard(), IsEmpty()) << "not at once";
+    in.loop.turn();
+    EXPECT_THAT(in.heard(), ElementsAre("closed"));
+}
+
+TEST(NqiTunesManager, ChoosesThePlayerByTheSystemsVersion)
+{
+    const struct {
+        OperatingSystemVersion version;
+        const char* identifier;
+    } cases[] = {{{10, 13, 6}, "com.apple.iTunes"}, {{10, 14, 9}, "com.apple.iTunes"}, {{10, 15, 0}, "com.apple.Music"},
+        {{12, 0, 0}, "com.apple.Music"}};
+    for (const auto& [version, identifier] : cases) {
+        Room in(version);
+        EXPECT_EQ(in.players.identifier, identifier) << version.minorVersion;
+        in.surroundings.runningApplications = [] { return std::vector<std::string>{"x", "com.apple.Music"}; };
+        EXPECT_EQ(in.manager->isARunningApplication(), in.manager->isAppAvailableMusic());
+    }
+}
+
+class DescribedArtwork final : public SBArtwork
+{
+public:
+    explicit DescribedArtwork(Result<Value, NSError> answer)
+        : SBArtwork(std::make_shared<const Bytes>(pngOf(1, 1)))
+        , answer_(std::move(answer))
+    {
+    }
+    Result<Value, NSError> data() const override { return answer_; }
+
+private:
+    Result<Value, NSError> answer_;
+};
+
+TEST(NqiTunesManager, ReadsArtworkAsEachPlayerGivesIt)
+{
+    Room old, newer({10, 15, 0});
+    const auto width = [](const std::shared_ptr<const NSImage>& image) { return image ? image->size().width : 0; };
+    const DescribedArtwork described(Value(std::shared_ptr<NSObject>(
+        std::make_shared<NSAppleEventDescriptor>(std::make_shared<const Bytes>(pngOf(2, 2))))));
+    EXPECT_EQ(width(old.manager->trackToImage(described)), 1) << "rawData";
+    EXPECT_EQ(width(newer.manager->trackToImage(described)), 2) << "a descriptor";
+    const DescribedArtwork image(Value(NSImage::imageWithData(pngOf(3, 3))));
+    EXPECT_EQ(width(newer.manager->trackToImage(image)), 3) << "an image as it came";
+    const DescribedArtwork nothing{Value()};
+    EXPECT_EQ(newer.manager->trackToImage(nothing), nullptr);
+    EXPECT_THAT(newer.log, IsEmpty());
+    const DescribedArtwork failing{NSError{"d", 5, "refused"}};
+    EXPECT_EQ(newer.manager->trackToImage(failing), nullptr);
+    EXPECT_THAT(newer.log, ElementsAre(HasSubstr("Exception : Error Domain=d Code=5")));
+}
+
+TEST(NqiTunesManager, WorksOnWithoutALibraryAndWithoutAPlayer)
+{
+    TestSurroundings in;
+    FakePlayers players;
+    players.libraryFails = true;
+    in.surroundings.players = &players;
+    EXPECT_EQ(NqiTunesManager::shared(in.surroundings).lib(), nullptr);
+    EXPECT_THAT(in.log, ElementsAre(HasSubstr("Error loading ITLibrary")));
+
+    TestSurroundings bare;
+    auto& manager = NqiTunesManager::shared(bare.surroundings);
+    EXPECT_FALSE(manager.isRunning());
+    EXPECT_EQ(manager.currentTrack(), nullptr);
+    manager.updateiTunesInfo();
+    manager.cleanup();
+}
+
+TEST(NqiTunesManager, ItsCleanupEndsEverything)
+{
+    Room in;
+    in.play("A");
+    in.manager->cleanup();
+    in.post("Playing");
+    EXPECT_THAT(in.heard(), IsEmpty());
+    EXPECT_FALSE(in.manager->isRunning());
+}
+
+} // namespace
+} // namespace vitrel

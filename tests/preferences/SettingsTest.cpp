@@ -1,0 +1,94 @@
+#include "preferences/Settings.h"
+#include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/PreferencesWC.h"
+#include "support/TestSurroundings.h"
+
+#include <gmock/gmock.h>
+
+namespace vitrel
+{
+namespace
+{
+
+using Key = VitrelItem::Key;
+
+struct Saver : TestSurroundings {
+    Settings& settings() { return Settings::shared(surroundings); }
+    VitrelItem item(const std::string& name) { return VitrelItem(surroundings, name); }
+    std::optional<Value> stored(const std::string& key) { return store.valueForKey(kIdentifier, key); }
+};
+
+TEST(Settings, NameTheActiveCompositionByItsFile)
+{
+    Saver in;
+    EXPECT_FALSE(in.settings().selectedVitrelItem()) << "nothing is stored";
+    const struct {
+        Value path;
+        std::optional<std::string> filename;
+    } cases[] = {{"/Users/a/Aurora.qtz", "Aurora.qtz"}, {"/gone/X.qtz", "X.qtz"}, {"", ""}, {7, std::nullopt}};
+    for (const auto& [path, filename] : cases) {
+        in.store.setValueForKey(Saver::kIdentifier, "Active File Path", path);
+        const auto item = in.settings().selectedVitrelItem();
+        ASSERT_EQ(item.has_value(), filename.has_value()) << description(path);
+        if (item) {
+            EXPECT_EQ(item->filename(), *filename);
+        }
+    }
+}
+
+TEST(Settings, FallBackToAPlainDomainWithoutAnIdentifier)
+{
+    Saver in;
+    in.surroundings.classBundle = nullptr;
+    in.settings().screenSaverDefaults()->setObjectForKey(1, "key");
+    EXPECT_EQ(in.settings().screenSaverDefaults()->objectForKey("key"), Value(1));
+    EXPECT_EQ(in.stored("key"), std::nullopt);
+}
+
+TEST(VitrelItem, StoresUnderTheFilesNameColonBlankAndTheKey)
+{
+    Saver in;
+    auto item = in.item("Aurora.qtz");
+    item.setRssFeedURL("http://example.org/feed");
+    item.setIsRSSVisualizer(true);
+    EXPECT_EQ(in.stored("Aurora.qtz: RSS URL"), Value("http://example.org/feed"));
+    EXPECT_EQ(in.stored("Aurora.qtz: Is RSS Visualizer"), Value(true));
+    EXPECT_EQ(in.item("Aurora.qtz").rssFeedURL(), "http://example.org/feed") << "whatever folder it lies in";
+    EXPECT_EQ(in.item("Other.qtz").rssFeedURL(), std::nullopt);
+}
+
+TEST(VitrelItem, TellsAbsentFromFalse)
+{
+    Saver in;
+    auto item = in.item("a.qtz");
+    const struct {
+        Value stored;
+        std::optional<bool> flag;
+    } cases[] = {{true, true}, {false, false}, {1, true}, {0, false}, {2, std::nullopt}, {"true", std::nullopt},
+        {Value(), std::nullopt}};
+    for (const auto& [value, flag] : cases) {
+        item.setData(value, Key::isRSSVisualizer);
+        EXPECT_EQ(item.boolForKey(Key::isRSSVisualizer), flag) << description(value);
+        EXPECT_EQ(item.isRSSVisualizer(), flag.value_or(false));
+    }
+    EXPECT_EQ(in.stored("a.qtz: Is RSS Visualizer"), std::nullopt) << "nothing removes the key";
+    item.setRssFeedURL(std::nullopt);
+    EXPECT_EQ(item.rssFeedURL(), std::nullopt);
+}
+
+TEST(PreferencesWC, TheGateOpensAtTenFourteen)
+{
+    Saver in;
+    EXPECT_FALSE(PreferencesWC::isCatalinaHTTPAPIFixEnabled(in.surroundings));
+    const struct {
+        OperatingSystemVersion version;
+        bool enabled;
+    } cases[] = {{{10, 13, 99}, false}, {{10, 14, 0}, true}, {{11, 0, 0}, true}, {{10, 9, 0}, false}};
+    for (const auto& [version, enabled] : cases) {
+        in.surroundings.systemVersion = version;
+        EXPECT_EQ(PreferencesWC::isCatalinaHTTPAPIFixEnabled(in.surroundings), enabled) << version.minorVersion;
+    }
+}
+
+} // namespace
+} // namespace vitrel

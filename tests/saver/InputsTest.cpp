@@ -1,0 +1,235 @@
+#include "saver/InputKeys.h"
+#include "saver/InputTrace.h"
+#include "saver/VitrelView.h"
+#include "support/Saver.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <set>
+
+namespace vitrel
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+const OperatingSystemVersion kCompanion{10, 14, 0}, kDirect{10, 13, 6};
+
+struct Playing : Saver {
+    std::shared_ptr<VitrelView> view, other; // always two, which must not meet
+    std::vector<std::string> keys;
+
+    Playing(OperatingSystemVersion version, std::vector<std::string> inputs)
+        : Saver(version)
+        , keys(std::move(inputs))
+    {
+        composition("Muralis RSS Almanac", keys);
+        view = makeView();
+        other = makeView();
+        loop.turn();
+        writes();
+    }
+    std::vector<std::pair<std::string, Value>> writes() { return std::exchange(recording(*view).writes, {}); }
+    Value input(const std::string& key) { return recording(*view).valueForInputKey(key); }
+    void play(const std::shared_ptr<SBTrack>& track, std::uint32_t state = kPlayerStatePlaying)
+    {
+        players.player->running = true;
+        players.player->state = state;
+        players.player->track = track;
+        center.postNotificationNameObjectUserInfo(
+            "com.apple.iTunes.playerInfo", "com.apple.iTunes.player", {{"Player State", "Playing"}});
+        loop.turn();
+        loop.turn();
+    }
+};
+
+TEST(Inputs, WritesOnlyWhatIsDeclaredAndInTheFixedOrder)
+{
+    std::vector<std::string> all(std::begin(kTrackInputKeys), std::end(kTrackInputKeys));
+    EXPECT_EQ(all.size(), 35u);
+    EXPECT_EQ(std::set<std::string>(all.begin(), all.end()).size(), 35u);
+    std::vector<std::string> declared(all.rbegin(), all.rend());
+    declared.push_back("Show_informations");
+    declared.push_back("CPU");
+    declared.push_back("Mine");
+    Playing in(kCompanion, declared);
+    in.view->setTrackDataFromPacket({{"Name", "N"}});
+    in.loop.turn();
+    std::vector<std::string> written;
+    for (const auto& [key, value] : in.writes())
+        written.push_back(key);
+    EXPECT_EQ(written, all);
+    EXPECT_TRUE(in.view->compositionSupportsItunes());
+    EXPECT_EQ(in.input("volumeArt"), Value());
+    EXPECT_EQ(in.input("Show_CD"), Value(true));
+    EXPECT_THAT(Saver::recording(*in.other).valueForInputKey("Name"), Value())
+        << "the other view has a record of its own";
+}
+
+TEST(Inputs, ACompositionWithoutTrackInputsGetsNothing)
+{
+    Playing in(kCompanion, {"Mine", "RequiresSquareImage"});
+    in.view->setTrackDataFromPacket({{"Name", "N"}});
+    in.fastForwardBy(10s);
+    EXPECT_THAT(in.writes(), IsEmpty());
+    EXPECT_FALSE(in.view->compositionSupportsItunes());
+}
+
+TEST(Inputs, SaysNoMusicPlayingOnTheDirectRoadAlone)
+{
+    Playing direct(kDirect, {"Name", "name"});
+    EXPECT_EQ(direct.input("Name"), Value("No music playing"));
+    EXPECT_EQ(direct.input("name"), Value());
+    direct.play(trackNamed("A"));
+    EXPECT_EQ(direct.input("Name"), Value("A"));
+    EXPECT_EQ(Saver::recording(*direct.other).valueForInputKey("Name"), Value("A")) << "both views observe";
+    direct.players.player->running = false;
+    direct.center.postNotificationNameObjectUserInfo(
+        "com.apple.iTunes.playerInfo", "com.apple.iTunes.player", {{"Player State", "Stopped"}});
+    direct.fastForwardBy(0.1s);
+    EXPECT_EQ(direct.input("Name"), Value("No music playing"));
+    EXPECT_EQ(direct.input("name"), Value()) << "cleared";
+
+    Playing companion(kCompanion, {"Name"});
+    EXPECT_EQ(companion.input("Name"), Value());
+    companion.view->setTrackDataFromPacket({});
+    companion.loop.turn();
+    EXPECT_EQ(companion.input("Name"), Value(""));
+}
+
+TEST(Inputs, SquaresArtworkForWhoAsksAndKeepsTheRecord)
+{
+    const struct {
+        const char* why;
+        std::vector<std::string> keys;
+        NSSize picture, published;
+    } cases[] = {
+        {"wide", {"albumArt", "RequiresSquareImage"}, {600, 400}, {400, 400}},
+        {"tall", {"albumArt", "RequiresSquareImage"}, {20, 50}, {20, 20}},
+        {"not asked", {"albumArt"}, {600, 400}, {600, 400}},
+    };
+    for (const auto& [why, keys, picture, published] : cases) {
+        Playing in(kDirect, keys);
+        auto track = trackNamed("A");
+        track->artworks = {
+            std::make_shared<SBArtwork>(std::make_shared<const Bytes>(pngOf(int(picture.width), int(picture.height))))};
+        in.play(track);
+        ASSERT_TRUE(in.input("albumArt").image()) << why;
+        EXPECT_EQ(in.input("albumArt").image()->size(), published) << why;
+        EXPECT_EQ(in.view->dataiTunes()->at("albumArt").image()->size(), picture) << why;
+        EXPECT_EQ(in.input("RequiresSquareImage"), Value()) << "never written";
+    }
+}
+
+TEST(Inputs, AnImageWithoutPixelsGoesOutUnsquared)
+{
+    Playing in(kDirect, {"Artwork", "RequiresSquareImage"});
+    const auto flat = std::make_shared<const NSImage>(
+        NSSize{5, 5}, std::vector<NSBitmapImageRep>{NSBitmapImageRep(std::make_shared<Bitmap>(Bitmap{7, 0, {}}))});
+    const auto bare = std::make_shared<const NSImage>(NSSize{5, 5}, std::vector<NSBitmapImageRep>{});
+    for (const auto& image : {flat, bare}) {
+        (*in.view->dataiTunes())["Artwork"] = Value(image);
+        in.view->updateQCRendererInputData();
+        EXPECT_EQ(in.input("Artwork").image(), image);
+    }
+}
+
+TEST(Inputs, TheGenericWriterDropsWhatIsNotDeclared)
+{
+    Playing in(kDirect, {"Muralis_RSS_Feed"});
+    in.view->setQuartzCompositionValue("text", "Muralis_RSS_Feed");
+    in.view->setQuartzCompositionValue("text", "Other");
+    in.view->setQuartzCompositionValue({}, "Muralis_RSS_Feed");
+    EXPECT_THAT(in.writes(), ElementsAre(Pair("Muralis_RSS_Feed", Value("text")), Pair("Muralis_RSS_Feed", Value())));
+}
+
+// The input must be seen to fall, and rise again with the publication of the next turn.
+TEST(Inputs, RetriggersIsPlayingPastTheRecord)
+{
+    Playing in(kCompanion, {"isPlaying"});
+    const auto packet = [&] {
+        in.view->setTrackDataFromPacket({{"Player State", "Playing"}});
+        in.loop.turn();
+        return in.writes();
+    };
+    const auto fall = Pair("isPlaying", Value(false)), rise = Pair("isPlaying", Value(true));
+    EXPECT_THAT(packet(), ElementsAre(rise)) << "within five seconds of the start";
+    in.fastForwardBy(6s);
+    EXPECT_THAT(packet(), ElementsAre(fall, rise));
+    in.fastForwardBy(4s);
+    EXPECT_THAT(packet(), ElementsAre(rise));
+    in.fastForwardBy(2s);
+    EXPECT_THAT(packet(), ElementsAre(fall, rise));
+}
+
+TEST(Inputs, APausedPlayerLeavesTheTrackOnTheScreen)
+{
+    Playing in(kDirect, {"Name", "isPlaying"});
+    in.play(trackNamed("A"));
+    in.play(trackNamed("B"), kPlayerStatePaused);
+    in.fastForwardBy(2s);
+    EXPECT_EQ(in.input("Name"), Value("A"));
+    EXPECT_EQ(in.input("isPlaying"), Value(true));
+}
+
+TEST(Inputs, AViewThatComesToAPlayerThatRunsShowsItsTrack)
+{
+    Saver in(kDirect);
+    in.composition("Muralis RSS Almanac", {"Name"});
+    in.players.player->running = true;
+    in.players.player->state = kPlayerStatePaused;
+    in.players.player->track = trackNamed("A");
+    const auto view = in.makeView();
+    EXPECT_THAT(in.loop.pending(*view), testing::Contains("updateTrackData"));
+    in.fastForwardBy(0.1s);
+    EXPECT_EQ(Saver::recording(*view).valueForInputKey("Name"), Value("A"));
+}
+
+TEST(Inputs, SystemStatisticsAreRecognisedAndNeverWritten)
+{
+    Playing in(kDirect, {"Limit_Mbits_Out", "CPU"});
+    in.view->updateQCRendererInputDataSystem();
+    in.fastForwardBy(10s);
+    EXPECT_THAT(in.writes(), IsEmpty());
+}
+
+TEST(InputTrace, WritesOneLineForEveryWrite)
+{
+    Playing in(kDirect, {"Name", "Artwork", "Year"});
+    in.clock.time = 10s;
+    std::string lines;
+    InputTrace trace(in.clock, [&](const std::string& line) { lines += line; });
+    in.view->setInputObserver(trace.observerForView(1));
+    auto track = trackNamed("gr\xC3\xBC \xFF\"");
+    track->year = 1999;
+    track->artworks = {std::make_shared<SBArtwork>(std::make_shared<const Bytes>(pngOf(3, 2)))};
+    in.clock.time = 10.5s;
+    in.play(track);
+    in.view->setQuartzCompositionValue({}, "Artwork");
+    in.view->setQuartzCompositionValue("dropped", "Other");
+    EXPECT_EQ(lines,
+        "{\"t\":0.5,\"view\":1,\"key\":\"Name\",\"value\":\"gr\xC3\xBC \xEF\xBF\xBD\\\"\"}\n"
+        "{\"t\":0.5,\"view\":1,\"key\":\"Artwork\",\"value\":{\"image\":[3,2]}}\n"
+        "{\"t\":0.5,\"view\":1,\"key\":\"Year\",\"value\":1999}\n"
+        "{\"t\":0.5,\"view\":1,\"key\":\"Artwork\",\"value\":null}\n");
+}
+
+TEST(InputTrace, HasAFormForEveryKindOfValue)
+{
+    const struct {
+        Value value;
+        const char* text;
+    } cases[] = {{true, "true"}, {2.5, "2.5"}, {std::nan(""), "null"}, {NSColor{1, 0.5, 0, 1}, "[1.0,0.5,0.0,1.0]"},
+        {Value(Array{1, "a", Value()}), "[1,\"a\",null]"}, {Value(Dictionary{{"k", Value(Array{})}}), "{\"k\":[]}"},
+        {Date{5}, "5.0"}};
+    for (const auto& [value, text] : cases)
+        EXPECT_EQ(InputTrace::jsonText(value), text);
+}
+
+} // namespace
+} // namespace vitrel

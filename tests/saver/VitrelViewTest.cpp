@@ -1,0 +1,314 @@
+#include "saver/VitrelView.h"
+
+#include "support/Saver.h"
+
+#include <gmock/gmock.h>
+
+namespace vitrel
+{
+namespace
+{
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const OperatingSystemVersion kCompanion{10, 14, 0}, kDirect{10, 13, 6};
+
+TEST(VitrelView, IsBuiltInOrderAndLoadsInTheNextTurn)
+{
+    Saver in(kDirect);
+    in.composition("Muralis RSS Almanac", {});
+    const auto view = in.makeView();
+    ASSERT_TRUE(view);
+    EXPECT_EQ(view->animationTimeInterval(), 0.016666666666666666);
+    EXPECT_TRUE(view->wantsLayer());
+    EXPECT_THAT(in.said(), ElementsAre("1 frame 0,0 0x0", "1 rate 60", "1 autostart", "1 all events"));
+    EXPECT_THAT(in.loop.pending(*view), ElementsAre("loadFile", "startAnimation", "startAnimation", "startAnimation"));
+    EXPECT_EQ(view->subviews().size(), 1u);
+    in.show(view);
+    in.loop.turn();
+    EXPECT_THAT(in.said(), ElementsAre("1 rate 60", "1 load Muralis RSS Almanac.qtz", "1 play", "1 frame 0,0 640x480"));
+    EXPECT_FALSE(view->isFileLoaded());
+    EXPECT_EQ(view->loadedURL(), view->urlDefaultComposition());
+}
+
+TEST(VitrelView, StartsTheAnimationThreeTimesAndAStopStopsNothingElse)
+{
+    Saver in(kCompanion);
+    const auto view = in.makeView();
+    EXPECT_FALSE(view->isAnimating());
+    for (const Seconds step : {1s, 2s, 2s}) {
+        in.fastForwardBy(step);
+        EXPECT_TRUE(view->isAnimating());
+        view->stopAnimation();
+    }
+    in.fastForwardBy(10s);
+    EXPECT_FALSE(view->isAnimating());
+    EXPECT_THAT(in.loop.pending(*view), ElementsAre("loop"));
+}
+
+// A loop on the direct road would ask the companion; a manager on the other would wake the player.
+TEST(VitrelView, TakesOneRoadAndNotTheOther)
+{
+    Saver companion(kCompanion), direct(kDirect);
+    const auto polled = companion.makeView(), observed = direct.makeView();
+    EXPECT_EQ(polled->nqiTunesManager(), nullptr);
+    EXPECT_EQ(companion.players.identifier, "") << "the player is left alone";
+    EXPECT_TRUE(observed->nqiTunesManager());
+    EXPECT_THAT(direct.loop.pending(*observed), testing::Not(testing::Contains("loop")));
+    companion.loop.turn();
+    int ticks = 0;
+    for (int k = 0; k < 100; ++k) {
+        companion.fastForwardBy(0.1s);
+        ticks += testing::Matches(testing::Contains("loop"))(companion.loop.pending(*polled)) ? 1 : 0;
+    }
+    EXPECT_EQ(ticks, 100) << "it asks for itself anew";
+}
+
+TEST(VitrelView, HasNoViewForAFrameThatNoViewCanHave)
+{
+    Saver in(kDirect);
+    EXPECT_EQ(VitrelView::initWithFrameIsPreview(in.surroundings, makeRect(0, 0, -1, 5), false), nullptr);
+    EXPECT_EQ(VitrelView::initWithFrameIsPreview(in.surroundings, makeRect(0, 0, std::nan(""), 5), false), nullptr);
+    EXPECT_EQ(in.loop.nextDue(), std::nullopt);
+}
+
+TEST(VitrelView, APreviewIsAViewLikeAnyOther)
+{
+    Saver full(kCompanion), small(kCompanion);
+    const auto view = full.makeView(false), preview = small.makeView(true);
+    full.fastForwardBy(6s);
+    small.fastForwardBy(6s);
+    EXPECT_TRUE(preview->isPreview());
+    EXPECT_EQ(full.said(), small.said());
+    EXPECT_EQ(full.loop.pending(*view), small.loop.pending(*preview));
+}
+
+TEST(VitrelView, StopsInOrderAndOnlyThenLetsGo)
+{
+    Saver in(kCompanion);
+    in.composition("Muralis RSS Almanac", {"Name"});
+    auto view = in.makeView(), other = in.makeView();
+    const auto window = in.show(view);
+    in.fastForwardBy(6s);
+    const auto timer = in.loop.scheduledTimer(300s, true, [] {});
+    view->setRssFeedReloader(timer);
+    view->reloadFile();
+    in.said();
+
+    view->cleanup();
+    EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "no tick, no reload";
+    EXPECT_FALSE(timer->isValid());
+    EXPECT_EQ(view->dataiTunes(), nullptr);
+    EXPECT_EQ(view->dataSystem(), nullptr);
+    view->setTrackDataFromPacket({{"Name", "late"}});
+    EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "an answer that comes late";
+    in.fastForwardBy(0.49s);
+    EXPECT_EQ(window->alphaValue(), 1);
+    EXPECT_THAT(in.said(), IsEmpty());
+    in.fastForwardBy(0.02s);
+    EXPECT_EQ(window->alphaValue(), 0);
+    EXPECT_FALSE(window->isClosed());
+    EXPECT_THAT(in.said(), ElementsAre("1 pause", "1 no autostart"));
+    in.fastForwardBy(0.03s);
+    EXPECT_TRUE(window->isClosed());
+    EXPECT_THAT(in.said(), ElementsAre("1 stop", "1 remove"));
+    EXPECT_EQ(view->viewQuartzComposition(), nullptr);
+
+    EXPECT_THAT(in.loop.pending(*other), ElementsAre("loop")) << "the other view goes on";
+    view->removeFromSuperview();
+    const std::weak_ptr<VitrelView> weak = view;
+    view.reset();
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST(VitrelView, LeavesThePlayersManagerWhenItStops)
+{
+    Saver in(kDirect);
+    auto view = in.makeView(), other = in.makeView();
+    view->cleanup();
+    ASSERT_EQ(other->nqiTunesManager()->observers().size(), 1u);
+    in.fastForwardBy(1s);
+    const std::weak_ptr<VitrelView> weak = view;
+    view.reset();
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST(VitrelView, TheSheetIsMadeAnewAndItsCloseReloads)
+{
+    Saver in(kDirect);
+    in.composition("Muralis RSS Almanac", {});
+    const auto view = in.makeView();
+    EXPECT_TRUE(view->hasConfigureSheet());
+    const auto first = view->configureSheet(), second = view->configureSheet();
+    EXPECT_NE(first, second);
+    EXPECT_EQ(view->preferencesWC()->window(), second);
+    EXPECT_EQ(second->delegate(), view);
+    in.fastForwardBy(1s);
+    in.said();
+    view->windowWillClose({});
+    EXPECT_EQ(second->delegate(), nullptr);
+    EXPECT_EQ(view->preferencesWC(), nullptr);
+    in.fastForwardBy(1s);
+    EXPECT_THAT(in.said(), testing::Contains("2 load Muralis RSS Almanac.qtz"));
+}
+
+TEST(Loading, ChoosesThePathByTheListAndFallsBackToTheResources)
+{
+    const struct {
+        const char* why;
+        Value list, active;
+        std::vector<const char*> resources;
+        std::optional<std::string> expected;
+    } cases[] = {
+        {"the stored path", Value(Array{"/x.qtz"}), "/a.qtz", {"Muralis RSS Almanac"}, "/a.qtz"},
+        {"it needn't be in the list, but the list must have entries", Value(Array{}), "/a.qtz", {"Muralis RSS Almanac"},
+            "Muralis RSS Almanac.qtz"},
+        {"no list", Value(), "/a.qtz", {"Muralis RSS Almanac"}, "Muralis RSS Almanac.qtz"},
+        {"a list that is none", "text", "/a.qtz", {"Muralis RSS Almanac"}, "Muralis RSS Almanac.qtz"},
+        {"an empty path", Value(Array{"/x.qtz"}), "", {"Muralis Cover Still"}, "Muralis Cover Still.qtz"},
+        {"a path that is no text", Value(Array{"/x.qtz"}), 5, {"Muralis Cover Still"}, "Muralis Cover Still.qtz"},
+        {"the first before the second", Value(), Value(), {"Muralis Cover Still", "Muralis RSS Almanac"},
+            "Muralis RSS Almanac.qtz"},
+        {"nothing at all", Value(), Value(), {}, std::nullopt},
+    };
+    for (const auto& [why, list, active, resources, expected] : cases) {
+        Saver in(kDirect);
+        in.store.setValueForKey(Saver::kIdentifier, "Files Paths", list);
+        in.store.setValueForKey(Saver::kIdentifier, "Active File Path", active);
+        for (const char* name : resources)
+            in.composition(name, {});
+        const auto view = in.makeView();
+        auto path = view->filePathActive();
+        if (path && path->starts_with(in.bundleFolder.path()))
+            path = path->substr(in.bundleFolder.path().size() + 1);
+        EXPECT_EQ(path, expected) << why;
+    }
+}
+
+TEST(Loading, PicksAtRandomOnlyFromTwoUpAndStoresThePick)
+{
+    const struct {
+        bool random;
+        Array list;
+        std::uint32_t number;
+        Value active;
+    } cases[] = {{true, {"/a", "/b", "/c"}, 4, "/b"}, {true, {"/a", "/b", "/c"}, 4294967295u, "/a"},
+        {true, {"/a"}, 0, "/old"}, {true, {}, 0, "/old"}, {false, {"/a", "/b"}, 1, "/old"}};
+    for (const auto& [random, list, number, active] : cases) {
+        Saver in(kDirect);
+        in.store.setValueForKey(Saver::kIdentifier, "Use Random Screen Saver", random);
+        in.store.setValueForKey(Saver::kIdentifier, "Files Paths", Value(list));
+        in.store.setValueForKey(Saver::kIdentifier, "Active File Path", "/old");
+        in.surroundings.arc4random = [number = number] { return number; };
+        const auto view = in.makeView();
+        EXPECT_EQ(in.store.valueForKey(Saver::kIdentifier, "Active File Path"), active) << number;
+        in.store.setValueForKey(Saver::kIdentifier, "Active File Path", "/now");
+        view->reloadFile();
+        in.fastForwardBy(1s);
+        EXPECT_EQ(in.store.valueForKey(Saver::kIdentifier, "Active File Path"), Value("/now")) << "never on a reload";
+    }
+}
+
+TEST(Loading, GoesByTheBookmarkAndThenToTheDefault)
+{
+    for (const OperatingSystemVersion version : {kDirect, kCompanion}) {
+        Saver in(version);
+        const std::string usual = in.composition("Muralis RSS Almanac", {"Name"});
+        TemporaryFolder folder;
+        const std::string path = folder.write("One.qtz", "1"), renamed = folder / "Two.qtz";
+        in.activate(path);
+        in.store.setValueForKey("host", path, *NSURL::fileURLWithPath(path).bookmarkData());
+        std::filesystem::rename(path, renamed);
+        in.composer.files[renamed] = {"Limit_Mbits_Out"};
+        const auto view = in.makeView();
+        in.said();
+        in.loop.turn();
+        if (version == kDirect) {
+            EXPECT_THAT(in.said(),
+                ElementsAre("1 rate 60", "1 load One.qtz fails", "1 rate 60", "1 load Two.qtz", "1 start",
+                    "1 frame 0,0 640x480"));
+        } else {
+            EXPECT_THAT(in.said(),
+                ElementsAre("1 rate 60", "1 load One.qtz fails", "1 unload", "1 remove", "2 frame 0,0 0x0",
+                    "2 frame 0,0 640x480", "2 rate 60", "2 autostart", "2 all events", "2 rate 60", "2 load Two.qtz",
+                    "2 start", "2 frame 0,0 640x480"));
+        }
+        EXPECT_TRUE(view->isFileLoaded());
+        EXPECT_EQ(view->loadedURL()->path(), renamed);
+        EXPECT_EQ(view->subviews().size(), 1u);
+        EXPECT_THAT(in.log, IsEmpty());
+        view->loadFile();
+        EXPECT_THAT(in.said(), IsEmpty()) << "it is loaded";
+
+        std::filesystem::remove(renamed);
+        view->reloadFile();
+        in.fastForwardBy(0.3s);
+        EXPECT_EQ(view->loadedURL()->path(), usual);
+        EXPECT_THAT(in.log, ElementsAre(HasSubstr("Qnq Sandbox failure Error Domain=")));
+    }
+}
+
+TEST(Loading, ShowsNothingWithoutAnyComposition)
+{
+    Saver in(kDirect);
+    const auto view = in.makeView();
+    in.loop.turn();
+    EXPECT_FALSE(view->isFileLoaded());
+    EXPECT_EQ(view->loadedURL(), std::nullopt);
+    EXPECT_THAT(in.log, IsEmpty());
+}
+
+TEST(Loading, ReloadsInThreeStepsWithoutAViewInBetween)
+{
+    Saver in(kDirect);
+    in.composition("Muralis RSS Almanac", {"Name"});
+    const auto view = in.makeView();
+    in.show(view);
+    in.fastForwardBy(6s);
+    in.said();
+    view->fileDidChange();
+    EXPECT_THAT(in.said(), ElementsAre("1 pause", "1 no autostart"));
+    in.fastForwardBy(0.029s);
+    EXPECT_THAT(in.said(), IsEmpty());
+    in.fastForwardBy(0.002s);
+    EXPECT_THAT(in.said(), ElementsAre("1 stop", "1 remove"));
+    EXPECT_EQ(view->viewQuartzComposition(), nullptr);
+    view->setQuartzCompositionValue("x", "Name");
+    in.fastForwardBy(0.1s);
+    EXPECT_THAT(in.said(), ElementsAre("2 frame 0,0 640x480", "2 rate 60", "2 autostart", "2 all events"));
+    EXPECT_THAT(view->subviews(), IsEmpty()) << "loadFile adds it";
+    in.fastForwardBy(0.1s);
+    EXPECT_THAT(in.said(), ElementsAre("2 rate 60", "2 load Muralis RSS Almanac.qtz", "2 play", "2 frame 0,0 640x480"));
+    EXPECT_EQ(view->subviews().size(), 1u);
+}
+
+// Two chains side by side leave a view of the first behind in the window.
+TEST(Loading, ASecondReloadRestartsTheChainWhereverTheFirstStands)
+{
+    for (const double after : {0.0, 0.02, 0.05, 0.12, 0.15, 0.22}) {
+        Saver in(kDirect);
+        in.composition("Muralis RSS Almanac", {"Name"});
+        const auto view = in.makeView();
+        in.fastForwardBy(6s);
+        in.said();
+        view->reloadFile();
+        in.fastForwardBy(Seconds(after));
+        view->reloadFile();
+        in.fastForwardBy(0.22s);
+        EXPECT_EQ(testing::Value(in.composer.log, testing::Contains(HasSubstr("load"))), false) << after;
+        in.fastForwardBy(0.1s);
+        const auto said = in.said();
+        EXPECT_EQ(std::count_if(said.begin(), said.end(),
+                      [](const std::string& line) { return line.find("load") != std::string::npos; }),
+            1)
+            << after;
+        EXPECT_EQ(view->subviews().size(), 1u) << after;
+        EXPECT_EQ(view->subviews().front(), view->viewQuartzComposition()) << after;
+    }
+}
+
+} // namespace
+} // namespace vitrel
