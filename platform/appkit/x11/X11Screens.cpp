@@ -1,0 +1,131 @@
+#include "platform/appkit/x11/X11Screens.h"
+
+#include "platform/appkit/x11/X11Private.h"
+
+#include <X11/Xatom.h>
+#include <X11/extensions/Xrandr.h>
+
+#include <algorithm>
+
+namespace vitrel {
+
+namespace {
+
+// Blocks beyond these say nothing about who the monitor is.
+constexpr long kMostEdid = 256;
+
+Bytes edidOf(Display* display, RROutput output)
+{
+    const Atom property = XInternAtom(display, "EDID", True);
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0, left = 0;
+    unsigned char* data = nullptr;
+    Bytes bytes;
+    if (property
+        && XRRGetOutputProperty(display, output, property, 0, kMostEdid / 4, False, False, AnyPropertyType, &type, &format,
+               &count, &left, &data)
+            == Success
+        && format == 8 && data)
+        bytes.assign(data, data + count);
+    if (data)
+        XFree(data);
+    return bytes;
+}
+
+std::string outputName(Display* display, XRRScreenResources* resources, RROutput output)
+{
+    std::string name;
+    if (auto* info = resources ? XRRGetOutputInfo(display, resources, output) : nullptr) {
+        name.assign(info->name, std::size_t(info->nameLen));
+        XRRFreeOutputInfo(info);
+    }
+    return name;
+}
+
+// FNV-1a, never 0: a display's number is 0 for none.
+std::int64_t numberOf(ByteView edid, const std::string& name)
+{
+    std::uint32_t hash = 2166136261u;
+    for (const ByteView bytes : {edid, bytesOf(name)})
+        for (const auto byte : bytes)
+            hash = (hash ^ byte) * 16777619u;
+    return hash ? hash : 1;
+}
+
+void describe(X11Monitor& monitor, ByteView edid, const std::string& connector)
+{
+    monitor.identity = parseEdid(edid);
+    monitor.screen.localizedName
+        = monitor.identity && !monitor.identity->name.empty() ? monitor.identity->name : monitor.name;
+    monitor.screen.deviceDescription["NSScreenNumber"]
+        = numberOf(monitor.identity ? edid.first(128) : ByteView{}, connector.empty() ? monitor.name : connector);
+}
+
+} // namespace
+
+std::vector<X11Monitor> x11Monitors(X11Connection& connection)
+{
+    if (!connection.isAlive())
+        return {};
+    Display* display = displayOf(connection);
+    std::vector<X11Monitor> monitors;
+    int count = 0;
+    // The other call for resources asks the hardware, which takes up to a second.
+    auto* resources
+        = connection.extensions().randr >= 0 ? XRRGetScreenResourcesCurrent(display, connection.rootWindow()) : nullptr;
+    auto* infos = resources ? XRRGetMonitors(display, connection.rootWindow(), True, &count) : nullptr;
+    for (int k = 0; k < count; ++k) {
+        const auto& info = infos[k];
+        if (info.width <= 0 || info.height <= 0)
+            continue;
+        X11Monitor monitor{{}, info.x, info.y, info.width, info.height, {}, {}};
+        if (char* name = XGetAtomName(display, info.name)) {
+            monitor.name = name;
+            XFree(name);
+        }
+        const RROutput output = info.noutput > 0 ? info.outputs[0] : 0;
+        describe(monitor, output ? edidOf(display, output) : Bytes{}, output ? outputName(display, resources, output) : "");
+        monitors.insert(info.primary ? monitors.begin() : monitors.end(), std::move(monitor));
+    }
+    if (infos)
+        XRRFreeMonitors(infos);
+    if (resources)
+        XRRFreeScreenResources(resources);
+    if (monitors.empty()) {
+        XWindowAttributes root;
+        if (!connection.isAlive() || !XGetWindowAttributes(display, connection.rootWindow(), &root))
+            return {};
+        monitors.push_back({{}, 0, 0, root.width, root.height, "screen", {}});
+        describe(monitors.back(), {}, "");
+    }
+    const auto& first = monitors.front();
+    const int left = first.x, bottom = first.y + first.height;
+    for (auto& monitor : monitors)
+        monitor.screen.frame
+            = makeRect(monitor.x - left, bottom - monitor.y - monitor.height, monitor.width, monitor.height);
+    connection.flush();
+    return connection.isAlive() ? monitors : std::vector<X11Monitor>{};
+}
+
+const X11Monitor* x11MonitorOfWindow(
+    X11Connection& connection, const std::vector<X11Monitor>& monitors, unsigned long window)
+{
+    if (!connection.isAlive() || monitors.empty())
+        return nullptr;
+    Display* display = displayOf(connection);
+    XWindowAttributes attributes;
+    int x = 0, y = 0;
+    Window child = 0;
+    if (!XGetWindowAttributes(display, window, &attributes)
+        || !XTranslateCoordinates(display, window, connection.rootWindow(), attributes.width / 2, attributes.height / 2,
+            &x, &y, &child))
+        return nullptr;
+    connection.flush();
+    const auto place = std::find_if(monitors.begin(), monitors.end(), [&](const X11Monitor& monitor) {
+        return x >= monitor.x && x < monitor.x + monitor.width && y >= monitor.y && y < monitor.y + monitor.height;
+    });
+    return place == monitors.end() ? &monitors.front() : &*place;
+}
+
+} // namespace vitrel

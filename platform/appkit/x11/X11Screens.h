@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/appkit/NSScreen.h"
+#include "platform/appkit/x11/Edid.h"
+#include "platform/appkit/x11/X11Connection.h"
+
+#include <optional>
+#include <vector>
+
+namespace vitrel {
+
+// A monitor of an X server. `screen` is as the rest of the system sees it: points are pixels, the origin is the lower
+// left corner of the first screen, "NSScreenNumber" is made from what the monitor says of itself and its connector's
+// name. The other numbers are the server's, from the upper left corner of the root window.
+struct X11Monitor {
+    NSScreen screen;
+    int x = 0, y = 0, width = 0, height = 0;
+    std::string name; // of the server's monitor, "DP-1"
+    std::optional<DisplayIdentity> identity;
+};
+
+// The monitors as they are now, virtual ones too, the primary one first. Never empty: without RandR it is the root
+// window as a whole. Empty only if the server has gone.
+std::vector<X11Monitor> x11Monitors(X11Connection& connection);
+
+// The one of `monitors` that has the centre of `window`, else the first; null if there are none or no such window.
+const X11Monitor* x11MonitorOfWindow(
+    X11Connection& connection, const std::vector<X11Monitor>& monitors, unsigned long window);
+
+} // namespace vitrel

@@ -1,0 +1,95 @@
+#include "programs/supervisor/ForkedDisplays.h"
+#include "programs/supervisor/HostSignals.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace vitrel {
+namespace {
+
+struct RealLoop {
+    SystemClock clock;
+    RunLoop loop{clock};
+    template <class Done> bool turnUntil(Done done)
+    {
+        const Seconds end = clock.now() + Seconds(20);
+        while (!done() && clock.now() < end) {
+            loop.wait(Seconds(0.1));
+            loop.turn();
+        }
+        return done();
+    }
+};
+
+TEST(ForkedDisplays, TellsHowEachChildEnded)
+{
+    RealLoop in;
+    const std::map<std::string, std::string> commands
+        = {{"fine", "exit 0"}, {"gone", "exit 3"}, {"crash", "kill -SEGV $$"}, {"told", "sleep 60"}};
+    ForkedDisplays displays(
+        in.loop,
+        [&](const std::string& display, bool fallback) {
+            return std::vector<std::string>{"sh", "-c", fallback ? "exit 7" : "exec 2>/dev/null; " + commands.at(display)};
+        },
+        "/bin/sh");
+    std::map<std::string, int> ends;
+    displays.onExit = [&](const std::string& display, int status) { ends[display] = status; };
+    for (const auto& [display, command] : commands)
+        ASSERT_TRUE(displays.start(display, false));
+    EXPECT_FALSE(displays.start("told", false)) << "it has one";
+    displays.signal("told", SIGTERM);
+    displays.signal("nobody", SIGTERM);
+    ASSERT_TRUE(in.turnUntil([&] { return ends.size() == 4; }));
+    EXPECT_EQ(ends, (std::map<std::string, int>{{"fine", 0}, {"gone", 3}, {"crash", -SIGSEGV}, {"told", -SIGTERM}}));
+    ASSERT_TRUE(displays.start("fine", true)) << "again";
+    ASSERT_TRUE(in.turnUntil([&] { return ends["fine"] == 7; }));
+}
+
+TEST(ForkedDisplays, AProgramThatIsNotThereIsACrash)
+{
+    RealLoop in;
+    ForkedDisplays displays(
+        in.loop, [](const std::string&, bool) { return std::vector<std::string>{"x"}; }, "/nowhere/at/all");
+    int status = 0;
+    displays.onExit = [&](const std::string&, int end) { status = end; };
+    ASSERT_TRUE(displays.start("a", false));
+    EXPECT_TRUE(in.turnUntil([&] { return status == 127; }));
+}
+
+// Blocked in the parent, whose loop hears them: a child that inherits the block couldn't be ended.
+TEST(ForkedDisplays, AChildHearsSignalsThatItsParentTakesForItself)
+{
+    RealLoop in;
+    int heard = 0;
+    HostSignals signals(in.loop, [&](int signal) { heard = signal; });
+    ForkedDisplays displays(
+        in.loop, [](const std::string&, bool) { return std::vector<std::string>{"sleep", "60"}; }, "/bin/sleep");
+    int status = 0;
+    displays.onExit = [&](const std::string&, int end) { status = end; };
+    ASSERT_TRUE(displays.start("a", false));
+    kill(getpid(), SIGHUP);
+    EXPECT_TRUE(in.turnUntil([&] { return heard == SIGHUP; }));
+    displays.signal("a", SIGTERM);
+    EXPECT_TRUE(in.turnUntil([&] { return status == -SIGTERM; }));
+}
+
+TEST(HostSignals, AnEndThatHangsIsCutOff)
+{
+    const pid_t id = fork();
+    if (id == 0) {
+        HostSignals::capExit(Seconds(0.05));
+        for (;;)
+            pause();
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(id, &status, 0), id);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+} // namespace
+} // namespace vitrel

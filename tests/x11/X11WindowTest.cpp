@@ -1,0 +1,342 @@
+#include "platform/appkit/x11/X11Window.h"
+#include "x11/XvfbServer.h"
+
+#include <gmock/gmock.h>
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+namespace vitrel {
+namespace {
+
+// A server, a connection of ours, and one of somebody else who looks and interferes.
+class X11 : public testing::Test
+{
+protected:
+    void start(const std::string& screen = "640x480x24", std::vector<std::string> more = {})
+    {
+        server_ = std::make_unique<XvfbServer>(screen, std::move(more));
+        if (server_->display().empty())
+            GTEST_SKIP() << "no Xvfb here";
+        connection_ = X11Connection::open(loop_, server_->display());
+        ASSERT_TRUE(connection_);
+        other_ = XOpenDisplay(server_->display().c_str());
+        ASSERT_TRUE(other_);
+        XSetIOErrorExitHandler(other_, [](Display*, void*) {}, nullptr);
+    }
+    ~X11() override
+    {
+        if (other_)
+            XCloseDisplay(other_);
+    }
+
+    // Turns the loop until `done`; false after ten seconds.
+    template <class Done> bool turnUntil(Done done)
+    {
+        const Seconds end = clock_.now() + Seconds(10);
+        while (!done() && clock_.now() < end) {
+            loop_.wait(Seconds(0.02));
+            loop_.turn();
+        }
+        return done();
+    }
+    void turnFor(Seconds span)
+    {
+        const Seconds end = clock_.now() + span;
+        turnUntil([&] { return clock_.now() >= end; });
+    }
+
+    unsigned long pixelAt(Window window, int x, int y)
+    {
+        XSync(other_, False);
+        XImage* image = XGetImage(other_, window, x, y, 1, 1, AllPlanes, ZPixmap);
+        if (!image)
+            return 0xBAD;
+        const auto pixel = XGetPixel(image, 0, 0);
+        XDestroyImage(image);
+        return pixel;
+    }
+
+    // Two connections are served in no order, so what one has sent is looked for until it is there.
+    bool becomes(Window window, int x, int y, unsigned long pixel)
+    {
+        return turnUntil([&] { return pixelAt(window, x, y) == pixel; });
+    }
+
+    bool show(Surface& surface, std::uint32_t colour)
+    {
+        if (!turnUntil([&] { return surface.wantsFrame(); }))
+            return false;
+        const auto memory = surface.frameMemory();
+        if (!memory.pixels)
+            return false;
+        for (int y = 0; y < surface.height(); ++y)
+            for (int x = 0; x < surface.width(); ++x)
+                memory.pixels[std::size_t(y) * memory.wordsPerRow + std::size_t(x)] = y == 0 && x == 0 ? 0xFFFFFFFF : colour;
+        surface.present();
+        return turnUntil([&] { return surface.wantsFrame(); });
+    }
+
+    Window foreignWindow(int width, int height)
+    {
+        const Window window = XCreateSimpleWindow(other_, DefaultRootWindow(other_), 0, 0, unsigned(width), unsigned(height), 0, 0, 0);
+        XMapWindow(other_, window);
+        XSync(other_, False);
+        return window;
+    }
+
+    SystemClock clock_;
+    RunLoop loop_{clock_};
+    std::unique_ptr<XvfbServer> server_;
+    std::shared_ptr<X11Connection> connection_;
+    Display* other_ = nullptr;
+};
+
+TEST_F(X11, AWindowShowsItsFramesInSharedMemoryAndConvertedWithoutIt)
+{
+    struct {
+        const char* screen;
+        std::vector<std::string> more;
+        unsigned long red, white;
+        const char* why;
+    } const cases[] = {
+        {"640x480x24", {}, 0xFF2040, 0xFFFFFF, "shared, as the frame lies"},
+        {"640x480x24", {"-extension", "MIT-SHM"}, 0xFF2040, 0xFFFFFF, "sent"},
+        {"640x480x16", {}, 31 << 11 | 8 << 5 | 8, 0xFFFF, "shared, converted to 5, 6 and 5 bits"},
+        {"640x480x16", {"-extension", "MIT-SHM"}, 31 << 11 | 8 << 5 | 8, 0xFFFF, "sent and converted"},
+    };
+    for (const auto& [screen, more, red, white, why] : cases) {
+        start(screen, more);
+        if (IsSkipped())
+            return;
+        auto window = X11Window::open(connection_, "Title", 101, 50);
+        ASSERT_TRUE(window) << why;
+        auto surface = window->makeSurface();
+        ASSERT_TRUE(show(*surface, 0xFFFF2040)) << why;
+        ASSERT_TRUE(show(*surface, 0xFFFF2040)) << why << ": the second image";
+        EXPECT_TRUE(becomes(window->number(), 0, 0, white)) << why << ": top row first";
+        EXPECT_TRUE(becomes(window->number(), 100, 49, red)) << why;
+        EXPECT_EQ(surface->width(), 101);
+        EXPECT_EQ(connection_->errors(), 0u) << why;
+
+        surface->setAlphaValue(0);
+        EXPECT_TRUE(becomes(window->number(), 100, 49, 0u)) << why;
+        EXPECT_FALSE(surface->wantsFrame());
+        surface->setAlphaValue(1);
+        EXPECT_TRUE(becomes(window->number(), 100, 49, red)) << why << ": the last frame is back";
+        surface.reset();
+        window.reset();
+        connection_.reset();
+        XCloseDisplay(std::exchange(other_, nullptr));
+    }
+}
+
+// A still picture isn't drawn again, so the surface has to.
+TEST_F(X11, WhatWasCoveredIsShownAgain)
+{
+    start();
+    if (IsSkipped())
+        return;
+    auto window = X11Window::open(connection_, "", 60, 40);
+    auto surface = window->makeSurface();
+    ASSERT_TRUE(show(*surface, 0xFF00FF00));
+    const Window above = foreignWindow(100, 100);
+    ASSERT_TRUE(turnUntil([&] { return !window->isVisible(); })) << "covered";
+    EXPECT_FALSE(surface->wantsFrame());
+    XDestroyWindow(other_, above);
+    XSync(other_, False);
+    EXPECT_TRUE(becomes(window->number(), 30, 20, 0x00FF00));
+    EXPECT_TRUE(window->isVisible());
+}
+
+TEST_F(X11, AResizedWindowTellsAndItsSurfaceFollows)
+{
+    start();
+    if (IsSkipped())
+        return;
+    const Window foreign = foreignWindow(50, 50);
+    auto window = X11Window::adopt(connection_, foreign);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->width(), 50);
+    auto surface = window->makeSurface();
+    ASSERT_TRUE(show(*surface, 0xFF0000FF));
+    int told = 0;
+    window->onResized = [&](int width, int height) {
+        ++told;
+        EXPECT_EQ(width, 200);
+        EXPECT_EQ(height, 120);
+    };
+    XResizeWindow(other_, foreign, 200, 120);
+    XMoveWindow(other_, foreign, 5, 5); // no change of size
+    XSync(other_, False);
+    ASSERT_TRUE(turnUntil([&] { return told > 0 && surface->width() == 200; }));
+    ASSERT_TRUE(show(*surface, 0xFF112233));
+    EXPECT_TRUE(becomes(foreign, 199, 119, 0x112233u));
+    EXPECT_EQ(told, 1);
+}
+
+// Xlib's own handler ends the process at the first frame into a window that is gone.
+TEST_F(X11, AWindowDestroyedFromOutsideIsClosedAndNothingEnds)
+{
+    start();
+    if (IsSkipped())
+        return;
+    const Window foreign = foreignWindow(50, 50);
+    auto window = X11Window::adopt(connection_, foreign);
+    auto surface = window->makeSurface();
+    ASSERT_TRUE(show(*surface, 0xFF0000FF));
+    int closed = 0;
+    window->onClosed = [&] { ++closed; };
+    surface->frameMemory();
+    XDestroyWindow(other_, foreign);
+    XSync(other_, False);
+    surface->present(); // before anybody here could know
+    EXPECT_TRUE(turnUntil([&] { return closed > 0; }));
+    turnFor(Seconds(0.1));
+    EXPECT_EQ(closed, 1);
+    EXPECT_FALSE(surface->wantsFrame());
+    EXPECT_EQ(surface->frameMemory().pixels, nullptr);
+    surface->present();
+    window->coverMonitor({});
+    EXPECT_FALSE(X11Window::adopt(connection_, foreign)) << "there is none any more";
+    EXPECT_TRUE(connection_->isAlive());
+}
+
+TEST_F(X11, AServerThatGoesAwayClosesTheWindowsAndNothingEnds)
+{
+    start();
+    if (IsSkipped())
+        return;
+    auto window = X11Window::open(connection_, "", 60, 40);
+    auto surface = window->makeSurface();
+    ASSERT_TRUE(show(*surface, 0xFF00FF00));
+    std::string log;
+    window->onClosed = [&] { log += 'c'; };
+    connection_->onLost = [&] { log += 'l'; };
+    server_->kill();
+    surface->frameMemory();
+    surface->present();
+    EXPECT_TRUE(turnUntil([&] { return log == "cl"; })) << log;
+    EXPECT_FALSE(connection_->isAlive());
+    EXPECT_FALSE(surface->wantsFrame());
+    surface->setAlphaValue(0);
+    EXPECT_TRUE(x11Monitors(*connection_).empty());
+    EXPECT_FALSE(X11Window::open(connection_, "", 10, 10));
+    surface.reset();
+    window.reset();
+    connection_.reset();
+    EXPECT_FALSE(X11Connection::open(loop_, ":64999"));
+}
+
+TEST_F(X11, TheUserMayCloseAnOwnWindowAndItsTitleIsSet)
+{
+    start();
+    if (IsSkipped())
+        return;
+    const Bitmap icon{1, 1, {0xFF102030}};
+    auto window = X11Window::open(connection_, "Gr\xC3\xBC\xC3\x9F", 60, 40, &icon);
+    bool closed = false;
+    window->onClosed = [&] {
+        closed = true;
+        window.reset(); // from inside its own callback
+    };
+    XSync(other_, False);
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0, left = 0;
+    unsigned char* data = nullptr;
+    turnFor(Seconds(0.05));
+    XGetWindowProperty(other_, window->number(), XInternAtom(other_, "_NET_WM_NAME", False), 0, 100, False,
+        AnyPropertyType, &type, &format, &count, &left, &data);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(data), count), "Gr\xC3\xBC\xC3\x9F");
+    XFree(data);
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window->number();
+    event.xclient.message_type = XInternAtom(other_, "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = long(XInternAtom(other_, "WM_DELETE_WINDOW", False));
+    XSendEvent(other_, window->number(), False, 0, &event);
+    XSync(other_, False);
+    EXPECT_TRUE(turnUntil([&] { return closed; }));
+    turnFor(Seconds(0.05));
+}
+
+TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
+{
+    start();
+    if (IsSkipped())
+        return;
+    const auto monitors = x11Monitors(*connection_);
+    ASSERT_EQ(monitors.size(), 1u);
+    EXPECT_EQ(monitors[0].screen.frame, makeRect(0, 0, 640, 480));
+    for (const bool byKey : {false, true}) {
+        XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, 100, 100);
+        XSync(other_, False);
+        auto window = X11Window::cover(connection_, monitors[0]);
+        ASSERT_TRUE(window);
+        int dismissed = 0;
+        window->onDismissed = [&] { ++dismissed; };
+        ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
+        EXPECT_EQ(XGrabPointer(other_, DefaultRootWindow(other_), False, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime),
+            AlreadyGrabbed);
+        for (const int x : {102, 108, 110, 95}) {
+            XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, x, 100);
+            XSync(other_, False);
+            turnFor(Seconds(0.02));
+        }
+        EXPECT_EQ(dismissed, 0) << "8 pixels to the right of where it was first seen, then 7 to the left";
+        if (byKey) {
+            XEvent event{};
+            event.xkey.type = KeyPress;
+            event.xkey.window = window->number();
+            event.xkey.root = DefaultRootWindow(other_);
+            event.xkey.keycode = 38;
+            XSendEvent(other_, window->number(), False, KeyPressMask, &event);
+        } else {
+            XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, 100, 120);
+        }
+        XSync(other_, False);
+        EXPECT_TRUE(turnUntil([&] { return dismissed == 1; }));
+    }
+    EXPECT_EQ(connection_->errors(), 0u);
+}
+
+TEST_F(X11, MonitorsHaveStableNumbersAndAWindowIsOnOneOfThem)
+{
+    start("800x600x24");
+    if (IsSkipped())
+        return;
+    const std::string xrandr = "DISPLAY=" + server_->display() + " xrandr --setmonitor ";
+    if (std::system((xrandr + "L 300/100x600/200+0+0 screen 2>/dev/null").c_str()) != 0)
+        GTEST_SKIP() << "no xrandr here";
+    bool changed = false;
+    connection_->onScreensChanged = [&] { changed = true; };
+    ASSERT_EQ(std::system((xrandr + "R 500/170x400/190+300+0 none").c_str()), 0);
+    const auto monitors = x11Monitors(*connection_);
+    ASSERT_EQ(monitors.size(), 2u);
+    const auto* left = &monitors[0];
+    const auto* right = &monitors[1];
+    if (left->name != "L")
+        std::swap(left, right);
+    EXPECT_EQ(left->screen.frame.size, (NSSize{300, 600}));
+    EXPECT_EQ(right->screen.frame.size, (NSSize{500, 400}));
+    if (left == &monitors[0]) {
+        EXPECT_EQ(right->screen.frame.origin, (NSPoint{300, 200})) << "y upwards from the first one's lower edge";
+    }
+    const auto number = [](const X11Monitor& monitor) { return *monitor.screen.deviceDescription.at("NSScreenNumber").as<std::int64_t>(); };
+    EXPECT_NE(number(*left), number(*right));
+    EXPECT_GT(number(*left), 0);
+    EXPECT_EQ(number(x11Monitors(*connection_)[0]), number(monitors[0]));
+
+    const Window foreign = foreignWindow(100, 100);
+    EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, foreign)->name, "L");
+    XMoveWindow(other_, foreign, 280, 0);
+    XSync(other_, False);
+    EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, foreign)->name, "R") << "its centre counts";
+    EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, 0x7777777), nullptr);
+}
+
+} // namespace
+} // namespace vitrel
