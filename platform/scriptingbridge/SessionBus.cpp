@@ -41,9 +41,8 @@ bool isPlayer(const std::string& name)
 class SessionBus::Connection : public std::enable_shared_from_this<Connection>
 {
 public:
-    Connection(RunLoop& loop, std::string address, Seconds retryInterval)
+    Connection(RunLoop& loop, Seconds retryInterval)
         : loop_(loop)
-        , address_(std::move(address))
         , retryInterval_(retryInterval)
     {
     }
@@ -91,7 +90,6 @@ private:
     }
 
     RunLoop& loop_;
-    const std::string address_;
     const Seconds retryInterval_;
     // In this order: proxies must go before their connection.
     std::unique_ptr<sdbus::IConnection> bus_;
@@ -115,8 +113,7 @@ void SessionBus::Connection::open()
 
 void SessionBus::Connection::connect()
 {
-    bus_ = address_.empty() ? sdbus::createSessionBusConnection()
-                            : sdbus::createSessionBusConnectionWithAddress(address_);
+    bus_ = sdbus::createSessionBusConnection();
     watchNames();
     arm();
 }
@@ -341,8 +338,8 @@ void SessionBus::Connection::drop()
     }
 }
 
-SessionBus::SessionBus(RunLoop& loop, std::string address, Seconds retryInterval)
-    : connection_(std::make_shared<Connection>(loop, std::move(address), retryInterval))
+SessionBus::SessionBus(RunLoop& loop, Seconds retryInterval)
+    : connection_(std::make_shared<Connection>(loop, retryInterval))
 {
 }
 

@@ -4,7 +4,6 @@
 #include "platform/scriptingbridge/PlayerBus.h"
 
 #include <memory>
-#include <string>
 
 namespace vitrel
 {
@@ -17,8 +16,8 @@ class RunLoop;
 class SessionBus final : public PlayerBus
 {
 public:
-    // `address` in place of the session's, for tests.
-    explicit SessionBus(RunLoop& loop, std::string address = {}, Seconds retryInterval = Seconds(5));
+    // `retryInterval` is how long after a failure the next connection is tried.
+    explicit SessionBus(RunLoop& loop, Seconds retryInterval = Seconds(5));
     ~SessionBus() override;
 
     void start(PlayerBusListener& listener) override;

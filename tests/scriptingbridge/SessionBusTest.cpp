@@ -11,6 +11,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <csignal>
+#include <cstdlib>
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -120,16 +121,21 @@ protected:
     {
         if (!daemon->isThere())
             GTEST_SKIP() << "no dbus-daemon";
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
         surroundings.clock = &clock;
         surroundings.runLoop = &loop;
         surroundings.userInitiatedQueue = &queue;
         surroundings.notificationCenter = &center;
-        auto made = std::make_unique<SessionBus>(loop, address, 0.05s);
+        auto made = std::make_unique<SessionBus>(loop, 0.05s);
         bus = made.get();
         players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
         player = players->applicationWithBundleIdentifier("com.apple.iTunes");
     }
-    void TearDown() override { players.reset(); }
+    void TearDown() override
+    {
+        players.reset();
+        ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    }
 
     BusPlayer& plays(const std::string& name, Variants metadata, bool oddStatus = false)
     {
@@ -195,7 +201,7 @@ TEST_F(SessionBusTest, OneThatWasThereBeforeIsFoundAndTheProxyForOthersIsNot)
     players.reset();
     plays("playerctld", titled("Copy"));
     plays("one", titled("Real"));
-    auto made = std::make_unique<SessionBus>(loop, address);
+    auto made = std::make_unique<SessionBus>(loop);
     bus = made.get();
     players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
     player = players->applicationWithBundleIdentifier("com.apple.iTunes");
@@ -267,12 +273,15 @@ TEST_F(SessionBusTest, ABusThatDiesTakesItsPlayersAndIsFoundAgain)
 TEST_F(SessionBusTest, WithoutABusThereIsNoPlayer)
 {
     players.reset();
-    auto made = std::make_unique<SessionBus>(loop, "unix:path=" + (folder / "none"));
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + (folder / "none")).c_str(), 1);
+    auto made = std::make_unique<SessionBus>(loop, 0.001s);
     bus = made.get();
     players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
     EXPECT_FALSE(bus->isConnected());
     EXPECT_TRUE(bus->isSettled());
     players->settle(10s);
+    int tries = 0;
+    EXPECT_TRUE(comesTrue([&] { return ++tries > 20; }));
     EXPECT_FALSE(players->applicationWithBundleIdentifier("x")->isRunning());
 }
 

@@ -24,7 +24,12 @@ struct Saver : TestSurroundings {
         surroundings.players = &players;
         surroundings.makeQCView = [this] { return std::make_shared<RecordingQCView>(composer); };
     }
-    ~Saver() { surroundings.shared.clear(); }
+    ~Saver()
+    {
+        // Views that no test has stopped are held by the manager that they hold.
+        NqiTunesManager::shared(surroundings).cleanup();
+        surroundings.shared.clear();
+    }
 
     std::shared_ptr<VitrelView> makeView(bool isPreview = false)
     {
