@@ -54,8 +54,7 @@ function(vitrel_test name)
   _vitrel_check(${name}_test ${ARG_USES})
   add_executable(${name}_test ${ARG_SOURCES})
   target_link_libraries(${name}_test PRIVATE ${ARG_USES} test_support GTest::gmock_main)
-  gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120
-    ENVIRONMENT "LC_ALL=C.UTF-8\;TZ=UTC\;VITREL_SHARED_SAMPLES=${VITREL_SAMPLES}")
+  gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endfunction()
 
 # vitrel_fuzz(name SOURCES x.cpp USES ...): a libFuzzer target under the preset fuzz; otherwise a program that
