@@ -28,6 +28,7 @@ int snapshot(const SnapshotOptions& options)
     MemorySurface& screen = *surface;
     const NSRect frame = makeRect(0, 0, size->first, size->second);
     const auto window = std::make_shared<NSWindow>(frame, std::move(surface));
+    host->meetPlayers();
     if (!host->addView(window, false))
         return complain("can't make a view");
     host->runLoop().postAfter(Seconds(options.after), [&] { host->runLoop().stop(); });
