@@ -50,9 +50,11 @@ std::string still(int patches)
         + connections + R"("T.outputTime > Moves.inputX"]})";
 }
 
+CompositionFile made(const std::string& text) { return *compositionOfPropertyList(*compositionFromText(text, ".")); }
+
 struct Played {
-    explicit Played(const std::string& text)
-        : file(*compositionOfPropertyList(*compositionFromText(text, ".")))
+    explicit Played(CompositionFile composition)
+        : file(std::move(composition))
         , registry(allPatches())
         , graph(file, registry)
     {
@@ -62,9 +64,9 @@ struct Played {
     CompositionGraph graph;
 };
 
-void play(benchmark::State& state, const std::string& text, bool drawn)
+void play(benchmark::State& state, const CompositionFile& file, bool drawn)
 {
-    Played played(text);
+    Played played(file);
     NullCanvas none(1280, 720);
     const auto canvas = drawn ? GLCanvas::make(1280, 720, played.graph.needsDepth()) : nullptr;
     if (drawn && !canvas) {
@@ -88,9 +90,9 @@ void play(benchmark::State& state, const std::string& text, bool drawn)
     state.counters["evaluations"] = benchmark::Counter(double(evaluations), benchmark::Counter::kAvgIterations);
 }
 
-BENCHMARK_CAPTURE(play, sprites_500_graph, sprites(500), false)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
-BENCHMARK_CAPTURE(play, sprites_500_drawn, sprites(500), true)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
-BENCHMARK_CAPTURE(play, still_4000_graph, still(4000), false)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(play, sprites_500_graph, made(sprites(500)), false)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(play, sprites_500_drawn, made(sprites(500)), true)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(play, still_4000_graph, made(still(4000)), false)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
 
 } // namespace
 } // namespace vitrel::qc
@@ -99,5 +101,16 @@ int main(int argc, char** argv)
 {
     vitrel::qc::prepareSoftwareRendering();
     benchmark::Initialize(&argc, argv);
+    // Compositions on the command line: evaluated, and drawn.
+    for (int k = 1; k < argc; ++k) {
+        const auto file = vitrel::qc::readCompositionFile(argv[k]);
+        for (const bool drawn : {false, true}) {
+            const std::string name = std::string(argv[k]) + (drawn ? "/drawn" : "/graph");
+            if (file)
+                benchmark::RegisterBenchmark(name.c_str(), [file, drawn](benchmark::State& state) { vitrel::qc::play(state, *file, drawn); })
+                    ->Unit(benchmark::kMillisecond)
+                    ->MeasureProcessCPUTime();
+        }
+    }
     benchmark::RunSpecifiedBenchmarks();
 }

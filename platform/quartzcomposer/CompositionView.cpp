@@ -184,9 +184,11 @@ void CompositionView::renderFrame()
     // On the beat, as long as the machine keeps up.
     lastFrame_ = now - lastFrame_ < beat() * 1.5 && due_ <= now ? std::max(due_, lastFrame_) : now;
     if (!surface->wantsFrame()) {
-        schedule(now + (window->alphaValue() > 0 ? beat() : kLookAgain));
+        // The last frame is on its way to the screen, or nobody would see this one.
+        schedule(now + (++refusals_ < 6 ? beat() : kLookAgain));
         return;
     }
+    refusals_ = 0;
     if (surface->width() < 1 || surface->height() < 1 || !prepareCanvas(surface->width(), surface->height())) {
         schedule(now + kLookAgain);
         return;

@@ -71,6 +71,7 @@ private:
     Seconds epoch_{0}; // when the composition's time was 0
     Seconds pausedAt_{0};
     Seconds lastFrame_{-1e9};
+    int refusals_ = 0; // of the surface, in a row
     double rate_ = 60;
     std::uint64_t eventMask_ = ~0ull, framesShown_ = 0, evaluations_ = 0;
 };
