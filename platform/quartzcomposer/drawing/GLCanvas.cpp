@@ -347,6 +347,17 @@ ImageRef GLCanvas::endImage()
     return image;
 }
 
+void GLCanvas::showIn(unsigned framebuffer, int width, int height)
+{
+    flush();
+    glDisable(GL_SCISSOR_TEST);
+    glColorMask(true, true, true, true);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer);
+    const Texture& shown = *targets_.front().texture;
+    glBlitFramebuffer(0, 0, shown.width(), shown.height(), 0, height, width, 0, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+}
+
 void GLCanvas::readInto(std::uint32_t* pixels, std::size_t wordsPerRow)
 {
     flush();

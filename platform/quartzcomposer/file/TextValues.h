@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <string>
 
 namespace vitrel::qc {
@@ -13,6 +14,9 @@ namespace vitrel::qc {
 // "date" (seconds since 2001), "text" (one that looks like a colour), "lines" (a text of several lines, an array), "real" ("nan", "inf", "-inf"), "dictionary" (one
 // that looks like one of these).
 nlohmann::ordered_json valueJson(const Value& value);
+
+// "#rrggbb" or "#rrggbbaa"; absent for any other text.
+std::optional<NSColor> colorFromHex(const std::string& text);
 
 // Text as JSON takes it: well-formed.
 std::string jsonText(const std::string& text);
