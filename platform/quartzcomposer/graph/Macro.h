@@ -54,6 +54,7 @@ protected:
     // True if outputs may only be computed all together.
     virtual bool updatesAsAWhole() const { return false; }
     void pullPublished(Evaluation& e);
+    std::uint64_t versionOfOutputs() const override;
 
 private:
     struct PublishedOutput;

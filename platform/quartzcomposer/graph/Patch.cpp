@@ -2,11 +2,14 @@
 
 #include "platform/quartzcomposer/graph/Macro.h"
 
+#include <cmath>
+
 namespace vitrel::qc {
 
 namespace {
 // Patches that wait for each other are calls within calls; a longer chain than any author draws must not reach the
-// end of the stack. What lies deeper answers with its last values and catches up in the frames that follow.
+// end of the stack. What lies deeper answers with its last values, is computed later in the frame, and is seen in the
+// frames that follow.
 constexpr int kMaxWaiting = 3000;
 } // namespace
 
@@ -71,7 +74,8 @@ const Value* Settings::find(const std::string& key) const
 double Settings::number(const std::string& key, double usual) const
 {
     const Value* value = find(key);
-    return value ? value->number().value_or(usual) : usual;
+    const double number = value ? value->number().value_or(usual) : usual;
+    return std::isfinite(number) ? number : usual;
 }
 
 std::string Settings::text(const std::string& key, const std::string& usual) const
@@ -163,7 +167,11 @@ bool Patch::enter(Evaluation& e)
     if (stamp_ == stamp)
         return false;
     if (e.depth >= kMaxWaiting) {
-        e.needFrame();
+        // An iteration won't come back, and a consumer can't draw out of its turn.
+        if (kind() == Kind::Consumer || (scope && scope->iterates))
+            e.needFrame();
+        else if (!std::exchange(late_, true))
+            e.late.push_back(this);
         return false;
     }
     stamp_ = stamp;
@@ -178,6 +186,23 @@ void Patch::leave(Evaluation& e)
     running_ = false;
 }
 
+std::uint64_t Patch::versionOfOutputs() const
+{
+    std::uint64_t sum = 0;
+    for (const auto& port : outputs_)
+        sum += port->version();
+    return sum;
+}
+
+void Patch::catchUp(Evaluation& e)
+{
+    late_ = false;
+    const std::uint64_t before = versionOfOutputs();
+    update(e);
+    if (versionOfOutputs() != before)
+        e.needFrame();
+}
+
 void Patch::update(Evaluation& e)
 {
     if (!enter(e))
@@ -188,14 +213,10 @@ void Patch::update(Evaluation& e)
     if (changed || fresh_ || kind() != Kind::Pure) {
         fresh_ = false;
         ++e.evaluations;
-        std::uint64_t before = 0, after = 0;
-        for (const auto& port : outputs_)
-            before += port->version();
+        const std::uint64_t before = versionOfOutputs();
         evaluate(e);
-        for (const auto& port : outputs_)
-            after += port->version();
         // Whoever asked within a cycle has read old values and must see the new ones.
-        if (askedWhileRunning_ && before != after)
+        if (askedWhileRunning_ && before != versionOfOutputs())
             e.needFrame();
     }
     askedWhileRunning_ = false;

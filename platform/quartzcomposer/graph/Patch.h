@@ -30,6 +30,7 @@ struct Evaluation {
 
     int copy = 0; // above 0, consumers that have drawn in this run draw once more, elsewhere
     int depth = 0; // of patches that are waiting for each other
+    std::vector<Patch*> late; // those that were asked too deep, to be computed once the stack is free
     std::uint32_t iterationsLeft = 0; // of all iterators in this frame
     std::uint64_t evaluations = 0; // patches computed
 };
@@ -129,7 +130,7 @@ struct Settings {
     std::string folder; // of the composition's file; empty if it has none
 
     const Value* find(const std::string& key) const;
-    double number(const std::string& key, double usual) const;
+    double number(const std::string& key, double usual) const; // finite, as long as `usual` is
     bool flag(const std::string& key, bool usual) const { return number(key, usual ? 1 : 0) != 0; }
     std::string text(const std::string& key, const std::string& usual = {}) const;
 };
@@ -166,6 +167,8 @@ public:
     virtual void update(Evaluation& e);
     // A consumer's turn in the layers.
     virtual void execute(Evaluation& e);
+    // The update that was put off because too many patches were waiting.
+    void catchUp(Evaluation& e);
 
     const std::vector<std::unique_ptr<InputPort>>& inputs() const { return inputs_; }
     const std::vector<std::unique_ptr<OutputPort>>& outputs() const { return outputs_; }
@@ -193,6 +196,8 @@ protected:
     bool enter(Evaluation& e);
     void leave(Evaluation& e);
     bool running() const { return running_; }
+    // Moves on with each change of an output.
+    virtual std::uint64_t versionOfOutputs() const;
 
 private:
     std::vector<std::unique_ptr<InputPort>> inputs_;
@@ -200,7 +205,7 @@ private:
     InputPort* enable_ = nullptr;
     InputPort* externalTime_ = nullptr;
     std::uint64_t stamp_ = 0;
-    bool fresh_ = true, running_ = false, askedWhileRunning_ = false;
+    bool fresh_ = true, running_ = false, askedWhileRunning_ = false, late_ = false;
     double time_ = 0, localStart_ = 0;
     std::uint64_t lastFrame_ = 0;
 };
