@@ -101,7 +101,7 @@ OutputPort& Patch::addOutput(std::string key, PortType type)
 
 void Patch::addSystemPorts()
 {
-    if (kind() == Kind::Consumer && !input("_enable"))
+    if (canRest() && !input("_enable"))
         enable_ = &addInput("_enable", PortType::Boolean, true);
     if (timebase == Timebase::External && !input("_time"))
         externalTime_ = &addInput("_time", PortType::Number, 0.0);

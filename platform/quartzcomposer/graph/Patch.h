@@ -185,10 +185,13 @@ public:
 
     InputPort& addInput(std::string key, PortType type, PortValue usual);
     OutputPort& addOutput(std::string key, PortType type);
-    // Makes the ports that are common to the kind: _enable, _time. Called after configure.
+    // Makes the ports that are common to the kind: _enable, _time. Called after configure, and once the nodes of a
+    // macro are there.
     void addSystemPorts();
 
 protected:
+    // True if it has an _enable.
+    virtual bool canRest() const { return kind() == Kind::Consumer; }
     bool pullInputs(Evaluation& e);
     void takeTime(Evaluation& e);
     bool enabled(Evaluation& e);
