@@ -33,6 +33,7 @@ TEST(Expression, ReadsTheGrammar)
         {"!0 + 1", 2, "! before +"},
         {"!2", 0, "not 0 is true"},
         {"1 != 1", 0, "unequal"},
+        {"(a & !0) | 0", 1, "single ones, as files have them"},
         {"0 ? 1 : 2", 2, "choice"},
         {"0 ? 1 : 1 ? 3 : 4", 3, "choices from the right"},
         {"1 < 2 ? 5 : 6", 5, "comparison before choice"},
@@ -68,7 +69,7 @@ TEST(Expression, ReadsTheGrammar)
 TEST(Expression, GivesNothingForWhatIsNone)
 {
     const std::string broken[] = {"", "  ", "1 +", "(1", "1)", "1 2", "* 3", "sin", "sin(", "sin()", "sin(1, 2)", "atan2(1)", "foo(1)", "1 ? 2",
-        "1 : 2", "a b", "1..2", "#", "\"x\"", "1 = 2", "&", "1 & 2", std::string("1\0+1", 4), std::string(70'000, '1') + "+1"};
+        "1 : 2", "a b", "1..2", "#", "\"x\"", "1 = 2", "&", std::string("1\0+1", 4), std::string(70'000, '1') + "+1"};
     for (const std::string& text : broken) {
         const Expression expression = Expression::parse(text);
         const std::vector<double> values(expression.variables().size(), 7.0);
