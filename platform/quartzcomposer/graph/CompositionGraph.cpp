@@ -96,6 +96,7 @@ CompositionGraph::Frame CompositionGraph::frame(Stage& stage, double time, Date 
     ++scope_.stamp;
     root_->execute(e);
     catchUp(e);
+    spent_ = std::chrono::steady_clock::now() - e.begun;
     return {e.nextFrame, e.evaluations};
 }
 
@@ -109,8 +110,10 @@ PortValue CompositionGraph::output(const std::string& key, Stage& stage)
     e.date = lastDate_;
     e.frame = frames_;
     e.iterationsLeft = kMaxIterations;
+    e.begun -= spent_;
     source->update(e);
     catchUp(e);
+    spent_ = std::chrono::steady_clock::now() - e.begun;
     return source->value();
 }
 

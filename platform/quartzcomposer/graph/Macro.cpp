@@ -175,7 +175,7 @@ void Macro::execute(Evaluation& e)
     if (!enabled(e))
         return;
     if (!enter(e)) {
-        if (e.copy > 0 && !running())
+        if (e.copy > 0 && !running() && !e.exhausted())
             runNodes(e);
         return;
     }

@@ -11,7 +11,19 @@ namespace {
 // end of the stack. What lies deeper answers with its last values, is computed later in the frame, and is seen in the
 // frames that follow.
 constexpr int kMaxWaiting = 3000;
+// Far more than can be computed sixty times a second.
+constexpr std::uint64_t kMaxEvaluations = 1'000'000;
+constexpr std::chrono::seconds kLongestFrame{2};
 } // namespace
+
+bool Evaluation::exhausted()
+{
+    if (!exhausted_ && (evaluations >= kMaxEvaluations || (evaluations % 16 == 0 && std::chrono::steady_clock::now() - begun > kLongestFrame))) {
+        exhausted_ = true;
+        needFrame();
+    }
+    return exhausted_;
+}
 
 InputPort::InputPort(Patch&, std::string key, PortType type, PortValue usual)
     : key_(std::move(key))
@@ -41,6 +53,8 @@ void InputPort::set(PortValue value)
     if (source_)
         return;
     PortValue now = converted(value, type_);
+    if (const auto* structure = now.as<StructureRef>(); structure && *structure && !(*structure)->fits())
+        now = zeroOf(type_);
     if (sameValue(now, value_))
         return;
     value_ = std::move(now);
@@ -61,7 +75,12 @@ OutputPort::OutputPort(Patch& owner, std::string key, PortType type)
 }
 
 void OutputPort::update(Evaluation& e) { owner_.update(e); }
-void OutputPort::set(PortValue value) { assign(converted(value, type_)); }
+void OutputPort::set(PortValue value)
+{
+    PortValue now = converted(value, type_);
+    const auto* structure = now.as<StructureRef>();
+    assign(structure && *structure && !(*structure)->fits() ? zeroOf(type_) : std::move(now));
+}
 
 const Value* Settings::find(const std::string& key) const
 {
@@ -164,7 +183,7 @@ bool Patch::enter(Evaluation& e)
         return false;
     }
     const std::uint64_t stamp = scope ? scope->stamp : e.frame;
-    if (stamp_ == stamp)
+    if (stamp_ == stamp || e.exhausted())
         return false;
     if (e.depth >= kMaxWaiting) {
         // An iteration won't come back, and a consumer can't draw out of its turn.
@@ -236,8 +255,10 @@ void Patch::execute(Evaluation& e)
     if (!enabled(e))
         return;
     if (!enter(e)) {
-        if (e.copy > 0 && !running_)
+        if (e.copy > 0 && !running_ && !e.exhausted()) {
+            ++e.evaluations;
             draw(e);
+        }
         return;
     }
     pullInputs(e);

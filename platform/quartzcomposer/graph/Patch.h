@@ -3,6 +3,7 @@
 #include "platform/quartzcomposer/graph/PortValue.h"
 #include "platform/quartzcomposer/scene/Stage.h"
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -18,6 +19,11 @@ class Macro;
 
 // One run through a composition at one time.
 struct Evaluation {
+    explicit Evaluation(Stage& stage)
+        : stage(stage)
+    {
+    }
+
     Stage& stage;
     double time = 0; // of the composition, in seconds
     Date date; // the wall clock
@@ -32,7 +38,15 @@ struct Evaluation {
     int depth = 0; // of patches that are waiting for each other
     std::vector<Patch*> late; // those that were asked too deep, to be computed once the stack is free
     std::uint32_t iterationsLeft = 0; // of all iterators in this frame
-    std::uint64_t evaluations = 0; // patches computed
+    std::uint64_t evaluations = 0; // patches computed or drawn
+
+    // True once a frame has cost more than any that is meant to be seen. What isn't computed by then answers with what
+    // it had, and has its chance in the next frame.
+    bool exhausted();
+    std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
+
+private:
+    bool exhausted_ = false;
 };
 
 // The innermost thing that runs its nodes more than once a frame: the root or an iterator. `stamp` is new for each
@@ -115,7 +129,7 @@ public:
     OutputPort(Patch& owner, std::string key, PortType type);
     const std::string& key() const { return key_; }
     void update(Evaluation& e) override;
-    // Converts to the port's type.
+    // Converts to the port's type. A structure that is too large becomes nothing.
     void set(PortValue value);
 
 private:
@@ -254,6 +268,8 @@ public:
     {
         if constexpr (std::is_same_v<T, PortValue>)
             return port_.value();
+        else if constexpr (std::is_same_v<T, std::string>)
+            return *port_.value().template as<std::string>();
         else
             return std::get<T>(static_cast<const PortValue::Base&>(port_.value()));
     }
