@@ -94,6 +94,13 @@ SaverHost::SaverHost()
 
 SaverHost::~SaverHost()
 {
+    // A view that nobody stopped would be held for good by what it observes.
+    for (const auto& view : views_) {
+        if (!stopping_)
+            view->cleanup();
+        runLoop_.cancelPreviousPerformRequestsWithTarget(*view);
+        view->endCleanup();
+    }
     views_.clear();
     surroundings_.shared.clear();
 }

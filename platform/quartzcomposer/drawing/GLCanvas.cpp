@@ -354,6 +354,8 @@ void GLCanvas::showIn(unsigned framebuffer, int width, int height)
     glColorMask(true, true, true, true);
     glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
     glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer);
+    if (framebuffer == 0)
+        glDrawBuffer(GL_BACK); // none, in a context that was first current without a window
     const Texture& shown = *targets_.front().texture;
     glBlitFramebuffer(0, 0, shown.width(), shown.height(), 0, height, width, 0, GL_COLOR_BUFFER_BIT, GL_NEAREST);
 }

@@ -12,12 +12,14 @@ namespace vitrel::qc {
 
 namespace {
 
-// The largest file seen has 4,400 patches on 12 levels. Objects of a property list may be shared, so a small file
-// can hold a tree without end.
+// The largest file seen has 4,400 patches on 12 levels and some 10,000 connections. Objects of a property list may be
+// shared, so a small file can hold a tree without end.
 constexpr std::size_t kMaxNodes = 100'000;
-constexpr std::size_t kMaxConnections = 400'000;
-constexpr std::size_t kMaxPorts = 1'000'000;
+constexpr std::size_t kMaxConnections = 200'000;
+constexpr std::size_t kMaxPorts = 300'000;
 constexpr int kMaxLevels = 64;
+// Names and stored texts that are copied out of the list, in which a long one may stand in many places.
+constexpr std::size_t kMaxText = 32u << 20;
 constexpr std::size_t kMaxFile = 64u << 20;
 
 const Value* find(const Dictionary& dictionary, const char* key)
@@ -53,9 +55,9 @@ public:
     {
         if (level > kMaxLevels || ++nodes_ > kMaxNodes)
             return false;
-        node.className = textAt(from, "class");
-        node.key = textAt(from, "key");
-        node.identifier = textAt(from, "identifier");
+        node.className = text(from, "class");
+        node.key = text(from, "key");
+        node.identifier = text(from, "identifier");
         node.state = dictionaryAt(from, "state");
         if (!node.state)
             return true;
@@ -66,6 +68,8 @@ public:
         }
         if (!readPublished(*node.state, "publishedInputPorts", node.publishedInputs)
             || !readPublished(*node.state, "publishedOutputPorts", node.publishedOutputs) || !readConnections(node))
+            return false;
+        if (text_ > kMaxText)
             return false;
         if (const Array* children = arrayAt(*node.state, "nodes")) {
             for (const Value& child : *children) {
@@ -86,6 +90,10 @@ private:
             if (++ports_ > kMaxPorts)
                 return false;
             const Value* value = port.dictionary() ? find(*port.dictionary(), "value") : nullptr;
+            const auto* stored = value ? value->as<std::string>() : nullptr;
+            text_ += key.size() + (stored ? stored->size() : 0);
+            if (text_ > kMaxText)
+                return false;
             if (value)
                 values.insert_or_assign(key, *value);
         }
@@ -98,14 +106,16 @@ private:
         if (!entries)
             return true;
         for (const Value& entry : *entries) {
-            if (++ports_ > kMaxPorts)
+            if (++ports_ > kMaxPorts || text_ > kMaxText)
                 return false;
             if (!entry.dictionary())
                 continue;
             const Dictionary* stored = dictionaryAt(*entry.dictionary(), "state");
             const Value* value = stored ? find(*stored, "value") : nullptr;
-            published.push_back({textAt(*entry.dictionary(), "key"), textAt(*entry.dictionary(), "node"),
-                textAt(*entry.dictionary(), "port"), value ? *value : Value()});
+            const auto* text = value ? value->as<std::string>() : nullptr;
+            text_ += text ? text->size() : 0;
+            published.push_back({this->text(*entry.dictionary(), "key"), this->text(*entry.dictionary(), "node"),
+                this->text(*entry.dictionary(), "port"), value ? *value : Value()});
         }
         return true;
     }
@@ -121,17 +131,24 @@ private:
             inOrder.push_back(&entry);
         std::stable_sort(inOrder.begin(), inOrder.end(), [](auto* a, auto* b) { return a->first.size() < b->first.size(); });
         for (const auto* entry : inOrder) {
-            if (++connections_ > kMaxConnections)
+            if (++connections_ > kMaxConnections || text_ > kMaxText)
                 return false;
             const Dictionary* ends = entry->second.dictionary();
             if (ends)
-                node.connections.push_back({textAt(*ends, "sourceNode"), textAt(*ends, "sourcePort"),
-                    textAt(*ends, "destinationNode"), textAt(*ends, "destinationPort")});
+                node.connections.push_back({text(*ends, "sourceNode"), text(*ends, "sourcePort"), text(*ends, "destinationNode"),
+                    text(*ends, "destinationPort")});
         }
         return true;
     }
 
-    std::size_t nodes_ = 0, connections_ = 0, ports_ = 0;
+    std::string text(const Dictionary& from, const char* key)
+    {
+        std::string text = textAt(from, key);
+        text_ += text.size();
+        return text;
+    }
+
+    std::size_t nodes_ = 0, connections_ = 0, ports_ = 0, text_ = 0;
 };
 
 std::optional<CompositionFile> fail(CompositionError* error, const char* reason)

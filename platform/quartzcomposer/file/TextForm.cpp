@@ -241,7 +241,11 @@ private:
     std::optional<Made> read(const Json& json, const std::string& path, Dictionary* parameters)
     {
         constexpr int kMaxLevels = 64;
-        if (!json.is_object() || std::count(path.begin(), path.end(), '/') > kMaxLevels) {
+        if (std::count(path.begin(), path.end(), '/') > kMaxLevels) {
+            fail(path.substr(0, 40) + "...", "patches nest more levels than can be played");
+            return std::nullopt;
+        }
+        if (!json.is_object()) {
             fail(path, "a patch is an object");
             return std::nullopt;
         }

@@ -5,8 +5,18 @@
 namespace vitrel::qc {
 
 namespace {
+
 // Iterators may nest; together they run their nodes so often in one frame and no more.
 constexpr std::uint32_t kMaxIterations = 100'000;
+
+// What was asked too deep; it may put off more.
+void catchUp(Evaluation& e)
+{
+    for (std::size_t k = 0; k < e.late.size(); ++k)
+        e.late[k]->catchUp(e);
+    e.late.clear();
+}
+
 } // namespace
 
 CompositionGraph::CompositionGraph(const CompositionFile& file, const PatchRegistry& registry)
@@ -85,6 +95,8 @@ CompositionGraph::Frame CompositionGraph::frame(Stage& stage, double time, Date 
     e.iterationsLeft = kMaxIterations;
     ++scope_.stamp;
     root_->execute(e);
+    catchUp(e);
+    spent_ = std::chrono::steady_clock::now() - e.begun;
     return {e.nextFrame, e.evaluations};
 }
 
@@ -98,7 +110,10 @@ PortValue CompositionGraph::output(const std::string& key, Stage& stage)
     e.date = lastDate_;
     e.frame = frames_;
     e.iterationsLeft = kMaxIterations;
+    e.begun -= spent_;
     source->update(e);
+    catchUp(e);
+    spent_ = std::chrono::steady_clock::now() - e.begun;
     return source->value();
 }
 

@@ -57,6 +57,7 @@ private:
     Scope scope_;
     std::uint64_t frames_ = 0;
     double lastTime_ = 0;
+    std::chrono::steady_clock::duration spent_{}; // on the last frame and its outputs
     Date lastDate_;
     std::map<std::string, int> unsupported_;
     bool needsDepth_ = false;

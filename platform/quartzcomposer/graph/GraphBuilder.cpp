@@ -116,26 +116,40 @@ void GraphBuilder::noteDepth(const Patch& patch)
 
 void GraphBuilder::fill(Macro& macro, const FileNode& node, int level)
 {
-    std::set<std::string> unknown;
     for (const FileNode& child : node.nodes) {
         auto patch = make(child, macro.scopeOfNodes(), &macro, level + 1);
         if (!patch || dynamic_cast<UnknownPatch*>(patch.get()) || !patch->unsupported().empty())
-            unknown.insert(child.key);
+            strange_[&macro].emplace(child.key, "");
         if (patch && !macro.node(child.key))
             macro.addNode(child.key, std::move(patch));
     }
-    publish(macro, node, unknown);
-    connect(macro, node, unknown);
+    publish(macro, node);
+    connect(macro, node);
     macro.settle();
 }
 
-void GraphBuilder::publish(Macro& macro, const FileNode& node, const std::set<std::string>& unknown)
+bool GraphBuilder::isStrange(const Macro& macro, const std::string& node, const std::string& port) const
 {
+    const auto has = [this](const Macro* of, const std::string& first, const std::string& second) {
+        const auto found = strange_.find(of);
+        return found != strange_.end() && found->second.count({first, second}) > 0;
+    };
+    return has(&macro, node, "") || has(dynamic_cast<const Macro*>(macro.node(node)), "", port);
+}
+
+void GraphBuilder::publish(Macro& macro, const FileNode& node)
+{
+    const auto leftOut = [&](const FilePublishedPort& published) {
+        if (isStrange(macro, published.node, published.port))
+            strange_[&macro].emplace("", published.key);
+        else
+            ++dangling;
+    };
     for (const FilePublishedPort& published : node.publishedInputs) {
         Patch* child = macro.node(published.node);
         InputPort* port = child ? child->input(published.port) : nullptr;
         if (!port || !macro.publishInput(published.key, *port)) {
-            dangling += unknown.count(published.node) ? 0 : 1;
+            leftOut(published);
             continue;
         }
         const auto given
@@ -147,11 +161,11 @@ void GraphBuilder::publish(Macro& macro, const FileNode& node, const std::set<st
         Patch* child = macro.node(published.node);
         Source* port = child ? child->output(published.port) : nullptr;
         if (!port || !macro.publishOutput(published.key, *port))
-            dangling += unknown.count(published.node) ? 0 : 1;
+            leftOut(published);
     }
 }
 
-void GraphBuilder::connect(Macro& macro, const FileNode& node, const std::set<std::string>& unknown)
+void GraphBuilder::connect(Macro& macro, const FileNode& node)
 {
     for (const FileConnection& connection : node.connections) {
         Patch* from = macro.node(connection.sourceNode);
@@ -161,7 +175,8 @@ void GraphBuilder::connect(Macro& macro, const FileNode& node, const std::set<st
         if (source && port) {
             port->connect(source);
             needsDepth |= port->key() == "inputZBuffer";
-        } else if (!unknown.count(connection.sourceNode) && !unknown.count(connection.destinationNode)) {
+        } else if (!isStrange(macro, connection.sourceNode, connection.sourcePort)
+            && !isStrange(macro, connection.destinationNode, connection.destinationPort)) {
             ++dangling;
         }
     }

@@ -24,14 +24,18 @@ private:
     std::unique_ptr<Patch> make(const FileNode& node, Scope* scope, Macro* parent, int level);
     std::unique_ptr<Patch> makeVirtual(const FileNode& node);
     void fill(Macro& macro, const FileNode& node, int level);
-    void publish(Macro& macro, const FileNode& node, const std::set<std::string>& unknown);
-    void connect(Macro& macro, const FileNode& node, const std::set<std::string>& unknown);
+    void publish(Macro& macro, const FileNode& node);
+    void connect(Macro& macro, const FileNode& node);
+    bool isStrange(const Macro& macro, const std::string& node, const std::string& port) const;
     void store(Patch& patch, const FileNode& node);
     void noteDepth(const Patch& patch);
 
     const CompositionFile& file_;
     const PatchRegistry& registry_;
     std::string folder_;
+    // What leads to a class that isn't known: its nodes by their macro and key (with an empty port), and published ports
+    // of theirs, through all levels.
+    std::map<const Macro*, std::set<std::pair<std::string, std::string>>> strange_;
     std::vector<std::string> open_; // definitions of virtual patches that are being built
 };
 

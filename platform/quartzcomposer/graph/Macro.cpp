@@ -14,8 +14,10 @@ Macro::PublishedInput::PublishedInput(Macro& macro, std::string key, InputPort& 
 
 void Macro::PublishedInput::update(Evaluation& e)
 {
+    ++e.depth; // a way through many levels is as deep as a chain
     if (outer.pull(e))
         assign(outer.value());
+    --e.depth;
 }
 
 struct Macro::PublishedOutput final : Source {
@@ -36,8 +38,10 @@ struct Macro::PublishedOutput final : Source {
         if (running)
             return;
         running = true;
+        ++e.depth;
         macro.timeForNodes(e);
         take(e);
+        --e.depth;
         running = false;
     }
     void take(Evaluation& e)
@@ -156,6 +160,14 @@ void Macro::pullPublished(Evaluation& e)
         published->take(e);
 }
 
+std::uint64_t Macro::versionOfOutputs() const
+{
+    std::uint64_t sum = Patch::versionOfOutputs();
+    for (const auto& published : publishedOutputs_)
+        sum += published->version();
+    return sum;
+}
+
 void Macro::updatePublished(Evaluation& e) { pullPublished(e); }
 
 void Macro::execute(Evaluation& e)
@@ -163,7 +175,7 @@ void Macro::execute(Evaluation& e)
     if (!enabled(e))
         return;
     if (!enter(e)) {
-        if (e.copy > 0 && !running())
+        if (e.copy > 0 && !running() && !e.exhausted())
             runNodes(e);
         return;
     }

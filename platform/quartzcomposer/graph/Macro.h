@@ -54,6 +54,9 @@ protected:
     // True if outputs may only be computed all together.
     virtual bool updatesAsAWhole() const { return false; }
     void pullPublished(Evaluation& e);
+    std::uint64_t versionOfOutputs() const override;
+    // Also one whose consumers are all of classes that aren't known.
+    bool canRest() const override { return isConsumer_ || publishedOutputs_.empty(); }
 
 private:
     struct PublishedOutput;

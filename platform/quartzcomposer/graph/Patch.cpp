@@ -2,13 +2,28 @@
 
 #include "platform/quartzcomposer/graph/Macro.h"
 
+#include <cmath>
+
 namespace vitrel::qc {
 
 namespace {
 // Patches that wait for each other are calls within calls; a longer chain than any author draws must not reach the
-// end of the stack. What lies deeper answers with its last values and catches up in the frames that follow.
+// end of the stack. What lies deeper answers with its last values, is computed later in the frame, and is seen in the
+// frames that follow.
 constexpr int kMaxWaiting = 3000;
+// Far more than can be computed sixty times a second.
+constexpr std::uint64_t kMaxEvaluations = 1'000'000;
+constexpr std::chrono::seconds kLongestFrame{2};
 } // namespace
+
+bool Evaluation::exhausted()
+{
+    if (!exhausted_ && (evaluations >= kMaxEvaluations || (evaluations % 16 == 0 && std::chrono::steady_clock::now() - begun > kLongestFrame))) {
+        exhausted_ = true;
+        needFrame();
+    }
+    return exhausted_;
+}
 
 InputPort::InputPort(Patch&, std::string key, PortType type, PortValue usual)
     : key_(std::move(key))
@@ -38,6 +53,8 @@ void InputPort::set(PortValue value)
     if (source_)
         return;
     PortValue now = converted(value, type_);
+    if (const auto* structure = now.as<StructureRef>(); structure && *structure && !(*structure)->fits())
+        now = zeroOf(type_);
     if (sameValue(now, value_))
         return;
     value_ = std::move(now);
@@ -58,7 +75,12 @@ OutputPort::OutputPort(Patch& owner, std::string key, PortType type)
 }
 
 void OutputPort::update(Evaluation& e) { owner_.update(e); }
-void OutputPort::set(PortValue value) { assign(converted(value, type_)); }
+void OutputPort::set(PortValue value)
+{
+    PortValue now = converted(value, type_);
+    const auto* structure = now.as<StructureRef>();
+    assign(structure && *structure && !(*structure)->fits() ? zeroOf(type_) : std::move(now));
+}
 
 const Value* Settings::find(const std::string& key) const
 {
@@ -71,7 +93,8 @@ const Value* Settings::find(const std::string& key) const
 double Settings::number(const std::string& key, double usual) const
 {
     const Value* value = find(key);
-    return value ? value->number().value_or(usual) : usual;
+    const double number = value ? value->number().value_or(usual) : usual;
+    return std::isfinite(number) ? number : usual;
 }
 
 std::string Settings::text(const std::string& key, const std::string& usual) const
@@ -97,7 +120,7 @@ OutputPort& Patch::addOutput(std::string key, PortType type)
 
 void Patch::addSystemPorts()
 {
-    if (kind() == Kind::Consumer && !input("_enable"))
+    if (canRest() && !input("_enable"))
         enable_ = &addInput("_enable", PortType::Boolean, true);
     if (timebase == Timebase::External && !input("_time"))
         externalTime_ = &addInput("_time", PortType::Number, 0.0);
@@ -160,10 +183,14 @@ bool Patch::enter(Evaluation& e)
         return false;
     }
     const std::uint64_t stamp = scope ? scope->stamp : e.frame;
-    if (stamp_ == stamp)
+    if (stamp_ == stamp || e.exhausted())
         return false;
     if (e.depth >= kMaxWaiting) {
-        e.needFrame();
+        // An iteration won't come back, and a consumer can't draw out of its turn.
+        if (kind() == Kind::Consumer || (scope && scope->iterates))
+            e.needFrame();
+        else if (!std::exchange(late_, true))
+            e.late.push_back(this);
         return false;
     }
     stamp_ = stamp;
@@ -178,6 +205,23 @@ void Patch::leave(Evaluation& e)
     running_ = false;
 }
 
+std::uint64_t Patch::versionOfOutputs() const
+{
+    std::uint64_t sum = 0;
+    for (const auto& port : outputs_)
+        sum += port->version();
+    return sum;
+}
+
+void Patch::catchUp(Evaluation& e)
+{
+    late_ = false;
+    const std::uint64_t before = versionOfOutputs();
+    update(e);
+    if (versionOfOutputs() != before)
+        e.needFrame();
+}
+
 void Patch::update(Evaluation& e)
 {
     if (!enter(e))
@@ -188,14 +232,10 @@ void Patch::update(Evaluation& e)
     if (changed || fresh_ || kind() != Kind::Pure) {
         fresh_ = false;
         ++e.evaluations;
-        std::uint64_t before = 0, after = 0;
-        for (const auto& port : outputs_)
-            before += port->version();
+        const std::uint64_t before = versionOfOutputs();
         evaluate(e);
-        for (const auto& port : outputs_)
-            after += port->version();
         // Whoever asked within a cycle has read old values and must see the new ones.
-        if (askedWhileRunning_ && before != after)
+        if (askedWhileRunning_ && before != versionOfOutputs())
             e.needFrame();
     }
     askedWhileRunning_ = false;
@@ -215,8 +255,10 @@ void Patch::execute(Evaluation& e)
     if (!enabled(e))
         return;
     if (!enter(e)) {
-        if (e.copy > 0 && !running_)
+        if (e.copy > 0 && !running_ && !e.exhausted()) {
+            ++e.evaluations;
             draw(e);
+        }
         return;
     }
     pullInputs(e);

@@ -3,6 +3,7 @@
 #include "platform/quartzcomposer/graph/PortValue.h"
 #include "platform/quartzcomposer/scene/Stage.h"
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -18,6 +19,11 @@ class Macro;
 
 // One run through a composition at one time.
 struct Evaluation {
+    explicit Evaluation(Stage& stage)
+        : stage(stage)
+    {
+    }
+
     Stage& stage;
     double time = 0; // of the composition, in seconds
     Date date; // the wall clock
@@ -30,8 +36,17 @@ struct Evaluation {
 
     int copy = 0; // above 0, consumers that have drawn in this run draw once more, elsewhere
     int depth = 0; // of patches that are waiting for each other
+    std::vector<Patch*> late; // those that were asked too deep, to be computed once the stack is free
     std::uint32_t iterationsLeft = 0; // of all iterators in this frame
-    std::uint64_t evaluations = 0; // patches computed
+    std::uint64_t evaluations = 0; // patches computed or drawn
+
+    // True once a frame has cost more than any that is meant to be seen. What isn't computed by then answers with what
+    // it had, and has its chance in the next frame.
+    bool exhausted();
+    std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
+
+private:
+    bool exhausted_ = false;
 };
 
 // The innermost thing that runs its nodes more than once a frame: the root or an iterator. `stamp` is new for each
@@ -114,7 +129,7 @@ public:
     OutputPort(Patch& owner, std::string key, PortType type);
     const std::string& key() const { return key_; }
     void update(Evaluation& e) override;
-    // Converts to the port's type.
+    // Converts to the port's type. A structure that is too large becomes nothing.
     void set(PortValue value);
 
 private:
@@ -129,7 +144,7 @@ struct Settings {
     std::string folder; // of the composition's file; empty if it has none
 
     const Value* find(const std::string& key) const;
-    double number(const std::string& key, double usual) const;
+    double number(const std::string& key, double usual) const; // finite, as long as `usual` is
     bool flag(const std::string& key, bool usual) const { return number(key, usual ? 1 : 0) != 0; }
     std::string text(const std::string& key, const std::string& usual = {}) const;
 };
@@ -166,6 +181,8 @@ public:
     virtual void update(Evaluation& e);
     // A consumer's turn in the layers.
     virtual void execute(Evaluation& e);
+    // The update that was put off because too many patches were waiting.
+    void catchUp(Evaluation& e);
 
     const std::vector<std::unique_ptr<InputPort>>& inputs() const { return inputs_; }
     const std::vector<std::unique_ptr<OutputPort>>& outputs() const { return outputs_; }
@@ -182,10 +199,13 @@ public:
 
     InputPort& addInput(std::string key, PortType type, PortValue usual);
     OutputPort& addOutput(std::string key, PortType type);
-    // Makes the ports that are common to the kind: _enable, _time. Called after configure.
+    // Makes the ports that are common to the kind: _enable, _time. Called after configure, and once the nodes of a
+    // macro are there.
     void addSystemPorts();
 
 protected:
+    // True if it has an _enable.
+    virtual bool canRest() const { return kind() == Kind::Consumer; }
     bool pullInputs(Evaluation& e);
     void takeTime(Evaluation& e);
     bool enabled(Evaluation& e);
@@ -193,6 +213,8 @@ protected:
     bool enter(Evaluation& e);
     void leave(Evaluation& e);
     bool running() const { return running_; }
+    // Moves on with each change of an output.
+    virtual std::uint64_t versionOfOutputs() const;
 
 private:
     std::vector<std::unique_ptr<InputPort>> inputs_;
@@ -200,7 +222,7 @@ private:
     InputPort* enable_ = nullptr;
     InputPort* externalTime_ = nullptr;
     std::uint64_t stamp_ = 0;
-    bool fresh_ = true, running_ = false, askedWhileRunning_ = false;
+    bool fresh_ = true, running_ = false, askedWhileRunning_ = false, late_ = false;
     double time_ = 0, localStart_ = 0;
     std::uint64_t lastFrame_ = 0;
 };
@@ -246,6 +268,8 @@ public:
     {
         if constexpr (std::is_same_v<T, PortValue>)
             return port_.value();
+        else if constexpr (std::is_same_v<T, std::string>)
+            return *port_.value().template as<std::string>();
         else
             return std::get<T>(static_cast<const PortValue::Base&>(port_.value()));
     }

@@ -4,7 +4,9 @@
 #include "platform/appkit/NSImage.h"
 #include "platform/quartzcomposer/file/TextValues.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 
 namespace vitrel::qc {
@@ -13,6 +15,10 @@ namespace {
 
 constexpr int kMaxDepth = 64;
 constexpr std::size_t kMaxMembers = 1'000'000;
+// Of all compositions of the process together: a text or a list may be made anew by each of a hundred thousand patches.
+constexpr std::size_t kMaxLivingText = 64u << 20;
+constexpr std::size_t kMaxLivingMembers = 1'000'000;
+std::atomic<std::size_t> livingText{0}, livingMembers{0};
 
 template <class T> std::optional<PortValue> some(T value) { return PortValue(std::move(value)); }
 
@@ -110,6 +116,56 @@ bool holds(const PortValue& value, PortType type)
 }
 
 } // namespace
+
+SharedText::SharedText(std::string text)
+{
+    const std::size_t size = text.size();
+    if (size == 0 || livingText + size > kMaxLivingText)
+        return;
+    livingText += size;
+    text_ = std::shared_ptr<const std::string>(new std::string(std::move(text)), [size](const std::string* held) {
+        livingText -= size;
+        delete held;
+    });
+}
+
+const std::string& SharedText::text() const
+{
+    static const std::string empty;
+    return text_ ? *text_ : empty;
+}
+
+Structure::Structure() = default;
+Structure::Structure(const Structure& other)
+    : members(other.members)
+    , keyed(other.keyed)
+{
+}
+Structure::~Structure() { livingMembers -= counted_; }
+
+bool Structure::fits() const
+{
+    if (levels_ == 0) {
+        std::size_t weight = 1, levels = 0;
+        for (const Member& member : members) {
+            const auto* inner = member.value.as<StructureRef>();
+            const bool nests = inner && *inner;
+            if (nests && !(*inner)->fits())
+                weight = kMaxMembers + 1;
+            weight += nests ? (*inner)->weight_ : 1;
+            levels = std::max<std::size_t>(levels, nests ? (*inner)->levels_ : 0);
+        }
+        weight_ = static_cast<std::uint32_t>(std::min(weight, kMaxMembers + 1));
+        levels_ = static_cast<std::uint32_t>(levels + 1);
+        if (livingMembers + members.size() > kMaxLivingMembers) {
+            weight_ = kMaxMembers + 1;
+        } else {
+            counted_ = members.size();
+            livingMembers += counted_;
+        }
+    }
+    return weight_ <= kMaxMembers && levels_ <= kMaxDepth;
+}
 
 const PortValue* Structure::atIndex(std::size_t index) const
 {

@@ -31,7 +31,7 @@ class IteratorPatch final : public Macro
     }
     template <class Run> void iterate(Evaluation& e, Run run)
     {
-        for (std::uint32_t k = 0; k < count() && e.iterationsLeft > 0; ++k) {
+        for (std::uint32_t k = 0; k < count() && e.iterationsLeft > 0 && !e.exhausted(); ++k) {
             --e.iterationsLeft;
             inner_.index = k;
             inner_.count = count();
@@ -181,7 +181,7 @@ class ReplicatorPatch final : public EnvironmentMacro
     {
         const Environment outer = e.stage.environment();
         const int copy = e.copy;
-        for (std::uint32_t k = 0; k < copies() && e.iterationsLeft > 0; ++k) {
+        for (std::uint32_t k = 0; k < copies() && e.iterationsLeft > 0 && !e.exhausted(); ++k) {
             --e.iterationsLeft;
             e.copy = copy + (k > 0);
             const double f = copies() > 1 ? curve(curveNumber(), double(k) / (copies() - 1)) : 0;

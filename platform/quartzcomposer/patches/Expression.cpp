@@ -131,8 +131,8 @@ private:
         Op op;
         int level;
     };
-    // Longer tokens first.
-    static constexpr Operator kOperators[] = {{"||", Op::Or, 0}, {"&&", Op::And, 1}, {"==", Op::Equal, 2},
+    // Longer tokens first. Files have single bars and ampersands, too, in the same sense.
+    static constexpr Operator kOperators[] = {{"||", Op::Or, 0}, {"|", Op::Or, 0}, {"&&", Op::And, 1}, {"&", Op::And, 1}, {"==", Op::Equal, 2},
         {"!=", Op::NotEqual, 2}, {"<=", Op::LessEqual, 3}, {">=", Op::GreaterEqual, 3}, {"<", Op::Less, 3},
         {">", Op::Greater, 3}, {"+", Op::Add, 4}, {"-", Op::Subtract, 4}, {"*", Op::Multiply, 5}, {"/", Op::Divide, 5},
         {"%", Op::Modulo, 5}};

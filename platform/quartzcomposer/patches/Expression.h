@@ -9,7 +9,7 @@
 namespace vitrel::qc {
 
 // A mathematical expression with variables. Operators as in C, with ^ for powers (right-associative, above * /),
-// comparisons that give 1 or 0, && || !, ?:. Trigonometric functions work in degrees; log is to the base 10.
+// comparisons that give 1 or 0, && || (or & |) !, ?:. Trigonometric functions work in degrees; log is to the base 10.
 class Expression
 {
 public:

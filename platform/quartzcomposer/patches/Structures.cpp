@@ -86,6 +86,8 @@ class QueuePatch final : public Patch
             list->members.push_back({{}, member});
         result_ = list;
         result.set(result_);
+        if (!list->fits()) // a queue of itself, or one too many
+            members_.clear();
         if (changed && continuous_)
             e.needFrame();
     }

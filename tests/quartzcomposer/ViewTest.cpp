@@ -1,0 +1,206 @@
+#include "platform/appkit/MemorySurface.h"
+#include "platform/appkit/NSWindow.h"
+#include "platform/foundation/PropertyList.h"
+#include "platform/quartzcomposer/CompositionView.h"
+#include "platform/quartzcomposer/drawing/GLContext.h"
+#include "platform/quartzcomposer/file/TextForm.h"
+#include "support/ManualLoop.h"
+#include "support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace vitrel {
+
+namespace {
+
+// A surface that can be out of sight.
+class HidableSurface final : public Surface
+{
+public:
+    int width() const override { return memory.width(); }
+    int height() const override { return memory.height(); }
+    bool wantsFrame() const override { return !hidden; }
+    FrameMemory frameMemory() override { return memory.frameMemory(); }
+    void present() override { memory.present(); }
+    MemorySurface memory{64, 32};
+    bool hidden = false;
+};
+
+struct View : testing::Test {
+    void SetUp() override
+    {
+        if (!qc::GLContext::current())
+            GTEST_SKIP();
+    }
+    std::string write(const std::string& name, std::string_view text)
+    {
+        const auto list = qc::compositionFromText(text, "");
+        EXPECT_TRUE(list);
+        const Bytes bytes = binaryPropertyList(*list);
+        return folder.write(name, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    }
+    void show()
+    {
+        auto made = std::make_unique<HidableSurface>();
+        surface = made.get();
+        window = std::make_unique<NSWindow>(NSRect{{0, 0}, {64, 32}}, std::move(made));
+        window->contentView()->addSubview(view);
+    }
+    std::uint64_t framesIn(double seconds)
+    {
+        const auto before = view->framesShown();
+        in.fastForwardBy(Seconds(seconds));
+        return view->framesShown() - before;
+    }
+    std::uint32_t pixel() const { return surface->memory.shown()->pixels.front(); }
+
+    const std::string still = R"({"inputs": {"color": "c.inputColor"}, "values": {"color": "#ff0000ff"}, "patches": {"c": {"class": "QCClear"}}})";
+    // The red part is the time in tenths of a second.
+    const std::string moving = R"({"patches": {"t": {"class": "QCTime"}, "m": {"class": "QCExpression", "settings": {"expression": "t / 10"}},
+        "k": {"class": "QCColorFromComponents", "inputs": {"input2": 0, "input3": 0}}, "c": {"class": "QCClear"}},
+        "connections": ["t.outputTime > m.t", "m.outputResult > k.input1", "k.outputColor > c.inputColor"]})";
+    double timeShown() const { return (pixel() >> 16 & 255) / 25.5; }
+
+    ManualLoop in;
+    TemporaryFolder folder;
+    std::shared_ptr<CompositionView> view = std::make_shared<CompositionView>(in.loop);
+    HidableSurface* surface = nullptr;
+    std::unique_ptr<NSWindow> window;
+};
+
+} // namespace
+
+// A still picture is drawn once; a write draws one more, and a write of the same value none.
+TEST_F(View, DrawsAStillCompositionOnlyWhenSomethingChanges)
+{
+    show();
+    ASSERT_TRUE(view->loadCompositionFromFile(write("still.qtz", still)));
+    EXPECT_TRUE(view->isRendering()) << "autostart";
+    EXPECT_EQ(framesIn(60), 1u);
+    EXPECT_EQ(pixel() & 0xFFFFFF, 0xFF0000u);
+    EXPECT_EQ(view->inputKeys(), std::vector<std::string>{"color"});
+    EXPECT_TRUE(view->setValueForInputKey(NSColor{0, 0, 1, 1}, "color"));
+    EXPECT_FALSE(view->setValueForInputKey(1, "none"));
+    EXPECT_FALSE(view->setValueForInputKey("blue", "color"));
+    EXPECT_EQ(framesIn(60), 1u);
+    EXPECT_EQ(pixel() & 0xFFFFFF, 0x0000FFu);
+    EXPECT_EQ(view->valueForInputKey("color"), Value(NSColor{0, 0, 1, 1}));
+    for (int k = 0; k < 5; ++k)
+        view->setValueForInputKey(NSColor{0, k / 4.0, 1, 1}, "color");
+    EXPECT_EQ(framesIn(1), 1u) << "five writes in a turn are one frame";
+}
+
+TEST_F(View, DrawsNoFasterThanItsRate)
+{
+    show();
+    ASSERT_TRUE(view->loadCompositionFromFile(write("moving.qtz", moving)));
+    EXPECT_NEAR(framesIn(2), 120, 2);
+    view->setMaxRenderingFrameRate(10);
+    EXPECT_NEAR(framesIn(2), 20, 2);
+    view->setMaxRenderingFrameRate(0);
+    EXPECT_NEAR(framesIn(2), 120, 2);
+    view->setMaxRenderingFrameRate(1000);
+    EXPECT_NEAR(framesIn(2), 120, 2);
+}
+
+TEST_F(View, PauseKeepsTheTimeAndStopBeginsAnew)
+{
+    show();
+    view->setAutostartsRendering(false);
+    ASSERT_TRUE(view->loadCompositionFromFile(write("moving.qtz", moving)));
+    EXPECT_EQ(framesIn(3), 0u) << "not started";
+    view->play({});
+    framesIn(2);
+    EXPECT_NEAR(timeShown(), 2, 0.1);
+    view->pauseRendering();
+    EXPECT_FALSE(view->isRendering());
+    EXPECT_EQ(framesIn(3), 0u);
+    view->play({});
+    framesIn(1);
+    EXPECT_NEAR(timeShown(), 3, 0.1);
+    view->stopRendering();
+    EXPECT_EQ(framesIn(3), 0u);
+    EXPECT_TRUE(view->startRendering());
+    framesIn(1);
+    EXPECT_NEAR(timeShown(), 1, 0.1);
+}
+
+TEST_F(View, WithoutAWindowKeepsItsInputsAndDrawsNothing)
+{
+    ASSERT_TRUE(view->loadCompositionFromFile(write("still.qtz", still)));
+    EXPECT_TRUE(view->setValueForInputKey(NSColor{0, 1, 0, 1}, "color"));
+    view->startRendering();
+    EXPECT_EQ(framesIn(5), 0u);
+    EXPECT_EQ(view->evaluations(), 0u);
+    show();
+    EXPECT_EQ(framesIn(5), 1u);
+    EXPECT_EQ(pixel() & 0xFFFFFF, 0x00FF00u);
+    view->removeFromSuperview();
+    view->setValueForInputKey(NSColor{0, 0, 1, 1}, "color");
+    EXPECT_EQ(framesIn(5), 0u);
+}
+
+TEST_F(View, EvaluatesNothingWhileItIsHidden)
+{
+    show();
+    ASSERT_TRUE(view->loadCompositionFromFile(write("moving.qtz", moving)));
+    framesIn(1);
+    surface->hidden = true;
+    const auto before = view->evaluations();
+    EXPECT_EQ(framesIn(10), 0u);
+    EXPECT_EQ(view->evaluations(), before);
+    surface->hidden = false;
+    EXPECT_GT(framesIn(2), 60u) << "comes back within its beat";
+}
+
+TEST_F(View, FollowsTheSizeOfItsSurface)
+{
+    show();
+    ASSERT_TRUE(view->loadCompositionFromFile(write("still.qtz", still)));
+    framesIn(1);
+    surface->memory.resize(100, 20);
+    view->setFrame({{0, 0}, {100, 20}});
+    EXPECT_EQ(framesIn(1), 1u);
+    EXPECT_EQ(surface->memory.shown()->width, 100);
+    EXPECT_EQ(surface->memory.shown()->pixels.back() & 0xFFFFFF, 0xFF0000u);
+}
+
+TEST_F(View, AFileThatIsNoneLeavesNothingLoaded)
+{
+    show();
+    ASSERT_TRUE(view->loadCompositionFromFile(write("still.qtz", still)));
+    int loads = 0;
+    view->onLoad = [&] { ++loads; };
+    EXPECT_FALSE(view->loadCompositionFromFile(folder.write("text.qtz", "no composition")));
+    EXPECT_FALSE(view->loadCompositionFromFile(folder / "none"));
+    EXPECT_TRUE(view->inputKeys().empty());
+    EXPECT_FALSE(view->isRendering());
+    EXPECT_FALSE(view->startRendering());
+    EXPECT_EQ(framesIn(1), 0u);
+    EXPECT_EQ(loads, 0);
+    EXPECT_TRUE(view->loadCompositionFromFile(folder / "still.qtz"));
+    EXPECT_EQ(loads, 1);
+    EXPECT_EQ(framesIn(1), 1u);
+}
+
+// Two views in one process share the context and nothing else; the one that goes takes nothing from the other.
+TEST_F(View, TwoPlaySideBySide)
+{
+    show();
+    ASSERT_TRUE(view->loadCompositionFromFile(write("moving.qtz", moving)));
+    auto other = std::make_shared<CompositionView>(in.loop);
+    auto made = std::make_unique<HidableSurface>();
+    HidableSurface* second = made.get();
+    NSWindow secondWindow(NSRect{{0, 0}, {64, 32}}, std::move(made));
+    secondWindow.contentView()->addSubview(other);
+    ASSERT_TRUE(other->loadCompositionFromFile(write("still.qtz", still)));
+    framesIn(2);
+    EXPECT_NEAR(timeShown(), 2, 0.1);
+    EXPECT_EQ(second->memory.shown()->pixels.front() & 0xFFFFFF, 0xFF0000u);
+    other->removeFromSuperview();
+    other.reset();
+    framesIn(1);
+    EXPECT_NEAR(timeShown(), 3, 0.1);
+}
+
+} // namespace vitrel
