@@ -61,6 +61,7 @@ public:
     void stop();
 
 private:
+    void dismiss();
     bool open();
     std::unique_ptr<X11Window> makeWindow();
     void lookAtScreens();
@@ -84,9 +85,14 @@ void WindowPlayer::stop()
         return;
     HostSignals::capExit();
     host_.stop();
+}
+
+void WindowPlayer::dismiss()
+{
     // The other displays' savers need not wait for this one's end.
-    if (options_.supervisor > 0 && getppid() == options_.supervisor && code_ == int(DisplayExit::Dismissed))
+    if (!host_.stopping() && options_.supervisor > 0 && getppid() == options_.supervisor)
         ::kill(options_.supervisor, SIGTERM);
+    stop();
 }
 
 const X11Monitor* monitorNamed(const std::vector<X11Monitor>& monitors, const std::string& name)
@@ -125,7 +131,7 @@ bool WindowPlayer::open()
     window_ = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, x_->makeSurface());
     lookAtScreens();
     x_->onResized = [this](int width, int height) { host_.resizeView(*window_, {double(width), double(height)}); };
-    x_->onClosed = x_->onDismissed = connection_->onLost = [this] { stop(); };
+    x_->onClosed = x_->onDismissed = connection_->onLost = [this] { dismiss(); };
     connection_->onScreensChanged = [this] { screensChanged(); };
     host_.surroundings().screens = [this] {
         std::vector<std::shared_ptr<const NSScreen>> screens;
