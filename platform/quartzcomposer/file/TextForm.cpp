@@ -55,7 +55,7 @@ void put(Json& json, const char* key, Json value)
         json[key] = std::move(value);
 }
 
-Json nodeJson(const FileNode& node, bool isRoot);
+Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget);
 
 Json publishedJson(const std::vector<FilePublishedPort>& ports)
 {
@@ -66,12 +66,12 @@ Json publishedJson(const std::vector<FilePublishedPort>& ports)
 }
 
 // What the form has no place for: labels, editor data, which dictionary a value stood in.
-Json rawJson(const FileNode& node)
+Json rawJson(const FileNode& node, TextBudget& budget)
 {
     Json raw = Json::object(), state = Json::object(), ports = Json::object(), published = Json::object();
     for (const auto& [key, value] : *node.state) {
         if (oneOf(key, {"userInfo", "customOutputPortStates"}))
-            state[jsonText(key)] = valueJson(value);
+            state[jsonText(key)] = valueJson(value, budget);
     }
     for (const char* kind : kPortKinds) {
         for (const auto& [key, port] : dictionaryAt(*node.state, kind)) {
@@ -80,7 +80,7 @@ Json rawJson(const FileNode& node)
                 continue;
             for (const auto& [part, value] : *port.dictionary()) {
                 if (part != "value")
-                    rest[jsonText(part)] = valueJson(value);
+                    rest[jsonText(part)] = valueJson(value, budget);
             }
             const bool usual = kind == kPortKinds[key.starts_with('_') ? 2 : 0];
             if (!usual || !rest.empty() || port.dictionary()->empty())
@@ -94,7 +94,7 @@ Json rawJson(const FileNode& node)
             const Value* info = entry ? find(dictionaryAt(*entry, "state"), "userInfo") : nullptr;
             const Value* key = entry ? find(*entry, "key") : nullptr;
             if (info && key)
-                published[list][jsonText(description(*key))] = valueJson(*info);
+                published[list][jsonText(description(*key))] = valueJson(*info, budget);
         }
     }
     put(raw, "state", state);
@@ -103,7 +103,7 @@ Json rawJson(const FileNode& node)
     return raw;
 }
 
-Json nodeJson(const FileNode& node, bool isRoot)
+Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget)
 {
     Json json = Json::object();
     if (!isRoot || node.className != "QCPatch")
@@ -113,13 +113,13 @@ Json nodeJson(const FileNode& node, bool isRoot)
     Json inputs = publishedJson(node.publishedInputs);
     Json stored = Json::object(); // at a macro, under the name of a published input
     for (const auto& [key, value] : node.portValues)
-        (inputs.contains(jsonText(key)) ? stored : inputs)[jsonText(key)] = valueJson(value);
+        (inputs.contains(jsonText(key)) ? stored : inputs)[jsonText(key)] = valueJson(value, budget);
     put(json, "inputs", std::move(inputs));
     put(json, "outputs", publishedJson(node.publishedOutputs));
     Json values = Json::object();
     for (const FilePublishedPort& port : node.publishedInputs) {
         if (!port.value.isNothing())
-            values[jsonText(port.key)] = valueJson(port.value);
+            values[jsonText(port.key)] = valueJson(port.value, budget);
     }
     if (!isRoot)
         put(json, "values", std::move(values));
@@ -129,46 +129,46 @@ Json nodeJson(const FileNode& node, bool isRoot)
     for (const auto& [key, value] : *node.state) {
         if (!oneOf(key, {"nodes", "connections", "publishedInputPorts", "publishedOutputPorts", "ivarInputPortStates",
                             "customInputPortStates", "systemInputPortStates", "userInfo", "customOutputPortStates"}))
-            settings[jsonText(key)] = valueJson(value);
+            settings[jsonText(key)] = valueJson(value, budget);
     }
     put(json, "settings", std::move(settings));
     Json patches = Json::object();
     for (const FileNode& child : node.nodes)
-        patches[jsonText(child.key)] = nodeJson(child, false);
+        patches[jsonText(child.key)] = nodeJson(child, false, budget);
     if (find(*node.state, "nodes"))
         json["patches"] = std::move(patches);
     Json connections = Json::array();
     for (const FileConnection& connection : node.connections)
         connections.push_back(connectionJson(connection));
     put(json, "connections", std::move(connections));
-    Json raw = rawJson(node);
+    Json raw = rawJson(node, budget);
     put(raw, "stored", std::move(stored));
     put(json, "raw", std::move(raw));
     return json;
 }
 
-Json compositionJson(const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions)
+Json compositionJson(const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions, TextBudget& budget)
 {
-    Json json = nodeJson(root, true);
+    Json json = nodeJson(root, true, budget);
     std::map<std::string, Json> values;
     for (const FilePublishedPort& port : root.publishedInputs) {
         if (!port.value.isNothing())
-            values[jsonText(port.key)] = valueJson(port.value);
+            values[jsonText(port.key)] = valueJson(port.value, budget);
     }
     for (const auto& [key, value] : dictionaryAt(top, "inputParameters"))
-        values[jsonText(key)] = valueJson(value);
+        values[jsonText(key)] = valueJson(value, budget);
     put(json, "values", Json(values));
     Json rest = Json::object(), virtuals = Json::object();
     for (const auto& [key, value] : top) {
         if (!oneOf(key, {"rootPatch", "inputParameters", "virtualPatches"}))
-            rest[jsonText(key)] = valueJson(value);
+            rest[jsonText(key)] = valueJson(value, budget);
     }
     if (!rest.empty())
         json["raw"]["top"] = std::move(rest);
     for (const auto& [identifier, value] : dictionaryAt(top, "virtualPatches")) {
         const auto definition = definitions ? definitions->find(identifier) : std::map<std::string, FileNode>::const_iterator();
         if (definitions && definition != definitions->end() && value.dictionary())
-            virtuals[jsonText(identifier)] = compositionJson(definition->second, *value.dictionary(), nullptr);
+            virtuals[jsonText(identifier)] = compositionJson(definition->second, *value.dictionary(), nullptr, budget);
     }
     put(json, "virtualPatches", std::move(virtuals));
     return json;
@@ -425,7 +425,9 @@ private:
 
 std::string textForm(const CompositionFile& file)
 {
-    return compositionJson(file.root, file.top(), &file.virtualPatches).dump(2, ' ', false, Json::error_handler_t::replace);
+    TextBudget budget;
+    const Json json = compositionJson(file.root, file.top(), &file.virtualPatches, budget);
+    return budget.spent() ? std::string() : json.dump(2, ' ', false, Json::error_handler_t::replace);
 }
 
 std::optional<Value> compositionFromText(std::string_view text, const std::string& folder, CompositionError* error)

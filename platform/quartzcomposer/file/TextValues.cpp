@@ -79,8 +79,13 @@ Json linesOf(const std::string& text)
 
 std::string jsonText(const std::string& text) { return repairedUtf8(text); }
 
-Json valueJson(const Value& value)
+Json valueJson(const Value& value, TextBudget& budget)
 {
+    constexpr int kMaxDepth = 512;
+    const auto* ownText = value.as<std::string>();
+    budget.spend(ownText ? ownText->size() : value.bytes() ? value.bytes()->size() * 2 : 16);
+    if (budget.spent() || budget.depth > kMaxDepth)
+        return nullptr;
     if (const auto* flag = value.as<bool>())
         return *flag;
     if (const auto* integer = value.as<std::int64_t>())
@@ -103,8 +108,13 @@ Json valueJson(const Value& value)
         return Json{{"data", encodeBase64(*bytes)}};
     if (const auto* members = value.array()) {
         Json json = Json::array();
-        for (const Value& member : *members)
-            json.push_back(valueJson(member));
+        ++budget.depth;
+        for (const Value& member : *members) {
+            if (budget.spent())
+                break;
+            json.push_back(valueJson(member, budget));
+        }
+        --budget.depth;
         return json;
     }
     const auto* members = value.dictionary();
@@ -113,8 +123,14 @@ Json valueJson(const Value& value)
     if (const auto color = colorText(*members))
         return *color;
     Json json = Json::object();
-    for (const auto& [key, member] : *members)
-        json[jsonText(key)] = valueJson(member);
+    ++budget.depth;
+    for (const auto& [key, member] : *members) {
+        budget.spend(key.size());
+        if (budget.spent())
+            break;
+        json[jsonText(key)] = valueJson(member, budget);
+    }
+    --budget.depth;
     if (json.size() == 1 && isSpecial(json.begin().key()))
         return Json{{"dictionary", json}};
     return json;

@@ -4,15 +4,29 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <string>
 
 namespace vitrel::qc {
+
+// How much of a property list may still be told: its objects may be shared, so that a small one is a text without end.
+// What lies beyond is null.
+struct TextBudget {
+    std::size_t values = 2'000'000, bytes = 256u << 20;
+    int depth = 0;
+    bool spent() const { return values == 0 || bytes == 0; }
+    void spend(std::size_t size)
+    {
+        values -= values > 0;
+        bytes -= std::min(bytes, size);
+    }
+};
 
 // Values of the text form. Numbers, booleans and plain texts are JSON's; a colour is "#rrggbbaa"; an object with one
 // of these members alone stands for what JSON has no word for: "image" (a file beside the text), "data" (base64),
 // "date" (seconds since 2001), "text" (one that looks like a colour), "lines" (a text of several lines, an array), "real" ("nan", "inf", "-inf"), "dictionary" (one
 // that looks like one of these).
-nlohmann::ordered_json valueJson(const Value& value);
+nlohmann::ordered_json valueJson(const Value& value, TextBudget& budget);
 
 // Text as JSON takes it: well-formed.
 std::string jsonText(const std::string& text);
