@@ -128,7 +128,7 @@ Json valueJson(const Value& value, TextBudget& budget)
         budget.spend(key.size());
         if (budget.spent())
             break;
-        json[jsonText(key)] = valueJson(member, budget);
+        append(json, jsonText(key), valueJson(member, budget));
     }
     --budget.depth;
     if (json.size() == 1 && isSpecial(json.begin().key()))
@@ -207,9 +207,16 @@ Dictionary ValueReader::dictionary(const Json& json)
     return members;
 }
 
-bool nestsAtMost(std::string_view json, int most)
+void append(Json& object, std::string key, Json value)
 {
-    int depth = 0;
+    if (!object.is_object())
+        object = Json::object();
+    object.get_ref<Json::object_t&>().Json::object_t::Container::emplace_back(std::move(key), std::move(value));
+}
+
+bool isShapedForParsing(std::string_view json, int depth, std::size_t members)
+{
+    std::vector<std::pair<char, std::size_t>> open; // brackets, and the commas in them
     bool inString = false;
     for (std::size_t at = 0; at < json.size(); ++at) {
         const char c = json[at];
@@ -219,10 +226,15 @@ bool nestsAtMost(std::string_view json, int most)
         } else if (c == '"') {
             inString = true;
         } else if (c == '{' || c == '[') {
-            if (++depth > most)
+            open.emplace_back(c, 0);
+            if (open.size() > static_cast<std::size_t>(depth))
                 return false;
         } else if (c == '}' || c == ']') {
-            --depth;
+            if (!open.empty())
+                open.pop_back();
+        } else if (c == ',' && !open.empty() && open.back().first == '{') {
+            if (++open.back().second >= members)
+                return false;
         }
     }
     return true;

@@ -49,7 +49,12 @@ private:
     std::size_t read_ = 0; // bytes of files
 };
 
-// True if brackets outside of strings nest no deeper than `most`.
-bool nestsAtMost(std::string_view json, int most);
+// Adds a member to an object that has none of that key. Objects that keep their order search for a key one by one.
+void append(nlohmann::ordered_json& object, std::string key, nlohmann::ordered_json value);
+
+// True if brackets outside of strings nest no deeper than `depth` and no object has more than `members`: the parser
+// calls itself for each level, and looks through an object for each of its members.
+bool isShapedForParsing(std::string_view json, int depth, std::size_t members);
+inline bool nestsAtMost(std::string_view json, int depth) { return isShapedForParsing(json, depth, json.size() + 1); }
 
 } // namespace vitrel::qc
