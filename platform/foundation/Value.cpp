@@ -57,10 +57,14 @@ std::optional<double> Value::doubleValue() const
     return number();
 }
 
-std::string description(const Value& value)
+namespace {
+
+// Containers may share their members into a billion: a description ends somewhere.
+constexpr std::size_t kLongestDescription = 1u << 20;
+constexpr int kDeepestDescription = 64;
+
+std::string describe(const Value& value)
 {
-    if (const auto* text = value.as<std::string>())
-        return *text;
     if (const auto* flag = value.as<bool>())
         return *flag ? "1" : "0";
     if (const auto* integer = value.as<std::int64_t>())
@@ -74,23 +78,47 @@ std::string description(const Value& value)
             + shortestDecimal(color->alpha);
     if (const auto* bytes = value.bytes())
         return "<" + std::to_string(bytes->size()) + " bytes>";
-    if (const auto* members = value.array()) {
-        std::string out = "(";
-        for (const Value& member : *members)
-            out += (out.size() > 1 ? ", " : "") + description(member);
-        return out + ")";
-    }
-    if (const auto* members = value.dictionary()) {
-        std::string out = "{";
-        for (const auto& [key, member] : *members)
-            out += key + " = " + description(member) + "; ";
-        return out + "}";
-    }
     if (value.image())
         return "<image>";
     if (const auto object = value.object())
         return object->description();
     return "<null>";
+}
+
+void describe(const Value& value, std::string& out, int depth)
+{
+    const auto isOver = [&] { return out.size() > kLongestDescription || depth > kDeepestDescription; };
+    if (const auto* text = value.as<std::string>()) {
+        out += *text;
+    } else if (const auto* members = value.array()) {
+        out += '(';
+        for (std::size_t k = 0; k < members->size() && !isOver(); ++k) {
+            out += k ? ", " : "";
+            describe((*members)[k], out, depth + 1);
+        }
+        out += isOver() ? "...)" : ")";
+    } else if (const auto* dictionary = value.dictionary()) {
+        out += '{';
+        for (const auto& [key, member] : *dictionary) {
+            if (isOver())
+                break;
+            out += key + " = ";
+            describe(member, out, depth + 1);
+            out += "; ";
+        }
+        out += isOver() ? "...}" : "}";
+    } else {
+        out += describe(value);
+    }
+}
+
+} // namespace
+
+std::string description(const Value& value)
+{
+    std::string out;
+    describe(value, out, 0);
+    return out;
 }
 
 bool operator==(const Value& a, const Value& b)

@@ -67,7 +67,7 @@ struct Value
 };
 
 // What "%@" makes of a value: text as it is, numbers as their shortest decimal, booleans 1 and 0, nothing "<null>",
-// containers in the platform's old style.
+// containers in the platform's old style, cut short behind a megabyte or 64 levels.
 std::string description(const Value& value);
 
 // Deep equality; images and objects by identity.

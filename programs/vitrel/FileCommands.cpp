@@ -24,7 +24,10 @@ int inspect(const std::string& path, bool source)
     if (!file)
         return complain(path + " is no composition: " + error.reason);
     if (source) {
-        std::cout << qc::textForm(*file) << '\n';
+        const std::string text = qc::textForm(*file);
+        if (text.empty())
+            return complain(path + " shares its parts into more than a text can hold");
+        std::cout << text << '\n';
         return 0;
     }
     const auto registry = qc::allPatches();

@@ -125,7 +125,7 @@ TEST(TextForm, SaysWhatIsWrongWhere)
     }
     CompositionError error;
     EXPECT_FALSE(compositionFromText(std::string(100'000, '['), "", &error));
-    EXPECT_EQ(error.reason, "the text nests too deep");
+    EXPECT_EQ(error.reason, "the text nests too deep, or an object in it has too many members");
     std::string deep = R"({"class": "QCMath"})";
     for (int level = 0; level < 200; ++level)
         deep = R"({"class": "QCPatch", "patches": {"p": )" + deep + "}}";

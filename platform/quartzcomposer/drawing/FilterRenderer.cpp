@@ -15,6 +15,8 @@ namespace {
 
 constexpr int kMaxSide = 4096; // of a filter's result
 constexpr int kMaxChain = 64; // filters upon filters
+// Passes for one picture that is shown: results without an end aren't kept, so two inputs of one source double them.
+constexpr int kMaxPasses = 512;
 
 // Half the size, each pixel the mean of four.
 Bitmap halved(const Bitmap& from)
@@ -73,6 +75,7 @@ TextureRef FilterRenderer::texture(const ImageRef& image, int targetWidth, int t
     }
     const Extent& extent = image->extent();
     const Extent wanted = extent.infinite ? Extent{0, 0, double(targetWidth), double(targetHeight), false} : extent;
+    passes_ = 0;
     return piece(image, wanted).texture;
 }
 
@@ -96,7 +99,7 @@ TextureRef FilterRenderer::level(const ImageRef& image, std::size_t number)
 
 FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent& wanted)
 {
-    if (!image)
+    if (!image || passes_ > kMaxPasses)
         return {};
     const auto* filtered = dynamic_cast<const FilteredImage*>(image.get());
     if (!filtered) {
@@ -184,6 +187,8 @@ const Program& FilterRenderer::program(const std::string& filter)
 FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vector<Piece>& inputs, const Extent& covers,
     int width, int height, const std::vector<double>& numbers, const std::vector<NSColor>& colors)
 {
+    if (++passes_ > kMaxPasses)
+        return {};
     Piece result{Texture::make(width, height, nullptr), covers};
     if (!result.texture)
         return {};

@@ -67,7 +67,7 @@ bool GLCanvas::begin(int width, int height, bool depth)
         return false;
     generation_ = context->generation();
     depth_ = depth;
-    auto target = makeTarget(width, height, depth);
+    auto target = makeTarget(width, height, depth, Texture::Use::View);
     if (!target)
         return false;
     targets_.push_back(std::move(*target));
@@ -102,10 +102,10 @@ bool GLCanvas::valid() const
     return context && context->generation() == generation_;
 }
 
-std::optional<GLCanvas::Target> GLCanvas::makeTarget(int width, int height, bool depth)
+std::optional<GLCanvas::Target> GLCanvas::makeTarget(int width, int height, bool depth, Texture::Use use)
 {
     Target target;
-    target.texture = Texture::make(width, height, nullptr);
+    target.texture = Texture::make(width, height, nullptr, use, depth ? 2 : 1);
     if (!target.texture)
         return std::nullopt;
     glGenFramebuffers(1, &target.framebuffer);
@@ -142,7 +142,7 @@ bool GLCanvas::resize(int width, int height)
     if (width == this->width() && height == this->height())
         return true;
     flush();
-    auto target = makeTarget(width, height, depth_);
+    auto target = makeTarget(width, height, depth_, Texture::Use::View);
     if (!target)
         return false;
     glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
@@ -328,9 +328,9 @@ void GLCanvas::flush()
 void GLCanvas::beginImage(int width, int height, bool depth)
 {
     flush();
-    auto target = makeTarget(width, height, depth);
+    auto target = makeTarget(width, height, depth, Texture::Use::Composition);
     if (!target) // as small as it can be, so that what is drawn goes nowhere
-        target = makeTarget(1, 1, false);
+        target = makeTarget(1, 1, false, Texture::Use::View);
     targets_.push_back(target ? std::move(*target) : Target{targets_.back().texture, 0, 0});
 }
 

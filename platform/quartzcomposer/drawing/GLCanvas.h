@@ -58,7 +58,7 @@ private:
 
     GLCanvas() = default;
     bool begin(int width, int height, bool depth);
-    std::optional<Target> makeTarget(int width, int height, bool depth);
+    std::optional<Target> makeTarget(int width, int height, bool depth, Texture::Use use);
     void release(Target& target);
     void bindTarget();
     void flush();

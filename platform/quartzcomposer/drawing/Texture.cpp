@@ -6,13 +6,25 @@
 
 namespace vitrel::qc {
 
-TextureRef Texture::make(int width, int height, const std::uint32_t* pixels)
+namespace {
+
+constexpr std::size_t kMaxLivingBytes = 160u << 20;
+std::size_t livingBytes = 0; // main thread
+
+} // namespace
+
+TextureRef Texture::make(int width, int height, const std::uint32_t* pixels, Use use, int copies)
 {
     constexpr int kMaxSide = 16384;
     const GLContext* context = GLContext::current();
     if (!context || width < 1 || height < 1 || width > kMaxSide || height > kMaxSide)
         return nullptr;
+    const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4 * static_cast<std::size_t>(copies);
+    if (use == Use::Composition && livingBytes + size > kMaxLivingBytes)
+        return nullptr;
     std::shared_ptr<Texture> texture(new Texture);
+    texture->counted_ = use == Use::Composition ? size : 0;
+    livingBytes += texture->counted_;
     texture->width_ = width;
     texture->height_ = height;
     texture->generation_ = context->generation();
@@ -31,6 +43,7 @@ TextureRef Texture::make(int width, int height, const std::uint32_t* pixels)
 
 Texture::~Texture()
 {
+    livingBytes -= counted_;
     const GLContext* context = name_ ? GLContext::current() : nullptr;
     if (context && context->generation() == generation_)
         glDeleteTextures(1, &name_);

@@ -13,8 +13,13 @@ namespace vitrel::qc {
 class Texture
 {
 public:
-    // `pixels` may be null: transparent black. Null if OpenGL can't.
-    static std::shared_ptr<Texture> make(int width, int height, const std::uint32_t* pixels);
+    // Whose memory it is: the picture of a view is always had, what a composition asks for has a bound together.
+    enum class Use : std::uint8_t { View, Composition };
+
+    // `pixels` may be null: they are then undefined. Null if OpenGL can't, or if all textures of compositions would
+    // pass 160 MiB. `copies` counts what belongs to it and is as large, such as a depth buffer.
+    static std::shared_ptr<Texture> make(
+        int width, int height, const std::uint32_t* pixels, Use use = Use::Composition, int copies = 1);
     ~Texture();
     Texture(const Texture&) = delete;
     Texture& operator=(const Texture&) = delete;
@@ -28,6 +33,7 @@ private:
     Texture() = default;
     unsigned name_ = 0;
     int width_ = 0, height_ = 0;
+    std::size_t counted_ = 0; // bytes of the bound
     std::uint64_t generation_ = 0;
 };
 

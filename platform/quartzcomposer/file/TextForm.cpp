@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <set>
 
 namespace vitrel::qc {
 
@@ -55,23 +56,26 @@ void put(Json& json, const char* key, Json value)
         json[key] = std::move(value);
 }
 
-Json nodeJson(const FileNode& node, bool isRoot);
+Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget);
 
 Json publishedJson(const std::vector<FilePublishedPort>& ports)
 {
     Json json = Json::object();
-    for (const FilePublishedPort& port : ports)
-        json[jsonText(port.key)] = portJson(port.node, port.port);
+    std::set<std::string> keys;
+    for (const FilePublishedPort& port : ports) {
+        if (keys.insert(jsonText(port.key)).second)
+            append(json, jsonText(port.key), portJson(port.node, port.port));
+    }
     return json;
 }
 
 // What the form has no place for: labels, editor data, which dictionary a value stood in.
-Json rawJson(const FileNode& node)
+Json rawJson(const FileNode& node, TextBudget& budget)
 {
     Json raw = Json::object(), state = Json::object(), ports = Json::object(), published = Json::object();
     for (const auto& [key, value] : *node.state) {
         if (oneOf(key, {"userInfo", "customOutputPortStates"}))
-            state[jsonText(key)] = valueJson(value);
+            append(state, jsonText(key), valueJson(value, budget));
     }
     for (const char* kind : kPortKinds) {
         for (const auto& [key, port] : dictionaryAt(*node.state, kind)) {
@@ -80,11 +84,11 @@ Json rawJson(const FileNode& node)
                 continue;
             for (const auto& [part, value] : *port.dictionary()) {
                 if (part != "value")
-                    rest[jsonText(part)] = valueJson(value);
+                    append(rest, jsonText(part), valueJson(value, budget));
             }
             const bool usual = kind == kPortKinds[key.starts_with('_') ? 2 : 0];
             if (!usual || !rest.empty() || port.dictionary()->empty())
-                ports[kind][jsonText(key)] = std::move(rest);
+                append(ports[kind], jsonText(key), std::move(rest));
         }
     }
     for (const char* list : {"publishedInputPorts", "publishedOutputPorts"}) {
@@ -94,7 +98,7 @@ Json rawJson(const FileNode& node)
             const Value* info = entry ? find(dictionaryAt(*entry, "state"), "userInfo") : nullptr;
             const Value* key = entry ? find(*entry, "key") : nullptr;
             if (info && key)
-                published[list][jsonText(description(*key))] = valueJson(*info);
+                append(published[list], jsonText(description(*key)), valueJson(*info, budget));
         }
     }
     put(raw, "state", state);
@@ -103,7 +107,7 @@ Json rawJson(const FileNode& node)
     return raw;
 }
 
-Json nodeJson(const FileNode& node, bool isRoot)
+Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget)
 {
     Json json = Json::object();
     if (!isRoot || node.className != "QCPatch")
@@ -112,14 +116,17 @@ Json nodeJson(const FileNode& node, bool isRoot)
         json["identifier"] = jsonText(node.identifier);
     Json inputs = publishedJson(node.publishedInputs);
     Json stored = Json::object(); // at a macro, under the name of a published input
+    std::set<std::string> published;
+    for (const FilePublishedPort& port : node.publishedInputs)
+        published.insert(jsonText(port.key));
     for (const auto& [key, value] : node.portValues)
-        (inputs.contains(jsonText(key)) ? stored : inputs)[jsonText(key)] = valueJson(value);
+        append(published.count(jsonText(key)) ? stored : inputs, jsonText(key), valueJson(value, budget));
     put(json, "inputs", std::move(inputs));
     put(json, "outputs", publishedJson(node.publishedOutputs));
     Json values = Json::object();
     for (const FilePublishedPort& port : node.publishedInputs) {
-        if (!port.value.isNothing())
-            values[jsonText(port.key)] = valueJson(port.value);
+        if (!port.value.isNothing() && published.erase(jsonText(port.key)))
+            append(values, jsonText(port.key), valueJson(port.value, budget));
     }
     if (!isRoot)
         put(json, "values", std::move(values));
@@ -129,46 +136,49 @@ Json nodeJson(const FileNode& node, bool isRoot)
     for (const auto& [key, value] : *node.state) {
         if (!oneOf(key, {"nodes", "connections", "publishedInputPorts", "publishedOutputPorts", "ivarInputPortStates",
                             "customInputPortStates", "systemInputPortStates", "userInfo", "customOutputPortStates"}))
-            settings[jsonText(key)] = valueJson(value);
+            append(settings, jsonText(key), valueJson(value, budget));
     }
     put(json, "settings", std::move(settings));
     Json patches = Json::object();
-    for (const FileNode& child : node.nodes)
-        patches[jsonText(child.key)] = nodeJson(child, false);
+    std::set<std::string> keys; // connections lead to the first of a key
+    for (const FileNode& child : node.nodes) {
+        if (keys.insert(jsonText(child.key)).second)
+            append(patches, jsonText(child.key), nodeJson(child, false, budget));
+    }
     if (find(*node.state, "nodes"))
         json["patches"] = std::move(patches);
     Json connections = Json::array();
     for (const FileConnection& connection : node.connections)
         connections.push_back(connectionJson(connection));
     put(json, "connections", std::move(connections));
-    Json raw = rawJson(node);
+    Json raw = rawJson(node, budget);
     put(raw, "stored", std::move(stored));
     put(json, "raw", std::move(raw));
     return json;
 }
 
-Json compositionJson(const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions)
+Json compositionJson(const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions, TextBudget& budget)
 {
-    Json json = nodeJson(root, true);
+    Json json = nodeJson(root, true, budget);
     std::map<std::string, Json> values;
     for (const FilePublishedPort& port : root.publishedInputs) {
         if (!port.value.isNothing())
-            values[jsonText(port.key)] = valueJson(port.value);
+            values[jsonText(port.key)] = valueJson(port.value, budget);
     }
     for (const auto& [key, value] : dictionaryAt(top, "inputParameters"))
-        values[jsonText(key)] = valueJson(value);
+        values[jsonText(key)] = valueJson(value, budget);
     put(json, "values", Json(values));
     Json rest = Json::object(), virtuals = Json::object();
     for (const auto& [key, value] : top) {
         if (!oneOf(key, {"rootPatch", "inputParameters", "virtualPatches"}))
-            rest[jsonText(key)] = valueJson(value);
+            append(rest, jsonText(key), valueJson(value, budget));
     }
     if (!rest.empty())
         json["raw"]["top"] = std::move(rest);
     for (const auto& [identifier, value] : dictionaryAt(top, "virtualPatches")) {
         const auto definition = definitions ? definitions->find(identifier) : std::map<std::string, FileNode>::const_iterator();
         if (definitions && definition != definitions->end() && value.dictionary())
-            virtuals[jsonText(identifier)] = compositionJson(definition->second, *value.dictionary(), nullptr);
+            virtuals[jsonText(identifier)] = compositionJson(definition->second, *value.dictionary(), nullptr, budget);
     }
     put(json, "virtualPatches", std::move(virtuals));
     return json;
@@ -404,10 +414,10 @@ private:
                 kinds[kind].insert_or_assign(key, port);
             }
         }
-        for (const auto& [key, value] : made.ports) {
-            const bool placed = std::any_of(kinds.begin(), kinds.end(), [&](const auto& kind) { return kind.second.count(key) > 0; });
+        for (const auto& port : made.ports) { // not taken apart: the capture of a binding is refused by some compilers
+            const bool placed = std::any_of(kinds.begin(), kinds.end(), [&](const auto& kind) { return kind.second.count(port.first) > 0; });
             if (!placed)
-                kinds[kPortKinds[key.starts_with('_') ? 2 : 0]][key] = Dictionary{{"value", value}};
+                kinds[kPortKinds[port.first.starts_with('_') ? 2 : 0]][port.first] = Dictionary{{"value", port.second}};
         }
         for (auto& [kind, dictionary] : kinds)
             made.state[kind] = dictionary;
@@ -425,7 +435,9 @@ private:
 
 std::string textForm(const CompositionFile& file)
 {
-    return compositionJson(file.root, file.top(), &file.virtualPatches).dump(2, ' ', false, Json::error_handler_t::replace);
+    TextBudget budget;
+    const Json json = compositionJson(file.root, file.top(), &file.virtualPatches, budget);
+    return budget.spent() ? std::string() : json.dump(2, ' ', false, Json::error_handler_t::replace);
 }
 
 std::optional<Value> compositionFromText(std::string_view text, const std::string& folder, CompositionError* error)
@@ -438,9 +450,8 @@ std::optional<Value> compositionFromText(std::string_view text, const std::strin
     constexpr std::size_t kMaxText = 64u << 20;
     if (text.size() > kMaxText)
         return fail("the text is longer than 64 MiB");
-    // The parser calls itself for each level; depth is looked at first.
-    if (!nestsAtMost(text, 1000))
-        return fail("the text nests too deep");
+    if (!isShapedForParsing(text, 1000, 50'000))
+        return fail("the text nests too deep, or an object in it has too many members");
     const Json json = Json::parse(text, nullptr, false, true);
     if (json.is_discarded() || !json.is_object() || !json.contains("patches"))
         return fail("the text is no JSON object with \"patches\"");

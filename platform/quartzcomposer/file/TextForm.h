@@ -10,7 +10,8 @@ namespace vitrel::qc {
 // under version control. Whatever a file holds beyond it survives under "raw", so that a file made of its text form
 // plays the same.
 
-// Two blanks of indentation, keys in the order of the layers.
+// Two blanks of indentation, keys in the order of the layers. Empty for a file whose objects, shared as they may be in
+// a property list, make a text without end: above two million values or 256 MiB.
 std::string textForm(const CompositionFile& file);
 
 // The property list of a composition from its text form. `folder` is where files that it names lie; one that can't

@@ -79,8 +79,13 @@ std::optional<NSColor> colorFromHex(const std::string& text)
 
 std::string jsonText(const std::string& text) { return repairedUtf8(text); }
 
-Json valueJson(const Value& value)
+Json valueJson(const Value& value, TextBudget& budget)
 {
+    constexpr int kMaxDepth = 512;
+    const auto* ownText = value.as<std::string>();
+    budget.spend(ownText ? ownText->size() : value.bytes() ? value.bytes()->size() * 2 : 16);
+    if (budget.spent() || budget.depth > kMaxDepth)
+        return nullptr;
     if (const auto* flag = value.as<bool>())
         return *flag;
     if (const auto* integer = value.as<std::int64_t>())
@@ -103,8 +108,13 @@ Json valueJson(const Value& value)
         return Json{{"data", encodeBase64(*bytes)}};
     if (const auto* members = value.array()) {
         Json json = Json::array();
-        for (const Value& member : *members)
-            json.push_back(valueJson(member));
+        ++budget.depth;
+        for (const Value& member : *members) {
+            if (budget.spent())
+                break;
+            json.push_back(valueJson(member, budget));
+        }
+        --budget.depth;
         return json;
     }
     const auto* members = value.dictionary();
@@ -113,8 +123,14 @@ Json valueJson(const Value& value)
     if (const auto color = colorText(*members))
         return *color;
     Json json = Json::object();
-    for (const auto& [key, member] : *members)
-        json[jsonText(key)] = valueJson(member);
+    ++budget.depth;
+    for (const auto& [key, member] : *members) {
+        budget.spend(key.size());
+        if (budget.spent())
+            break;
+        append(json, jsonText(key), valueJson(member, budget));
+    }
+    --budget.depth;
     if (json.size() == 1 && isSpecial(json.begin().key()))
         return Json{{"dictionary", json}};
     return json;
@@ -191,9 +207,16 @@ Dictionary ValueReader::dictionary(const Json& json)
     return members;
 }
 
-bool nestsAtMost(std::string_view json, int most)
+void append(Json& object, std::string key, Json value)
 {
-    int depth = 0;
+    if (!object.is_object())
+        object = Json::object();
+    object.get_ref<Json::object_t&>().Json::object_t::Container::emplace_back(std::move(key), std::move(value));
+}
+
+bool isShapedForParsing(std::string_view json, int depth, std::size_t members)
+{
+    std::vector<std::pair<char, std::size_t>> open; // brackets, and the commas in them
     bool inString = false;
     for (std::size_t at = 0; at < json.size(); ++at) {
         const char c = json[at];
@@ -203,10 +226,15 @@ bool nestsAtMost(std::string_view json, int most)
         } else if (c == '"') {
             inString = true;
         } else if (c == '{' || c == '[') {
-            if (++depth > most)
+            open.emplace_back(c, 0);
+            if (open.size() > static_cast<std::size_t>(depth))
                 return false;
         } else if (c == '}' || c == ']') {
-            --depth;
+            if (!open.empty())
+                open.pop_back();
+        } else if (c == ',' && !open.empty() && open.back().first == '{') {
+            if (++open.back().second >= members)
+                return false;
         }
     }
     return true;

@@ -4,16 +4,30 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 
 namespace vitrel::qc {
 
+// How much of a property list may still be told: its objects may be shared, so that a small one is a text without end.
+// What lies beyond is null.
+struct TextBudget {
+    std::size_t values = 2'000'000, bytes = 256u << 20;
+    int depth = 0;
+    bool spent() const { return values == 0 || bytes == 0; }
+    void spend(std::size_t size)
+    {
+        values -= values > 0;
+        bytes -= std::min(bytes, size);
+    }
+};
+
 // Values of the text form. Numbers, booleans and plain texts are JSON's; a colour is "#rrggbbaa"; an object with one
 // of these members alone stands for what JSON has no word for: "image" (a file beside the text), "data" (base64),
 // "date" (seconds since 2001), "text" (one that looks like a colour), "lines" (a text of several lines, an array), "real" ("nan", "inf", "-inf"), "dictionary" (one
 // that looks like one of these).
-nlohmann::ordered_json valueJson(const Value& value);
+nlohmann::ordered_json valueJson(const Value& value, TextBudget& budget);
 
 // "#rrggbb" or "#rrggbbaa"; absent for any other text.
 std::optional<NSColor> colorFromHex(const std::string& text);
@@ -39,7 +53,12 @@ private:
     std::size_t read_ = 0; // bytes of files
 };
 
-// True if brackets outside of strings nest no deeper than `most`.
-bool nestsAtMost(std::string_view json, int most);
+// Adds a member to an object that has none of that key. Objects that keep their order search for a key one by one.
+void append(nlohmann::ordered_json& object, std::string key, nlohmann::ordered_json value);
+
+// True if brackets outside of strings nest no deeper than `depth` and no object has more than `members`: the parser
+// calls itself for each level, and looks through an object for each of its members.
+bool isShapedForParsing(std::string_view json, int depth, std::size_t members);
+inline bool nestsAtMost(std::string_view json, int depth) { return isShapedForParsing(json, depth, json.size() + 1); }
 
 } // namespace vitrel::qc

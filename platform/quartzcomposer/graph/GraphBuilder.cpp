@@ -6,7 +6,10 @@ namespace vitrel::qc {
 
 namespace {
 
-constexpr std::size_t kMaxPatches = 100'000; // definitions may multiply what a file holds
+// Definitions multiply what a file holds.
+constexpr std::size_t kMaxPatches = 100'000;
+constexpr std::size_t kMaxPorts = 400'000;
+constexpr std::size_t kMaxSteps = 2'000'000; // values stored, ports published, connections made
 constexpr int kMaxLevels = 64;
 
 // Stands for a class that isn't known: takes part in nothing.
@@ -44,10 +47,17 @@ std::unique_ptr<Macro> GraphBuilder::build(Scope& scope)
     return macro;
 }
 
+bool GraphBuilder::spend(std::size_t steps)
+{
+    steps_ += steps;
+    return steps_ <= kMaxSteps;
+}
+
 std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Macro* parent, int level)
 {
-    if (++patches > kMaxPatches || level > kMaxLevels)
+    if (patches >= kMaxPatches || ports_ > kMaxPorts || level > kMaxLevels)
         return nullptr;
+    ++patches;
     const bool isVirtual = node.className.starts_with('/');
     const FileNode* content = &node;
     if (isVirtual) {
@@ -84,6 +94,8 @@ std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Ma
             const auto defaults = file_.virtualDefaults.find(node.className);
             if (defaults != file_.virtualDefaults.end()) {
                 for (const auto& [key, value] : defaults->second) {
+                    if (!spend(1))
+                        break;
                     if (InputPort* port = macro->publishedInput(key))
                         port->set(portValueForHost(value, port->type()).value_or(port->value()));
                 }
@@ -91,6 +103,7 @@ std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Ma
         }
     }
     patch->addSystemPorts();
+    ports_ += patch->inputs().size() + patch->outputs().size();
     store(*patch, node);
     noteDepth(*patch);
     return patch;
@@ -99,6 +112,8 @@ std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Ma
 void GraphBuilder::store(Patch& patch, const FileNode& node)
 {
     for (const auto& [key, value] : node.portValues) {
+        if (!spend(1))
+            return;
         InputPort* port = patch.input(key);
         const auto given = port && !value.isNothing() ? portValueForHost(value, port->type()) : std::nullopt;
         if (given)
@@ -146,6 +161,8 @@ void GraphBuilder::publish(Macro& macro, const FileNode& node)
             ++dangling;
     };
     for (const FilePublishedPort& published : node.publishedInputs) {
+        if (!spend(1))
+            return;
         Patch* child = macro.node(published.node);
         InputPort* port = child ? child->input(published.port) : nullptr;
         if (!port || !macro.publishInput(published.key, *port)) {
@@ -158,6 +175,8 @@ void GraphBuilder::publish(Macro& macro, const FileNode& node)
             macro.publishedInput(published.key)->set(*given);
     }
     for (const FilePublishedPort& published : node.publishedOutputs) {
+        if (!spend(1))
+            return;
         Patch* child = macro.node(published.node);
         Source* port = child ? child->output(published.port) : nullptr;
         if (!port || !macro.publishOutput(published.key, *port))
@@ -168,6 +187,8 @@ void GraphBuilder::publish(Macro& macro, const FileNode& node)
 void GraphBuilder::connect(Macro& macro, const FileNode& node)
 {
     for (const FileConnection& connection : node.connections) {
+        if (!spend(1))
+            return;
         Patch* from = macro.node(connection.sourceNode);
         Patch* to = macro.node(connection.destinationNode);
         Source* source = from ? from->output(connection.sourcePort) : nullptr;

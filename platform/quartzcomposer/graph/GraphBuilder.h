@@ -21,6 +21,7 @@ public:
     std::size_t patches = 0;
 
 private:
+    bool spend(std::size_t steps);
     std::unique_ptr<Patch> make(const FileNode& node, Scope* scope, Macro* parent, int level);
     std::unique_ptr<Patch> makeVirtual(const FileNode& node);
     void fill(Macro& macro, const FileNode& node, int level);
@@ -33,6 +34,7 @@ private:
     const CompositionFile& file_;
     const PatchRegistry& registry_;
     std::string folder_;
+    std::size_t ports_ = 0, steps_ = 0;
     // What leads to a class that isn't known: its nodes by their macro and key (with an empty port), and published ports
     // of theirs, through all levels.
     std::map<const Macro*, std::set<std::pair<std::string, std::string>>> strange_;

@@ -83,27 +83,24 @@ bool Macro::publishInput(const std::string& key, InputPort& port)
     if (input(key) || port.connected())
         return false;
     publishedInputs_.push_back(std::make_unique<PublishedInput>(*this, key, port));
+    publishedByPort_.emplace(&publishedInputs_.back()->outer, publishedInputs_.back().get());
     port.connect(publishedInputs_.back().get());
     return true;
 }
 
 bool Macro::publishOutput(const std::string& key, Source& source)
 {
-    for (const auto& published : publishedOutputs_) {
-        if (published->key == key)
-            return false;
-    }
+    if (outputsByKey_.count(key))
+        return false;
     publishedOutputs_.push_back(std::make_unique<PublishedOutput>(*this, key, source));
+    outputsByKey_.emplace(publishedOutputs_.back()->key, publishedOutputs_.back().get());
     return true;
 }
 
 InputPort* Macro::publishedInput(const std::string& key) const
 {
-    for (const auto& published : publishedInputs_) {
-        if (published->outer.key() == key)
-            return &published->outer;
-    }
-    return nullptr;
+    InputPort* port = input(key);
+    return publishedByPort_.count(port) ? port : nullptr;
 }
 
 std::vector<std::string> Macro::publishedOutputKeys() const
@@ -116,11 +113,8 @@ std::vector<std::string> Macro::publishedOutputKeys() const
 
 Source* Macro::output(const std::string& key)
 {
-    for (const auto& published : publishedOutputs_) {
-        if (published->key == key)
-            return published.get();
-    }
-    return Patch::output(key);
+    const auto found = outputsByKey_.find(key);
+    return found == outputsByKey_.end() ? Patch::output(key) : found->second;
 }
 
 void Macro::onPublished(std::function<void(const std::string&, const PortValue&)> told) { told_.push_back(std::move(told)); }

@@ -64,7 +64,9 @@ private:
     std::vector<std::unique_ptr<Patch>> nodes_;
     std::unordered_map<std::string, Patch*> nodesByKey_;
     std::vector<std::unique_ptr<PublishedInput>> publishedInputs_;
+    std::unordered_map<InputPort*, PublishedInput*> publishedByPort_;
     std::vector<std::unique_ptr<PublishedOutput>> publishedOutputs_;
+    std::unordered_map<std::string_view, PublishedOutput*> outputsByKey_;
     std::vector<std::function<void(const std::string&, const PortValue&)>> told_;
     std::vector<Patch*> consumers_;
     bool isConsumer_ = false;

@@ -11,6 +11,8 @@ namespace {
 // end of the stack. What lies deeper answers with its last values, is computed later in the frame, and is seen in the
 // frames that follow.
 constexpr int kMaxWaiting = 3000;
+// From here on a table pays; a macro may publish a hundred thousand.
+constexpr std::size_t kManyPorts = 32;
 // Far more than can be computed sixty times a second.
 constexpr std::uint64_t kMaxEvaluations = 1'000'000;
 constexpr std::chrono::seconds kLongestFrame{2};
@@ -109,6 +111,12 @@ Patch::~Patch() = default;
 InputPort& Patch::addInput(std::string key, PortType type, PortValue usual)
 {
     inputs_.push_back(std::make_unique<InputPort>(*this, std::move(key), type, std::move(usual)));
+    if (inputs_.size() == kManyPorts) {
+        for (const auto& port : inputs_)
+            inputsByKey_.emplace(port->key(), port.get());
+    } else if (inputs_.size() > kManyPorts) {
+        inputsByKey_.emplace(inputs_.back()->key(), inputs_.back().get());
+    }
     return *inputs_.back();
 }
 
@@ -130,6 +138,10 @@ void Patch::addSystemPorts()
 
 InputPort* Patch::input(const std::string& key) const
 {
+    if (inputs_.size() >= kManyPorts) {
+        const auto found = inputsByKey_.find(key);
+        return found == inputsByKey_.end() ? nullptr : found->second;
+    }
     for (const auto& port : inputs_) {
         if (port->key() == key)
             return port.get();

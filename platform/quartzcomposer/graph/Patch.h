@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -219,6 +220,7 @@ protected:
 private:
     std::vector<std::unique_ptr<InputPort>> inputs_;
     std::vector<std::unique_ptr<OutputPort>> outputs_;
+    std::unordered_map<std::string_view, InputPort*> inputsByKey_; // once there are many
     InputPort* enable_ = nullptr;
     InputPort* externalTime_ = nullptr;
     std::uint64_t stamp_ = 0;

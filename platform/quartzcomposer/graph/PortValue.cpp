@@ -311,8 +311,9 @@ PortValue walked(const Value& value, int depth, std::size_t& left)
     if (image && !image->representations().empty() && image->representations().front().bitmap())
         return ImageRef(std::make_shared<BitmapImage>(image->representations().front().bitmap()));
     if (const auto* bytes = value.bytes()) {
-        const auto decoded = NSImage::imageWithData(*bytes);
-        return decoded ? ImageRef(std::make_shared<BitmapImage>(decoded->representations().front().bitmap())) : ImageRef();
+        const auto decoded = roomForImages() ? NSImage::imageWithData(*bytes) : nullptr;
+        const bool has = decoded && !decoded->representations().empty();
+        return has ? ownImage(decoded->representations().front().bitmap()) : ImageRef();
     }
     auto structure = std::make_shared<Structure>();
     if (const auto* members = value.array()) {

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kMaxText = 64 << 10;
 constexpr int kMaxDepth = 256;
+constexpr std::size_t kMaxVariables = 1024;
 constexpr double kDegree = 3.14159265358979323846 / 180;
 
 struct Function1 {
@@ -40,7 +41,7 @@ constexpr Function1 kFunctions1[] = {
     {"round", [](double x) { return std::round(x); }},
     {"sign", [](double x) { return double(x > 0) - double(x < 0); }},
     // The same argument gives the same number, so that a composition plays the same each time.
-    {"rand", [](double x) { return hashed(1, static_cast<std::uint64_t>(std::llround(std::clamp(x, -1e9, 1e9) * 1e6))); }},
+    {"rand", [](double x) { return hashed(1, wholeOf(std::round(x * 1e6))); }},
 };
 struct Function2 {
     const char* name;
@@ -54,7 +55,7 @@ constexpr Function2 kFunctions2[] = {
     {"mod", modulo},
     {"fmod", modulo},
     {"pow", [](double x, double y) { return std::pow(x, y); }},
-    {"rand", [](double x, double y) { return x + (y - x) * hashed(2, static_cast<std::uint64_t>(std::llround((x * 31 + y) * 1e3))); }},
+    {"rand", [](double x, double y) { return x + (y - x) * hashed(2, wholeOf(std::round((x * 31 + y) * 1e3))); }},
 };
 
 template <class Table> std::optional<std::uint32_t> indexIn(const Table& table, std::string_view name)
@@ -218,8 +219,11 @@ private:
         auto& variables = into_.variables_;
         const auto place = std::find(variables.begin(), variables.end(), name);
         const auto index = static_cast<std::uint32_t>(place - variables.begin());
-        if (place == variables.end())
+        if (place == variables.end()) {
+            if (variables.size() >= kMaxVariables)
+                return false;
             variables.emplace_back(name);
+        }
         return emit(Op::Variable, 0, index);
     }
 

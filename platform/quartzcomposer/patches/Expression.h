@@ -13,7 +13,7 @@ namespace vitrel::qc {
 class Expression
 {
 public:
-    // A broken or empty text, one above 64 kB or one nested deeper than 256 levels, gives an expression that is 0;
+    // A broken or empty text, one above 64 kB, with more than 1024 variables or nested deeper than 256 levels, gives an expression that is 0;
     // its variables are still listed, as far as it could be read.
     static Expression parse(std::string_view text);
 

@@ -23,11 +23,8 @@ class ImageLoaderPatch final : public Patch
     // Decoded when somebody first asks: a file may hold pictures that it never shows.
     void evaluate(Evaluation&) override
     {
-        if (const Bytes* bytes = data_.bytes()) {
-            const auto decoded = NSImage::imageWithData(*bytes);
-            if (decoded && !decoded->representations().empty())
-                image.set(std::make_shared<BitmapImage>(decoded->representations().front().bitmap()));
-        }
+        if (data_.bytes())
+            image.set(*converted(portValue(data_), PortType::Image).as<ImageRef>());
         data_ = {};
     }
     Value data_;
@@ -44,7 +41,7 @@ class DimensionsPatch final : public Patch
     {
         const Extent extent = image() ? image()->extent() : Extent{};
         const double huge = 1e9;
-        const double w = extent.infinite ? huge : extent.width, h = extent.infinite ? huge : extent.height;
+        const double w = extent.infinite ? huge : std::min(extent.width, huge), h = extent.infinite ? huge : std::min(extent.height, huge);
         width.set(w * e.stage.unitsPerPixel());
         height.set(h * e.stage.unitsPerPixel());
         ratio.set(h > 0 ? w / h : 0);
@@ -152,10 +149,12 @@ class ResizePatch final : public Patch
             sx = sy = std::max(sx, sy);
         if (const auto bitmap = image()->bitmap()) {
             const auto side = [](double pixels) { return static_cast<int>(std::clamp(std::round(pixels), 1.0, double(kMaxSide))); };
+            if (!roomForImages())
+                return;
             auto small = resampled(*bitmap, side(extent.width * sx), side(extent.height * sy));
             if (mode() == 2)
                 small = centred(small, side(w), side(h));
-            result.set(std::make_shared<BitmapImage>(std::make_shared<const Bitmap>(std::move(small))));
+            result.set(ownImage(std::make_shared<const Bitmap>(std::move(small))));
             return;
         }
         result.set(applied("CIAffineTransform", image(), {extent.x, extent.y, sx, sy, 0, -extent.x, -extent.y}));

@@ -18,14 +18,23 @@ void addCell(std::vector<SolidVertex>& out, const SolidVertex& a, const SolidVer
     out.insert(out.end(), {a, b, c, a, c, d});
 }
 
-std::vector<SolidVertex> unitSphere(int slices, int stacks)
+std::vector<SolidVertex> unitSphere(int slices, int stacks, const NSColor& color)
 {
+    const auto circle = [](int steps, double from, double span) {
+        std::vector<std::pair<double, double>> points; // sine and cosine
+        for (int k = 0; k <= steps; ++k)
+            points.emplace_back(std::sin(from + span * k / steps), std::cos(from + span * k / steps));
+        return points;
+    };
+    const auto longitudes = circle(slices, 0, 2 * kPi), latitudes = circle(stacks, -kPi / 2, kPi);
     const auto corner = [&](int slice, int stack) {
-        const double longitude = 2 * kPi * slice / slices, latitude = kPi * stack / stacks - kPi / 2;
-        const Vec3 n{std::cos(latitude) * std::sin(longitude), std::sin(latitude), std::cos(latitude) * std::cos(longitude)};
-        return SolidVertex{{n.x / 2, n.y / 2, n.z / 2}, n, double(slice) / slices, double(stack) / stacks, {}};
+        const auto& [sine, cosine] = longitudes[static_cast<std::size_t>(slice)];
+        const auto& [height, radius] = latitudes[static_cast<std::size_t>(stack)];
+        const Vec3 n{radius * sine, height, radius * cosine};
+        return SolidVertex{{n.x / 2, n.y / 2, n.z / 2}, n, double(slice) / slices, double(stack) / stacks, color};
     };
     std::vector<SolidVertex> out;
+    out.reserve(static_cast<std::size_t>(slices) * static_cast<std::size_t>(stacks) * 6);
     for (int stack = 0; stack < stacks; ++stack) {
         for (int slice = 0; slice < slices; ++slice)
             addCell(out, corner(slice, stack), corner(slice + 1, stack), corner(slice + 1, stack + 1), corner(slice, stack + 1));
@@ -43,17 +52,18 @@ protected:
 
     void configure(const Settings& settings) override
     {
-        corners_ = unitSphere(detail(settings, "slices", 24), detail(settings, "stacks", 12));
+        slices_ = detail(settings, "slices", 24);
+        stacks_ = detail(settings, "stacks", 12);
     }
     void draw(Evaluation& e) override
     {
         Paint paint = modes.paint();
         paint.image = image();
-        for (SolidVertex& corner : corners_)
-            corner.color = color();
-        e.stage.draw(Primitive::Triangles, corners_, place() * Matrix::scale(scale(), scale(), scale()), paint);
+        // Made anew each time: kept, the corners of a thousand fine spheres would fill the memory.
+        const std::vector<SolidVertex> corners = unitSphere(slices_, stacks_, color());
+        e.stage.draw(Primitive::Triangles, corners, place() * Matrix::scale(scale(), scale(), scale()), paint);
     }
-    std::vector<SolidVertex> corners_;
+    int slices_ = 24, stacks_ = 12;
 };
 
 class CylinderPatch final : public SolidPatch
@@ -141,7 +151,7 @@ class ParticleSystemPatch final : public ConsumerPatch
     }
     void draw(Evaluation& e) override
     {
-        const double span = std::max(life(), 0.01);
+        const double span = std::clamp(life(), 0.01, 1e9), now = std::isfinite(time()) ? std::min(time(), 1e12) : 0;
         const std::uint32_t most = std::min(count(), kMost);
         Paint paint;
         paint.image = image();
@@ -150,9 +160,9 @@ class ParticleSystemPatch final : public ConsumerPatch
         corners.reserve(most * 6u);
         for (std::uint32_t k = 0; k < most; ++k) {
             const double birth = hashed(seed_, k) * std::max(span, delay_);
-            if (time() < birth)
+            if (now < birth)
                 continue;
-            addParticle(e.stage, corners, k, std::fmod(time() - birth, span), static_cast<std::uint64_t>((time() - birth) / span));
+            addParticle(e.stage, corners, k, std::fmod(now - birth, span), wholeOf((now - birth) / span));
         }
         // Corners are in the environment's coordinates already.
         e.stage.draw(Primitive::Triangles, corners, {}, paint, false);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace vitrel::qc {
 
@@ -33,6 +34,23 @@ std::string utf8(const icu::UnicodeString& text)
     std::string out;
     text.toUTF8String(out);
     return out;
+}
+
+// Every match replaced. Absent if the pattern fails, takes too long or the text grows beyond what a port holds.
+std::optional<std::string> replacedAll(icu::RegexMatcher& matcher, const std::string& text, const icu::UnicodeString& replacement)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::UnicodeString subject = unicode(text);
+    matcher.setTimeLimit(20, status); // steps of the engine, some milliseconds each
+    matcher.reset(subject);
+    icu::UnicodeString out;
+    while (matcher.find(status) && U_SUCCESS(status)) {
+        matcher.appendReplacement(out, replacement, status);
+        if (U_FAILURE(status) || out.length() > static_cast<int>(kMaxText))
+            return std::nullopt;
+    }
+    matcher.appendTail(out);
+    return U_FAILURE(status) ? std::nullopt : std::optional(bounded(utf8(out)));
 }
 
 class PrinterPatch final : public Patch
@@ -184,11 +202,7 @@ class GrepPatch final : public Patch
             result.set(text());
             return;
         }
-        const icu::UnicodeString subject = unicode(text());
-        matcher.setTimeLimit(20, status); // steps of the engine, some milliseconds each
-        matcher.reset(subject);
-        const icu::UnicodeString replaced = matcher.replaceAll(unicode(replacement()), status);
-        result.set(U_FAILURE(status) ? text() : bounded(utf8(replaced)));
+        result.set(replacedAll(matcher, text(), unicode(replacement())).value_or(text()));
     }
 };
 
@@ -206,7 +220,7 @@ class CasePatch final : public Patch
             changed.toUpper(icu::Locale::getRoot());
         else
             changed.toLower(icu::Locale::getRoot());
-        result.set(utf8(changed));
+        result.set(bounded(utf8(changed)));
     }
 };
 
@@ -238,12 +252,13 @@ class ReplacePatch final : public Patch
             return;
         }
         icu::RegexMatcher matcher(unicode(search()), flags, status);
-        const icu::UnicodeString subject = unicode(text());
-        matcher.reset(subject);
+        if (U_FAILURE(status)) {
+            result.set(text());
+            return;
+        }
         icu::UnicodeString literal = unicode(replacement());
         literal.findAndReplace("\\", "\\\\").findAndReplace("$", "\\$");
-        const icu::UnicodeString replaced = matcher.replaceAll(literal, status);
-        result.set(U_FAILURE(status) ? text() : bounded(utf8(replaced)));
+        result.set(replacedAll(matcher, text(), literal).value_or(text()));
     }
 };
 

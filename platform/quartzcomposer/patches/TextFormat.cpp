@@ -93,9 +93,10 @@ std::size_t countDirectives(const std::string& format)
 
 std::string formatted(const std::string& format, const std::vector<PortValue>& values)
 {
+    constexpr std::size_t kMost = 4u << 20;
     std::string out;
     std::size_t at = 0, next = 0;
-    for (Directive d = nextDirective(format, 0); d.kind; d = nextDirective(format, d.end)) {
+    for (Directive d = nextDirective(format, 0); d.kind && out.size() <= kMost; d = nextDirective(format, d.end)) {
         out.append(format, at, d.begin - at);
         if (d.kind == '%')
             out += '%';

@@ -42,12 +42,14 @@ class TextImagePatch final : public Patch
         const TextStyle asked = style(e);
         if (drawn_ && targetWidth == targetWidth_ && text() == text_ && same(asked, style_))
             return;
+        if (!roomForImages())
+            return;
         drawn_ = true;
         targetWidth_ = targetWidth;
         text_ = text();
         style_ = asked;
         const SetText set = setText(text_, style_);
-        image.set(set.bitmap ? std::make_shared<BitmapImage>(set.bitmap) : nullptr);
+        image.set(ownImage(set.bitmap));
         outputWidth.set(set.width * e.stage.unitsPerPixel());
         outputHeight.set(set.height * e.stage.unitsPerPixel());
         lines.set(static_cast<std::uint32_t>(set.lines));

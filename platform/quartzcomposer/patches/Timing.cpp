@@ -97,7 +97,7 @@ class LFOPatch final : public TimedPatch
         case 6:
             return f < ratio() ? 1 : -1;
         default:
-            return 2 * hashed(seed_, static_cast<std::uint64_t>(static_cast<std::int64_t>(std::clamp(std::floor(x), -9e15, 9e15)))) - 1;
+            return 2 * hashed(seed_, wholeOf(std::floor(x))) - 1;
         }
     }
     std::uint64_t seed_ = 1;
@@ -362,7 +362,7 @@ class RandomPatch final : public TimedPatch
         }
         // Knots two a second at the usual variability; smoothly between them.
         const double x = std::clamp(time() * variability_ * 4, -9e15, 9e15), knot = std::floor(x), f = x - knot;
-        const auto at = [&](double k) { return hashed(seed_, static_cast<std::uint64_t>(static_cast<std::int64_t>(k))); };
+        const auto at = [&](double k) { return hashed(seed_, wholeOf(k)); };
         const double s = f * f * (3 - 2 * f);
         return at(knot) * (1 - s) + at(knot + 1) * s;
     }

@@ -1,8 +1,40 @@
 #include "platform/quartzcomposer/scene/Image.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace vitrel::qc {
+
+namespace {
+
+constexpr std::size_t kMaxLivingBytes = 96u << 20;
+std::atomic<std::size_t> livingBytes{0};
+
+} // namespace
+
+bool roomForImages() { return livingBytes < kMaxLivingBytes; }
+
+ImageRef ownImage(std::shared_ptr<const Bitmap> bitmap)
+{
+    const std::size_t size = bitmap ? bitmap->pixels.size() * 4 : 0;
+    if (size == 0 || livingBytes + size > kMaxLivingBytes)
+        return nullptr;
+    livingBytes += size;
+    return ImageRef(new BitmapImage(std::move(bitmap)), [size](const Image* image) {
+        livingBytes -= size;
+        delete image;
+    });
+}
+
+int FilteredImage::deepest(const std::vector<ImageRef>& images)
+{
+    int levels = 0;
+    for (const ImageRef& image : images) {
+        const auto* filtered = dynamic_cast<const FilteredImage*>(image.get());
+        levels = std::max(levels, filtered ? filtered->levels : 0);
+    }
+    return levels;
+}
 
 Extent unite(const Extent& a, const Extent& b)
 {

@@ -68,6 +68,12 @@ private:
     std::shared_ptr<const Bitmap> bitmap_;
 };
 
+// An image of pixels that a composition has made or read itself, as opposed to one of its host. Null if there is no
+// bitmap, or if the pixels of all such images of the process would pass 96 MiB.
+ImageRef ownImage(std::shared_ptr<const Bitmap> bitmap);
+// False once another image is sure to be refused: before pixels are made for it.
+bool roomForImages();
+
 // What a canvas has drawn into an image of its own.
 class DrawnImage final : public Image
 {
@@ -90,12 +96,16 @@ public:
         , inputs(std::move(inputs))
         , numbers(std::move(numbers))
         , colors(std::move(colors))
+        , levels(1 + deepest(this->inputs))
     {
     }
     const std::string filter;
     const std::vector<ImageRef> inputs;
     const std::vector<double> numbers;
     const std::vector<NSColor> colors;
+    const int levels; // of filters upon filters
+
+    static int deepest(const std::vector<ImageRef>& images);
 };
 
 } // namespace vitrel::qc
