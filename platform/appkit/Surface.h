@@ -10,6 +10,7 @@ namespace vitrel {
 struct NativeWindow {
     void* display = nullptr; // Display*
     unsigned long window = 0;
+    unsigned long visual = 0; // VisualID
     friend bool operator==(const NativeWindow&, const NativeWindow&) = default;
 };
 

@@ -2,6 +2,7 @@
 
 #include "platform/appkit/NSWindow.h"
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
+#include "platform/quartzcomposer/drawing/WindowPresenter.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 
 #include <algorithm>
@@ -86,6 +87,8 @@ void CompositionView::stopRendering()
     started_ = false;
     stage_.reset();
     canvas_.reset();
+    presenter_.reset();
+    presenterAsked_ = {};
 }
 
 void CompositionView::setMaxRenderingFrameRate(double rate) { rate_ = std::isfinite(rate) && rate > 0 ? std::min(rate, kFastest) : kFastest; }
@@ -174,6 +177,19 @@ bool CompositionView::prepareCanvas(int width, int height)
     return true;
 }
 
+bool CompositionView::show(Surface& surface)
+{
+    if (presenter_ && presenter_->present(*canvas_))
+        return true;
+    presenter_.reset();
+    const FrameMemory memory = surface.frameMemory();
+    if (!memory.pixels)
+        return false;
+    canvas_->readInto(memory.pixels, memory.wordsPerRow);
+    surface.present();
+    return true;
+}
+
 void CompositionView::renderFrame()
 {
     NSWindow* const window = this->window();
@@ -184,8 +200,14 @@ void CompositionView::renderFrame()
     // On the beat, as long as the machine keeps up.
     lastFrame_ = now - lastFrame_ < beat() * 1.5 && due_ <= now ? std::max(due_, lastFrame_) : now;
     if (!surface->wantsFrame()) {
-        schedule(now + (window->alphaValue() > 0 ? beat() : kLookAgain));
+        // The last frame is on its way to the screen, or nobody would see this one.
+        schedule(now + (++refusals_ < 6 ? beat() : kLookAgain));
         return;
+    }
+    refusals_ = 0;
+    if (const NativeWindow native = surface->nativeWindow(); native.window && !(native == presenterAsked_)) {
+        presenterAsked_ = native;
+        presenter_ = qc::WindowPresenter::make(native);
     }
     if (surface->width() < 1 || surface->height() < 1 || !prepareCanvas(surface->width(), surface->height())) {
         schedule(now + kLookAgain);
@@ -194,12 +216,7 @@ void CompositionView::renderFrame()
     const double time = compositionTime();
     const auto frame = graph_->frame(*stage_, time, runLoop_.clock().date());
     evaluations_ += frame.evaluations;
-    const FrameMemory memory = surface->frameMemory();
-    if (memory.pixels) {
-        canvas_->readInto(memory.pixels, memory.wordsPerRow);
-        surface->present();
-        ++framesShown_;
-    }
+    framesShown_ += show(*surface);
     if (std::isfinite(frame.next))
         schedule(epoch_ + Seconds(frame.next));
 }

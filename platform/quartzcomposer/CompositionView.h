@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/appkit/Surface.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/quartzcomposer/QCView.h"
 
@@ -14,6 +15,7 @@ struct CompositionFile;
 class GLCanvas;
 class PatchRegistry;
 class Stage;
+class WindowPresenter;
 } // namespace qc
 
 // The view that plays compositions for real: it draws into a texture from a timer of the run loop, only when
@@ -56,6 +58,7 @@ private:
     void schedule(Seconds when);
     void wish();
     void renderFrame();
+    bool show(Surface& surface);
     bool prepareCanvas(int width, int height);
     Seconds beat() const;
     double compositionTime() const;
@@ -65,12 +68,15 @@ private:
     std::unique_ptr<qc::CompositionGraph> graph_;
     std::unique_ptr<qc::GLCanvas> canvas_;
     std::unique_ptr<qc::Stage> stage_;
+    std::unique_ptr<qc::WindowPresenter> presenter_;
+    NativeWindow presenterAsked_; // the window that a presenter was last wanted for
     std::shared_ptr<NSTimer> timer_;
     Seconds due_{0}; // of the timer
     bool rendering_ = false, autostarts_ = true, started_ = false;
     Seconds epoch_{0}; // when the composition's time was 0
     Seconds pausedAt_{0};
     Seconds lastFrame_{-1e9};
+    int refusals_ = 0; // of the surface, in a row
     double rate_ = 60;
     std::uint64_t eventMask_ = ~0ull, framesShown_ = 0, evaluations_ = 0;
 };

@@ -11,6 +11,7 @@ namespace vitrel {
 // Each adds its subcommand; what it does runs when the command line was parsed, and gives the exit code: 0 done,
 // 1 failed, 2 wrong use. Errors are one line on standard error.
 using Action = std::function<int()>;
+void addPlay(CLI::App& app, Action& action);
 void addInspect(CLI::App& app, Action& action);
 void addMake(CLI::App& app, Action& action);
 void addEvaluate(CLI::App& app, Action& action);

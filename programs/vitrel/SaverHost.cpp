@@ -5,7 +5,6 @@
 #include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/file/CompositionFile.h"
 #include "platform/scriptingbridge/DemoPlayer.h"
-#include "platform/scriptingbridge/MprisPlayers.h"
 #include "platform/scriptingbridge/SessionBus.h"
 #include "programs/vitrel/Commands.h"
 
@@ -23,6 +22,9 @@ constexpr const char* kUsualSystemVersion = "10.13.6";
 
 // From the beginning of the stop to its end, by the view's own delays, and a little.
 constexpr Seconds kStopTime{0.6};
+
+// Players answer within a few milliseconds; the first picture is not to wait for one that doesn't.
+constexpr Seconds kPlayersTime{0.1};
 
 std::string absolute(const std::string& path)
 {
@@ -45,16 +47,43 @@ std::vector<DemoTrack> demoTracks(const NSBundle& bundle)
         {"Night Train to Trieste", "Orchestra Sereno", "Timetables", "Jazz", 1968, 301, resourceBytes(bundle, "DemoTrain", "png")}};
 }
 
+std::string systemVersionText(const SaverOptions& options)
+{
+    const char* fromEnvironment = std::getenv("VITREL_SYSTEM_VERSION");
+    return !options.systemVersion.empty()          ? options.systemVersion
+        : fromEnvironment && *fromEnvironment != 0 ? fromEnvironment
+                                                   : kUsualSystemVersion;
+}
+
 } // namespace
 
 void addSaverOptions(CLI::App& command, SaverOptions& options)
 {
-    command.add_option("FILE", options.file, "The composition; without it the one chosen in the settings");
+    command.add_option("FILE,--file", options.file, "The composition; without it the one chosen in the settings");
     command.add_flag("--demo", options.demo, "Play the default composition with a built-in player");
     command.add_option("--player", options.player, "Follow the player of this name before all others");
     command.add_option("--system-version", options.systemVersion, "The system version that the saver sees; 10.14.0 and later use the companion");
     command.add_option("--trace", options.trace, "Write each change of an input to this file, a line of JSON each");
     command.add_option("--input", options.inputs, "KEY=VALUE sets a published input at the start; may be given again")->allow_extra_args(false);
+}
+
+bool checkSaverOptions(const SaverOptions& options, int& code)
+{
+    const auto fail = [&code](const std::string& message, int with) {
+        code = complain(message, with);
+        return false;
+    };
+    for (const std::string& text : options.inputs) {
+        if (!inputArgument(text))
+            return fail("--input takes KEY=VALUE", 2);
+    }
+    const std::string version = systemVersionText(options);
+    if (!makeOperatingSystemVersion(version))
+        return fail("\"" + version + "\" is no system version", 2);
+    qc::CompositionError error;
+    if (!options.file.empty() && !qc::readCompositionFile(options.file, &error))
+        return fail(options.file + " is no composition: " + error.reason, 1);
+    return true;
 }
 
 SaverHost::SaverHost()
@@ -65,35 +94,33 @@ SaverHost::SaverHost()
 
 SaverHost::~SaverHost()
 {
+    // A view that nobody stopped would be held for good by what it observes.
+    for (const auto& view : views_) {
+        if (!stopping_)
+            view->cleanup();
+        runLoop_.cancelPreviousPerformRequestsWithTarget(*view);
+        view->endCleanup();
+    }
     views_.clear();
     surroundings_.shared.clear();
 }
 
-std::unique_ptr<SaverHost> SaverHost::make(const SaverOptions& options, int& code)
+std::unique_ptr<SaverHost> SaverHost::make(
+    const SaverOptions& options, int& code, std::function<void(SaverHost&)> onSignal)
 {
     std::unique_ptr<SaverHost> host(new SaverHost);
+    if (onSignal)
+        host->signals_ = std::make_unique<HostSignals>(
+            host->runLoop_, [raw = host.get(), onSignal = std::move(onSignal)](int) { onSignal(*raw); });
     return host->configure(options, code) ? std::move(host) : nullptr;
 }
 
 bool SaverHost::configure(const SaverOptions& options, int& code)
 {
-    const auto fail = [&code](const std::string& message, int with) {
-        code = complain(message, with);
+    if (!checkSaverOptions(options, code))
         return false;
-    };
-    for (const std::string& text : options.inputs) {
-        auto input = inputArgument(text);
-        if (!input)
-            return fail("--input takes KEY=VALUE", 2);
-        inputs_.push_back(std::move(*input));
-    }
-    const char* fromEnvironment = std::getenv("VITREL_SYSTEM_VERSION");
-    const std::string version = !options.systemVersion.empty() ? options.systemVersion
-        : fromEnvironment && *fromEnvironment                  ? fromEnvironment
-                                                               : kUsualSystemVersion;
-    const auto parsed = makeOperatingSystemVersion(version);
-    if (!parsed)
-        return fail("\"" + version + "\" is no system version", 2);
+    for (const std::string& text : options.inputs)
+        inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);
     // A demonstration shows the same to everybody and keeps nothing.
     defaults_ = std::make_unique<DefaultsStore>(options.demo ? std::string() : DefaultsStore::userFolder(), files_, log);
@@ -104,25 +131,32 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.defaults = defaults_.get();
     surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
     surroundings_.notificationCenter = &notifications_;
-    surroundings_.systemVersion = *parsed;
+    surroundings_.systemVersion = *makeOperatingSystemVersion(systemVersionText(options));
     surroundings_.log = log;
     if (!options.trace.empty()) {
-        traceFile_.open(options.trace, std::ios::trunc);
-        if (!traceFile_)
-            return fail("can't write " + options.trace, 1);
+        traceFile_.open(options.trace, options.addToTrace ? std::ios::app : std::ios::trunc);
+        if (!traceFile_) {
+            code = complain("can't write " + options.trace);
+            return false;
+        }
         trace_ = std::make_unique<InputTrace>(clock_, [this](const std::string& line) { traceFile_ << line << std::flush; });
     }
-    if (!options.file.empty()) {
-        qc::CompositionError error;
-        if (!qc::readCompositionFile(options.file, &error))
-            return fail(options.file + " is no composition: " + error.reason, 1);
+    if (!options.file.empty())
         playOnly(absolute(options.file));
-    }
+    if (options.random)
+        defaults_->setArgument("Use Random Screen Saver", true);
+    if (options.fallback)
+        playOnly("");
+    firstView_ = options.firstView;
     userInitiated_.async([] { warmImageDecoding(); });
-    if (options.demo)
+    if (options.demo) {
         players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
-    else
-        players_ = std::make_unique<MprisPlayers>(surroundings_, std::make_unique<SessionBus>(runLoop_), options.player);
+    } else {
+        auto players
+            = std::make_unique<MprisPlayers>(surroundings_, std::make_unique<SessionBus>(runLoop_), options.player);
+        sessionPlayers_ = players.get();
+        players_ = std::move(players);
+    }
     surroundings_.players = players_.get();
     surroundings_.makeQCView = [this]() -> std::shared_ptr<QCView> {
         auto view = std::make_shared<CompositionView>(runLoop_);
@@ -136,10 +170,10 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     return true;
 }
 
-// As if it were the one entry of the user's list; nothing is stored.
+// As if it were the one entry of the user's list, or the list were empty; nothing is stored.
 void SaverHost::playOnly(const std::string& path)
 {
-    defaults_->setArgument("Files Paths", Array{path});
+    defaults_->setArgument("Files Paths", path.empty() ? Array{} : Array{path});
     defaults_->setArgument("Active File Path", path);
     defaults_->setArgument("Use Random Screen Saver", false);
 }
@@ -154,13 +188,19 @@ void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
     }
 }
 
+void SaverHost::meetPlayers()
+{
+    if (sessionPlayers_)
+        sessionPlayers_->settle(kPlayersTime);
+}
+
 std::shared_ptr<VitrelView> SaverHost::addView(const std::shared_ptr<NSWindow>& window, bool isPreview)
 {
     auto view = VitrelView::initWithFrameIsPreview(surroundings_, {{0, 0}, window->frame().size}, isPreview);
     if (!view)
         return nullptr;
     if (trace_)
-        view->setInputObserver(trace_->observerForView(static_cast<int>(views_.size())));
+        view->setInputObserver(trace_->observerForView(firstView_ + static_cast<int>(views_.size())));
     window->contentView()->addSubview(view);
     views_.push_back(view);
     return view;

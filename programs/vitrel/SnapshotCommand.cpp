@@ -28,6 +28,7 @@ int snapshot(const SnapshotOptions& options)
     MemorySurface& screen = *surface;
     const NSRect frame = makeRect(0, 0, size->first, size->second);
     const auto window = std::make_shared<NSWindow>(frame, std::move(surface));
+    host->meetPlayers();
     if (!host->addView(window, false))
         return complain("can't make a view");
     host->runLoop().postAfter(Seconds(options.after), [&] { host->runLoop().stop(); });
@@ -35,7 +36,11 @@ int snapshot(const SnapshotOptions& options)
     const auto shown = screen.shown();
     if (!shown)
         return complain(qc::GLContext::current() ? "there was no picture in this time" : "there is no OpenGL 3.3 here");
-    const auto png = pngRepresentation(*shown);
+    // As a screen shows it: what a composition left transparent is black.
+    Bitmap opaque = *shown;
+    for (std::uint32_t& pixel : opaque.pixels)
+        pixel |= 0xFF000000u;
+    const auto png = pngRepresentation(opaque);
     if (!png || !writeWhole(options.output, *png))
         return complain("can't write " + options.output);
     host->stop();

@@ -52,10 +52,11 @@ Json valueJson(const qc::PortValue& value) { return json(value, 0); }
 Value valueFromArgument(const std::string& text)
 {
     const Json parsed = qc::nestsAtMost(text, 64) ? Json::parse(text, nullptr, false) : Json(Json::value_t::discarded);
-    qc::ValueReader reader("");
-    if (!parsed.is_discarded())
-        return reader.value(parsed);
-    return reader.value(Json(repairedUtf8(text)));
+    if (parsed.is_discarded())
+        return repairedUtf8(text);
+    if (parsed.is_string())
+        return parsed.get<std::string>();
+    return qc::ValueReader("").value(parsed);
 }
 
 std::optional<InputArgument> inputArgument(const std::string& text)

@@ -15,8 +15,8 @@ namespace vitrel {
 // has no number for) as null.
 nlohmann::ordered_json valueJson(const qc::PortValue& value);
 
-// A value from the command line: JSON, or the text itself if it is none. "#rrggbb" and "#rrggbbaa" are colours, and
-// so are arrays of three or four numbers for a colour port.
+// A value from the command line: JSON, or the text itself if it is none. For a colour port "#rrggbb" and "#rrggbbaa"
+// are colours, and so are arrays of three or four numbers.
 Value valueFromArgument(const std::string& text);
 
 struct InputArgument {

@@ -1,5 +1,7 @@
+#include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
 
+#include <algorithm>
 #include <iostream>
 
 namespace vitrel {
@@ -19,12 +21,18 @@ int main(int argc, char** argv)
     app.set_version_flag("--version", "vitrel " VITREL_VERSION);
     app.require_subcommand(1);
     Action action;
+    addPlay(app, action);
     addInspect(app, action);
     addMake(app, action);
     addEvaluate(app, action);
     addSnapshot(app, action);
+    std::vector<std::string> commands;
+    for (const auto* command : app.get_subcommands({}))
+        commands.push_back(command->get_name());
+    auto words = mendedArguments({argv + std::min(argc, 1), argv + argc}, commands);
+    std::reverse(words.begin(), words.end()); // as it is taken
     try {
-        app.parse(argc, argv);
+        app.parse(std::move(words));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0)
             return app.exit(error);

@@ -174,7 +174,7 @@ TEST(Script, RunsThatNeverEndAreEndedAndTheThirdTimeIsTheLast)
         EXPECT_FALSE(script->run({false}));
         EXPECT_FALSE(script->isDisabled());
         EXPECT_FALSE(script->run({false}));
-        EXPECT_TRUE(script->isDisabled()) << body;
+        EXPECT_TRUE(script->isDisabled()) << body << ": " << script->message();
         EXPECT_FALSE(script->run({true}));
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << body;
     }

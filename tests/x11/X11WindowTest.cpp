@@ -314,6 +314,7 @@ TEST_F(X11, MonitorsHaveStableNumbersAndAWindowIsOnOneOfThem)
     bool changed = false;
     connection_->onScreensChanged = [&] { changed = true; };
     ASSERT_EQ(std::system((xrandr + "R 500/170x400/190+300+0 none").c_str()), 0);
+    EXPECT_TRUE(turnUntil([&] { return changed; }));
     const auto monitors = x11Monitors(*connection_);
     ASSERT_EQ(monitors.size(), 2u);
     const auto* left = &monitors[0];

@@ -232,7 +232,9 @@ void ShmSurface::present()
 
 NativeWindow ShmSurface::nativeWindow() const
 {
-    return closed_ || !connection_->isAlive() ? NativeWindow{} : NativeWindow{connection_->display(), window_};
+    if (closed_ || !connection_->isAlive() || !visual_)
+        return {};
+    return {connection_->display(), window_, XVisualIDFromVisual(static_cast<Visual*>(visual_))};
 }
 
 void ShmSurface::setAlphaValue(double alpha)

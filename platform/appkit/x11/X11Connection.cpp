@@ -96,6 +96,8 @@ void X11Connection::findExtensions()
     if (XRRQueryExtension(display, &event, &error)) {
         extensions_.randr = event;
         XRRSelectInput(display, root_, RRScreenChangeNotifyMask);
+        // Of virtual monitors the extension tells nothing, but the root window is said to be configured anew.
+        XSelectInput(display, root_, StructureNotifyMask);
     }
     extensions_.fixes = XFixesQueryExtension(display, &event, &error);
     if (XQueryExtension(display, "XInputExtension", &opcode, &event, &error)
@@ -168,6 +170,8 @@ void X11Connection::dispatch()
                 onScreensChanged();
             continue;
         }
+        if (event.type == ConfigureNotify && event.xconfigure.window == root_ && onScreensChanged)
+            onScreensChanged();
         if (event.type == MappingNotify) {
             XRefreshKeyboardMapping(&event.xmapping);
         } else if (event.type == GenericEvent) {

@@ -128,4 +128,35 @@ const X11Monitor* x11MonitorOfWindow(
     return place == monitors.end() ? &monitors.front() : &*place;
 }
 
+unsigned long x11VirtualRoot(X11Connection& connection)
+{
+    if (!connection.isAlive())
+        return 0;
+    Display* display = displayOf(connection);
+    unsigned long found = connection.rootWindow();
+    // Only where a window manager has made the name is there any to look for.
+    const Atom property = XInternAtom(display, "__SWM_VROOT", True);
+    Window root = 0, parent = 0, *children = nullptr;
+    unsigned count = 0;
+    if (property && XQueryTree(display, found, &root, &parent, &children, &count)) {
+        for (unsigned k = 0; k < count; ++k) {
+            Atom type = 0;
+            int format = 0;
+            unsigned long items = 0, left = 0;
+            unsigned char* data = nullptr;
+            if (XGetWindowProperty(display, children[k], property, 0, 1, False, XA_WINDOW, &type, &format, &items, &left,
+                    &data)
+                    == Success
+                && type == XA_WINDOW && format == 32 && items == 1)
+                found = *reinterpret_cast<const unsigned long*>(data);
+            if (data)
+                XFree(data);
+        }
+        if (children)
+            XFree(children);
+    }
+    connection.flush();
+    return connection.isAlive() ? found : 0;
+}
+
 } // namespace vitrel

@@ -27,4 +27,8 @@ std::vector<X11Monitor> x11Monitors(X11Connection& connection);
 const X11Monitor* x11MonitorOfWindow(
     X11Connection& connection, const std::vector<X11Monitor>& monitors, unsigned long window);
 
+// The window that shows the desktop where a window manager put one over the root window, else the root window; 0 if
+// the server has gone.
+unsigned long x11VirtualRoot(X11Connection& connection);
+
 } // namespace vitrel

@@ -48,6 +48,7 @@ bool sameGeneration(const TextureRef& texture) { return texture && GLContext::cu
 } // namespace
 
 FilterRenderer::FilterRenderer()
+    : generation_(GLContext::current() ? GLContext::current()->generation() : 0)
 {
     glGenFramebuffers(1, &framebuffer_);
     glGenVertexArrays(1, &vertexArray_);
@@ -55,6 +56,9 @@ FilterRenderer::FilterRenderer()
 
 FilterRenderer::~FilterRenderer()
 {
+    const GLContext* context = GLContext::current();
+    if (!context || context->generation() != generation_)
+        return;
     glDeleteFramebuffers(1, &framebuffer_);
     glDeleteVertexArrays(1, &vertexArray_);
 }

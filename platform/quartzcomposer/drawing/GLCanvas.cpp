@@ -347,6 +347,19 @@ ImageRef GLCanvas::endImage()
     return image;
 }
 
+void GLCanvas::showIn(unsigned framebuffer, int width, int height)
+{
+    flush();
+    glDisable(GL_SCISSOR_TEST);
+    glColorMask(true, true, true, true);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer);
+    if (framebuffer == 0)
+        glDrawBuffer(GL_BACK); // none, in a context that was first current without a window
+    const Texture& shown = *targets_.front().texture;
+    glBlitFramebuffer(0, 0, shown.width(), shown.height(), 0, height, width, 0, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+}
+
 void GLCanvas::readInto(std::uint32_t* pixels, std::size_t wordsPerRow)
 {
     flush();

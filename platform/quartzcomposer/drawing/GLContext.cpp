@@ -17,18 +17,24 @@ void prepareSoftwareRendering()
     setenv("LP_NUM_THREADS", "1", 0);
 }
 
+// Lives as long as the process: the driver cleans up at exit, in an order that isn't ours.
+GLContext*& GLContext::shared()
+{
+    static GLContext* context = nullptr;
+    return context;
+}
+
 GLContext* GLContext::current()
 {
-    // Lives as long as the process: the driver's own clean-up runs at exit, and so must come later than ours never.
-    static GLContext* context = nullptr;
     static bool failed = false;
+    GLContext*& context = shared();
     if (context && !eglMakeCurrent(context->display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context->context_)) {
         delete context;
         context = nullptr;
     }
     if (!context && !failed) {
         auto* made = new GLContext;
-        if (made->make()) {
+        if (made->make(nullptr)) {
             context = made;
         } else {
             delete made;
@@ -38,13 +44,34 @@ GLContext* GLContext::current()
     return context;
 }
 
-bool GLContext::make()
+bool GLContext::moveToDisplay(void* nativeDisplay)
 {
+    if (nativeDisplay == nativeDisplay_)
+        return true;
+    auto* made = new GLContext;
+    if (!made->make(nativeDisplay)) {
+        delete made;
+        current();
+        return false;
+    }
+    shared() = made;
+    delete this;
+    return true;
+}
+
+bool GLContext::make(void* nativeDisplay)
+{
+    nativeDisplay_ = nativeDisplay;
     const char* extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
     const std::string client = extensions ? extensions : "";
-    if (client.find("EGL_MESA_platform_surfaceless") != std::string::npos)
+    if (nativeDisplay) {
+        display_ = eglGetPlatformDisplayEXT(EGL_PLATFORM_X11_EXT, nativeDisplay, nullptr);
+        if (!display_ || !eglInitialize(display_, nullptr, nullptr))
+            return false;
+    } else if (client.find("EGL_MESA_platform_surfaceless") != std::string::npos) {
         display_ = eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
-    if (!display_ || !eglInitialize(display_, nullptr, nullptr)) {
+    }
+    if (!nativeDisplay && (!display_ || !eglInitialize(display_, nullptr, nullptr))) {
         display_ = eglGetDisplay(EGL_DEFAULT_DISPLAY);
         if (!display_ || !eglInitialize(display_, nullptr, nullptr)) {
             display_ = nullptr;
@@ -69,7 +96,8 @@ bool GLContext::make()
 GLContext::~GLContext()
 {
     if (display_ && context_) {
-        eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        if (eglGetCurrentContext() == context_)
+            eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
         eglDestroyContext(display_, context_);
     }
 }

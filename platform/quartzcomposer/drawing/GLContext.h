@@ -20,12 +20,21 @@ public:
     // Changes when everything made before is gone.
     std::uint64_t generation() const { return generation_; }
 
+    // EGL's handles, for surfaces of windows.
+    void* display() const { return display_; }
+    void* context() const { return context_; }
+    // Makes the context anew on an X display, whose windows it can then show pictures in. Everything that was made on
+    // the old one is gone. False if that can't be; the old one stays then.
+    bool moveToDisplay(void* nativeDisplay);
+
     ~GLContext();
 
 private:
     GLContext() = default;
-    bool make();
+    bool make(void* nativeDisplay);
+    static GLContext*& shared();
 
+    void* nativeDisplay_ = nullptr; // Display*; null for a context without one
     void* display_ = nullptr; // EGLDisplay
     void* context_ = nullptr; // EGLContext
     std::string renderer_;

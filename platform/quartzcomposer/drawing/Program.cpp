@@ -1,5 +1,7 @@
 #include "platform/quartzcomposer/drawing/Program.h"
 
+#include "platform/quartzcomposer/drawing/GLContext.h"
+
 #include <epoxy/gl.h>
 
 namespace vitrel::qc {
@@ -25,6 +27,8 @@ GLuint compiled(GLenum kind, const std::string& source)
 
 Program::Program(const std::string& vertex, const std::string& fragment)
 {
+    if (const GLContext* context = GLContext::current())
+        generation_ = context->generation();
     const GLuint shaders[] = {compiled(GL_VERTEX_SHADER, vertex), compiled(GL_FRAGMENT_SHADER, fragment)};
     if (shaders[0] && shaders[1]) {
         name_ = glCreateProgram();
@@ -47,7 +51,8 @@ Program::Program(const std::string& vertex, const std::string& fragment)
 
 Program::~Program()
 {
-    if (name_)
+    const GLContext* context = name_ ? GLContext::current() : nullptr;
+    if (context && context->generation() == generation_)
         glDeleteProgram(name_);
 }
 

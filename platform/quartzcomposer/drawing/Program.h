@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 
@@ -22,6 +23,7 @@ public:
 
 private:
     unsigned name_ = 0;
+    std::uint64_t generation_ = 0;
     mutable std::unordered_map<std::string, int> uniforms_;
 };
 

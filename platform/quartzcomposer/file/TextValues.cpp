@@ -30,20 +30,6 @@ int hexDigit(char c)
     return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-std::optional<NSColor> colorOf(const std::string& text)
-{
-    if ((text.size() != 7 && text.size() != 9) || text[0] != '#')
-        return std::nullopt;
-    std::array<double, 4> parts{0, 0, 0, 1};
-    for (std::size_t k = 1; k < text.size(); k += 2) {
-        const int high = hexDigit(text[k]), low = hexDigit(text[k + 1]);
-        if (high < 0 || low < 0)
-            return std::nullopt;
-        parts[k / 2] = (high * 16 + low) / 255.0;
-    }
-    return NSColor{parts[0], parts[1], parts[2], parts[3]};
-}
-
 // Only if the short form reads back as the same colour.
 std::optional<std::string> colorText(const Dictionary& members)
 {
@@ -77,6 +63,20 @@ Json linesOf(const std::string& text)
 
 } // namespace
 
+std::optional<NSColor> colorFromHex(const std::string& text)
+{
+    if ((text.size() != 7 && text.size() != 9) || text[0] != '#')
+        return std::nullopt;
+    std::array<double, 4> parts{0, 0, 0, 1};
+    for (std::size_t k = 1; k < text.size(); k += 2) {
+        const int high = hexDigit(text[k]), low = hexDigit(text[k + 1]);
+        if (high < 0 || low < 0)
+            return std::nullopt;
+        parts[k / 2] = (high * 16 + low) / 255.0;
+    }
+    return NSColor{parts[0], parts[1], parts[2], parts[3]};
+}
+
 std::string jsonText(const std::string& text) { return repairedUtf8(text); }
 
 Json valueJson(const Value& value, TextBudget& budget)
@@ -96,7 +96,7 @@ Json valueJson(const Value& value, TextBudget& budget)
         return Json{{"real", std::isnan(*number) ? "nan" : *number > 0 ? "inf" : "-inf"}};
     }
     if (const auto* text = value.as<std::string>()) {
-        if (colorOf(*text))
+        if (colorFromHex(*text))
             return Json{{"text", *text}};
         if (text->find('\n') != std::string::npos)
             return Json{{"lines", linesOf(jsonText(*text))}};
@@ -148,7 +148,7 @@ Value ValueReader::value(const Json& json)
         return json.get<double>();
     if (json.is_string()) {
         const std::string text = json.get<std::string>();
-        if (const auto c = colorOf(text))
+        if (const auto c = colorFromHex(text))
             return Dictionary{{"red", c->red}, {"green", c->green}, {"blue", c->blue}, {"alpha", c->alpha}};
         return text;
     }

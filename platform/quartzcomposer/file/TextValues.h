@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 
 namespace vitrel::qc {
@@ -27,6 +28,9 @@ struct TextBudget {
 // "date" (seconds since 2001), "text" (one that looks like a colour), "lines" (a text of several lines, an array), "real" ("nan", "inf", "-inf"), "dictionary" (one
 // that looks like one of these).
 nlohmann::ordered_json valueJson(const Value& value, TextBudget& budget);
+
+// "#rrggbb" or "#rrggbbaa"; absent for any other text.
+std::optional<NSColor> colorFromHex(const std::string& text);
 
 // Text as JSON takes it: well-formed.
 std::string jsonText(const std::string& text);

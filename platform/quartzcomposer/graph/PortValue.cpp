@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 #include "platform/appkit/NSImage.h"
+#include "platform/quartzcomposer/file/TextValues.h"
 
 #include <algorithm>
 #include <array>
@@ -384,10 +385,35 @@ Value hostValue(const PortValue& value)
     return told(value, 0, left);
 }
 
+namespace {
+// Three or four numbers, or "#rrggbb" with or without an alpha.
+std::optional<NSColor> colorForHost(const Value& value)
+{
+    std::array<double, 4> parts{0, 0, 0, 1};
+    if (const Array* members = value.array()) {
+        if (members->size() != 3 && members->size() != 4)
+            return std::nullopt;
+        for (std::size_t k = 0; k < members->size(); ++k) {
+            const auto number = (*members)[k].number();
+            if (!number)
+                return std::nullopt;
+            parts[k] = *number;
+        }
+        return NSColor{parts[0], parts[1], parts[2], parts[3]};
+    }
+    const auto* text = value.as<std::string>();
+    return text ? colorFromHex(*text) : std::nullopt;
+}
+} // namespace
+
 std::optional<PortValue> portValueForHost(const Value& value, PortType type)
 {
     if (value.isNothing())
         return zeroOf(type);
+    if (type == PortType::Color) {
+        if (const auto color = colorForHost(value))
+            return PortValue(*color);
+    }
     if (type == PortType::String && !value.as<std::string>()) {
         if (value.image() || value.object() || value.bytes())
             return std::nullopt;

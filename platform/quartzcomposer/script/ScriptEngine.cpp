@@ -14,6 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include <pthread.h>
+
 namespace vitrel {
 
 namespace {
@@ -113,9 +115,16 @@ private:
                 std::int64_t end = engine->wallEnd_;
                 if (end == 0)
                     continue;
-                if (end <= now && engine->wallEnd_.compare_exchange_strong(end, 0))
-                    JS_RequestInterruptCallback(engine->context_);
-                else
+                if (end <= now) {
+                    // A machine that was busy with other things, or slept, is not the script's fault. It has to be found
+                    // out here: a regular expression that is interrupted can't go on, whatever the callback says.
+                    const std::int64_t left = engine->processorEnd_ - nowOn(engine->processorClock_);
+                    const std::int64_t later = left > 0 ? now + left : 0;
+                    if (engine->wallEnd_.compare_exchange_strong(end, later) && later == 0)
+                        JS_RequestInterruptCallback(engine->context_);
+                    end = later;
+                }
+                if (end != 0)
                     next = std::min(next, end);
             }
             if (next == kNever) {
@@ -155,6 +164,9 @@ bool ScriptEngine::start()
     if (!context_)
         return false;
     ++library().engines;
+    clockid_t clock = CLOCK_MONOTONIC;
+    pthread_getcpuclockid(pthread_self(), &clock);
+    processorClock_ = clock;
     JS_SetContextPrivate(context_, this);
     JS_SetNativeStackQuota(context_, kStackBytes);
     JS_SetGCParameter(context_, JSGC_MAX_BYTES, kHeapBytes);
@@ -186,7 +198,6 @@ bool ScriptEngine::interrupted(JSContext* context)
     auto& engine = *static_cast<ScriptEngine*>(JS_GetContextPrivate(context));
     if (!engine.running_)
         return true;
-    // A machine that was busy with other things, or slept, is not the script's fault.
     const std::int64_t left = engine.processorEnd_ - nowOn(CLOCK_THREAD_CPUTIME_ID);
     if (left > 0) {
         if (engine.wallEnd_ == 0)

@@ -40,7 +40,8 @@ private:
     static bool interrupted(JSContext* context);
 
     JSContext* context_ = nullptr;
-    std::int64_t processorEnd_ = 0; // nanoseconds on the thread's processor clock
+    int processorClock_ = 0; // clockid_t of the thread
+    std::atomic<std::int64_t> processorEnd_{0}; // nanoseconds on that clock
     bool running_ = false, expired_ = false;
     std::atomic<std::int64_t> wallEnd_{0}; // nanoseconds on the steady clock; 0 while nothing runs
 };

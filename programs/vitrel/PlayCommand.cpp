@@ -1,0 +1,64 @@
+#include "programs/vitrel/Arguments.h"
+#include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Files.h"
+#include "programs/vitrel/Play.h"
+
+#include <cstdlib>
+
+namespace vitrel {
+
+namespace {
+
+int play(const PlayOptions& options)
+{
+    const bool asGuest = options.root || !options.windowNumber.empty();
+    if (!options.window.empty() && !parseSize(options.window))
+        return complain("--window takes WIDTHxHEIGHT, each from 1 to 8192", 2);
+    if (!options.windowNumber.empty() && !parseWindowNumber(options.windowNumber))
+        return complain("--window-id takes a window's number", 2);
+    if (!options.window.empty() && asGuest)
+        return complain("--window is for a window of its own", 2);
+    if (options.watch && options.file.empty())
+        return complain("--watch needs a FILE", 2);
+    if (!options.display.empty())
+        setenv("DISPLAY", options.display.c_str(), 1);
+    const bool inWindow = asGuest || !options.window.empty() || !options.monitor.empty();
+    return inWindow ? playInWindow(options) : playFullScreen(options);
+}
+
+} // namespace
+
+int complainOfDisplay()
+{
+    const char* display = std::getenv("DISPLAY");
+    if (display && *display)
+        return complain(std::string("can't open the display ") + display);
+    return complain("there is no X display here; DISPLAY isn't set");
+}
+
+void addPlay(CLI::App& app, Action& action)
+{
+    auto* command = app.add_subcommand("play", "Play on every display, or in one window; what vitrel does without a command");
+    const auto options = std::make_shared<PlayOptions>();
+    addSaverOptions(*command, *options);
+    command->add_option("--window", options->window, "In an ordinary window; WIDTHxHEIGHT may follow");
+    command->add_option("--window-id", options->windowNumber, "In the window with this number");
+    command->add_flag("--root", options->root, "In the window in XSCREENSAVER_WINDOW, else the root window");
+    command->add_flag("--random", options->random, "Choose one of the user's compositions");
+    command->add_flag("--watch", options->watch, "Load FILE anew whenever it changes");
+    command->add_option("--display", options->display, "The X server");
+    // What screen saver daemons may say and doesn't matter here; and what only a child of full-screen play is told.
+    const auto hidden = [](CLI::Option* option) { option->group(""); };
+    const auto nothing = std::make_shared<std::string>();
+    for (const char* flag : {"--fps", "--mono", "--install", "--noinstall"})
+        hidden(command->add_flag(flag));
+    hidden(command->add_option("--visual", *nothing));
+    hidden(command->add_option("--on-monitor", options->monitor));
+    hidden(command->add_option("--supervisor", options->supervisor));
+    hidden(command->add_option("--first-view", options->firstView));
+    hidden(command->add_flag("--add-to-trace", options->addToTrace));
+    hidden(command->add_flag("--fallback", options->fallback));
+    command->callback([&action, options, nothing] { action = [=] { return play(*options); }; });
+}
+
+} // namespace vitrel

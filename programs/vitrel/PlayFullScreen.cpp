@@ -1,0 +1,94 @@
+// Full-screen play: the process that starts and minds a child for each display and shows nothing itself.
+#include "platform/appkit/x11/X11Screens.h"
+#include "programs/supervisor/ForkedDisplays.h"
+#include "programs/supervisor/HostSignals.h"
+#include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Play.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+
+namespace vitrel {
+
+namespace {
+
+std::vector<std::string> childArguments(const PlayOptions& options, const std::string& monitor, int view, bool fallback)
+{
+    std::vector<std::string> words{"vitrel", "play", "--on-monitor=" + monitor,
+        "--supervisor=" + std::to_string(getpid()), "--first-view=" + std::to_string(view)};
+    const auto add = [&words](const char* option, const std::string& value) {
+        if (!value.empty())
+            words.push_back(option + ("=" + value));
+    };
+    const auto addFlag = [&words](const char* flag, bool set) {
+        if (set)
+            words.push_back(flag);
+    };
+    addFlag("--demo", options.demo);
+    add("--player", options.player);
+    add("--system-version", options.systemVersion);
+    add("--trace", options.trace);
+    addFlag("--add-to-trace", !options.trace.empty());
+    addFlag("--fallback", fallback);
+    if (fallback)
+        return words;
+    add("--file", options.file);
+    addFlag("--random", options.random);
+    addFlag("--watch", options.watch);
+    for (const auto& input : options.inputs)
+        add("--input", input);
+    return words;
+}
+
+} // namespace
+
+int playFullScreen(const PlayOptions& options)
+{
+    // What is wrong is said once, and not by each child.
+    int code = 0;
+    if (!checkSaverOptions(options, code))
+        return code;
+    SystemClock clock;
+    RunLoop loop(clock);
+    DisplaySupervisor* minding = nullptr;
+    const HostSignals signals(loop, [&](int) {
+        HostSignals::capExit();
+        minding->stop();
+    });
+    const auto connection = X11Connection::open(loop);
+    if (!connection)
+        return complainOfDisplay();
+    if (!options.trace.empty() && !std::ofstream(options.trace, std::ios::trunc))
+        return complain("can't write " + options.trace);
+
+    std::vector<std::string> seen; // a monitor's place in it is its view's number
+    ForkedDisplays children(loop, [&](const std::string& monitor, bool fallback) {
+        const auto place = std::find(seen.begin(), seen.end(), monitor);
+        return childArguments(options, monitor, static_cast<int>(place - seen.begin()), fallback);
+    });
+    DisplaySupervisor supervisor(loop, children);
+    minding = &supervisor;
+    supervisor.onEnded = [&](int exitCode) {
+        code = exitCode;
+        loop.stop();
+    };
+    connection->onLost = [&] { supervisor.stop(); };
+    connection->onScreensChanged = [&] {
+        std::vector<std::string> names;
+        for (const auto& monitor : x11Monitors(*connection)) {
+            names.push_back(monitor.name);
+            if (std::find(seen.begin(), seen.end(), monitor.name) == seen.end())
+                seen.push_back(monitor.name);
+        }
+        supervisor.setDisplays(names);
+    };
+    connection->onScreensChanged();
+    loop.run();
+    connection->onLost = connection->onScreensChanged = nullptr;
+    return code;
+}
+
+} // namespace vitrel

@@ -1,0 +1,160 @@
+#include "programs/Program.h"
+
+#include <gtest/gtest.h>
+
+namespace vitrel {
+namespace {
+
+constexpr const char* kSource = R"json({
+  "inputs": {"A": "Twice.a", "Text": "Words.inputString", "Tint": "Clear.inputColor"},
+  "outputs": {"Twice": "Twice.outputResult", "Time": "Time.outputTime", "Words": "Words.outputImage"},
+  "patches": {
+    "Clear": {"class": "QCClear"},
+    "Time": {"class": "QCTime"},
+    "Twice": {"class": "QCExpression", "settings": {"expression": "a * 2"}, "inputs": {"a": 1.5}},
+    "Words": {"class": "QCTextImage"}
+  }
+})json";
+
+class Commands : public testing::Test
+{
+protected:
+    std::string made()
+    {
+        const std::string out = folder_ / "made.qtz";
+        Program make({"make", folder_.write("source.json", kSource), out});
+        EXPECT_EQ(make.wait(), 0) << make.errors();
+        return out;
+    }
+    std::string printed(std::vector<std::string> words)
+    {
+        Program program(std::move(words));
+        EXPECT_EQ(program.wait(), 0) << program.errors();
+        EXPECT_EQ(program.errors(), "");
+        return program.output();
+    }
+    TemporaryFolder folder_;
+};
+
+TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
+{
+    const std::string composition = made(), junk = folder_.write("junk.qtz", "no plist");
+    const std::string lost = folder_ / "no-such-file";
+    const struct {
+        std::vector<std::string> words;
+        int code;
+    } cases[] = {
+        {{"--no-such-option"}, 2},
+        {{"inspect"}, 2},
+        {{"inspect", lost}, 1},
+        {{"inspect", junk}, 1},
+        {{"inspect", folder_.path()}, 1},
+        {{"make", composition}, 2},
+        {{"make", lost, folder_ / "x.qtz"}, 1},
+        {{"make", junk, folder_ / "x.qtz"}, 1},
+        {{"make", folder_ / "source.json", lost + "/x.qtz"}, 1},
+        {{"evaluate", junk}, 1},
+        {{"evaluate", composition, "--at", "soon"}, 2},
+        {{"evaluate", composition, "--at", "-1"}, 2},
+        {{"evaluate", composition, "--fps", "0"}, 2},
+        {{"evaluate", composition, "--input", "A"}, 2},
+        {{"evaluate", composition, "--input", "B=1"}, 1},
+        {{"snapshot", composition}, 2},
+        {{"snapshot", "--output", folder_ / "x.png", "--size", "big"}, 2},
+        {{"snapshot", "--output", folder_ / "x.png", junk}, 1},
+        {{"snapshot", "--output", folder_ / "x.png", "--system-version", "ten"}, 2},
+        {{"play", "--window=0x0"}, 2},
+        {{"--window", "640x480", "--root"}, 2},
+        {{"--window-id", "0xZZ"}, 2},
+        {{"--window-id"}, 2},
+        {{"--watch"}, 2},
+        {{"--input", "nothing", "--window"}, 2},
+        {{"play", "--window", junk}, 1},
+        {{"play", junk}, 1},
+        {{"play", "one.qtz", "two.qtz"}, 2},
+        {{"play"}, 1}, // there is no display
+        {{}, 1},
+        {{"--demo"}, 1},
+        {{"-root"}, 1},
+        {{"-window-id", "17"}, 1},
+        {{"play", "--window", "--display", ":64999"}, 1},
+    };
+    for (const auto& [words, code] : cases) {
+        std::string line = "vitrel";
+        for (const auto& word : words)
+            line += " " + word;
+        Program program(words);
+        EXPECT_EQ(program.wait(), code) << line;
+        EXPECT_TRUE(program.saidOneError()) << line << ": " << program.errors();
+        EXPECT_EQ(program.output(), "") << line;
+    }
+}
+
+TEST_F(Commands, HelpAndVersionArePrintedByAll)
+{
+    EXPECT_TRUE(printed({"--version"}).starts_with("vitrel "));
+    for (const auto& words : std::vector<std::vector<std::string>>{{"--help"}, {"play", "--help"}, {"inspect", "--help"}})
+        EXPECT_NE(printed(words).find("Usage:"), std::string::npos);
+    const std::string help = printed({"play", "--help"});
+    EXPECT_EQ(help.find("--on-monitor"), std::string::npos) << "what is for children alone is nobody else's business";
+}
+
+TEST_F(Commands, InspectTellsInputsOutputsAndPatches)
+{
+    const std::string composition = made(), text = printed({"inspect", composition});
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+    EXPECT_EQ(text.find(R"({"inputs":[)"), 0u) << text;
+    EXPECT_NE(text.find(R"({"key":"A","type":"number","value":1.5})"), std::string::npos) << text;
+    EXPECT_NE(text.find(R"("QCExpression":1)"), std::string::npos) << text;
+    EXPECT_NE(text.find(R"("unsupported":{})"), std::string::npos) << text;
+    // The text form gives the same composition again.
+    const std::string again = folder_ / "again.qtz";
+    printed({"make", folder_.write("again.json", printed({"inspect", "--source", composition})), again});
+    EXPECT_EQ(printed({"inspect", again}), text);
+}
+
+TEST_F(Commands, EvaluatePrintsTheTimesInOrderAndTheSameEachTime)
+{
+    const std::string composition = made();
+    const std::vector<std::string> words = {"evaluate", composition, "--at", "2", "--at", "0.5", "--input", "A=21"};
+    const std::string text = printed(words);
+    EXPECT_EQ(printed(words), text);
+    const auto first = text.find(R"({"t":0.5,"outputs":{)"), second = text.find(R"({"t":2.0,"outputs":{)");
+    EXPECT_EQ(first, 0u) << text;
+    EXPECT_NE(second, std::string::npos) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
+    EXPECT_NE(text.find(R"("Time":0.5)"), std::string::npos) << text;
+    EXPECT_NE(text.find(R"("Twice":42.0)"), std::string::npos) << text;
+}
+
+TEST_F(Commands, AnInputFromTheCommandLineIsConvertedAsAnyOther)
+{
+    const std::string composition = made();
+    const struct {
+        const char *input, *member, *why;
+    } cases[] = {
+        {"A=4", R"("Twice":8.0)", "a number"},
+        {"A=\"4.5 apples\"", R"("Twice":9.0)", "a text's leading number"},
+        {"A=true", R"("Twice":2.0)", "a boolean is 0 or 1"},
+        {"A=no number", R"("Twice":0.0)", "what is no JSON is a text"},
+    };
+    for (const auto& [input, member, why] : cases)
+        EXPECT_NE(printed({"evaluate", composition, "--input", input}).find(member), std::string::npos) << why;
+    for (const char* input : {"Text=", "Text=3.5", "Tint=#ff000080", "Tint=[1,0,0,0.5]"})
+        printed({"evaluate", composition, "--input", input});
+}
+
+TEST_F(Commands, ASnapshotIsAPictureOfTheSizeAskedFor)
+{
+    const std::string composition = made(), out = folder_ / "out.png";
+    Program program({"snapshot", "-o", out, "--size", "96x54", "--after", "0.3", composition});
+    if (program.wait() == 1 && program.errors().find("OpenGL") != std::string::npos)
+        GTEST_SKIP() << "no OpenGL here";
+    const std::string png = TemporaryFolder::read(out);
+    ASSERT_GT(png.size(), 33u) << program.errors();
+    EXPECT_EQ(png.substr(1, 3), "PNG");
+    EXPECT_EQ(png.substr(16, 8), std::string("\0\0\0\x60\0\0\0\x36", 8)) << "width and height of the header";
+}
+
+} // namespace
+} // namespace vitrel

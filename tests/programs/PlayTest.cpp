@@ -1,0 +1,284 @@
+// The program on a server without a screen, from outside: what is on the screen, and how it ends.
+#include "programs/Program.h"
+#include "x11/XvfbServer.h"
+
+#include <gtest/gtest.h>
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+#include <functional>
+
+namespace vitrel {
+namespace {
+
+// The whole picture in one colour, a text's length tells which: composed so that what is on the screen can be told.
+constexpr const char* kColour = R"json({"inputs": {"Colour": "Clear.inputColor"},
+  "patches": {"Clear": {"class": "QCClear", "inputs": {"inputColor": "%"}}}})json";
+
+class Play : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        server_ = std::make_unique<XvfbServer>("640x480x24");
+        if (server_->display().empty())
+            GTEST_SKIP() << "no Xvfb here";
+        display_ = XOpenDisplay(server_->display().c_str());
+        ASSERT_TRUE(display_);
+        XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+        XSetIOErrorHandler([](Display*) { return 0; });
+        XSetIOErrorExitHandler(display_, [](Display*, void*) {}, nullptr);
+        XWarpPointer(display_, None, DefaultRootWindow(display_), 0, 0, 0, 0, 100, 100);
+        XSync(display_, False);
+    }
+    void TearDown() override
+    {
+        if (display_)
+            XCloseDisplay(display_);
+    }
+
+    std::string composition(const std::string& colour, const std::string& name = "colour.qtz")
+    {
+        std::string text = kColour;
+        text.replace(text.find('%'), 1, colour);
+        const std::string out = folder_ / name;
+        Program make({"make", folder_.write(name + ".json", text), out});
+        EXPECT_EQ(make.wait(), 0) << make.errors();
+        return out;
+    }
+    std::unique_ptr<Program> vitrel(std::vector<std::string> words, Program::Environment more = {})
+    {
+        more["DISPLAY"] = server_->display();
+        return std::make_unique<Program>(std::move(words), std::move(more));
+    }
+    unsigned long pixelAt(Window window, int x, int y)
+    {
+        XImage* image = XGetImage(display_, window, x, y, 1, 1, AllPlanes, ZPixmap);
+        if (!image)
+            return 0xBAD;
+        const auto pixel = XGetPixel(image, 0, 0);
+        XDestroyImage(image);
+        return pixel & 0xFFFFFF;
+    }
+    Window root() const { return DefaultRootWindow(display_); }
+    static bool until(const std::function<bool()>& done, double seconds = 20)
+    {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > limit)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return true;
+    }
+    bool becomes(int x, int y, unsigned long colour, Window window = None)
+    {
+        return until([&] { return pixelAt(window ? window : root(), x, y) == colour; });
+    }
+    Window makeWindow(int x, int y, int width, int height)
+    {
+        const Window window = XCreateSimpleWindow(display_, root(), x, y, unsigned(width), unsigned(height), 0, 0, 0);
+        XMapWindow(display_, window);
+        XSync(display_, False);
+        return window;
+    }
+    void pressAKey(Window window)
+    {
+        XEvent event{};
+        event.xkey.type = KeyPress;
+        event.xkey.window = window;
+        event.xkey.root = root();
+        event.xkey.keycode = 38;
+        XSendEvent(display_, window, False, KeyPressMask, &event);
+        XSync(display_, False);
+    }
+    Window topWindow()
+    {
+        Window parent = 0, top = 0, *children = nullptr, ignored = 0;
+        unsigned count = 0;
+        XQueryTree(display_, root(), &ignored, &parent, &children, &count);
+        if (count)
+            top = children[count - 1];
+        XFree(children);
+        return top;
+    }
+    // How long the end took, from the signal on.
+    static double secondsToEnd(Program& program, int& code)
+    {
+        const auto start = std::chrono::steady_clock::now();
+        code = program.wait();
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    }
+
+    TemporaryFolder folder_;
+    std::unique_ptr<XvfbServer> server_;
+    Display* display_ = nullptr;
+};
+
+TEST_F(Play, AWindowShowsTheCompositionAndEndsInGoodOrderWithinASecond)
+{
+    const std::string file = composition("#2040ff");
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        auto program = vitrel({"--window", "200x100", file});
+        ASSERT_TRUE(becomes(199, 99, 0x2040FF)) << program->errors();
+        EXPECT_EQ(pixelAt(root(), 210, 50), 0u) << "no larger than asked for";
+        program->signal(number);
+        int code = 0;
+        EXPECT_LT(secondsToEnd(*program, code), 1.5);
+        EXPECT_EQ(code, 0) << number;
+        EXPECT_EQ(program->errors(), "");
+    }
+}
+
+TEST_F(Play, InAnotherProgramsWindowItFollowsItsSizeAndGoesWithIt)
+{
+    const std::string file = composition("#00ff00");
+    const struct {
+        std::vector<std::string> words;
+        bool inEnvironment;
+    } cases[] = {{{"--window-id"}, false}, {{"-root", "-window-id"}, true}, {{"--root"}, true}, {{"-root"}, true}};
+    for (const auto& [words, inEnvironment] : cases) {
+        const Window window = makeWindow(50, 60, 100, 80);
+        std::vector<std::string> line = words;
+        if (words.back().ends_with("window-id"))
+            line.push_back(std::to_string(window));
+        line.push_back(file);
+        Program::Environment environment;
+        if (inEnvironment) {
+            char number[32];
+            std::snprintf(number, sizeof number, "0x%lX", window);
+            environment["XSCREENSAVER_WINDOW"] = number;
+        }
+        auto program = vitrel(line, environment);
+        ASSERT_TRUE(becomes(99, 79, 0x00FF00, window)) << words[0] << program->errors();
+        EXPECT_EQ(pixelAt(root(), 40, 60), 0u) << "beside it";
+        XResizeWindow(display_, window, 300, 200);
+        XSync(display_, False);
+        EXPECT_TRUE(becomes(299, 199, 0x00FF00, window));
+        XDestroyWindow(display_, window);
+        XSync(display_, False);
+        EXPECT_EQ(program->wait(), 0) << words[0];
+        EXPECT_EQ(program->errors(), "");
+    }
+}
+
+// It would be started again at once, without end.
+TEST_F(Play, ForADaemonNothingThatIsWrongEndsItByItself)
+{
+    const Window window = makeWindow(0, 0, 100, 80);
+    XSetWindowBackground(display_, window, 0x123456);
+    XClearWindow(display_, window);
+    XSync(display_, False);
+    auto program = vitrel({"--root", folder_.write("junk.qtz", "junk")}, {{"XSCREENSAVER_WINDOW", std::to_string(window)}});
+    ASSERT_TRUE(becomes(50, 40, 0, window));
+    EXPECT_TRUE(program->saidOneError()) << program->errors();
+    EXPECT_EQ(program->wait(0.3), -1000) << "it stays";
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->wait(), 0);
+}
+
+TEST_F(Play, AServerThatGoesAwayIsNoFailure)
+{
+    for (const bool fullScreen : {false, true}) {
+        if (fullScreen)
+            SetUp();
+        auto program = fullScreen ? vitrel({composition("#ff8000")}) : vitrel({"--window", composition("#ff8000")});
+        ASSERT_TRUE(becomes(100, 100, 0xFF8000)) << program->errors();
+        server_->kill();
+        EXPECT_EQ(program->wait(), 0) << program->errors();
+        XCloseDisplay(std::exchange(display_, nullptr));
+    }
+}
+
+TEST_F(Play, WatchingLoadsWhatAnEditorPutInThePlaceOfTheFileAndOutlivesNonsense)
+{
+    const std::string file = composition("#ff0000");
+    auto program = vitrel({"--window", "--watch", file});
+    ASSERT_TRUE(becomes(10, 10, 0xFF0000)) << program->errors();
+    composition("#0000ff"); // by renaming
+    EXPECT_TRUE(becomes(10, 10, 0x0000FF));
+    folder_.write("colour.qtz", "half writ"); // in place
+    EXPECT_TRUE(until([&] { return program->saidOneError(); })) << program->errors();
+    EXPECT_EQ(pixelAt(root(), 10, 10), 0x0000FFu) << "the last good one stays";
+    composition("#00ff00");
+    EXPECT_TRUE(becomes(10, 10, 0x00FF00));
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->wait(), 0);
+}
+
+class FullScreen : public Play
+{
+protected:
+    bool twoMonitors()
+    {
+        const std::string xrandr = "DISPLAY=" + server_->display() + " xrandr --setmonitor ";
+        return std::system((xrandr + "L 300/100x480/100+0+0 screen >/dev/null 2>&1").c_str()) == 0
+            && std::system((xrandr + "R 340/100x480/100+300+0 none").c_str()) == 0;
+    }
+};
+
+TEST_F(FullScreen, EachMonitorHasAProcessThatIsStartedAgainAndAKeyEndsAll)
+{
+    if (!twoMonitors())
+        GTEST_SKIP() << "no xrandr here";
+    const std::string trace = folder_ / "trace.jsonl";
+    auto program = vitrel({composition("#8000ff"), "--trace", trace, "--input", "Colour=[0,1,1,1]"});
+    ASSERT_TRUE(becomes(150, 240, 0x00FFFF) && becomes(450, 240, 0x00FFFF)) << program->errors();
+    const auto before = program->children();
+    ASSERT_EQ(before.size(), 2u);
+    ::kill(before[0], SIGKILL);
+    ASSERT_TRUE(until([&] {
+        const auto now = program->children();
+        return now.size() == 2 && std::find(now.begin(), now.end(), before[0]) == now.end();
+    })) << "within a second or so";
+    EXPECT_TRUE(becomes(150, 240, 0x00FFFF) && becomes(450, 240, 0x00FFFF));
+    EXPECT_EQ(program->children()[0] == before[1] || program->children()[1] == before[1], true) << "the other went on";
+    pressAKey(topWindow());
+    int code = 1;
+    EXPECT_LT(secondsToEnd(*program, code), 2);
+    EXPECT_EQ(code, 0) << program->errors();
+    EXPECT_TRUE(becomes(150, 240, 0)) << "the desktop is back";
+}
+
+// After three crashes the file is to blame: the default composition plays, with the clock over a dark ground.
+TEST_F(FullScreen, AfterThreeCrashesTheDefaultCompositionPlays)
+{
+    auto program = vitrel({composition("#ffff00")});
+    for (int crash = 0; crash < 3; ++crash) {
+        ASSERT_TRUE(becomes(320, 240, 0xFFFF00)) << program->errors();
+        const auto children = program->children();
+        ASSERT_EQ(children.size(), 1u);
+        ::kill(children[0], SIGSEGV);
+        ASSERT_TRUE(until([&] { return program->children() != children; }));
+    }
+    EXPECT_TRUE(until([&] {
+        const auto pixel = pixelAt(root(), 320, 240);
+        return pixel != 0 && pixel != 0xFFFF00 && pixel != 0xBAD;
+    }));
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->wait(), 0) << program->errors();
+}
+
+TEST_F(FullScreen, MonitorsThatComeAndGoGetAndLoseTheirProcess)
+{
+    if (!twoMonitors())
+        GTEST_SKIP() << "no xrandr here";
+    auto program = vitrel({composition("#204060")});
+    ASSERT_TRUE(becomes(150, 240, 0x204060) && becomes(450, 240, 0x204060));
+    ASSERT_EQ(std::system(("DISPLAY=" + server_->display() + " xrandr --delmonitor R").c_str()), 0);
+    EXPECT_TRUE(until([&] { return program->children().size() == 1; }));
+    EXPECT_TRUE(becomes(450, 240, 0));
+    EXPECT_EQ(pixelAt(root(), 150, 240), 0x204060u);
+    ASSERT_EQ(std::system(("DISPLAY=" + server_->display() + " xrandr --setmonitor R 340/100x480/100+300+0 none").c_str()), 0);
+    EXPECT_TRUE(becomes(450, 240, 0x204060)) << program->errors();
+    for (const int x : {190, 200, 220}) { // the first is only where it is
+        XWarpPointer(display_, None, root(), 0, 0, 0, 0, x, 200);
+        XSync(display_, False);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_EQ(program->wait(), 0) << "a moved mouse ends it: " << program->errors();
+}
+
+} // namespace
+} // namespace vitrel

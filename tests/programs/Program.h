@@ -1,0 +1,103 @@
+#pragma once
+
+#include "support/TemporaryFolder.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace vitrel {
+
+// A run of the built program, with settings of its own, no player and only the display that it is given.
+class Program
+{
+public:
+    using Environment = std::map<std::string, std::string>;
+    explicit Program(std::vector<std::string> words, Environment environment = {})
+    {
+        environment.insert({"XDG_CONFIG_HOME", folder_.path()});
+        environment.insert({"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (folder_ / "no-bus")});
+        process_ = fork();
+        if (process_ != 0)
+            return;
+        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "XSCREENSAVER_WINDOW", "VITREL_SYSTEM_VERSION"})
+            unsetenv(name);
+        for (const auto& [name, value] : environment)
+            setenv(name.c_str(), value.c_str(), 1);
+        dup2(open((folder_ / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+        dup2(open((folder_ / "err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+        words.insert(words.begin(), "vitrel");
+        std::vector<char*> argv;
+        for (auto& word : words)
+            argv.push_back(word.data());
+        argv.push_back(nullptr);
+        execv(VITREL_PROGRAM, argv.data());
+        _exit(127);
+    }
+    ~Program()
+    {
+        if (!ended_) {
+            ::kill(process_, SIGKILL);
+            waitpid(process_, nullptr, 0);
+        }
+    }
+
+    // The exit status, or the negative number of the signal that ended it; -1000 if it runs on after `seconds`.
+    int wait(double seconds = 30)
+    {
+        const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        while (!ended_ && std::chrono::steady_clock::now() < limit) {
+            int status = 0;
+            if (waitpid(process_, &status, WNOHANG) == process_) {
+                ended_ = true;
+                status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+            } else {
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
+        }
+        return ended_ ? status_ : -1000;
+    }
+    void signal(int number) const { ::kill(process_, number); }
+    pid_t process() const { return process_; }
+    // Processes that it has started and that still run.
+    std::vector<pid_t> children() const
+    {
+        const std::string process = std::to_string(process_);
+        std::vector<pid_t> found;
+        std::string word;
+        for (const char c : TemporaryFolder::read("/proc/" + process + "/task/" + process + "/children")) {
+            if (c == ' ')
+                found.push_back(std::stoi(std::exchange(word, {})));
+            else
+                word += c;
+        }
+        return found;
+    }
+
+    std::string output() const { return TemporaryFolder::read(folder_ / "out"); }
+    std::string errors() const { return TemporaryFolder::read(folder_ / "err"); }
+    // What it said is one line under its name.
+    bool saidOneError() const
+    {
+        const std::string text = errors();
+        return text.starts_with("vitrel: ") && std::count(text.begin(), text.end(), '\n') == 1 && text.back() == '\n';
+    }
+
+private:
+    TemporaryFolder folder_;
+    pid_t process_ = 0;
+    bool ended_ = false;
+    int status_ = 0;
+};
+
+} // namespace vitrel
