@@ -71,8 +71,9 @@ std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Ma
     else if (!(patch = registry_.make(node.className + "/" + node.identifier)))
         patch = registry_.make(node.className);
     if (!patch) {
-        ++unsupported[node.className == "QCPlugInPatch" && !node.identifier.empty() ? node.className + "/" + node.identifier
-                                                                                    : node.className];
+        ++unsupported[node.className == "QCPlugInPatch" && !node.identifier.empty()
+                ? node.className + "/" + node.identifier
+                : node.className];
         return std::make_unique<UnknownPatch>();
     }
     patch->parent = parent;
@@ -169,8 +170,7 @@ void GraphBuilder::publish(Macro& macro, const FileNode& node)
             leftOut(published);
             continue;
         }
-        const auto given
-            = published.value.isNothing() ? std::nullopt : portValueForHost(published.value, port->type());
+        const auto given = published.value.isNothing() ? std::nullopt : portValueForHost(published.value, port->type());
         if (given)
             macro.publishedInput(published.key)->set(*given);
     }

@@ -10,9 +10,9 @@ namespace {
 
 TextAlignment alignmentOf(const std::string& name, TextAlignment usual)
 {
-    return name == "Normal" ? TextAlignment::Natural
-        : name == "Opposite" ? TextAlignment::Opposite
-        : name == "Centered" ? TextAlignment::Centered
+    return name == "Normal"   ? TextAlignment::Natural
+        : name == "Opposite"  ? TextAlignment::Opposite
+        : name == "Centered"  ? TextAlignment::Centered
         : name == "Justified" ? TextAlignment::Justified
                               : usual;
 }
@@ -85,6 +85,9 @@ class TextImagePatch final : public Patch
 
 } // namespace
 
-void registerTextsPatches(PatchRegistry& registry) { registry.add<TextImagePatch>("QCTextImage"); }
+void registerTextsPatches(PatchRegistry& registry)
+{
+    registry.add<TextImagePatch>("QCTextImage");
+}
 
 } // namespace vitrel::qc
