@@ -268,7 +268,7 @@ TEST(LongChains, CatchUpInTheFramesThatFollow)
 // The same way through published ports alone: sixty levels down and up again for each of a chain's links.
 TEST(LongChains, LeadThroughTheLevelsOfMacros)
 {
-    constexpr int kLength = 1200, kDeep = 60;
+    constexpr int kLength = 900, kDeep = 60;
     std::string patches, connections;
     for (int k = 0; k < kLength; ++k) {
         std::string macro = R"({"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}})", in = "m.inputValue",

@@ -18,6 +18,8 @@ enum Variant : unsigned { kTextured = 1, kColored = 2, kMasked = 4, kAlphaTested
 
 // Gathered corners; more are sent on their own.
 constexpr std::size_t kMaxGathered = 60'000;
+// Bytes of corners that the driver may keep for later; no frame that is meant to be seen has as many.
+constexpr std::size_t kMaxSent = 32u << 20;
 
 // The colour comes first among what the shaders hand on: Mesa 22's fast path for rectangles takes the varyings in this
 // order whatever the fragment shader says, and draws rainbows otherwise.
@@ -335,6 +337,11 @@ void GLCanvas::flush()
         GL_STREAM_DRAW);
     glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(gathered_.size()));
     ++drawCalls_;
+    sent_ += gathered_.size() * sizeof(CanvasVertex);
+    if (sent_ > kMaxSent) {
+        glFinish();
+        sent_ = 0;
+    }
     gathered_.clear();
     state_ = {};
 }

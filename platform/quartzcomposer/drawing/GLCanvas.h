@@ -77,6 +77,7 @@ private:
     std::vector<CanvasVertex> gathered_;
     bool depth_ = false;
     std::uint64_t generation_ = 0, drawCalls_ = 0;
+    std::size_t sent_ = 0; // bytes since the driver last had to finish
 };
 
 } // namespace vitrel::qc

@@ -14,7 +14,7 @@ namespace {
 
 // The largest file seen has 4,400 patches on 12 levels and some 10,000 connections. Objects of a property list may be
 // shared, so a small file can hold a tree without end.
-constexpr std::size_t kMaxNodes = 100'000;
+constexpr std::size_t kMaxNodes = 60'000;
 constexpr std::size_t kMaxConnections = 200'000;
 constexpr std::size_t kMaxPorts = 300'000;
 constexpr int kMaxLevels = 64;

@@ -6,9 +6,9 @@ namespace vitrel::qc {
 
 namespace {
 
-// Definitions multiply what a file holds.
-constexpr std::size_t kMaxPatches = 100'000;
-constexpr std::size_t kMaxPorts = 400'000;
+// Definitions multiply what a file holds. A patch takes about a kilobyte.
+constexpr std::size_t kMaxPatches = 60'000;
+constexpr std::size_t kMaxPorts = 250'000;
 constexpr std::size_t kMaxSteps = 2'000'000; // values stored, ports published, connections made
 constexpr int kMaxLevels = 64;
 
