@@ -13,4 +13,7 @@ const int prepared = [] {
 } // namespace
 
 // The list of fonts is read once and lives as long as the process.
-extern "C" __attribute__((visibility("default"), used)) const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
+extern "C" __attribute__((visibility("default"), used)) const char* __lsan_default_suppressions()
+{
+    return "leak:libfontconfig\n";
+}
