@@ -12,12 +12,10 @@ template <class T, class E> class [[nodiscard]] Result
 public:
     Result(T value)
         : state_(std::in_place_index<0>, std::move(value))
-    {
-    }
+    { }
     Result(E error)
         : state_(std::in_place_index<1>, std::move(error))
-    {
-    }
+    { }
 
     bool has_value() const noexcept { return state_.index() == 0; }
     explicit operator bool() const noexcept { return has_value(); }

@@ -26,7 +26,10 @@ inline std::string shortestDecimal(double number)
     return {buffer.data(), end.ptr};
 }
 
-inline bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
+inline bool isBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v';
+}
 
 // The decimal number at the head of `text`, after blanks, as strtod reads it in the C locale; absent if there is
 // none. Never gives a NaN or an infinity: "nan" and "inf" are words, and what overflows is absent.
@@ -46,16 +49,17 @@ inline std::optional<double> leadingNumber(std::string_view text)
 // `text` with every byte that isn't part of well-formed UTF-8 (RFC 3629) replaced by U+FFFD.
 inline std::string repairedUtf8(std::string_view text)
 {
-    const auto continuation = [&](std::size_t at) {
-        return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
-    };
+    const auto continuation
+        = [&](std::size_t at) { return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80; };
     std::string out;
     out.reserve(text.size());
     for (std::size_t at = 0; at < text.size();) {
         const auto lead = static_cast<unsigned char>(text[at]);
-        std::size_t length = lead < 0x80 ? 1 : lead >= 0xC2 && lead < 0xE0 ? 2 : lead >= 0xE0 && lead < 0xF0 ? 3
-            : lead >= 0xF0 && lead < 0xF5                                        ? 4
-                                                                                 : 0;
+        std::size_t length = lead < 0x80  ? 1
+            : lead >= 0xC2 && lead < 0xE0 ? 2
+            : lead >= 0xE0 && lead < 0xF0 ? 3
+            : lead >= 0xF0 && lead < 0xF5 ? 4
+                                          : 0;
         bool good = length != 0;
         for (std::size_t k = 1; good && k < length; ++k)
             good = continuation(at + k);
@@ -128,7 +132,10 @@ inline std::string encodeBase64(ByteView bytes)
 inline std::string percentDecoded(std::string_view text)
 {
     const auto hex = [](char c) -> int {
-        return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+        return c >= '0' && c <= '9' ? c - '0'
+            : c >= 'a' && c <= 'f'  ? c - 'a' + 10
+            : c >= 'A' && c <= 'F'  ? c - 'A' + 10
+                                    : -1;
     };
     std::string out;
     out.reserve(text.size());

@@ -37,28 +37,33 @@ std::string still(int patches)
 {
     std::string nodes, connections;
     for (int k = 0; k < patches; ++k) {
-        nodes += R"("M)" + std::to_string(k) + R"(": {"class": "QCMath", "inputs": {"operand_1": 1.0}, "settings": {"numberOfOperations": 1}}, )";
+        nodes += R"("M)" + std::to_string(k)
+            + R"(": {"class": "QCMath", "inputs": {"operand_1": 1.0}, "settings": {"numberOfOperations": 1}}, )";
         if (k % 100)
             connections += "\"M" + std::to_string(k - 1) + ".outputValue > M" + std::to_string(k) + ".inputValue\", ";
         else
-            nodes += R"("S)" + std::to_string(k) + R"(": {"class": "QCSprite", "inputs": {"inputZBuffer": 0, "inputWidth": 0.01, "inputHeight": 0.01}}, )";
+            nodes += R"("S)" + std::to_string(k)
+                + R"(": {"class": "QCSprite", "inputs": {"inputZBuffer": 0, "inputWidth": 0.01, "inputHeight": 0.01}}, )";
         if (k % 100 == 99)
             connections += "\"M" + std::to_string(k) + ".outputValue > S" + std::to_string(k - 99) + ".inputX\", ";
     }
-    return "{\"patches\": {" + nodes + R"("T": {"class": "QCTime"}, "Moves": {"class": "QCSprite", "inputs": {"inputZBuffer": 0}}},
+    return "{\"patches\": {" + nodes
+        + R"("T": {"class": "QCTime"}, "Moves": {"class": "QCSprite", "inputs": {"inputZBuffer": 0}}},
         "connections": [)"
         + connections + R"("T.outputTime > Moves.inputX"]})";
 }
 
-CompositionFile made(const std::string& text) { return *compositionOfPropertyList(*compositionFromText(text, ".")); }
+CompositionFile made(const std::string& text)
+{
+    return *compositionOfPropertyList(*compositionFromText(text, "."));
+}
 
 struct Played {
     explicit Played(CompositionFile composition)
         : file(std::move(composition))
         , registry(allPatches())
         , graph(file, registry)
-    {
-    }
+    { }
     CompositionFile file;
     PatchRegistry registry;
     CompositionGraph graph;
@@ -90,9 +95,15 @@ void play(benchmark::State& state, const CompositionFile& file, bool drawn)
     state.counters["evaluations"] = benchmark::Counter(double(evaluations), benchmark::Counter::kAvgIterations);
 }
 
-BENCHMARK_CAPTURE(play, sprites_500_graph, made(sprites(500)), false)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
-BENCHMARK_CAPTURE(play, sprites_500_drawn, made(sprites(500)), true)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
-BENCHMARK_CAPTURE(play, still_4000_graph, made(still(4000)), false)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(play, sprites_500_graph, made(sprites(500)), false)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(play, sprites_500_drawn, made(sprites(500)), true)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime();
+BENCHMARK_CAPTURE(play, still_4000_graph, made(still(4000)), false)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime();
 
 } // namespace
 } // namespace vitrel::qc
@@ -107,7 +118,8 @@ int main(int argc, char** argv)
         for (const bool drawn : {false, true}) {
             const std::string name = std::string(argv[k]) + (drawn ? "/drawn" : "/graph");
             if (file)
-                benchmark::RegisterBenchmark(name.c_str(), [file, drawn](benchmark::State& state) { vitrel::qc::play(state, *file, drawn); })
+                benchmark::RegisterBenchmark(
+                    name.c_str(), [file, drawn](benchmark::State& state) { vitrel::qc::play(state, *file, drawn); })
                     ->Unit(benchmark::kMillisecond)
                     ->MeasureProcessCPUTime();
         }

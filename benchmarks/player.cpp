@@ -35,7 +35,10 @@ constexpr int kWidth = 1280, kHeight = 720;
 const std::string kPlayer = "org.mpris.MediaPlayer2.Player";
 using Variants = std::map<std::string, sdbus::Variant>;
 
-double now() { return SystemClock().now().count(); }
+double now()
+{
+    return SystemClock().now().count();
+}
 
 double processorTime()
 {
@@ -62,7 +65,11 @@ double median(std::vector<double> values)
     return values.empty() ? 0 : values[values.size() / 2];
 }
 
-void row(const std::string& what, const std::string& value) { std::printf("| %-64s | %-28s |\n", what.c_str(), value.c_str()); std::fflush(stdout); }
+void row(const std::string& what, const std::string& value)
+{
+    std::printf("| %-64s | %-28s |\n", what.c_str(), value.c_str());
+    std::fflush(stdout);
+}
 
 template <class... Numbers> std::string text(const char* format, Numbers... numbers)
 {
@@ -71,7 +78,10 @@ template <class... Numbers> std::string text(const char* format, Numbers... numb
     return buffer;
 }
 
-std::string bin() { return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin/vitrel"; }
+std::string bin()
+{
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin/vitrel";
+}
 
 // From the start of the program to the first pixel of its window that isn't black, as another client sees it.
 void firstFrame(const std::string& display, const std::string& name, std::vector<const char*> words)
@@ -102,7 +112,9 @@ void firstFrame(const std::string& display, const std::string& name, std::vector
     }
     XCloseDisplay(server);
     row("first frame after the program's start, " + name + ", median of 10", text("%.0f ms", median(times)));
-    row("  fastest, slowest", text("%.0f, %.0f ms", *std::min_element(times.begin(), times.end()), *std::max_element(times.begin(), times.end())));
+    row("  fastest, slowest",
+        text("%.0f, %.0f ms", *std::min_element(times.begin(), times.end()),
+            *std::max_element(times.begin(), times.end())));
 }
 
 // A saver in a window, as the program has it, in this process.
@@ -163,7 +175,9 @@ public:
         , object_(sdbus::createObject(*connection_, "/org/mpris/MediaPlayer2"))
     {
         object_->registerProperty("Metadata").onInterface(kPlayer).withGetter([this] { return metadata_; });
-        object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter([] { return std::string("Playing"); });
+        object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter([] {
+            return std::string("Playing");
+        });
         object_->registerProperty("Position").onInterface(kPlayer).withGetter([] { return std::int64_t(0); });
         object_->finishRegistration();
         connection_->requestName("org.mpris.MediaPlayer2.bench");
@@ -174,8 +188,10 @@ public:
     }
     void play(const std::string& title, const std::string& cover)
     {
-        metadata_ = {{"xesam:title", sdbus::Variant(title)}, {"xesam:artist", sdbus::Variant(std::vector<std::string>{"Artist"})},
-            {"mpris:trackid", sdbus::Variant(sdbus::ObjectPath("/" + title))}, {"mpris:artUrl", sdbus::Variant("file://" + cover)}};
+        metadata_ = {{"xesam:title", sdbus::Variant(title)},
+            {"xesam:artist", sdbus::Variant(std::vector<std::string>{"Artist"})},
+            {"mpris:trackid", sdbus::Variant(sdbus::ObjectPath("/" + title))},
+            {"mpris:artUrl", sdbus::Variant("file://" + cover)}};
         auto signal = object_->createSignal("org.freedesktop.DBus.Properties", "PropertiesChanged");
         signal << kPlayer << Variants{{"Metadata", sdbus::Variant(metadata_)}} << std::vector<std::string>();
         object_->emitSignal(signal);
@@ -195,8 +211,8 @@ public:
     {
         const std::string address = "unix:path=" + (folder_ / "bus");
         std::string listen = "--address=" + address;
-        char* words[] = {const_cast<char*>("dbus-daemon"), const_cast<char*>("--session"), const_cast<char*>("--nofork"),
-            const_cast<char*>("--nopidfile"), listen.data(), nullptr};
+        char* words[] = {const_cast<char*>("dbus-daemon"), const_cast<char*>("--session"),
+            const_cast<char*>("--nofork"), const_cast<char*>("--nopidfile"), listen.data(), nullptr};
         posix_spawnp(&process_, "dbus-daemon", nullptr, nullptr, words, environ);
         setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
         for (int tries = 0; tries < 200 && access((folder_ / "bus").c_str(), F_OK) != 0; ++tries)
@@ -233,7 +249,8 @@ std::vector<std::string> covers(const TemporaryFolder& folder, int count)
 }
 
 struct Change {
-    double written = 0, shown = 0, cover = 0; // seconds after the player's signal; cover: with its artwork on the screen
+    double written = 0, shown = 0,
+           cover = 0; // seconds after the player's signal; cover: with its artwork on the screen
 };
 
 // One change of track, up to the picture with its artwork.
@@ -283,7 +300,8 @@ void changes(int count, bool memory)
     std::vector<double> written, first, whole;
     int lost = 0;
     for (int k = 1; k <= count; ++k) {
-        const auto took = change(shown, player, "track" + std::to_string(k), pictures[std::size_t(k) % pictures.size()]);
+        const auto took
+            = change(shown, player, "track" + std::to_string(k), pictures[std::size_t(k) % pictures.size()]);
         if (!took) {
             ++lost;
             continue;
@@ -296,7 +314,9 @@ void changes(int count, bool memory)
         if (!memory)
             shown.turnFor(0.25);
     }
-    const auto worst = [](const std::vector<double>& values) { return values.empty() ? 0 : *std::max_element(values.begin(), values.end()); };
+    const auto worst = [](const std::vector<double>& values) {
+        return values.empty() ? 0 : *std::max_element(values.begin(), values.end());
+    };
     row(text("%d changes of track, covers of 1000x1000", count), text("%d without a cover", lost));
     row("  signal to the first input written: median, worst", text("%.1f, %.1f ms", median(written), worst(written)));
     row("  signal to a frame with the title: median, worst", text("%.1f, %.1f ms", median(first), worst(first)));
@@ -311,7 +331,8 @@ std::string share(const std::string& name)
 void still()
 {
     const TemporaryFolder folder;
-    const std::string source = folder.write("still.json", R"({"patches": {"Clear": {"class": "QCClear", "inputs": {"inputColor": "#204060"}}}})");
+    const std::string source = folder.write(
+        "still.json", R"({"patches": {"Clear": {"class": "QCClear", "inputs": {"inputColor": "#204060"}}}})");
     if (std::system((bin() + " make " + source + " " + (folder / "still.qtz")).c_str()) != 0)
         return;
     SaverOptions options;
@@ -326,7 +347,9 @@ int main(int argc, char** argv)
 {
     using namespace vitrel;
     const std::vector<std::string> words(argv + 1, argv + argc);
-    const auto wanted = [&words](const char* word) { return words.empty() || std::find(words.begin(), words.end(), word) != words.end(); };
+    const auto wanted = [&words](const char* word) {
+        return words.empty() || std::find(words.begin(), words.end(), word) != words.end();
+    };
     qc::prepareSoftwareRendering();
     VIPS_INIT(argv[0]);
     TemporaryFolder config;

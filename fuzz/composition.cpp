@@ -41,7 +41,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto made = qc::compositionFromText(text, "/nowhere");
     const auto again = made ? qc::compositionOfPropertyList(*made) : std::nullopt;
     // What the form holds, it holds for good.
-    if (again && qc::textForm(*again) != qc::textForm(*qc::compositionOfPropertyList(*qc::compositionFromText(qc::textForm(*again), "/nowhere"))))
+    if (again
+        && qc::textForm(*again)
+            != qc::textForm(*qc::compositionOfPropertyList(*qc::compositionFromText(qc::textForm(*again), "/nowhere"))))
         std::abort();
     return 0;
 }

@@ -18,7 +18,8 @@ NSRect fillSourceRect(NSSize imageSize, NSSize size)
         part.height = std::floor(size.height / double(sx));
     else
         part.width = std::floor(size.width / double(sy));
-    return {{std::floor((imageSize.width - part.width) * 0.5), std::floor((imageSize.height - part.height) * 0.5)}, part};
+    return {
+        {std::floor((imageSize.width - part.width) * 0.5), std::floor((imageSize.height - part.height) * 0.5)}, part};
 }
 
 std::shared_ptr<const NSImage> resizeImageToFillSize(const NSImage& image, NSSize size)

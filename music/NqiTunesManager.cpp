@@ -8,10 +8,8 @@
 
 #include <algorithm>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 // Single precision, widened.
 constexpr double kShortDelay = 0.30000001192092896;
@@ -46,8 +44,7 @@ std::shared_ptr<NqiTunesManager> NqiTunesManager::init(const Surroundings& surro
 
 NqiTunesManager::NqiTunesManager(const Surroundings& surroundings)
     : surroundings_(surroundings)
-{
-}
+{ }
 
 std::shared_ptr<NqiTunesManager> NqiTunesManager::self()
 {

@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 struct Surroundings;
 

@@ -1,7 +1,6 @@
 #pragma once
 
-namespace vitrel
-{
+namespace vitrel {
 
 // The keys of the track record. Most of them are names of composition inputs; the capitalised family and the other
 // carry the same data.

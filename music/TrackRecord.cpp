@@ -14,10 +14,8 @@
 #include <iterator>
 #include <limits>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 constexpr double kRetriggerPause = 5; // seconds
 

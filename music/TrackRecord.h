@@ -8,8 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 class SBTrack;
 struct Surroundings;
@@ -44,8 +43,7 @@ class Retrigger
 public:
     explicit Retrigger(Date start)
         : lastChange_(start)
-    {
-    }
+    { }
     // True if the input is to be set to false now; remembers it.
     bool isDue(const std::vector<std::string>& inputKeys, Date now);
 

@@ -2,8 +2,7 @@
 
 #include "platform/foundation/Surroundings.h"
 
-namespace vitrel
-{
+namespace vitrel {
 
 bool PreferencesWC::isCatalinaHTTPAPIFixEnabled(const Surroundings& surroundings)
 {

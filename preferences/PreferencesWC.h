@@ -6,8 +6,7 @@
 #include <memory>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 struct Surroundings;
 

@@ -6,8 +6,7 @@
 #include "platform/foundation/Surroundings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 
-namespace vitrel
-{
+namespace vitrel {
 
 Settings& Settings::shared(const Surroundings& surroundings)
 {
@@ -16,8 +15,7 @@ Settings& Settings::shared(const Surroundings& surroundings)
 
 Settings::Settings(const Surroundings& surroundings)
     : surroundings_(surroundings)
-{
-}
+{ }
 
 std::shared_ptr<ScreenSaverDefaults> Settings::screenSaverDefaults() const
 {

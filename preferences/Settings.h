@@ -5,8 +5,7 @@
 #include <memory>
 #include <optional>
 
-namespace vitrel
-{
+namespace vitrel {
 
 class ScreenSaverDefaults;
 struct Surroundings;

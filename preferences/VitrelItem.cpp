@@ -3,14 +3,12 @@
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/Settings.h"
 
-namespace vitrel
-{
+namespace vitrel {
 
 VitrelItem::VitrelItem(const Surroundings& surroundings, std::string filename)
     : surroundings_(&surroundings)
     , filename_(std::move(filename))
-{
-}
+{ }
 
 std::shared_ptr<ScreenSaverDefaults> VitrelItem::screenSaverDefaults() const
 {

@@ -6,8 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 class ScreenSaverDefaults;
 struct Surroundings;

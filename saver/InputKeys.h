@@ -1,7 +1,6 @@
 #pragma once
 
-namespace vitrel
-{
+namespace vitrel {
 
 // The inputs of a composition that the track record is written to, in the order of writing.
 inline constexpr const char* kTrackInputKeys[] = {"Name", "Artist", "Album", "Artwork", "IsArtworkAvailable", "Year",

@@ -7,10 +7,8 @@
 
 #include <nlohmann/json.hpp>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 nlohmann::ordered_json jsonOf(const Value& value)
 {
@@ -56,8 +54,7 @@ InputTrace::InputTrace(const Clock& clock, Sink sink)
     : clock_(clock)
     , start_(clock.now())
     , sink_(std::move(sink))
-{
-}
+{ }
 
 std::string InputTrace::jsonText(const Value& value)
 {

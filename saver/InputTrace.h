@@ -7,8 +7,7 @@
 #include <functional>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // Writes down what compositions are fed, one JSON object a line:
 // {"t":SECONDS_SINCE_START,"view":N,"key":KEY,"value":VALUE}. An image is {"image":[WIDTH,HEIGHT]} in pixels, a

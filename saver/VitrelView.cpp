@@ -2,10 +2,8 @@
 
 #include "platform/foundation/Surroundings.h"
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 constexpr double kAnimationTimeInterval = 0.016666666666666666;
 constexpr double kLoopInterval = 0.5;
@@ -22,8 +20,7 @@ NSRect atOrigin(NSSize size)
 VitrelView::VitrelView(const Surroundings& surroundings)
     : surroundings_(surroundings)
     , retrigger_(surroundings.clock->date())
-{
-}
+{ }
 
 VitrelView::~VitrelView() = default;
 

@@ -19,8 +19,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 class NSBundle;
 struct Surroundings;

@@ -9,10 +9,8 @@
 #include <algorithm>
 #include <string_view>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 bool contains(const std::vector<std::string>& keys, std::string_view key)
 {

@@ -4,10 +4,8 @@
 #include "platform/foundation/Surroundings.h"
 #include "saver/VitrelView.h"
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 constexpr const char* kDefaultComposition = "Muralis RSS Almanac";
 constexpr const char* kSecondComposition = "Muralis Cover Still";

@@ -2,8 +2,7 @@
 
 #include <cstdio>
 
-namespace vitrel
-{
+namespace vitrel {
 
 std::string& printPrefix()
 {

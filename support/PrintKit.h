@@ -8,8 +8,7 @@
 #include <string_view>
 #include <type_traits>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // The functions by which code says something on standard output. The name tells the kind of message; only printApp
 // and printErrorAlways print, the others take what they are given and show nothing. Any thread.
@@ -17,8 +16,7 @@ namespace vitrel
 // Stands at the head of every printed line. Empty; for the program to set before anything is printed.
 std::string& printPrefix();
 
-namespace print
-{
+namespace print {
 
 // An item as plain text: text as it is, numbers at their shortest, anything else by its description.
 template <class T> std::string text(const T& item)

@@ -32,7 +32,10 @@ bool vipsReady()
     return ready;
 }
 
-void warmImageDecoding() { vipsReady(); }
+void warmImageDecoding()
+{
+    vipsReady();
+}
 
 std::optional<Bytes> pngRepresentation(const Bitmap& bitmap)
 {
@@ -50,8 +53,9 @@ std::optional<Bytes> pngRepresentation(const Bitmap& bitmap)
         const unsigned alpha = word >> 24;
         for (const int shift : {16, 8, 0}) {
             const unsigned channel = word >> shift & 255;
-            *to++ = static_cast<std::uint8_t>(
-                alpha == 0 ? 0 : alpha == 255 ? channel : std::min(255u, (channel * 255 + alpha / 2) / alpha));
+            *to++ = static_cast<std::uint8_t>(alpha == 0 ? 0
+                    : alpha == 255                       ? channel
+                                                         : std::min(255u, (channel * 255 + alpha / 2) / alpha));
         }
         if (!opaque)
             *to++ = static_cast<std::uint8_t>(alpha);

@@ -76,10 +76,18 @@ TiffPieces tiffPieces(ByteView data)
         const std::uint64_t type = number(at + 2, 2);
         const std::uint64_t value = number(at + (big ? 12 : 8), type == 3 ? 2 : type == 16 ? 8 : type == 1 ? 1 : 4);
         switch (number(at, 2)) {
-        case 278: pieces.stripRows = value; break;
-        case 284: pieces.planar = value == 2; break;
-        case 322: pieces.tileWidth = value; break;
-        case 323: pieces.tileHeight = value; break;
+        case 278:
+            pieces.stripRows = value;
+            break;
+        case 284:
+            pieces.planar = value == 2;
+            break;
+        case 322:
+            pieces.tileWidth = value;
+            break;
+        case 323:
+            pieces.tileHeight = value;
+            break;
         }
     }
     return pieces;
@@ -159,8 +167,8 @@ bool isWithinLimits(VipsImage* image, Format format, ByteView data)
 int shrinkOf(const VipsImage* image)
 {
     const int longest = std::max(vips_image_get_width(image), vips_image_get_height(image));
-    const double most = std::max(
-        double(longest) / kLongestResult, std::sqrt(double(pixelsOf(image)) / double(kMostPixelsAtOnce)));
+    const double most
+        = std::max(double(longest) / kLongestResult, std::sqrt(double(pixelsOf(image)) / double(kMostPixelsAtOnce)));
     return std::max(1, int(std::ceil(most)));
 }
 

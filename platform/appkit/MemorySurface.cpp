@@ -7,8 +7,7 @@ namespace vitrel {
 MemorySurface::MemorySurface(int width, int height)
     : width_(std::max(1, width))
     , height_(std::max(1, height))
-{
-}
+{ }
 
 FrameMemory MemorySurface::frameMemory()
 {

@@ -35,8 +35,7 @@ struct NSGraphicsContext::Canvas {
         : bitmap{width, height, std::vector<std::uint32_t>(std::size_t(width) * std::size_t(height))}
         , surface(surfaceOf(bitmap))
         , cairo(cairo_create(surface))
-    {
-    }
+    { }
     ~Canvas()
     {
         cairo_destroy(cairo);
@@ -141,10 +140,9 @@ void NSGraphicsContext::draw(const NSImage& image, NSRect destination, NSRect so
     cairo_surface_t* pixels = surfaceOf(*bitmap);
     cairo_set_source_surface(cairo, pixels, 0, 0);
     cairo_pattern_set_extend(cairo_get_source(cairo), CAIRO_EXTEND_PAD);
-    cairo_pattern_set_filter(cairo_get_source(cairo),
-        interpolation == NSImageInterpolation::High ? CAIRO_FILTER_BEST : CAIRO_FILTER_GOOD);
-    cairo_set_operator(
-        cairo, operation == NSCompositingOperation::Copy ? CAIRO_OPERATOR_SOURCE : CAIRO_OPERATOR_OVER);
+    cairo_pattern_set_filter(
+        cairo_get_source(cairo), interpolation == NSImageInterpolation::High ? CAIRO_FILTER_BEST : CAIRO_FILTER_GOOD);
+    cairo_set_operator(cairo, operation == NSCompositingOperation::Copy ? CAIRO_OPERATOR_SOURCE : CAIRO_OPERATOR_OVER);
     if (fraction < 1)
         cairo_paint_with_alpha(cairo, std::max(0.0, fraction));
     else

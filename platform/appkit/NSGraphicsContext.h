@@ -36,8 +36,8 @@ public:
 
     // Draws the part `source` of `image`, in points of the image, stretched over `destination`; an all-zero source is
     // the whole image. What `source` has beyond the image is not drawn. `fraction` 0 to 1 is its opacity.
-    void drawInRectFromRectOperationFraction(const NSImage& image, NSRect destination, NSRect source,
-        NSCompositingOperation operation, double fraction);
+    void drawInRectFromRectOperationFraction(
+        const NSImage& image, NSRect destination, NSRect source, NSCompositingOperation operation, double fraction);
     // The same, with hints that outweigh the context's settings. The canvas is never flipped, so `respectFlipped`
     // changes nothing.
     void drawInRectFromRectOperationFractionRespectFlippedHints(const NSImage& image, NSRect destination, NSRect source,
@@ -48,8 +48,8 @@ public:
     std::shared_ptr<const NSImage> unlockFocus();
 
 private:
-    void draw(const NSImage& image, NSRect destination, NSRect source, NSCompositingOperation operation, double fraction,
-        NSImageInterpolation interpolation);
+    void draw(const NSImage& image, NSRect destination, NSRect source, NSCompositingOperation operation,
+        double fraction, NSImageInterpolation interpolation);
 
     struct Canvas;
     const NSSize size_;

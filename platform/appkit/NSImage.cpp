@@ -12,7 +12,6 @@ NSImage::NSImage(std::shared_ptr<const Bitmap> bitmap)
 NSImage::NSImage(NSSize size, std::vector<NSBitmapImageRep> representations)
     : size_(size)
     , representations_(std::move(representations))
-{
-}
+{ }
 
 } // namespace vitrel

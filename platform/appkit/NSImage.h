@@ -14,8 +14,7 @@ class NSBitmapImageRep
 public:
     explicit NSBitmapImageRep(std::shared_ptr<const Bitmap> bitmap)
         : bitmap_(std::move(bitmap))
-    {
-    }
+    { }
     int pixelsWide() const { return bitmap_ ? bitmap_->width : 0; }
     int pixelsHigh() const { return bitmap_ ? bitmap_->height : 0; }
     const std::shared_ptr<const Bitmap>& bitmap() const { return bitmap_; }

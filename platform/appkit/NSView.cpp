@@ -10,7 +10,10 @@ NSView::~NSView()
         view->superview_ = nullptr;
 }
 
-void NSView::setFrame(NSRect frame) { frame_ = frame; }
+void NSView::setFrame(NSRect frame)
+{
+    frame_ = frame;
+}
 
 void NSView::addSubview(const std::shared_ptr<NSView>& view)
 {
@@ -34,7 +37,8 @@ void NSView::removeFromSuperview()
     if (!superview_)
         return;
     auto& siblings = superview_->subviews_;
-    const auto place = std::find_if(siblings.begin(), siblings.end(), [this](const auto& view) { return view.get() == this; });
+    const auto place
+        = std::find_if(siblings.begin(), siblings.end(), [this](const auto& view) { return view.get() == this; });
     superview_ = nullptr;
     if (place == siblings.end())
         return;

@@ -44,9 +44,9 @@ public:
     virtual NativeWindow nativeWindow() const { return {}; }
 
     // Called once the window has gone, by whomever. After it, nothing is shown any more.
-    virtual void close() {}
+    virtual void close() { }
     // 0 shows black, or whatever lies beneath, in place of the frame.
-    virtual void setAlphaValue(double) {}
+    virtual void setAlphaValue(double) { }
 };
 
 } // namespace vitrel

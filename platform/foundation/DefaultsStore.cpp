@@ -15,10 +15,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 // A store of settings is some kilobytes; what is larger was not written by us.
 constexpr std::size_t kMaximumFile = std::size_t(64) << 20;
@@ -90,8 +88,7 @@ DefaultsStore::DefaultsStore(std::string folder, FileSystem& files, LogSink log)
     : folder_(std::move(folder))
     , files_(files)
     , log_(std::move(log))
-{
-}
+{ }
 
 std::string DefaultsStore::userFolder()
 {

@@ -10,8 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // The stored defaults: one property list for each domain in one folder, shared by every process of the user. A read
 // sees what any process wrote last; a write keeps what others wrote beside it. What can't be written stays in memory

@@ -7,8 +7,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-namespace vitrel
-{
+namespace vitrel {
 
 int FileSystem::open(const char* path, int flags, unsigned mode)
 {

@@ -9,8 +9,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // The calls to the system that the store of defaults makes, under their own names and with their own answers, so
 // that a test can make the n-th of them fail. Any thread.
@@ -37,8 +36,7 @@ public:
     FileDescriptor(FileSystem& files, int fd)
         : files_(files)
         , fd_(fd)
-    {
-    }
+    { }
     ~FileDescriptor()
     {
         if (fd_ >= 0)

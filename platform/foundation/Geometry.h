@@ -20,6 +20,9 @@ struct NSRect {
     friend bool operator==(const NSRect&, const NSRect&) = default;
 };
 
-inline NSRect makeRect(double x, double y, double width, double height) { return {{x, y}, {width, height}}; }
+inline NSRect makeRect(double x, double y, double width, double height)
+{
+    return {{x, y}, {width, height}};
+}
 
 } // namespace vitrel

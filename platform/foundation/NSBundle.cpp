@@ -6,8 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace vitrel
-{
+namespace vitrel {
 
 namespace fs = std::filesystem;
 

@@ -5,8 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // A folder of resources with an Info.plist. Its information is read once. Any thread.
 class NSBundle

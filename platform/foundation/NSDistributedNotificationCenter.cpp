@@ -2,14 +2,12 @@
 
 #include <algorithm>
 
-namespace vitrel
-{
+namespace vitrel {
 
 NSDistributedNotificationCenter::NSDistributedNotificationCenter(RunLoop& loop)
     : loop_(loop)
     , registrations_(std::make_shared<Registrations>())
-{
-}
+{ }
 
 void NSDistributedNotificationCenter::addObserverSelectorNameObject(
     const std::shared_ptr<NSObject>& observer, Selector selector, std::string name, std::string object)

@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // What an observer's selector is given, as a Value that holds it.
 class NSNotification : public NSObject
@@ -19,8 +18,7 @@ public:
         : name(std::move(name))
         , object(std::move(object))
         , userInfo(std::move(userInfo))
-    {
-    }
+    { }
     const std::string name, object;
     const Dictionary userInfo;
 };

@@ -2,8 +2,7 @@
 
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // What the platform's operations say when they fail.
 struct NSError {

@@ -7,8 +7,7 @@
 
 #include <unistd.h>
 
-namespace vitrel
-{
+namespace vitrel {
 
 LogSink standardErrorLog(const Clock& clock)
 {

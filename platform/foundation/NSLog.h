@@ -8,8 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // Where the lines of NSLog go. Called on any thread, with one line and no line end.
 using LogSink = std::function<void(const std::string& line)>;

@@ -10,10 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 // A folder is read entry by entry on the main thread; beyond this a renamed file counts as lost.
 constexpr int kMaximumEntries = 100'000;

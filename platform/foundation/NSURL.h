@@ -7,8 +7,7 @@
 #include <optional>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // The address of a file. Any thread.
 class NSURL
@@ -38,8 +37,7 @@ public:
 private:
     explicit NSURL(std::string path)
         : path_(std::move(path))
-    {
-    }
+    { }
     std::string path_;
 };
 

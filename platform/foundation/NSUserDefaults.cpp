@@ -7,18 +7,15 @@
 
 #include <strings.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 constexpr const char* kHostDomain = "host";
 } // namespace
 
 NSUserDefaults::NSUserDefaults(DefaultsStore& store, std::string domain)
     : store_(store)
     , domain_(std::move(domain))
-{
-}
+{ }
 
 std::shared_ptr<NSUserDefaults> NSUserDefaults::standardUserDefaults(const Surroundings& surroundings)
 {

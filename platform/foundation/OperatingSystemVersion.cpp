@@ -1,7 +1,6 @@
 #include "platform/foundation/OperatingSystemVersion.h"
 
-namespace vitrel
-{
+namespace vitrel {
 
 std::optional<OperatingSystemVersion> makeOperatingSystemVersion(std::string_view text)
 {

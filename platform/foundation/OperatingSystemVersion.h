@@ -4,8 +4,7 @@
 #include <optional>
 #include <string_view>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // The version that the saver takes the system to be. It is a property of the host and decides by which road the
 // track comes.

@@ -4,8 +4,7 @@
 #include "platform/foundation/PropertyListLimits.h"
 #include "platform/foundation/PropertyListParts.h"
 
-namespace vitrel
-{
+namespace vitrel {
 
 bool plist::isPropertyListValue(const Value& value)
 {

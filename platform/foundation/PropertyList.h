@@ -6,8 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // Property lists, the form of stored defaults, bundle information and compositions. Any thread.
 

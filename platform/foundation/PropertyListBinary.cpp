@@ -6,10 +6,8 @@
 #include <limits>
 #include <unordered_map>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using namespace plist;
 
@@ -68,8 +66,7 @@ class Reader
 public:
     explicit Reader(ByteView data)
         : data_(data)
-    {
-    }
+    { }
 
     std::optional<Value> read()
     {

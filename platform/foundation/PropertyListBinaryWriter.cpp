@@ -6,10 +6,8 @@
 #include <bit>
 #include <unordered_map>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using namespace plist;
 

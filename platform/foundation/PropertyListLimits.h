@@ -2,8 +2,7 @@
 
 #include <cstddef>
 
-namespace vitrel::plist
-{
+namespace vitrel::plist {
 
 // Deep enough for any real file, and shallow enough that recursion and destruction fit every thread's stack.
 constexpr std::size_t kMaximumDepth = 512;

@@ -5,8 +5,7 @@
 
 #include <optional>
 
-namespace vitrel::plist
-{
+namespace vitrel::plist {
 
 // The two forms; `data` is within the input limit.
 std::optional<Value> readBinary(ByteView data);

@@ -12,10 +12,8 @@
 
 #include <expat.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using namespace plist;
 

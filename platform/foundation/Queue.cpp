@@ -6,8 +6,7 @@ namespace vitrel {
 
 PoolQueue::PoolQueue(unsigned threads)
     : limit_(threads)
-{
-}
+{ }
 
 PoolQueue::~PoolQueue()
 {

@@ -11,13 +11,15 @@
 
 namespace vitrel {
 
-void NSTimer::invalidate() { block_ = nullptr; }
+void NSTimer::invalidate()
+{
+    block_ = nullptr;
+}
 
 RunLoop::RunLoop(const Clock& clock)
     : clock_(clock)
     , wakeup_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-{
-}
+{ }
 
 RunLoop::~RunLoop()
 {
@@ -49,8 +51,7 @@ void RunLoop::cancelPreviousPerformRequestsWithTarget(const NSObject& target)
 
 void RunLoop::cancelPreviousPerformRequestsWithTargetSelector(const NSObject& target, Selector selector)
 {
-    std::erase_if(
-        calls_, [&](const Call& call) { return call.target.get() == &target && call.selector == selector; });
+    std::erase_if(calls_, [&](const Call& call) { return call.target.get() == &target && call.selector == selector; });
 }
 
 std::vector<std::string> RunLoop::pending(const NSObject& target) const
@@ -63,7 +64,10 @@ std::vector<std::string> RunLoop::pending(const NSObject& target) const
     return names;
 }
 
-void RunLoop::post(std::function<void()> block) { postAfter(Seconds(0), std::move(block)); }
+void RunLoop::post(std::function<void()> block)
+{
+    postAfter(Seconds(0), std::move(block));
+}
 
 void RunLoop::postAfter(Seconds delay, std::function<void()> block)
 {
@@ -110,8 +114,8 @@ std::size_t RunLoop::turn()
     std::size_t ran = 0;
     for (;;) {
         // Looked up anew each time: a call may cancel others.
-        const auto next = std::find_if(
-            calls_.begin(), calls_.end(), [&](const Call& call) { return call.due <= now && call.order < firstOfNext; });
+        const auto next = std::find_if(calls_.begin(), calls_.end(),
+            [&](const Call& call) { return call.due <= now && call.order < firstOfNext; });
         if (next == calls_.end())
             break;
         const Call call = std::move(*next);

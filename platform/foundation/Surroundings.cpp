@@ -2,8 +2,7 @@
 
 #include <cstdlib>
 
-namespace vitrel
-{
+namespace vitrel {
 
 std::uint32_t arc4random(const Surroundings& surroundings)
 {

@@ -13,8 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 class Clock;
 class DefaultsStore;

@@ -7,13 +7,11 @@ namespace vitrel {
 
 Value::Value(Array members)
     : variant(std::make_shared<const Array>(std::move(members)))
-{
-}
+{ }
 
 Value::Value(Dictionary members)
     : variant(std::make_shared<const Dictionary>(std::move(members)))
-{
-}
+{ }
 
 namespace {
 template <class T> const T* pointee(const Value& value)
@@ -23,9 +21,18 @@ template <class T> const T* pointee(const Value& value)
 }
 } // namespace
 
-const Array* Value::array() const { return pointee<Array>(*this); }
-const Dictionary* Value::dictionary() const { return pointee<Dictionary>(*this); }
-const Bytes* Value::bytes() const { return pointee<Bytes>(*this); }
+const Array* Value::array() const
+{
+    return pointee<Array>(*this);
+}
+const Dictionary* Value::dictionary() const
+{
+    return pointee<Dictionary>(*this);
+}
+const Bytes* Value::bytes() const
+{
+    return pointee<Bytes>(*this);
+}
 
 std::shared_ptr<const NSImage> Value::image() const
 {
@@ -74,8 +81,8 @@ std::string describe(const Value& value)
     if (const auto* date = value.as<Date>())
         return shortestDecimal(date->timeIntervalSinceReferenceDate());
     if (const auto* color = value.as<NSColor>())
-        return shortestDecimal(color->red) + " " + shortestDecimal(color->green) + " " + shortestDecimal(color->blue) + " "
-            + shortestDecimal(color->alpha);
+        return shortestDecimal(color->red) + " " + shortestDecimal(color->green) + " " + shortestDecimal(color->blue)
+            + " " + shortestDecimal(color->alpha);
     if (const auto* bytes = value.bytes())
         return "<" + std::to_string(bytes->size()) + " bytes>";
     if (value.image())

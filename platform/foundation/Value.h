@@ -28,27 +28,23 @@ struct NSColor {
 
 // What dictionaries, stored defaults and composition inputs hold. Containers, images and bytes are shared and
 // immutable, so a copy is cheap. std::monostate is "nothing": it clears an input and removes a key.
-struct Value
-    : std::variant<std::monostate, bool, std::int64_t, double, std::string, Date, NSColor,
-          std::shared_ptr<const Bytes>, std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>,
-          std::shared_ptr<const NSImage>, std::shared_ptr<NSObject>> {
+struct Value : std::variant<std::monostate, bool, std::int64_t, double, std::string, Date, NSColor,
+                   std::shared_ptr<const Bytes>, std::shared_ptr<const Array>, std::shared_ptr<const Dictionary>,
+                   std::shared_ptr<const NSImage>, std::shared_ptr<NSObject>> {
     using Base = variant;
     using variant::variant;
 
     Value(const char* text)
         : variant(std::string(text))
-    {
-    }
+    { }
     Value(int number)
         : variant(static_cast<std::int64_t>(number))
-    {
-    }
+    { }
     Value(Array members);
     Value(Dictionary members);
     Value(Bytes bytes)
         : variant(std::make_shared<const Bytes>(std::move(bytes)))
-    {
-    }
+    { }
 
     bool isNothing() const { return index() == 0; }
 

@@ -25,8 +25,7 @@ const qc::PatchRegistry& registry()
 
 CompositionView::CompositionView(RunLoop& runLoop)
     : runLoop_(runLoop)
-{
-}
+{ }
 
 CompositionView::~CompositionView()
 {
@@ -56,7 +55,10 @@ void CompositionView::unloadComposition()
     file_.reset();
 }
 
-void CompositionView::play(const Value&) { startRendering(); }
+void CompositionView::play(const Value&)
+{
+    startRendering();
+}
 
 bool CompositionView::startRendering()
 {
@@ -91,7 +93,10 @@ void CompositionView::stopRendering()
     presenterAsked_ = {};
 }
 
-void CompositionView::setMaxRenderingFrameRate(double rate) { rate_ = std::isfinite(rate) && rate > 0 ? std::min(rate, kFastest) : kFastest; }
+void CompositionView::setMaxRenderingFrameRate(double rate)
+{
+    rate_ = std::isfinite(rate) && rate > 0 ? std::min(rate, kFastest) : kFastest;
+}
 
 std::vector<std::string> CompositionView::inputKeys() const
 {
@@ -111,7 +116,10 @@ bool CompositionView::setValueForInputKey(const Value& value, const std::string&
     return true;
 }
 
-Value CompositionView::valueForInputKey(const std::string& key) const { return graph_ ? graph_->input(key) : Value(); }
+Value CompositionView::valueForInputKey(const std::string& key) const
+{
+    return graph_ ? graph_->input(key) : Value();
+}
 
 void CompositionView::setFrame(NSRect frame)
 {
@@ -136,9 +144,15 @@ void CompositionView::viewDidMoveToWindow()
     wish();
 }
 
-Seconds CompositionView::beat() const { return Seconds(1 / rate_); }
+Seconds CompositionView::beat() const
+{
+    return Seconds(1 / rate_);
+}
 
-double CompositionView::compositionTime() const { return std::max(0.0, (runLoop_.clock().now() - epoch_).count()); }
+double CompositionView::compositionTime() const
+{
+    return std::max(0.0, (runLoop_.clock().now() - epoch_).count());
+}
 
 void CompositionView::wish()
 {

@@ -3,18 +3,15 @@
 #include "platform/foundation/DefaultsStore.h"
 #include "platform/foundation/Surroundings.h"
 
-namespace vitrel
-{
+namespace vitrel {
 
 ScreenSaverDefaults::ScreenSaverDefaults(DefaultsStore& store, std::string domain)
     : NSUserDefaults(store, std::move(domain))
-{
-}
+{ }
 
 ScreenSaverDefaults::ScreenSaverDefaults(const Surroundings& surroundings)
     : NSUserDefaults(*surroundings.defaults, kHostDomain)
-{
-}
+{ }
 
 std::shared_ptr<ScreenSaverDefaults> ScreenSaverDefaults::defaultsForModuleWithName(
     const Surroundings& surroundings, const std::string& name)

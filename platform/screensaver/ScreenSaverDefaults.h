@@ -5,8 +5,7 @@
 #include <memory>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // The stored defaults of one saver, apart from its host's. Any thread.
 class ScreenSaverDefaults : public NSUserDefaults

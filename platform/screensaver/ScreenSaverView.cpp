@@ -2,8 +2,7 @@
 
 #include <cmath>
 
-namespace vitrel
-{
+namespace vitrel {
 
 bool ScreenSaverView::initWithFrameIsPreview(NSRect frame, bool isPreview)
 {

@@ -5,8 +5,7 @@
 
 #include <memory>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // What a saver derives from. The host makes one view for each display, puts it into a window and starts its
 // animation; a saver that draws by itself needs no animation tick, so there is none here. Main thread.

@@ -10,10 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 // A cover of 4000 pixels square is some megabytes.
 constexpr std::size_t kMaximumBytes = std::size_t(16) << 20;

@@ -6,8 +6,7 @@
 #include <memory>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // Artwork as it was read, and how many pixels it has, 0 if it is no picture.
 struct FetchedArtwork {

@@ -4,10 +4,8 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 // Real metadata has three levels: the properties, the metadata, a list.
 constexpr int kMaximumDepth = 8;

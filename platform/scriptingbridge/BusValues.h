@@ -5,13 +5,11 @@
 #include <map>
 #include <string>
 
-namespace sdbus
-{
+namespace sdbus {
 class Variant;
 } // namespace sdbus
 
-namespace vitrel
-{
+namespace vitrel {
 
 // What a player sent, of whatever type, as a value of ours: integers of any width as int64 (saturated), object paths
 // as texts, variants within variants unwrapped. Nothing for types that no player uses. Never throws.

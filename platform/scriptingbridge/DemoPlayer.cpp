@@ -3,16 +3,14 @@
 #include "platform/foundation/NSDistributedNotificationCenter.h"
 #include "platform/foundation/Surroundings.h"
 
-namespace vitrel
-{
+namespace vitrel {
 
 class DemoPlayer::Application final : public SBApplication
 {
 public:
     explicit Application(const Clock& clock)
         : clock_(clock)
-    {
-    }
+    { }
     bool isRunning() const override { return track != nullptr; }
     std::uint32_t playerState() const override { return track ? kPlayerStatePlaying : 0; }
     double playerPosition() const override { return track ? (clock_.now() - start).count() : 0; }

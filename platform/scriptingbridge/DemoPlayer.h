@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 struct Surroundings;
 

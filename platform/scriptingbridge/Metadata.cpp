@@ -5,10 +5,8 @@
 #include <cmath>
 #include <limits>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 // Longer than any title; a composition that draws it pays for each character.
 constexpr std::size_t kMaximumText = 4096;

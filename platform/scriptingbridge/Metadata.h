@@ -6,8 +6,7 @@
 #include <memory>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // A player's "Metadata" as it stands for us. Players disagree on types and on the case of keys, so everything is
 // read leniently: a list may come as one text, a number as text.

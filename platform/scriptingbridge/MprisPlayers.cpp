@@ -6,10 +6,8 @@
 
 #include <algorithm>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 // How many covers are kept for a way back to their tracks, and what they may take together.
 constexpr std::size_t kKeptArtworks = 6;

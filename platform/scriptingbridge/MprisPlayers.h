@@ -14,8 +14,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 struct Surroundings;
 

@@ -5,8 +5,7 @@
 #include <cstdint>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // Told what happens on the bus. Names are those of the bus without the prefix that all players share, such as "mpv"
 // or "chromium.instance12".

@@ -5,8 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-namespace vitrel
-{
+namespace vitrel {
 
 Result<Value, NSError> SBArtwork::data() const
 {

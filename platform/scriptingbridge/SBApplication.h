@@ -11,8 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // A picture of a track.
 class SBArtwork : public NSObject
@@ -20,8 +19,7 @@ class SBArtwork : public NSObject
 public:
     explicit SBArtwork(std::shared_ptr<const Bytes> rawData)
         : rawData_(std::move(rawData))
-    {
-    }
+    { }
     // The bytes of an image file. Null while they are on their way, or if they can't be had.
     const std::shared_ptr<const Bytes>& rawData() const { return rawData_; }
     // The picture as the newer player gives it: an image, or a descriptor of its bytes.
@@ -37,8 +35,7 @@ class NSAppleEventDescriptor : public NSObject
 public:
     explicit NSAppleEventDescriptor(std::shared_ptr<const Bytes> data)
         : data_(std::move(data))
-    {
-    }
+    { }
     const std::shared_ptr<const Bytes>& data() const { return data_; }
 
 private:

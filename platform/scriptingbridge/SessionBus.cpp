@@ -12,10 +12,8 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 const std::string kPrefix = "org.mpris.MediaPlayer2.";
 const std::string kPlayerPath = "/org/mpris/MediaPlayer2";
@@ -44,8 +42,7 @@ public:
     Connection(RunLoop& loop, Seconds retryInterval)
         : loop_(loop)
         , retryInterval_(retryInterval)
-    {
-    }
+    { }
     ~Connection() { drop(); }
 
     void open();
@@ -127,8 +124,7 @@ void SessionBus::Connection::watchNames()
             std::string name, oldOwner, newOwner;
             signal >> name >> oldOwner >> newOwner;
             ownerChanged(name, newOwner);
-        } catch (const sdbus::Error&) {
-        }
+        } catch (const sdbus::Error&) { }
     });
     names_->finishRegistration();
     // Listed after the watch began, so that none slips between.
@@ -171,8 +167,7 @@ void SessionBus::Connection::playerCame(const std::string& name)
                 signal >> position;
                 if (const Player* player = playerNamed(name); player && player->answered && listener)
                     listener->playerSeeked(name, static_cast<double>(position) / 1e6);
-            } catch (const sdbus::Error&) {
-            }
+            } catch (const sdbus::Error&) { }
         });
         player.proxy->finishRegistration();
         Player& entry = players_[name] = std::move(player);
@@ -234,8 +229,7 @@ void SessionBus::Connection::propertiesChanged(const std::string& name, sdbus::S
             ask(name, *player);
         if (player->hasProperties && !changed.empty())
             propertiesCame(name, dictionaryOf(changed));
-    } catch (const sdbus::Error&) {
-    }
+    } catch (const sdbus::Error&) { }
 }
 
 void SessionBus::Connection::propertiesCame(const std::string& name, const Dictionary& properties)
@@ -340,8 +334,7 @@ void SessionBus::Connection::drop()
 
 SessionBus::SessionBus(RunLoop& loop, Seconds retryInterval)
     : connection_(std::make_shared<Connection>(loop, retryInterval))
-{
-}
+{ }
 
 SessionBus::~SessionBus()
 {

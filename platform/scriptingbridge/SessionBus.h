@@ -5,8 +5,7 @@
 
 #include <memory>
 
-namespace vitrel
-{
+namespace vitrel {
 
 class RunLoop;
 

@@ -26,7 +26,10 @@ DisplaySupervisor::DisplaySupervisor(RunLoop& loop, DisplayProcesses& processes)
     processes_.onExit = [this](const std::string& display, int status) { exited(display, status); };
 }
 
-DisplaySupervisor::~DisplaySupervisor() { processes_.onExit = nullptr; }
+DisplaySupervisor::~DisplaySupervisor()
+{
+    processes_.onExit = nullptr;
+}
 
 void DisplaySupervisor::after(Seconds delay, std::function<void()> block)
 {
@@ -116,7 +119,8 @@ void DisplaySupervisor::crashed(const std::string& display)
         child.crashes = 0;
     ++child.crashes;
     const int beyond = child.crashes - kCrashesToFallback;
-    const Seconds pause = beyond <= 0 ? kRestart : Seconds(std::min(kLongestPause, std::ldexp(0.5, std::min(beyond, 10))));
+    const Seconds pause
+        = beyond <= 0 ? kRestart : Seconds(std::min(kLongestPause, std::ldexp(0.5, std::min(beyond, 10))));
     after(pause, [this, display] { start(display); });
 }
 
@@ -133,9 +137,8 @@ void DisplaySupervisor::stop()
 
 void DisplaySupervisor::endIfNobodyIsLeft()
 {
-    const bool anybody = std::any_of(children_.begin(), children_.end(), [this](const auto& entry) {
-        return entry.second.running || (entry.second.wanted && !stopping_);
-    });
+    const bool anybody = std::any_of(children_.begin(), children_.end(),
+        [this](const auto& entry) { return entry.second.running || (entry.second.wanted && !stopping_); });
     if (anybody)
         return;
     const int exitCode = stopping_ || played_ ? 0 : 1;

@@ -13,7 +13,7 @@ namespace vitrel {
 // What a display's child says with its exit status. Anything else, a signal too, is a crash.
 enum class DisplayExit {
     Dismissed = 0, // by a key, the mouse, or its window's end: playing is over on all displays
-    Gone = 3,      // the display isn't there any more: no reason to start again
+    Gone = 3, // the display isn't there any more: no reason to start again
 };
 
 // The children that play, one for each display, by the display's name. Main thread.
@@ -52,12 +52,12 @@ public:
 
 private:
     struct Child {
-        bool wanted = false;  // the display is there
+        bool wanted = false; // the display is there
         bool running = false;
-        bool ending = false;  // it was told to end
-        int crashes = 0;      // since it last ran for long
+        bool ending = false; // it was told to end
+        int crashes = 0; // since it last ran for long
         Seconds started{0};
-        int starts = 0;       // tells the kill of an earlier child that it is too late
+        int starts = 0; // tells the kill of an earlier child that it is too late
     };
 
     void start(const std::string& display);

@@ -34,8 +34,7 @@ ForkedDisplays::ForkedDisplays(RunLoop& loop, Arguments arguments, std::string p
     : loop_(loop)
     , arguments_(std::move(arguments))
     , program_(program.empty() ? "/proc/self/exe" : std::move(program))
-{
-}
+{ }
 
 ForkedDisplays::~ForkedDisplays()
 {

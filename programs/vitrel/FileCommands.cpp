@@ -15,7 +15,10 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-void printLine(const Json& json) { std::cout << json.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush; }
+void printLine(const Json& json)
+{
+    std::cout << json.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
+}
 
 int inspect(const std::string& path, bool source)
 {
@@ -34,7 +37,8 @@ int inspect(const std::string& path, bool source)
     const qc::CompositionGraph graph(*file, registry);
     Json inputs = Json::array(), outputs = Json::array(), patches = Json::object(), unsupported = Json::object();
     for (const auto& port : graph.inputs())
-        inputs.push_back({{"key", port.key}, {"type", qc::nameOf(port.type)}, {"value", valueJson(graph.inputPort(port.key))}});
+        inputs.push_back(
+            {{"key", port.key}, {"type", qc::nameOf(port.type)}, {"value", valueJson(graph.inputPort(port.key))}});
     for (const auto& port : graph.outputs())
         outputs.push_back({{"key", port.key}, {"type", qc::nameOf(port.type)}});
     std::map<std::string, int> counts;
@@ -55,7 +59,8 @@ int make(const std::string& source, const std::string& out)
         return complain("can't read " + source);
     const auto slash = source.rfind('/');
     qc::CompositionError error;
-    const auto made = qc::compositionFromText(textOf(*text), slash == std::string::npos ? "." : source.substr(0, slash), &error);
+    const auto made
+        = qc::compositionFromText(textOf(*text), slash == std::string::npos ? "." : source.substr(0, slash), &error);
     if (!made)
         return complain(source + ": " + error.reason);
     const Bytes bytes = binaryPropertyList(*made);

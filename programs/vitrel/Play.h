@@ -9,11 +9,11 @@
 namespace vitrel {
 
 struct PlayOptions : SaverOptions {
-    std::string window;       // "1280x720": in an ordinary window
+    std::string window; // "1280x720": in an ordinary window
     std::string windowNumber; // in a window of another program
-    bool root = false;        // in the window that the screen saver daemon names, else the root window
+    bool root = false; // in the window that the screen saver daemon names, else the root window
     bool watch = false;
-    std::string display;      // of the X server; empty: what the environment says
+    std::string display; // of the X server; empty: what the environment says
 
     // For the children of full-screen play.
     std::string monitor;

@@ -38,7 +38,8 @@ int complainOfDisplay()
 
 void addPlay(CLI::App& app, Action& action)
 {
-    auto* command = app.add_subcommand("play", "Play on every display, or in one window; what vitrel does without a command");
+    auto* command
+        = app.add_subcommand("play", "Play on every display, or in one window; what vitrel does without a command");
     const auto options = std::make_shared<PlayOptions>();
     addSaverOptions(*command, *options);
     command->add_option("--window", options->window, "In an ordinary window; WIDTHxHEIGHT may follow");

@@ -20,7 +20,10 @@ namespace vitrel {
 
 namespace {
 
-bool isGuest(const PlayOptions& options) { return options.root || !options.windowNumber.empty(); }
+bool isGuest(const PlayOptions& options)
+{
+    return options.root || !options.windowNumber.empty();
+}
 
 unsigned long guestWindowNumber(const PlayOptions& options, X11Connection& connection)
 {
@@ -55,8 +58,7 @@ public:
     WindowPlayer(const PlayOptions& options, SaverHost& host)
         : options_(options)
         , host_(host)
-    {
-    }
+    { }
     int run();
     void stop();
 

@@ -42,9 +42,12 @@ std::shared_ptr<const Bytes> resourceBytes(const NSBundle& bundle, const std::st
 
 std::vector<DemoTrack> demoTracks(const NSBundle& bundle)
 {
-    return {{"Harbour Lights", "The Long Nights", "Almanac", "Ambient", 1999, 225, resourceBytes(bundle, "DemoHarbour", "png")},
-        {"Paper Mountains", "Ida Holm & the Weather", "Field Notes", "Folk", 2014, 194, resourceBytes(bundle, "DemoMountains", "png")},
-        {"Night Train to Trieste", "Orchestra Sereno", "Timetables", "Jazz", 1968, 301, resourceBytes(bundle, "DemoTrain", "png")}};
+    return {{"Harbour Lights", "The Long Nights", "Almanac", "Ambient", 1999, 225,
+                resourceBytes(bundle, "DemoHarbour", "png")},
+        {"Paper Mountains", "Ida Holm & the Weather", "Field Notes", "Folk", 2014, 194,
+            resourceBytes(bundle, "DemoMountains", "png")},
+        {"Night Train to Trieste", "Orchestra Sereno", "Timetables", "Jazz", 1968, 301,
+            resourceBytes(bundle, "DemoTrain", "png")}};
 }
 
 std::string systemVersionText(const SaverOptions& options)
@@ -62,9 +65,11 @@ void addSaverOptions(CLI::App& command, SaverOptions& options)
     command.add_option("FILE,--file", options.file, "The composition; without it the one chosen in the settings");
     command.add_flag("--demo", options.demo, "Play the default composition with a built-in player");
     command.add_option("--player", options.player, "Follow the player of this name before all others");
-    command.add_option("--system-version", options.systemVersion, "The system version that the saver sees; 10.14.0 and later use the companion");
+    command.add_option("--system-version", options.systemVersion,
+        "The system version that the saver sees; 10.14.0 and later use the companion");
     command.add_option("--trace", options.trace, "Write each change of an input to this file, a line of JSON each");
-    command.add_option("--input", options.inputs, "KEY=VALUE sets a published input at the start; may be given again")->allow_extra_args(false);
+    command.add_option("--input", options.inputs, "KEY=VALUE sets a published input at the start; may be given again")
+        ->allow_extra_args(false);
 }
 
 bool checkSaverOptions(const SaverOptions& options, int& code)
@@ -89,8 +94,7 @@ bool checkSaverOptions(const SaverOptions& options, int& code)
 SaverHost::SaverHost()
     : bundle_(NSBundle::forExecutable())
     , notifications_(runLoop_)
-{
-}
+{ }
 
 SaverHost::~SaverHost()
 {
@@ -123,7 +127,8 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
         inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);
     // A demonstration shows the same to everybody and keeps nothing.
-    defaults_ = std::make_unique<DefaultsStore>(options.demo ? std::string() : DefaultsStore::userFolder(), files_, log);
+    defaults_
+        = std::make_unique<DefaultsStore>(options.demo ? std::string() : DefaultsStore::userFolder(), files_, log);
     surroundings_.clock = &clock_;
     surroundings_.runLoop = &runLoop_;
     surroundings_.userInteractiveQueue = &userInteractive_;
@@ -139,7 +144,8 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
             code = complain("can't write " + options.trace);
             return false;
         }
-        trace_ = std::make_unique<InputTrace>(clock_, [this](const std::string& line) { traceFile_ << line << std::flush; });
+        trace_ = std::make_unique<InputTrace>(
+            clock_, [this](const std::string& line) { traceFile_ << line << std::flush; });
     }
     if (!options.file.empty())
         playOnly(absolute(options.file));

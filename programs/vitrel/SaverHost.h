@@ -34,9 +34,9 @@ struct SaverOptions {
     std::vector<std::string> inputs; // KEY=VALUE
 
     // For play.
-    bool random = false;    // choose anew among the user's compositions
-    bool fallback = false;  // the default composition, whatever the user has chosen
-    int firstView = 0;      // the first view's number in the trace
+    bool random = false; // choose anew among the user's compositions
+    bool fallback = false; // the default composition, whatever the user has chosen
+    int firstView = 0; // the first view's number in the trace
     bool addToTrace = false; // others write it, too
 };
 

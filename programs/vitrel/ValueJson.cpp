@@ -11,7 +11,10 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json numberJson(double number) { return std::isfinite(number) ? Json(number) : Json(nullptr); }
+Json numberJson(double number)
+{
+    return std::isfinite(number) ? Json(number) : Json(nullptr);
+}
 
 Json json(const qc::PortValue& value, int depth)
 {
@@ -47,7 +50,10 @@ Json json(const qc::PortValue& value, int depth)
 
 } // namespace
 
-Json valueJson(const qc::PortValue& value) { return json(value, 0); }
+Json valueJson(const qc::PortValue& value)
+{
+    return json(value, 0);
+}
 
 Value valueFromArgument(const std::string& text)
 {

@@ -17,7 +17,10 @@ NSImage imageOf(int width, int height, std::vector<std::uint32_t> pixels)
     return NSImage(std::make_shared<const Bitmap>(Bitmap{width, height, std::move(pixels)}));
 }
 
-const Bitmap& bitmapOf(const std::shared_ptr<const NSImage>& image) { return *image->representations().at(0).bitmap(); }
+const Bitmap& bitmapOf(const std::shared_ptr<const NSImage>& image)
+{
+    return *image->representations().at(0).bitmap();
+}
 
 // A canvas whose y runs the other way shows in the rows, a mirrored one in the columns.
 TEST(Canvas, TheOriginIsAtTheLowerLeftInSourceAndDestination)

@@ -32,8 +32,8 @@ Picture smallPicture(int bands = 3)
 Bytes encoded(const Picture& picture, const std::string& saver)
 {
     warmImageDecoding();
-    VipsImage* image = vips_image_new_from_memory_copy(
-        picture.samples.data(), picture.samples.size(), picture.width, picture.height, picture.bands, VIPS_FORMAT_UCHAR);
+    VipsImage* image = vips_image_new_from_memory_copy(picture.samples.data(), picture.samples.size(), picture.width,
+        picture.height, picture.bands, VIPS_FORMAT_UCHAR);
     image->Type = picture.bands >= 3 ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_B_W;
     if (picture.orientation != 1)
         vips_image_set_int(image, "orientation", picture.orientation);
@@ -173,8 +173,7 @@ TEST(ImageDecoding, TurnsUprightByTheOrientation)
 {
     constexpr std::uint32_t a = 0xFF000000, b = 0xFF404040, c = 0xFF808080, d = 0xFFFFFFFF;
     const std::vector<std::uint32_t> expected[] = {
-        {a, b, c, d},
-        {b, a, d, c}, // 2: row 0 top, column 0 right
+        {a, b, c, d}, {b, a, d, c}, // 2: row 0 top, column 0 right
         {d, c, b, a}, // 3: bottom, right
         {c, d, a, b}, // 4: bottom, left
         {a, c, b, d}, // 5: left, top

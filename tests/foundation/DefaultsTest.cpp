@@ -11,10 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;

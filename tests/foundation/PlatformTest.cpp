@@ -10,10 +10,8 @@
 
 #include <gmock/gmock.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;

@@ -10,10 +10,8 @@
 #include <iterator>
 #include <limits>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 std::optional<Value> read(std::string_view text)
 {

@@ -1,5 +1,5 @@
-#include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"
+#include "platform/foundation/Queue.h"
 #include "support/ManualLoop.h"
 
 #include <gmock/gmock.h>
@@ -18,8 +18,7 @@ class Probe : public NSObject
 public:
     explicit Probe(ManualLoop& in)
         : in_(in)
-    {
-    }
+    { }
     void ask(Selector selector, Seconds delay, Value object = {})
     {
         in_.loop.performSelectorWithObjectAfterDelay(shared_from_this(), selector, std::move(object), delay);

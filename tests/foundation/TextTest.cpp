@@ -39,8 +39,8 @@ TEST(LeadingNumber, TakesWhatStandsAtTheHeadAndNoWords)
     const struct {
         const char* text;
         std::optional<double> number;
-    } cases[] = {{"12abc", 12}, {"  -3.5e2 x", -350}, {"+7", 7}, {".5", 0.5}, {"", {}}, {"x1", {}}, {"nan", {}}, {"inf", {}},
-        {"1e999", {}}};
+    } cases[] = {{"12abc", 12}, {"  -3.5e2 x", -350}, {"+7", 7}, {".5", 0.5}, {"", {}}, {"x1", {}}, {"nan", {}},
+        {"inf", {}}, {"1e999", {}}};
     for (const auto& [text, number] : cases)
         EXPECT_EQ(leadingNumber(text), number) << text;
 }
@@ -58,7 +58,10 @@ TEST(ShortestDecimal, ReadsBackAndHasNoPointOnWholeNumbers)
 TEST(RepairedUtf8, ReplacesWhatIsNotWellFormed)
 {
     EXPECT_EQ(repairedUtf8("gr\xC3\xBC\xC3\x9F \xF0\x9F\x8E\xB5"), "gr\xC3\xBC\xC3\x9F \xF0\x9F\x8E\xB5");
-    EXPECT_EQ(repairedUtf8("a\xFF" "b"), "a\xEF\xBF\xBD" "b");
+    EXPECT_EQ(repairedUtf8("a\xFF"
+                           "b"),
+        "a\xEF\xBF\xBD"
+        "b");
     EXPECT_EQ(repairedUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD") << "a surrogate";
     EXPECT_EQ(repairedUtf8("\xC3"), "\xEF\xBF\xBD") << "cut off";
     EXPECT_EQ(repairedUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD") << "an overlong form";

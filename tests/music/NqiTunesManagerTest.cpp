@@ -6,10 +6,8 @@
 
 #include <gmock/gmock.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -194,8 +192,7 @@ public:
     explicit DescribedArtwork(Result<Value, NSError> answer)
         : SBArtwork(std::make_shared<const Bytes>(pngOf(1, 1)))
         , answer_(std::move(answer))
-    {
-    }
+    { }
     Result<Value, NSError> data() const override { return answer_; }
 
 private:

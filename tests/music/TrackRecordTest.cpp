@@ -10,10 +10,8 @@
 
 #include <limits>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using Limits = std::numeric_limits<std::int64_t>;
 

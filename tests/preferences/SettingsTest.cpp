@@ -5,10 +5,8 @@
 
 #include <gmock/gmock.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using Key = VitrelItem::Key;
 

@@ -39,8 +39,8 @@ TEST(Arguments, AWindowsNumberIsDecimalOrHexadecimal)
     const struct {
         const char* text;
         unsigned long number;
-    } cases[] = {{"0x60000E", 0x60000E}, {"0X1f", 31}, {"12", 12}, {"012", 12}, {"", 0}, {"0x", 0}, {"12 ", 0}, {"-1", 0},
-        {"0x100000000", 0}, {"1f", 0}};
+    } cases[] = {{"0x60000E", 0x60000E}, {"0X1f", 31}, {"12", 12}, {"012", 12}, {"", 0}, {"0x", 0}, {"12 ", 0},
+        {"-1", 0}, {"0x100000000", 0}, {"1f", 0}};
     for (const auto& [text, number] : cases)
         EXPECT_EQ(parseWindowNumber(text), number) << text;
 }

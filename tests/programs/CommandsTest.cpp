@@ -93,7 +93,8 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
 TEST_F(Commands, HelpAndVersionArePrintedByAll)
 {
     EXPECT_TRUE(printed({"--version"}).starts_with("vitrel "));
-    for (const auto& words : std::vector<std::vector<std::string>>{{"--help"}, {"play", "--help"}, {"inspect", "--help"}})
+    for (const auto& words :
+        std::vector<std::vector<std::string>>{{"--help"}, {"play", "--help"}, {"inspect", "--help"}})
         EXPECT_NE(printed(words).find("Usage:"), std::string::npos);
     const std::string help = printed({"play", "--help"});
     EXPECT_EQ(help.find("--on-monitor"), std::string::npos) << "what is for children alone is nobody else's business";

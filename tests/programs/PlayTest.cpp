@@ -28,7 +28,8 @@ protected:
         ASSERT_TRUE(display_);
         XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
         XSetIOErrorHandler([](Display*) { return 0; });
-        XSetIOErrorExitHandler(display_, [](Display*, void*) {}, nullptr);
+        XSetIOErrorExitHandler(
+            display_, [](Display*, void*) {}, nullptr);
         XWarpPointer(display_, None, DefaultRootWindow(display_), 0, 0, 0, 0, 100, 100);
         XSync(display_, False);
     }
@@ -170,7 +171,8 @@ TEST_F(Play, ForADaemonNothingThatIsWrongEndsItByItself)
     XSetWindowBackground(display_, window, 0x123456);
     XClearWindow(display_, window);
     XSync(display_, False);
-    auto program = vitrel({"--root", folder_.write("junk.qtz", "junk")}, {{"XSCREENSAVER_WINDOW", std::to_string(window)}});
+    auto program
+        = vitrel({"--root", folder_.write("junk.qtz", "junk")}, {{"XSCREENSAVER_WINDOW", std::to_string(window)}});
     ASSERT_TRUE(becomes(50, 40, 0, window));
     EXPECT_TRUE(program->saidOneError()) << program->errors();
     EXPECT_EQ(program->wait(0.3), -1000) << "it stays";
@@ -270,7 +272,9 @@ TEST_F(FullScreen, MonitorsThatComeAndGoGetAndLoseTheirProcess)
     EXPECT_TRUE(until([&] { return program->children().size() == 1; }));
     EXPECT_TRUE(becomes(450, 240, 0));
     EXPECT_EQ(pixelAt(root(), 150, 240), 0x204060u);
-    ASSERT_EQ(std::system(("DISPLAY=" + server_->display() + " xrandr --setmonitor R 340/100x480/100+300+0 none").c_str()), 0);
+    ASSERT_EQ(
+        std::system(("DISPLAY=" + server_->display() + " xrandr --setmonitor R 340/100x480/100+300+0 none").c_str()),
+        0);
     EXPECT_TRUE(becomes(450, 240, 0x204060)) << program->errors();
     for (const int x : {190, 200, 220}) { // the first is only where it is
         XWarpPointer(display_, None, root(), 0, 0, 0, 0, x, 200);

@@ -11,7 +11,10 @@ namespace vitrel::qc {
 
 namespace {
 
-ImageRef image() { return std::make_shared<DrawnImage>(4, 2); }
+ImageRef image()
+{
+    return std::make_shared<DrawnImage>(4, 2);
+}
 StructureRef list(std::vector<PortValue> values)
 {
     auto structure = std::make_shared<Structure>();
@@ -76,7 +79,8 @@ TEST(Conversion, FollowsTheTable)
 // What a host writes arrives in the port's type; what can't be said changes nothing.
 TEST(HostValues, AreCoercedToThePortsType)
 {
-    const auto picture = std::make_shared<const NSImage>(std::make_shared<const Bitmap>(Bitmap{2, 1, {0xFF000000u, 0xFF000000u}}));
+    const auto picture
+        = std::make_shared<const NSImage>(std::make_shared<const Bitmap>(Bitmap{2, 1, {0xFF000000u, 0xFF000000u}}));
     struct {
         const char* port;
         Value given;
@@ -106,7 +110,8 @@ TEST(HostValues, AreCoercedToThePortsType)
     };
     for (const auto& [port, given, result] : cases) {
         Player player(R"({"inputs": {"in": "p.input"}, "outputs": {"out": "p.output"},
-            "patches": {"p": {"class": "QCSplitter", "settings": {"portClass": ")" + std::string(port) + R"("}}}})");
+            "patches": {"p": {"class": "QCSplitter", "settings": {"portClass": ")"
+            + std::string(port) + R"("}}}})");
         const std::string before = player.out();
         EXPECT_EQ(player.graph->setInput("in", given), result != nullptr) << port << " " << description(given);
         player.frame(0);
@@ -125,7 +130,8 @@ TEST(Conversion, OfAVirtualSourceGoesByWhatItHoldsAtTheMoment)
     Player player(R"({"inputs": {"in": "v.input"}, "outputs": {"out": "n.output"}, "patches": {
         "v": {"class": "QCSplitter", "settings": {"portClass": "QCVirtualPort"}},
         "n": {"class": "QCSplitter", "settings": {"portClass": "QCNumberPort"}}}, "connections": ["v.output > n.input"]})");
-    const std::pair<Value, const char*> steps[] = {{2.5, "2.5"}, {"3 apes", "3"}, {Array{1}, "0"}, {true, "1"}, {Value(), "0"}};
+    const std::pair<Value, const char*> steps[]
+        = {{2.5, "2.5"}, {"3 apes", "3"}, {Array{1}, "0"}, {true, "1"}, {Value(), "0"}};
     double time = 0;
     for (const auto& [given, result] : steps) {
         player.graph->setInput("in", given);

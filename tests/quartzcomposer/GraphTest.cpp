@@ -28,13 +28,15 @@ std::string watched(const std::string& patches, const std::string& connections)
 // Hosts find inputs by their order in the file and set them by key; the values come from the top of the file.
 TEST(PublishedPorts, KeepTheirOrderTypesAndValues)
 {
-    Player player(R"({"inputs": {"z": "t.inputString", "a": "m.deep", "Title ": "c.inputColor", "gone": "t.noSuchPort", "q": "s.input"},
+    Player player(
+        R"({"inputs": {"z": "t.inputString", "a": "m.deep", "Title ": "c.inputColor", "gone": "t.noSuchPort", "q": "s.input"},
         "outputs": {"y": "t.outputImage", "b": "c.output1"},
         "values": {"z": "text", "a": 3, "Title ": "#ff0000ff", "unknown": 1},
         "patches": {"t": {"class": "QCTextImage"}, "c": {"class": "QCColorToComponents"}, "s": {"class": "QCSplitter"},
             "m": {"class": "QCPatch", "inputs": {"deep": "inner.deeper"}, "patches": {"inner": {"class": "QCPatch", "inputs": {"deeper": "r.inputValue"},
                 "patches": {"r": {"class": "QCRoundValue"}}}}}}})");
-    EXPECT_THAT(keysOf(player.graph->inputs()), testing::ElementsAre("z:string", "a:number", "Title :color", "q:virtual"));
+    EXPECT_THAT(
+        keysOf(player.graph->inputs()), testing::ElementsAre("z:string", "a:number", "Title :color", "q:virtual"));
     EXPECT_THAT(keysOf(player.graph->outputs()), testing::ElementsAre("y:image", "b:number"));
     EXPECT_EQ(player.graph->dangling(), 1);
     EXPECT_EQ(player.graph->input("a"), Value(3.0));
@@ -47,24 +49,35 @@ TEST(PublishedPorts, KeepTheirOrderTypesAndValues)
 
 TEST(PublishedPorts, OfInnerMacrosTakeTheirOwnValue)
 {
-    EXPECT_EQ(evaluated(R"({"outputs": {"out": "m.o"}, "patches": {"m": {"class": "QCPatch", "inputs": {"i": "r.inputValue"}, "outputs": {"o": "r.outputCeil"},
-        "values": {"i": 2.5}, "patches": {"r": {"class": "QCRoundValue"}}}}})"), "3");
-    EXPECT_EQ(evaluated(R"({"outputs": {"out": "m.o"}, "patches": {"n": {"class": "QCSplitter", "inputs": {"input": 7.5}, "settings": {"portClass": "QCNumberPort"}},
+    EXPECT_EQ(
+        evaluated(
+            R"({"outputs": {"out": "m.o"}, "patches": {"m": {"class": "QCPatch", "inputs": {"i": "r.inputValue"}, "outputs": {"o": "r.outputCeil"},
+        "values": {"i": 2.5}, "patches": {"r": {"class": "QCRoundValue"}}}}})"),
+        "3");
+    EXPECT_EQ(
+        evaluated(
+            R"({"outputs": {"out": "m.o"}, "patches": {"n": {"class": "QCSplitter", "inputs": {"input": 7.5}, "settings": {"portClass": "QCNumberPort"}},
         "m": {"class": "QCPatch", "inputs": {"i": "r.inputValue"}, "outputs": {"o": "r.outputCeil"},
-        "values": {"i": 2.5}, "patches": {"r": {"class": "QCRoundValue"}}}}, "connections": ["n.output > m.i"]})"), "8");
+        "values": {"i": 2.5}, "patches": {"r": {"class": "QCRoundValue"}}}}, "connections": ["n.output > m.i"]})"),
+        "8");
 }
 
 // Definitions are instances of a macro: their defaults, the instance's values, and one that holds itself.
 TEST(VirtualPatches, AreMacrosOfTheirDefinition)
 {
-    const char* const definition = R"("virtualPatches": {"/twice": {"inputs": {"x": "m.inputValue", "y": "m.operand_1"}, "outputs": {"o": "m.outputValue"},
+    const char* const definition
+        = R"("virtualPatches": {"/twice": {"inputs": {"x": "m.inputValue", "y": "m.operand_1"}, "outputs": {"o": "m.outputValue"},
         "values": {"x": 5, "y": 2}, "patches": {"m": {"class": "QCMath", "inputs": {"operation_1": 2}}}}})";
     const auto with = [&](const std::string& patches, const std::string& connections = "") {
-        return R"({"outputs": {"out": "p.o"}, "patches": {)" + patches + R"(}, "connections": [)" + connections + "], " + definition + "}";
+        return R"({"outputs": {"out": "p.o"}, "patches": {)" + patches + R"(}, "connections": [)" + connections + "], "
+            + definition + "}";
     };
     EXPECT_EQ(evaluated(with(R"("p": {"class": "/twice"})")), "10") << "the definition's values";
     EXPECT_EQ(evaluated(with(R"("p": {"class": "/twice", "inputs": {"x": 1.5}})")), "3") << "the instance's";
-    EXPECT_EQ(evaluated(with(R"("q": {"class": "/twice", "inputs": {"x": 4}}, "p": {"class": "/twice", "inputs": {"y": 3}})", R"("q.o > p.x")")), "24")
+    EXPECT_EQ(
+        evaluated(with(R"("q": {"class": "/twice", "inputs": {"x": 4}}, "p": {"class": "/twice", "inputs": {"y": 3}})",
+            R"("q.o > p.x")")),
+        "24")
         << "two instances keep apart";
     EXPECT_EQ(evaluated(with(R"("p": {"class": "/Twice"})")), "null") << "an identifier is compared exactly";
 
@@ -78,13 +91,15 @@ TEST(VirtualPatches, AreMacrosOfTheirDefinition)
 
 TEST(UnknownClasses, AreNamedAndHarmless)
 {
-    Player player(R"({"outputs": {"out": "r.outputRound"}, "patches": {"k": {"class": "KinemeThing", "patches": {"in": {"class": "QCTime"}}, "outputs": {"o": "in.outputTime"}},
+    Player player(
+        R"({"outputs": {"out": "r.outputRound"}, "patches": {"k": {"class": "KinemeThing", "patches": {"in": {"class": "QCTime"}}, "outputs": {"o": "in.outputTime"}},
         "g": {"class": "QCPlugInPatch", "identifier": "Plug"}, "f": {"class": "QCImageFilter", "identifier": "CIUnknown"}, "v": {"class": "/gone"},
         "r": {"class": "QCRoundValue", "inputs": {"inputValue": 2}}}, "connections": ["k.o > r.inputValue", "r.outputRound > g.x"]})");
     player.frame(0);
     EXPECT_EQ(player.out(), "2");
     EXPECT_EQ(player.graph->dangling(), 0) << "a connection to a stranger isn't dangling";
-    const std::map<std::string, int> named{{"KinemeThing", 1}, {"QCPlugInPatch/Plug", 1}, {"QCImageFilter/CIUnknown", 1}, {"/gone", 1}};
+    const std::map<std::string, int> named{
+        {"KinemeThing", 1}, {"QCPlugInPatch/Plug", 1}, {"QCImageFilter/CIUnknown", 1}, {"/gone", 1}};
     EXPECT_EQ(player.graph->unsupported(), named);
     EXPECT_EQ(unsupportedClasses(*player.file, registry()), named);
 }
@@ -92,7 +107,8 @@ TEST(UnknownClasses, AreNamedAndHarmless)
 // Only the chosen source may be asked: a counter behind the other one must not count.
 TEST(Laziness, TheMultiplexerAsksOnlyTheChosenSource)
 {
-    Player player(R"({"inputs": {"index": "x.inputIndex", "signal": "c.inputSignal"}, "outputs": {"out": "x.output"}, "patches": {
+    Player player(
+        R"({"inputs": {"index": "x.inputIndex", "signal": "c.inputSignal"}, "outputs": {"out": "x.output"}, "patches": {
         "c": {"class": "QCCounter"}, "x": {"class": "QCMultiplexer", "settings": {"inputCount": 2, "portClass": "QCNumberPort"}, "inputs": {"source_0": -1}}},
         "connections": ["c.outputCount > x.source_1"]})");
     for (int k = 0; k < 6; ++k) {
@@ -109,7 +125,8 @@ TEST(Laziness, TheMultiplexerAsksOnlyTheChosenSource)
 
 TEST(Demultiplexer, HandsTheValueToOneDestination)
 {
-    Player keeps(R"({"inputs": {"index": "x.inputIndex", "v": "x.input"}, "outputs": {"a": "x.destination_0", "b": "x.destination_1"},
+    Player keeps(
+        R"({"inputs": {"index": "x.inputIndex", "v": "x.input"}, "outputs": {"a": "x.destination_0", "b": "x.destination_1"},
         "patches": {"x": {"class": "QCDemultiplexer", "settings": {"outputCount": 2, "portClass": "QCNumberPort"}, "inputs": {"inputReset": -1}}}})");
     keeps.graph->setInput("v", 5);
     EXPECT_EQ(keeps.over({0}, "a"), "5");
@@ -117,24 +134,32 @@ TEST(Demultiplexer, HandsTheValueToOneDestination)
     keeps.graph->setInput("index", 1);
     EXPECT_EQ(keeps.over({1}, "a"), "5") << "keeps its last value";
     EXPECT_EQ(keeps.out("b"), "5");
-    EXPECT_EQ(evaluated(onePatch(R"("class": "QCDemultiplexer", "settings": {"outputCount": 2, "portClass": "QCNumberPort", "resetOutputs": true},
-        "inputs": {"inputReset": -1, "inputIndex": 1, "input": 5})", "destination_0")), "-1");
+    EXPECT_EQ(
+        evaluated(onePatch(
+            R"("class": "QCDemultiplexer", "settings": {"outputCount": 2, "portClass": "QCNumberPort", "resetOutputs": true},
+        "inputs": {"inputReset": -1, "inputIndex": 1, "input": 5})",
+            "destination_0")),
+        "-1");
 }
 
 // Cycles are legal and common: one answers with its last run, and the values settle in the frames that follow.
 TEST(Cycles, AnswerWithTheLastRunAndSettle)
 {
-    Player ring(R"({"outputs": {"out": "a.outputValue"}, "patches": {"a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}},
+    Player ring(
+        R"({"outputs": {"out": "a.outputValue"}, "patches": {"a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}},
         "b": {"class": "QCRangeValue", "inputs": {"inputMin": 0, "inputMax": 3}}}, "connections": ["a.outputValue > b.inputValue", "b.outputClip > a.inputValue"]})");
     EXPECT_EQ(ring.over({0, 1, 2, 3, 4, 5}), "1 2 3 4 4 4");
-    Player itself(R"({"outputs": {"out": "a.outputValue"}, "patches": {"a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}}},
+    Player itself(
+        R"({"outputs": {"out": "a.outputValue"}, "patches": {"a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}}},
         "connections": ["a.outputValue > a.inputValue"]})");
     EXPECT_EQ(itself.over({0, 1, 2}), "1 2 3");
-    Player macros(R"({"outputs": {"out": "m.o"}, "patches": {"m": {"class": "QCPatch", "inputs": {"i": "a.inputValue"}, "outputs": {"o": "a.outputValue"},
+    Player macros(
+        R"({"outputs": {"out": "m.o"}, "patches": {"m": {"class": "QCPatch", "inputs": {"i": "a.inputValue"}, "outputs": {"o": "a.outputValue"},
         "patches": {"a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}}}}, "s": {"class": "QCSplitter", "settings": {"portClass": "QCNumberPort"}}},
         "connections": ["m.o > s.input", "s.output > m.i"]})");
     EXPECT_EQ(macros.over({0, 1, 2}), "1 2 3") << "through the ports of a macro";
-    Player frames(watched(R"("a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}}, "b": {"class": "QCRangeValue", "inputs": {"inputMin": 0, "inputMax": 3}})",
+    Player frames(watched(
+        R"("a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}}, "b": {"class": "QCRangeValue", "inputs": {"inputMin": 0, "inputMax": 3}})",
         R"("a.outputValue > b.inputValue", "b.outputClip > a.inputValue", "b.outputClip > eye.inputX")"));
     int asked = 0;
     for (double t = 0; t < 20; ++t)
@@ -151,7 +176,8 @@ TEST(Stillness, NothingChangesNothingIsComputed)
         const std::string n = std::to_string(k), before = std::to_string(k - 1);
         patches += ", \"m" + n + R"(": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}})";
         // A tree rather than a chain, so that each is within reach.
-        connections += (k > 1 ? ", " : "") + ("\"m" + std::to_string((k - 1) / 2)) + ".outputValue > m" + n + ".inputValue\"";
+        connections
+            += (k > 1 ? ", " : "") + ("\"m" + std::to_string((k - 1) / 2)) + ".outputValue > m" + n + ".inputValue\"";
     }
     std::string text = R"({"inputs": {"in": "m0.inputValue"}, "patches": {)" + patches;
     for (int k = 2000; k < 4000; ++k) {
@@ -202,7 +228,8 @@ TEST(Stillness, TheNextFrameIsAskedForWhenItCanDiffer)
         Player player(watched(std::string("\"p\": {") + patch + "}", "\"p." + std::string(output) + " > eye.inputX\""));
         EXPECT_DOUBLE_EQ(player.frame(1.25).next, next) << patch;
     }
-    Player hidden(R"({"patches": {"t": {"class": "QCTime"}, "eye": {"class": "QCSprite", "inputs": {"_enable": false}}}, "connections": ["t.outputTime > eye.inputX"]})");
+    Player hidden(
+        R"({"patches": {"t": {"class": "QCTime"}, "eye": {"class": "QCSprite", "inputs": {"_enable": false}}}, "connections": ["t.outputTime > eye.inputX"]})");
     EXPECT_TRUE(std::isinf(hidden.frame(1).next)) << "a disabled consumer pulls nothing";
 }
 
@@ -230,7 +257,8 @@ TEST(LongChains, CatchUpInTheFramesThatFollow)
         patches += ", \"m" + n + R"(": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}})";
         connections += (k > 1 ? ", \"m" : "\"m") + std::to_string(k - 1) + ".outputValue > m" + n + ".inputValue\"";
     }
-    Player player(R"({"outputs": {"out": "m)" + std::to_string(kLength - 1) + R"(.outputValue"}, "patches": {)" + patches + R"(}, "connections": [)" + connections + "]}");
+    Player player(R"({"outputs": {"out": "m)" + std::to_string(kLength - 1) + R"(.outputValue"}, "patches": {)"
+        + patches + R"(}, "connections": [)" + connections + "]}");
     std::string last;
     for (int frame = 0; frame < 12; ++frame)
         last = player.over({double(frame)});
@@ -240,12 +268,14 @@ TEST(LongChains, CatchUpInTheFramesThatFollow)
 // The same way through published ports alone: sixty levels down and up again for each of a chain's links.
 TEST(LongChains, LeadThroughTheLevelsOfMacros)
 {
-    constexpr int kLength = 1200, kDeep = 60;
+    constexpr int kLength = 900, kDeep = 60;
     std::string patches, connections;
     for (int k = 0; k < kLength; ++k) {
-        std::string macro = R"({"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}})", in = "m.inputValue", out = "m.outputValue";
+        std::string macro = R"({"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}})", in = "m.inputValue",
+                    out = "m.outputValue";
         for (int level = 0; level < kDeep; ++level) {
-            macro = R"({"class": "QCPatch", "inputs": {"i": ")" + in + R"("}, "outputs": {"o": ")" + out + R"("}, "patches": {"m": )" + macro + "}}";
+            macro = R"({"class": "QCPatch", "inputs": {"i": ")" + in + R"("}, "outputs": {"o": ")" + out
+                + R"("}, "patches": {"m": )" + macro + "}}";
             in = "m.i";
             out = "m.o";
         }
@@ -254,7 +284,8 @@ TEST(LongChains, LeadThroughTheLevelsOfMacros)
         if (k)
             connections += (k > 1 ? ", \"" : "\"") + before + ".o > " + name + ".i\"";
     }
-    Player player(R"({"outputs": {"out": "c)" + std::to_string(kLength - 1) + R"(.o"}, "patches": {)" + patches + R"(}, "connections": [)" + connections + "]}");
+    Player player(R"({"outputs": {"out": "c)" + std::to_string(kLength - 1) + R"(.o"}, "patches": {)" + patches
+        + R"(}, "connections": [)" + connections + "]}");
     EXPECT_EQ(player.graph->dangling(), 0);
     std::string last;
     for (int frame = 0; frame < 80; ++frame)

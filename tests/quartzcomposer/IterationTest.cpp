@@ -11,10 +11,14 @@ namespace {
 // An iterator "i" over `inner`, which gives "v" on the port `published`; "q" gathers what "i.o" was in each iteration.
 std::string iterated(int count, const std::string& inner, const std::string& connections, const std::string& gathered)
 {
-    return R"({"inputs": {"n": "i.inputCount"}, "outputs": {"list": "i.list", "last": "i.last"}, "values": {"n": )" + std::to_string(count) + R"(},
-        "patches": {"i": {"class": "QCIterator", "outputs": {"list": "q.outputQueue", "last": ")" + gathered + R"("},
-            "patches": {"v": {"class": "QCIteratorVariables"}, "q": {"class": "QCQueue", "inputs": {"inputSize": 100}})" + inner + R"(},
-            "connections": [")" + gathered + R"( > q.inputValue")" + connections + "]}}}";
+    return R"({"inputs": {"n": "i.inputCount"}, "outputs": {"list": "i.list", "last": "i.last"}, "values": {"n": )"
+        + std::to_string(count) + R"(},
+        "patches": {"i": {"class": "QCIterator", "outputs": {"list": "q.outputQueue", "last": ")"
+        + gathered + R"("},
+            "patches": {"v": {"class": "QCIteratorVariables"}, "q": {"class": "QCQueue", "inputs": {"inputSize": 100}})"
+        + inner + R"(},
+            "connections": [")"
+        + gathered + R"( > q.inputValue")" + connections + "]}}}";
 }
 
 } // namespace
@@ -39,9 +43,11 @@ TEST(Iterator, TellsItsNodesWhereTheyAre)
 // A patch without memory that depends on nothing of the iteration is computed once; one that does, in each.
 TEST(Iterator, ComputesOnlyWhatDiffers)
 {
-    Player player(iterated(3, R"(, "a": {"class": "QCMath", "inputs": {"operation_1": 2, "operand_1": 10}})", R"(, "v.outputIndex > a.inputValue")", "a.outputValue"));
+    Player player(iterated(3, R"(, "a": {"class": "QCMath", "inputs": {"operation_1": 2, "operand_1": 10}})",
+        R"(, "v.outputIndex > a.inputValue")", "a.outputValue"));
     EXPECT_EQ(player.over({0}, "list"), "[0, 10, 20]");
-    Player still(R"({"patches": {"i": {"class": "QCIterator", "inputs": {"inputCount": 50}, "patches": {"a": {"class": "QCMath"}, "s": {"class": "QCSprite"}},
+    Player still(
+        R"({"patches": {"i": {"class": "QCIterator", "inputs": {"inputCount": 50}, "patches": {"a": {"class": "QCMath"}, "s": {"class": "QCSprite"}},
         "connections": ["a.outputValue > s.inputX"]}}})");
     EXPECT_EQ(still.frame(0).evaluations, 51u);
     EXPECT_EQ(still.frame(1).evaluations, 50u);
@@ -51,9 +57,11 @@ TEST(Iterator, ComputesOnlyWhatDiffers)
 TEST(Iterator, KeepsMemoryApart)
 {
     // In iteration k a pulse comes in every frame in which the time is k + 1 or more.
-    Player player(iterated(3, R"(, "t": {"class": "QCTime"}, "e": {"class": "QCConditional", "inputs": {"inputTest": 2}}, "c": {"class": "QCCounter"},
+    Player player(iterated(3,
+        R"(, "t": {"class": "QCTime"}, "e": {"class": "QCConditional", "inputs": {"inputTest": 2}}, "c": {"class": "QCCounter"},
         "f": {"class": "QCLogic"}, "b": {"class": "QCExpression", "settings": {"expression": "i + 0.5"}})",
-        R"(, "v.outputIndex > b.i", "t.outputTime > e.inputValue1", "b.outputResult > e.inputValue2", "e.outputResult > c.inputSignal")", "c.outputCount"));
+        R"(, "v.outputIndex > b.i", "t.outputTime > e.inputValue1", "b.outputResult > e.inputValue2", "e.outputResult > c.inputSignal")",
+        "c.outputCount"));
     EXPECT_EQ(player.over({0}, "list"), "[0, 0, 0]");
     EXPECT_EQ(player.over({1}, "list"), "[0, 0, 0, 1, 0, 0]");
     EXPECT_EQ(player.over({2}, "list"), "[0, 0, 0, 1, 0, 0, 1, 1, 0]");
@@ -62,7 +70,8 @@ TEST(Iterator, KeepsMemoryApart)
 
 TEST(Iterator, NestsAndTheInnermostCounts)
 {
-    const std::string text = R"({"outputs": {"list": "o.list"}, "patches": {"o": {"class": "QCIterator", "inputs": {"inputCount": 2}, "outputs": {"list": "q.outputQueue"},
+    const std::string text
+        = R"({"outputs": {"list": "o.list"}, "patches": {"o": {"class": "QCIterator", "inputs": {"inputCount": 2}, "outputs": {"list": "q.outputQueue"},
         "patches": {"v": {"class": "QCIteratorVariables"}, "q": {"class": "QCQueue", "inputs": {"inputSize": 100}},
             "i": {"class": "QCIterator", "inputs": {"inputCount": 3, "outer": "e.outer"}, "outputs": {"r": "e.outputResult"}, "patches": {
                 "w": {"class": "QCPatch", "outputs": {"x": "v.outputIndex"}, "patches": {"v": {"class": "QCIteratorVariables"}}},
@@ -80,7 +89,8 @@ TEST(Iterator, EndsHoweverManyTimesItIsToRun)
     Player player(R"({"patches": {)" + inner + "}}");
     EXPECT_LE(player.frame(0).evaluations, 1'000'000u);
     EXPECT_LE(player.frame(1).evaluations, 1'000'000u);
-    Player copies(R"({"patches": {"r": {"class": "QCReplicator", "inputs": {"inputCopies": 4000000000}, "patches": {"r": {"class": "QCReplicator",
+    Player copies(
+        R"({"patches": {"r": {"class": "QCReplicator", "inputs": {"inputCopies": 4000000000}, "patches": {"r": {"class": "QCReplicator",
         "inputs": {"inputCopies": 4000000000}, "patches": {"s": {"class": "QCSprite"}}}}}}})");
     EXPECT_LE(copies.frame(0).evaluations, 1'000'000u);
 }

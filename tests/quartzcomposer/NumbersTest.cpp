@@ -29,14 +29,16 @@ TEST(Math, AppliesItsOperationsInTurn)
 {
     const char* const results[] = {"9", "5", "14", "3.5", "1", "49", "2", "7", "7"};
     for (int k = 0; k <= 8; ++k) {
-        const std::string members = R"("class": "QCMath", "inputs": {"inputValue": 7, "operation_1": )" + std::to_string(k) + R"(, "operand_1": 2},
+        const std::string members = R"("class": "QCMath", "inputs": {"inputValue": 7, "operation_1": )"
+            + std::to_string(k) + R"(, "operand_1": 2},
             "settings": {"numberOfOperations": 1})";
         EXPECT_EQ(evaluated(onePatch(members, "outputValue")), results[k]) << "operation " << k;
     }
     expectAll({
         {R"("class": "QCMath", "settings": {"operationCount": 2}, "inputs": {"inputValue": 1, "operation_1": 0, "operand_1": 2, "operation_2": 2, "operand_2": 3})",
             "outputValue", "9"},
-        {R"("class": "QCMath", "settings": {"numberOfOperations": 0}, "inputs": {"inputValue": 4})", "outputValue", "4"},
+        {R"("class": "QCMath", "settings": {"numberOfOperations": 0}, "inputs": {"inputValue": 4})", "outputValue",
+            "4"},
         {R"("class": "QCMath", "inputs": {"inputValue": 4, "operation_1": 3, "operand_1": 0})", "outputValue", "0"},
         {R"("class": "QCMath", "inputs": {"inputValue": 4, "operation_1": 4, "operand_1": 0})", "outputValue", "0"},
         {R"("class": "QCMath", "inputs": {"inputValue": -7, "operation_1": 4, "operand_1": 4})", "outputValue", "-3"},
@@ -51,8 +53,9 @@ TEST(Logic, HasSevenOperations)
     for (int operation = 0; operation < 7; ++operation) {
         std::string got;
         for (int both = 0; both < 4; ++both) {
-            const std::string members = R"("class": "QCLogic", "inputs": {"inputOperation": )" + std::to_string(operation) + R"(, "inputValue1": )"
-                + std::to_string(both / 2) + R"(, "inputValue2": )" + std::to_string(both % 2) + "}";
+            const std::string members = R"("class": "QCLogic", "inputs": {"inputOperation": )"
+                + std::to_string(operation) + R"(, "inputValue1": )" + std::to_string(both / 2) + R"(, "inputValue2": )"
+                + std::to_string(both % 2) + "}";
             got += evaluated(onePatch(members, "outputResult")) == "true" ? '1' : '0';
         }
         EXPECT_EQ(got, results[operation]) << "operation " << operation;
@@ -65,17 +68,15 @@ TEST(Conditional, ComparesWithATolerance)
         double first, second, tolerance;
         const char* results; // tests 0 to 5: = != > < >= <=
     } const cases[] = {
-        {1, 1, 0, "100011"},
-        {2, 1, 0, "011010"},
-        {1, 2, 0, "010101"},
+        {1, 1, 0, "100011"}, {2, 1, 0, "011010"}, {1, 2, 0, "010101"},
         {1.25, 1, 0.25, "101011"}, // equal within the tolerance; greater counts from second - tolerance
-        {1.5, 1, 0.25, "011010"},
-        {1, 1, -1, "100011"}, // no tolerance below 0
+        {1.5, 1, 0.25, "011010"}, {1, 1, -1, "100011"}, // no tolerance below 0
     };
     for (const auto& [first, second, tolerance, results] : cases) {
         std::string got;
         for (int test = 0; test < 6; ++test) {
-            Player player(R"({"inputs": {"a": "p.inputValue1", "b": "p.inputValue2", "t": "p.inputTolerance", "k": "p.inputTest"},
+            Player player(
+                R"({"inputs": {"a": "p.inputValue1", "b": "p.inputValue2", "t": "p.inputTolerance", "k": "p.inputTest"},
                 "outputs": {"out": "p.outputResult"}, "patches": {"p": {"class": "QCConditional"}}})");
             player.graph->setInput("a", first);
             player.graph->setInput("b", second);
@@ -98,28 +99,36 @@ TEST(RoundAndRange, TakeNumbersApart)
         {R"("class": "QCRangeValue", "inputs": {"inputValue": 7, "inputMin": 0, "inputMax": 5})", "outputClip", "5"},
         {R"("class": "QCRangeValue", "inputs": {"inputValue": 7, "inputMin": 0, "inputMax": 5})", "outputRoll", "2"},
         {R"("class": "QCRangeValue", "inputs": {"inputValue": -1, "inputMin": 0, "inputMax": 5})", "outputRoll", "4"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": -1, "inputMin": 10, "inputMax": 12})", "outputRoll", "11"},
+        {R"("class": "QCRangeValue", "inputs": {"inputValue": -1, "inputMin": 10, "inputMax": 12})", "outputRoll",
+            "11"},
         {R"("class": "QCRangeValue", "inputs": {"inputValue": 3, "inputMin": 5, "inputMax": 1})", "outputClip", "3"},
         {R"("class": "QCRangeValue", "inputs": {"inputValue": 3, "inputMin": 2, "inputMax": 2})", "outputRoll", "2"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": 1e9, "inputMin": 0, "inputMax": {"real": "nan"}})", "outputClip", "1e+09"},
+        {R"("class": "QCRangeValue", "inputs": {"inputValue": 1e9, "inputMin": 0, "inputMax": {"real": "nan"}})",
+            "outputClip", "1e+09"},
     });
 }
 
 TEST(Colors, AreMadeOfComponentsAndTakenApart)
 {
     expectAll({
-        {R"("class": "QCColorFromComponents", "identifier": "rgb", "inputs": {"input1": 0.25, "input2": 0.5, "input3": 1, "inputAlpha": 0.5})", "outputColor",
-            "rgba(0.25, 0.5, 1, 0.5)"},
-        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 0, "input2": 1, "input3": 0.5})", "outputColor", "rgba(1, 0, 0, 1)"},
-        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 0.5, "input2": 1, "input3": 0.25})", "outputColor", "rgba(0, 0.5, 0.5, 1)"},
-        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 1.5, "input2": 1, "input3": 0.5})", "outputColor",
-            "rgba(0, 1, 1, 1)"},
-        {R"("class": "QCColorToComponents", "identifier": "rgb", "inputs": {"inputColor": "#ff8000ff"})", "output3", "0"},
-        {R"("class": "QCColorToComponents", "identifier": "hsl", "inputs": {"inputColor": "#00ff00ff"})", "output1", "0.333333"},
-        {R"("class": "QCColorToComponents", "identifier": "hsl", "inputs": {"inputColor": "#00ff00ff"})", "output3", "0.5"},
-        {R"("class": "QCColorTransform", "inputs": {"inputColor": "#ff0000ff", "inputHue": 120, "inputAlpha": 0.5})", "outputColor", "rgba(0, 1, 0, 0.5)"},
-        {R"("class": "QCColorMixer", "inputs": {"inputColor1": "#000000ff", "inputColor2": "#ffffff00", "inputMix": 0.25})", "outputColor",
-            "rgba(0.25, 0.25, 0.25, 0.75)"},
+        {R"("class": "QCColorFromComponents", "identifier": "rgb", "inputs": {"input1": 0.25, "input2": 0.5, "input3": 1, "inputAlpha": 0.5})",
+            "outputColor", "rgba(0.25, 0.5, 1, 0.5)"},
+        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 0, "input2": 1, "input3": 0.5})",
+            "outputColor", "rgba(1, 0, 0, 1)"},
+        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 0.5, "input2": 1, "input3": 0.25})",
+            "outputColor", "rgba(0, 0.5, 0.5, 1)"},
+        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 1.5, "input2": 1, "input3": 0.5})",
+            "outputColor", "rgba(0, 1, 1, 1)"},
+        {R"("class": "QCColorToComponents", "identifier": "rgb", "inputs": {"inputColor": "#ff8000ff"})", "output3",
+            "0"},
+        {R"("class": "QCColorToComponents", "identifier": "hsl", "inputs": {"inputColor": "#00ff00ff"})", "output1",
+            "0.333333"},
+        {R"("class": "QCColorToComponents", "identifier": "hsl", "inputs": {"inputColor": "#00ff00ff"})", "output3",
+            "0.5"},
+        {R"("class": "QCColorTransform", "inputs": {"inputColor": "#ff0000ff", "inputHue": 120, "inputAlpha": 0.5})",
+            "outputColor", "rgba(0, 1, 0, 0.5)"},
+        {R"("class": "QCColorMixer", "inputs": {"inputColor1": "#000000ff", "inputColor2": "#ffffff00", "inputMix": 0.25})",
+            "outputColor", "rgba(0.25, 0.25, 0.25, 0.75)"},
     });
 }
 
@@ -146,8 +155,9 @@ TEST(Curves, FollowTheirFormulas)
     struct {
         std::uint32_t number;
         double at, value;
-    } const byHand[] = {{0, 0.3, 0.3}, {1, 0.5, 0.25}, {2, 0.5, 0.75}, {3, 0.25, 0.125}, {4, 0.5, 0.125}, {5, 0.5, 0.875}, {6, 0.25, 0.0625},
-        {7, 0.5, 0.03125}, {8, 0.1, 0.5}, {9, 0.25, 0.015625}, {10, 1.0 / 3, 1 - std::sqrt(3) / 2}, {11, 1.0 / 3, 0.5}, {12, 1.0 / 3, 0.25}, {99, 0.3, 0.3}};
+    } const byHand[] = {{0, 0.3, 0.3}, {1, 0.5, 0.25}, {2, 0.5, 0.75}, {3, 0.25, 0.125}, {4, 0.5, 0.125},
+        {5, 0.5, 0.875}, {6, 0.25, 0.0625}, {7, 0.5, 0.03125}, {8, 0.1, 0.5}, {9, 0.25, 0.015625},
+        {10, 1.0 / 3, 1 - std::sqrt(3) / 2}, {11, 1.0 / 3, 0.5}, {12, 1.0 / 3, 0.25}, {99, 0.3, 0.3}};
     for (const auto& [number, at, value] : byHand)
         EXPECT_NEAR(curve(number, at), value, 1e-12) << number;
 }

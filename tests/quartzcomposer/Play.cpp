@@ -26,22 +26,29 @@ CompositionFile fileOf(std::string_view text)
 
 Player::Player(std::string_view text, int width, int height)
     : Player(fileOf(text), width, height)
-{
-}
+{ }
 
 Player::Player(CompositionFile given, int width, int height)
     : file(std::make_unique<CompositionFile>(std::move(given)))
     , canvas(width, height)
     , stage(canvas)
     , graph(std::make_unique<CompositionGraph>(*file, registry()))
+{ }
+
+CompositionGraph::Frame Player::frame(double time)
 {
+    return graph->frame(stage, time, Date::fromReferenceDate(time));
 }
 
-CompositionGraph::Frame Player::frame(double time) { return graph->frame(stage, time, Date::fromReferenceDate(time)); }
+std::string Player::out(const std::string& key)
+{
+    return shown(value(key));
+}
 
-std::string Player::out(const std::string& key) { return shown(value(key)); }
-
-double Player::number(const std::string& key) { return *converted(value(key), PortType::Number).as<double>(); }
+double Player::number(const std::string& key)
+{
+    return *converted(value(key), PortType::Number).as<double>();
+}
 
 std::string Player::over(std::initializer_list<double> times, const std::string& key)
 {
@@ -69,7 +76,8 @@ std::string shown(const PortValue& value)
     if (const auto* text = value.as<std::string>())
         return "'" + *text + "'";
     if (const auto* c = value.as<NSColor>())
-        return "rgba(" + decimal(c->red) + ", " + decimal(c->green) + ", " + decimal(c->blue) + ", " + decimal(c->alpha) + ")";
+        return "rgba(" + decimal(c->red) + ", " + decimal(c->green) + ", " + decimal(c->blue) + ", " + decimal(c->alpha)
+            + ")";
     if (const auto* image = value.as<ImageRef>()) {
         if (!*image)
             return "null";
@@ -85,11 +93,15 @@ std::string shown(const PortValue& value)
     return (*structure)->keyed ? "{" + members + "}" : "[" + members + "]";
 }
 
-std::string evaluated(std::string_view text, std::initializer_list<double> times) { return Player(text).over(times); }
+std::string evaluated(std::string_view text, std::initializer_list<double> times)
+{
+    return Player(text).over(times);
+}
 
 std::string onePatch(std::string_view members, std::string_view port)
 {
-    return R"({"outputs": {"out": "p.)" + std::string(port) + R"("}, "patches": {"p": {)" + std::string(members) + "}}}";
+    return R"({"outputs": {"out": "p.)" + std::string(port) + R"("}, "patches": {"p": {)" + std::string(members)
+        + "}}}";
 }
 
 } // namespace vitrel::qc

@@ -18,10 +18,12 @@ CompositionFile alone(const std::string& name, const Dictionary& settings)
     Array published;
     auto patch = registry().make(name);
     node["state"] = state;
-    patch->configure({node["state"].dictionary(), name.find('/') == std::string::npos ? "" : name.substr(name.find('/') + 1), {}});
+    patch->configure(
+        {node["state"].dictionary(), name.find('/') == std::string::npos ? "" : name.substr(name.find('/') + 1), {}});
     for (const auto& port : patch->outputs())
         published.push_back(Dictionary{{"key", port->key()}, {"node", "p"}, {"port", port->key()}});
-    const Dictionary root{{"class", "QCPatch"}, {"state", Dictionary{{"nodes", Array{node}}, {"publishedOutputPorts", published}}}};
+    const Dictionary root{
+        {"class", "QCPatch"}, {"state", Dictionary{{"nodes", Array{node}}, {"publishedOutputPorts", published}}}};
     return *compositionOfPropertyList(Dictionary{{"rootPatch", root}});
 }
 
@@ -76,10 +78,11 @@ TEST_P(EveryPatch, TakesSettingsOfWrongTypesForMissing)
     const Value wrong[] = {"text", -1, 1e300, std::nan(""), true, Array{1, "x"}, Dictionary{{"a", 1}}, Bytes{1, 2, 3}};
     for (const Value& value : wrong) {
         Dictionary settings;
-        for (const char* key : {"inputCount", "outputCount", "numberOfOperations", "operationCount", "numberOfInputs", "portClass", "savedPorts",
-                 "format", "style", "expression", "script", "randomSeed", "variability", "imageData", "keys", "slices", "stacks", "lightCount",
-                 "numberOfLights", "numberOfPoints", "sizeMode", "manualLayout", "fontName", "fontSize", "horizontalAlignment", "startUpDelay",
-                 "controlPointTimes", "controlPointValues", "controlPointStart", "timebase", "resetOutputs", "continuous", "hasBypass"})
+        for (const char* key : {"inputCount", "outputCount", "numberOfOperations", "operationCount", "numberOfInputs",
+                 "portClass", "savedPorts", "format", "style", "expression", "script", "randomSeed", "variability",
+                 "imageData", "keys", "slices", "stacks", "lightCount", "numberOfLights", "numberOfPoints", "sizeMode",
+                 "manualLayout", "fontName", "fontSize", "horizontalAlignment", "startUpDelay", "controlPointTimes",
+                 "controlPointValues", "controlPointStart", "timebase", "resetOutputs", "continuous", "hasBypass"})
             settings[key] = value;
         Player player(alone(GetParam(), settings));
         player.frame(0);

@@ -21,7 +21,8 @@ std::vector<std::string> samples()
     std::vector<std::string> paths;
     const char* const folder = std::getenv("VITREL_SHARED_SAMPLES");
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(folder ? folder : "/nowhere") / "compositions", error)) {
+    for (const auto& entry : std::filesystem::directory_iterator(
+             std::filesystem::path(folder ? folder : "/nowhere") / "compositions", error)) {
         if (entry.path().extension() == ".qtz")
             paths.push_back(entry.path());
     }
@@ -36,7 +37,8 @@ bool sound(const PortValue& value, int depth = 0)
     const auto* structure = value.as<StructureRef>();
     if (!structure || !*structure || depth > 8)
         return true;
-    return std::all_of((*structure)->members.begin(), (*structure)->members.end(), [&](const auto& m) { return sound(m.value, depth + 1); });
+    return std::all_of((*structure)->members.begin(), (*structure)->members.end(),
+        [&](const auto& m) { return sound(m.value, depth + 1); });
 }
 
 } // namespace
@@ -75,7 +77,9 @@ TEST(Samples, ResolveWholly)
             if (given == file->inputParameters.end())
                 continue;
             if (given->second.number()) {
-                EXPECT_EQ(graph.input(port.key).number(), port.type == PortType::Boolean ? double(*given->second.number() != 0) : *given->second.number()) << path << " " << port.key;
+                EXPECT_EQ(graph.input(port.key).number(),
+                    port.type == PortType::Boolean ? double(*given->second.number() != 0) : *given->second.number())
+                    << path << " " << port.key;
             } else if (given->second.as<std::string>()) {
                 EXPECT_EQ(graph.input(port.key), given->second) << path << " " << port.key;
             }

@@ -11,8 +11,8 @@ namespace {
 // A structure written by a host into "in", through a patch of structures.
 std::string through(const Value& structure, std::string_view members, std::string_view input, std::string_view output)
 {
-    Player player(R"({"inputs": {"in": "p.)" + std::string(input) + R"("}, "outputs": {"out": "p.)" + std::string(output) + R"("}, "patches": {"p": {)"
-        + std::string(members) + "}}}");
+    Player player(R"({"inputs": {"in": "p.)" + std::string(input) + R"("}, "outputs": {"out": "p.)"
+        + std::string(output) + R"("}, "patches": {"p": {)" + std::string(members) + "}}}");
     EXPECT_TRUE(player.graph->setInput("in", structure));
     player.frame(0);
     return player.out();
@@ -39,21 +39,32 @@ TEST(Structures, AreAskedCountedCutAndSorted)
         Value structure;
         const char *members, *output, *result;
     } const cases[] = {
-        {list, R"("class": "QCStructureMember", "identifier": "index", "inputs": {"inputIndex": 2})", "outputMember", "{k: 3}"},
-        {list, R"("class": "QCStructureMember", "identifier": "index", "inputs": {"inputIndex": 5})", "outputMember", "null"},
-        {keyed, R"("class": "QCStructureMember", "identifier": "index", "inputs": {"inputIndex": 1})", "outputMember", "'zwei'"},
-        {keyed, R"("class": "QCStructureMember", "identifier": "key", "inputs": {"inputKey": "one"})", "outputMember", "1"},
-        {keyed, R"("class": "QCStructureMember", "identifier": "key", "inputs": {"inputKey": "One"})", "outputMember", "null"},
-        {list, R"("class": "QCStructureMember", "identifier": "key", "inputs": {"inputKey": "0"})", "outputMember", "null"},
-        {keyed, R"("class": "QCStructureMember", "identifier": "keyAtIndex", "inputs": {"inputIndex": 1})", "outputMember", "'two'"},
-        {list, R"("class": "QCStructureMember", "identifier": "keyAtIndex", "inputs": {"inputIndex": 1})", "outputMember", "null"},
+        {list, R"("class": "QCStructureMember", "identifier": "index", "inputs": {"inputIndex": 2})", "outputMember",
+            "{k: 3}"},
+        {list, R"("class": "QCStructureMember", "identifier": "index", "inputs": {"inputIndex": 5})", "outputMember",
+            "null"},
+        {keyed, R"("class": "QCStructureMember", "identifier": "index", "inputs": {"inputIndex": 1})", "outputMember",
+            "'zwei'"},
+        {keyed, R"("class": "QCStructureMember", "identifier": "key", "inputs": {"inputKey": "one"})", "outputMember",
+            "1"},
+        {keyed, R"("class": "QCStructureMember", "identifier": "key", "inputs": {"inputKey": "One"})", "outputMember",
+            "null"},
+        {list, R"("class": "QCStructureMember", "identifier": "key", "inputs": {"inputKey": "0"})", "outputMember",
+            "null"},
+        {keyed, R"("class": "QCStructureMember", "identifier": "keyAtIndex", "inputs": {"inputIndex": 1})",
+            "outputMember", "'two'"},
+        {list, R"("class": "QCStructureMember", "identifier": "keyAtIndex", "inputs": {"inputIndex": 1})",
+            "outputMember", "null"},
         {list, R"("class": "QCStructureCount")", "outputCount", "5"},
         {Value(), R"("class": "QCStructureCount")", "outputCount", "0"},
         {list, R"("class": "QCStructureSort")", "outputStructure", "[1, 2, 'a', 'b', {k: 3}]"},
-        {Array{Dictionary{{"n", 2}}, Dictionary{{"m", 0}}, Dictionary{{"n", 1}}}, R"("class": "QCStructureSort", "inputs": {"inputSortingKey": "n"})",
-            "outputStructure", "[{n: 1}, {n: 2}, {m: 0}]"},
-        {list, R"("class": "QCStructureRange", "inputs": {"inputIndex": 3, "inputLength": 9})", "outputStructure", "['a', 1]"},
-        {list, R"("class": "QCStructureRange", "inputs": {"inputIndex": 9, "inputLength": 4294967295})", "outputStructure", "[]"},
+        {Array{Dictionary{{"n", 2}}, Dictionary{{"m", 0}}, Dictionary{{"n", 1}}},
+            R"("class": "QCStructureSort", "inputs": {"inputSortingKey": "n"})", "outputStructure",
+            "[{n: 1}, {n: 2}, {m: 0}]"},
+        {list, R"("class": "QCStructureRange", "inputs": {"inputIndex": 3, "inputLength": 9})", "outputStructure",
+            "['a', 1]"},
+        {list, R"("class": "QCStructureRange", "inputs": {"inputIndex": 9, "inputLength": 4294967295})",
+            "outputStructure", "[]"},
         {keyed, R"("class": "QCStructureReverse")", "outputStructure", "{two: 'zwei', one: 1}"},
     };
     for (const auto& [structure, members, output, result] : cases)
@@ -63,7 +74,8 @@ TEST(Structures, AreAskedCountedCutAndSorted)
 // Colours inside structures come as colours, host lists nest, text is made sound.
 TEST(Structures, HoldWhatTheHostGave)
 {
-    EXPECT_EQ(through(Array{Array{1, Value()}, NSColor{1, 0, 0, 1}, true, "\xff"}, R"("class": "QCSplitter", "settings": {"portClass": "QCStructurePort"})", "input", "output"),
+    EXPECT_EQ(through(Array{Array{1, Value()}, NSColor{1, 0, 0, 1}, true, "\xff"},
+                  R"("class": "QCSplitter", "settings": {"portClass": "QCStructurePort"})", "input", "output"),
         "[[1, null], rgba(1, 0, 0, 1), true, '\xEF\xBF\xBD']");
 }
 
@@ -71,13 +83,17 @@ TEST(Structures, HoldWhatTheHostGave)
 // handle of an image comes out as the same image; arrays of arguments are arrays, arguments can't be written back.
 TEST(JavaScript, TakesAFeedApart)
 {
-    const auto text = std::string(R"({"inputs": {"json": "p.json", "art": "p.art", "given": "p.given", "dye": "p.dye"}, "outputs": {"feed": "p.feed", "title": "p.title",
+    const auto text
+        = std::string(
+              R"({"inputs": {"json": "p.json", "art": "p.art", "given": "p.given", "dye": "p.dye"}, "outputs": {"feed": "p.feed", "title": "p.title",
         "count": "p.count", "runs": "p.runsSoFar", "first": "p.first", "cover": "p.cover", "tint": "p.tint", "s0": "p.sums_0", "s1": "p.sums_1", "w0": "w.output"},
         "patches": {"w": {"class": "QCSplitter", "inputs": {"input": 1}, "settings": {"portClass": "QCNumberPort"}}, "p": {)")
         + kScript + R"(, "inputs": {"weights_1": 0.5}}}, "connections": ["w.output > p.weights_0"]})";
     Player player(text);
-    const auto art = std::make_shared<const NSImage>(std::make_shared<const Bitmap>(Bitmap{3, 2, std::vector<std::uint32_t>(6, 0xFFFFFFFFu)}));
-    player.graph->setInput("json", R"({"items": [{"title": "Ünïcode 𝄞", "n": null, "tags": [1, [2.5, "x"], []]}, {"title": "zwei"}]})");
+    const auto art = std::make_shared<const NSImage>(
+        std::make_shared<const Bitmap>(Bitmap{3, 2, std::vector<std::uint32_t>(6, 0xFFFFFFFFu)}));
+    player.graph->setInput(
+        "json", R"({"items": [{"title": "Ünïcode 𝄞", "n": null, "tags": [1, [2.5, "x"], []]}, {"title": "zwei"}]})");
     player.graph->setInput("art", Value(art));
     player.graph->setInput("given", Dictionary{{"a", 1}, {"b", Array{1, 20}}});
     player.graph->setInput("dye", NSColor{0.25, 0.5, 0.75, 1});
@@ -87,7 +103,8 @@ TEST(JavaScript, TakesAFeedApart)
     EXPECT_EQ(player.out("count"), "2");
     EXPECT_EQ(player.out("first"), "{title: 'Ünïcode 𝄞', n: null, tags: [1, [2.5, 'x'], []]}");
     EXPECT_EQ(player.out("cover"), "image 3x2");
-    EXPECT_EQ(*player.value("cover").as<ImageRef>(), *player.graph->inputPort("art").as<ImageRef>()) << "the same handle";
+    EXPECT_EQ(*player.value("cover").as<ImageRef>(), *player.graph->inputPort("art").as<ImageRef>())
+        << "the same handle";
     EXPECT_EQ(player.out("tint"), "rgba(0.25, 0.5, 0.75, 1)");
     EXPECT_EQ(player.out("s1"), "21");
     EXPECT_EQ(player.out("w0"), "1");
@@ -101,13 +118,23 @@ TEST(JavaScript, TakesAFeedApart)
 
 TEST(JavaScript, WithoutAHeaderOrWithABrokenBodyGivesNothing)
 {
-    for (const char* script : {"", "function main() {}", "function (__number a) main (__number b", "function (__number a) main () { return {a: ; }"}) {
-        const std::string members = R"("class": "QCJavaScript", "settings": {"script": ")" + std::string(script) + "\"}";
+    for (const char* script : {"", "function main() {}", "function (__number a) main (__number b",
+             "function (__number a) main () { return {a: ; }"}) {
+        const std::string members
+            = R"("class": "QCJavaScript", "settings": {"script": ")" + std::string(script) + "\"}";
         Player player(R"({"patches": {"p": {)" + members + "}}}");
         player.frame(0);
     }
-    EXPECT_EQ(evaluated(onePatch(R"j("class": "QCJavaScript", "settings": {"script": "function (__number a) main () { return {a: ; }"})j", "a")), "0");
-    EXPECT_EQ(evaluated(onePatch(R"j("class": "QCJavaScript", "settings": {"script": "function (__number a, __number b) main () { return {b: 2}; }"})j", "b")), "2");
+    EXPECT_EQ(
+        evaluated(onePatch(
+            R"j("class": "QCJavaScript", "settings": {"script": "function (__number a) main () { return {a: ; }"})j",
+            "a")),
+        "0");
+    EXPECT_EQ(
+        evaluated(onePatch(
+            R"j("class": "QCJavaScript", "settings": {"script": "function (__number a, __number b) main () { return {b: 2}; }"})j",
+            "b")),
+        "2");
 }
 
 } // namespace vitrel::qc

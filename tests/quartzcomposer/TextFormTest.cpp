@@ -53,7 +53,8 @@ TEST(TextForm, BecomesThePropertyListOfTheFormat)
         "a.b": {"class": "QCImageLoader", "settings": {"imageData": {"image": "dot.png"}, "other": {"data": "AQL/"}}},
         "f": {"class": "QCImageFilter/CIGaussianBlur", "inputs": {"inputColor": "#ff8000ff", "short": "#000000", "text": {"text": "#ff8000ff"},
             "nan": {"real": "nan"}, "inf": {"real": "-inf"}, "when": {"date": 60}, "odd": {"dictionary": {"text": 1}}}}},
-        "connections": [["a.b", "outputImage", "f", "inputImage"], "t.output.1 > f.in.2"]})", folder.path());
+        "connections": [["a.b", "outputImage", "f", "inputImage"], "t.output.1 > f.in.2"]})",
+        folder.path());
     const std::string nodes = "rootPatch/state/nodes/";
     EXPECT_EQ(at(list, "inputParameters/Name"), Value("No title"));
     EXPECT_EQ(at(list, "rootPatch/class"), Value("QCPatch"));
@@ -68,7 +69,8 @@ TEST(TextForm, BecomesThePropertyListOfTheFormat)
     EXPECT_EQ(at(list, nodes + "2/class"), Value("QCImageFilter"));
     EXPECT_EQ(at(list, nodes + "2/identifier"), Value("CIGaussianBlur"));
     const std::string ports = nodes + "2/state/ivarInputPortStates/";
-    EXPECT_EQ(at(list, ports + "inputColor/value"), Value(Dictionary{{"red", 1.0}, {"green", 128 / 255.0}, {"blue", 0.0}, {"alpha", 1.0}}));
+    EXPECT_EQ(at(list, ports + "inputColor/value"),
+        Value(Dictionary{{"red", 1.0}, {"green", 128 / 255.0}, {"blue", 0.0}, {"alpha", 1.0}}));
     EXPECT_EQ(at(list, ports + "short/value/alpha"), Value(1.0));
     EXPECT_EQ(at(list, ports + "text/value"), Value("#ff8000ff"));
     EXPECT_TRUE(std::isnan(*at(list, ports + "nan/value").number()));
@@ -84,17 +86,20 @@ TEST(TextForm, BecomesThePropertyListOfTheFormat)
 // A value that stands at the port that is published is the published input's.
 TEST(TextForm, MovesAPublishedPortsValueToItsPlace)
 {
-    const Value root = listOf(R"({"inputs": {"n": "m.inputValue"}, "patches": {"m": {"class": "QCMath", "inputs": {"inputValue": 5}}}})");
+    const Value root = listOf(
+        R"({"inputs": {"n": "m.inputValue"}, "patches": {"m": {"class": "QCMath", "inputs": {"inputValue": 5}}}})");
     EXPECT_EQ(at(root, "inputParameters/n"), Value(5));
     EXPECT_TRUE(at(root, "rootPatch/state/nodes/0/state/ivarInputPortStates/inputValue").isNothing());
-    const Value inner = listOf(R"({"patches": {"p": {"class": "QCPatch", "inputs": {"n": "m.inputValue"}, "patches": {"m": {"class": "QCMath", "inputs": {"inputValue": 5}}}}}})");
+    const Value inner = listOf(
+        R"({"patches": {"p": {"class": "QCPatch", "inputs": {"n": "m.inputValue"}, "patches": {"m": {"class": "QCMath", "inputs": {"inputValue": 5}}}}}})");
     EXPECT_EQ(at(inner, "rootPatch/state/nodes/0/state/publishedInputPorts/0/state/value"), Value(5));
 }
 
 // Layers are drawn in the order of the text, not of the alphabet.
 TEST(TextForm, KeepsTheOrderOfPatchesAndInputs)
 {
-    const Value list = listOf(R"({"inputs": {"z": "b.input", "a": "a.input"}, "patches": {"b": {"class": "QCSplitter"}, "a": {"class": "QCSplitter"}}})");
+    const Value list = listOf(
+        R"({"inputs": {"z": "b.input", "a": "a.input"}, "patches": {"b": {"class": "QCSplitter"}, "a": {"class": "QCSplitter"}}})");
     EXPECT_EQ(at(list, "rootPatch/state/nodes/0/key"), Value("b"));
     EXPECT_EQ(at(list, "rootPatch/state/publishedInputPorts/0/key"), Value("z"));
 }
@@ -113,9 +118,12 @@ TEST(TextForm, SaysWhatIsWrongWhere)
         {R"({"patches": {"a": {"class": "QCPatch", "patches": {"b": {}}}}})", "in /a/b: a patch needs a class"},
         {R"({"inputs": {"x": "a.b"}, "patches": {}})", "at the top: input \"x\" publishes no port of a patch here"},
         {R"({"outputs": {"x": "ab"}, "patches": {}})", "at the top: output \"x\" is no \"patch.port\""},
-        {R"({"patches": {}, "connections": ["a.b -> c.d"]})", "at the top: \"a.b -> c.d\" is no connection; it reads \"patch.port > patch.port\""},
-        {R"({"patches": {}, "connections": [3]})", "at the top: \"\" is no connection; it reads \"patch.port > patch.port\""},
-        {R"({"patches": {"a": {"class": "X", "inputs": {"i": {"image": "no such file.png"}}}}})", "the image file \"no such file.png\" can't be read"},
+        {R"({"patches": {}, "connections": ["a.b -> c.d"]})",
+            "at the top: \"a.b -> c.d\" is no connection; it reads \"patch.port > patch.port\""},
+        {R"({"patches": {}, "connections": [3]})",
+            "at the top: \"\" is no connection; it reads \"patch.port > patch.port\""},
+        {R"({"patches": {"a": {"class": "X", "inputs": {"i": {"image": "no such file.png"}}}}})",
+            "the image file \"no such file.png\" can't be read"},
         {R"({"patches": {"a": {"class": "X", "inputs": {"i": {"data": "!"}}}}})", "\"data\" is no base64"},
     };
     for (const auto& [text, reason] : cases) {
@@ -136,14 +144,17 @@ TEST(TextForm, SaysWhatIsWrongWhere)
 // Wrong types anywhere are errors or left out, never a crash of the JSON library.
 TEST(TextForm, StandsWrongTypesEverywhere)
 {
-    const char* const members[] = {"class", "identifier", "inputs", "outputs", "settings", "patches", "connections", "values", "raw", "virtualPatches"};
-    const char* const wrong[] = {"1", "\"t\"", "[1]", "[[]]", "{\"a\": 1}", "{\"a\": {\"b\": [1]}}", "null", "{\"ports\": 1, \"published\": [], \"state\": 3, \"stored\": \"x\", \"top\": 1}",
+    const char* const members[] = {"class", "identifier", "inputs", "outputs", "settings", "patches", "connections",
+        "values", "raw", "virtualPatches"};
+    const char* const wrong[] = {"1", "\"t\"", "[1]", "[[]]", "{\"a\": 1}", "{\"a\": {\"b\": [1]}}", "null",
+        "{\"ports\": 1, \"published\": [], \"state\": 3, \"stored\": \"x\", \"top\": 1}",
         "{\"ports\": {\"ivarInputPortStates\": {\"a\": [1]}}, \"published\": {\"publishedInputPorts\": 1}}"};
     for (const char* member : members) {
         for (const char* value : wrong) {
             const std::string entry = "\"" + std::string(member) + "\": " + value;
-            for (const std::string& text : {"{\"patches\": {}, " + entry + "}", R"({"patches": {"p": {"class": "QCPatch", )" + entry + "}}}",
-                     R"({"patches": {}, "virtualPatches": {"/v": {"patches": {}, )" + entry + "}}}"}) {
+            for (const std::string& text :
+                {"{\"patches\": {}, " + entry + "}", R"({"patches": {"p": {"class": "QCPatch", )" + entry + "}}}",
+                    R"({"patches": {}, "virtualPatches": {"/v": {"patches": {}, )" + entry + "}}}"}) {
                 CompositionError error;
                 const auto list = compositionFromText(text, "", &error);
                 EXPECT_TRUE(list || !error.reason.empty()) << text;
@@ -158,21 +169,43 @@ TEST(TextForm, StandsWrongTypesEverywhere)
 TEST(TextForm, ComesBackAsTheSameFile)
 {
     const auto port = [](Value value) { return Dictionary{{"value", std::move(value)}}; };
-    const Dictionary state{{"nodes",
-                               Array{Dictionary{{"class", "QCMath"}, {"key", "a.b"}, {"state", Dictionary{{"ivarInputPortStates", Dictionary{{"inputValue", port(2)}}},
-                                          {"customInputPortStates", Dictionary{{"operand_1", port(1.5)}, {"label", Dictionary{{"userInfo", Bytes{1}}}}}},
-                                          {"systemInputPortStates", Dictionary{{"_enable", port(false)}}}, {"userInfo", Bytes{4, 11}}, {"numberOfOperations", 1}}}},
-                                   Dictionary{{"class", "QCSplitter"}, {"key", " > "}, {"state", Dictionary{{"portClass", "QCNumberPort"}, {"indexLabels", Array{"-", "#ffffff"}}}}},
-                                   Dictionary{{"class", "/v"}, {"key", "v"}, {"state", Dictionary{{"customInputPortStates", Dictionary{{"Z ", port(std::nan(""))}}}}}},
-                                   Dictionary{{"class", "QCPatch"}, {"key", "m"}, {"state", Dictionary{{"nodes", Array{}}}}}}},
-        {"connections", Dictionary{{"connection_7", Dictionary{{"sourceNode", "a.b"}, {"sourcePort", "outputValue"}, {"destinationNode", " > "}, {"destinationPort", "input"}}}}},
-        {"publishedInputPorts", Array{Dictionary{{"key", "in"}, {"node", "a.b"}, {"port", "inputValue"}, {"state", Dictionary{{"userInfo", Bytes{9}}}}}}},
-        {"publishedOutputPorts", Array{Dictionary{{"key", "out"}, {"node", " > "}, {"port", "output"}, {"state", Dictionary{}}}}}};
-    const Value list = Dictionary{{"frameworkVersion", "{156.28}"}, {"description", "line\nline"}, {"aspectRatio", 1.6}, {"templateImageData", Bytes{1, 2}},
-        {"portAttributes", Dictionary{{"in", Dictionary{{"name", "In"}}}}}, {"inputParameters", Dictionary{{"in", Dictionary{{"red", 0.2}, {"green", 0.4}, {"blue", 0.6}, {"alpha", 1.0}}}}},
+    const Dictionary state{
+        {"nodes",
+            Array{Dictionary{{"class", "QCMath"}, {"key", "a.b"},
+                      {"state",
+                          Dictionary{{"ivarInputPortStates", Dictionary{{"inputValue", port(2)}}},
+                              {"customInputPortStates",
+                                  Dictionary{{"operand_1", port(1.5)}, {"label", Dictionary{{"userInfo", Bytes{1}}}}}},
+                              {"systemInputPortStates", Dictionary{{"_enable", port(false)}}},
+                              {"userInfo", Bytes{4, 11}}, {"numberOfOperations", 1}}}},
+                Dictionary{{"class", "QCSplitter"}, {"key", " > "},
+                    {"state", Dictionary{{"portClass", "QCNumberPort"}, {"indexLabels", Array{"-", "#ffffff"}}}}},
+                Dictionary{{"class", "/v"}, {"key", "v"},
+                    {"state", Dictionary{{"customInputPortStates", Dictionary{{"Z ", port(std::nan(""))}}}}}},
+                Dictionary{{"class", "QCPatch"}, {"key", "m"}, {"state", Dictionary{{"nodes", Array{}}}}}}},
+        {"connections",
+            Dictionary{{"connection_7",
+                Dictionary{{"sourceNode", "a.b"}, {"sourcePort", "outputValue"}, {"destinationNode", " > "},
+                    {"destinationPort", "input"}}}}},
+        {"publishedInputPorts",
+            Array{Dictionary{{"key", "in"}, {"node", "a.b"}, {"port", "inputValue"},
+                {"state", Dictionary{{"userInfo", Bytes{9}}}}}}},
+        {"publishedOutputPorts",
+            Array{Dictionary{{"key", "out"}, {"node", " > "}, {"port", "output"}, {"state", Dictionary{}}}}}};
+    const Value list = Dictionary{{"frameworkVersion", "{156.28}"}, {"description", "line\nline"}, {"aspectRatio", 1.6},
+        {"templateImageData", Bytes{1, 2}}, {"portAttributes", Dictionary{{"in", Dictionary{{"name", "In"}}}}},
+        {"inputParameters",
+            Dictionary{{"in", Dictionary{{"red", 0.2}, {"green", 0.4}, {"blue", 0.6}, {"alpha", 1.0}}}}},
         {"rootPatch", Dictionary{{"class", "QCPatch"}, {"state", state}}},
-        {"virtualPatches", Dictionary{{"/v", Dictionary{{"frameworkVersion", "1"}, {"inputParameters", Dictionary{{"Z ", 3.0}}}, {"rootPatch", Dictionary{{"class", "QCPatch"},
-            {"state", Dictionary{{"nodes", Array{Dictionary{{"class", "QCTime"}, {"key", "t"}, {"state", Dictionary{{"timebase", "local"}}}}}}}}}}}}}}};
+        {"virtualPatches",
+            Dictionary{{"/v",
+                Dictionary{{"frameworkVersion", "1"}, {"inputParameters", Dictionary{{"Z ", 3.0}}},
+                    {"rootPatch",
+                        Dictionary{{"class", "QCPatch"},
+                            {"state",
+                                Dictionary{{"nodes",
+                                    Array{Dictionary{{"class", "QCTime"}, {"key", "t"},
+                                        {"state", Dictionary{{"timebase", "local"}}}}}}}}}}}}}}};
     const auto file = compositionOfPropertyList(list);
     ASSERT_TRUE(file);
     CompositionError error;

@@ -65,7 +65,8 @@ inline Value comparable(const Value& value)
     // Entries of published inputs of a definition's root may repeat the value of its parameters.
     const auto* root = members->count("rootPatch") ? members->at("rootPatch").dictionary() : nullptr;
     const auto* state = root && root->count("state") ? root->at("state").dictionary() : nullptr;
-    const auto* published = state && state->count("publishedInputPorts") ? state->at("publishedInputPorts").array() : nullptr;
+    const auto* published
+        = state && state->count("publishedInputPorts") ? state->at("publishedInputPorts").array() : nullptr;
     Dictionary parameters;
     for (std::size_t k = 0; published && k < published->size(); ++k) {
         const auto* entry = (*published)[k].dictionary();
@@ -122,7 +123,8 @@ inline std::string difference(const Value& a, const Value& b, const std::string&
     }
     if (a.array() && b.array() && a.array()->size() == b.array()->size()) {
         for (std::size_t k = 0; k < a.array()->size(); ++k) {
-            if (auto inner = difference((*a.array())[k], (*b.array())[k], path + "/" + std::to_string(k)); !inner.empty())
+            if (auto inner = difference((*a.array())[k], (*b.array())[k], path + "/" + std::to_string(k));
+                !inner.empty())
                 return inner;
         }
         return {};

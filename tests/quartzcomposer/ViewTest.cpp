@@ -54,9 +54,11 @@ struct View : testing::Test {
     }
     std::uint32_t pixel() const { return surface->memory.shown()->pixels.front(); }
 
-    const std::string still = R"({"inputs": {"color": "c.inputColor"}, "values": {"color": "#ff0000ff"}, "patches": {"c": {"class": "QCClear"}}})";
+    const std::string still
+        = R"({"inputs": {"color": "c.inputColor"}, "values": {"color": "#ff0000ff"}, "patches": {"c": {"class": "QCClear"}}})";
     // The red part is the time in tenths of a second.
-    const std::string moving = R"({"patches": {"t": {"class": "QCTime"}, "m": {"class": "QCExpression", "settings": {"expression": "t / 10"}},
+    const std::string moving
+        = R"({"patches": {"t": {"class": "QCTime"}, "m": {"class": "QCExpression", "settings": {"expression": "t / 10"}},
         "k": {"class": "QCColorFromComponents", "inputs": {"input2": 0, "input3": 0}}, "c": {"class": "QCClear"}},
         "connections": ["t.outputTime > m.t", "m.outputResult > k.input1", "k.outputColor > c.inputColor"]})";
     double timeShown() const { return (pixel() >> 16 & 255) / 25.5; }

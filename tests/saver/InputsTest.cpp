@@ -8,10 +8,8 @@
 #include <algorithm>
 #include <set>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;

@@ -15,8 +15,8 @@ std::string listed(const ScriptHeader& header)
     std::string text;
     for (const auto* list : {&header.outputs, &header.inputs}) {
         for (const auto& parameter : *list) {
-            text += (text.empty() || text.back() == '|' ? "" : ",") + std::string(1, kLetters[int(parameter.type)]) + ':'
-                + parameter.key;
+            text += (text.empty() || text.back() == '|' ? "" : ",") + std::string(1, kLetters[int(parameter.type)])
+                + ':' + parameter.key;
             if (parameter.arrayCount)
                 text += '[' + std::to_string(parameter.arrayCount) + ']';
         }
@@ -37,11 +37,14 @@ TEST(ScriptHeader, IsFoundWhereverItStands)
         {"function () main () {}", "|", "no ports"},
         {"function(__boolean a,__index b,__number c,__string d,__color e,__image f,__structure g,__virtual h)main(){}",
             "B:a,I:b,N:c,S:d,C:e,G:f,T:g,V:h|", "every type, no blanks"},
-        {"function\n(\n\t__number\tx,\r\n__number y)\nmain\n(__structure\nz)\n{", "N:x,N:y|T:z", "line breaks anywhere"},
+        {"function\n(\n\t__number\tx,\r\n__number y)\nmain\n(__structure\nz)\n{", "N:x,N:y|T:z",
+            "line breaks anywhere"},
         {"function (__number Z ) main (__number A , __number B)", nullptr, "no body"},
-        {"function (__number Z ) main (__number A , __number  B){", "N:Z |N:A ,N:B", "blanks behind a name belong to it"},
+        {"function (__number Z ) main (__number A , __number  B){", "N:Z |N:A ,N:B",
+            "blanks behind a name belong to it"},
         {"function (__number a[4]) main (__image tex[2], __number n) {", "N:a[4]|G:tex[2],N:n", "arrays"},
-        {"/* function (__number x) main (__number y) { */ function (__number a) main () {", "N:a|", "a comment before it"},
+        {"/* function (__number x) main (__number y) { */ function (__number a) main () {", "N:a|",
+            "a comment before it"},
         {"// function (__number x) main () {\nfunction (__number a) main () {", "N:a|", "a line comment before it"},
         {"var s = \"function (__number x) main () {\"; function (__number a) main () {", "N:a|", "a string before it"},
         {"var r = /[/\"]\"/; function (__number a) main () {", "N:a|", "a quote in a regular expression"},
@@ -79,11 +82,14 @@ TEST(ScriptHeader, TheTextBecomesPlainJavaScriptLineByLine)
     } const cases[] = {
         {"var n = 0;\nfunction (__number a,\n__number b) main (__number c , __string d[2])\n{\n return 1; }",
             "var n = 0;\nfunction main(c, d) {\n\n\n return 1; }"},
-        {"function () main () { __structure params = new Object(); }", "function main() { var params = new Object(); }"},
-        {"function () main () { for (__number i = 0; i < 3; i++) {} }", "function main() { for (var i = 0; i < 3; i++) {} }"},
+        {"function () main () { __structure params = new Object(); }",
+            "function main() { var params = new Object(); }"},
+        {"function () main () { for (__number i = 0; i < 3; i++) {} }",
+            "function main() { for (var i = 0; i < 3; i++) {} }"},
         {"function f(__number a, __string b) {} function () main () {}", "function f( a,  b) {} function main() {}"},
         {"function () main () { var __number a = 1, __number b; }", "function main() { var  a = 1,  b; }"},
-        {"function () main () { s = \"__number x\"; // __number y\n}", "function main() { s = \"__number x\"; // __number y\n}"},
+        {"function () main () { s = \"__number x\"; // __number y\n}",
+            "function main() { s = \"__number x\"; // __number y\n}"},
     };
     for (const auto& [text, source] : cases) {
         const auto header = parseScriptHeader(text);
@@ -102,8 +108,8 @@ TEST(ScriptHeader, HostileTextsTakeLinearTime)
         return text;
     };
     const auto start = std::chrono::steady_clock::now();
-    for (const char* piece : {"function(", "function (a", "function() main(", "function/**/", "(", "/", "'", "`\\", "/*",
-             "function (__number a,", "__number ", "\n//", "["})
+    for (const char* piece : {"function(", "function (a", "function() main(", "function/**/", "(", "/", "'", "`\\",
+             "/*", "function (__number a,", "__number ", "\n//", "["})
         EXPECT_FALSE(parseScriptHeader(repeated(piece))) << piece;
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
     EXPECT_FALSE(parseScriptHeader(std::string((1u << 20) + 1, ' ')));

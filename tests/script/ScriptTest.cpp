@@ -58,9 +58,22 @@ TEST(Script, ValuesComeBackAsTheyWentIn)
 {
     const auto image = std::make_shared<const int>(7);
     const ScriptValue values[] = {
-        ScriptValue(), true, false, 0, -1.5, 1e300, "", "text", "Gr\xC3\xBC\xC3\x9F" "e \xF0\x9F\x8E\xB5",
-        std::string("a\0b", 3), ScriptColor{0.25, 0.5, 0.75, 1}, ScriptHandle{image}, ScriptArray{},
-        ScriptArray{1, "two", ScriptArray{3}, ScriptValue()}, ScriptObject{},
+        ScriptValue(),
+        true,
+        false,
+        0,
+        -1.5,
+        1e300,
+        "",
+        "text",
+        "Gr\xC3\xBC\xC3\x9F"
+        "e \xF0\x9F\x8E\xB5",
+        std::string("a\0b", 3),
+        ScriptColor{0.25, 0.5, 0.75, 1},
+        ScriptHandle{image},
+        ScriptArray{},
+        ScriptArray{1, "two", ScriptArray{3}, ScriptValue()},
+        ScriptObject{},
         ScriptObject{{"z", 1}, {"a", ScriptObject{{"\xC3\xA9", "x"}, {"__proto__", 2}}}, {"", true}},
     };
     for (const auto& value : values)
@@ -72,7 +85,8 @@ TEST(Script, ValuesComeBackAsTheyWentIn)
 
 TEST(Script, ReadsMembersAndMakesStructures)
 {
-    const ScriptValue feed = ScriptObject{{"items", ScriptArray{ScriptObject{{"title", "One"}}, ScriptObject{{"title", "Two"}}}}};
+    const ScriptValue feed
+        = ScriptObject{{"items", ScriptArray{ScriptObject{{"title", "One"}}, ScriptObject{{"title", "Two"}}}}};
     EXPECT_EQ(valueOf("a.items.length", feed), ScriptValue(2));
     EXPECT_EQ(valueOf("a.items[1].title", feed), ScriptValue("Two"));
     EXPECT_EQ(valueOf("a.items.map(function(i) { return i.title.length; })", feed), ScriptValue(ScriptArray{3, 3}));
@@ -88,8 +102,9 @@ TEST(Script, ReadsMembersAndMakesStructures)
 TEST(Script, ParsesJSONByBothWays)
 {
     const ScriptValue json = R"({"n":null,"a":[[1,[2.5]],{}],"t":"\u00e9\ud83c\udfb5\n","big":1234567890123,"e":""})";
-    const ScriptValue expected = ScriptObject{{"n", {}}, {"a", ScriptArray{ScriptArray{1, ScriptArray{2.5}}, ScriptObject{}}},
-        {"t", "\xC3\xA9\xF0\x9F\x8E\xB5\n"}, {"big", 1234567890123.0}, {"e", ""}};
+    const ScriptValue expected
+        = ScriptObject{{"n", {}}, {"a", ScriptArray{ScriptArray{1, ScriptArray{2.5}}, ScriptObject{}}},
+            {"t", "\xC3\xA9\xF0\x9F\x8E\xB5\n"}, {"big", 1234567890123.0}, {"e", ""}};
     EXPECT_EQ(valueOf("JSON.parse(a)", json), expected);
     EXPECT_EQ(valueOf("eval('(' + a + ')')", json), expected);
     EXPECT_EQ(valueOf("JSON.stringify(JSON.parse(a).a)", json), ScriptValue("[[1,[2.5]],{}]"));
@@ -103,7 +118,8 @@ TEST(Script, OffersWhatCompositionsUseAndNothingOfTheHost)
     EXPECT_EQ(valueOf("new Date().getFullYear() > 2000"), ScriptValue(true));
     for (const char* name : {"ArrayBuffer", "SharedArrayBuffer", "Uint8Array", "Float64Array", "DataView", "Atomics",
              "WebAssembly", "WeakRef", "load", "require", "process", "read", "os", "Debugger"})
-        EXPECT_EQ(valueOf(std::string("typeof ") + name + " + ' ' + ('" + name + "' in this)"), ScriptValue("undefined false"))
+        EXPECT_EQ(valueOf(std::string("typeof ") + name + " + ' ' + ('" + name + "' in this)"),
+            ScriptValue("undefined false"))
             << name;
 }
 
@@ -166,7 +182,8 @@ TEST(Script, RunsThatNeverEndAreEndedAndTheThirdTimeIsTheLast)
         "'x'.replace(/x/, function() { while (true) {} })",
     };
     for (const char* body : bodies) {
-        auto script = compiled(std::string("var n = 0; function main(stop) { if (stop) return {n: ++n}; ") + body + " }", {250, 20});
+        auto script = compiled(
+            std::string("var n = 0; function main(stop) { if (stop) return {n: ++n}; ") + body + " }", {250, 20});
         const auto start = std::chrono::steady_clock::now();
         EXPECT_FALSE(script->run({false})) << body;
         EXPECT_THAT(script->message(), HasSubstr("longer than 20 ms")) << body;
@@ -193,7 +210,10 @@ long peakMebibytes()
             return std::stol(line.substr(6)) / 1024;
     return 0;
 }
-void resetPeak() { std::ofstream("/proc/self/clear_refs") << 5; }
+void resetPeak()
+{
+    std::ofstream("/proc/self/clear_refs") << 5;
+}
 
 TEST(Script, MemoryAndStackHaveAnEnd)
 {
@@ -217,7 +237,8 @@ TEST(Script, MemoryAndStackHaveAnEnd)
         "new RegExp(new Array(100000).join('('))",
     };
     for (const char* body : bodies) {
-        auto script = compiled(std::string("function main(stop) { if (stop) return {n: 1}; ") + body + " }", {250, 300});
+        auto script
+            = compiled(std::string("function main(stop) { if (stop) return {n: 1}; ") + body + " }", {250, 300});
         script->run({false});
         EXPECT_TRUE(script->run({true})) << body << ": " << script->message();
         EXPECT_LT(peakMebibytes(), before + 220) << body;
@@ -271,8 +292,9 @@ TEST(Script, AHandleCanOnlyBePassedOnAndIsLetGo)
     auto image = std::make_shared<const int>(1);
     const std::weak_ptr<const int> weak = image;
     {
-        auto script = compiled("var kept; function main(a) { if (a) kept = a; a = 5; return {keys: Object.keys(kept).length,"
-                               "text: String(kept), r: kept}; }");
+        auto script
+            = compiled("var kept; function main(a) { if (a) kept = a; a = 5; return {keys: Object.keys(kept).length,"
+                       "text: String(kept), r: kept}; }");
         script->run({ScriptHandle{image}});
         const auto result = script->run({ScriptValue()});
         EXPECT_EQ(*result, (ScriptObject{{"keys", 0}, {"text", "[object Object]"}, {"r", ScriptHandle{image}}}));

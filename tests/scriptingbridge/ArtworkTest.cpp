@@ -13,10 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 std::optional<std::string> fetched(const std::string& address)
 {

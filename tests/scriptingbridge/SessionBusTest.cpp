@@ -17,10 +17,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 using namespace std::chrono_literals;
 using Variants = std::map<std::string, sdbus::Variant>;

@@ -33,7 +33,8 @@ TEST(ForkedDisplays, TellsHowEachChildEnded)
     ForkedDisplays displays(
         in.loop,
         [&](const std::string& display, bool fallback) {
-            return std::vector<std::string>{"sh", "-c", fallback ? "exit 7" : "exec 2>/dev/null; " + commands.at(display)};
+            return std::vector<std::string>{
+                "sh", "-c", fallback ? "exit 7" : "exec 2>/dev/null; " + commands.at(display)};
         },
         "/bin/sh");
     std::map<std::string, int> ends;
@@ -67,7 +68,11 @@ TEST(ForkedDisplays, AChildHearsSignalsThatItsParentTakesForItself)
     int heard = 0;
     HostSignals signals(in.loop, [&](int signal) { heard = signal; });
     ForkedDisplays displays(
-        in.loop, [](const std::string&, bool) { return std::vector<std::string>{"sleep", "60"}; }, "/bin/sleep");
+        in.loop,
+        [](const std::string&, bool) {
+            return std::vector<std::string>{"sleep", "60"};
+        },
+        "/bin/sleep");
     int status = 0;
     displays.onExit = [&](const std::string&, int end) { status = end; };
     ASSERT_TRUE(displays.start("a", false));

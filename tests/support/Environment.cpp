@@ -11,3 +11,6 @@ const int prepared = [] {
 }();
 
 } // namespace
+
+// The list of fonts is read once and lives as long as the process.
+extern "C" __attribute__((visibility("default"), used)) const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }

@@ -6,8 +6,7 @@
 #include <memory>
 #include <string>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // A player in the test's hand.
 class FakePlayer final : public SBApplication

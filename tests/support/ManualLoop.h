@@ -4,8 +4,7 @@
 
 #include <algorithm>
 
-namespace vitrel
-{
+namespace vitrel {
 
 struct ManualLoop {
     ManualClock clock;

@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 
-namespace vitrel
-{
-namespace
-{
+namespace vitrel {
+namespace {
 
 template <class Print> std::string printed(Print print)
 {

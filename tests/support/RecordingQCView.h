@@ -10,8 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // What all QCViews of a test share: the files that load with their inputs, and the log of what was asked of them.
 struct Composer {
@@ -27,8 +26,7 @@ public:
     explicit RecordingQCView(Composer& composer)
         : composer_(composer)
         , number_(++composer.made)
-    {
-    }
+    { }
 
     bool loadCompositionFromFile(const std::string& path) override
     {

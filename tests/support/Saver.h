@@ -9,8 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // A whole saver on a manual clock, with compositions that only say what they are asked.
 struct Saver : TestSurroundings {

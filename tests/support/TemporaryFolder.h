@@ -10,8 +10,7 @@
 
 #include <stdlib.h>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // A folder that goes with its contents when the test ends.
 class TemporaryFolder

@@ -11,8 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace vitrel
-{
+namespace vitrel {
 
 // Surroundings with everything in the test's hand: time, queues, settings that nobody else sees, and a bundle whose
 // files the test writes. Nothing of it touches the user's own.

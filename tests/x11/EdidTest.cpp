@@ -14,7 +14,8 @@ Bytes edid()
     std::copy(head.begin(), head.end(), bytes.begin());
     bytes[54] = 1; // a timing, whose fourth byte may look like a name
     bytes[57] = 0xFC;
-    const std::string name = std::string("\0\0\0\xFC\0", 5) + "DELL U2720Q\n ", serial = std::string("\0\0\0\xFF\0", 5) + "0123456789AB ";
+    const std::string name = std::string("\0\0\0\xFC\0", 5) + "DELL U2720Q\n ",
+                      serial = std::string("\0\0\0\xFF\0", 5) + "0123456789AB ";
     std::copy(name.begin(), name.end(), bytes.begin() + 72);
     std::copy(serial.begin(), serial.end(), bytes.begin() + 108);
     bytes[127] = std::uint8_t(-std::accumulate(bytes.begin(), bytes.end(), 0u));

@@ -23,7 +23,8 @@ protected:
         ASSERT_TRUE(connection_);
         other_ = XOpenDisplay(server_->display().c_str());
         ASSERT_TRUE(other_);
-        XSetIOErrorExitHandler(other_, [](Display*, void*) {}, nullptr);
+        XSetIOErrorExitHandler(
+            other_, [](Display*, void*) {}, nullptr);
     }
     ~X11() override
     {
@@ -73,14 +74,16 @@ protected:
             return false;
         for (int y = 0; y < surface.height(); ++y)
             for (int x = 0; x < surface.width(); ++x)
-                memory.pixels[std::size_t(y) * memory.wordsPerRow + std::size_t(x)] = y == 0 && x == 0 ? 0xFFFFFFFF : colour;
+                memory.pixels[std::size_t(y) * memory.wordsPerRow + std::size_t(x)]
+                    = y == 0 && x == 0 ? 0xFFFFFFFF : colour;
         surface.present();
         return turnUntil([&] { return surface.wantsFrame(); });
     }
 
     Window foreignWindow(int width, int height)
     {
-        const Window window = XCreateSimpleWindow(other_, DefaultRootWindow(other_), 0, 0, unsigned(width), unsigned(height), 0, 0, 0);
+        const Window window
+            = XCreateSimpleWindow(other_, DefaultRootWindow(other_), 0, 0, unsigned(width), unsigned(height), 0, 0, 0);
         XMapWindow(other_, window);
         XSync(other_, False);
         return window;
@@ -279,7 +282,8 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
         int dismissed = 0;
         window->onDismissed = [&] { ++dismissed; };
         ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
-        EXPECT_EQ(XGrabPointer(other_, DefaultRootWindow(other_), False, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime),
+        EXPECT_EQ(XGrabPointer(other_, DefaultRootWindow(other_), False, 0, GrabModeAsync, GrabModeAsync, None, None,
+                      CurrentTime),
             AlreadyGrabbed);
         for (const int x : {102, 108, 110, 95}) {
             XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, x, 100);
@@ -326,7 +330,9 @@ TEST_F(X11, MonitorsHaveStableNumbersAndAWindowIsOnOneOfThem)
     if (left == &monitors[0]) {
         EXPECT_EQ(right->screen.frame.origin, (NSPoint{300, 200})) << "y upwards from the first one's lower edge";
     }
-    const auto number = [](const X11Monitor& monitor) { return *monitor.screen.deviceDescription.at("NSScreenNumber").as<std::int64_t>(); };
+    const auto number = [](const X11Monitor& monitor) {
+        return *monitor.screen.deviceDescription.at("NSScreenNumber").as<std::int64_t>();
+    };
     EXPECT_NE(number(*left), number(*right));
     EXPECT_GT(number(*left), 0);
     EXPECT_EQ(number(x11Monitors(*connection_)[0]), number(monitors[0]));

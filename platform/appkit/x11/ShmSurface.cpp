@@ -16,8 +16,7 @@ namespace vitrel {
 struct ShmSurface::Image {
     explicit Image(X11Connection& connection)
         : connection(connection)
-    {
-    }
+    { }
     ~Image()
     {
         if (!image)
@@ -37,8 +36,7 @@ struct ShmSurface::Image {
     bool outstanding = false; // the server hasn't said yet that it has read it
 };
 
-ShmSurface::ShmSurface(
-    std::shared_ptr<X11Connection> connection, unsigned long window, std::function<bool()> isVisible)
+ShmSurface::ShmSurface(std::shared_ptr<X11Connection> connection, unsigned long window, std::function<bool()> isVisible)
     : connection_(std::move(connection))
     , window_(window)
     , isVisible_(std::move(isVisible))
@@ -155,8 +153,7 @@ bool ShmSurface::makeImage(std::unique_ptr<Image>& held)
     if (!made->image)
         return false;
     made->image->byte_order = std::endian::native == std::endian::little ? LSBFirst : MSBFirst;
-    made->image->data
-        = static_cast<char*>(std::calloc(std::size_t(made->image->bytes_per_line), std::size_t(height_)));
+    made->image->data = static_cast<char*>(std::calloc(std::size_t(made->image->bytes_per_line), std::size_t(height_)));
     if (!made->image->data)
         return false;
     held = std::move(made);

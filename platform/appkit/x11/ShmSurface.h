@@ -44,12 +44,12 @@ private:
     std::function<bool()> isVisible_;
     int listener_ = 0;
     int width_ = 0, height_ = 0, depth_ = 0;
-    void* visual_ = nullptr;  // Visual*
+    void* visual_ = nullptr; // Visual*
     void* context_ = nullptr; // GC
     bool shared_ = false, direct_ = false, drawable_ = false, closed_ = false, black_ = false;
     std::array<std::unique_ptr<Image>, 2> images_;
-    int next_ = 0;    // the image that frameMemory gave, or will give
-    int shown_ = -1;  // the image shown last; -1 before the first
+    int next_ = 0; // the image that frameMemory gave, or will give
+    int shown_ = -1; // the image shown last; -1 before the first
     std::vector<std::uint32_t> frame_; // where the pixels are of another kind
 };
 

@@ -66,8 +66,7 @@ std::shared_ptr<X11Connection> X11Connection::open(RunLoop& loop, const std::str
 
 X11Connection::X11Connection(RunLoop& loop)
     : loop_(loop)
-{
-}
+{ }
 
 bool X11Connection::connect(const std::string& displayName)
 {
@@ -134,12 +133,14 @@ bool X11Connection::isPoweredOff()
 
 int X11Connection::listen(unsigned long window, std::function<void(const void*)> handler)
 {
-    listeners_[nextListener_]
-        = {window, std::make_shared<std::function<void(const void*)>>(std::move(handler))};
+    listeners_[nextListener_] = {window, std::make_shared<std::function<void(const void*)>>(std::move(handler))};
     return nextListener_++;
 }
 
-void X11Connection::unlisten(int listener) { listeners_.erase(listener); }
+void X11Connection::unlisten(int listener)
+{
+    listeners_.erase(listener);
+}
 
 void X11Connection::flush()
 {

@@ -7,7 +7,10 @@
 
 namespace vitrel {
 
-inline Display* displayOf(const X11Connection& connection) { return static_cast<Display*>(connection.display()); }
+inline Display* displayOf(const X11Connection& connection)
+{
+    return static_cast<Display*>(connection.display());
+}
 
 // While it lives, nothing asked for has an error that counts: used around what may fail by design.
 class X11ErrorTrap
@@ -16,8 +19,7 @@ public:
     explicit X11ErrorTrap(X11Connection& connection)
         : connection_(connection)
         , before_(connection.errors())
-    {
-    }
+    { }
     // Waits for the server's answer to all that was asked. True if any of it failed.
     bool failed()
     {

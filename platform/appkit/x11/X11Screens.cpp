@@ -23,8 +23,8 @@ Bytes edidOf(Display* display, RROutput output)
     unsigned char* data = nullptr;
     Bytes bytes;
     if (property
-        && XRRGetOutputProperty(display, output, property, 0, kMostEdid / 4, False, False, AnyPropertyType, &type, &format,
-               &count, &left, &data)
+        && XRRGetOutputProperty(display, output, property, 0, kMostEdid / 4, False, False, AnyPropertyType, &type,
+               &format, &count, &left, &data)
             == Success
         && format == 8 && data)
         bytes.assign(data, data + count);
@@ -85,7 +85,8 @@ std::vector<X11Monitor> x11Monitors(X11Connection& connection)
             XFree(name);
         }
         const RROutput output = info.noutput > 0 ? info.outputs[0] : 0;
-        describe(monitor, output ? edidOf(display, output) : Bytes{}, output ? outputName(display, resources, output) : "");
+        describe(
+            monitor, output ? edidOf(display, output) : Bytes{}, output ? outputName(display, resources, output) : "");
         monitors.insert(info.primary ? monitors.begin() : monitors.end(), std::move(monitor));
     }
     if (infos)
@@ -118,8 +119,8 @@ const X11Monitor* x11MonitorOfWindow(
     int x = 0, y = 0;
     Window child = 0;
     if (!XGetWindowAttributes(display, window, &attributes)
-        || !XTranslateCoordinates(display, window, connection.rootWindow(), attributes.width / 2, attributes.height / 2,
-            &x, &y, &child))
+        || !XTranslateCoordinates(
+            display, window, connection.rootWindow(), attributes.width / 2, attributes.height / 2, &x, &y, &child))
         return nullptr;
     connection.flush();
     const auto place = std::find_if(monitors.begin(), monitors.end(), [&](const X11Monitor& monitor) {
@@ -144,8 +145,8 @@ unsigned long x11VirtualRoot(X11Connection& connection)
             int format = 0;
             unsigned long items = 0, left = 0;
             unsigned char* data = nullptr;
-            if (XGetWindowProperty(display, children[k], property, 0, 1, False, XA_WINDOW, &type, &format, &items, &left,
-                    &data)
+            if (XGetWindowProperty(
+                    display, children[k], property, 0, 1, False, XA_WINDOW, &type, &format, &items, &left, &data)
                     == Success
                 && type == XA_WINDOW && format == 32 && items == 1)
                 found = *reinterpret_cast<const unsigned long*>(data);

@@ -31,8 +31,7 @@ constexpr long kInputMask = KeyPressMask | ButtonPressMask | PointerMotionMask;
 X11Window::X11Window(std::shared_ptr<X11Connection> connection, Kind kind)
     : connection_(std::move(connection))
     , kind_(kind)
-{
-}
+{ }
 
 std::unique_ptr<X11Window> X11Window::open(
     std::shared_ptr<X11Connection> connection, const std::string& title, int width, int height, const Bitmap* icon)
@@ -77,8 +76,7 @@ std::unique_ptr<X11Window> X11Window::adopt(std::shared_ptr<X11Connection> conne
     window->width_ = attributes.width;
     window->height_ = attributes.height;
     window->mapped_ = attributes.map_state != IsUnmapped;
-    window->listener_
-        = connection->listen(number, [raw = window.get()](const void* event) { raw->handle(event); });
+    window->listener_ = connection->listen(number, [raw = window.get()](const void* event) { raw->handle(event); });
     return window;
 }
 
@@ -110,10 +108,11 @@ bool X11Window::create(int x, int y, int width, int height)
     attributes.background_pixel = BlackPixel(display, DefaultScreen(display));
     attributes.border_pixel = attributes.background_pixel;
     attributes.override_redirect = kind_ == Kind::Covering;
-    attributes.event_mask = StructureNotifyMask | ExposureMask | VisibilityChangeMask
-        | (kind_ == Kind::Covering ? kInputMask : 0);
+    attributes.event_mask
+        = StructureNotifyMask | ExposureMask | VisibilityChangeMask | (kind_ == Kind::Covering ? kInputMask : 0);
     window_ = XCreateWindow(display, connection_->rootWindow(), x, y, unsigned(width_), unsigned(height_), 0,
-        CopyFromParent, InputOutput, nullptr, CWBackPixel | CWBorderPixel | CWOverrideRedirect | CWEventMask, &attributes);
+        CopyFromParent, InputOutput, nullptr, CWBackPixel | CWBorderPixel | CWOverrideRedirect | CWEventMask,
+        &attributes);
     listener_ = connection_->listen(window_, [this](const void* event) { handle(event); });
     return connection_->isAlive();
 }
@@ -311,9 +310,8 @@ void X11Window::coverMonitor(const X11Monitor& monitor)
 
 std::unique_ptr<Surface> X11Window::makeSurface()
 {
-    return std::make_unique<ShmSurface>(connection_, window_, [this, alive = std::weak_ptr(alive_)] {
-        return alive.lock() && isVisible();
-    });
+    return std::make_unique<ShmSurface>(
+        connection_, window_, [this, alive = std::weak_ptr(alive_)] { return alive.lock() && isVisible(); });
 }
 
 } // namespace vitrel

@@ -18,8 +18,8 @@ class X11Window
 {
 public:
     // An ordinary window with a title, shown at once. `icon` may be null. Null if the server has gone.
-    static std::unique_ptr<X11Window> open(std::shared_ptr<X11Connection> connection, const std::string& title, int width,
-        int height, const Bitmap* icon = nullptr);
+    static std::unique_ptr<X11Window> open(std::shared_ptr<X11Connection> connection, const std::string& title,
+        int width, int height, const Bitmap* icon = nullptr);
     // Covers `monitor`, black, above everything, with no cursor; keys and pointer are grabbed as soon as nobody else
     // has them. Only this kind can be dismissed.
     static std::unique_ptr<X11Window> cover(std::shared_ptr<X11Connection> connection, const X11Monitor& monitor);

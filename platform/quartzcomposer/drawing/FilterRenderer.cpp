@@ -30,7 +30,8 @@ Bitmap halved(const Bitmap& from)
     for (int y = 0; y < out.height; ++y) {
         for (int x = 0; x < out.width; ++x) {
             std::uint32_t even = 0x00020002, odd = 0x00020002; // two channels each, rounded
-            for (const std::uint32_t p : {at(2 * x, 2 * y), at(2 * x + 1, 2 * y), at(2 * x, 2 * y + 1), at(2 * x + 1, 2 * y + 1)}) {
+            for (const std::uint32_t p :
+                {at(2 * x, 2 * y), at(2 * x + 1, 2 * y), at(2 * x, 2 * y + 1), at(2 * x + 1, 2 * y + 1)}) {
                 even += p & 0x00FF00FF;
                 odd += p >> 8 & 0x00FF00FF;
             }
@@ -41,9 +42,15 @@ Bitmap halved(const Bitmap& from)
     return out;
 }
 
-int pixels(double length) { return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, double(kMaxSide))); }
+int pixels(double length)
+{
+    return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, double(kMaxSide)));
+}
 
-bool sameGeneration(const TextureRef& texture) { return texture && GLContext::current() && texture->generation() == GLContext::current()->generation(); }
+bool sameGeneration(const TextureRef& texture)
+{
+    return texture && GLContext::current() && texture->generation() == GLContext::current()->generation();
+}
 
 } // namespace
 
@@ -151,7 +158,8 @@ FilterRenderer::Piece FilterRenderer::computed(const FilteredImage& image, const
             return {};
         numbers = {t.d / det, -t.b / det, -t.c / det, t.a / det, t.tx, t.ty};
     }
-    return run(program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), numbers, image.colors);
+    return run(
+        program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), numbers, image.colors);
 }
 
 // In two passes on a copy that is small enough for a few taps to do.
@@ -167,7 +175,8 @@ FilterRenderer::Piece FilterRenderer::blurred(const FilteredImage& image, const 
         return run(program("copy"), {input}, wanted, pixels(wanted.width), pixels(wanted.height), {}, {});
     const double reduction = std::max(1.0, sigma / 2.5);
     for (double done = 1; done * 2 <= reduction; done *= 2) // by halves, so that no pixel is passed over
-        input = run(program("copy"), {input}, input.covers, std::max(1, input.texture->width() / 2), std::max(1, input.texture->height() / 2), {}, {});
+        input = run(program("copy"), {input}, input.covers, std::max(1, input.texture->width() / 2),
+            std::max(1, input.texture->height() / 2), {}, {});
     const int width = pixels(wanted.width / reduction), height = pixels(wanted.height / reduction);
     const Piece across = run(program("blur"), {input}, wanted, width, height, {sigma, 1, 0}, {});
     return run(program("blur"), {across}, wanted, width, height, {sigma, 0, 1}, {});
@@ -184,8 +193,8 @@ const Program& FilterRenderer::program(const std::string& filter)
     return *slot;
 }
 
-FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vector<Piece>& inputs, const Extent& covers,
-    int width, int height, const std::vector<double>& numbers, const std::vector<NSColor>& colors)
+FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vector<Piece>& inputs,
+    const Extent& covers, int width, int height, const std::vector<double>& numbers, const std::vector<NSColor>& colors)
 {
     if (++passes_ > kMaxPasses)
         return {};
@@ -200,7 +209,8 @@ FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vec
     glColorMask(true, true, true, true);
     program.use();
     const auto place = [](int uniform, const Extent& e) {
-        glUniform4f(uniform, static_cast<float>(e.x), static_cast<float>(e.y), static_cast<float>(e.width), static_cast<float>(e.height));
+        glUniform4f(uniform, static_cast<float>(e.x), static_cast<float>(e.y), static_cast<float>(e.width),
+            static_cast<float>(e.height));
     };
     place(program.uniform("covers"), covers);
     for (std::size_t k = 0; k < 3; ++k) {
@@ -219,8 +229,8 @@ FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vec
         glUniform1f(program.uniform("n[" + std::to_string(k) + "]"), static_cast<float>(numbers[k]));
     for (std::size_t k = 0; k < colors.size(); ++k) {
         const NSColor& c = colors[k];
-        glUniform4f(program.uniform("c[" + std::to_string(k) + "]"), static_cast<float>(c.red * c.alpha), static_cast<float>(c.green * c.alpha),
-            static_cast<float>(c.blue * c.alpha), static_cast<float>(c.alpha));
+        glUniform4f(program.uniform("c[" + std::to_string(k) + "]"), static_cast<float>(c.red * c.alpha),
+            static_cast<float>(c.green * c.alpha), static_cast<float>(c.blue * c.alpha), static_cast<float>(c.alpha));
     }
     glBindVertexArray(vertexArray_);
     glDrawArrays(GL_TRIANGLES, 0, 3);

@@ -26,12 +26,15 @@ constexpr Row kRows[] = {
         "float from = max(c - s * 0.5, dot(first, axis)), to = min(c + s * 0.5, dot(last, axis));"
         "if (to > from) sum += w * (to - from) / s * at(0, row + axis * (from + to) * 0.5); all += w; }"
         "return sum * part / all;"},
-    {"CIAffineTransform", "vec2 p = d - vec2(n[4], n[5]); return at(0, vec2(n[0] * p.x + n[2] * p.y, n[1] * p.x + n[3] * p.y));"},
+    {"CIAffineTransform",
+        "vec2 p = d - vec2(n[4], n[5]); return at(0, vec2(n[0] * p.x + n[2] * p.y, n[1] * p.x + n[3] * p.y));"},
     {"CIAffineClamp",
         "vec2 p = d - vec2(n[4], n[5]); p = vec2(n[0] * p.x + n[2] * p.y, n[1] * p.x + n[3] * p.y);"
         "return at(0, clamp(p, extent0.xy + 0.5, extent0.xy + extent0.zw - 0.5));"},
     {"CIConstantColorGenerator", "return c[0];"},
-    {"CIRadialGradient", "float t = (distance(d, vec2(n[0], n[1])) - n[2]) / max(n[3] - n[2], 1e-4); return dithered(mix(c[0], c[1], clamp(t, 0.0, 1.0)));"},
+    {"CIRadialGradient",
+        "float t = (distance(d, vec2(n[0], n[1])) - n[2]) / max(n[3] - n[2], 1e-4); return dithered(mix(c[0], c[1], "
+        "clamp(t, 0.0, 1.0)));"},
     {"CIGaussianGradient",
         "float r = distance(d, vec2(n[0], n[1])) / max(n[2], 1e-4);"
         "return dithered(mix(c[1], c[0], max(0.0, (exp(-4.5 * r * r) - 0.0111) / 0.9889)));"},
@@ -80,14 +83,18 @@ constexpr Row kRows[] = {
         "vec4 s = straight(at(0, d)); float g = dot(s.rgb, vec3(0.2126, 0.7152, 0.0722));"
         "s.rgb = mix(s.rgb, straight(c[0]).rgb * g, n[0]); return premultiplied(s);"},
     {"CISepiaTone",
-        "vec4 s = straight(at(0, d)); vec3 t = vec3(dot(s.rgb, vec3(0.393, 0.769, 0.189)), dot(s.rgb, vec3(0.349, 0.686, 0.168)),"
+        "vec4 s = straight(at(0, d)); vec3 t = vec3(dot(s.rgb, vec3(0.393, 0.769, 0.189)), dot(s.rgb, vec3(0.349, "
+        "0.686, 0.168)),"
         "dot(s.rgb, vec3(0.272, 0.534, 0.131))); s.rgb = mix(s.rgb, t, n[0]); return premultiplied(s);"},
-    {"CIFalseColor", "vec4 s = straight(at(0, d)); return mix(c[0], c[1], dot(s.rgb, vec3(0.2126, 0.7152, 0.0722))) * s.a;"},
-    {"CIPixellate", "vec2 m = vec2(n[0], n[1]); float s = max(n[2], 1.0); return at(0, (floor((d - m) / s) + 0.5) * s + m);"},
+    {"CIFalseColor",
+        "vec4 s = straight(at(0, d)); return mix(c[0], c[1], dot(s.rgb, vec3(0.2126, 0.7152, 0.0722))) * s.a;"},
+    {"CIPixellate",
+        "vec2 m = vec2(n[0], n[1]); float s = max(n[2], 1.0); return at(0, (floor((d - m) / s) + 0.5) * s + m);"},
     {"CIKaleidoscope",
         "vec2 p = d - vec2(n[0], n[1]); float k = max(floor(n[2]), 1.0), w = 6.28318531 / k, a = atan(p.y, p.x) - n[3];"
         "a = abs(mod(a + w * 0.5, w) - w * 0.5) + n[3]; p = vec2(n[0], n[1]) + length(p) * vec2(cos(a), sin(a));"
-        "vec2 q = abs(mod((p - extent0.xy) / extent0.zw, 2.0) - 1.0); return at(0, extent0.xy + (1.0 - q) * extent0.zw);"},
+        "vec2 q = abs(mod((p - extent0.xy) / extent0.zw, 2.0) - 1.0); return at(0, extent0.xy + (1.0 - q) * "
+        "extent0.zw);"},
     {"CIDissolveTransition", "return mix(at(0, d), at(1, d), clamp(n[0], 0.0, 1.0));"},
 };
 

@@ -18,6 +18,8 @@ enum Variant : unsigned { kTextured = 1, kColored = 2, kMasked = 4, kAlphaTested
 
 // Gathered corners; more are sent on their own.
 constexpr std::size_t kMaxGathered = 60'000;
+// Bytes of corners that the driver may keep for later; no frame that is meant to be seen has as many.
+constexpr std::size_t kMaxSent = 32u << 20;
 
 // The colour comes first among what the shaders hand on: Mesa 22's fast path for rectangles takes the varyings in this
 // order whatever the fragment shader says, and draws rainbows otherwise.
@@ -32,7 +34,8 @@ void main() {
 
 std::string fragmentShader(unsigned variant)
 {
-    std::string text = "in vec4 tint; in vec2 at; out vec4 result; uniform sampler2D image; uniform sampler2D mask;\nvoid main() {\n";
+    std::string text = "in vec4 tint; in vec2 at; out vec4 result; uniform sampler2D image; uniform sampler2D "
+                       "mask;\nvoid main() {\n";
     text += variant & kTextured ? "vec4 c = texture(image, at);\n" : "vec4 c = vec4(1.0);\n";
     if (variant & kColored)
         text += "c *= tint;\n";
@@ -43,7 +46,10 @@ std::string fragmentShader(unsigned variant)
     return text + "result = c; }";
 }
 
-bool opaqueWhite(const CanvasVertex& v) { return v.color[0] == 1 && v.color[1] == 1 && v.color[2] == 1 && v.color[3] == 1; }
+bool opaqueWhite(const CanvasVertex& v)
+{
+    return v.color[0] == 1 && v.color[1] == 1 && v.color[2] == 1 && v.color[3] == 1;
+}
 
 bool finite(const CanvasVertex& v)
 {
@@ -77,7 +83,8 @@ bool GLCanvas::begin(int width, int height, bool depth)
     glBindBuffer(GL_ARRAY_BUFFER, buffer_);
     const auto attribute = [](unsigned index, int size, std::size_t offset) {
         glEnableVertexAttribArray(index);
-        glVertexAttribPointer(index, size, GL_FLOAT, GL_FALSE, sizeof(CanvasVertex), reinterpret_cast<const void*>(offset));
+        glVertexAttribPointer(
+            index, size, GL_FLOAT, GL_FALSE, sizeof(CanvasVertex), reinterpret_cast<const void*>(offset));
     };
     attribute(0, 4, offsetof(CanvasVertex, position));
     attribute(1, 2, offsetof(CanvasVertex, texture));
@@ -169,8 +176,10 @@ void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8
     glColorMask(colorMask & 1, colorMask & 2, colorMask & 4, colorMask & 8);
     glDepthMask(true);
     const auto part = [&](double c) { return static_cast<float>(std::clamp(c * straight.alpha, 0.0, 1.0)); };
-    glClearColor(part(straight.red), part(straight.green), part(straight.blue), static_cast<float>(std::clamp(straight.alpha, 0.0, 1.0)));
-    glClear((color ? static_cast<unsigned>(GL_COLOR_BUFFER_BIT) : 0u) | (depth ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
+    glClearColor(part(straight.red), part(straight.green), part(straight.blue),
+        static_cast<float>(std::clamp(straight.alpha, 0.0, 1.0)));
+    glClear((color ? static_cast<unsigned>(GL_COLOR_BUFFER_BIT) : 0u)
+        | (depth ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
 }
 
 void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint)
@@ -179,7 +188,8 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
         return;
     State state;
     if (paint.image) {
-        state.texture = filters_->texture(paint.image, width(), height(), texelsPerPixel(vertices, paint.image->extent()));
+        state.texture
+            = filters_->texture(paint.image, width(), height(), texelsPerPixel(vertices, paint.image->extent()));
         if (!state.texture)
             return;
         state.variant |= kTextured;
@@ -224,14 +234,16 @@ double GLCanvas::texelsPerPixel(std::span<const CanvasVertex> v, const Extent& e
     double least = 1e9;
     for (const int k : {1, 2}) {
         const auto a = pixels(v[k - 1]), b = pixels(v[k]);
-        const double texels = std::hypot((v[k].texture[0] - v[k - 1].texture[0]) * extent.width, (v[k].texture[1] - v[k - 1].texture[1]) * extent.height);
+        const double texels = std::hypot((v[k].texture[0] - v[k - 1].texture[0]) * extent.width,
+            (v[k].texture[1] - v[k - 1].texture[1]) * extent.height);
         least = std::min(least, texels / std::max(std::hypot(b[0] - a[0], b[1] - a[1]), 1e-3));
     }
     return least;
 }
 
 // Lines and points as rectangles, since the core profile promises lines of one pixel only.
-std::vector<CanvasVertex> GLCanvas::widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const
+std::vector<CanvasVertex> GLCanvas::widened(
+    Primitive primitive, std::span<const CanvasVertex> vertices, float size) const
 {
     std::vector<CanvasVertex> out;
     const float halfX = size / static_cast<float>(width()), halfY = size / static_cast<float>(height());
@@ -247,15 +259,18 @@ std::vector<CanvasVertex> GLCanvas::widened(Primitive primitive, std::span<const
             continue;
         float acrossX = halfX, acrossY = 0, alongX = 0, alongY = halfY;
         if (primitive == Primitive::Lines) {
-            const float x = (b.position[0] / b.position[3] - a.position[0] / a.position[3]) * static_cast<float>(width()),
-                        y = (b.position[1] / b.position[3] - a.position[1] / a.position[3]) * static_cast<float>(height()),
-                        length = std::max(std::hypot(x, y), 1e-6f);
+            const float x
+                = (b.position[0] / b.position[3] - a.position[0] / a.position[3]) * static_cast<float>(width()),
+                y = (b.position[1] / b.position[3] - a.position[1] / a.position[3]) * static_cast<float>(height()),
+                length = std::max(std::hypot(x, y), 1e-6f);
             acrossX = -y / length * halfX;
             acrossY = x / length * halfY;
             alongX = alongY = 0;
         }
-        const CanvasVertex p = moved(a, -acrossX - alongX, -acrossY - alongY), q = moved(b, -acrossX + alongX, -acrossY + alongY),
-                           r = moved(b, acrossX + alongX, acrossY + alongY), s = moved(a, acrossX - alongX, acrossY - alongY);
+        const CanvasVertex p = moved(a, -acrossX - alongX, -acrossY - alongY),
+                           q = moved(b, -acrossX + alongX, -acrossY + alongY),
+                           r = moved(b, acrossX + alongX, acrossY + alongY),
+                           s = moved(a, acrossX - alongX, acrossY - alongY);
         out.insert(out.end(), {p, q, r, p, r, s});
     }
     return out;
@@ -318,9 +333,15 @@ void GLCanvas::flush()
     apply(state_);
     glBindVertexArray(vertexArray_);
     glBindBuffer(GL_ARRAY_BUFFER, buffer_);
-    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(gathered_.size() * sizeof(CanvasVertex)), gathered_.data(), GL_STREAM_DRAW);
+    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(gathered_.size() * sizeof(CanvasVertex)), gathered_.data(),
+        GL_STREAM_DRAW);
     glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(gathered_.size()));
     ++drawCalls_;
+    sent_ += gathered_.size() * sizeof(CanvasVertex);
+    if (sent_ > kMaxSent) {
+        glFinish();
+        sent_ = 0;
+    }
     gathered_.clear();
     state_ = {};
 }
@@ -365,7 +386,8 @@ void GLCanvas::readInto(std::uint32_t* pixels, std::size_t wordsPerRow)
     flush();
     glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
     glPixelStorei(GL_PACK_ROW_LENGTH, static_cast<GLint>(wordsPerRow));
-    glReadPixels(0, 0, targets_.front().texture->width(), targets_.front().texture->height(), GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, pixels);
+    glReadPixels(0, 0, targets_.front().texture->width(), targets_.front().texture->height(), GL_BGRA,
+        GL_UNSIGNED_INT_8_8_8_8_REV, pixels);
     glPixelStorei(GL_PACK_ROW_LENGTH, 0);
 }
 

@@ -32,7 +32,8 @@ public:
     bool resize(int width, int height);
     // Draws what has been gathered and copies the outermost target's pixels; `wordsPerRow` of the memory.
     void readInto(std::uint32_t* pixels, std::size_t wordsPerRow);
-    // Draws what has been gathered and copies the outermost target into a framebuffer that has its origin at the bottom.
+    // Draws what has been gathered and copies the outermost target into a framebuffer that has its origin at the
+    // bottom.
     void showIn(unsigned framebuffer, int width, int height);
     // False once the context that it was made on is gone.
     bool valid() const;
@@ -76,6 +77,7 @@ private:
     std::vector<CanvasVertex> gathered_;
     bool depth_ = false;
     std::uint64_t generation_ = 0, drawCalls_ = 0;
+    std::size_t sent_ = 0; // bytes since the driver last had to finish
 };
 
 } // namespace vitrel::qc

@@ -56,7 +56,10 @@ Program::~Program()
         glDeleteProgram(name_);
 }
 
-void Program::use() const { glUseProgram(name_); }
+void Program::use() const
+{
+    glUseProgram(name_);
+}
 
 int Program::uniform(const std::string& name) const
 {

@@ -19,7 +19,8 @@ TextureRef Texture::make(int width, int height, const std::uint32_t* pixels, Use
     const GLContext* context = GLContext::current();
     if (!context || width < 1 || height < 1 || width > kMaxSide || height > kMaxSide)
         return nullptr;
-    const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4 * static_cast<std::size_t>(copies);
+    const std::size_t size
+        = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4 * static_cast<std::size_t>(copies);
     if (use == Use::Composition && livingBytes + size > kMaxLivingBytes)
         return nullptr;
     std::shared_ptr<Texture> texture(new Texture);

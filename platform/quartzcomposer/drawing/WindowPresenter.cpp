@@ -53,8 +53,10 @@ std::unique_ptr<WindowPresenter> WindowPresenter::make(const NativeWindow& windo
     std::unique_ptr<WindowPresenter> presenter(new WindowPresenter);
     presenter->window_ = window;
     presenter->generation_ = context->generation();
-    presenter->surface_ = eglCreateWindowSurface(context->display(), config, static_cast<EGLNativeWindowType>(window.window), nullptr);
-    if (!presenter->surface_ || !eglMakeCurrent(context->display(), presenter->surface_, presenter->surface_, context->context()))
+    presenter->surface_
+        = eglCreateWindowSurface(context->display(), config, static_cast<EGLNativeWindowType>(window.window), nullptr);
+    if (!presenter->surface_
+        || !eglMakeCurrent(context->display(), presenter->surface_, presenter->surface_, context->context()))
         return nullptr;
     // The interval belongs to the surface; a swap must never hold up the run loop.
     eglSwapInterval(context->display(), 0);

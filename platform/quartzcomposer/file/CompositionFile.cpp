@@ -14,7 +14,7 @@ namespace {
 
 // The largest file seen has 4,400 patches on 12 levels and some 10,000 connections. Objects of a property list may be
 // shared, so a small file can hold a tree without end.
-constexpr std::size_t kMaxNodes = 100'000;
+constexpr std::size_t kMaxNodes = 60'000;
 constexpr std::size_t kMaxConnections = 200'000;
 constexpr std::size_t kMaxPorts = 300'000;
 constexpr int kMaxLevels = 64;
@@ -129,14 +129,15 @@ private:
         std::vector<const Dictionary::value_type*> inOrder;
         for (const auto& entry : *connections)
             inOrder.push_back(&entry);
-        std::stable_sort(inOrder.begin(), inOrder.end(), [](auto* a, auto* b) { return a->first.size() < b->first.size(); });
+        std::stable_sort(
+            inOrder.begin(), inOrder.end(), [](auto* a, auto* b) { return a->first.size() < b->first.size(); });
         for (const auto* entry : inOrder) {
             if (++connections_ > kMaxConnections || text_ > kMaxText)
                 return false;
             const Dictionary* ends = entry->second.dictionary();
             if (ends)
-                node.connections.push_back({text(*ends, "sourceNode"), text(*ends, "sourcePort"), text(*ends, "destinationNode"),
-                    text(*ends, "destinationPort")});
+                node.connections.push_back({text(*ends, "sourceNode"), text(*ends, "sourcePort"),
+                    text(*ends, "destinationNode"), text(*ends, "destinationPort")});
         }
         return true;
     }
@@ -214,7 +215,8 @@ std::optional<Bytes> bytesOfRegularFile(const std::string& path, std::size_t lim
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         return std::nullopt;
-    struct stat status {};
+    struct stat status {
+    };
     std::optional<Bytes> bytes;
     if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && static_cast<std::size_t>(status.st_size) <= limit) {
         bytes.emplace(static_cast<std::size_t>(status.st_size));

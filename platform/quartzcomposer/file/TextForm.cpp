@@ -45,8 +45,10 @@ Json connectionJson(const FileConnection& c)
 {
     const std::string from = c.sourceNode + "." + c.sourcePort, to = c.destinationNode + "." + c.destinationPort;
     const auto odd = [](const std::string& text) { return text.find(" > ") != std::string::npos; };
-    if (c.sourceNode.find('.') != std::string::npos || c.destinationNode.find('.') != std::string::npos || odd(from) || odd(to))
-        return Json::array({jsonText(c.sourceNode), jsonText(c.sourcePort), jsonText(c.destinationNode), jsonText(c.destinationPort)});
+    if (c.sourceNode.find('.') != std::string::npos || c.destinationNode.find('.') != std::string::npos || odd(from)
+        || odd(to))
+        return Json::array(
+            {jsonText(c.sourceNode), jsonText(c.sourcePort), jsonText(c.destinationNode), jsonText(c.destinationPort)});
     return jsonText(from + " > " + to);
 }
 
@@ -134,8 +136,9 @@ Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget)
         return json;
     Json settings = Json::object();
     for (const auto& [key, value] : *node.state) {
-        if (!oneOf(key, {"nodes", "connections", "publishedInputPorts", "publishedOutputPorts", "ivarInputPortStates",
-                            "customInputPortStates", "systemInputPortStates", "userInfo", "customOutputPortStates"}))
+        if (!oneOf(key,
+                {"nodes", "connections", "publishedInputPorts", "publishedOutputPorts", "ivarInputPortStates",
+                    "customInputPortStates", "systemInputPortStates", "userInfo", "customOutputPortStates"}))
             append(settings, jsonText(key), valueJson(value, budget));
     }
     put(json, "settings", std::move(settings));
@@ -157,7 +160,8 @@ Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget)
     return json;
 }
 
-Json compositionJson(const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions, TextBudget& budget)
+Json compositionJson(
+    const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions, TextBudget& budget)
 {
     Json json = nodeJson(root, true, budget);
     std::map<std::string, Json> values;
@@ -176,7 +180,8 @@ Json compositionJson(const FileNode& root, const Dictionary& top, const std::map
     if (!rest.empty())
         json["raw"]["top"] = std::move(rest);
     for (const auto& [identifier, value] : dictionaryAt(top, "virtualPatches")) {
-        const auto definition = definitions ? definitions->find(identifier) : std::map<std::string, FileNode>::const_iterator();
+        const auto definition
+            = definitions ? definitions->find(identifier) : std::map<std::string, FileNode>::const_iterator();
         if (definitions && definition != definitions->end() && value.dictionary())
             virtuals[jsonText(identifier)] = compositionJson(definition->second, *value.dictionary(), nullptr, budget);
     }
@@ -190,8 +195,7 @@ class Maker
 public:
     explicit Maker(std::string folder)
         : values_(std::move(folder))
-    {
-    }
+    { }
 
     std::optional<Dictionary> composition(const Json& json)
     {
@@ -260,12 +264,15 @@ private:
             return std::nullopt;
         }
         Made made;
-        std::string className = json.contains("class") && json["class"].is_string() ? json["class"].get<std::string>() : "";
+        std::string className
+            = json.contains("class") && json["class"].is_string() ? json["class"].get<std::string>() : "";
         if (className.empty() && !parameters) {
             fail(path, "a patch needs a class");
             return std::nullopt;
         }
-        std::string identifier = json.contains("identifier") && json["identifier"].is_string() ? json["identifier"].get<std::string>() : "";
+        std::string identifier = json.contains("identifier") && json["identifier"].is_string()
+            ? json["identifier"].get<std::string>()
+            : "";
         made.state = values_.dictionary(member(json, "settings"));
         if (identifier.empty() && made.state.count("identifier"))
             identifier = description(made.state["identifier"]);
@@ -291,7 +298,8 @@ private:
             order.push_back(name);
             children.emplace(name, std::move(*inner));
         }
-        if (!readInputs(json, path, children, made, parameters) || !readOutputs(json, path, made) || !readConnections(json, path, made))
+        if (!readInputs(json, path, children, made, parameters) || !readOutputs(json, path, made)
+            || !readConnections(json, path, made))
             return std::nullopt;
         if (json.contains("patches")) {
             Array nodes;
@@ -315,7 +323,8 @@ private:
         return std::pair(text.substr(0, dot), text.substr(dot + 1));
     }
 
-    bool readInputs(const Json& json, const std::string& path, std::map<std::string, Made>& children, Made& made, Dictionary* parameters)
+    bool readInputs(const Json& json, const std::string& path, std::map<std::string, Made>& children, Made& made,
+        Dictionary* parameters)
     {
         Array published;
         const Json labels = member(shapeOf(made, "published"), "publishedInputPorts");
@@ -344,7 +353,8 @@ private:
                 state["value"] = given;
             if (labels.contains(key))
                 state["userInfo"] = values_.value(labels.at(key));
-            published.push_back(Dictionary{{"key", key}, {"node", port->first}, {"port", port->second}, {"state", state}});
+            published.push_back(
+                Dictionary{{"key", key}, {"node", port->first}, {"port", port->second}, {"state", state}});
         }
         if (!published.empty())
             made.state["publishedInputPorts"] = published;
@@ -364,7 +374,8 @@ private:
             Dictionary state;
             if (labels.contains(key))
                 state["userInfo"] = values_.value(labels.at(key));
-            published.push_back(Dictionary{{"key", key}, {"node", port->first}, {"port", port->second}, {"state", state}});
+            published.push_back(
+                Dictionary{{"key", key}, {"node", port->first}, {"port", port->second}, {"state", state}});
         }
         if (!published.empty())
             made.state["publishedOutputPorts"] = published;
@@ -376,18 +387,23 @@ private:
         Dictionary connections;
         for (const Json& entry : member(json, "connections")) {
             FileConnection c;
-            if (entry.is_array() && entry.size() == 4 && std::all_of(entry.begin(), entry.end(), [](const Json& e) { return e.is_string(); })) {
-                c = {entry[0].get<std::string>(), entry[1].get<std::string>(), entry[2].get<std::string>(), entry[3].get<std::string>()};
+            if (entry.is_array() && entry.size() == 4
+                && std::all_of(entry.begin(), entry.end(), [](const Json& e) { return e.is_string(); })) {
+                c = {entry[0].get<std::string>(), entry[1].get<std::string>(), entry[2].get<std::string>(),
+                    entry[3].get<std::string>()};
             } else {
                 const std::string text = entry.is_string() ? entry.get<std::string>() : "";
                 const auto arrow = text.find(" > ");
-                const auto from = portOf(text.substr(0, arrow)), to = portOf(arrow == std::string::npos ? "" : text.substr(arrow + 3));
+                const auto from = portOf(text.substr(0, arrow)),
+                           to = portOf(arrow == std::string::npos ? "" : text.substr(arrow + 3));
                 if (!from || !to)
-                    return fail(path, "\"" + text.substr(0, 80) + "\" is no connection; it reads \"patch.port > patch.port\"");
+                    return fail(
+                        path, "\"" + text.substr(0, 80) + "\" is no connection; it reads \"patch.port > patch.port\"");
                 c = {from->first, from->second, to->first, to->second};
             }
-            connections["connection_" + std::to_string(connections.size() + 1)] = Dictionary{{"sourceNode", c.sourceNode},
-                {"sourcePort", c.sourcePort}, {"destinationNode", c.destinationNode}, {"destinationPort", c.destinationPort}};
+            connections["connection_" + std::to_string(connections.size() + 1)]
+                = Dictionary{{"sourceNode", c.sourceNode}, {"sourcePort", c.sourcePort},
+                    {"destinationNode", c.destinationNode}, {"destinationPort", c.destinationPort}};
         }
         if (!connections.empty())
             made.state["connections"] = connections;
@@ -415,7 +431,8 @@ private:
             }
         }
         for (const auto& port : made.ports) { // not taken apart: the capture of a binding is refused by some compilers
-            const bool placed = std::any_of(kinds.begin(), kinds.end(), [&](const auto& kind) { return kind.second.count(port.first) > 0; });
+            const bool placed = std::any_of(
+                kinds.begin(), kinds.end(), [&](const auto& kind) { return kind.second.count(port.first) > 0; });
             if (!placed)
                 kinds[kPortKinds[port.first.starts_with('_') ? 2 : 0]][port.first] = Dictionary{{"value", port.second}};
         }

@@ -27,7 +27,10 @@ bool isSpecial(std::string_view key)
 
 int hexDigit(char c)
 {
-    return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+    return c >= '0' && c <= '9' ? c - '0'
+        : c >= 'a' && c <= 'f'  ? c - 'a' + 10
+        : c >= 'A' && c <= 'F'  ? c - 'A' + 10
+                                : -1;
 }
 
 // Only if the short form reads back as the same colour.
@@ -77,7 +80,10 @@ std::optional<NSColor> colorFromHex(const std::string& text)
     return NSColor{parts[0], parts[1], parts[2], parts[3]};
 }
 
-std::string jsonText(const std::string& text) { return repairedUtf8(text); }
+std::string jsonText(const std::string& text)
+{
+    return repairedUtf8(text);
+}
 
 Json valueJson(const Value& value, TextBudget& budget)
 {
@@ -187,7 +193,8 @@ Value ValueReader::special(const std::string& kind, const Json& json)
             problem_ = "\"data\" is no base64";
         return {};
     }
-    auto bytes = bytesOfRegularFile(text.starts_with('/') || folder_.empty() ? text : folder_ + "/" + text, kMaxFiles - read_);
+    auto bytes
+        = bytesOfRegularFile(text.starts_with('/') || folder_.empty() ? text : folder_ + "/" + text, kMaxFiles - read_);
     if (bytes) {
         read_ += bytes->size();
         return std::move(*bytes);

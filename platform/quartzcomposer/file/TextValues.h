@@ -25,8 +25,8 @@ struct TextBudget {
 
 // Values of the text form. Numbers, booleans and plain texts are JSON's; a colour is "#rrggbbaa"; an object with one
 // of these members alone stands for what JSON has no word for: "image" (a file beside the text), "data" (base64),
-// "date" (seconds since 2001), "text" (one that looks like a colour), "lines" (a text of several lines, an array), "real" ("nan", "inf", "-inf"), "dictionary" (one
-// that looks like one of these).
+// "date" (seconds since 2001), "text" (one that looks like a colour), "lines" (a text of several lines, an array),
+// "real" ("nan", "inf", "-inf"), "dictionary" (one that looks like one of these).
 nlohmann::ordered_json valueJson(const Value& value, TextBudget& budget);
 
 // "#rrggbb" or "#rrggbbaa"; absent for any other text.
@@ -40,8 +40,7 @@ class ValueReader
 public:
     explicit ValueReader(std::string folder)
         : folder_(std::move(folder))
-    {
-    }
+    { }
     Value value(const nlohmann::ordered_json& json);
     Dictionary dictionary(const nlohmann::ordered_json& json);
     // What went wrong first; empty if nothing did.
@@ -59,6 +58,9 @@ void append(nlohmann::ordered_json& object, std::string key, nlohmann::ordered_j
 // True if brackets outside of strings nest no deeper than `depth` and no object has more than `members`: the parser
 // calls itself for each level, and looks through an object for each of its members.
 bool isShapedForParsing(std::string_view json, int depth, std::size_t members);
-inline bool nestsAtMost(std::string_view json, int depth) { return isShapedForParsing(json, depth, json.size() + 1); }
+inline bool nestsAtMost(std::string_view json, int depth)
+{
+    return isShapedForParsing(json, depth, json.size() + 1);
+}
 
 } // namespace vitrel::qc

@@ -118,7 +118,8 @@ PortValue CompositionGraph::output(const std::string& key, Stage& stage)
 }
 
 namespace {
-void countUnsupported(const FileNode& node, const CompositionFile& file, const PatchRegistry& registry, std::map<std::string, int>& counts)
+void countUnsupported(const FileNode& node, const CompositionFile& file, const PatchRegistry& registry,
+    std::map<std::string, int>& counts)
 {
     const bool isVirtual = node.className.starts_with('/');
     auto patch = registry.make(node.className + "/" + node.identifier);

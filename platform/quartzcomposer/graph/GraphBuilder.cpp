@@ -6,9 +6,9 @@ namespace vitrel::qc {
 
 namespace {
 
-// Definitions multiply what a file holds.
-constexpr std::size_t kMaxPatches = 100'000;
-constexpr std::size_t kMaxPorts = 400'000;
+// Definitions multiply what a file holds. A patch takes about a kilobyte.
+constexpr std::size_t kMaxPatches = 60'000;
+constexpr std::size_t kMaxPorts = 250'000;
 constexpr std::size_t kMaxSteps = 2'000'000; // values stored, ports published, connections made
 constexpr int kMaxLevels = 64;
 
@@ -71,8 +71,9 @@ std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Ma
     else if (!(patch = registry_.make(node.className + "/" + node.identifier)))
         patch = registry_.make(node.className);
     if (!patch) {
-        ++unsupported[node.className == "QCPlugInPatch" && !node.identifier.empty() ? node.className + "/" + node.identifier
-                                                                                    : node.className];
+        ++unsupported[node.className == "QCPlugInPatch" && !node.identifier.empty()
+                ? node.className + "/" + node.identifier
+                : node.className];
         return std::make_unique<UnknownPatch>();
     }
     patch->parent = parent;
@@ -169,8 +170,7 @@ void GraphBuilder::publish(Macro& macro, const FileNode& node)
             leftOut(published);
             continue;
         }
-        const auto given
-            = published.value.isNothing() ? std::nullopt : portValueForHost(published.value, port->type());
+        const auto given = published.value.isNothing() ? std::nullopt : portValueForHost(published.value, port->type());
         if (given)
             macro.publishedInput(published.key)->set(*given);
     }

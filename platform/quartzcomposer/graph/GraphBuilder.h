@@ -35,8 +35,8 @@ private:
     const PatchRegistry& registry_;
     std::string folder_;
     std::size_t ports_ = 0, steps_ = 0;
-    // What leads to a class that isn't known: its nodes by their macro and key (with an empty port), and published ports
-    // of theirs, through all levels.
+    // What leads to a class that isn't known: its nodes by their macro and key (with an empty port), and published
+    // ports of theirs, through all levels.
     std::map<const Macro*, std::set<std::pair<std::string, std::string>>> strange_;
     std::vector<std::string> open_; // definitions of virtual patches that are being built
 };

@@ -26,8 +26,7 @@ struct Macro::PublishedOutput final : Source {
         , macro(macro)
         , key(std::move(key))
         , inner(inner)
-    {
-    }
+    { }
     void update(Evaluation& e) override
     {
         if (macro.updatesAsAWhole()) {
@@ -117,7 +116,10 @@ Source* Macro::output(const std::string& key)
     return found == outputsByKey_.end() ? Patch::output(key) : found->second;
 }
 
-void Macro::onPublished(std::function<void(const std::string&, const PortValue&)> told) { told_.push_back(std::move(told)); }
+void Macro::onPublished(std::function<void(const std::string&, const PortValue&)> told)
+{
+    told_.push_back(std::move(told));
+}
 
 void Macro::settle()
 {
@@ -162,7 +164,10 @@ std::uint64_t Macro::versionOfOutputs() const
     return sum;
 }
 
-void Macro::updatePublished(Evaluation& e) { pullPublished(e); }
+void Macro::updatePublished(Evaluation& e)
+{
+    pullPublished(e);
+}
 
 void Macro::execute(Evaluation& e)
 {

@@ -20,7 +20,9 @@ constexpr std::chrono::seconds kLongestFrame{2};
 
 bool Evaluation::exhausted()
 {
-    if (!exhausted_ && (evaluations >= kMaxEvaluations || (evaluations % 16 == 0 && std::chrono::steady_clock::now() - begun > kLongestFrame))) {
+    if (!exhausted_
+        && (evaluations >= kMaxEvaluations
+            || (evaluations % 16 == 0 && std::chrono::steady_clock::now() - begun > kLongestFrame))) {
         exhausted_ = true;
         needFrame();
     }
@@ -31,8 +33,7 @@ InputPort::InputPort(Patch&, std::string key, PortType type, PortValue usual)
     : key_(std::move(key))
     , type_(type)
     , value_(std::move(usual))
-{
-}
+{ }
 
 bool InputPort::pull(Evaluation& e)
 {
@@ -73,10 +74,12 @@ OutputPort::OutputPort(Patch& owner, std::string key, PortType type)
     : Source(type)
     , owner_(owner)
     , key_(std::move(key))
-{
-}
+{ }
 
-void OutputPort::update(Evaluation& e) { owner_.update(e); }
+void OutputPort::update(Evaluation& e)
+{
+    owner_.update(e);
+}
 void OutputPort::set(PortValue value)
 {
     PortValue now = converted(value, type_);
@@ -182,7 +185,8 @@ void Patch::takeTime(Evaluation& e)
         time_ = parentTime - localStart_;
         break;
     case Timebase::External:
-        time_ = externalTime_ ? std::get<double>(static_cast<const PortValue::Base&>(externalTime_->value())) : parentTime;
+        time_ = externalTime_ ? std::get<double>(static_cast<const PortValue::Base&>(externalTime_->value()))
+                              : parentTime;
         break;
     }
     lastFrame_ = e.frame;

@@ -22,8 +22,7 @@ class Macro;
 struct Evaluation {
     explicit Evaluation(Stage& stage)
         : stage(stage)
-    {
-    }
+    { }
 
     Stage& stage;
     double time = 0; // of the composition, in seconds
@@ -76,8 +75,7 @@ protected:
     explicit Source(PortType type)
         : type_(type)
         , value_(zeroOf(type))
-    {
-    }
+    { }
     void assign(PortValue value)
     {
         if (sameValue(value, value_))
@@ -167,15 +165,15 @@ public:
     Patch& operator=(const Patch&) = delete;
 
     // Reads the settings and makes the ports that depend on them. Called once, before values are stored.
-    virtual void configure(const Settings&) {}
+    virtual void configure(const Settings&) { }
     virtual Kind kind() const { return Kind::Pure; }
     // What `inspect` names if the class is known but its settings ask for what isn't there; else empty.
     virtual std::string unsupported() const { return {}; }
 
     // Computes the outputs. The inputs are up to date, but for lazy ones.
-    virtual void evaluate(Evaluation&) {}
+    virtual void evaluate(Evaluation&) { }
     // A consumer draws.
-    virtual void draw(Evaluation&) {}
+    virtual void draw(Evaluation&) { }
 
     // Up to date for the present frame and iteration. A patch that is asked while it is being computed answers with
     // the outputs of its last run.
@@ -264,8 +262,7 @@ template <class T> class Input
 public:
     Input(Patch& owner, std::string key, T usual = {})
         : port_(owner.addInput(std::move(key), PortTraits<T>::type, PortValue(std::move(usual))))
-    {
-    }
+    { }
     const T& operator()() const
     {
         if constexpr (std::is_same_v<T, PortValue>)
@@ -287,8 +284,7 @@ template <class T> class Output
 public:
     Output(Patch& owner, std::string key)
         : port_(owner.addOutput(std::move(key), PortTraits<T>::type))
-    {
-    }
+    { }
     void set(T value)
     {
         if constexpr (std::is_same_v<T, PortValue>)

@@ -20,7 +20,10 @@ constexpr std::size_t kMaxLivingText = 64u << 20;
 constexpr std::size_t kMaxLivingMembers = 1'000'000;
 std::atomic<std::size_t> livingText{0}, livingMembers{0};
 
-template <class T> std::optional<PortValue> some(T value) { return PortValue(std::move(value)); }
+template <class T> std::optional<PortValue> some(T value)
+{
+    return PortValue(std::move(value));
+}
 
 std::uint32_t indexOf(double number)
 {
@@ -84,8 +87,8 @@ std::optional<PortValue> toImage(const PortValue& value)
         return std::nullopt;
     Extent everywhere;
     everywhere.infinite = true;
-    return some(ImageRef(std::make_shared<FilteredImage>(everywhere, "CIConstantColorGenerator", std::vector<ImageRef>{},
-        std::vector<double>{}, std::vector<NSColor>{*color})));
+    return some(ImageRef(std::make_shared<FilteredImage>(everywhere, "CIConstantColorGenerator",
+        std::vector<ImageRef>{}, std::vector<double>{}, std::vector<NSColor>{*color})));
 }
 
 bool holds(const PortValue& value, PortType type)
@@ -139,9 +142,11 @@ Structure::Structure() = default;
 Structure::Structure(const Structure& other)
     : members(other.members)
     , keyed(other.keyed)
+{ }
+Structure::~Structure()
 {
+    livingMembers -= counted_;
 }
-Structure::~Structure() { livingMembers -= counted_; }
 
 bool Structure::fits() const
 {
@@ -260,10 +265,10 @@ PortType portTypeNamed(const std::string& name)
     static constexpr struct {
         const char* name;
         PortType type;
-    } kTypes[] = {{"QCBooleanPort", PortType::Boolean}, {"QCIndexPort", PortType::Index}, {"QCNumberPort", PortType::Number},
-        {"QCStringPort", PortType::String}, {"QCColorPort", PortType::Color}, {"QCGLImagePort", PortType::Image},
-        {"QCImagePort", PortType::Image}, {"QCStructurePort", PortType::Structure}, {"QCMeshPort", PortType::Mesh},
-        {"QCInteractionPort", PortType::Interaction}};
+    } kTypes[] = {{"QCBooleanPort", PortType::Boolean}, {"QCIndexPort", PortType::Index},
+        {"QCNumberPort", PortType::Number}, {"QCStringPort", PortType::String}, {"QCColorPort", PortType::Color},
+        {"QCGLImagePort", PortType::Image}, {"QCImagePort", PortType::Image}, {"QCStructurePort", PortType::Structure},
+        {"QCMeshPort", PortType::Mesh}, {"QCInteractionPort", PortType::Interaction}};
     for (const auto& row : kTypes) {
         if (name == row.name)
             return row.type;
@@ -273,8 +278,8 @@ PortType portTypeNamed(const std::string& name)
 
 const char* nameOf(PortType type)
 {
-    static constexpr std::array<const char*, 10> kNames{"virtual", "boolean", "index", "number", "string", "color", "image",
-        "structure", "mesh", "interaction"};
+    static constexpr std::array<const char*, 10> kNames{
+        "virtual", "boolean", "index", "number", "string", "color", "image", "structure", "mesh", "interaction"};
     return kNames[static_cast<std::size_t>(type)];
 }
 
@@ -352,8 +357,8 @@ Value told(const PortValue& value, int depth, std::size_t& left)
         if (bitmap)
             return std::shared_ptr<const NSImage>(std::make_shared<NSImage>(bitmap));
         if (*image)
-            return std::shared_ptr<const NSImage>(
-                std::make_shared<NSImage>(NSSize{(*image)->extent().width, (*image)->extent().height}, std::vector<NSBitmapImageRep>{}));
+            return std::shared_ptr<const NSImage>(std::make_shared<NSImage>(
+                NSSize{(*image)->extent().width, (*image)->extent().height}, std::vector<NSBitmapImageRep>{}));
         return {};
     }
     const auto* structure = value.as<StructureRef>();

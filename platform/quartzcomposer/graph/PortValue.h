@@ -39,7 +39,18 @@ private:
 using StructureRef = std::shared_ptr<const Structure>;
 using MeshRef = std::shared_ptr<const Mesh>;
 
-enum class PortType : std::uint8_t { Virtual, Boolean, Index, Number, String, Color, Image, Structure, Mesh, Interaction };
+enum class PortType : std::uint8_t {
+    Virtual,
+    Boolean,
+    Index,
+    Number,
+    String,
+    Color,
+    Image,
+    Structure,
+    Mesh,
+    Interaction
+};
 
 // A text of a port, shared between all that hand it on. Empty in place of one that doesn't fit beside all others that
 // are alive: compositions hold 64 MiB of text together.
@@ -48,24 +59,26 @@ class SharedText
 public:
     SharedText(std::string text = {});
     const std::string& text() const;
-    friend bool operator==(const SharedText& a, const SharedText& b) { return a.text_ == b.text_ || a.text() == b.text(); }
+    friend bool operator==(const SharedText& a, const SharedText& b)
+    {
+        return a.text_ == b.text_ || a.text() == b.text();
+    }
 
 private:
     std::shared_ptr<const std::string> text_; // null: empty
 };
 
 // What a port holds: exactly one alternative for each type. std::monostate is "nothing", for virtual ports.
-struct PortValue : std::variant<std::monostate, bool, std::uint32_t, double, SharedText, NSColor, ImageRef, StructureRef, MeshRef> {
+struct PortValue
+    : std::variant<std::monostate, bool, std::uint32_t, double, SharedText, NSColor, ImageRef, StructureRef, MeshRef> {
     using Base = variant;
     using variant::variant;
     PortValue(std::string text)
         : variant(SharedText(std::move(text)))
-    {
-    }
+    { }
     PortValue(const char* text)
         : PortValue(std::string(text))
-    {
-    }
+    { }
     // The held value if it is of that very kind, else null; texts as std::string.
     template <class T> const T* as() const
     {

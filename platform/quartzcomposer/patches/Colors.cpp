@@ -12,7 +12,8 @@ struct HSL {
 
 HSL hslOf(const NSColor& c)
 {
-    const double most = std::max({c.red, c.green, c.blue}), least = std::min({c.red, c.green, c.blue}), span = most - least;
+    const double most = std::max({c.red, c.green, c.blue}), least = std::min({c.red, c.green, c.blue}),
+                 span = most - least;
     const double l = (most + least) / 2;
     if (!(span > 0))
         return {0, 0, l};
@@ -36,7 +37,8 @@ NSColor colorOf(const HSL& hsl, double alpha)
 
 template <bool Hsl> class FromComponentsPatch final : public Patch
 {
-    Input<double> first{*this, "input1", 1}, second{*this, "input2", 1}, third{*this, "input3", 1}, alpha{*this, "inputAlpha", 1};
+    Input<double> first{*this, "input1", 1}, second{*this, "input2", 1}, third{*this, "input3", 1},
+        alpha{*this, "inputAlpha", 1};
     Output<NSColor> color{*this, "outputColor"};
     void evaluate(Evaluation&) override
     {
@@ -47,7 +49,8 @@ template <bool Hsl> class FromComponentsPatch final : public Patch
 template <bool Hsl> class ToComponentsPatch final : public Patch
 {
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
-    Output<double> first{*this, "output1"}, second{*this, "output2"}, third{*this, "output3"}, alpha{*this, "outputAlpha"};
+    Output<double> first{*this, "output1"}, second{*this, "output2"}, third{*this, "output3"},
+        alpha{*this, "outputAlpha"};
     void evaluate(Evaluation&) override
     {
         const HSL hsl = hslOf(color());
@@ -61,8 +64,8 @@ template <bool Hsl> class ToComponentsPatch final : public Patch
 class ColorTransformPatch final : public Patch
 {
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
-    Input<double> hue{*this, "inputHue"}, saturation{*this, "inputSaturation", 1}, luminosity{*this, "inputLuminosity", 1},
-        alpha{*this, "inputAlpha", 1};
+    Input<double> hue{*this, "inputHue"}, saturation{*this, "inputSaturation", 1},
+        luminosity{*this, "inputLuminosity", 1}, alpha{*this, "inputAlpha", 1};
     Output<NSColor> result{*this, "outputColor"};
     void evaluate(Evaluation&) override
     {
@@ -85,7 +88,8 @@ class ColorMixerPatch final : public Patch
         const double f = curve(curveNumber(), mix());
         const auto between = [f](double a, double b) { return a + (b - a) * f; };
         const NSColor &a = first(), &b = second();
-        result.set({between(a.red, b.red), between(a.green, b.green), between(a.blue, b.blue), between(a.alpha, b.alpha)});
+        result.set(
+            {between(a.red, b.red), between(a.green, b.green), between(a.blue, b.blue), between(a.alpha, b.alpha)});
     }
 };
 

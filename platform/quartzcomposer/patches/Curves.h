@@ -58,7 +58,9 @@ inline double hashed(std::uint64_t seed, std::uint64_t step)
 // A whole number for `hashed`; the same for the same, 0 for what is none.
 inline std::uint64_t wholeOf(double number)
 {
-    return std::isfinite(number) ? static_cast<std::uint64_t>(static_cast<std::int64_t>(std::clamp(number, -9e15, 9e15))) : 0;
+    return std::isfinite(number)
+        ? static_cast<std::uint64_t>(static_cast<std::int64_t>(std::clamp(number, -9e15, 9e15)))
+        : 0;
 }
 
 // C's fmod with a result that has the sign of the divisor: a position within a period.

@@ -4,9 +4,18 @@
 
 namespace vitrel::qc {
 
-inline Blending blendingOf(std::uint32_t index) { return static_cast<Blending>(std::min<std::uint32_t>(index, 3)); }
-inline DepthTest depthOf(std::uint32_t index) { return static_cast<DepthTest>(std::min<std::uint32_t>(index, 2)); }
-inline Culling cullingOf(std::uint32_t index) { return static_cast<Culling>(index > 2 ? 0 : index); }
+inline Blending blendingOf(std::uint32_t index)
+{
+    return static_cast<Blending>(std::min<std::uint32_t>(index, 3));
+}
+inline DepthTest depthOf(std::uint32_t index)
+{
+    return static_cast<DepthTest>(std::min<std::uint32_t>(index, 2));
+}
+inline Culling cullingOf(std::uint32_t index)
+{
+    return static_cast<Culling>(index > 2 ? 0 : index);
+}
 
 class ConsumerPatch : public Patch
 {
@@ -30,8 +39,7 @@ struct Modes {
         : blending{patch, "inputBlending", blendingUsual}
         , depth{patch, "inputZBuffer", depthUsual}
         , culling{patch, "inputCulling", cullingUsual}
-    {
-    }
+    { }
     Paint paint() const
     {
         Paint paint;

@@ -76,8 +76,9 @@ class CameraPatch final : public EnvironmentMacro
 {
     Input<double> originX{*this, "inputOriginX"}, originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"},
         rotateX{*this, "inputRotateX"}, rotateY{*this, "inputRotateY"}, rotateZ{*this, "inputRotateZ"},
-        translateX{*this, "inputTranslateX"}, translateY{*this, "inputTranslateY"}, translateZ{*this, "inputTranslateZ"},
-        scaleX{*this, "inputScaleX", 1}, scaleY{*this, "inputScaleY", 1}, scaleZ{*this, "inputScaleZ", 1};
+        translateX{*this, "inputTranslateX"}, translateY{*this, "inputTranslateY"},
+        translateZ{*this, "inputTranslateZ"}, scaleX{*this, "inputScaleX", 1}, scaleY{*this, "inputScaleY", 1},
+        scaleZ{*this, "inputScaleZ", 1};
 
     void change(Evaluation&, Environment& environment) override
     {
@@ -94,7 +95,7 @@ class TrackBallPatch final : public EnvironmentMacro
 {
     Input<bool> track{*this, "inputTrack", true}, reset{*this, "inputResetSignal"};
     Input<double> originX{*this, "inputOriginX"}, originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"};
-    void change(Evaluation&, Environment&) override {}
+    void change(Evaluation&, Environment&) override { }
 };
 
 class ProjectionPatch final : public EnvironmentMacro
@@ -138,7 +139,8 @@ class LightingPatch final : public EnvironmentMacro
             const std::string n = "_" + std::to_string(k);
             lights_.push_back({&addInput("color" + n, PortType::Color, NSColor{1, 1, 1, 1}),
                 &addInput("positionX" + n, PortType::Number, -1.0), &addInput("positionY" + n, PortType::Number, 1.0),
-                &addInput("positionZ" + n, PortType::Number, 1.0), &addInput("attenuation" + n, PortType::Number, 0.0)});
+                &addInput("positionZ" + n, PortType::Number, 1.0),
+                &addInput("attenuation" + n, PortType::Number, 0.0)});
             // Shadows aren't drawn; the ports take what files store.
             addInput("castShadows" + n, PortType::Boolean, false);
             addInput("shadowColor" + n, PortType::Color, NSColor{0, 0, 0, 1});
@@ -155,7 +157,8 @@ class LightingPatch final : public EnvironmentMacro
         const auto number = [](const InputPort* port) { return *port->value().as<double>(); };
         for (const LightPorts& ports : lights_) {
             const Vec3 at{number(ports.x), number(ports.y), number(ports.z)};
-            lighting->lights.push_back({*ports.color->value().as<NSColor>(), e.stage.toEye(at), number(ports.attenuation)});
+            lighting->lights.push_back(
+                {*ports.color->value().as<NSColor>(), e.stage.toEye(at), number(ports.attenuation)});
         }
         environment.lighting = lighting;
     }
@@ -171,10 +174,11 @@ class ReplicatorPatch final : public EnvironmentMacro
 {
     Input<std::uint32_t> copies{*this, "inputCopies", 5}, curveNumber{*this, "inputInterpolation"};
     Input<double> scale{*this, "inputScale", 1}, orientationX{*this, "inputOrientationX"},
-        orientationY{*this, "inputOrientationY"}, orientationZ{*this, "inputOrientationZ"}, originX{*this, "inputOriginX"},
-        originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"}, rotationX{*this, "inputRotationX"},
-        rotationY{*this, "inputRotationY"}, rotationZ{*this, "inputRotationZ"}, translationX{*this, "inputTranslationX"},
-        translationY{*this, "inputTranslationY"}, translationZ{*this, "inputTranslationZ"};
+        orientationY{*this, "inputOrientationY"}, orientationZ{*this, "inputOrientationZ"},
+        originX{*this, "inputOriginX"}, originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"},
+        rotationX{*this, "inputRotationX"}, rotationY{*this, "inputRotationY"}, rotationZ{*this, "inputRotationZ"},
+        translationX{*this, "inputTranslationX"}, translationY{*this, "inputTranslationY"},
+        translationZ{*this, "inputTranslationZ"};
 
     // The nodes are computed once and drawn again: they see no iteration.
     void runNodes(Evaluation& e) override
@@ -188,23 +192,26 @@ class ReplicatorPatch final : public EnvironmentMacro
             const double size = 1 + (scale() - 1) * f;
             e.stage.environment() = outer;
             // The last factor acts first: scale, orientation, origin, rotation, translation.
-            e.stage.environment().model = outer.model * Matrix::translation(translationX() * f, translationY() * f, translationZ() * f)
+            e.stage.environment().model = outer.model
+                * Matrix::translation(translationX() * f, translationY() * f, translationZ() * f)
                 * Matrix::rotations(rotationX() * f, rotationY() * f, rotationZ() * f)
                 * Matrix::translation(originX(), originY(), originZ())
-                * Matrix::rotations(orientationX() * f, orientationY() * f, orientationZ() * f) * Matrix::scale(size, size, size);
+                * Matrix::rotations(orientationX() * f, orientationY() * f, orientationZ() * f)
+                * Matrix::scale(size, size, size);
             executeNodes(e);
         }
         e.copy = copy;
         e.stage.environment() = outer;
     }
-    void change(Evaluation&, Environment&) override {}
+    void change(Evaluation&, Environment&) override { }
 };
 
 // Draws its nodes into an image of its own size.
 class RenderInImagePatch final : public Macro
 {
     Input<bool> render{*this, "inputRender", true};
-    Input<std::uint32_t> width{*this, "inputWidth", 640}, height{*this, "inputHeight", 480}, target{*this, "inputTarget"};
+    Input<std::uint32_t> width{*this, "inputWidth", 640}, height{*this, "inputHeight", 480},
+        target{*this, "inputTarget"};
     Input<bool> mipmaps{*this, "inputMipmaps"};
     Output<ImageRef> result{*this, "outputImage"};
 
@@ -217,9 +224,11 @@ class RenderInImagePatch final : public Macro
     {
         if (render() || !drawn_) {
             const auto side = [&](std::uint32_t asked, int outer) {
-                return static_cast<int>(std::clamp<std::uint32_t>(asked ? asked : static_cast<std::uint32_t>(std::max(outer, 1)), 1, kMaxSide));
+                return static_cast<int>(std::clamp<std::uint32_t>(
+                    asked ? asked : static_cast<std::uint32_t>(std::max(outer, 1)), 1, kMaxSide));
             };
-            e.stage.beginImage(side(width(), e.stage.canvas().width()), side(height(), e.stage.canvas().height()), depth_);
+            e.stage.beginImage(
+                side(width(), e.stage.canvas().width()), side(height(), e.stage.canvas().height()), depth_);
             executeNodes(e);
             pullPublished(e);
             result.set(e.stage.endImage());

@@ -47,7 +47,10 @@ struct Function2 {
     const char* name;
     double (*apply)(double, double);
 };
-double modulo(double x, double y) { return y == 0 ? 0 : std::fmod(x, y); }
+double modulo(double x, double y)
+{
+    return y == 0 ? 0 : std::fmod(x, y);
+}
 constexpr Function2 kFunctions2[] = {
     {"atan2", [](double y, double x) { return std::atan2(y, x) / kDegree; }},
     {"min", [](double x, double y) { return std::min(x, y); }},
@@ -76,8 +79,7 @@ public:
     ExpressionParser(std::string_view text, Expression& into)
         : text_(text)
         , into_(into)
-    {
-    }
+    { }
 
     bool parse()
     {
@@ -111,8 +113,7 @@ private:
     struct Deeper {
         explicit Deeper(int& depth)
             : depth(++depth)
-        {
-        }
+        { }
         ~Deeper() { --depth; }
         int& depth;
     };
@@ -133,10 +134,10 @@ private:
         int level;
     };
     // Longer tokens first. Files have single bars and ampersands, too, in the same sense.
-    static constexpr Operator kOperators[] = {{"||", Op::Or, 0}, {"|", Op::Or, 0}, {"&&", Op::And, 1}, {"&", Op::And, 1}, {"==", Op::Equal, 2},
-        {"!=", Op::NotEqual, 2}, {"<=", Op::LessEqual, 3}, {">=", Op::GreaterEqual, 3}, {"<", Op::Less, 3},
-        {">", Op::Greater, 3}, {"+", Op::Add, 4}, {"-", Op::Subtract, 4}, {"*", Op::Multiply, 5}, {"/", Op::Divide, 5},
-        {"%", Op::Modulo, 5}};
+    static constexpr Operator kOperators[] = {{"||", Op::Or, 0}, {"|", Op::Or, 0}, {"&&", Op::And, 1},
+        {"&", Op::And, 1}, {"==", Op::Equal, 2}, {"!=", Op::NotEqual, 2}, {"<=", Op::LessEqual, 3},
+        {">=", Op::GreaterEqual, 3}, {"<", Op::Less, 3}, {">", Op::Greater, 3}, {"+", Op::Add, 4},
+        {"-", Op::Subtract, 4}, {"*", Op::Multiply, 5}, {"/", Op::Divide, 5}, {"%", Op::Modulo, 5}};
     static constexpr int kLevels = 6;
 
     bool binary(int level)
@@ -280,7 +281,9 @@ double Expression::evaluate(std::span<const double> values) const
         }
         const double b = pop();
         if (step.op == Op::Negate || step.op == Op::Not || step.op == Op::Call1) {
-            stack.push_back(step.op == Op::Negate ? -b : step.op == Op::Not ? double(b == 0) : kFunctions1[step.index].apply(b));
+            stack.push_back(step.op == Op::Negate ? -b
+                    : step.op == Op::Not          ? double(b == 0)
+                                                  : kFunctions1[step.index].apply(b));
             continue;
         }
         const double a = pop();

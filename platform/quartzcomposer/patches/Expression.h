@@ -13,8 +13,8 @@ namespace vitrel::qc {
 class Expression
 {
 public:
-    // A broken or empty text, one above 64 kB, with more than 1024 variables or nested deeper than 256 levels, gives an expression that is 0;
-    // its variables are still listed, as far as it could be read.
+    // A broken or empty text, one above 64 kB, with more than 1024 variables or nested deeper than 256 levels, gives an
+    // expression that is 0; its variables are still listed, as far as it could be read.
     static Expression parse(std::string_view text);
 
     // In the order of their first appearance.
@@ -25,8 +25,29 @@ public:
 
 private:
     friend class ExpressionParser;
-    enum class Op : std::uint8_t { Number, Variable, Negate, Not, Add, Subtract, Multiply, Divide, Modulo, Power, Less,
-        Greater, LessEqual, GreaterEqual, Equal, NotEqual, And, Or, Choose, Call1, Call2 };
+    enum class Op : std::uint8_t {
+        Number,
+        Variable,
+        Negate,
+        Not,
+        Add,
+        Subtract,
+        Multiply,
+        Divide,
+        Modulo,
+        Power,
+        Less,
+        Greater,
+        LessEqual,
+        GreaterEqual,
+        Equal,
+        NotEqual,
+        And,
+        Or,
+        Choose,
+        Call1,
+        Call2
+    };
     struct Step {
         Op op;
         double number = 0; // of Number

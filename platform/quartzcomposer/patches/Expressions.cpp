@@ -32,6 +32,9 @@ class ExpressionPatch final : public Patch
 
 } // namespace
 
-void registerExpressionsPatches(PatchRegistry& registry) { registry.add<ExpressionPatch>("QCExpression"); }
+void registerExpressionsPatches(PatchRegistry& registry)
+{
+    registry.add<ExpressionPatch>("QCExpression");
+}
 
 } // namespace vitrel::qc

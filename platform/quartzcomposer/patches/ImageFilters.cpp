@@ -9,7 +9,8 @@ namespace vitrel::qc {
 namespace {
 
 constexpr const char* kAxes[] = {"_X", "_Y", "_Z", "_W"};
-constexpr const char* kTransform[] = {"_OriginX", "_OriginY", "_ScaleX", "_ScaleY", "_Rotate", "_TranslateX", "_TranslateY"};
+constexpr const char* kTransform[]
+    = {"_OriginX", "_OriginY", "_ScaleX", "_ScaleY", "_Rotate", "_TranslateX", "_TranslateY"};
 
 class ImageFilterPatch final : public Patch
 {
@@ -53,7 +54,8 @@ class ImageFilterPatch final : public Patch
                 number(std::string(p.key) + kAxes[k], p.usual[k], true);
             break;
         case ParameterKind::Color:
-            colors_.push_back(&addInput(p.key, PortType::Color, NSColor{p.usual[0], p.usual[1], p.usual[2], p.usual[3]}));
+            colors_.push_back(
+                &addInput(p.key, PortType::Color, NSColor{p.usual[0], p.usual[1], p.usual[2], p.usual[3]}));
             break;
         case ParameterKind::Transform:
             for (const char* part : kTransform)
@@ -75,7 +77,8 @@ class ImageFilterPatch final : public Patch
         for (const InputPort* port : images_)
             images.push_back(imageOf(port));
         const Extent first = !images.empty() && images[0] ? images[0]->extent() : Extent{};
-        const double unit = !normalized_ ? 1 : (first.infinite || first.empty() ? e.stage.canvas().width() : first.width) / 2;
+        const double unit
+            = !normalized_ ? 1 : (first.infinite || first.empty() ? e.stage.canvas().width() : first.width) / 2;
         std::vector<double> numbers;
         for (const auto& [port, isLength] : numbers_)
             numbers.push_back(*port->value().as<double>() * (isLength ? unit : 1));
@@ -95,6 +98,9 @@ class ImageFilterPatch final : public Patch
 
 } // namespace
 
-void registerImageFiltersPatches(PatchRegistry& registry) { registry.add<ImageFilterPatch>("QCImageFilter"); }
+void registerImageFiltersPatches(PatchRegistry& registry)
+{
+    registry.add<ImageFilterPatch>("QCImageFilter");
+}
 
 } // namespace vitrel::qc

@@ -41,7 +41,8 @@ class DimensionsPatch final : public Patch
     {
         const Extent extent = image() ? image()->extent() : Extent{};
         const double huge = 1e9;
-        const double w = extent.infinite ? huge : std::min(extent.width, huge), h = extent.infinite ? huge : std::min(extent.height, huge);
+        const double w = extent.infinite ? huge : std::min(extent.width, huge),
+                     h = extent.infinite ? huge : std::min(extent.height, huge);
         width.set(w * e.stage.unitsPerPixel());
         height.set(h * e.stage.unitsPerPixel());
         ratio.set(h > 0 ? w / h : 0);
@@ -54,13 +55,16 @@ class InfoPatch final : public Patch
 {
     Input<ImageRef> image{*this, "inputImage"};
     Output<bool> hasAlpha{*this, "outputHasAlpha"};
-    Output<double> sizeH{*this, "outputPixelsSizeH"}, sizeV{*this, "outputPixelsSizeV"}, originX{*this, "outputPixelsOriginX"},
-        originY{*this, "outputPixelsOriginY"};
+    Output<double> sizeH{*this, "outputPixelsSizeH"}, sizeV{*this, "outputPixelsSizeV"},
+        originX{*this, "outputPixelsOriginX"}, originY{*this, "outputPixelsOriginY"};
     void evaluate(Evaluation&) override
     {
         const Extent extent = image() ? image()->extent() : Extent{};
         const auto bitmap = image() ? image()->bitmap() : nullptr;
-        hasAlpha.set(image() && (!bitmap || std::any_of(bitmap->pixels.begin(), bitmap->pixels.end(), [](std::uint32_t p) { return p >> 24 != 255; })));
+        hasAlpha.set(
+            image() && (!bitmap || std::any_of(bitmap->pixels.begin(), bitmap->pixels.end(), [](std::uint32_t p) {
+                return p >> 24 != 255;
+            })));
         sizeH.set(extent.width);
         sizeV.set(extent.height);
         originX.set(extent.x);
@@ -89,7 +93,8 @@ class TexturingPatch final : public Patch
             return;
         }
         const Extent& e = image()->extent();
-        result.set(applied("CIAffineTransform", image(), {e.x + e.width / 2, e.y + e.height / 2, mirrorX ? -1.0 : 1.0, mirrorY ? -1.0 : 1.0, 0, 0, 0}));
+        result.set(applied("CIAffineTransform", image(),
+            {e.x + e.width / 2, e.y + e.height / 2, mirrorX ? -1.0 : 1.0, mirrorY ? -1.0 : 1.0, 0, 0, 0}));
     }
 };
 
@@ -114,8 +119,9 @@ class TransformPatch final : public Patch
 {
     Input<ImageRef> image{*this, "inputImage"};
     Input<double> originX{*this, "inputTransform_OriginX"}, originY{*this, "inputTransform_OriginY"},
-        scaleX{*this, "inputTransform_ScaleX", 1}, scaleY{*this, "inputTransform_ScaleY", 1}, rotate{*this, "inputTransform_Rotate"},
-        translateX{*this, "inputTransform_TranslateX"}, translateY{*this, "inputTransform_TranslateY"};
+        scaleX{*this, "inputTransform_ScaleX", 1}, scaleY{*this, "inputTransform_ScaleY", 1},
+        rotate{*this, "inputTransform_Rotate"}, translateX{*this, "inputTransform_TranslateX"},
+        translateY{*this, "inputTransform_TranslateY"};
     Output<ImageRef> result{*this, "outputImage"};
     void evaluate(Evaluation&) override
     {
@@ -136,9 +142,11 @@ class ResizePatch final : public Patch
     void evaluate(Evaluation&) override
     {
         const Extent extent = image() ? image()->extent() : Extent{};
-        const double w = std::clamp<std::uint32_t>(width(), 1, kMaxSide), h = std::clamp<std::uint32_t>(height(), 1, kMaxSide);
-        const bool smaller = extent.width < w && extent.height < h, bigger = extent.width > w || extent.height > h;
-        if (!image() || extent.infinite || extent.empty() || (condition() == 1 && !smaller) || (condition() == 2 && !bigger)) {
+        const double w = std::clamp<std::uint32_t>(width(), 1, kMaxSide),
+                     h = std::clamp<std::uint32_t>(height(), 1, kMaxSide);
+        const bool smaller = extent.width < w && extent.height<h, bigger = extent.width> w || extent.height > h;
+        if (!image() || extent.infinite || extent.empty() || (condition() == 1 && !smaller)
+            || (condition() == 2 && !bigger)) {
             result.set(image());
             return;
         }
@@ -148,7 +156,8 @@ class ResizePatch final : public Patch
         else if (mode() == 2)
             sx = sy = std::max(sx, sy);
         if (const auto bitmap = image()->bitmap()) {
-            const auto side = [](double pixels) { return static_cast<int>(std::clamp(std::round(pixels), 1.0, double(kMaxSide))); };
+            const auto side
+                = [](double pixels) { return static_cast<int>(std::clamp(std::round(pixels), 1.0, double(kMaxSide))); };
             if (!roomForImages())
                 return;
             auto small = resampled(*bitmap, side(extent.width * sx), side(extent.height * sy));
@@ -167,14 +176,16 @@ class PixelPatch final : public Patch
     Input<ImageRef> image{*this, "inputImage"};
     Input<double> x{*this, "inputPixelX"}, y{*this, "inputPixelY"};
     Input<std::uint32_t> colorSpace{*this, "inputColorSpace"};
-    Output<double> red{*this, "outputRed"}, green{*this, "outputGreen"}, blue{*this, "outputBlue"}, alpha{*this, "outputAlpha"};
+    Output<double> red{*this, "outputRed"}, green{*this, "outputGreen"}, blue{*this, "outputBlue"},
+        alpha{*this, "outputAlpha"};
     void evaluate(Evaluation&) override
     {
         const auto bitmap = image() ? image()->bitmap() : nullptr;
         NSColor color;
         if (bitmap && x() >= 0 && y() >= 0 && x() < bitmap->width && y() < bitmap->height) {
             const auto row = static_cast<std::size_t>(bitmap->height - 1 - static_cast<int>(y()));
-            color = straight(bitmap->pixels[row * static_cast<std::size_t>(bitmap->width) + static_cast<std::size_t>(x())]);
+            color = straight(
+                bitmap->pixels[row * static_cast<std::size_t>(bitmap->width) + static_cast<std::size_t>(x())]);
         }
         red.set(color.red);
         green.set(color.green);

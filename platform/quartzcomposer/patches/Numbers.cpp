@@ -7,7 +7,10 @@ namespace vitrel::qc {
 namespace {
 
 // Keeps what follows from a division by nothing out of the graph.
-double finite(double number) { return std::isfinite(number) ? number : 0; }
+double finite(double number)
+{
+    return std::isfinite(number) ? number : 0;
+}
 
 class MathPatch final : public Patch
 {
@@ -26,7 +29,8 @@ class MathPatch final : public Patch
     {
         double number = value();
         for (std::size_t k = 0; k < operands_.size(); ++k)
-            number = finite(applied(*operations_[k]->value().as<std::uint32_t>(), number, *operands_[k]->value().as<double>()));
+            number = finite(
+                applied(*operations_[k]->value().as<std::uint32_t>(), number, *operands_[k]->value().as<double>()));
         result.set(number);
     }
     static double applied(std::uint32_t operation, double a, double b)
@@ -80,8 +84,8 @@ class ConditionalPatch final : public Patch
     void evaluate(Evaluation&) override
     {
         const double a = first(), b = second(), allowed = std::max(0.0, tolerance());
-        const bool results[] = {std::fabs(a - b) <= allowed, std::fabs(a - b) > allowed, a > b - allowed, a < b + allowed,
-            a >= b - allowed, a <= b + allowed};
+        const bool results[] = {std::fabs(a - b) <= allowed, std::fabs(a - b) > allowed, a > b - allowed,
+            a < b + allowed, a >= b - allowed, a <= b + allowed};
         result.set(results[std::min<std::uint32_t>(test(), 5)]);
     }
 };
@@ -175,7 +179,7 @@ class PhysicsPatch : public Patch
             outputs_[k]->set(inputs_[k]->value());
     }
     virtual std::string inputKey(int k) const { return "input_" + std::to_string(k); }
-    virtual void addMore(int) {}
+    virtual void addMore(int) { }
 
     std::vector<InputPort*> inputs_;
     std::vector<OutputPort*> outputs_;

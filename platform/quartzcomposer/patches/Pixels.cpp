@@ -23,7 +23,8 @@ std::vector<Span> spans(int from, int to)
             const double begin = k * ratio, end = begin + ratio;
             Span span{static_cast<int>(begin), {}};
             for (int at = span.first; at < std::min<double>(end, from); ++at)
-                span.weights.push_back(static_cast<float>((std::min(end, at + 1.0) - std::max(begin, double(at))) / ratio));
+                span.weights.push_back(
+                    static_cast<float>((std::min(end, at + 1.0) - std::max(begin, double(at))) / ratio));
             out.push_back(span);
         } else {
             const double middle = std::clamp((k + 0.5) * ratio - 0.5, 0.0, from - 1.0);
@@ -51,12 +52,14 @@ Bitmap resampled(const Bitmap& from, int width, int height)
     if (from.width < 1 || from.height < 1 || width < 1 || height < 1)
         return {};
     const auto across = spans(from.width, width), down = spans(from.height, height);
-    Bitmap out{width, height, std::vector<std::uint32_t>(static_cast<std::size_t>(width) * static_cast<std::size_t>(height))};
+    Bitmap out{
+        width, height, std::vector<std::uint32_t>(static_cast<std::size_t>(width) * static_cast<std::size_t>(height))};
     std::vector<std::array<float, 4>> row(static_cast<std::size_t>(from.width));
     for (int y = 0; y < height; ++y) {
         std::fill(row.begin(), row.end(), std::array<float, 4>{});
         for (std::size_t k = 0; k < down[y].weights.size(); ++k) {
-            const std::uint32_t* line = from.pixels.data() + (static_cast<std::size_t>(down[y].first) + k) * static_cast<std::size_t>(from.width);
+            const std::uint32_t* line = from.pixels.data()
+                + (static_cast<std::size_t>(down[y].first) + k) * static_cast<std::size_t>(from.width);
             const float weight = down[y].weights[k];
             for (std::size_t x = 0; x < row.size(); ++x) {
                 for (int c = 0; c < 4; ++c)
@@ -72,7 +75,8 @@ Bitmap resampled(const Bitmap& from, int width, int height)
             std::uint32_t pixel = 0;
             for (std::size_t c = 0; c < 4; ++c)
                 pixel |= static_cast<std::uint32_t>(std::clamp(sum[c] + 0.5f, 0.0f, 255.0f)) << (8 * c);
-            out.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)] = pixel;
+            out.pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)]
+                = pixel;
         }
     }
     return out;
@@ -80,11 +84,13 @@ Bitmap resampled(const Bitmap& from, int width, int height)
 
 Bitmap centred(const Bitmap& from, int width, int height)
 {
-    const int w = std::min(width, from.width), h = std::min(height, from.height), left = (from.width - w) / 2, top = (from.height - h) / 2;
+    const int w = std::min(width, from.width), h = std::min(height, from.height), left = (from.width - w) / 2,
+              top = (from.height - h) / 2;
     Bitmap out{w, h, {}};
     out.pixels.reserve(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
     for (int y = 0; y < h; ++y) {
-        const auto* line = from.pixels.data() + static_cast<std::size_t>(top + y) * static_cast<std::size_t>(from.width) + left;
+        const auto* line
+            = from.pixels.data() + static_cast<std::size_t>(top + y) * static_cast<std::size_t>(from.width) + left;
         out.pixels.insert(out.pixels.end(), line, line + w);
     }
     return out;

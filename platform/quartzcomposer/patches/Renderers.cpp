@@ -36,7 +36,8 @@ class GradientPatch final : public ConsumerPatch
             const std::string n = std::to_string(k);
             colors_.push_back(&addInput("inputColor" + n, PortType::Color, NSColor{0, 0, 0, 1}));
             const bool inner = k > 1 && k < points;
-            positions_.push_back(inner ? &addInput("inputPosition" + n, PortType::Number, double(k - 1) / (points - 1)) : nullptr);
+            positions_.push_back(
+                inner ? &addInput("inputPosition" + n, PortType::Number, double(k - 1) / (points - 1)) : nullptr);
         }
     }
     void draw(Evaluation& e) override
@@ -49,14 +50,16 @@ class GradientPatch final : public ConsumerPatch
         for (std::size_t k = 0; k < last; ++k) {
             const double from = k == 0 ? 0 : std::clamp(*positions_[k]->value().as<double>(), 0.0, 1.0);
             const double to = k + 1 == last ? 1 : std::clamp(*positions_[k + 1]->value().as<double>(), 0.0, 1.0);
-            addBand(corners, from, to, *colors_[k]->value().as<NSColor>(), *colors_[k + 1]->value().as<NSColor>(), height);
+            addBand(
+                corners, from, to, *colors_[k]->value().as<NSColor>(), *colors_[k + 1]->value().as<NSColor>(), height);
         }
         Paint paint;
         paint.blending = blendingOf(blending());
         e.stage.drawFlat(corners, {}, paint);
     }
     // Upwards, to the right, downwards or to the left.
-    void addBand(std::vector<SolidVertex>& corners, double from, double to, const NSColor& a, const NSColor& b, double height) const
+    void addBand(std::vector<SolidVertex>& corners, double from, double to, const NSColor& a, const NSColor& b,
+        double height) const
     {
         const auto corner = [&](double along, double across, const NSColor& color) {
             SolidVertex v;
@@ -100,7 +103,8 @@ class BillboardPatch final : public ConsumerPatch
             return;
         Stage& stage = e.stage;
         const double pixel = stage.unitsPerPixel();
-        double width = extent.infinite ? 2 : extent.width * pixel, height = extent.infinite ? stage.heightInUnits() : extent.height * pixel;
+        double width = extent.infinite ? 2 : extent.width * pixel,
+               height = extent.infinite ? stage.heightInUnits() : extent.height * pixel;
         const double ratio = height > 0 ? width / height : 1;
         if (mode_ == AutoHeight) {
             width = *scale_->value().as<double>();
@@ -115,7 +119,8 @@ class BillboardPatch final : public ConsumerPatch
         const Vec3 centre = stage.projected({x(), y(), 0});
         double left = centre.x - width / 2, bottom = centre.y - height / 2;
         if (pixelAligned() && rotation() == 0) {
-            const auto snapped = [pixel](double edge, double border) { return std::round((edge + border) / pixel) * pixel - border; };
+            const auto snapped
+                = [pixel](double edge, double border) { return std::round((edge + border) / pixel) * pixel - border; };
             left = snapped(left, 1);
             bottom = snapped(bottom, stage.heightInUnits() / 2);
         }
@@ -124,7 +129,8 @@ class BillboardPatch final : public ConsumerPatch
         paint.mask = mask();
         paint.blending = blendingOf(blending());
         paint.nearest = mode_ == Real && pixelAligned() && rotation() == 0 && !extent.infinite && !mask();
-        const Matrix place = Matrix::translation(left + width / 2, bottom + height / 2, 0) * Matrix::rotation(2, rotation());
+        const Matrix place
+            = Matrix::translation(left + width / 2, bottom + height / 2, 0) * Matrix::rotation(2, rotation());
         stage.drawFlat(rectangle(width, height, color()), place, paint);
     }
     enum Mode { Real, AutoHeight, AutoWidth, Custom } mode_ = Real;
@@ -180,7 +186,7 @@ class LinePatch final : public ConsumerPatch
 class FPSDisplayPatch final : public ConsumerPatch
 {
     Input<std::uint32_t> mode{*this, "inputMode"};
-    void draw(Evaluation&) override {}
+    void draw(Evaluation&) override { }
 };
 
 } // namespace

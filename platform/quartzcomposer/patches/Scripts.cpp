@@ -31,7 +31,10 @@ PortType portTypeOf(ScriptType type)
 }
 
 // What a script can only hand on, kept with its kind so that it comes back as what it was.
-ScriptValue handle(const PortValue& value) { return ScriptHandle{std::make_shared<const PortValue>(value)}; }
+ScriptValue handle(const PortValue& value)
+{
+    return ScriptHandle{std::make_shared<const PortValue>(value)};
+}
 
 ScriptValue scriptValue(const PortValue& value, int depth = 0)
 {
@@ -120,7 +123,8 @@ class JavaScriptPatch final : public Patch
         }
         for (const ScriptParameter& parameter : header->outputs) {
             Result result{parameter.name, {}, parameter.arrayCount > 0};
-            each(parameter, [&](const std::string& key) { result.ports.push_back(&addOutput(key, portTypeOf(parameter.type))); });
+            each(parameter,
+                [&](const std::string& key) { result.ports.push_back(&addOutput(key, portTypeOf(parameter.type))); });
             results_.push_back(std::move(result));
         }
     }
@@ -179,6 +183,9 @@ class JavaScriptPatch final : public Patch
 
 } // namespace
 
-void registerScriptsPatches(PatchRegistry& registry) { registry.add<JavaScriptPatch>("QCJavaScript"); }
+void registerScriptsPatches(PatchRegistry& registry)
+{
+    registry.add<JavaScriptPatch>("QCJavaScript");
+}
 
 } // namespace vitrel::qc

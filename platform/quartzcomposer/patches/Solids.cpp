@@ -13,7 +13,8 @@ int detail(const Settings& settings, const char* key, int usual)
 }
 
 // Two triangles of a grid cell, counter-clockwise from outside.
-void addCell(std::vector<SolidVertex>& out, const SolidVertex& a, const SolidVertex& b, const SolidVertex& c, const SolidVertex& d)
+void addCell(std::vector<SolidVertex>& out, const SolidVertex& a, const SolidVertex& b, const SolidVertex& c,
+    const SolidVertex& d)
 {
     out.insert(out.end(), {a, b, c, a, c, d});
 }
@@ -37,7 +38,8 @@ std::vector<SolidVertex> unitSphere(int slices, int stacks, const NSColor& color
     out.reserve(static_cast<std::size_t>(slices) * static_cast<std::size_t>(stacks) * 6);
     for (int stack = 0; stack < stacks; ++stack) {
         for (int slice = 0; slice < slices; ++slice)
-            addCell(out, corner(slice, stack), corner(slice + 1, stack), corner(slice + 1, stack + 1), corner(slice, stack + 1));
+            addCell(out, corner(slice, stack), corner(slice + 1, stack), corner(slice + 1, stack + 1),
+                corner(slice, stack + 1));
     }
     return out;
 }
@@ -80,7 +82,8 @@ class CylinderPatch final : public SolidPatch
         const auto corner = [&](int slice, int end) {
             const double a = 2 * kPi * slice / slices_, radius = (end ? top() : base()) / 2;
             const Vec3 n{std::cos(a), std::sin(a), height() != 0 ? (base() - top()) / (2 * height()) : 0};
-            return SolidVertex{{n.x * radius, n.y * radius, (end - 0.5) * height()}, n, double(slice) / slices_, double(end), color()};
+            return SolidVertex{
+                {n.x * radius, n.y * radius, (end - 0.5) * height()}, n, double(slice) / slices_, double(end), color()};
         };
         for (int slice = 0; slice < slices_; ++slice)
             addCell(corners, corner(slice, 0), corner(slice + 1, 0), corner(slice + 1, 1), corner(slice, 1));
@@ -98,8 +101,8 @@ class CubePatch final : public SolidPatch
         Vec3 turn; // that brings +z there
         Matrix matrix() const { return Matrix::rotations(turn.x, turn.y, turn.z); }
     };
-    static constexpr Face kFaces[] = {{"Front", {0, 0, 0}}, {"Left", {0, -90, 0}}, {"Right", {0, 90, 0}}, {"Back", {0, 180, 0}},
-        {"Top", {-90, 0, 0}}, {"Bottom", {90, 0, 0}}};
+    static constexpr Face kFaces[] = {{"Front", {0, 0, 0}}, {"Left", {0, -90, 0}}, {"Right", {0, 90, 0}},
+        {"Back", {0, 180, 0}}, {"Top", {-90, 0, 0}}, {"Bottom", {90, 0, 0}}};
 
     Input<double> width{*this, "inputWidth", 1}, height{*this, "inputHeight", 1}, depth{*this, "inputDepth", 1};
     Modes modes{*this, 0, 1, 1};
@@ -118,7 +121,8 @@ class CubePatch final : public SolidPatch
             Paint paint = modes.paint();
             paint.image = *images_[k]->value().as<ImageRef>();
             const Matrix face = kFaces[k].matrix() * Matrix::translation(0, 0, 0.5);
-            e.stage.draw(Primitive::Triangles, rectangle(1, 1, *colors_[k]->value().as<NSColor>()), shape * face, paint);
+            e.stage.draw(
+                Primitive::Triangles, rectangle(1, 1, *colors_[k]->value().as<NSColor>()), shape * face, paint);
         }
     }
     std::vector<InputPort*> colors_, images_;
@@ -135,7 +139,8 @@ class ParticleSystemPatch final : public ConsumerPatch
         maxZ{*this, "inputVelocityMaxZ"}, minSize{*this, "inputMinSize", 0.05}, maxSize{*this, "inputMaxSize", 0.1},
         life{*this, "inputLifeTime", 2}, attraction{*this, "inputAttraction"}, gravity{*this, "inputGravity"},
         sizeDelta{*this, "inputSizeDelta"}, redDelta{*this, "inputRedDelta"}, greenDelta{*this, "inputGreenDelta"},
-        blueDelta{*this, "inputBlueDelta"}, opacityDelta{*this, "inputOpacityDelta"}, finalSize{*this, "inputFinalSize"};
+        blueDelta{*this, "inputBlueDelta"}, opacityDelta{*this, "inputOpacityDelta"},
+        finalSize{*this, "inputFinalSize"};
     Input<std::uint32_t> sizeCurve{*this, "inputSizeInterpolation"}, redCurve{*this, "inputRedInterpolation"},
         greenCurve{*this, "inputGreenInterpolation"}, blueCurve{*this, "inputBlueInterpolation"},
         opacityCurve{*this, "inputOpacityInterpolation"}, blending{*this, "inputBlending", 2};
@@ -169,17 +174,21 @@ class ParticleSystemPatch final : public ConsumerPatch
         if (most > 0)
             e.needFrame();
     }
-    void addParticle(Stage& stage, std::vector<SolidVertex>& corners, std::uint32_t number, double age, std::uint64_t turn) const
+    void addParticle(
+        Stage& stage, std::vector<SolidVertex>& corners, std::uint32_t number, double age, std::uint64_t turn) const
     {
         const auto random = [&](int which, double low, double high) {
-            return low + (high - low) * hashed(seed_ + static_cast<std::uint64_t>(which) * 7919u, turn * kMost + number);
+            return low
+                + (high - low) * hashed(seed_ + static_cast<std::uint64_t>(which) * 7919u, turn * kMost + number);
         };
         const double t = age / std::max(life(), 0.01);
         const double pull = std::exp(-attraction() * age); // towards the source as it ages
-        const Vec3 at{x() + random(1, minX(), maxX()) * age * pull, y() + random(2, minY(), maxY()) * age * pull - gravity() * age * age / 2,
+        const Vec3 at{x() + random(1, minX(), maxX()) * age * pull,
+            y() + random(2, minY(), maxY()) * age * pull - gravity() * age * age / 2,
             z() + random(3, minZ(), maxZ()) * age * pull};
         const double born = random(4, minSize(), maxSize());
-        const double size = std::clamp(interpolates_ ? born + (finalSize() - born) * curve(sizeCurve(), t) : born + sizeDelta() * age, 0.0, 100.0);
+        const double size = std::clamp(
+            interpolates_ ? born + (finalSize() - born) * curve(sizeCurve(), t) : born + sizeDelta() * age, 0.0, 100.0);
         if (size <= 0)
             return;
         const NSColor& c = color();
@@ -187,14 +196,16 @@ class ParticleSystemPatch final : public ConsumerPatch
         const auto part = [&](double from, double to, double delta, std::uint32_t number) {
             return std::clamp(interpolates_ ? from + (to - from) * curve(number, t) : from + delta * age, 0.0, 1.0);
         };
-        const NSColor now{part(c.red, f.red, redDelta(), redCurve()), part(c.green, f.green, greenDelta(), greenCurve()),
-            part(c.blue, f.blue, blueDelta(), blueCurve()), part(c.alpha, f.alpha, opacityDelta(), opacityCurve())};
+        const NSColor now{part(c.red, f.red, redDelta(), redCurve()),
+            part(c.green, f.green, greenDelta(), greenCurve()), part(c.blue, f.blue, blueDelta(), blueCurve()),
+            part(c.alpha, f.alpha, opacityDelta(), opacityCurve())};
         // Turned back by the environment's rotation, so that it faces the viewer.
         const auto& m = stage.environment().model.m;
         const Vec3 right{m[0], m[4], m[8]}, up{m[1], m[5], m[9]};
         for (SolidVertex corner : rectangle(size, size, now)) {
             const Vec3 p = corner.position;
-            corner.position = {at.x + right.x * p.x + up.x * p.y, at.y + right.y * p.x + up.y * p.y, at.z + right.z * p.x + up.z * p.y};
+            corner.position = {at.x + right.x * p.x + up.x * p.y, at.y + right.y * p.x + up.y * p.y,
+                at.z + right.z * p.x + up.z * p.y};
             corners.push_back(corner);
         }
     }

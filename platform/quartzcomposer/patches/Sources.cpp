@@ -13,8 +13,8 @@ class MousePatch final : public Patch
 {
     Input<bool> reset{*this, "inputResetScroll"};
     Input<double> factor{*this, "inputScrollFactor", 0.01};
-    Output<double> x{*this, "outputX"}, y{*this, "outputY"}, scrollX{*this, "outputScrollX"}, scrollY{*this, "outputScrollY"},
-        scrollZ{*this, "outputScrollZ"};
+    Output<double> x{*this, "outputX"}, y{*this, "outputY"}, scrollX{*this, "outputScrollX"},
+        scrollY{*this, "outputScrollY"}, scrollZ{*this, "outputScrollZ"};
     Output<bool> left{*this, "outputButton1"}, right{*this, "outputButton2"}, other{*this, "outputButton3"};
 };
 
@@ -55,8 +55,8 @@ class AudioInputPatch final : public Patch
 
 class MouseInteractionPatch final : public Patch
 {
-    Input<double> xDrag{*this, "inputInitialXDrag"}, yDrag{*this, "inputInitialYDrag"}, rotate{*this, "inputInitialRotateValue"},
-        magnify{*this, "inputInitialMagnifyValue"};
+    Input<double> xDrag{*this, "inputInitialXDrag"}, yDrag{*this, "inputInitialYDrag"},
+        rotate{*this, "inputInitialRotateValue"}, magnify{*this, "inputInitialMagnifyValue"};
     OutputPort& interaction = addOutput("outputInteraction", PortType::Interaction);
     Output<bool> down{*this, "outputMouseDown"}, over{*this, "outputMouseOver"};
     Output<double> xOut{*this, "outputXDrag"}, yOut{*this, "outputYDrag"};

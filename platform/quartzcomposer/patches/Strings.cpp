@@ -27,7 +27,10 @@ std::string bounded(std::string text)
     return text;
 }
 
-icu::UnicodeString unicode(const std::string& text) { return icu::UnicodeString::fromUTF8(text); }
+icu::UnicodeString unicode(const std::string& text)
+{
+    return icu::UnicodeString::fromUTF8(text);
+}
 
 std::string utf8(const icu::UnicodeString& text)
 {
@@ -37,7 +40,8 @@ std::string utf8(const icu::UnicodeString& text)
 }
 
 // Every match replaced. Absent if the pattern fails, takes too long or the text grows beyond what a port holds.
-std::optional<std::string> replacedAll(icu::RegexMatcher& matcher, const std::string& text, const icu::UnicodeString& replacement)
+std::optional<std::string> replacedAll(
+    icu::RegexMatcher& matcher, const std::string& text, const icu::UnicodeString& replacement)
 {
     UErrorCode status = U_ZERO_ERROR;
     const icu::UnicodeString subject = unicode(text);
@@ -191,13 +195,15 @@ class ComponentsPatch final : public Patch
 
 class GrepPatch final : public Patch
 {
-    Input<std::string> text{*this, "inputString"}, pattern{*this, "inputPattern", "."}, replacement{*this, "inputReplace"};
+    Input<std::string> text{*this, "inputString"}, pattern{*this, "inputPattern", "."},
+        replacement{*this, "inputReplace"};
     Input<bool> caseSensitive{*this, "inputCaseSensitive"};
     Output<std::string> result{*this, "outputString"};
     void evaluate(Evaluation&) override
     {
         UErrorCode status = U_ZERO_ERROR;
-        icu::RegexMatcher matcher(unicode(pattern()), caseSensitive() ? 0u : static_cast<std::uint32_t>(UREGEX_CASE_INSENSITIVE), status);
+        icu::RegexMatcher matcher(
+            unicode(pattern()), caseSensitive() ? 0u : static_cast<std::uint32_t>(UREGEX_CASE_INSENSITIVE), status);
         if (U_FAILURE(status)) {
             result.set(text());
             return;
@@ -232,15 +238,18 @@ class RangePatch final : public Patch
     void evaluate(Evaluation&) override
     {
         const icu::UnicodeString whole = unicode(text());
-        const auto from = static_cast<int>(std::min<std::uint32_t>(first(), static_cast<std::uint32_t>(whole.length())));
-        const auto count = static_cast<int>(std::min<std::uint32_t>(length(), static_cast<std::uint32_t>(whole.length() - from)));
+        const auto from
+            = static_cast<int>(std::min<std::uint32_t>(first(), static_cast<std::uint32_t>(whole.length())));
+        const auto count
+            = static_cast<int>(std::min<std::uint32_t>(length(), static_cast<std::uint32_t>(whole.length() - from)));
         result.set(repairedUtf8(utf8(whole.tempSubString(from, count))));
     }
 };
 
 class ReplacePatch final : public Patch
 {
-    Input<std::string> text{*this, "inputSourceString"}, search{*this, "inputSearchString"}, replacement{*this, "inputReplaceString"};
+    Input<std::string> text{*this, "inputSourceString"}, search{*this, "inputSearchString"},
+        replacement{*this, "inputReplaceString"};
     Input<bool> caseSensitive{*this, "inputCaseSensitive", true};
     Output<std::string> result{*this, "outputString"};
     void evaluate(Evaluation&) override
@@ -272,7 +281,8 @@ class TimecodePatch final : public Patch
         const double whole = std::clamp(seconds(), 0.0, 359999.0);
         const auto total = static_cast<long>(std::floor(whole * 30 + 1e-6));
         const auto two = [](long n) { return (n < 10 ? "0" : "") + std::to_string(n); };
-        result.set(two(total / 108000) + ":" + two(total / 1800 % 60) + ":" + two(total / 30 % 60) + ":" + two(total % 30));
+        result.set(
+            two(total / 108000) + ":" + two(total / 1800 % 60) + ":" + two(total / 30 % 60) + ":" + two(total % 30));
     }
 };
 

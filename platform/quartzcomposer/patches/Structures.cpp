@@ -2,8 +2,8 @@
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 
 #include <algorithm>
-#include <deque>
 #include <cmath>
+#include <deque>
 
 namespace vitrel::qc {
 
@@ -29,7 +29,8 @@ template <By Way> class MemberPatch final : public Patch
             return;
         }
         if (Way == By::KeyAtIndex) {
-            member.set(from->keyed && index() < from->members.size() ? PortValue(from->members[index()].key) : PortValue());
+            member.set(
+                from->keyed && index() < from->members.size() ? PortValue(from->members[index()].key) : PortValue());
             return;
         }
         const PortValue* found = Way == By::Key ? from->atKey(key()) : from->atIndex(index());
@@ -69,7 +70,8 @@ class QueuePatch final : public Patch
         if (filling() && (continuous_ || news)) {
             // A full queue of one value stays what it is.
             const bool uniform = members_.size() == most
-                && std::all_of(members_.begin(), members_.end(), [&](const PortValue& v) { return sameValue(v, value()); });
+                && std::all_of(
+                    members_.begin(), members_.end(), [&](const PortValue& v) { return sameValue(v, value()); });
             if (!uniform) {
                 members_.push_back(value());
                 changed = true;
@@ -152,7 +154,8 @@ class RangePatch final : public Patch
         const auto& all = structure()->members;
         const std::size_t from = std::min<std::size_t>(first(), all.size());
         const std::size_t to = from + std::min<std::size_t>(length(), all.size() - from);
-        part->members.assign(all.begin() + static_cast<std::ptrdiff_t>(from), all.begin() + static_cast<std::ptrdiff_t>(to));
+        part->members.assign(
+            all.begin() + static_cast<std::ptrdiff_t>(from), all.begin() + static_cast<std::ptrdiff_t>(to));
         result.set(part);
     }
 };

@@ -36,7 +36,8 @@ Directive nextDirective(const std::string& format, std::size_t from)
                 number = "99";
             d.flags += number;
         };
-        while (k < format.size() && std::string_view("-+ #0").find(format[k]) != std::string_view::npos && d.flags.size() < 8)
+        while (k < format.size() && std::string_view("-+ #0").find(format[k]) != std::string_view::npos
+            && d.flags.size() < 8)
             d.flags += format[k++];
         digits();
         if (k < format.size() && format[k] == '.') {
@@ -158,7 +159,8 @@ NumberFormat::NumberFormat(const std::string& pattern)
     if (U_FAILURE(status))
         return;
     symbols->setSymbol(icu::DecimalFormatSymbols::kGroupingSeparatorSymbol, ",");
-    auto format = std::make_unique<icu::DecimalFormat>(icu::UnicodeString::fromUTF8(pattern), symbols.release(), status);
+    auto format
+        = std::make_unique<icu::DecimalFormat>(icu::UnicodeString::fromUTF8(pattern), symbols.release(), status);
     if (U_SUCCESS(status)) {
         format->setRoundingMode(icu::DecimalFormat::kRoundHalfEven);
         implementation_->format = std::move(format);
@@ -204,7 +206,8 @@ std::string DateFormat::format(Date date) const
         std::array<char, 1024> buffer{};
         if (!localtime_r(&seconds, &parts))
             return {};
-        const std::size_t length = std::strftime(buffer.data(), buffer.size(), implementation_->cFormat.c_str(), &parts);
+        const std::size_t length
+            = std::strftime(buffer.data(), buffer.size(), implementation_->cFormat.c_str(), &parts);
         return repairedUtf8({buffer.data(), length});
     }
     if (!implementation_->format)

@@ -20,7 +20,10 @@ constexpr double kMaxFont = 2000;
 template <class T, void (*Free)(T*)> struct Freer {
     void operator()(T* object) const { Free(object); }
 };
-void unref(void* object) { g_object_unref(object); }
+void unref(void* object)
+{
+    g_object_unref(object);
+}
 struct Unref {
     void operator()(void* object) const { unref(object); }
 };
@@ -45,7 +48,10 @@ PangoContext* context()
     return shared;
 }
 
-int units(double pixels) { return static_cast<int>(std::lround(std::clamp(pixels, 0.0, 100'000.0) * PANGO_SCALE)); }
+int units(double pixels)
+{
+    return static_cast<int>(std::lround(std::clamp(pixels, 0.0, 100'000.0) * PANGO_SCALE));
+}
 
 Layout layoutOf(const std::string& text, const TextStyle& style)
 {
@@ -56,7 +62,8 @@ Layout layoutOf(const std::string& text, const TextStyle& style)
     pango_font_description_free(font);
     PangoAttrList* attributes = pango_attr_list_new();
     if (style.kerning != 0)
-        pango_attr_list_insert(attributes, pango_attr_letter_spacing_new(static_cast<int>(std::clamp(style.kerning, -1000.0, 1000.0) * PANGO_SCALE)));
+        pango_attr_list_insert(attributes,
+            pango_attr_letter_spacing_new(static_cast<int>(std::clamp(style.kerning, -1000.0, 1000.0) * PANGO_SCALE)));
     if (!style.fontFeatures.empty())
         pango_attr_list_insert(attributes, pango_attr_font_features_new(style.fontFeatures.c_str()));
     pango_layout_set_attributes(layout.get(), attributes);
@@ -121,12 +128,15 @@ SetText drawn(PangoLayout* layout, const TextStyle& style)
     result.lines = pango_layout_get_line_count(layout);
     result.glyphs = pango_layout_get_character_count(layout);
     const double slack = result.height - logical.height;
-    const double top = style.vertical == TextAlignment::Opposite ? slack : style.vertical == TextAlignment::Centered ? slack / 2 : 0;
+    const double top = style.vertical == TextAlignment::Opposite ? slack
+        : style.vertical == TextAlignment::Centered              ? slack / 2
+                                                                 : 0;
 
     auto bitmap = std::make_shared<Bitmap>(Bitmap{result.width, result.height,
         std::vector<std::uint32_t>(static_cast<std::size_t>(result.width) * static_cast<std::size_t>(result.height))});
-    cairo_surface_t* surface = cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(bitmap->pixels.data()),
-        CAIRO_FORMAT_ARGB32, result.width, result.height, result.width * 4);
+    cairo_surface_t* surface
+        = cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(bitmap->pixels.data()),
+            CAIRO_FORMAT_ARGB32, result.width, result.height, result.width * 4);
     cairo_t* cairo = cairo_create(surface);
     cairo_set_source_rgb(cairo, 1, 1, 1);
     // Whole pixels: a baseline between two rows is a blurred one.
@@ -145,19 +155,21 @@ struct StyleWord {
 };
 constexpr StyleWord kStyleWords[] = {{"UltraLight", "Ultra-Light"}, {"ExtraLight", "Ultra-Light"}, {"Thin", "Thin"},
     {"SemiBold", "Semi-Bold"}, {"Semibold", "Semi-Bold"}, {"DemiBold", "Semi-Bold"}, {"ExtraBold", "Ultra-Bold"},
-    {"CondensedBold", "Condensed Bold"}, {"CondensedBlack", "Condensed Heavy"}, {"Condensed", "Condensed"}, {"Bold", "Bold"},
-    {"Black", "Heavy"}, {"Heavy", "Heavy"}, {"Medium", "Medium"}, {"Light", "Light"}, {"Italic", "Italic"}, {"Oblique", "Italic"},
-    {"Ital", "Italic"}, {"Regular", ""}, {"Roman", ""}};
+    {"CondensedBold", "Condensed Bold"}, {"CondensedBlack", "Condensed Heavy"}, {"Condensed", "Condensed"},
+    {"Bold", "Bold"}, {"Black", "Heavy"}, {"Heavy", "Heavy"}, {"Medium", "Medium"}, {"Light", "Light"},
+    {"Italic", "Italic"}, {"Oblique", "Italic"}, {"Ital", "Italic"}, {"Regular", ""}, {"Roman", ""}};
 
 // Families of that platform and what is like them here.
 struct Substitute {
     const char* start;
     const char* families;
 };
-constexpr Substitute kSubstitutes[] = {{"Helvetica", "Inter,Helvetica,Arimo,Liberation Sans"}, {"Lucida", "Inter,DejaVu Sans"},
-    {"Arial", "Arial,Liberation Sans,Arimo"}, {"Tahoma", "Tahoma,DejaVu Sans Condensed,Inter"}, {"Gill", "Gill Sans,Cabin,Inter"},
-    {"Courier", "Courier New,Liberation Mono,Noto Sans Mono,Monospace"}, {"Andale", "Noto Sans Mono,DejaVu Sans Mono,Monospace"},
-    {"Monaco", "Noto Sans Mono,DejaVu Sans Mono,Monospace"}, {"Menlo", "DejaVu Sans Mono,Noto Sans Mono,Monospace"},
+constexpr Substitute kSubstitutes[] = {{"Helvetica", "Inter,Helvetica,Arimo,Liberation Sans"},
+    {"Lucida", "Inter,DejaVu Sans"}, {"Arial", "Arial,Liberation Sans,Arimo"},
+    {"Tahoma", "Tahoma,DejaVu Sans Condensed,Inter"}, {"Gill", "Gill Sans,Cabin,Inter"},
+    {"Courier", "Courier New,Liberation Mono,Noto Sans Mono,Monospace"},
+    {"Andale", "Noto Sans Mono,DejaVu Sans Mono,Monospace"}, {"Monaco", "Noto Sans Mono,DejaVu Sans Mono,Monospace"},
+    {"Menlo", "DejaVu Sans Mono,Noto Sans Mono,Monospace"},
     {"Times", "Times New Roman,Liberation Serif,Noto Serif,Serif"}, {"Georgia", "Georgia,Gelasio,Noto Serif,Serif"}};
 
 } // namespace

@@ -2,15 +2,17 @@
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 #include "platform/quartzcomposer/patches/TextLayout.h"
 
+#include <cmath>
+
 namespace vitrel::qc {
 
 namespace {
 
 TextAlignment alignmentOf(const std::string& name, TextAlignment usual)
 {
-    return name == "Normal" ? TextAlignment::Natural
-        : name == "Opposite" ? TextAlignment::Opposite
-        : name == "Centered" ? TextAlignment::Centered
+    return name == "Normal"   ? TextAlignment::Natural
+        : name == "Opposite"  ? TextAlignment::Opposite
+        : name == "Centered"  ? TextAlignment::Centered
         : name == "Justified" ? TextAlignment::Justified
                               : usual;
 }
@@ -59,13 +61,14 @@ class TextImagePatch final : public Patch
     TextStyle style(const Evaluation& e) const
     {
         const double unit = inPixels_ ? 1 : 1 / e.stage.unitsPerPixel();
+        const auto pixels = [unit](double length) { return std::isfinite(length) ? length * unit : 0; };
         TextStyle style = style_;
         style.fontName = fontName();
-        style.size = size() * unit;
-        style.leading = leading() * unit;
-        style.kerning = kerning() * unit;
-        style.width = width() * unit;
-        style.height = height() * unit;
+        style.size = pixels(size());
+        style.leading = pixels(leading());
+        style.kerning = pixels(kerning());
+        style.width = pixels(width());
+        style.height = pixels(height());
         return style;
     }
     static bool same(const TextStyle& a, const TextStyle& b)
@@ -82,6 +85,9 @@ class TextImagePatch final : public Patch
 
 } // namespace
 
-void registerTextsPatches(PatchRegistry& registry) { registry.add<TextImagePatch>("QCTextImage"); }
+void registerTextsPatches(PatchRegistry& registry)
+{
+    registry.add<TextImagePatch>("QCTextImage");
+}
 
 } // namespace vitrel::qc

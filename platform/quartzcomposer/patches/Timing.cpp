@@ -127,7 +127,8 @@ class InterpolationPatch final : public TimedPatch
         for (std::size_t k = 0; k < times.size(); ++k)
             points_.emplace_back(times[k], values[k]);
         points_.emplace_back(1, settings.number("controlPointEnd", 1));
-        std::stable_sort(points_.begin(), points_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+        std::stable_sort(
+            points_.begin(), points_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     }
 
     void evaluate(Evaluation& e) override
@@ -192,7 +193,8 @@ class SmoothPatch final : public TimedPatch
 {
     Input<double> value{*this, "inputValue"}, rising{*this, "inputIncreasingDuration", 1},
         falling{*this, "inputDecreasingDuration", 1};
-    Input<std::uint32_t> risingCurve{*this, "inputIncreasingInterpolation"}, fallingCurve{*this, "inputDecreasingInterpolation"};
+    Input<std::uint32_t> risingCurve{*this, "inputIncreasingInterpolation"},
+        fallingCurve{*this, "inputDecreasingInterpolation"};
     Output<double> result{*this, "outputValue"};
 
     void evaluate(Evaluation& e) override
@@ -202,7 +204,8 @@ class SmoothPatch final : public TimedPatch
             m = {true, value(), value(), time(), 0, 0};
         } else if (value() != m.target && !(std::isnan(value()) && std::isnan(m.target))) {
             const bool rises = value() > m.target;
-            m = {true, present(m), value(), time(), std::max(0.0, rises ? rising() : falling()), rises ? risingCurve() : fallingCurve()};
+            m = {true, present(m), value(), time(), std::max(0.0, rises ? rising() : falling()),
+                rises ? risingCurve() : fallingCurve()};
         }
         result.set(present(m));
         if (time() - m.start < m.duration)

@@ -28,7 +28,8 @@ class ScreenInfoPatch final : public Patch
 class AnchorPositionPatch final : public Patch
 {
     Input<std::uint32_t> mode{*this, "inputMode"};
-    Input<double> offsetX{*this, "inputX"}, offsetY{*this, "inputY"}, width{*this, "inputWidth"}, height{*this, "inputHeight"};
+    Input<double> offsetX{*this, "inputX"}, offsetY{*this, "inputY"}, width{*this, "inputWidth"},
+        height{*this, "inputHeight"};
     Output<double> x{*this, "outputX"}, y{*this, "outputY"};
 
     Kind kind() const override { return Kind::Timed; }

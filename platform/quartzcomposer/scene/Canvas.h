@@ -56,12 +56,11 @@ class NullCanvas final : public Canvas
 public:
     NullCanvas(int width, int height)
         : sizes_{{width, height}}
-    {
-    }
+    { }
     int width() const override { return sizes_.back().first; }
     int height() const override { return sizes_.back().second; }
-    void clear(const NSColor&, bool, bool, std::uint8_t) override {}
-    void draw(Primitive, std::span<const CanvasVertex>, const Paint&) override {}
+    void clear(const NSColor&, bool, bool, std::uint8_t) override { }
+    void draw(Primitive, std::span<const CanvasVertex>, const Paint&) override { }
     void beginImage(int width, int height, bool) override { sizes_.emplace_back(width, height); }
     ImageRef endImage() override
     {

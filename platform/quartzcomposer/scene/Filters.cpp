@@ -11,8 +11,14 @@ namespace {
 using R = ExtentRule;
 using K = ParameterKind;
 
-#define VITREL_ONE_IMAGE {"inputImage"}
-#define VITREL_BLEND(name) {name, R::Union, {"inputImage", "inputBackgroundImage"}, {}}
+#define VITREL_ONE_IMAGE                                                                                               \
+    {                                                                                                                  \
+        "inputImage"                                                                                                   \
+    }
+#define VITREL_BLEND(name)                                                                                             \
+    {                                                                                                                  \
+        name, R::Union, {"inputImage", "inputBackgroundImage"}, { }                                                    \
+    }
 
 constexpr Filter kFilters[] = {
     {"CICrop", R::Crop, VITREL_ONE_IMAGE, {{"inputRectangle", K::Rectangle, {0, 0, 300, 300}}}},
@@ -25,11 +31,11 @@ constexpr Filter kFilters[] = {
         {{"inputCenter", K::Point, {150, 150}}, {"inputRadius0", K::Length, {5}}, {"inputRadius1", K::Length, {100}},
             {"inputColor0", K::Color, {1, 1, 1, 1}}, {"inputColor1", K::Color, {0, 0, 0, 1}}}},
     {"CIGaussianGradient", R::Infinite, {},
-        {{"inputCenter", K::Point, {150, 150}}, {"inputRadius", K::Length, {300}}, {"inputColor0", K::Color, {1, 1, 1, 1}},
-            {"inputColor1", K::Color, {0, 0, 0, 0}}}},
+        {{"inputCenter", K::Point, {150, 150}}, {"inputRadius", K::Length, {300}},
+            {"inputColor0", K::Color, {1, 1, 1, 1}}, {"inputColor1", K::Color, {0, 0, 0, 0}}}},
     {"CILinearGradient", R::Infinite, {},
-        {{"inputPoint0", K::Point, {0, 0}}, {"inputPoint1", K::Point, {200, 200}}, {"inputColor0", K::Color, {1, 1, 1, 1}},
-            {"inputColor1", K::Color, {0, 0, 0, 1}}}},
+        {{"inputPoint0", K::Point, {0, 0}}, {"inputPoint1", K::Point, {200, 200}},
+            {"inputColor0", K::Color, {1, 1, 1, 1}}, {"inputColor1", K::Color, {0, 0, 0, 1}}}},
     {"CICheckerboardGenerator", R::Infinite, {},
         {{"inputCenter", K::Point, {150, 150}}, {"inputWidth", K::Length, {80}}, {"inputSharpness", K::Number, {1}},
             {"inputColor0", K::Color, {1, 1, 1, 1}}, {"inputColor1", K::Color, {0, 0, 0, 1}}}},
@@ -38,13 +44,27 @@ constexpr Filter kFilters[] = {
     {"CISourceOverCompositing", R::Union, {"inputImage", "inputBackgroundImage"}, {}},
     {"CISourceInCompositing", R::Intersection, {"inputImage", "inputBackgroundImage"}, {}},
     {"CISourceOutCompositing", R::Same, {"inputImage", "inputBackgroundImage"}, {}},
-    VITREL_BLEND("CISourceAtopCompositing"), VITREL_BLEND("CIAdditionCompositing"), VITREL_BLEND("CIMultiplyCompositing"),
-    VITREL_BLEND("CIMaximumCompositing"), VITREL_BLEND("CIMinimumCompositing"), VITREL_BLEND("CIMultiplyBlendMode"),
-    VITREL_BLEND("CIExclusionBlendMode"), VITREL_BLEND("CIColorBurnBlendMode"), VITREL_BLEND("CIColorDodgeBlendMode"),
-    VITREL_BLEND("CIDarkenBlendMode"), VITREL_BLEND("CIDifferenceBlendMode"), VITREL_BLEND("CIHardLightBlendMode"),
-    VITREL_BLEND("CILightenBlendMode"), VITREL_BLEND("CIOverlayBlendMode"), VITREL_BLEND("CIScreenBlendMode"),
-    VITREL_BLEND("CISoftLightBlendMode"), VITREL_BLEND("CISubtractBlendMode"), VITREL_BLEND("CIColorBlendMode"),
-    VITREL_BLEND("CIHueBlendMode"), VITREL_BLEND("CILuminosityBlendMode"), VITREL_BLEND("CISaturationBlendMode"),
+    VITREL_BLEND("CISourceAtopCompositing"),
+    VITREL_BLEND("CIAdditionCompositing"),
+    VITREL_BLEND("CIMultiplyCompositing"),
+    VITREL_BLEND("CIMaximumCompositing"),
+    VITREL_BLEND("CIMinimumCompositing"),
+    VITREL_BLEND("CIMultiplyBlendMode"),
+    VITREL_BLEND("CIExclusionBlendMode"),
+    VITREL_BLEND("CIColorBurnBlendMode"),
+    VITREL_BLEND("CIColorDodgeBlendMode"),
+    VITREL_BLEND("CIDarkenBlendMode"),
+    VITREL_BLEND("CIDifferenceBlendMode"),
+    VITREL_BLEND("CIHardLightBlendMode"),
+    VITREL_BLEND("CILightenBlendMode"),
+    VITREL_BLEND("CIOverlayBlendMode"),
+    VITREL_BLEND("CIScreenBlendMode"),
+    VITREL_BLEND("CISoftLightBlendMode"),
+    VITREL_BLEND("CISubtractBlendMode"),
+    VITREL_BLEND("CIColorBlendMode"),
+    VITREL_BLEND("CIHueBlendMode"),
+    VITREL_BLEND("CILuminosityBlendMode"),
+    VITREL_BLEND("CISaturationBlendMode"),
     {"CIColorInvert", R::Same, VITREL_ONE_IMAGE, {}},
     {"CIColorControls", R::Same, VITREL_ONE_IMAGE,
         {{"inputSaturation", K::Number, {1}}, {"inputBrightness", K::Number, {0}}, {"inputContrast", K::Number, {1}}}},
@@ -110,7 +130,10 @@ Extent extentOf(const Filter& filter, const std::vector<ImageRef>& images, const
 
 } // namespace
 
-std::span<const Filter> allFilters() { return kFilters; }
+std::span<const Filter> allFilters()
+{
+    return kFilters;
+}
 
 const Filter* filterNamed(const std::string& name)
 {

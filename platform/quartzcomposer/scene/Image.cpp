@@ -12,7 +12,10 @@ std::atomic<std::size_t> livingBytes{0};
 
 } // namespace
 
-bool roomForImages() { return livingBytes < kMaxLivingBytes; }
+bool roomForImages()
+{
+    return livingBytes < kMaxLivingBytes;
+}
 
 ImageRef ownImage(std::shared_ptr<const Bitmap> bitmap)
 {

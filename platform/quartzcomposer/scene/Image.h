@@ -30,8 +30,7 @@ class Image
 public:
     explicit Image(Extent extent)
         : extent_(extent)
-    {
-    }
+    { }
     virtual ~Image() = default;
     Image(const Image&) = delete;
     Image& operator=(const Image&) = delete;
@@ -60,8 +59,7 @@ public:
     explicit BitmapImage(std::shared_ptr<const Bitmap> bitmap)
         : Image({0, 0, double(bitmap->width), double(bitmap->height)})
         , bitmap_(std::move(bitmap))
-    {
-    }
+    { }
     std::shared_ptr<const Bitmap> bitmap() const override { return bitmap_; }
 
 private:
@@ -80,8 +78,7 @@ class DrawnImage final : public Image
 public:
     DrawnImage(int width, int height)
         : Image({0, 0, double(width), double(height)})
-    {
-    }
+    { }
 };
 
 // A filter over other images, computed when it is shown. `numbers` and `colors` are the filter's parameters in the
@@ -97,8 +94,7 @@ public:
         , numbers(std::move(numbers))
         , colors(std::move(colors))
         , levels(1 + deepest(this->inputs))
-    {
-    }
+    { }
     const std::string filter;
     const std::vector<ImageRef> inputs;
     const std::vector<double> numbers;

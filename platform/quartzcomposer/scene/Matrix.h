@@ -13,7 +13,10 @@ struct Vec4 {
 };
 
 inline constexpr double kPi = 3.14159265358979323846;
-inline double radians(double degrees) { return degrees * kPi / 180.0; }
+inline double radians(double degrees)
+{
+    return degrees * kPi / 180.0;
+}
 
 // Column-major, as OpenGL has it: m[column * 4 + row]. Products apply the right factor first.
 struct Matrix {
@@ -77,16 +80,14 @@ struct Matrix {
         return out;
     }
     // glRotate about x, then y, then z.
-    static Matrix rotations(double x, double y, double z)
-    {
-        return rotation(0, x) * rotation(1, y) * rotation(2, z);
-    }
+    static Matrix rotations(double x, double y, double z) { return rotation(0, x) * rotation(1, y) * rotation(2, z); }
     // As glFrustum: half the width and height of the near plane.
     static Matrix frustum(double halfWidth, double halfHeight, double nearPlane, double farPlane)
     {
         Matrix out;
         out.m = {nearPlane / halfWidth, 0, 0, 0, 0, nearPlane / halfHeight, 0, 0, 0, 0,
-            -(farPlane + nearPlane) / (farPlane - nearPlane), -1, 0, 0, -2 * farPlane * nearPlane / (farPlane - nearPlane), 0};
+            -(farPlane + nearPlane) / (farPlane - nearPlane), -1, 0, 0,
+            -2 * farPlane * nearPlane / (farPlane - nearPlane), 0};
         return out;
     }
 };

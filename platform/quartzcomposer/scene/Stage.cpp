@@ -8,13 +8,19 @@ namespace {
 
 constexpr double kNear = 0.1, kFar = 1000;
 
-double length(const Vec3& v) { return std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z); }
+double length(const Vec3& v)
+{
+    return std::sqrt(v.x * v.x + v.y * v.y + v.z * v.z);
+}
 Vec3 normalized(const Vec3& v)
 {
     const double l = length(v);
     return l > 0 ? Vec3{v.x / l, v.y / l, v.z / l} : Vec3{0, 0, 1};
 }
-double dot(const Vec3& a, const Vec3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+double dot(const Vec3& a, const Vec3& b)
+{
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
 
 // Phong's terms at a corner, as fixed-function lighting has them: material is the corner's colour.
 NSColor lit(const Lighting& lighting, const NSColor& material, const Vec3& at, Vec3 normal)
@@ -50,7 +56,8 @@ NSColor fogged(const Fog& fog, const NSColor& color, double distance)
     else
         clear = std::exp(-std::pow(fog.density * distance, fog.kind == 1 ? 1 : 2));
     clear = std::clamp(clear, 0.0, 1.0);
-    return {fog.color.red + (color.red - fog.color.red) * clear, fog.color.green + (color.green - fog.color.green) * clear,
+    return {fog.color.red + (color.red - fog.color.red) * clear,
+        fog.color.green + (color.green - fog.color.green) * clear,
         fog.color.blue + (color.blue - fog.color.blue) * clear, color.alpha};
 }
 
@@ -66,7 +73,8 @@ CanvasVertex canvasVertex(const Vec4& clip, const SolidVertex& corner, const NSC
 void flattenIfEquallyFar(std::vector<CanvasVertex>& corners)
 {
     const float w = corners.empty() ? 1 : corners.front().position[3];
-    if (w <= 0 || !std::all_of(corners.begin(), corners.end(), [w](const CanvasVertex& v) { return v.position[3] == w; }))
+    if (w <= 0
+        || !std::all_of(corners.begin(), corners.end(), [w](const CanvasVertex& v) { return v.position[3] == w; }))
         return;
     for (CanvasVertex& corner : corners) {
         for (int k = 0; k < 3; ++k)
@@ -77,7 +85,10 @@ void flattenIfEquallyFar(std::vector<CanvasVertex>& corners)
 
 } // namespace
 
-double Stage::aspect() const { return double(std::max(canvas_.width(), 1)) / std::max(canvas_.height(), 1); }
+double Stage::aspect() const
+{
+    return double(std::max(canvas_.width(), 1)) / std::max(canvas_.height(), 1);
+}
 
 Matrix Stage::projection() const
 {

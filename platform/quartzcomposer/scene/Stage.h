@@ -50,8 +50,7 @@ class Stage
 public:
     explicit Stage(Canvas& canvas)
         : canvas_(canvas)
-    {
-    }
+    { }
 
     Canvas& canvas() { return canvas_; }
     Environment& environment() { return environment_; }

@@ -40,8 +40,7 @@ struct Script::Engine {
         : shared(std::move(shared))
         , global(this->shared->context())
         , main(this->shared->context())
-    {
-    }
+    { }
     bool makeGlobal();
     std::string takeMessage(bool expired, double milliseconds);
     static bool random(JSContext* context, unsigned count, JS::Value* values);
@@ -130,7 +129,10 @@ Script::~Script()
     JS::SetRealmPrivate(JS::GetCurrentRealmOrNull(engine_->shared->context()), nullptr);
 }
 
-bool Script::isDisabled() const { return engine_->failures >= kMostFailures; }
+bool Script::isDisabled() const
+{
+    return engine_->failures >= kMostFailures;
+}
 
 Result<std::unique_ptr<Script>, ScriptError> Script::compile(std::string_view source, ScriptLimits limits)
 {
@@ -158,8 +160,7 @@ Result<std::unique_ptr<Script>, ScriptError> Script::compile(std::string_view so
     JS::RootedValue result(context);
     const std::string good = repairedUtf8(source);
     if (!text.init(context, good.data(), good.size(), JS::SourceOwnership::Borrowed)
-        || !JS::Evaluate(context, options, text, &result)
-        || !JS_GetProperty(context, made.global, "main", &made.main))
+        || !JS::Evaluate(context, options, text, &result) || !JS_GetProperty(context, made.global, "main", &made.main))
         return ScriptError{made.takeMessage(budget.isExpired(), limits.compileMilliseconds)};
     js::RunJobs(context);
     if (!made.main.isObject() || !JS::IsCallable(&made.main.toObject()))

@@ -114,7 +114,8 @@ bool ScriptConversion::toObject(const ScriptObject& members, JS::MutableHandleVa
 
 bool ScriptConversion::toText(const std::string& text, JS::MutableHandleValue out)
 {
-    const bool ascii = std::none_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+    const bool ascii
+        = std::none_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
     JSString* string = nullptr;
     if (ascii) {
         string = JS_NewStringCopyN(context_, text.data(), text.size());

@@ -17,8 +17,7 @@ public:
     explicit ScriptConversion(JSContext* context)
         : context_(context)
         , ancestors_(context)
-    {
-    }
+    { }
 
     bool toScript(const ScriptValue& value, JS::MutableHandleValue out);
     bool fromScript(JS::HandleValue value, ScriptValue& out);
@@ -36,7 +35,7 @@ private:
 
     JSContext* context_;
     JS::RootedObjectVector ancestors_; // of the value that is being read
-    int depth_ = 0;                    // of the value that is being written
+    int depth_ = 0; // of the value that is being written
     std::size_t members_ = 0, textBytes_ = 0;
 };
 

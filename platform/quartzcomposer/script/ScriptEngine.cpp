@@ -116,8 +116,8 @@ private:
                 if (end == 0)
                     continue;
                 if (end <= now) {
-                    // A machine that was busy with other things, or slept, is not the script's fault. It has to be found
-                    // out here: a regular expression that is interrupted can't go on, whatever the callback says.
+                    // A machine that was busy with other things, or slept, is not the script's fault. It has to be
+                    // found out here: a regular expression that is interrupted can't go on, whatever the callback says.
                     const std::int64_t left = engine->processorEnd_ - nowOn(engine->processorClock_);
                     const std::int64_t later = left > 0 ? now + left : 0;
                     if (engine->wallEnd_.compare_exchange_strong(end, later) && later == 0)

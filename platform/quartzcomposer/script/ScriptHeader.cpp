@@ -242,8 +242,8 @@ private:
         for (const auto& input : found.inputs)
             header_.source += (&input == found.inputs.data() ? "" : ", ") + input.name;
         header_.source += ") {";
-        header_.source.append(
-            std::size_t(std::count(text_.begin() + std::ptrdiff_t(at_), text_.begin() + std::ptrdiff_t(found.end), '\n')),
+        header_.source.append(std::size_t(std::count(text_.begin() + std::ptrdiff_t(at_),
+                                  text_.begin() + std::ptrdiff_t(found.end), '\n')),
             '\n');
         header_.outputs = std::move(found.outputs);
         header_.inputs = std::move(found.inputs);

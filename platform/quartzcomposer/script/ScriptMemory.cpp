@@ -38,7 +38,10 @@ void* counted(void* block)
     return block;
 }
 
-void* boundedMalloc(std::size_t size) { return isTooMuch(size) ? nullptr : counted(realMalloc(size)); }
+void* boundedMalloc(std::size_t size)
+{
+    return isTooMuch(size) ? nullptr : counted(realMalloc(size));
+}
 
 void* boundedCalloc(std::size_t count, std::size_t size)
 {
@@ -86,17 +89,29 @@ int findSlots(dl_phdr_info* info, std::size_t, void* context)
     const ElfW(Sym)* symbols = nullptr;
     const char* names = nullptr;
     struct {
-        const ElfW(Rela)* first = nullptr;
+        const ElfW(Rela) * first = nullptr;
         std::size_t bytes = 0;
     } tables[2];
     for (; dynamic && dynamic->d_tag != DT_NULL; ++dynamic) {
         switch (dynamic->d_tag) {
-        case DT_SYMTAB: symbols = reinterpret_cast<const ElfW(Sym)*>(dynamic->d_un.d_ptr); break;
-        case DT_STRTAB: names = reinterpret_cast<const char*>(dynamic->d_un.d_ptr); break;
-        case DT_RELA: tables[0].first = reinterpret_cast<const ElfW(Rela)*>(dynamic->d_un.d_ptr); break;
-        case DT_RELASZ: tables[0].bytes = dynamic->d_un.d_val; break;
-        case DT_JMPREL: tables[1].first = reinterpret_cast<const ElfW(Rela)*>(dynamic->d_un.d_ptr); break;
-        case DT_PLTRELSZ: tables[1].bytes = dynamic->d_un.d_val; break;
+        case DT_SYMTAB:
+            symbols = reinterpret_cast<const ElfW(Sym)*>(dynamic->d_un.d_ptr);
+            break;
+        case DT_STRTAB:
+            names = reinterpret_cast<const char*>(dynamic->d_un.d_ptr);
+            break;
+        case DT_RELA:
+            tables[0].first = reinterpret_cast<const ElfW(Rela)*>(dynamic->d_un.d_ptr);
+            break;
+        case DT_RELASZ:
+            tables[0].bytes = dynamic->d_un.d_val;
+            break;
+        case DT_JMPREL:
+            tables[1].first = reinterpret_cast<const ElfW(Rela)*>(dynamic->d_un.d_ptr);
+            break;
+        case DT_PLTRELSZ:
+            tables[1].bytes = dynamic->d_un.d_val;
+            break;
         }
     }
     if (!symbols || !names)
@@ -145,6 +160,9 @@ bool boundScriptMemory()
 #endif
 }
 
-std::int64_t scriptMemoryBytes() { return held; }
+std::int64_t scriptMemoryBytes()
+{
+    return held;
+}
 
 } // namespace vitrel

@@ -6,13 +6,11 @@ namespace vitrel {
 
 ScriptValue::ScriptValue(ScriptArray members)
     : variant(std::make_shared<const ScriptArray>(std::move(members)))
-{
-}
+{ }
 
 ScriptValue::ScriptValue(ScriptObject members)
     : variant(std::make_shared<const ScriptObject>(std::move(members)))
-{
-}
+{ }
 
 const ScriptArray* ScriptValue::array() const
 {

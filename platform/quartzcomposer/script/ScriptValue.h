@@ -34,12 +34,10 @@ struct ScriptValue : std::variant<std::monostate, bool, double, std::string, Scr
     using variant::variant;
     ScriptValue(const char* text)
         : variant(std::string(text))
-    {
-    }
+    { }
     ScriptValue(int number)
         : variant(double(number))
-    {
-    }
+    { }
     ScriptValue(ScriptArray members);
     ScriptValue(ScriptObject members);
 
