@@ -1,0 +1,29 @@
+#pragma once
+
+#include "FeedKit/models/Fields.h"
+#include "base/Date.h"
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace FeedKit {
+
+using vitrel::Date;
+
+enum class SyndicationUpdatePeriod { hourly, daily, weekly, monthly, yearly };
+
+std::string_view rawValue(SyndicationUpdatePeriod period);
+// In any case of letters; absent for an unknown word. Nothing is trimmed.
+std::optional<SyndicationUpdatePeriod> makeSyndicationUpdatePeriod(std::string_view text);
+
+// How often a channel is renewed (prefix "sy").
+struct SyndicationNamespace {
+    std::optional<SyndicationUpdatePeriod> syUpdatePeriod;
+    std::optional<std::int64_t> syUpdateFrequency; // times in each period
+    std::optional<Date> syUpdateBase;
+
+    FEEDKIT_FIELDS(SyndicationNamespace, syUpdatePeriod, syUpdateFrequency, syUpdateBase)
+};
+
+} // namespace FeedKit
