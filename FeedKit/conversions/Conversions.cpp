@@ -16,12 +16,12 @@ std::size_t spaceAtHead(std::string_view text)
         return 1;
     if (lead == 0xC2)
         return byte(1) == 0x85 || byte(1) == 0xA0 ? 2 : 0;
-    if (lead < 0xE1 || lead > 0xE3)
+    if (lead < 0xE1 || lead > 0xE3 || (byte(1) & 0xC0) != 0x80 || (byte(2) & 0xC0) != 0x80)
         return 0;
     const unsigned code = (lead & 0x0F) << 12 | (byte(1) & 0x3F) << 6 | (byte(2) & 0x3F);
     const bool space = code == 0x1680 || (code >= 0x2000 && code <= 0x200A) || code == 0x2028 || code == 0x2029
         || code == 0x202F || code == 0x205F || code == 0x3000;
-    return space && text.size() >= 3 ? 3 : 0;
+    return space ? 3 : 0;
 }
 
 std::size_t spaceAtTail(std::string_view text)

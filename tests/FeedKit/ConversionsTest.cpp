@@ -17,6 +17,7 @@ TEST(Trimmed, TakesUnicodeSpacesOffTheEndsAndNothingElse)
         {"\u200Bx", "\u200Bx", "a zero width space is a format character"},
         {" \t ", "", "nothing but blanks"},
         {"\xE2\x80", "\xE2\x80", "a cut character at the very end"},
+        {"\xE2\x80(x", "\xE2\x80(x", "a cut character before one that has the bits of its missing byte"},
         {"\u00E0", "\u00E0", "a letter whose last byte looks like a no-break space's"},
     };
     for (const auto& [text, left, why] : cases)
