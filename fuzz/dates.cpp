@@ -1,0 +1,30 @@
+// Dates of feeds, each held against ICU alone.
+#include "FeedKit/dates/DateFormatters.h"
+#include "FeedKit/dates/DateStrategies.h"
+#include "support/PlainDates.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    using namespace FeedKit;
+    static const PlainDates plain;
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    // Strategies are slow; their only promise here is to come back.
+    if (size > 0 && data[size - 1] == '#')
+        (void)decodingStrategy(text.substr(0, size - 1));
+    const auto ours = {RFC822DateFormatter().date(text), RFC3339DateFormatter().date(text),
+        ISO8601DateFormatter().date(text), toPermissiveDate(text)};
+    if (PlainDates::isDeadly(text))
+        return 0;
+    const auto theirs = {plain.rfc822(text), plain.rfc3339(text), plain.iso8601(text), plain.permissive(text)};
+    for (int k = 0; k < 4; ++k) {
+        if (ours.begin()[k] != theirs.begin()[k]) {
+            std::fprintf(stderr, "reader %d: %f, ICU: %f\n", k, ours.begin()[k].value_or(Date{-1}).secondsSince1970,
+                theirs.begin()[k].value_or(Date{-1}).secondsSince1970);
+            std::abort();
+        }
+    }
+    return 0;
+}
