@@ -190,14 +190,15 @@ std::ptrdiff_t InputDecoder::convert(std::uint8_t* buffer, std::size_t maxLength
             return failed_ ? -1 : 0;
         auto source = static_cast<const char16_t*>(units_.data()) + unitsAt_;
         UErrorCode status = U_ZERO_ERROR;
-        ucnv_fromUnicode(utf8_.get(), &target, begin + maxLength, &source, units_.data() + units_.size(), nullptr,
-            false, &status);
+        ucnv_fromUnicode(
+            utf8_.get(), &target, begin + maxLength, &source, units_.data() + units_.size(), nullptr, false, &status);
         unitsAt_ = static_cast<std::size_t>(source - units_.data());
     }
     return target - begin;
 }
 
-// Refills units_. False at the end, and when what follows can't be read or decoded: all before it has been handed on then.
+// Refills units_. False at the end, and when what follows can't be read or decoded: all before it has been handed on
+// then.
 bool InputDecoder::decodeMore()
 {
     units_.clear();
