@@ -4,7 +4,7 @@
 
 namespace FeedKit {
 
-vitrel::Result<Feed, ParserError> JSONFeedParser::parse() const
+vitrel::Result<Feed, ParserError> JSONFeedParser::parse()
 {
     auto feed = decode<JSONFeed>(data, formatted(std::make_shared<RFC3339DateFormatter>()));
     if (!feed)

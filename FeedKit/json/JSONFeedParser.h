@@ -1,14 +1,12 @@
 #pragma once
 
-#include "FeedKit/models/Feed.h"
-#include "FeedKit/models/ParserError.h"
+#include "FeedKit/models/FeedParserProtocol.h"
 #include "base/Bytes.h"
-#include "base/Result.h"
 
 namespace FeedKit {
 
 // Reads a JSON Feed document. Nothing need claim to be one: any JSON object whose known keys hold the right types is.
-class JSONFeedParser
+class JSONFeedParser final : public FeedParserProtocol
 {
 public:
     // `data` must outlive the parser.
@@ -17,8 +15,9 @@ public:
     { }
 
     // Blocks until done. A failure anywhere fails the document: internalError with what is wrong, and where. Dates are
-    // what RFC3339DateFormatter reads. The rules of the decoding are those of decode() in JSONCoding.h.
-    vitrel::Result<Feed, ParserError> parse() const;
+    // what RFC3339DateFormatter reads. The rules of the decoding are those of decode() in JSONCoding.h. Can't be
+    // interrupted.
+    vitrel::Result<Feed, ParserError> parse() override;
 
     const vitrel::ByteView data;
 };

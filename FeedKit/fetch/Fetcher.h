@@ -1,0 +1,39 @@
+#pragma once
+
+#include "FeedKit/fetch/URL.h"
+#include "base/Bytes.h"
+#include "base/Result.h"
+
+#include <optional>
+#include <string>
+
+namespace FeedKit {
+
+// What a server gives with an answer so that a client can ask later whether it still holds (RFC 9110, section 8.8).
+struct Validators {
+    std::optional<std::string> eTag;
+    std::optional<std::string> lastModified;
+
+    friend bool operator==(const Validators&, const Validators&) = default;
+};
+
+struct FetchedContents {
+    vitrel::Bytes bytes;
+    Validators validators;
+};
+
+// Where documents come from: the seam between parsers and the world.
+class Fetcher
+{
+public:
+    virtual ~Fetcher() = default;
+
+    // The whole resource. Blocks the calling thread. The error is a reason in words, for people.
+    virtual vitrel::Result<vitrel::Bytes, std::string> contentsOf(const URL& url) = 0;
+    // The whole resource, or absent if it is still the one that came with `known`.
+    virtual vitrel::Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
+        const URL& url, const Validators& known)
+        = 0;
+};
+
+} // namespace FeedKit

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace FeedKit {
+
+// An address (RFC 3986), kept as the text that was given. It is looked into, never rebuilt: what a caller wrote is what
+// a server gets. Any text will do; whether it is an address shows when it is fetched.
+class URL
+{
+public:
+    explicit URL(std::string text)
+        : text_(std::move(text))
+    { }
+
+    const std::string& text() const { return text_; }
+
+    // As written, without the colon; empty if the text doesn't begin with a scheme.
+    std::string_view scheme() const;
+    // As written, without user and port; empty if there is none. Square brackets stay around an IPv6 address.
+    std::string_view host() const;
+    // Behind the host and ahead of "?" and "#", escapes as written; empty if there is none.
+    std::string_view path() const;
+
+    friend bool operator==(const URL&, const URL&) = default;
+
+private:
+    // Behind "//", up to the path; absent without "//".
+    std::optional<std::string_view> authority() const;
+    std::string_view behindScheme() const;
+
+    std::string text_;
+};
+
+// `url` with the scheme `with` if its scheme is `scheme` (in any case of letters), else unchanged. Nothing but the
+// scheme changes. Absent when there is no address of that form: `with` is no scheme, or it is "http" or "https" and
+// there is no host.
+std::optional<URL> replacing(const URL& url, std::string_view scheme, std::string_view with);
+
+// Equal but for the case of ASCII letters, as schemes and hosts are compared.
+bool sameIgnoringCase(std::string_view a, std::string_view b);
+
+} // namespace FeedKit

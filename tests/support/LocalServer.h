@@ -1,0 +1,244 @@
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace vitrel {
+
+// An HTTP server on the loopback device that says, byte by byte, what a test wants it to, right or wrong. Each request
+// has a connection of its own and a thread of its own, on which the script runs. Nothing waits for longer than the
+// server lives. What isn't HTTP, such as the beginning of TLS, is a request without a method.
+class LocalServer
+{
+public:
+    struct Request {
+        std::string method;
+        std::string target; // as on the wire
+        std::map<std::string, std::string> headers; // names in small letters
+        std::string body;
+
+        std::string header(const std::string& name) const
+        {
+            const auto found = headers.find(name);
+            return found == headers.end() ? std::string() : found->second;
+        }
+    };
+
+    // The way back to whoever asked. It is closed when the script returns.
+    class Connection
+    {
+    public:
+        Connection(int socket, const std::atomic<bool>& stopping)
+            : socket_(socket)
+            , stopping_(stopping)
+        { }
+        // False once nobody listens any more.
+        bool send(std::string_view bytes) const
+        {
+            while (!bytes.empty()) {
+                const auto count = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+                if (count <= 0)
+                    return false;
+                bytes.remove_prefix(static_cast<std::size_t>(count));
+            }
+            return !stopping_;
+        }
+        // Keeps silent until the other side has had enough.
+        void stall() const
+        {
+            char byte = 0;
+            while (::recv(socket_, &byte, 1, 0) > 0) { }
+        }
+
+    private:
+        friend class LocalServer;
+        int socket_;
+        const std::atomic<bool>& stopping_;
+    };
+
+    using Script = std::function<void(const Request&, const Connection&)>;
+
+    // `script` runs on threads of the server, maybe on several at once.
+    explicit LocalServer(Script script)
+        : script_(std::move(script))
+        , listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
+        ::listen(listener_, 64);
+        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
+        port_ = ntohs(address.sin_port);
+        accepting_ = std::thread([this] { acceptAll(); });
+    }
+    // Gives every request the same answer.
+    explicit LocalServer(std::string answer)
+        : LocalServer([answer = std::move(answer)](const Request&, const Connection& to) { to.send(answer); })
+    { }
+    ~LocalServer()
+    {
+        stopping_ = true;
+        ::shutdown(listener_, SHUT_RDWR);
+        accepting_.join();
+        ::close(listener_);
+        {
+            const std::lock_guard lock(mutex_);
+            for (const int socket : open_)
+                ::shutdown(socket, SHUT_RDWR);
+        }
+        for (auto& thread : serving_)
+            thread.join();
+    }
+    LocalServer(const LocalServer&) = delete;
+    LocalServer& operator=(const LocalServer&) = delete;
+
+    int port() const { return port_; }
+    std::string url(const std::string& target = "/") const
+    {
+        return "http://127.0.0.1:" + std::to_string(port_) + target;
+    }
+    // What was asked for so far, in the order of coming.
+    std::vector<Request> requests() const
+    {
+        const std::lock_guard lock(mutex_);
+        return requests_;
+    }
+
+    // A whole answer. `headers` are lines that end in CR LF; the length is added, and a wish to close the connection.
+    static std::string answer(
+        std::string_view body, const std::string& headers = {}, const std::string& status = "200 OK")
+    {
+        return "HTTP/1.1 " + status + "\r\nConnection: close\r\nContent-Length: " + std::to_string(body.size()) + "\r\n"
+            + headers + "\r\n" + std::string(body);
+    }
+    static std::string redirect(const std::string& location)
+    {
+        return answer("", "Location: " + location + "\r\n", "302 Found");
+    }
+    // The head of an answer whose end is the connection's.
+    static std::string head(const std::string& headers = {})
+    {
+        return "HTTP/1.1 200 OK\r\nConnection: close\r\n" + headers + "\r\n";
+    }
+    // One piece of a chunked body; an empty one ends it.
+    static std::string chunk(std::string_view bytes)
+    {
+        char size[20];
+        std::snprintf(size, sizeof size, "%zx\r\n", bytes.size());
+        return size + std::string(bytes) + "\r\n";
+    }
+
+private:
+    void acceptAll()
+    {
+        while (!stopping_) {
+            const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+            if (socket < 0)
+                continue;
+            const std::lock_guard lock(mutex_);
+            open_.push_back(socket);
+            serving_.emplace_back([this, socket] { serve(socket); });
+        }
+    }
+
+    void serve(int socket)
+    {
+        Request request;
+        if (read(socket, request)) {
+            {
+                const std::lock_guard lock(mutex_);
+                requests_.push_back(request);
+            }
+            script_(request, Connection(socket, stopping_));
+            drain(socket);
+        }
+        const std::lock_guard lock(mutex_);
+        std::erase(open_, socket);
+        ::close(socket);
+    }
+
+    // Bytes that nobody read when a socket closes make the kernel drop what was sent.
+    static void drain(int socket)
+    {
+        ::shutdown(socket, SHUT_WR);
+        char bytes[512];
+        while (::recv(socket, bytes, sizeof bytes, 0) > 0) { }
+    }
+
+    static bool read(int socket, Request& request)
+    {
+        std::string bytes;
+        const auto readUntil = [&](const std::function<bool()>& isEnough) {
+            char piece[4096];
+            while (!isEnough()) {
+                const auto count = ::recv(socket, piece, sizeof piece, 0);
+                if (count <= 0)
+                    return false;
+                bytes.append(piece, static_cast<std::size_t>(count));
+            }
+            return true;
+        };
+        const auto isHttp = [&] { return bytes.empty() || (bytes[0] >= 'A' && bytes[0] <= 'Z'); };
+        if (!readUntil([&] { return !isHttp() || bytes.find("\r\n\r\n") != bytes.npos; }))
+            return false;
+        if (!isHttp())
+            return true;
+        const auto end = bytes.find("\r\n\r\n");
+        parseHead(bytes.substr(0, end + 2), request);
+        bytes.erase(0, end + 4);
+        const auto length = std::strtoul(request.header("content-length").c_str(), nullptr, 10);
+        const bool complete = readUntil([&] { return bytes.size() >= length; });
+        request.body = bytes.substr(0, length);
+        return complete;
+    }
+
+    static void parseHead(std::string_view head, Request& request)
+    {
+        const auto line = [&] {
+            const auto length = head.find("\r\n");
+            const auto found = head.substr(0, length);
+            head.remove_prefix(length + 2);
+            return found;
+        };
+        const auto first = line();
+        const auto blank = first.find(' ');
+        request.method = first.substr(0, blank);
+        request.target = first.substr(blank + 1, first.rfind(' ') - blank - 1);
+        while (!head.empty()) {
+            const auto header = line();
+            const auto colon = header.find(':');
+            std::string name(header.substr(0, colon));
+            std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
+            const auto value = colon == header.npos ? header.npos : header.find_first_not_of(' ', colon + 1);
+            request.headers[name] = value == header.npos ? std::string() : std::string(header.substr(value));
+        }
+    }
+
+    Script script_;
+    int listener_;
+    int port_ = 0;
+    std::atomic<bool> stopping_ = false;
+    mutable std::mutex mutex_; // guards what follows, up to the accepting thread
+    std::vector<Request> requests_;
+    std::vector<int> open_;
+    std::vector<std::thread> serving_; // grows on the accepting thread alone
+    std::thread accepting_;
+};
+
+} // namespace vitrel
