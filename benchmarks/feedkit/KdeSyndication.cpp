@@ -17,8 +17,7 @@ class KdeSyndication final : public Peer
 {
 public:
     std::string name() const override { return "KDE Syndication"; }
-    void parse(const std::string& document) override { kept_.push_back(run(document)); }
-    void forget() override { kept_.clear(); }
+    void parse(const std::string& document) override { (void)run(document); }
     Titles titlesOf(const std::string& document) override
     {
         const auto feed = run(document);
@@ -31,8 +30,6 @@ public:
     }
 
 private:
-    std::vector<Syndication::FeedPtr> kept_;
-
     static Syndication::FeedPtr run(const std::string& document)
     {
         const QByteArray bytes(document.data(), static_cast<int>(document.size()));

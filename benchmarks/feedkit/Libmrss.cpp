@@ -17,13 +17,7 @@ public:
     void parse(const std::string& document) override
     {
         if (mrss_t* feed = run(document))
-            kept_.push_back(feed);
-    }
-    void forget() override
-    {
-        for (mrss_t* feed : kept_)
             mrss_free(feed);
-        kept_.clear();
     }
     Titles titlesOf(const std::string& document) override
     {
@@ -38,8 +32,6 @@ public:
     }
 
 private:
-    std::vector<mrss_t*> kept_;
-
     static mrss_t* run(const std::string& document)
     {
         mrss_t* feed = nullptr;

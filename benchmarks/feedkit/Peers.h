@@ -16,9 +16,8 @@ public:
     virtual ~Peer() = default;
     virtual std::string name() const = 0;
     virtual Titles titlesOf(const std::string& document) = 0;
-    // Parses, and keeps what came of it until forget(): freeing isn't timed, for any of them.
+    // Parses and frees what came of it.
     virtual void parse(const std::string& document) = 0;
-    virtual void forget() { }
 };
 
 // Null if this build has no such library.
