@@ -1,0 +1,61 @@
+#pragma once
+
+#include "FeedKit/fetch/Fetcher.h"
+#include "FeedKit/fetch/URL.h"
+#include "FeedKit/models/FeedParserProtocol.h"
+#include "FeedKit/xml/NSInputStream.h"
+#include "base/Bytes.h"
+#include "base/Result.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace FeedKit {
+
+using vitrel::Bytes;
+using vitrel::Date;
+using vitrel::Result;
+
+// Runs blocks, one after the other or not, on threads of its own.
+using DispatchQueue = std::function<void(std::function<void()> block)>;
+
+// Parses one feed, of whatever format: from a URL, which it fetches, from memory or from a stream. One call at a time
+// on one parser, on any thread; abortParsing() may come from another. Nothing throws; an error leaves no part of a
+// feed.
+class FeedParser
+{
+public:
+    // "feed:" stands for "http:". `fetcher` isn't null; by default http, https and file are fetched by libcurl.
+    explicit FeedParser(URL url);
+    FeedParser(URL url, std::shared_ptr<Fetcher> fetcher);
+    explicit FeedParser(Bytes data);
+    // Of XML, whatever it holds. It is read on the thread that parses, and not to its end if the document ends before.
+    explicit FeedParser(std::shared_ptr<NSInputStream> xmlStream);
+
+    // Blocks until done, the fetch included. Again on a URL fetches anew; on a stream it goes on where that stands.
+    Result<Feed, ParserError> parse();
+    // The same unless the resource is still the one that came with `validators` (then absent, and nothing is parsed);
+    // they become those of what was fetched, if the parse gives a feed. Without a URL, as parse().
+    std::optional<Result<Feed, ParserError>> parseIfModified(Validators& validators);
+    // Submits one block that parses and calls `result`, all on `queue`. The parser must live until then.
+    void parseAsync(const DispatchQueue& queue, std::function<void(Result<Feed, ParserError>)> result);
+    // Ends a parse of XML that runs with an error. Without effect on a fetch, on JSON and when nothing runs. Any
+    // thread.
+    void abortParsing();
+
+private:
+    Result<Feed, ParserError> parseData();
+    Result<Feed, ParserError> run(std::shared_ptr<FeedParserProtocol> parser);
+
+    std::optional<Bytes> data_;
+    std::optional<URL> url_;
+    std::shared_ptr<NSInputStream> xmlStream_;
+    std::shared_ptr<Fetcher> fetcher_;
+
+    std::mutex mutex_; // for parser_
+    std::shared_ptr<FeedParserProtocol> parser_;
+};
+
+} // namespace FeedKit

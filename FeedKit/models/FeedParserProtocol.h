@@ -1,0 +1,21 @@
+#pragma once
+
+#include "FeedKit/models/Feed.h"
+#include "FeedKit/models/ParserError.h"
+#include "base/Result.h"
+
+namespace FeedKit {
+
+// What the parsers of the formats have in common.
+class FeedParserProtocol
+{
+public:
+    virtual ~FeedParserProtocol() = default;
+
+    // Blocks until done.
+    virtual vitrel::Result<Feed, ParserError> parse() = 0;
+    // Asks a parse that runs to end with an error. Without effect on one that can't be interrupted. Any thread.
+    virtual void abortParsing() { }
+};
+
+} // namespace FeedKit

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "base/Bytes.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace FeedKit {
+
+// A pull source of bytes.
+class NSInputStream
+{
+public:
+    virtual ~NSInputStream() = default;
+
+    // Reads up to `maxLength` bytes into `buffer`, waiting until there is at least one. The number read; 0 at the end,
+    // -1 on failure.
+    virtual std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength) = 0;
+    // About how many bytes are left; 0 if that isn't known.
+    virtual std::size_t bytesLeft() const { return 0; }
+    // Why a read failed, in words.
+    virtual std::string streamError() const { return "the stream could not be read"; }
+};
+
+// Bytes in memory, which must outlive the stream.
+class DataInputStream final : public NSInputStream
+{
+public:
+    explicit DataInputStream(vitrel::ByteView data)
+        : rest_(data)
+    { }
+
+    std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength) override
+    {
+        const auto count = std::min(maxLength, rest_.size());
+        std::copy_n(rest_.data(), count, buffer);
+        rest_ = rest_.subspan(count);
+        return static_cast<std::ptrdiff_t>(count);
+    }
+
+    std::size_t bytesLeft() const override { return rest_.size(); }
+
+private:
+    vitrel::ByteView rest_;
+};
+
+} // namespace FeedKit

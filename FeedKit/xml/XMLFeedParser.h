@@ -1,0 +1,83 @@
+#pragma once
+
+#include "FeedKit/models/FeedParserProtocol.h"
+#include "FeedKit/models/ModelBudget.h"
+#include "FeedKit/xml/FeedPaths.h"
+#include "FeedKit/xml/NSXMLParser.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace FeedKit {
+
+enum class XMLFeedType { atom, rdf, rss };
+
+// The name of the type's root element: "feed", "rdf:RDF", "rss".
+std::string_view rawValue(XMLFeedType type);
+
+// Follows the events of one XML document and fills a model. It keeps no tree: it knows which element is open, as a
+// state of the type's path table, and a row of the table says what a start tag or a text there does. The first element
+// named like a root sets the type; the end of the document's root ends the parse, and what follows is never read.
+class XMLFeedParser final : public FeedParserProtocol, private NSXMLParserDelegate
+{
+public:
+    // `data` must outlive the parser.
+    explicit XMLFeedParser(vitrel::ByteView data);
+    // `stream` isn't null.
+    explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream);
+    ~XMLFeedParser() override;
+
+    // Blocks until done. Once. A document in error gives no part of a feed.
+    vitrel::Result<Feed, ParserError> parse() override;
+    // Ends the parse with an error, unless the root element has ended before. Any thread, at any moment.
+    void abortParsing() override { xmlParser_.abortParsing(); }
+
+    // Of the document so far; of interest once parse() has returned.
+    std::optional<XMLFeedType> feedType() const { return feedType_; }
+    const std::optional<ParserError>& parsingError() const { return parsingError_; }
+    bool parseComplete() const { return parseComplete_; }
+    // The path of the open element; it ends in "/" if a child of it has ended.
+    std::string currentXMLDOMPath() const;
+
+private:
+    void parserWillReadBytes(std::size_t count) override { budget_.allowForInput(count); }
+    void parserDidStartElement(
+        NSXMLParser&, std::string_view elementName, const ElementAttributes& attributes) override;
+    void parserDidEndElement(NSXMLParser&) override;
+    void parserFoundCharacters(NSXMLParser&, std::string_view text) override;
+    void parserFoundCDATA(NSXMLParser&, std::string_view text) override { mapText(text); }
+    void parserFoundInvalidCDATA(NSXMLParser&) override;
+    void parserParseErrorOccurred(NSXMLParser&, const std::string& localizedDescription) override;
+
+    void push(std::string_view elementName);
+    void pop();
+    void pushUnknown(std::string_view elementName);
+    void setType(XMLFeedType type, const PathAutomaton& automaton);
+    bool isTypeSet(std::string_view elementName);
+    template <class Feed> void mapStart(const PathTable<Feed>& table, Feed& feed, const ElementAttributes& attributes);
+    template <class Feed> void mapTextIn(const PathTable<Feed>& table, Feed& feed, std::string_view text);
+    void mapText(std::string_view text);
+    void take(std::size_t bytes);
+    void fail(ParserError error);
+
+    std::shared_ptr<NSInputStream> stream_;
+    NSXMLParser xmlParser_;
+    std::optional<XMLFeedType> feedType_;
+    std::shared_ptr<RSSFeed> rssFeed_; // of RSS and RDF documents
+    std::shared_ptr<AtomFeed> atomFeed_;
+    ModelBudget budget_;
+
+    // The path: a state of the table, and below it the names of elements that have none, each behind a "/".
+    const PathAutomaton* automaton_ = nullptr; // of the type
+    PathAutomaton::State state_ = PathAutomaton::kTop;
+    std::string unknown_;
+    bool childEnded_ = false;
+    std::int32_t textRow_ = PathAutomaton::kNoRow; // whose text the next one is
+
+    std::optional<ParserError> parsingError_;
+    bool parseComplete_ = false;
+};
+
+} // namespace FeedKit

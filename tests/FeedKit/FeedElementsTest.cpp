@@ -1,0 +1,287 @@
+// The page docs/feed-elements.md is what users are promised. Each of its rows is put to the parser, which is then the
+// one that has to agree: the tests never look at what the tables say.
+#include "FeedKit/Leaves.h"
+#include "FeedKit/xml/XMLFeedParser.h"
+
+#include <fstream>
+#include <gmock/gmock.h>
+#include <regex>
+
+namespace FeedKit {
+namespace {
+
+struct Attribute {
+    std::string name;
+    std::string type;
+};
+
+struct Making {
+    std::string field;
+    std::string how; // added, array, first, last
+    std::vector<Attribute> attributes;
+};
+
+struct Listed {
+    std::string format;
+    std::string path;
+    std::vector<Making> start;
+    std::string textField;
+    std::string textRule;
+};
+
+void PrintTo(const Listed& row, std::ostream* to)
+{
+    *to << row.path;
+}
+
+std::vector<Making> makingsIn(const std::string& cell)
+{
+    static const std::regex clause("`([^`]+)` (added|array|first|last)( with ([^;]*))?(; |$)");
+    static const std::regex attribute("`([^`]+)`( \\(([^)]*)\\))?");
+    std::vector<Making> makings;
+    for (std::sregex_iterator at(cell.begin(), cell.end(), clause), end; at != end; ++at) {
+        makings.push_back({(*at)[1], (*at)[2], {}});
+        const std::string with = (*at)[4];
+        for (std::sregex_iterator a(with.begin(), with.end(), attribute); a != end; ++a)
+            makings.back().attributes.push_back({(*a)[1], (*a)[3]});
+    }
+    return makings;
+}
+
+std::vector<Listed> listing()
+{
+    std::ifstream page(VITREL_DOCS "/feed-elements.md");
+    static const std::regex row("\\| `([^`]+)` \\| (.*) \\| (.*) \\|");
+    static const std::regex text("`([^`]+)` (.*)");
+    std::vector<Listed> rows;
+    std::string format;
+    for (std::string line; std::getline(page, line);) {
+        std::smatch found;
+        if (line.starts_with("## "))
+            format = line.substr(3);
+        if (!std::regex_match(line, found, row))
+            continue;
+        Listed listed{format, found[1], makingsIn(found[2]), {}, {}};
+        const std::string cell = found[3];
+        if (std::regex_match(cell, found, text)) {
+            listed.textField = found[1];
+            listed.textRule = found[2];
+        }
+        rows.push_back(listed);
+    }
+    return rows;
+}
+
+std::vector<std::string> namesIn(const std::string& path)
+{
+    std::vector<std::string> names;
+    std::stringstream in(path.substr(1));
+    for (std::string name; std::getline(in, name, '/');)
+        names.push_back(name);
+    return names;
+}
+
+// The elements of the path, one in the other, and `inner` in place of the last one.
+std::string documentAround(const std::string& path, const std::string& inner)
+{
+    auto names = namesIn(path);
+    names.pop_back();
+    std::string document;
+    for (const auto& name : names)
+        document += "<" + name + ">";
+    document += inner;
+    for (auto name = names.rbegin(); name != names.rend(); ++name)
+        document += "</" + *name + ">";
+    return document;
+}
+
+std::string element(const std::string& path, const std::string& attributes, const std::string& text)
+{
+    const auto name = namesIn(path).back();
+    return "<" + name + attributes + ">" + text + "</" + name + ">";
+}
+
+Leaves parsed(const std::string& document)
+{
+    XMLFeedParser parser(vitrel::bytesOf(document));
+    const auto feed = parser.parse();
+    EXPECT_TRUE(feed) << document << ": " << feed.error().payload();
+    return feed ? leavesOf(*feed) : Leaves();
+}
+
+// Where a field of the page lies: in element `last` of the innermost array, in the first of all others.
+std::string placeOf(std::string field, int last = 0)
+{
+    for (auto at = field.rfind("[]"); at != field.npos; at = field.rfind("[]")) {
+        field.replace(at, 2, "[" + std::to_string(last) + "]");
+        last = 0;
+    }
+    return field;
+}
+
+// What the leaves of the innermost making grow by.
+void expectMade(Leaves& expected, const Making& making)
+{
+    const auto array = making.field.substr(0, making.field.rfind("[]"));
+    if (making.how == "added")
+        expected[placeOf(array)] = "[]";
+    expected[placeOf(making.field)] = making.how == "array" ? "[]" : "{}";
+}
+
+struct Sample {
+    const char* text;
+    const char* value; // absent if null
+};
+
+Sample sampleOf(const std::string& type, bool good)
+{
+    if (type == "integer")
+        return good ? Sample{"-42", "-42"} : Sample{"4 2", nullptr};
+    if (type == "number")
+        return good ? Sample{"2.5", "2.500000"} : Sample{"2,5", nullptr};
+    if (type == "boolean")
+        return good ? Sample{"Yes", "yes"} : Sample{"perhaps", nullptr};
+    if (type == "duration")
+        return good ? Sample{" 1:30 ", "90.000000"} : Sample{"1.5", nullptr};
+    if (type == "date")
+        return good ? Sample{"Mon, 02 Jan 2006 15:04:05 GMT", "1136214245.000000"} : Sample{"some day", nullptr};
+    if (type == "period")
+        return good ? Sample{"Weekly", "weekly"} : Sample{"fortnightly", nullptr};
+    return good ? Sample{" a b ", "\" a b \""} : Sample{"", "\"\""};
+}
+
+class ListedElement : public testing::TestWithParam<Listed>
+{
+};
+
+TEST_P(ListedElement, MakesItsObjectsAndReadsTheirAttributes)
+{
+    const auto& row = GetParam();
+    if (std::count(row.path.begin(), row.path.end(), '/') < 3)
+        return; // the model isn't there without them
+    const Leaves before = parsed(documentAround(row.path, ""));
+    Leaves expected = before;
+    for (const auto& making : row.start)
+        expectMade(expected, making);
+    EXPECT_EQ(parsed(documentAround(row.path, element(row.path, "", ""))), expected);
+    // An attribute that isn't listed makes no difference but for the presence of `attributes`.
+    auto withForeign = expected;
+    if (!row.start.empty() && !row.start.back().attributes.empty())
+        withForeign[placeOf(row.start.back().field) + ".attributes"] = "{}";
+    EXPECT_EQ(parsed(documentAround(row.path, element(row.path, " a:foreign='x'", ""))), withForeign);
+
+    for (const bool good : {true, false}) {
+        auto with = expected;
+        std::string attributes;
+        for (const auto& making : row.start) {
+            const auto at = placeOf(making.field) + ".attributes";
+            for (const auto& [name, type] : making.attributes) {
+                const auto sample = sampleOf(type, good);
+                attributes += " " + name + "='" + sample.text + "'";
+                with[at] = "{}";
+                if (sample.value)
+                    with[at + "." + (type.starts_with("as ") ? type.substr(3) : name)] = sample.value;
+            }
+        }
+        EXPECT_EQ(parsed(documentAround(row.path, element(row.path, attributes, ""))), with);
+    }
+}
+
+// One that wins the wrong way round, or opens a new element where it shouldn't, shows only when it comes twice.
+TEST_P(ListedElement, ComesTwice)
+{
+    const auto& row = GetParam();
+    if (row.start.empty() || row.start.back().attributes.empty())
+        return;
+    const auto& making = row.start.back();
+    const auto text = std::find_if(making.attributes.begin(), making.attributes.end(),
+        [](const Attribute& attribute) { return attribute.type.empty(); });
+    if (text == making.attributes.end())
+        return;
+    const auto with = [&](const char* value) { return " " + text->name + "='" + value + "'"; };
+    const auto leaves
+        = parsed(documentAround(row.path, element(row.path, with("one"), "") + element(row.path, with("two"), "")));
+    const auto value = [&](int last) {
+        const auto found = leaves.find(placeOf(making.field, last) + ".attributes." + text->name);
+        return found == leaves.end() ? std::string("none") : found->second;
+    };
+    EXPECT_EQ(value(0), making.how == "last" ? "\"two\"" : "\"one\"");
+    if (making.how == "added") {
+        EXPECT_EQ(value(1), "\"two\"");
+    }
+}
+
+TEST_P(ListedElement, PutsItsTextIntoItsFieldAndNowhereElse)
+{
+    const auto& row = GetParam();
+    if (std::count(row.path.begin(), row.path.end(), '/') < 3)
+        return;
+    const auto with
+        = [&](const std::string& text) { return parsed(documentAround(row.path, element(row.path, "", text))); };
+    const Leaves without = with("");
+    const auto field = placeOf(row.textField);
+    const auto grown = [&](const Leaves& by) {
+        auto leaves = without;
+        for (const auto& [path, value] : by)
+            leaves[path] = value;
+        return leaves;
+    };
+    const auto& rule = row.textRule;
+    if (rule.empty()) {
+        EXPECT_EQ(with("text"), without);
+    } else if (rule == "appended") {
+        EXPECT_EQ(with(" A &amp;<![CDATA[ <B>]]>"), grown({{field, "\" A & <B>\""}}));
+        EXPECT_EQ(with("<![CDATA[]]>"), grown({{field, "\"\""}}));
+        EXPECT_EQ(with("A<x>B</x>C"), grown({{field, "\"A\""}}));
+    } else if (rule == "each added") {
+        EXPECT_EQ(
+            with("A&amp;B"), grown({{field + "[0]", "\"A\""}, {field + "[1]", "\"&\""}, {field + "[2]", "\"B\""}}));
+    } else if (rule == "keywords") {
+        EXPECT_EQ(
+            with("a, b ,c"), grown({{field + "[0]", "\"a\""}, {field + "[1]", "\"b\""}, {field + "[2]", "\"c\""}}));
+        EXPECT_EQ(with("a<![CDATA[b]]>"), grown({{field + "[0]", "\"a\""}, {field + "[1]", "\"b\""}}));
+        EXPECT_EQ(with("<![CDATA[]]>"), without);
+    } else if (rule == "tags") {
+        EXPECT_EQ(with("gone<![CDATA[news: 5, x:y]]>"),
+            grown({{field + "[0]", "{}"}, {field + "[0].tag", "\"news\""}, {field + "[0].weight", "5"},
+                {field + "[1]", "{}"}, {field + "[1].tag", "\"x\""}}));
+    } else if (rule == "position") {
+        EXPECT_EQ(with("52.1 -4.3"), grown({{field + ".latitude", "52.100000"}, {field + ".longitude", "-4.300000"}}));
+        EXPECT_EQ(with("52.1 x"), grown({{field + ".latitude", "52.100000"}}));
+        EXPECT_EQ(with("52.1  4.3"), without);
+    } else if (rule == "hour") {
+        EXPECT_EQ(with("0"), grown({{field + "[0]", "0"}}));
+        EXPECT_EQ(with("23"), grown({{field + "[0]", "23"}}));
+        EXPECT_EQ(with("24"), without);
+        EXPECT_EQ(with("-1"), without);
+    } else if (rule == "day") {
+        EXPECT_EQ(with("MONDAY"), grown({{field + "[0]", "monday"}}));
+        EXPECT_EQ(with("Mon"), without);
+    } else {
+        const auto good = sampleOf(rule, true);
+        ASSERT_TRUE(sampleOf(rule, false).value == nullptr) << "no such rule: " << rule;
+        EXPECT_EQ(with(good.text), grown({{field, good.value}}));
+        EXPECT_EQ(with(sampleOf(rule, false).text), without);
+        // The last text alone counts.
+        EXPECT_EQ(with(std::string(good.text) + "&lt;"), without);
+        EXPECT_EQ(with(std::string("&lt;<!-- cut -->") + good.text), grown({{field, good.value}}));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Page, ListedElement, testing::ValuesIn(listing()), [](const auto& info) {
+    auto name = info.param.format + std::to_string(info.index) + info.param.path;
+    return std::regex_replace(name, std::regex("[^A-Za-z0-9]"), "_");
+});
+
+TEST(FeedElementsPage, HasTheTablesRowsInTheirOrderAndNoOthers)
+{
+    std::map<std::string, std::vector<std::string>> listed;
+    for (const auto& row : listing())
+        listed[row.format].push_back(row.path);
+    EXPECT_EQ(listed["RSS"], rssPathTable().paths());
+    EXPECT_EQ(listed["RDF"], rdfPathTable().paths());
+    EXPECT_EQ(listed["Atom"], atomPathTable().paths());
+}
+
+} // namespace
+} // namespace FeedKit

@@ -1,0 +1,240 @@
+#include "FeedKit/FeedParser.h"
+#include "FeedKit/FeedDataType.h"
+
+#include <deque>
+#include <gmock/gmock.h>
+
+namespace FeedKit {
+namespace {
+
+Bytes bytes(std::string_view text)
+{
+    const auto view = vitrel::bytesOf(text);
+    return {view.begin(), view.end()};
+}
+
+std::string reasonOf(const Result<Feed, ParserError>& result)
+{
+    if (result)
+        return "a feed";
+    return result.error().which() == ParserError::Case::feedNotFound ? "not found" : result.error().payload();
+}
+
+constexpr char kRSS[] = "<rss><channel><title>A</title></channel></rss>";
+
+TEST(FeedDataType, IsToldByTheFirstSignificantCharacter)
+{
+    const auto xml = FeedDataType::xml;
+    const auto json = FeedDataType::json;
+    struct {
+        std::string data;
+        std::optional<FeedDataType> type;
+        const char* why;
+    } const cases[] = {
+        {"", {}, "nothing"},
+        {"<", xml, "no look further on"},
+        {"{", json, "nor here"},
+        {" \r\n\t\v{", json, "white space"},
+        {"\xEF\xBB\xBF<rss>", xml, "a byte order mark is a format character"},
+        {"\xEF\xBB\xBF \n{}", json, "and blanks behind it"},
+        {std::string("\0\x01<", 3), xml, "control characters"},
+        {"\u00A0\u2003\u200B\u2028<", xml, "spaces and format characters beyond ASCII"},
+        {std::string(199, ' ') + "<rss", xml, "the last of the 200 bytes"},
+        {std::string(200, ' ') + "<rss", {}, "beyond them"},
+        {std::string(250, ' '), {}, "blanks alone"},
+        {"a<", {}, "a letter"},
+        {"7<", {}, "a digit"},
+        {"\"{", {}, "a quote"},
+        {"[{", {}, "an array is no feed"},
+        {"\u0301<", {}, "a combining mark"},
+        {"é<", {}, "a letter beyond ASCII"},
+        {"€<", {}, "a symbol"},
+        {"\xFF\xFE<", {}, "bytes that are no character count as a symbol"},
+        {std::string(199, ' ') + "\u2003<", {}, "so does a character that the 200 bytes cut"},
+        {"\xC2<", {}, "and one that isn't finished"},
+    };
+    for (const auto& [data, type, why] : cases)
+        EXPECT_EQ(makeFeedDataType(vitrel::bytesOf(data)), type) << data << ": " << why;
+}
+
+TEST(FeedParser, SendsADocumentToTheParserOfItsType)
+{
+    EXPECT_EQ(FeedParser(bytes(kRSS)).parse()->rssFeed()->title, "A");
+    EXPECT_TRUE(FeedParser(bytes("<feed><title>A</title></feed>")).parse()->atomFeed());
+    EXPECT_EQ(FeedParser(bytes("\n{\"title\": \"A\"}")).parse()->jsonFeed()->title, "A");
+    EXPECT_EQ(reasonOf(FeedParser(bytes("")).parse()), "not found");
+    EXPECT_EQ(reasonOf(FeedParser(bytes("[]")).parse()), "not found");
+    EXPECT_EQ(reasonOf(FeedParser(bytes(std::string(250, ' ') + kRSS)).parse()), "not found");
+    // A stream is taken to be XML.
+    const auto json = bytes("{}");
+    EXPECT_THAT(reasonOf(FeedParser(std::make_shared<DataInputStream>(json)).parse()),
+        testing::StartsWith("not well-formed"));
+    const auto late = bytes(std::string(250, ' ') + kRSS);
+    EXPECT_EQ(reasonOf(FeedParser(std::make_shared<DataInputStream>(late)).parse()), "a feed");
+    EXPECT_EQ(reasonOf(FeedParser(std::shared_ptr<NSInputStream>()).parse()),
+        "Fatal error. Unable to parse from the initialized state.");
+}
+
+class RecordingFetcher final : public Fetcher
+{
+public:
+    Result<Bytes, std::string> contentsOf(const URL& url) override
+    {
+        asked.push_back(url.text());
+        if (answers.empty())
+            return std::string("the host was not found");
+        auto answer = answers.front();
+        answers.pop_front();
+        return bytes(answer);
+    }
+    Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(const URL& url, const Validators& known) override
+    {
+        if (known.eTag == "current")
+            return std::optional<FetchedContents>();
+        auto contents = contentsOf(url);
+        if (!contents)
+            return contents.error();
+        return std::optional(FetchedContents{*contents, {.eTag = "current"}});
+    }
+
+    std::vector<std::string> asked;
+    std::deque<std::string> answers;
+};
+
+TEST(FeedParser, FetchesAnewAtEachParseAndReadsFeedAsHttp)
+{
+    struct {
+        const char* url;
+        const char* asked;
+    } const cases[] = {
+        {"feed://host/path?feed://x", "http://host/path?feed://x"},
+        {"FEED://host/path", "http://host/path"},
+        {"https://host/feed:", "https://host/feed:"},
+        {"feeds://host/", "feeds://host/"},
+        {"file:///tmp/feed", "file:///tmp/feed"},
+        {"no address", "no address"},
+    };
+    for (const auto& [url, asked] : cases) {
+        const auto fetcher = std::make_shared<RecordingFetcher>();
+        fetcher->answers = {kRSS, "<feed><title>B</title></feed>"};
+        FeedParser parser(URL(url), fetcher);
+        EXPECT_TRUE(parser.parse()->rssFeed());
+        EXPECT_TRUE(parser.parse()->atomFeed());
+        EXPECT_EQ(reasonOf(parser.parse()), "the host was not found") << "what was fetched before is no answer";
+        EXPECT_THAT(fetcher->asked, testing::Each(asked));
+    }
+    EXPECT_EQ(reasonOf(FeedParser(URL("feed:nothing")).parse()), "Failed url sanitizing.");
+}
+
+TEST(FeedParser, ParsesNothingThatItHasSeen)
+{
+    const auto fetcher = std::make_shared<RecordingFetcher>();
+    fetcher->answers = {"<rss><broken", kRSS};
+    FeedParser parser(URL("http://host/"), fetcher);
+    Validators validators;
+    EXPECT_FALSE(*parser.parseIfModified(validators));
+    EXPECT_FALSE(validators.eTag) << "a document that gave no feed is asked for again";
+    EXPECT_TRUE(*parser.parseIfModified(validators));
+    EXPECT_EQ(validators.eTag, "current");
+    EXPECT_FALSE(parser.parseIfModified(validators));
+    EXPECT_EQ(fetcher->asked.size(), 2u);
+}
+
+TEST(FeedParser, ParsesInOneBlockOfTheQueue)
+{
+    std::vector<std::function<void()>> blocks;
+    std::vector<std::string> results;
+    FeedParser parser(bytes(kRSS));
+    parser.parseAsync([&](std::function<void()> block) { blocks.push_back(std::move(block)); },
+        [&](const Result<Feed, ParserError>& result) { results.push_back(reasonOf(result)); });
+    ASSERT_EQ(blocks.size(), 1u);
+    EXPECT_TRUE(results.empty());
+    blocks[0]();
+    EXPECT_THAT(results, testing::ElementsAre("a feed"));
+}
+
+TEST(FeedParser, AbortsOnlyWhatRuns)
+{
+    FeedParser parser(bytes(kRSS));
+    parser.abortParsing();
+    EXPECT_EQ(reasonOf(parser.parse()), "a feed");
+    parser.abortParsing();
+    EXPECT_EQ(reasonOf(parser.parse()), "a feed") << "each parse has a parser of its own";
+
+    class Aborting final : public NSInputStream
+    {
+    public:
+        FeedParser* parser = nullptr;
+        std::ptrdiff_t read(std::uint8_t* buffer, std::size_t) override
+        {
+            parser->abortParsing();
+            *buffer = '<';
+            return 1;
+        }
+    };
+    const auto stream = std::make_shared<Aborting>();
+    FeedParser streaming(stream);
+    stream->parser = &streaming;
+    EXPECT_EQ(reasonOf(streaming.parse()), "parsing aborted");
+}
+
+TEST(ParserError, TellsItsCodeAndTexts)
+{
+    const auto path = ParserError::feedCDATABlockEncodingError("/rss/channel");
+    const auto internal = ParserError::internalError("because");
+    const auto notFound = ParserError::feedNotFound();
+    EXPECT_EQ(path.value(),
+        (NSError{"com.feedkit.error", -10001,
+            {{"NSLocalizedDescription", "`CDATAblock` encoding error"},
+                {"NSLocalizedFailureReason",
+                    "Unable to convert the bytes in `CDATABlock` to Unicode characters using the UTF-8 encoding at "
+                    "current path: /rss/channel"},
+                {"NSLocalizedRecoverySuggestion",
+                    "Make sure the encoding provided in a `CDATABlock` is encoded as UTF-8"}}}));
+    EXPECT_EQ(internal.value(),
+        (NSError{"com.feedkit.error", -90000,
+            {{"NSLocalizedDescription", "Internal unresolved error: because"},
+                {"NSLocalizedFailureReason", "Unable to recover from an internal unresolved error: because"},
+                {"NSLocalizedRecoverySuggestion",
+                    "If you're seeing this error you probably should open an issue on github"}}}));
+    EXPECT_EQ(notFound.value(),
+        (NSError{"com.feedkit.error", -1000,
+            {{"NSLocalizedDescription", "Feed not found"},
+                {"NSLocalizedFailureReason", "Couldn't parse any known feed"},
+                {"NSLocalizedRecoverySuggestion", "Provide a valid Atom/RSS/JSON feed "}}}));
+    EXPECT_EQ(internal.localizedDescription(), "Internal unresolved error: because");
+}
+
+// Equality that compares places, or forgets a field, would pass most other tests.
+TEST(Models, AreEqualWhenAllTheirFieldsAre)
+{
+    const auto feed = [](const std::string& inner) {
+        return *FeedParser(bytes("<rss><channel>" + inner + "</channel></rss>")).parse();
+    };
+    const char* documents[] = {
+        "<title>A</title>",
+        "<title>B</title>",
+        "<title><![CDATA[]]></title>",
+        "<item/>",
+        "<item/><item/>",
+        "<item><guid>g</guid></item>",
+        "<item><guid isPermaLink='1'>g</guid></item>",
+        "<item><media:content/></item>",
+        "<item><media:content url='u'/></item>",
+        "<item><media:content x='u'/></item>",
+        "<skipHours/>",
+        "<skipHours><hour>1</hour></skipHours>",
+        "<pubDate>Mon, 02 Jan 2006 15:04:05 GMT</pubDate>",
+    };
+    for (const auto& one : documents) {
+        for (const auto& other : documents)
+            EXPECT_EQ(feed(one) == feed(other), std::string_view(one) == other) << one << " and " << other;
+    }
+    MediaTag tag;
+    EXPECT_EQ(tag.weight, 1);
+    EXPECT_FALSE(tag == *MediaTag::tagsFrom("")[0]);
+    EXPECT_TRUE(*MediaTag::tagsFrom("a:b:3")[0] == *MediaTag::tagsFrom(" a : 3 ")[0]);
+}
+
+} // namespace
+} // namespace FeedKit

@@ -1,0 +1,239 @@
+// Documents made to do harm: an error or a feed, in bounded time and memory.
+#include "FeedKit/xml/XMLFeedParser.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <random>
+
+namespace FeedKit {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string repeated(const std::string& text, std::size_t times)
+{
+    std::string out;
+    out.reserve(text.size() * times);
+    for (std::size_t k = 0; k < times; ++k)
+        out += text;
+    return out;
+}
+
+vitrel::Result<Feed, ParserError> parsed(const std::string& document)
+{
+    XMLFeedParser parser(vitrel::bytesOf(document));
+    return parser.parse();
+}
+
+std::string reasonOf(const std::string& document)
+{
+    const auto result = parsed(document);
+    return result ? "a feed" : result.error().payload();
+}
+
+// Gives the same piece over and over, a given number of bytes in all, between a head and a tail.
+class EndlessStream final : public NSInputStream
+{
+public:
+    EndlessStream(std::string head, std::string piece, std::size_t bytes, std::string tail)
+        : next_(std::move(head))
+        , piece_(repeated(piece, 1 + 30'000 / piece.size()))
+        , left_(bytes)
+        , tail_(std::move(tail))
+    { }
+
+    std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength) override
+    {
+        if (at_ == next_.size()) {
+            at_ = 0;
+            if (left_ > 0) {
+                next_ = piece_;
+                left_ -= std::min(left_, piece_.size());
+            } else {
+                next_ = std::exchange(tail_, "");
+            }
+        }
+        const auto count = std::min(maxLength, next_.size() - at_);
+        std::copy_n(next_.data() + at_, count, buffer);
+        at_ += count;
+        given_ += count;
+        return static_cast<std::ptrdiff_t>(count);
+    }
+
+    std::size_t given() const { return given_; }
+
+private:
+    std::string next_;
+    std::size_t at_ = 0;
+    std::string piece_;
+    std::size_t left_;
+    std::string tail_;
+    std::size_t given_ = 0;
+};
+
+TEST(HostileXML, NestsAMillionDeep)
+{
+    const std::size_t depth = 1'000'000;
+    const auto unknown = parsed("<rss><channel><item><title>A</title>" + repeated("<a>", depth)
+        + repeated("</a>", depth) + "</item></channel></rss>");
+    ASSERT_TRUE(unknown) << unknown.error().payload();
+    EXPECT_EQ(unknown->rssFeed()->items->at(0)->title, "A");
+    EXPECT_THAT(reasonOf(repeated("<rss>", depth)), StartsWith("no element found"));
+}
+
+TEST(HostileXML, HasAMillionAttributes)
+{
+    std::string attributes;
+    for (int k = 0; k < 1'000'000; ++k)
+        attributes += " a" + std::to_string(k) + "=''";
+    EXPECT_THAT(reasonOf("<rss><channel><category" + attributes + "/></channel></rss>"),
+        testing::AnyOf("a feed", HasSubstr("too much memory")));
+}
+
+TEST(HostileXML, HoldsATextOfAHundredMegabytes)
+{
+    const auto result = parsed("<rss><channel><title>" + std::string(100'000'000, 'x') + "</title></channel></rss>");
+    ASSERT_TRUE(result) << result.error().payload();
+    EXPECT_EQ(result->rssFeed()->title->size(), 100'000'000u);
+    EXPECT_EQ(
+        reasonOf("<rss><channel><pubDate>" + std::string(30'000'000, ' ') + "</pubDate></channel></rss>"), "a feed");
+}
+
+TEST(HostileXML, NeverEndsATextThatMustBeSeenWhole)
+{
+    for (const char* head : {"<rss><channel><pubDate>", "<rss><channel><item><media:content><media:keywords>",
+             "<rss><channel><ttl><![CDATA["}) {
+        const auto stream = std::make_shared<EndlessStream>(head, "1,", 1u << 30, "");
+        XMLFeedParser parser(stream);
+        const auto result = parser.parse();
+        ASSERT_FALSE(result) << head;
+        EXPECT_EQ(result.error().payload(), "a text is too long for its element") << head;
+        EXPECT_LT(stream->given(), 64u << 20) << head;
+    }
+}
+
+// The stream is given up long before its end.
+TEST(HostileXML, NeverFinishesAPieceOfMarkup)
+{
+    for (const char* head : {"<rss><channel a='", "<rss><", "<rss><!--", "<rss><?x ", "<!DOCTYPE rss [<!ENTITY a '"}) {
+        const auto stream = std::make_shared<EndlessStream>(head, "x", 1u << 30, "'/>");
+        XMLFeedParser parser(stream);
+        const auto result = parser.parse();
+        ASSERT_FALSE(result) << head;
+        EXPECT_THAT(result.error().payload(), HasSubstr("too much memory")) << head;
+        EXPECT_LT(stream->given(), 200u << 20) << head;
+    }
+}
+
+TEST(HostileXML, FillsTheModelWithManyObjectsForFewBytes)
+{
+    struct {
+        const char* head;
+        const char* piece;
+    } const cases[] = {
+        {"<rss><channel>", "<item/>"},
+        {"<feed>", "<entry/>"},
+        {"<rss><channel><item>", "<media:content/>"},
+        {"<rss><channel><item><media:community>", "<media:tags>,,,,,,,,,,,,,,,,,,,,,,,</media:tags>"},
+        {"<rss><channel><item><media:content>", "<media:keywords>,,,,,,,,,,,,,,,,,,,</media:keywords>"},
+        {"<rss><channel><item><media:comments><media:comment>", "&lt;"},
+        {"<!DOCTYPE rss [<!ATTLIST category domain CDATA "
+         "'xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx'>"
+         "]><rss><channel>",
+            "<category/>"},
+    };
+    for (const auto& [head, piece] : cases) {
+        const auto stream = std::make_shared<EndlessStream>(head, piece, 1u << 30, "");
+        XMLFeedParser parser(stream);
+        const auto result = parser.parse();
+        ASSERT_FALSE(result) << head;
+        EXPECT_EQ(result.error().payload(), "the document makes a feed of too much memory for its size") << head;
+        EXPECT_LT(stream->given(), 64u << 20) << head;
+    }
+}
+
+TEST(HostileXML, NeverEndsInDistinctNames)
+{
+    class Names final : public NSInputStream
+    {
+    public:
+        std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength) override
+        {
+            std::string text = given_ == 0 ? "<rss>" : "";
+            while (text.size() + 20 < maxLength && text.size() < 60'000)
+                text += "<n" + std::to_string(++name_) + "/>";
+            if (text.empty())
+                text = " ";
+            std::copy(text.begin(), text.end(), buffer);
+            given_ += text.size();
+            return static_cast<std::ptrdiff_t>(text.size());
+        }
+        std::size_t given_ = 0;
+        long name_ = 0;
+    };
+    const auto stream = std::make_shared<Names>();
+    XMLFeedParser parser(stream);
+    const auto result = parser.parse();
+    ASSERT_FALSE(result);
+    EXPECT_THAT(result.error().payload(), HasSubstr("too much memory"));
+}
+
+TEST(HostileXML, ExpandsEntities)
+{
+    std::string bomb = "<!DOCTYPE rss [<!ENTITY a0 'xxxxxxxxxx'>";
+    for (int k = 1; k < 20; ++k) {
+        const auto former = "&a" + std::to_string(k - 1) + ";";
+        bomb += "<!ENTITY a" + std::to_string(k) + " '" + repeated(former, 10) + "'>";
+    }
+    EXPECT_THAT(reasonOf(bomb + "]><rss><channel><title>&a19;</title></channel></rss>"),
+        HasSubstr("limit on input amplification factor"));
+    const auto quadratic = "<!DOCTYPE rss [<!ENTITY a '" + std::string(50'000, 'x') + "'>]><rss><channel><title>"
+        + repeated("&a;", 50'000) + "</title></channel></rss>";
+    EXPECT_THAT(reasonOf(quadratic), HasSubstr("limit on input amplification factor"));
+    // What real feeds do.
+    EXPECT_EQ(
+        reasonOf("<rss><channel><title>" + repeated("&lt;&#8217;", 150'000) + "</title></channel></rss>"), "a feed");
+    EXPECT_THAT(reasonOf("<!DOCTYPE rss [<!ENTITY a '&b;'><!ENTITY b '&a;'>]><rss><channel>&a;</channel></rss>"),
+        StartsWith("recursive entity reference"));
+}
+
+TEST(HostileXML, NeverFetchesWhatADocumentNames)
+{
+    const auto result = parsed("<!DOCTYPE rss SYSTEM 'file:///etc/passwd' [<!ENTITY x SYSTEM 'file:///etc/passwd'>"
+                               "<!ENTITY % p SYSTEM 'file:///etc/passwd'>%p;]>"
+                               "<rss><channel><title>A&x;B</title></channel></rss>");
+    ASSERT_TRUE(result) << result.error().payload();
+    EXPECT_EQ(result->rssFeed()->title, "AB");
+}
+
+// Real documents, cut and broken at random with a fixed seed: nothing but a feed or an error may come of it.
+TEST(HostileXML, BreaksRealDocuments)
+{
+    const std::filesystem::path folder = VITREL_SAMPLES "/feeds";
+    if (!std::filesystem::exists(folder))
+        GTEST_SKIP() << "no sample feeds";
+    std::mt19937 random(7);
+    std::size_t errors = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (!entry.is_regular_file() || entry.file_size() > 60'000)
+            continue;
+        std::ifstream in(entry.path(), std::ios::binary);
+        const std::string document(std::istreambuf_iterator<char>(in), {});
+        for (int k = 0; k < 12 && !document.empty(); ++k) {
+            errors += !parsed(document.substr(0, random() % document.size()));
+            auto broken = document;
+            for (int b = 0; b < 4; ++b)
+                broken[random() % broken.size()] = "<>&\0\xFF]a\""[random() % 8];
+            errors += !parsed(broken);
+            const auto at = random() % document.size();
+            const auto end = at + random() % (document.size() - at);
+            errors += !parsed(document.substr(0, end) + document.substr(at));
+        }
+    }
+    EXPECT_GT(errors, 100u);
+}
+
+} // namespace
+} // namespace FeedKit
