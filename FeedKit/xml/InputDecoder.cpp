@@ -26,6 +26,28 @@ std::string lowerCased(std::string text)
     return text;
 }
 
+// Without those that no document should be written in: browsers dropped them because the same bytes are harmless text
+// to one reader and markup to another.
+bool isFitForDocuments(UConverterType type)
+{
+    switch (type) {
+    case UCNV_SBCS:
+    case UCNV_DBCS:
+    case UCNV_MBCS:
+    case UCNV_LATIN_1:
+    case UCNV_US_ASCII:
+    case UCNV_UTF8:
+    case UCNV_UTF16:
+    case UCNV_UTF16_BigEndian:
+    case UCNV_UTF16_LittleEndian:
+    case UCNV_UTF32:
+    case UCNV_ISO_2022:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 void InputDecoder::CloseConverter::operator()(UConverter* converter) const
@@ -136,12 +158,10 @@ bool InputDecoder::openConverter(const std::string& name)
         ucnv_setToUCallBack(from_.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
     if (U_SUCCESS(status))
         ucnv_setFromUCallBack(utf8_.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
-    if (U_FAILURE(status)) {
+    if (U_FAILURE(status) || !isFitForDocuments(ucnv_getType(from_.get()))) {
         error_ = "the encoding \"" + name.substr(0, 40) + "\" is not known";
         return false;
     }
-    pivot_.resize(kPiece);
-    pivotSource_ = pivotTarget_ = pivot_.data();
     return true;
 }
 
@@ -165,30 +185,45 @@ std::ptrdiff_t InputDecoder::convert(std::uint8_t* buffer, std::size_t maxLength
 {
     const auto begin = reinterpret_cast<char*>(buffer);
     auto target = begin;
-    while (target == begin && !flushed_) {
-        if (failed_)
-            return -1;
-        if (headAt_ == head_.size())
-            fill();
-        if (failed_)
-            return -1;
-        auto source = reinterpret_cast<const char*>(head_.data()) + headAt_;
-        const auto sourceBegin = source;
+    while (target == begin) {
+        if (unitsAt_ == units_.size() && !decodeMore())
+            return failed_ ? -1 : 0;
+        auto source = static_cast<const char16_t*>(units_.data()) + unitsAt_;
         UErrorCode status = U_ZERO_ERROR;
-        ucnv_convertEx(utf8_.get(), from_.get(), &target, begin + maxLength, &source,
-            reinterpret_cast<const char*>(head_.data()) + head_.size(), pivot_.data(), &pivotSource_, &pivotTarget_,
-            pivot_.data() + pivot_.size(), false, ended_, &status);
-        headAt_ += static_cast<std::size_t>(source - sourceBegin);
-        if (status == U_BUFFER_OVERFLOW_ERROR)
-            continue;
-        if (U_FAILURE(status)) {
-            failed_ = true;
-            error_ = "the bytes are not valid " + name_;
-        } else {
-            flushed_ = ended_;
-        }
+        ucnv_fromUnicode(utf8_.get(), &target, begin + maxLength, &source, units_.data() + units_.size(), nullptr,
+            false, &status);
+        unitsAt_ = static_cast<std::size_t>(source - units_.data());
     }
     return target - begin;
+}
+
+// Refills units_. False at the end, and when what follows can't be read or decoded: all before it has been handed on then.
+bool InputDecoder::decodeMore()
+{
+    units_.clear();
+    unitsAt_ = 0;
+    while (units_.empty() && !undecodable_) {
+        const bool flushing = ended_;
+        if (headAt_ == head_.size() && !ended_ && !fill() && failed_)
+            return false;
+        units_.resize(kPiece);
+        auto source = reinterpret_cast<const char*>(head_.data()) + headAt_;
+        const auto sourceBegin = source;
+        auto target = units_.data();
+        UErrorCode status = U_ZERO_ERROR;
+        ucnv_toUnicode(from_.get(), &target, units_.data() + units_.size(), &source,
+            reinterpret_cast<const char*>(head_.data()) + head_.size(), nullptr, ended_, &status);
+        headAt_ += static_cast<std::size_t>(source - sourceBegin);
+        units_.resize(static_cast<std::size_t>(target - units_.data()));
+        undecodable_ = U_FAILURE(status) && status != U_BUFFER_OVERFLOW_ERROR;
+        if (flushing && units_.empty() && !undecodable_)
+            return false;
+    }
+    if (units_.empty()) {
+        failed_ = true;
+        error_ = "the bytes are not valid " + name_;
+    }
+    return !units_.empty();
 }
 
 } // namespace FeedKit

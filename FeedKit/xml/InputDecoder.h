@@ -41,6 +41,7 @@ private:
     bool openConverter(const std::string& name);
     std::string declaredEncoding();
     std::ptrdiff_t convert(std::uint8_t* buffer, std::size_t maxLength);
+    bool decodeMore();
 
     NSInputStream& stream_;
     std::vector<std::uint8_t> head_; // read, and not yet handed on from headAt_
@@ -51,10 +52,9 @@ private:
     std::string error_;
     Converter from_;
     Converter utf8_;
-    std::vector<char16_t> pivot_;
-    char16_t* pivotSource_ = nullptr;
-    char16_t* pivotTarget_ = nullptr;
-    bool flushed_ = false;
+    std::vector<char16_t> units_; // decoded, and not yet encoded from unitsAt_ on
+    std::size_t unitsAt_ = 0;
+    bool undecodable_ = false; // what follows
 };
 
 } // namespace FeedKit

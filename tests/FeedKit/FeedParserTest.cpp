@@ -67,8 +67,8 @@ TEST(FeedParser, SendsADocumentToTheParserOfItsType)
     EXPECT_EQ(reasonOf(FeedParser(bytes(std::string(250, ' ') + kRSS)).parse()), "not found");
     // A stream is taken to be XML.
     const auto json = bytes("{}");
-    EXPECT_THAT(reasonOf(FeedParser(std::make_shared<DataInputStream>(json)).parse()),
-        testing::StartsWith("not well-formed"));
+    EXPECT_THAT(
+        reasonOf(FeedParser(std::make_shared<DataInputStream>(json)).parse()), testing::StartsWith("not well-formed"));
     const auto late = bytes(std::string(250, ' ') + kRSS);
     EXPECT_EQ(reasonOf(FeedParser(std::make_shared<DataInputStream>(late)).parse()), "a feed");
     EXPECT_EQ(reasonOf(FeedParser(std::shared_ptr<NSInputStream>()).parse()),
@@ -87,7 +87,8 @@ public:
         answers.pop_front();
         return bytes(answer);
     }
-    Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(const URL& url, const Validators& known) override
+    Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
+        const URL& url, const Validators& known) override
     {
         if (known.eTag == "current")
             return std::optional<FetchedContents>();

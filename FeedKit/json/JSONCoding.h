@@ -1,0 +1,48 @@
+#pragma once
+
+#include "FeedKit/dates/DateFormatters.h"
+#include "FeedKit/dates/DateStrategies.h"
+#include "FeedKit/models/JSONFeed.h"
+#include "base/Bytes.h"
+#include "base/Result.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+// The JSON Feed models from JSON texts and as JSON texts. Never throw. Any thread.
+namespace FeedKit {
+
+// How the text of a date reads; decodingStrategy is one.
+using DateDecodingStrategy = std::function<vitrel::Result<Date, DateDecodingError>(std::string_view text)>;
+// How a date is written, as a JSON text; encodingStrategy is one.
+using DateEncodingStrategy = std::function<std::string(Date date)>;
+
+// Reads what `formatter` reads. `formatter` isn't null.
+DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter);
+
+struct JSONDecodingError {
+    std::string description; // a sentence in English, with the key where the types don't fit
+};
+
+// One JSON object (RFC 8259, in UTF-8, with or without a byte-order mark) as a JSONFeed, JSONFeedItem,
+// JSONFeedAttachment, JSONFeedAuthor or JSONFeedHub.
+//
+// A key that is missing or null leaves its field absent; a value of another type than the field's, or a date that the
+// strategy doesn't read, is an error of the whole. Unknown keys may hold anything. Of a key that occurs twice the last
+// value counts. An integer may be written with a fraction of zero or an exponent (3.0, 3e2) if it is whole and fits.
+// Errors too: numbers that fit neither 64 bits nor a double, in unknown keys as well, half surrogate pairs, values
+// nested deeper than 1024, documents of 4 GiB, and models out of proportion to the document (ModelBudget).
+template <Model T>
+vitrel::Result<T, JSONDecodingError> decode(vitrel::ByteView json, const DateDecodingStrategy& dates);
+
+// A JSON object with all keys of the type, each once and in a fixed order; null for an absent field. Bytes that aren't
+// UTF-8 become U+FFFD; a number that JSON can't write (NaN, infinite) becomes null.
+std::string encode(const JSONFeed& feed, const DateEncodingStrategy& dates);
+std::string encode(const JSONFeedItem& item, const DateEncodingStrategy& dates);
+std::string encode(const JSONFeedAttachment& attachment);
+std::string encode(const JSONFeedAuthor& author);
+std::string encode(const JSONFeedHub& hub);
+
+} // namespace FeedKit

@@ -1,0 +1,15 @@
+#include "FeedKit/json/JSONFeedParser.h"
+
+#include "FeedKit/json/JSONCoding.h"
+
+namespace FeedKit {
+
+vitrel::Result<Feed, ParserError> JSONFeedParser::parse()
+{
+    auto feed = decode<JSONFeed>(data, formatted(std::make_shared<RFC3339DateFormatter>()));
+    if (!feed)
+        return ParserError::internalError(feed.error().description);
+    return Feed::json(std::move(*feed));
+}
+
+} // namespace FeedKit

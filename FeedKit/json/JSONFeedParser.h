@@ -1,0 +1,25 @@
+#pragma once
+
+#include "FeedKit/models/FeedParserProtocol.h"
+#include "base/Bytes.h"
+
+namespace FeedKit {
+
+// Reads a JSON Feed document. Nothing need claim to be one: any JSON object whose known keys hold the right types is.
+class JSONFeedParser final : public FeedParserProtocol
+{
+public:
+    // `data` must outlive the parser.
+    explicit JSONFeedParser(vitrel::ByteView data)
+        : data(data)
+    { }
+
+    // Blocks until done. A failure anywhere fails the document: internalError with what is wrong, and where. Dates are
+    // what RFC3339DateFormatter reads. The rules of the decoding are those of decode() in JSONCoding.h. Can't be
+    // interrupted.
+    vitrel::Result<Feed, ParserError> parse() override;
+
+    const vitrel::ByteView data;
+};
+
+} // namespace FeedKit
