@@ -17,6 +17,7 @@ public:
     std::shared_ptr<AtomFeed> atom;
 
     void parserWillReadBytes(std::size_t) override { }
+    void parserFoundDoctype() override { }
     void parserDidStartElement(NSXMLParser& parser, std::string_view name, const ElementAttributes& attributes) override
     {
         parser.setTextDelivery(TextDelivery::events);

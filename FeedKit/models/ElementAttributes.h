@@ -64,12 +64,13 @@ inline void readInto(std::optional<bool>& field, std::string_view value)
 // Fills the fields of `to` whose keys are among the attributes. A value that doesn't read leaves its field absent.
 template <Model T> void readAttributes(T& to, const ElementAttributes& from)
 {
+    static constexpr auto kFields = T::fields();
     from.forEach([&](std::string_view name, std::string_view value) {
         std::apply(
             [&](const auto&... field) {
                 static_cast<void>(((field.key == name && (detail::readInto(to.*field.member, value), true)) || ...));
             },
-            T::fields());
+            kFields);
     });
 }
 

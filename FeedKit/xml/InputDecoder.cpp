@@ -26,6 +26,15 @@ std::string lowerCased(std::string text)
     return text;
 }
 
+// As XML has it (EncName). The converter library would look for a file of any other name.
+bool isEncodingName(std::string_view name)
+{
+    const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+    return !name.empty() && name.size() <= 40 && isLetter(name[0])
+        && std::all_of(name.begin(), name.end(),
+            [&](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '.' || c == '_' || c == '-'; });
+}
+
 // Without those that no document should be written in: browsers dropped them because the same bytes are harmless text
 // to one reader and markup to another.
 bool isFitForDocuments(UConverterType type)
@@ -150,7 +159,7 @@ std::string InputDecoder::declaredEncoding()
 bool InputDecoder::openConverter(const std::string& name)
 {
     name_ = name;
-    UErrorCode status = U_ZERO_ERROR;
+    UErrorCode status = isEncodingName(name) ? U_ZERO_ERROR : U_ILLEGAL_ARGUMENT_ERROR;
     from_.reset(ucnv_open(name.c_str(), &status));
     utf8_.reset(ucnv_open("UTF-8", &status));
     // What doesn't convert is an error, not a replacement character.
@@ -190,14 +199,15 @@ std::ptrdiff_t InputDecoder::convert(std::uint8_t* buffer, std::size_t maxLength
             return failed_ ? -1 : 0;
         auto source = static_cast<const char16_t*>(units_.data()) + unitsAt_;
         UErrorCode status = U_ZERO_ERROR;
-        ucnv_fromUnicode(utf8_.get(), &target, begin + maxLength, &source, units_.data() + units_.size(), nullptr,
-            false, &status);
+        ucnv_fromUnicode(
+            utf8_.get(), &target, begin + maxLength, &source, units_.data() + units_.size(), nullptr, false, &status);
         unitsAt_ = static_cast<std::size_t>(source - units_.data());
     }
     return target - begin;
 }
 
-// Refills units_. False at the end, and when what follows can't be read or decoded: all before it has been handed on then.
+// Refills units_. False at the end, and when what follows can't be read or decoded: all before it has been handed on
+// then.
 bool InputDecoder::decodeMore()
 {
     units_.clear();

@@ -60,6 +60,7 @@ struct NSXMLParser::Expat {
     void run(InputDecoder& input);
     void report();
 
+    void deliver(TextDelivery wanted);
     void flush();
     void stopIfAborted();
     void characters(std::string_view piece);
@@ -93,10 +94,12 @@ void NSXMLParser::Expat::create(const char* encoding)
         return;
     XML_SetUserData(parser, this);
     XML_SetElementHandler(parser, onStart, onEnd);
-    XML_SetCharacterDataHandler(parser, onCharacters);
     XML_SetCdataSectionHandler(parser, onCDATAStart, onCDATAEnd);
     XML_SetCommentHandler(parser, [](void* self, const XML_Char*) { of(self).cut(); });
     XML_SetProcessingInstructionHandler(parser, [](void* self, const XML_Char*, const XML_Char*) { of(self).cut(); });
+    XML_SetStartDoctypeDeclHandler(parser, [](void* self, const XML_Char*, const XML_Char*, const XML_Char*, int) {
+        of(self).delegate.parserFoundDoctype();
+    });
     XML_SetSkippedEntityHandler(parser, [](void* self, const XML_Char*, int) { of(self).cut(); });
     XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, kMostAmplification);
     XML_SetBillionLaughsAttackProtectionActivationThreshold(parser, kAmplificationCountsFrom);
@@ -157,6 +160,14 @@ void NSXMLParser::Expat::report()
             + std::to_string(XML_GetCurrentColumnNumber(parser) + 1);
     }
     delegate.parserParseErrorOccurred(owner, text);
+}
+
+// Text that nobody wants, most of it the white space between elements, isn't even reported.
+void NSXMLParser::Expat::deliver(TextDelivery wanted)
+{
+    if ((wanted == TextDelivery::none) != (delivery == TextDelivery::none))
+        XML_SetCharacterDataHandler(parser, wanted == TextDelivery::none ? nullptr : onCharacters);
+    delivery = wanted;
 }
 
 // Hands on what has been joined.
@@ -221,7 +232,7 @@ void XMLCALL NSXMLParser::Expat::onStart(void* self, const XML_Char* name, const
 {
     auto& in = of(self);
     in.flush();
-    in.delivery = TextDelivery::none;
+    in.deliver(TextDelivery::none);
     if (!in.owner.aborted_.load(std::memory_order_relaxed))
         in.delegate.parserDidStartElement(in.owner, name, ElementAttributes(attributes));
     in.stopIfAborted();
@@ -231,7 +242,7 @@ void XMLCALL NSXMLParser::Expat::onEnd(void* self, const XML_Char*)
 {
     auto& in = of(self);
     in.flush();
-    in.delivery = TextDelivery::none;
+    in.deliver(TextDelivery::none);
     if (!in.owner.aborted_.load(std::memory_order_relaxed))
         in.delegate.parserDidEndElement(in.owner);
     in.stopIfAborted();
@@ -239,9 +250,7 @@ void XMLCALL NSXMLParser::Expat::onEnd(void* self, const XML_Char*)
 
 void XMLCALL NSXMLParser::Expat::onCharacters(void* self, const XML_Char* text, int length)
 {
-    auto& in = of(self);
-    if (in.delivery != TextDelivery::none)
-        in.characters({text, static_cast<std::size_t>(length)});
+    of(self).characters({text, static_cast<std::size_t>(length)});
 }
 
 void XMLCALL NSXMLParser::Expat::onCDATAStart(void* self)
@@ -285,7 +294,7 @@ void NSXMLParser::abortParsing()
 void NSXMLParser::setTextDelivery(TextDelivery delivery)
 {
     if (expat_)
-        expat_->delivery = delivery;
+        expat_->deliver(delivery);
 }
 
 } // namespace FeedKit

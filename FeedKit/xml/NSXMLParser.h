@@ -31,6 +31,9 @@ public:
 
     // So many more bytes (UTF-8) of the document are about to be parsed.
     virtual void parserWillReadBytes(std::size_t count) = 0;
+    // The document has a type declaration: attributes may come from it, as often as it likes, and not from their
+    // elements.
+    virtual void parserFoundDoctype() = 0;
     virtual void parserDidStartElement(
         NSXMLParser& parser, std::string_view elementName, const ElementAttributes& attributes)
         = 0;

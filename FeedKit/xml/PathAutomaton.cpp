@@ -6,19 +6,9 @@ namespace FeedKit {
 
 namespace {
 
-// The first and the last eight bytes and the length, mixed: element names differ in one of them.
-std::uint32_t hashOf(std::string_view name)
+std::uint32_t hashOf(const PathAutomaton::Key& key)
 {
-    std::uint64_t head = 0;
-    std::uint64_t tail = 0;
-    if (name.size() >= 8) {
-        std::memcpy(&head, name.data(), 8);
-        std::memcpy(&tail, name.data() + name.size() - 8, 8);
-    } else {
-        for (const char c : name)
-            head = head << 8 | static_cast<unsigned char>(c);
-    }
-    const std::uint64_t mixed = (head ^ name.size()) * 0x9E3779B97F4A7C15u ^ tail * 0xC2B2AE3D27D4EB4Fu;
+    const std::uint64_t mixed = (key.head ^ key.size) * 0x9E3779B97F4A7C15u ^ key.tail * 0xC2B2AE3D27D4EB4Fu;
     return static_cast<std::uint32_t>((mixed * 0x9E3779B97F4A7C15u) >> 32);
 }
 
@@ -32,6 +22,29 @@ std::string_view takeComponent(std::string_view& path)
 }
 
 } // namespace
+
+// Up to 16 bytes the key holds them all.
+PathAutomaton::Key::Key(std::string_view name)
+    : size(static_cast<std::uint32_t>(name.size()))
+{
+    const char* bytes = name.data();
+    if (size >= 8) {
+        std::memcpy(&head, bytes, 8);
+        std::memcpy(&tail, bytes + size - 8, 8);
+    } else if (size >= 4) {
+        std::memcpy(&head, bytes, 4);
+        std::memcpy(&tail, bytes + size - 4, 4);
+    } else {
+        for (const char c : name)
+            head = head << 8 | static_cast<unsigned char>(c);
+    }
+}
+
+bool PathAutomaton::Node::isNamed(const Key& wanted, std::string_view whole) const
+{
+    return key.size == wanted.size && key.head == wanted.head && key.tail == wanted.tail
+        && (key.size <= 16 || name == whole);
+}
 
 PathAutomaton::PathAutomaton(const std::vector<std::string>& paths)
 {
@@ -51,6 +64,7 @@ PathAutomaton::PathAutomaton(const std::vector<std::string>& paths)
                 nodes_.emplace_back();
                 nodes_.back().parent = state;
                 nodes_.back().name = name;
+                nodes_.back().key = Key(name);
                 children.emplace_back();
                 children[state].push_back(next);
             }
@@ -75,7 +89,7 @@ void PathAutomaton::hashChildren(State state, const std::vector<State>& children
     node.slotMask = size - 1;
     slots_.resize(slots_.size() + size, kUnknown);
     for (const State child : children) {
-        auto at = hashOf(nodes_[child].name);
+        auto at = hashOf(nodes_[child].key);
         while (slots_[node.firstSlot + (at & node.slotMask)] != kUnknown)
             ++at;
         slots_[node.firstSlot + (at & node.slotMask)] = child;
@@ -87,9 +101,10 @@ PathAutomaton::State PathAutomaton::child(State state, std::string_view name) co
     const auto& node = nodes_[state];
     if (!node.hasChildren)
         return kUnknown;
-    for (auto at = hashOf(name);; ++at) {
+    const Key key(name);
+    for (auto at = hashOf(key);; ++at) {
         const State found = slots_[node.firstSlot + (at & node.slotMask)];
-        if (found == kUnknown || nodes_[found].name == name)
+        if (found == kUnknown || nodes_[found].isNamed(key, name))
             return found;
     }
 }

@@ -29,11 +29,24 @@ public:
     // "/" for kTop.
     std::string path(State state) const;
 
+    // A name as a few words, quick to compare.
+    struct Key {
+        Key() = default;
+        explicit Key(std::string_view name);
+
+        std::uint64_t head = 0;
+        std::uint64_t tail = 0;
+        std::uint32_t size = 0;
+    };
+
 private:
     struct Node {
+        bool isNamed(const Key& wanted, std::string_view whole) const;
+
         State parent = kTop;
         std::int32_t row = kNoRow;
         std::string_view name;
+        Key key;
         std::uint32_t firstSlot = 0;
         std::uint32_t slotMask = 0; // of a hash table with open addressing; no child without it
         bool hasChildren = false;

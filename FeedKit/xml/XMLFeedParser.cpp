@@ -155,7 +155,7 @@ void XMLFeedParser::mapStart(const PathTable<Feed>& table, Feed& feed, const Ele
         return;
     const auto& row = table.row(index);
     if (row.actsOnStart()) {
-        take(row.startCost() + attributes.valueBytes());
+        take(row.startCost() + (hasDoctype_ ? attributes.valueBytes() : 0));
         row.mapStart(feed, attributes);
     }
     if (row.text.run) {

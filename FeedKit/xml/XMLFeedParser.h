@@ -45,6 +45,7 @@ private:
     void parserWillReadBytes(std::size_t count) override { budget_.allowForInput(count); }
     void parserDidStartElement(
         NSXMLParser&, std::string_view elementName, const ElementAttributes& attributes) override;
+    void parserFoundDoctype() override { hasDoctype_ = true; }
     void parserDidEndElement(NSXMLParser&) override;
     void parserFoundCharacters(NSXMLParser&, std::string_view text) override;
     void parserFoundCDATA(NSXMLParser&, std::string_view text) override { mapText(text); }
@@ -68,6 +69,7 @@ private:
     std::shared_ptr<RSSFeed> rssFeed_; // of RSS and RDF documents
     std::shared_ptr<AtomFeed> atomFeed_;
     ModelBudget budget_;
+    bool hasDoctype_ = false;
 
     // The path: a state of the table, and below it the names of elements that have none, each behind a "/".
     const PathAutomaton* automaton_ = nullptr; // of the type

@@ -233,6 +233,8 @@ TEST(XMLFeedParser, ReadsOtherEncodings)
         {declared("EUC-JP", "\xC6"), "the bytes are not valid EUC-JP"},
         {"\xFF\xFE" + wide("<rss>", true) + std::string("\x00\xD8", 2) + wide("</rss>", true),
             "the bytes are not valid UTF-16"},
+        {declared("../../x", "A"), "the encoding \"../../x\" is not known"},
+        {declared("Shift_JIS,version=1", "A"), "the encoding \"Shift_JIS,version=1\" is not known"},
         {declared("UTF-7", "A"), "the encoding \"UTF-7\" is not known"},
         {declared("EUC-JP", "A") + "\xC6", "title=\"A\"\n"},
         {wide(title("A"), true) + "\xFF", "title=\"A\"\n"},
