@@ -94,6 +94,7 @@ Result<Bytes, std::string> contentsOf(NSInputStream& stream)
 {
     constexpr std::size_t kPiece = 1u << 16;
     Bytes bytes;
+    bytes.reserve(std::min(stream.bytesLeft(), kLargestJson) + kPiece); // growing would take it twice
     for (;;) {
         const auto had = bytes.size();
         bytes.resize(had + kPiece);

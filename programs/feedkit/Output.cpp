@@ -33,6 +33,12 @@ Output::Output()
 
 void Output::line(std::string_view text)
 {
+    // A long line isn't copied.
+    if (text.size() >= kGathered) {
+        flush();
+        write(text);
+        text = {};
+    }
     gathered_.append(text).append(1, '\n');
     if (gathered_.size() >= kGathered)
         flush();
@@ -40,13 +46,18 @@ void Output::line(std::string_view text)
 
 void Output::flush()
 {
-    for (std::string_view rest = gathered_; !rest.empty();) {
-        const auto count = ::write(STDOUT_FILENO, rest.data(), rest.size());
+    write(gathered_);
+    gathered_.clear();
+}
+
+void Output::write(std::string_view text)
+{
+    while (!text.empty()) {
+        const auto count = ::write(STDOUT_FILENO, text.data(), text.size());
         if (count < 0 && errno != EINTR)
             endOfOutput(errno);
-        rest.remove_prefix(static_cast<std::size_t>(count < 0 ? 0 : count));
+        text.remove_prefix(static_cast<std::size_t>(count < 0 ? 0 : count));
     }
-    gathered_.clear();
 }
 
 Progress::Progress(std::size_t count)

@@ -18,6 +18,8 @@ public:
     void flush();
 
 private:
+    static void write(std::string_view text);
+
     std::string gathered_;
 };
 
