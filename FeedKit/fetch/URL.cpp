@@ -27,7 +27,7 @@ bool sameIgnoringCase(std::string_view a, std::string_view b)
         a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lowercase(x) == lowercase(y); });
 }
 
-std::string_view URL::scheme() const
+std::string_view URL::scheme() const&
 {
     const auto colon = text_.find(':');
     if (colon == text_.npos || !isScheme(std::string_view(text_).substr(0, colon)))
@@ -49,7 +49,7 @@ std::optional<std::string_view> URL::authority() const
     return rest.substr(2, std::min(rest.find_first_of("/?#", 2), rest.size()) - 2);
 }
 
-std::string_view URL::host() const
+std::string_view URL::host() const&
 {
     auto host = authority().value_or(std::string_view());
     if (const auto at = host.rfind('@'); at != host.npos)
@@ -60,7 +60,7 @@ std::string_view URL::host() const
     return host.substr(0, host.find(':', bracket));
 }
 
-std::string_view URL::path() const
+std::string_view URL::path() const&
 {
     auto rest = behindScheme();
     if (const auto before = authority())

@@ -19,11 +19,14 @@ public:
     const std::string& text() const { return text_; }
 
     // As written, without the colon; empty if the text doesn't begin with a scheme.
-    std::string_view scheme() const;
+    std::string_view scheme() const&;
+    std::string_view scheme() const&& = delete; // a view must not outlive its address
     // As written, without user and port; empty if there is none. Square brackets stay around an IPv6 address.
-    std::string_view host() const;
+    std::string_view host() const&;
+    std::string_view host() const&& = delete;
     // Behind the host and ahead of "?" and "#", escapes as written; empty if there is none.
-    std::string_view path() const;
+    std::string_view path() const&;
+    std::string_view path() const&& = delete;
 
     friend bool operator==(const URL&, const URL&) = default;
 

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -18,13 +19,17 @@
 
 namespace vitrel {
 
-// A run of the built program, with settings of its own, no player and only the display that it is given.
+// A run of the built program (the test's VITREL_PROGRAM), with settings of its own, no player and only the display that
+// it is given.
 class Program
 {
 public:
     using Environment = std::map<std::string, std::string>;
-    explicit Program(std::vector<std::string> words, Environment environment = {})
+    explicit Program(
+        std::vector<std::string> words, Environment environment = {}, std::optional<std::string> input = std::nullopt)
     {
+        if (input)
+            folder_.write("in", *input);
         environment.insert({"XDG_CONFIG_HOME", folder_.path()});
         environment.insert({"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (folder_ / "no-bus")});
         process_ = fork();
@@ -34,9 +39,11 @@ public:
             unsetenv(name);
         for (const auto& [name, value] : environment)
             setenv(name.c_str(), value.c_str(), 1);
+        if (input)
+            dup2(open((folder_ / "in").c_str(), O_RDONLY), 0);
         dup2(open((folder_ / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
         dup2(open((folder_ / "err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-        words.insert(words.begin(), "vitrel");
+        words.insert(words.begin(), name());
         std::vector<char*> argv;
         for (auto& word : words)
             argv.push_back(word.data());
@@ -86,11 +93,13 @@ public:
 
     std::string output() const { return TemporaryFolder::read(folder_ / "out"); }
     std::string errors() const { return TemporaryFolder::read(folder_ / "err"); }
+    static std::string name() { return std::filesystem::path(VITREL_PROGRAM).filename(); }
     // What it said is one line under its name.
     bool saidOneError() const
     {
         const std::string text = errors();
-        return text.starts_with("vitrel: ") && std::count(text.begin(), text.end(), '\n') == 1 && text.back() == '\n';
+        return text.starts_with(name() + ": ") && std::count(text.begin(), text.end(), '\n') == 1
+            && text.back() == '\n';
     }
 
 private:

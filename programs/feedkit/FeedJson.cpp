@@ -1,0 +1,140 @@
+#include "programs/feedkit/FeedJson.h"
+
+#include "base/Text.h"
+#include "programs/feedkit/JsonText.h"
+
+#include <type_traits>
+
+namespace vitrel {
+
+namespace {
+
+using namespace FeedKit;
+
+void write(JsonText& to, const std::string& text)
+{
+    to.string(text);
+}
+void write(JsonText& to, std::int64_t number)
+{
+    to.integer(number);
+}
+void write(JsonText& to, double number)
+{
+    to.number(number);
+}
+void write(JsonText& to, bool flag)
+{
+    to.boolean(flag);
+}
+void write(JsonText& to, const Date& date)
+{
+    to.number(date.secondsSince1970);
+}
+template <class Enum>
+requires std::is_enum_v<Enum>
+void write(JsonText& to, Enum value)
+{
+    to.string(rawValue(value));
+}
+template <Model T> void write(JsonText& to, const T& model);
+template <class T> void write(JsonText& to, const std::shared_ptr<T>& child)
+{
+    write(to, *child);
+}
+template <class T> void write(JsonText& to, const std::vector<T>& elements)
+{
+    to.begin('[');
+    for (const auto& element : elements)
+        write(to, element);
+    to.end(']');
+}
+
+// Absent fields are left out, so whatever may be absent stands in a field.
+template <class T> void writeField(JsonText& to, std::string_view name, const T& field)
+{
+    if (!field)
+        return;
+    to.key(name);
+    write(to, *field);
+}
+
+template <Model T> void write(JsonText& to, const T& model)
+{
+    to.begin('{');
+    forEachField<T>([&](const auto& field) { writeField(to, field.name, model.*field.member); });
+    to.end('}');
+}
+
+std::string_view nameOf(ParserError::Case which)
+{
+    switch (which) {
+    case ParserError::Case::feedCDATABlockEncodingError:
+        return "feedCDATABlockEncodingError";
+    case ParserError::Case::internalError:
+        return "internalError";
+    case ParserError::Case::feedNotFound:
+        return "feedNotFound";
+    }
+    return {};
+}
+
+// What a user can do something with: an internal error's description says little more than that it is one.
+std::string reasonOf(const ParserError& error)
+{
+    const bool isInternal = error.which() == ParserError::Case::internalError;
+    return repairedUtf8(isInternal ? error.payload() : error.failureReason());
+}
+
+void writeModel(JsonText& to, const Feed& feed)
+{
+    switch (feed.which()) {
+    case Feed::Case::atom:
+        return write(to, *feed.atomFeed());
+    case Feed::Case::rss:
+        return write(to, *feed.rssFeed());
+    case Feed::Case::json:
+        return write(to, *feed.jsonFeed());
+    }
+}
+
+} // namespace
+
+std::string_view kindOf(const Feed& feed)
+{
+    switch (feed.which()) {
+    case Feed::Case::atom:
+        return "atom";
+    case Feed::Case::rss:
+        return "rss";
+    case Feed::Case::json:
+        return "json";
+    }
+    return {};
+}
+
+std::string documentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout)
+{
+    JsonText to(layout == JsonLayout::pretty);
+    to.begin('{');
+    to.key("file");
+    to.string(repairedUtf8(name));
+    if (parsed) {
+        to.key("kind");
+        to.string(kindOf(*parsed));
+        to.key("feed");
+        writeModel(to, *parsed);
+    } else {
+        to.key("error");
+        to.begin('{');
+        to.key("case");
+        to.string(nameOf(parsed.error().which()));
+        to.key("reason");
+        to.string(reasonOf(parsed.error()));
+        to.end('}');
+    }
+    to.end('}');
+    return std::move(to).text();
+}
+
+} // namespace vitrel

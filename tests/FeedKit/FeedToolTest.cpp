@@ -1,0 +1,193 @@
+#include "programs/Program.h"
+#include "support/LocalServer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+
+namespace vitrel {
+namespace {
+
+using Request = LocalServer::Request;
+using Connection = LocalServer::Connection;
+
+std::string rss(const std::string& title)
+{
+    return "<rss><channel><title>" + title + "</title></channel></rss>";
+}
+std::string rssLine(const std::string& name, const std::string& title)
+{
+    return R"({"file":")" + name + R"(","kind":"rss","feed":{"title":")" + title + "\"}}\n";
+}
+std::string errorLine(const std::string& name, const std::string& reason)
+{
+    return R"({"file":")" + name + R"(","error":{"case":"internalError","reason":")" + reason + "\"}}\n";
+}
+
+class FeedTool : public testing::Test
+{
+protected:
+    struct Ended {
+        int status;
+        std::string output;
+    };
+    static Ended run(std::vector<std::string> words, std::optional<std::string> input = std::nullopt)
+    {
+        Program program(std::move(words), {{"no_proxy", "*"}}, std::move(input));
+        const int status = program.wait();
+        EXPECT_EQ(program.errors(), "");
+        return {status, program.output()};
+    }
+    TemporaryFolder folder_;
+};
+
+TEST_F(FeedTool, PrintsALineForEachDocumentAndFailsIfOneDoes)
+{
+    const std::string first = folder_.write("first", rss("one")), second = folder_.write("second", "no feed");
+    const std::string atom = folder_.write("atom", "<feed><title>a</title></feed>");
+    const std::string json = folder_.write("json", R"(  {"title":"j","items":[]})");
+    const std::string atomLine = R"({"file":")" + atom + R"(","kind":"atom","feed":{"title":"a"}})" + "\n";
+    const std::string jsonLine = R"({"file":")" + json + R"(","kind":"json","feed":{"title":"j","items":[]}})" + "\n";
+    const std::string notFound = R"({"file":")" + second
+        + R"(","error":{"case":"feedNotFound","reason":"Couldn't parse any known feed"}})" + "\n";
+
+    auto ended = run({first, atom, json, first});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.output, rssLine(first, "one") + atomLine + jsonLine + rssLine(first, "one"));
+    ended = run({second, first, folder_ / "lost", folder_.path()});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.output,
+        notFound + rssLine(first, "one") + errorLine(folder_ / "lost", "No such file or directory")
+            + errorLine(folder_.path(), "Is a directory"));
+    ended = run({"--kind", json, second, atom, first});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.output, json + "\tjson\n" + second + "\terror\n" + atom + "\tatom\n" + first + "\trss\n");
+    ended = run({"--pretty", first});
+    EXPECT_EQ(ended.output,
+        "{\n  \"file\": \"" + first + "\",\n  \"kind\": \"rss\",\n  \"feed\": {\n    \"title\": \"one\"\n  }\n}\n");
+}
+
+TEST_F(FeedTool, ReadsStandardInput)
+{
+    EXPECT_EQ(run({"-"}, rss("one")).output, rssLine("-", "one"));
+    EXPECT_EQ(run({"--kind", "-"}, "{}").output, "-\tjson\n");
+    const auto ended = run({"-"}, "");
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_NE(ended.output.find("feedNotFound"), std::string::npos);
+    // The first 200 bytes decide, and none of them is lost.
+    EXPECT_EQ(run({"-"}, std::string(199, ' ') + rss("one")).output, rssLine("-", "one"));
+    EXPECT_NE(run({"-"}, std::string(200, ' ') + rss("one")).output.find("feedNotFound"), std::string::npos);
+}
+
+TEST_F(FeedTool, KeepsTheOrderOfTheArgumentsWithAnyNumberOfJobs)
+{
+    std::vector<std::string> words;
+    std::string expected;
+    for (int k = 0; k < 300; ++k) {
+        // Of sizes so different that the later are ready long before the earlier.
+        const std::string title(k % 10 == 0 ? 300'000 : 1, 'x');
+        words.push_back(folder_.write(std::to_string(k), rss(title)));
+        expected += rssLine(words.back(), title);
+    }
+    for (const auto* jobs : {"1", "2", "16"}) {
+        auto all = words;
+        all.insert(all.begin(), {"--jobs", jobs});
+        const auto ended = run(all);
+        EXPECT_EQ(ended.status, 0);
+        EXPECT_TRUE(ended.output == expected) << jobs << " jobs";
+    }
+}
+
+TEST_F(FeedTool, WrongUseIsTwoWithOneLine)
+{
+    const std::string feed = folder_.write("feed", rss("one"));
+    const std::vector<std::string> cases[] = {{}, {"--no-such-option", feed}, {"-", "-"}, {"--pretty", "--kind", feed},
+        {"--jobs", "0", feed}, {"--jobs", "many", feed}, {"--watch", "1", feed}, {"--watch", "0", "http://127.0.0.1/"},
+        {"--watch", "http://127.0.0.1/"}, {"--watch", "1", "http://127.0.0.1/", "http://127.0.0.1/"}};
+    for (const auto& words : cases) {
+        Program program(words);
+        EXPECT_EQ(program.wait(), 2) << testing::PrintToString(words);
+        EXPECT_TRUE(program.saidOneError()) << program.errors();
+        EXPECT_EQ(program.output(), "");
+    }
+    EXPECT_NE(run({"--help"}).output.find("--watch"), std::string::npos);
+    EXPECT_EQ(run({"--version"}).output.find("feedkit "), 0u);
+}
+
+TEST_F(FeedTool, FetchesAddresses)
+{
+    LocalServer server([](const Request& request, const Connection& to) {
+        to.send(request.target == "/feed" ? LocalServer::answer(rss("one")) : LocalServer::answer("", {}, "404 X"));
+    });
+    const std::string feed = server.url("/feed"), lost = server.url("/lost");
+    const std::string asFeed = "feed" + feed.substr(4), file = "file://" + folder_.write("feed", rss("two"));
+    const auto ended = run({feed, asFeed, file, lost, "gopher://127.0.0.1/", "feed:lost"});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.output,
+        rssLine(feed, "one") + rssLine(asFeed, "one") + rssLine(file, "two")
+            + errorLine(lost, "the server answered with status 404 (not found)")
+            + errorLine("gopher://127.0.0.1/", R"(unsupported scheme \"gopher\")")
+            + errorLine("feed:lost", "Failed url sanitizing."));
+    // Only what can't be a file's name by accident is an address.
+    const std::string odd = folder_.write("a:b", rss("three"));
+    EXPECT_EQ(run({odd}).output, rssLine(odd, "three"));
+}
+
+// The server's story, one letter a request, and what is printed of it in the end.
+TEST_F(FeedTool, WatchPrintsEachChangeOnce)
+{
+    const struct {
+        const char* story; // a, b: the feed; -: not modified; !: an error
+        std::vector<std::string> lines;
+        const char* why;
+    } cases[] = {
+        {"aab", {"a", "b"}, "a server that knows no validators"},
+        {"a---b-", {"a", "b"}, "one that does"},
+        {"a!!a", {"a", "!", "a"}, "an error shows, and so does its end"},
+        {"!!b", {"!", "b"}, "from the beginning"},
+    };
+    for (const auto& [story, lines, why] : cases) {
+        std::atomic<std::size_t> asked = 0;
+        LocalServer server([&, told = std::string(story)](const Request& request, const Connection& to) {
+            const char next = told[std::min(asked++, told.size() - 1)];
+            if (next == '-' && request.header("if-none-match") == "\"mark\"")
+                to.send("HTTP/1.1 304 Not Modified\r\n\r\n");
+            else if (next == '!')
+                to.send(LocalServer::answer("", {}, "503 Later"));
+            else
+                to.send(LocalServer::answer(rss(std::string(1, next)), "ETag: \"mark\"\r\n"));
+        });
+        std::string expected;
+        for (const auto& line : lines) {
+            expected += line == "!"
+                ? errorLine(server.url(), "the server answered with status 503 (service unavailable)")
+                : rssLine(server.url(), line);
+        }
+        Program program({"--watch", "0.01", server.url()}, {{"no_proxy", "*"}});
+        while (asked < std::string(story).size() + 3 && program.wait(0.005) == -1000) { }
+        EXPECT_EQ(program.output(), expected) << why;
+        EXPECT_EQ(program.errors(), "");
+    }
+}
+
+TEST_F(FeedTool, EndsQuietlyWhenNobodyReadsAndSaysSoWhenADiskIsFull)
+{
+    const std::string feed = folder_.write("feed", rss(std::string(1'000'000, 'x'))); // more than a pipe holds
+    const auto shell = [&](const std::string& redirected) {
+        // The program ends with its threads at work, which the thread sanitizer reports unless it is told not to.
+        const std::string call
+            = "{ TSAN_OPTIONS=report_thread_leaks=0 '" VITREL_PROGRAM "' '" + feed + "' '" + feed + "' " + redirected;
+        EXPECT_EQ(std::system(call.c_str()), 0) << call;
+    };
+    const std::string status = folder_ / "status", errors = folder_ / "errors";
+    shell("; echo $? > '" + status + "'; } 2> '" + errors + "' | true");
+    EXPECT_EQ(TemporaryFolder::read(status), "1\n");
+    EXPECT_EQ(TemporaryFolder::read(errors), "");
+    shell("> /dev/full; echo $? > '" + status + "'; } 2> '" + errors + "'");
+    EXPECT_EQ(TemporaryFolder::read(status), "1\n");
+    EXPECT_EQ(TemporaryFolder::read(errors), "feedkit: can't write the output: No space left on device\n");
+}
+
+} // namespace
+} // namespace vitrel

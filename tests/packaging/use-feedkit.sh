@@ -1,0 +1,63 @@
+#!/bin/sh
+# Uses FeedKit as a stranger would: installs it, builds the example by find_package and by pkg-config, and runs both.
+# use-feedkit.sh SOURCE BUILD COMPILER FLAGS
+set -eu
+source=$1 build=$2 compiler=$3 flags=$4
+work=$build/feedkit-package
+rm -rf "$work"
+mkdir -p "$work"
+
+fail() { echo "$1" >&2; exit 1; }
+
+# The page and the program say the same.
+awk '/^```cpp$/{on=1; if(n++) print ""; next} /^```$/{on=0} on' "$source/docs/feedkit.md" >"$work/page.cpp"
+diff "$work/page.cpp" "$source/examples/feedkit/headlines.cpp" || fail "docs/feedkit.md and its example differ"
+
+cmake --install "$build" --component FeedKit --prefix "$work/first" >"$work/install.log"
+# An installed tree may be moved.
+mv "$work/first" "$work/moved"
+prefix=$work/moved
+if grep -rIl -e "$source" -e "$build" "$prefix/include" "$prefix"/lib*; then
+    fail "installed files name the build"
+fi
+
+cmake -S "$source/examples/feedkit" -B "$work/example" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >"$work/configure.log" || fail "find_package failed"
+cmake --build "$work/example" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
+
+PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name feedkit.pc)")
+export PKG_CONFIG_PATH
+# shellcheck disable=SC2086,SC2046
+"$compiler" -std=c++20 $flags "$source/examples/feedkit/headlines.cpp" $(pkg-config --cflags --libs feedkit) \
+    -o "$work/by-pkg-config"
+
+# The headers compile with nothing but the installed ones.
+(cd "$prefix/include/vitrel" && find . -name '*.h' | sort | sed 's,^\./,,') >"$work/headers"
+while read -r header; do
+    echo "#include \"$header\"" >>"$work/headers.cpp"
+done <"$work/headers"
+# shellcheck disable=SC2086,SC2046
+"$compiler" -std=c++20 $flags -fsyntax-only $(pkg-config --cflags feedkit) "$work/headers.cpp"
+
+printf '<rss><channel><title>News</title><item><title>First</title></item><item/></channel></rss>' >"$work/news.xml"
+printf 'News\n- First\n- (no title)\n' >"$work/expected"
+for program in "$work/example/headlines" "$work/by-pkg-config"; do
+    [ "$("$program")" = "From memory" ] || fail "$program does not parse from memory"
+    "$program" "$work/news.xml" | diff "$work/expected" - || fail "$program does not parse a stream"
+    "$program" "file://$work/news.xml" | diff "$work/expected" - || fail "$program does not parse an address"
+    if "$program" "$work/no-such-file" 2>"$work/error"; then fail "$program finds a file that is not there"; fi
+    grep -q "could not be read" "$work/error" || fail "$program does not say what is wrong"
+done
+
+# A component that doesn't exist is refused by name.
+mkdir "$work/unknown"
+cat >"$work/unknown/CMakeLists.txt" <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(Unknown NONE)
+find_package(Vitrel COMPONENTS NoSuchPart)
+if(Vitrel_FOUND)
+  message(FATAL_ERROR "found a part that is not there")
+endif()
+END
+cmake -S "$work/unknown" -B "$work/unknown/build" -DCMAKE_PREFIX_PATH="$prefix" >"$work/unknown.log" 2>&1 \
+    || fail "find_package accepts an unknown component"
