@@ -80,6 +80,7 @@ SaverHost::SaverHost()
 
 SaverHost::~SaverHost()
 {
+    urlSession_.invalidateAndCancel();
     // A view that nobody stopped would be held for good by what it observes.
     for (const auto& view : views_) {
         if (!stopping_)
@@ -118,6 +119,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.defaults = defaults_.get();
     surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
     surroundings_.notificationCenter = &notifications_;
+    surroundings_.urlSession = &urlSession_;
     surroundings_.systemVersion = *makeOperatingSystemVersion(systemVersionText(options));
     surroundings_.log = log;
     if (!options.trace.empty()) {
