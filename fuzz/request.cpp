@@ -2,6 +2,7 @@
 #include "companion/token/Token.h"
 #include "programs/muralis/http/Admission.h"
 
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
