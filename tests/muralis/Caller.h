@@ -62,6 +62,7 @@ public:
             count = ::recv(socket_, piece, sizeof piece, MSG_DONTWAIT);
             if (count > 0)
                 input_.append(piece, std::size_t(count));
+            isReset_ = isReset_ || (count < 0 && errno == ECONNRESET);
             isClosed_ = isClosed_ || count == 0 || (count < 0 && errno != EAGAIN);
         }
         return std::exchange(input_, {});
@@ -72,6 +73,8 @@ public:
         input_ = received();
         return isClosed_;
     }
+    // Whether it broke off instead, which takes away from a slow reader what it was sent.
+    bool isReset() const { return isReset_; }
     // The next whole answer, or what came of it before the connection ended or ten seconds were over.
     std::string answer()
     {
@@ -96,7 +99,7 @@ public:
 
 private:
     int socket_;
-    bool isConnected_ = false, isClosed_ = false;
+    bool isConnected_ = false, isClosed_ = false, isReset_ = false;
     std::string input_;
 };
 

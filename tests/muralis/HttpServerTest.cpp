@@ -81,6 +81,7 @@ TEST(HttpServer, RefusesAndCloses)
         const std::string answer = in.told(caller, bytes);
         EXPECT_TRUE(isRefusal(answer)) << bytes.substr(0, 40) << answer;
         EXPECT_TRUE(caller.isClosed()) << bytes.substr(0, 40);
+        EXPECT_FALSE(caller.isReset()) << bytes.substr(0, 40);
         if (first.empty())
             first = answer;
         EXPECT_EQ(answer, first) << "without saying why";
