@@ -1,6 +1,7 @@
 #include "saver/VitrelView.h"
 
 #include "platform/foundation/Surroundings.h"
+#include "support/DisplayKit.h"
 
 namespace vitrel {
 namespace {
@@ -21,6 +22,9 @@ VitrelView::VitrelView(const Surroundings& surroundings)
     : surroundings_(surroundings)
     , feedInput_(*this, surroundings)
     , retrigger_(surroundings.clock->date())
+    , muralisLink_(
+          {*surroundings.clock, *surroundings.runLoop, *surroundings.userInteractiveQueue, surroundings.urlSession},
+          *this)
 { }
 
 VitrelView::~VitrelView() = default;
@@ -178,18 +182,16 @@ void VitrelView::endCleanup()
     viewQuartzComposition_.reset();
 }
 
-std::optional<std::string> VitrelView::lastStateID() const
+std::string VitrelView::displayNumber()
 {
-    const std::lock_guard lock(lastStateIDMutex_);
-    return lastStateID_;
+    const auto screen = send(window(), &NSWindow::screen);
+    const auto number = screen ? displayIDInt(*screen) : std::nullopt;
+    return number ? std::to_string(*number) : std::string();
 }
 
-void VitrelView::setLastStateID(std::optional<std::string> identifier)
+bool VitrelView::isCompanionUsed()
 {
-    const std::lock_guard lock(lastStateIDMutex_);
-    lastStateID_ = std::move(identifier);
+    return PreferencesWC::isCatalinaHTTPAPIFixEnabled(surroundings_);
 }
-
-void VitrelView::scheduleQueryMuralisApp() { }
 
 } // namespace vitrel

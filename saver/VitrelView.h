@@ -1,5 +1,6 @@
 #pragma once
 
+#include "companion/MuralisLink.h"
 #include "feedinput/FeedInput.h"
 #include "music/NqiTunesManager.h"
 #include "music/TrackRecord.h"
@@ -11,11 +12,9 @@
 #include "platform/screensaver/ScreenSaverView.h"
 #include "preferences/PreferencesWC.h"
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,7 +28,7 @@ struct Surroundings;
 // own and keeps the composition's inputs fed; it draws nothing and has no work per frame. What drives it are its own
 // delayed calls and the events of its subsystems. Views share the player's manager and the stored settings and don't
 // coordinate. Main thread, but for the three atomic members.
-class VitrelView : public ScreenSaverView, public NqiTunesObserver, public FeedInputView
+class VitrelView : public ScreenSaverView, public NqiTunesObserver, public FeedInputView, private MuralisLinkOwner
 {
 public:
     // Makes the view and runs its construction up to the delayed calls; null for a frame that no view can have.
@@ -106,13 +105,23 @@ public:
     void iTunesIsPaused() { updateData(); }
     std::shared_ptr<const NSImage> imageFromText(const std::string& text) const;
 
+    // The companion's link. Main thread, but for `queryMuralis` and `didFinishDownload`, which any thread may call.
+    void scheduleQueryMuralisApp() { muralisLink_.scheduleQueryMuralisApp(); }
+    void queryMuralisAppOnBackgroundThread() { muralisLink_.queryMuralisAppOnBackgroundThread(); }
+    // Sends one request with a fresh token: for the track if `requestData`, else for the state. `displayNumber` in
+    // decimal, empty if unknown. The answer holds the view until it has come.
+    void queryMuralis(const std::string& displayNumber, bool requestData)
+    {
+        muralisLink_.queryMuralis(displayNumber, requestData);
+    }
+    void didFinishDownload() { muralisLink_.didFinishDownload(); }
     // Any thread.
-    bool isDownloadScheduled() const { return isDownloadScheduled_; }
-    void setIsDownloadScheduled(bool value) { isDownloadScheduled_ = value; }
-    bool isDownloadInProgress() const { return isDownloadInProgress_; }
-    void setIsDownloadInProgress(bool value) { isDownloadInProgress_ = value; }
-    std::optional<std::string> lastStateID() const;
-    void setLastStateID(std::optional<std::string> identifier);
+    bool isDownloadScheduled() const { return muralisLink_.isDownloadScheduled(); }
+    void setIsDownloadScheduled(bool value) { muralisLink_.setIsDownloadScheduled(value); }
+    bool isDownloadInProgress() const { return muralisLink_.isDownloadInProgress(); }
+    void setIsDownloadInProgress(bool value) { muralisLink_.setIsDownloadInProgress(value); }
+    std::optional<std::string> lastStateID() const { return muralisLink_.lastStateID(); }
+    void setLastStateID(std::optional<std::string> identifier) { muralisLink_.setLastStateID(std::move(identifier)); }
 
     bool isFileLoaded() const { return isFileLoaded_; }
     bool compositionSupportsItunes() const { return compositionSupportsItunes_; }
@@ -155,18 +164,18 @@ private:
     void retrigger();
     void trackDataDidChange();
 
-    void scheduleQueryMuralisApp();
+
+    std::shared_ptr<const void> keptAlive() override { return shared_from_this(); }
+    std::string displayNumber() override;
+    bool isCompanionUsed() override;
+    void takeTrackPacket(const Dictionary& packet) override { setTrackDataFromPacket(packet); }
 
     const Surroundings& surroundings_;
 
     std::optional<NSURL> url_;
     bool isQCSystemCompatible_ = false;
-    std::atomic<bool> isDownloadScheduled_{false};
-    std::atomic<bool> isDownloadInProgress_{false};
     bool isFileLoaded_ = false;
     bool compositionSupportsItunes_ = false;
-    mutable std::mutex lastStateIDMutex_;
-    std::optional<std::string> lastStateID_; // guarded by lastStateIDMutex_
     std::shared_ptr<const NSImage> debugImage_;
     std::shared_ptr<QCView> viewQuartzComposition_;
     std::shared_ptr<PreferencesWC> preferencesWC_;
@@ -176,6 +185,7 @@ private:
     std::shared_ptr<NqiTunesManager> nqiTunesManager_;
     Retrigger retrigger_;
     std::shared_ptr<Dictionary> dataSystem_;
+    MuralisLink muralisLink_;
 
     InputObserver inputObserver_;
 };

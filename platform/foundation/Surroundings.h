@@ -29,6 +29,7 @@ class QCView;
 class Queue;
 class RunLoop;
 class URLSession;
+struct DisplayInformation;
 
 // The platform's and the system's `shared` instances, one of each type, made when they are first asked for. Any
 // thread; what is made may ask for others, but not for itself.
@@ -91,6 +92,8 @@ struct Surroundings {
     std::function<std::shared_ptr<QCView>()> makeQCView;
     // The displays, the main one first.
     std::function<std::vector<std::shared_ptr<const NSScreen>>()> screens;
+    // What is known of the same displays beside; those that can be asked.
+    std::function<std::vector<DisplayInformation>()> displays;
     // Bundle identifiers of the applications that run.
     std::function<std::vector<std::string>()> runningApplications;
     // A uniform number of 32 bits; the system's own where none is given.

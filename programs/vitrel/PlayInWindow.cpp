@@ -141,6 +141,12 @@ bool WindowPlayer::open()
             screens.push_back(std::make_shared<const NSScreen>(monitor.screen));
         return screens;
     };
+    host_.surroundings().displays = [this] {
+        std::vector<DisplayInformation> displays;
+        for (const auto& monitor : monitors_)
+            displays.push_back(monitor.information);
+        return displays;
+    };
     return true;
 }
 

@@ -34,24 +34,6 @@ std::string absolute(const std::string& path)
     return realpath(path.c_str(), buffer) ? buffer : path;
 }
 
-std::shared_ptr<const Bytes> resourceBytes(const NSBundle& bundle, const std::string& name, const std::string& type)
-{
-    constexpr std::size_t kMost = 4u << 20;
-    const auto path = bundle.pathForResourceOfType(name, type);
-    auto bytes = path ? qc::bytesOfRegularFile(*path, kMost) : std::nullopt;
-    return bytes ? std::make_shared<const Bytes>(std::move(*bytes)) : nullptr;
-}
-
-std::vector<DemoTrack> demoTracks(const NSBundle& bundle)
-{
-    return {{"Harbour Lights", "The Long Nights", "Almanac", "Ambient", 1999, 225,
-                resourceBytes(bundle, "DemoHarbour", "png")},
-        {"Paper Mountains", "Ida Holm & the Weather", "Field Notes", "Folk", 2014, 194,
-            resourceBytes(bundle, "DemoMountains", "png")},
-        {"Night Train to Trieste", "Orchestra Sereno", "Timetables", "Jazz", 1968, 301,
-            resourceBytes(bundle, "DemoTrain", "png")}};
-}
-
 std::string systemVersionText(const SaverOptions& options)
 {
     const char* fromEnvironment = std::getenv("VITREL_SYSTEM_VERSION");
@@ -100,6 +82,7 @@ SaverHost::SaverHost()
 
 SaverHost::~SaverHost()
 {
+    urlSession_.invalidateAndCancel();
     // A view that nobody stopped would be held for good by what it observes.
     for (const auto& view : views_) {
         if (!stopping_)
@@ -138,6 +121,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.defaults = defaults_.get();
     surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
     surroundings_.notificationCenter = &notifications_;
+    surroundings_.urlSession = &urlSession_;
     surroundings_.systemVersion = *makeOperatingSystemVersion(systemVersionText(options));
     surroundings_.log = log;
     surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();

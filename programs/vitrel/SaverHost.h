@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/appkit/NSWindow.h"
+#include "platform/foundation/CurlURLSession.h"
 #include "platform/foundation/DefaultsStore.h"
 #include "platform/foundation/FileSystem.h"
 #include "platform/foundation/NSBundle.h"
@@ -76,7 +77,8 @@ private:
     void showDemoFeed(const std::string& path);
     void applyInputs(const std::weak_ptr<QCView>& view);
 
-    // Each after what it needs to its end: the queues' blocks post to the loop, the players use both.
+    // Each after what it needs to its end: the session and the queues' blocks post to the loop, the blocks make
+    // requests, the players use all.
     SystemClock clock_;
     RunLoop runLoop_{clock_};
     std::unique_ptr<HostSignals> signals_; // before any thread is
@@ -84,6 +86,7 @@ private:
     std::unique_ptr<DefaultsStore> defaults_;
     NSBundle bundle_;
     NSDistributedNotificationCenter notifications_;
+    CurlURLSession urlSession_;
     PoolQueue userInteractive_{2}, userInitiated_{2};
     std::ofstream traceFile_;
     std::unique_ptr<InputTrace> trace_;

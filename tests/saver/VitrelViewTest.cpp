@@ -120,6 +120,8 @@ TEST(VitrelView, StopsInOrderAndOnlyThenLetsGo)
     view->removeFromSuperview();
     const std::weak_ptr<VitrelView> weak = view;
     view.reset();
+    in.interactive.drain(); // a query that hadn't begun
+    in.loop.turn();
     EXPECT_TRUE(weak.expired());
 }
 

@@ -72,19 +72,26 @@ public:
 
     using Script = std::function<void(const Request&, const Connection&)>;
 
-    // `script` runs on threads of the server, maybe on several at once.
-    explicit LocalServer(Script script)
+    // `script` runs on threads of the server, maybe on several at once. `family` is AF_INET or AF_INET6.
+    explicit LocalServer(Script script, int family = AF_INET)
         : script_(std::move(script))
-        , listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+        , listener_(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        sockaddr_in6 address = {};
         socklen_t size = sizeof address;
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
+        auto& four = reinterpret_cast<sockaddr_in&>(address);
+        if (family == AF_INET) {
+            size = sizeof four;
+            four.sin_family = AF_INET;
+            four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        } else {
+            address.sin6_family = AF_INET6;
+            address.sin6_addr = in6addr_loopback;
+        }
+        const bool bound = ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) == 0;
         ::listen(listener_, 64);
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-        port_ = ntohs(address.sin_port);
+        port_ = bound ? ntohs(family == AF_INET ? four.sin_port : address.sin6_port) : 0;
         accepting_ = std::thread([this] { acceptAll(); });
     }
     // Gives every request the same answer.
@@ -108,6 +115,7 @@ public:
     LocalServer(const LocalServer&) = delete;
     LocalServer& operator=(const LocalServer&) = delete;
 
+    // 0 if this machine hasn't that family.
     int port() const { return port_; }
     std::string url(const std::string& target = "/") const
     {

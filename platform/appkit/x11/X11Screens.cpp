@@ -1,11 +1,13 @@
 #include "platform/appkit/x11/X11Screens.h"
 
+#include "base/MD5.h"
 #include "platform/appkit/x11/X11Private.h"
 
 #include <X11/Xatom.h>
 #include <X11/extensions/Xrandr.h>
 
 #include <algorithm>
+#include <map>
 
 namespace vitrel {
 
@@ -43,26 +45,74 @@ std::string outputName(Display* display, XRRScreenResources* resources, RROutput
     return name;
 }
 
-// FNV-1a, never 0: a display's number is 0 for none.
-std::int64_t numberOf(ByteView edid, const std::string& name)
+// What tells this monitor from all others, also when it comes back.
+std::string keyOf(const X11Monitor& monitor, bool withConnector)
 {
-    std::uint32_t hash = 2166136261u;
-    for (const ByteView bytes : {edid, bytesOf(name)})
-        for (const auto byte : bytes)
-            hash = (hash ^ byte) * 16777619u;
-    return hash ? hash : 1;
+    std::string key;
+    if (const auto& identity = monitor.identity)
+        key = "edid " + std::to_string(identity->vendor) + " " + std::to_string(identity->model) + " "
+            + std::to_string(identity->serial) + " " + identity->serialText;
+    if (withConnector)
+        key += " at " + monitor.connector + " as " + monitor.name; // one output may show two monitors
+    return key;
 }
 
-void describe(X11Monitor& monitor, ByteView edid, const std::string& connector)
+bool hasSerial(const X11Monitor& monitor)
 {
-    monitor.identity = parseEdid(edid);
-    monitor.screen.localizedName
-        = monitor.identity && !monitor.identity->name.empty() ? monitor.identity->name : monitor.name;
-    monitor.screen.deviceDescription["NSScreenNumber"]
-        = numberOf(monitor.identity ? edid.first(128) : ByteView{}, connector.empty() ? monitor.name : connector);
+    return monitor.identity && (monitor.identity->serial != 0 || !monitor.identity->serialText.empty());
+}
+
+// As a UUID made from a name has it (RFC 4122, version 3).
+std::string uuidText(MD5Digest digest)
+{
+    digest[6] = (digest[6] & 0x0F) | 0x30;
+    digest[8] = (digest[8] & 0x3F) | 0x80;
+    std::string text;
+    for (std::size_t k = 0; k < digest.size(); ++k) {
+        if (k == 4 || k == 6 || k == 8 || k == 10)
+            text += '-';
+        for (const int half : {digest[k] >> 4, digest[k] & 15})
+            text += "0123456789ABCDEF"[half];
+    }
+    return text;
+}
+
+void identify(X11Monitor& monitor, const std::string& key)
+{
+    const auto& identity = monitor.identity;
+    auto& information = monitor.information;
+    const MD5Digest digest = md5(bytesOf(key));
+    for (std::size_t k = 0; k < 4; ++k)
+        information.number = information.number << 8 | digest[k];
+    information.number = std::max(information.number, 1u); // 0 is no display
+    information.uuid = uuidText(digest);
+    if (identity) {
+        information.vendor = identity->vendor;
+        information.model = identity->model;
+        information.serial = identity->serial;
+        Dictionary info{{"DisplayVendorID", std::int64_t(identity->vendor)},
+            {"DisplayProductID", std::int64_t(identity->model)},
+            {"DisplaySerialNumber", std::int64_t(identity->serial)}};
+        if (!identity->name.empty())
+            info["DisplayProductName"] = Dictionary{{"en_US", identity->name}};
+        information.info = std::move(info);
+    }
+    monitor.screen.localizedName = identity && !identity->name.empty() ? identity->name : monitor.name;
+    monitor.screen.deviceDescription["NSScreenNumber"] = std::int64_t(information.number);
 }
 
 } // namespace
+
+void identifyMonitors(std::vector<X11Monitor>& monitors)
+{
+    std::map<std::string, int> count;
+    for (const auto& monitor : monitors)
+        ++count[keyOf(monitor, false)];
+    for (auto& monitor : monitors) {
+        const bool isEnough = hasSerial(monitor) && count[keyOf(monitor, false)] == 1;
+        identify(monitor, keyOf(monitor, !isEnough));
+    }
+}
 
 std::vector<X11Monitor> x11Monitors(X11Connection& connection)
 {
@@ -79,14 +129,15 @@ std::vector<X11Monitor> x11Monitors(X11Connection& connection)
         const auto& info = infos[k];
         if (info.width <= 0 || info.height <= 0)
             continue;
-        X11Monitor monitor{{}, info.x, info.y, info.width, info.height, {}, {}};
+        X11Monitor monitor{{}, info.x, info.y, info.width, info.height, {}, {}, {}, {}};
         if (char* name = XGetAtomName(display, info.name)) {
             monitor.name = name;
             XFree(name);
         }
-        const RROutput output = info.noutput > 0 ? info.outputs[0] : 0;
-        describe(
-            monitor, output ? edidOf(display, output) : Bytes{}, output ? outputName(display, resources, output) : "");
+        if (info.noutput > 0) {
+            monitor.identity = parseEdid(edidOf(display, info.outputs[0]));
+            monitor.connector = outputName(display, resources, info.outputs[0]);
+        }
         monitors.insert(info.primary ? monitors.begin() : monitors.end(), std::move(monitor));
     }
     if (infos)
@@ -97,9 +148,9 @@ std::vector<X11Monitor> x11Monitors(X11Connection& connection)
         XWindowAttributes root;
         if (!connection.isAlive() || !XGetWindowAttributes(display, connection.rootWindow(), &root))
             return {};
-        monitors.push_back({{}, 0, 0, root.width, root.height, "screen", {}});
-        describe(monitors.back(), {}, "");
+        monitors.push_back({{}, 0, 0, root.width, root.height, "screen", {}, {}, {}});
     }
+    identifyMonitors(monitors);
     const auto& first = monitors.front();
     const int left = first.x, bottom = first.y + first.height;
     for (auto& monitor : monitors)

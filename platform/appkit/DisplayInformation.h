@@ -1,0 +1,22 @@
+#pragma once
+
+#include "platform/foundation/Value.h"
+
+#include <cstdint>
+#include <string>
+
+namespace vitrel {
+
+// What is known of a connected display beside its NSScreen: who it is, by the system and by its own word. Surroundings
+// give the list.
+struct DisplayInformation {
+    // The screen's "NSScreenNumber": the same whenever this display is connected, and never 0.
+    std::uint32_t number = 0;
+    std::uint32_t vendor = 0, model = 0, serial = 0; // 0 where it doesn't say
+    std::string uuid; // upper case; empty if it has none
+    // A dictionary with "DisplayVendorID", "DisplayProductID", "DisplaySerialNumber" and "DisplayProductName", a
+    // dictionary of names by language; each may be missing. Nothing for a display that can't be asked.
+    Value info;
+};
+
+} // namespace vitrel

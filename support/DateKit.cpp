@@ -1,0 +1,210 @@
+#include "support/DateKit.h"
+
+#include "support/CurrentLocale.h"
+
+#include <unicode/smpdtfmt.h>
+#include <unicode/timezone.h>
+
+#include <cmath>
+
+namespace vitrel {
+namespace {
+
+constexpr double kMinute = 60, kHour = 3600, kDay = 86400, kMonth = 2'592'000, kYear = 31'536'000;
+
+// Half a microsecond: a date's seconds are binary, and without it 0.123 could be told as 122 milliseconds.
+constexpr double kBinaryError = 0.0005;
+
+icu::UnicodeString unicode(std::string_view text)
+{
+    return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+}
+
+// Null for a pattern that is none.
+std::unique_ptr<icu::SimpleDateFormat> formatter(
+    std::string_view format, const icu::Locale& locale, icu::TimeZone* zone)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    auto made = std::make_unique<icu::SimpleDateFormat>(unicode(format), locale, status);
+    if (U_FAILURE(status)) {
+        delete zone;
+        return nullptr;
+    }
+    made->adoptTimeZone(zone);
+    return made;
+}
+
+std::string formatted(Date date, const std::unique_ptr<icu::SimpleDateFormat>& formatter)
+{
+    std::string out;
+    const double milliseconds = std::floor(date.secondsSince1970 * 1000 + kBinaryError);
+    if (!formatter || !std::isfinite(milliseconds))
+        return out;
+    icu::UnicodeString text;
+    formatter->format(UDate(milliseconds), text);
+    return text.toUTF8String(out);
+}
+
+std::unique_ptr<icu::SimpleDateFormat> universalFormatter(std::string_view format)
+{
+    return formatter(format, currentLocale(LocaleCategory::Time), icu::TimeZone::createTimeZone("UTC"));
+}
+
+// As a whole number, rounded half away from zero; what no number of days has is 0.
+std::string whole(double number)
+{
+    return std::to_string(std::fabs(number) < 1e15 ? std::llround(number) : 0);
+}
+
+} // namespace
+
+std::string universalDatetimeFormatted(Date date, std::string_view format)
+{
+    return formatted(date, universalFormatter(format));
+}
+
+std::optional<Date> dateFromUniversalDatetime(std::string_view text, std::string_view format)
+{
+    const auto reader = universalFormatter(format);
+    if (!reader)
+        return std::nullopt;
+    reader->setLenient(false);
+    const icu::UnicodeString all = unicode(text);
+    icu::ParsePosition position(0);
+    const UDate milliseconds = reader->parse(all, position);
+    if (position.getErrorIndex() >= 0 || position.getIndex() != all.length())
+        return std::nullopt;
+    return Date{milliseconds / 1000};
+}
+
+std::string dateID(Date date)
+{
+    return universalDatetimeFormatted(date, "yMMdd");
+}
+
+std::string timeID(Date date)
+{
+    return universalDatetimeFormatted(date, "HHmmss");
+}
+
+std::string timeMsID(Date date)
+{
+    return universalDatetimeFormatted(date, "HHmmss.SSS");
+}
+
+std::string datetimeID(Date date)
+{
+    return dateID(date) + timeID(date);
+}
+
+std::string date_timeID(Date date)
+{
+    return dateID(date) + "_" + timeID(date);
+}
+
+std::string date_timeIDDashed(Date date)
+{
+    return dateID(date) + "-" + timeID(date);
+}
+
+std::string date_timeMsID(Date date)
+{
+    return dateID(date) + "_" + timeMsID(date);
+}
+
+std::string date_timeMsIDDashed(Date date)
+{
+    return dateID(date) + "-" + timeMsID(date);
+}
+
+std::string dateIDDashed(Date date)
+{
+    return universalDatetimeFormatted(date, "y-MM-dd");
+}
+
+std::string timeIDDotted(Date date)
+{
+    return universalDatetimeFormatted(date, "HH.mm.ss");
+}
+
+std::string timeMsIDDotted(Date date)
+{
+    return universalDatetimeFormatted(date, "HH.mm.ss.SSS");
+}
+
+std::string dateTimeIDDashed(Date date)
+{
+    return dateIDDashed(date) + " " + timeIDDotted(date);
+}
+
+std::string dateTimeMsIDDashed(Date date)
+{
+    return dateIDDashed(date) + " " + timeMsIDDotted(date);
+}
+
+std::string dateAtTimeIDDashed(Date date)
+{
+    return dateIDDashed(date) + " at " + timeIDDotted(date);
+}
+
+std::string dateAtTimeMsIDDashed(Date date)
+{
+    return dateIDDashed(date) + " at " + timeMsIDDotted(date);
+}
+
+std::string dateFormattedYearTimeMiliSecondsID(Date date)
+{
+    return universalDatetimeFormatted(date, "y-MM-dd HH.mm.ss.SSS");
+}
+
+std::string formattedUS(Date date, std::string_view format)
+{
+    return formatted(date, formatter(format, icu::Locale::getUS(), icu::TimeZone::createDefault()));
+}
+
+std::string formattedAsWeekdayAndFullDescription(Date date)
+{
+    return formattedUS(date, "EEE, MMM d, yyyy HH:mm");
+}
+
+std::string formattedAsWeekdayAndFullDescriptionDay(Date date)
+{
+    return formattedUS(date, "EEE, MMM d, yyyy");
+}
+
+std::string formattedAsTime(Date date)
+{
+    return formattedUS(date, "HH:mm");
+}
+
+std::string timeAgo(Date date, Date now)
+{
+    const double age = now.secondsSince1970 - date.secondsSince1970, days = age / kDay;
+    if (age / kYear >= 1)
+        return whole(age / kYear) + "y";
+    if (age / kMonth >= 1 || days >= 28)
+        return whole(age / kMonth) + "mo";
+    if (const double weeks = std::trunc(days / 7); weeks >= 1)
+        return whole(weeks) + "w";
+    if (days >= 1)
+        return whole(days) + "d";
+    if (age / kHour >= 1)
+        return whole(age / kHour) + "h";
+    return whole(age / kMinute) + "m";
+}
+
+std::optional<std::string> hoursDaysAgo(Date date, std::int64_t daysLimit, Date now)
+{
+    const double age = now.secondsSince1970 - date.secondsSince1970, days = age / kDay;
+    if (days > static_cast<double>(daysLimit))
+        return std::nullopt;
+    if (days >= 1)
+        return whole(std::trunc(days)) + "d ago";
+    if (age / kHour >= 1)
+        return whole(std::trunc(age / kHour)) + "h ago";
+    if (const double minutes = std::trunc(age / kMinute); minutes >= 2)
+        return whole(minutes) + "m ago";
+    return "Just Now";
+}
+
+} // namespace vitrel

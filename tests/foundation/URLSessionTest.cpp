@@ -1,0 +1,251 @@
+#include "platform/foundation/CurlURLSession.h"
+
+#include "platform/foundation/UUID.h"
+#include "support/KeepAliveServer.h"
+#include "support/LocalServer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <future>
+#include <set>
+#include <thread>
+
+namespace vitrel {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Answer {
+    std::optional<std::string> data, error;
+    std::thread::id thread;
+};
+
+// Starts a request; the answer comes with the future.
+std::future<Answer> ask(URLSession& session, const std::string& url)
+{
+    auto promise = std::make_shared<std::promise<Answer>>();
+    auto future = promise->get_future();
+    session
+        .dataTaskWithURLCompletionHandler(url,
+            [promise](std::optional<Bytes> data, std::optional<std::string> error) {
+                Answer answer{{}, error, std::this_thread::get_id()};
+                if (data)
+                    answer.data = std::string(textOf(*data));
+                promise->set_value(answer);
+            })
+        ->resume();
+    return future;
+}
+
+std::string localhost(int port)
+{
+    return "http://localhost:" + std::to_string(port) + "/x?screen=1&d=a%20b&h=+/==";
+}
+
+TEST(URLSession, GivesTheBodyWhateverTheStatus)
+{
+    const LocalServer server([](const LocalServer::Request& request, const LocalServer::Connection& to) {
+        const bool isKnown = request.method == "GET" && request.target == "/x?screen=1&d=a%20b&h=+/==";
+        to.send(LocalServer::answer(isKnown ? "yes" : request.target, "", "403 Forbidden"));
+    });
+    CurlURLSession session;
+    const auto first = ask(session, localhost(server.port())).get(), second = ask(session, server.url("/y")).get();
+    EXPECT_EQ(first.data, "yes");
+    EXPECT_EQ(first.error, std::nullopt);
+    EXPECT_EQ(second.data, "/y");
+    EXPECT_EQ(first.thread, second.thread);
+    EXPECT_NE(first.thread, std::this_thread::get_id());
+    for (const char* name : {"accept-encoding", "cookie", "authorization", "content-type"})
+        EXPECT_EQ(server.requests()[0].header(name), "") << name;
+}
+
+// A companion may listen on one of the two addresses that "localhost" has.
+TEST(URLSession, FindsAServerOnEitherAddressOfThisMachine)
+{
+    for (const int family : {AF_INET, AF_INET6}) {
+        const LocalServer server([](const LocalServer::Request&,
+                                     const LocalServer::Connection& to) { to.send(LocalServer::answer("here")); },
+            family);
+        if (server.port() == 0)
+            continue; // no IPv6 on this machine
+        CurlURLSession session({5s});
+        EXPECT_EQ(ask(session, localhost(server.port())).get().data, "here") << family;
+    }
+}
+
+TEST(URLSession, PassesByTheProxiesOfTheEnvironment)
+{
+    const LocalServer server(LocalServer::answer("direct")), proxy(LocalServer::answer("proxy"));
+    for (const char* name : {"http_proxy", "all_proxy", "ALL_PROXY"})
+        setenv(name, proxy.url().c_str(), 1);
+    CurlURLSession session({5s});
+    EXPECT_EQ(ask(session, localhost(server.port())).get().data, "direct");
+    EXPECT_EQ(ask(session, server.url()).get().data, "direct");
+    for (const char* name : {"http_proxy", "all_proxy", "ALL_PROXY"})
+        unsetenv(name);
+}
+
+TEST(URLSession, FollowsNoRedirectAndSpeaksHttpAlone)
+{
+    const LocalServer secret(LocalServer::answer("secret"));
+    const LocalServer server(LocalServer::redirect(secret.url()));
+    CurlURLSession session({5s});
+    EXPECT_EQ(ask(session, server.url()).get().data, "");
+    EXPECT_TRUE(secret.requests().empty());
+    for (const char* url :
+        {"", "file:///etc/passwd", "ftp://localhost/", "https://localhost:1/", "nonsense", "http://"}) {
+        const auto answer = ask(session, url).get();
+        EXPECT_EQ(answer.data, std::nullopt) << url;
+        EXPECT_TRUE(answer.error) << url;
+    }
+}
+
+// What a server can do to keep us busy or to fill our memory: each must end, and the next request must be answered.
+TEST(URLSession, EndsWhateverAServerDoes)
+{
+    const auto forever
+        = [](const LocalServer::Connection& to, const std::string& piece, std::chrono::milliseconds pause) {
+              while (to.send(piece))
+                  std::this_thread::sleep_for(pause);
+          };
+    const std::string block(1 << 16, 'x');
+    using Connection = LocalServer::Connection;
+    struct {
+        std::function<void(const Connection&)> script;
+        const char* error; // absent: any
+        const char* why;
+    } const cases[] = {
+        {[&](const Connection& to) {
+             to.send(LocalServer::head());
+             forever(to, block, 0ms);
+         },
+            "The answer is too large.", "an endless body"},
+        {[&](const Connection& to) {
+             to.send(LocalServer::head("Content-Length: 99999999999\r\n"));
+             to.stall();
+         },
+            "The answer is too large.", "a length beyond the limit"},
+        {[&](const Connection& to) {
+             to.send("HTTP/1.1 200 OK\r\n");
+             forever(to, "X-Again: " + std::string(1000, 'y') + "\r\n", 0ms);
+         },
+            "The answer is too large.", "endless headers"},
+        {[&](const Connection& to) { forever(to, "HTTP/1.1 100 Continue\r\n\r\n", 0ms); }, "The answer is too large.",
+            "endless beginnings"},
+        {[&](const Connection& to) {
+             to.send("HTTP/1.1 200 OK\r\nX: ");
+             forever(to, block, 0ms);
+         },
+            nullptr, "an endless header"},
+        {[&](const Connection& to) {
+             to.send(LocalServer::head());
+             forever(to, "x", 5ms);
+         },
+            "The request timed out.", "a byte at a time"},
+        {[&](const Connection& to) { to.stall(); }, "The request timed out.", "silence"},
+        {[&](const Connection& to) { to.send(std::string(1000, '\0')); }, nullptr, "no HTTP"},
+        {[&](const Connection& to) { to.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"); }, nullptr,
+            "half an answer"},
+        {[&](const Connection&) {}, nullptr, "nothing at all"},
+    };
+    CurlURLSession session({600ms, 1 << 20});
+    for (const auto& [script, error, why] : cases) {
+        const LocalServer server([&](const LocalServer::Request&, const Connection& to) { script(to); });
+        const auto answer = ask(session, server.url()).get();
+        EXPECT_EQ(answer.data, std::nullopt) << why;
+        EXPECT_TRUE(answer.error) << why;
+        if (error) {
+            EXPECT_EQ(answer.error, error) << why;
+        }
+    }
+    const LocalServer server(LocalServer::answer("well"));
+    EXPECT_EQ(ask(session, server.url()).get().data, "well");
+}
+
+TEST(URLSession, NobodyAtThePortIsAnErrorAtOnce)
+{
+    std::string url;
+    {
+        const LocalServer gone(LocalServer::answer(""));
+        url = localhost(gone.port());
+    }
+    CurlURLSession session;
+    EXPECT_EQ(ask(session, url).get().error, "Could not connect to the server.");
+}
+
+TEST(URLSession, KeepsItsConnectionAndNoticesThatItWasClosed)
+{
+    KeepAliveServer server("kept");
+    CurlURLSession session({5s});
+    for (int k = 0; k < 50; ++k)
+        ASSERT_EQ(ask(session, localhost(server.port())).get().data, "kept");
+    EXPECT_EQ(server.connections(), 1);
+    server.hangUp();
+    EXPECT_EQ(ask(session, localhost(server.port())).get().data, "kept") << "the server was started anew";
+    EXPECT_EQ(ask(session, localhost(server.port())).get().data, "kept");
+}
+
+TEST(URLSession, ATaskRunsOnceAndOnlyWhenResumed)
+{
+    const LocalServer server(LocalServer::answer("x"));
+    CurlURLSession session;
+    std::atomic<int> called = 0;
+    const auto count = [&](const std::optional<Bytes>&, const std::optional<std::string>&) { ++called; };
+    const auto never = session.dataTaskWithURLCompletionHandler(server.url("/never"), count);
+    const auto twice = session.dataTaskWithURLCompletionHandler(server.url("/twice"), count);
+    twice->resume();
+    twice->resume();
+    while (called == 0)
+        std::this_thread::yield();
+    ASSERT_EQ(ask(session, server.url("/last")).get().data, "x");
+    EXPECT_EQ(called, 1);
+    EXPECT_EQ(server.requests().size(), 2u);
+}
+
+// A handler holds the view that asked. It must neither run after the session's end nor keep the view.
+TEST(URLSession, ItsEndDropsWhatIsUnderWayWithoutAWord)
+{
+    const LocalServer silent([](const LocalServer::Request&, const LocalServer::Connection& to) { to.stall(); });
+    bool called = false;
+    auto held = std::make_shared<int>(1);
+    std::shared_ptr<URLSessionDataTask> late;
+    {
+        CurlURLSession session;
+        const auto task = [&] {
+            return session.dataTaskWithURLCompletionHandler(silent.url(),
+                [held, &called](const std::optional<Bytes>&, const std::optional<std::string>&) { called = true; });
+        };
+        for (int k = 0; k < 10; ++k)
+            task()->resume();
+        while (silent.requests().empty())
+            std::this_thread::yield();
+        late = task();
+        session.invalidateAndCancel();
+        task()->resume();
+    }
+    EXPECT_EQ(held.use_count(), 2) << "the one that was never started";
+    late->resume();
+    late.reset();
+    EXPECT_EQ(held.use_count(), 1);
+    EXPECT_FALSE(called);
+}
+
+TEST(UUIDString, IsCanonicalUpperCaseAndNeverTheSame)
+{
+    std::set<std::string> seen;
+    for (int k = 0; k < 1000; ++k) {
+        const std::string uuid = UUIDString();
+        ASSERT_EQ(uuid.size(), 36u);
+        EXPECT_EQ(uuid.find_first_not_of("0123456789ABCDEF-"), std::string::npos) << uuid;
+        for (const std::size_t at : {8, 13, 18, 23})
+            EXPECT_EQ(uuid[at], '-') << uuid;
+        EXPECT_EQ(uuid[14], '4') << uuid;
+        EXPECT_NE(std::string("89AB").find(uuid[19]), std::string::npos) << uuid;
+        seen.insert(uuid);
+    }
+    EXPECT_EQ(seen.size(), 1000u);
+}
+
+} // namespace
+} // namespace vitrel
