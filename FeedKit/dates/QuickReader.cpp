@@ -216,6 +216,16 @@ bool takeFraction(Walk& walk, Fields& fields)
     return true;
 }
 
+// "T15:04Z", read by a pattern whose minutes abut on fractions of a second: they share the two digits.
+std::optional<QuickDate> readWithoutSeconds(Walk walk, Fields fields)
+{
+    fields.millisecond = fields.minute % 10 * 100;
+    fields.minute /= 10;
+    if (!fields.inRange() || (walk.rest() != "Z" && !takeOffset(walk, fields, true)))
+        return std::nullopt;
+    return QuickDate{fields.date(), Readers::iso8601};
+}
+
 std::optional<QuickDate> readFromYear(Walk walk)
 {
     Fields fields;
@@ -229,6 +239,8 @@ std::optional<QuickDate> readFromYear(Walk walk)
         return std::nullopt;
     if (withT && walk.ended() && fields.inRange())
         return QuickDate{fields.date(), Readers::iso8601};
+    if (withT && walk.next() != ':')
+        return readWithoutSeconds(walk, fields);
     if (!walk.take(':') || !walk.number(2, fields.second) || !fields.inRange())
         return std::nullopt;
     if (!withT) {

@@ -181,6 +181,23 @@ std::string_view withoutByteOrderMark(vitrel::ByteView json)
     return text;
 }
 
+// The tree that the reader makes takes up to two words for each value: "0," is two bytes. Only a large document can
+// take much by that, so only there is it worth counting.
+constexpr std::size_t kCountedFrom = 4u << 20;
+constexpr std::size_t kBytesPerValue = 16;
+
+bool isTooDense(std::string_view text)
+{
+    if (text.size() < kCountedFrom)
+        return false;
+    std::size_t values = 0;
+    for (const char c : text)
+        values += (c == ',') + (c == ':') + (c == '[') + (c == '{');
+    ModelBudget budget;
+    budget.allowForInput(text.size());
+    return !budget.take(values * kBytesPerValue);
+}
+
 } // namespace
 
 DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter)
@@ -195,6 +212,8 @@ DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter)
 template <Model T> vitrel::Result<T, JSONDecodingError> decode(vitrel::ByteView json, const DateDecodingStrategy& dates)
 {
     const auto text = withoutByteOrderMark(json);
+    if (isTooDense(text))
+        return JSONDecodingError{"The document holds more values than a feed of its size."};
     dom::parser parser;
     dom::element root;
     if (const auto error = parser.parse(text.data(), text.size()).get(root))

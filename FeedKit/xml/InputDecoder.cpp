@@ -128,8 +128,8 @@ const char* InputDecoder::open()
 bool InputDecoder::skipAhead()
 {
     do {
-        while (headAt_ < head_.size() && isSpace(head_[headAt_]))
-            ++headAt_;
+        for (; headAt_ < head_.size() && isSpace(head_[headAt_]); ++headAt_)
+            linesSkipped_ += head_[headAt_] == '\n';
     } while (headAt_ == head_.size() && fill());
     return !failed_;
 }

@@ -27,6 +27,8 @@ public:
     std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength);
     // About how many bytes are left to read; 0 if that isn't known.
     std::size_t bytesLeft() const { return from_ ? 0 : head_.size() - headAt_ + stream_.bytesLeft(); }
+    // Line ends in the white space that stood ahead of the document.
+    std::size_t linesSkipped() const { return linesSkipped_; }
     // Why the last call failed, in words.
     const std::string& error() const { return error_; }
 
@@ -46,6 +48,7 @@ private:
     NSInputStream& stream_;
     std::vector<std::uint8_t> head_; // read, and not yet handed on from headAt_
     std::size_t headAt_ = 0;
+    std::size_t linesSkipped_ = 0;
     bool ended_ = false;
     bool failed_ = false;
     std::string name_;

@@ -58,7 +58,7 @@ struct NSXMLParser::Expat {
 
     void create(const char* encoding);
     void run(InputDecoder& input);
-    void report();
+    void report(const InputDecoder& input);
 
     void deliver(TextDelivery wanted);
     void flush();
@@ -133,7 +133,7 @@ void NSXMLParser::Expat::run(InputDecoder& input)
         // What was read ahead of a failure still counts: the document may end in it.
         const bool whole = ended && !inputError;
         if (XML_ParseBuffer(parser, static_cast<int>(count), whole) != XML_STATUS_OK)
-            return report();
+            return report(input);
         // Unfinished markup is scanned anew with each piece: as much again each time keeps the whole linear.
         const auto pending = fed - static_cast<std::size_t>(std::max<XML_Index>(XML_GetCurrentByteIndex(parser), 0));
         length = std::clamp(pending, std::max(kPiece, std::min(input.bytesLeft() + 1, kMostPiece)), kMostMemory);
@@ -142,7 +142,7 @@ void NSXMLParser::Expat::run(InputDecoder& input)
         delegate.parserParseErrorOccurred(owner, *inputError);
 }
 
-void NSXMLParser::Expat::report()
+void NSXMLParser::Expat::report(const InputDecoder& input)
 {
     const auto code = XML_GetErrorCode(parser);
     if (code == XML_ERROR_INVALID_TOKEN && inCDATA) {
@@ -156,7 +156,7 @@ void NSXMLParser::Expat::report()
         return delegate.parserParseErrorOccurred(owner, kTooMuchMemory);
     std::string text = XML_ErrorString(code);
     if (code != XML_ERROR_ABORTED) {
-        text += " at line " + std::to_string(XML_GetCurrentLineNumber(parser)) + ", column "
+        text += " at line " + std::to_string(XML_GetCurrentLineNumber(parser) + input.linesSkipped()) + ", column "
             + std::to_string(XML_GetCurrentColumnNumber(parser) + 1);
     }
     delegate.parserParseErrorOccurred(owner, text);

@@ -7,7 +7,7 @@ import feedparser
 
 documents = [open(name, "rb").read() for name in sys.argv[2:]]
 for _ in range(int(sys.argv[1])):
-    start = time.perf_counter()
+    start = time.process_time()
     feeds = [feedparser.parse(document) for document in documents]
-    print(time.perf_counter() - start)
+    print(time.process_time() - start)
 print(json.dumps([[entry.get("title", "") for entry in feed.entries] for feed in feeds]))

@@ -36,25 +36,47 @@ double secondsFor(Peer& peer, const DocumentSet& set, std::size_t passes)
     return (now() - start) / static_cast<double>(passes);
 }
 
-// In a process of its own: a heap that others have used makes every allocation slower.
-double secondsAlone(Peer& peer, const DocumentSet& set, std::size_t passes)
+// What `work` gives, from a process of its own: a heap that others have used makes every allocation slower.
+template <class Work> nlohmann::json alone(Work work)
 {
     int ends[2];
     if (pipe(ends) != 0)
         std::exit(1);
     const pid_t child = fork();
     if (child == 0) {
-        secondsFor(peer, set, 1);
-        const double seconds = secondsFor(peer, set, passes);
-        _exit(write(ends[1], &seconds, sizeof seconds) == sizeof seconds ? 0 : 1);
+        close(ends[0]);
+        const auto text = nlohmann::json(work()).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+        _exit(write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : 1);
     }
-    double seconds = 0;
-    if (child < 0 || read(ends[0], &seconds, sizeof seconds) != sizeof seconds)
-        std::exit(1);
-    waitpid(child, nullptr, 0);
-    close(ends[0]);
     close(ends[1]);
-    return seconds;
+    std::string text;
+    char buffer[4096];
+    for (ssize_t count = 0; (count = read(ends[0], buffer, sizeof buffer)) > 0;)
+        text.append(buffer, static_cast<std::size_t>(count));
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return nlohmann::json::parse(text);
+}
+
+double secondsAlone(Peer& peer, const DocumentSet& set, std::size_t passes)
+{
+    return alone([&] {
+        secondsFor(peer, set, 1);
+        return secondsFor(peer, set, passes);
+    });
+}
+
+// For each document an array of titles, or null.
+nlohmann::json titlesAlone(Peer& peer, const DocumentSet& set)
+{
+    return alone([&] {
+        auto all = nlohmann::json::array();
+        for (const auto& document : set.documents) {
+            const auto titles = peer.titlesOf(document);
+            all.push_back(titles ? nlohmann::json(*titles) : nlohmann::json());
+        }
+        return all;
+    });
 }
 
 double median(std::vector<double> values)
@@ -70,7 +92,7 @@ void report(const std::string& name, const DocumentSet& set, double seconds, dou
 }
 
 // Another process: the interpreter's start isn't in its times.
-void runFeedparser(const DocumentSet& set, double expat, const std::vector<Titles>& reference)
+void runFeedparser(const DocumentSet& set, double expat, const nlohmann::json& reference)
 {
     std::string command = "/usr/bin/python3 '" BENCH_SOURCE "/feedparser_peer.py' 3";
     for (const auto& file : set.files)
@@ -93,7 +115,7 @@ void runFeedparser(const DocumentSet& set, double expat, const std::vector<Title
     const auto titles = nlohmann::json::parse(lines, nullptr, false);
     std::size_t same = 0;
     for (std::size_t k = 0; k < reference.size() && k < titles.size(); ++k)
-        same += reference[k] && titles[k] == *reference[k];
+        same += !reference[k].is_null() && titles[k] == reference[k];
     report("feedparser", set, median(seconds), expat, same);
 }
 
@@ -106,9 +128,7 @@ void runSet(const DocumentSet& set)
         if (peer)
             peers.push_back(peer);
     }
-    std::vector<Titles> reference;
-    for (const auto& document : set.documents)
-        reference.push_back(feedKit()->titlesOf(document));
+    const auto reference = titlesAlone(*feedKit(), set);
     std::map<Peer*, std::vector<double>> seconds;
     const auto passes = std::max<std::size_t>(1, kBytesInARound / set.bytes());
     for (int round = 0; round < kRounds; ++round) {
@@ -117,11 +137,10 @@ void runSet(const DocumentSet& set)
     }
     const double expat = median(seconds[bareExpat()]);
     for (Peer* peer : peers) {
+        const auto titles = titlesAlone(*peer, set);
         std::size_t same = 0;
-        for (std::size_t k = 0; k < set.documents.size(); ++k) {
-            const auto titles = peer->titlesOf(set.documents[k]);
-            same += peer == bareExpat() ? titles.has_value() : titles == reference[k];
-        }
+        for (std::size_t k = 0; k < set.documents.size(); ++k)
+            same += peer == bareExpat() ? !titles[k].is_null() : titles[k] == reference[k];
         report(peer->name(), set, median(seconds[peer]), expat, same);
     }
     runFeedparser(set, expat, reference);
@@ -134,7 +153,9 @@ int main()
 {
     const auto folder = std::filesystem::temp_directory_path() / "bench_feedkit";
     std::filesystem::create_directories(folder);
-    const auto fits = [](const std::string& document) { return bench::bareExpat()->titlesOf(document).has_value(); };
+    const auto fits = [](const std::string& document) {
+        return !bench::titlesAlone(*bench::bareExpat(), {{}, {document}, {}})[0].is_null();
+    };
     for (const auto& set : bench::documentSets(VITREL_SAMPLES, folder, fits))
         bench::runSet(set);
     std::filesystem::remove_all(folder);

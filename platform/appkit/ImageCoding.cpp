@@ -3,10 +3,14 @@
 #include "platform/appkit/VipsSupport.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace vitrel {
 
 namespace {
+
+// Beyond it, files grow and nobody sees a difference on a cover.
+constexpr int kJpegQuality = 90;
 
 bool startVips()
 {
@@ -22,6 +26,23 @@ bool startVips()
     vips_concurrency_set(1);
     vips_cache_set_max(0);
     return true;
+}
+
+bool hasPixels(const Bitmap& bitmap)
+{
+    return bitmap.width > 0 && bitmap.height > 0
+        && bitmap.pixels.size() == std::size_t(bitmap.width) * std::size_t(bitmap.height);
+}
+
+std::optional<Bytes> takenFile(int failed, void* file, std::size_t size)
+{
+    std::optional<Bytes> result;
+    if (!failed)
+        result.emplace(static_cast<std::uint8_t*>(file), static_cast<std::uint8_t*>(file) + size);
+    g_free(file);
+    vips_error_clear();
+    vips_thread_shutdown();
+    return result;
 }
 
 } // namespace
@@ -40,12 +61,9 @@ void warmImageDecoding()
 std::optional<Bytes> pngRepresentation(const Bitmap& bitmap)
 {
     const std::size_t count = bitmap.pixels.size();
-    if (bitmap.width <= 0 || bitmap.height <= 0 || count != std::size_t(bitmap.width) * std::size_t(bitmap.height))
+    if (!hasPixels(bitmap) || !vipsReady())
         return std::nullopt;
-    if (!vipsReady())
-        return std::nullopt;
-    const bool opaque
-        = std::all_of(bitmap.pixels.begin(), bitmap.pixels.end(), [](std::uint32_t word) { return word >> 24 == 255; });
+    const bool opaque = isOpaque(bitmap);
     const int bands = opaque ? 3 : 4;
     Bytes straight(count * std::size_t(bands));
     auto* to = straight.data();
@@ -67,13 +85,67 @@ std::optional<Bytes> pngRepresentation(const Bitmap& bitmap)
     image->Type = VIPS_INTERPRETATION_sRGB;
     void* file = nullptr;
     std::size_t size = 0;
-    std::optional<Bytes> result;
-    if (vips_pngsave_buffer(image.get(), &file, &size, "strip", TRUE, nullptr) == 0)
-        result.emplace(static_cast<std::uint8_t*>(file), static_cast<std::uint8_t*>(file) + size);
-    g_free(file);
+    const int failed = vips_pngsave_buffer(image.get(), &file, &size, "strip", TRUE, nullptr);
+    return takenFile(failed, file, size);
+}
+
+std::optional<Bytes> jpegRepresentation(const Bitmap& bitmap)
+{
+    if (!hasPixels(bitmap) || !vipsReady())
+        return std::nullopt;
+    Bytes rows(bitmap.pixels.size() * 3);
+    auto* to = rows.data();
+    for (const std::uint32_t word : bitmap.pixels) {
+        for (const int shift : {16, 8, 0})
+            *to++ = static_cast<std::uint8_t>(word >> shift);
+    }
+    const VipsImageHandle image(
+        vips_image_new_from_memory(rows.data(), rows.size(), bitmap.width, bitmap.height, 3, VIPS_FORMAT_UCHAR));
+    if (!image)
+        return std::nullopt;
+    image->Type = VIPS_INTERPRETATION_sRGB;
+    void* file = nullptr;
+    std::size_t size = 0;
+    const int failed = vips_jpegsave_buffer(image.get(), &file, &size, "Q", kJpegQuality, "strip", TRUE, nullptr);
+    return takenFile(failed, file, size);
+}
+
+std::optional<Bitmap> scaledToFit(const Bitmap& bitmap, int side)
+{
+    if (!hasPixels(bitmap) || side < 1)
+        return std::nullopt;
+    const int longest = std::max(bitmap.width, bitmap.height);
+    if (longest <= side)
+        return bitmap;
+    if (!vipsReady())
+        return std::nullopt;
+    // Premultiplied, all four channels may be treated alike, in whatever order they lie.
+    const VipsImageHandle image(vips_image_new_from_memory(
+        bitmap.pixels.data(), bitmap.pixels.size() * 4, bitmap.width, bitmap.height, 4, VIPS_FORMAT_UCHAR));
+    const auto scaleOf = [&](int length) { return std::max(1.0, double(length) * side / longest) / length; };
+    VipsImage* out = nullptr;
+    std::optional<Bitmap> result;
+    if (image
+        && vips_resize(image.get(), &out, scaleOf(bitmap.width), "vscale", scaleOf(bitmap.height), nullptr) == 0) {
+        const VipsImageHandle resized(out);
+        std::size_t size = 0;
+        void* pixels = vips_image_write_to_memory(resized.get(), &size);
+        const int width = vips_image_get_width(resized.get()), height = vips_image_get_height(resized.get());
+        if (pixels && size == std::size_t(width) * std::size_t(height) * 4) {
+            result = Bitmap{width, height, std::vector<std::uint32_t>(size / 4)};
+            std::memcpy(result->pixels.data(), pixels, size);
+        }
+        g_free(pixels);
+    }
     vips_error_clear();
     vips_thread_shutdown();
     return result;
+}
+
+bool isOpaque(const Bitmap& bitmap)
+{
+    return std::all_of(
+        bitmap.pixels.begin(), bitmap.pixels.end(), [](std::uint32_t word) { return word >> 24 == 255; });
 }
 
 } // namespace vitrel

@@ -1,9 +1,38 @@
 #include "platform/scriptingbridge/DemoPlayer.h"
 
+#include "platform/foundation/FileSystem.h"
+#include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSDistributedNotificationCenter.h"
 #include "platform/foundation/Surroundings.h"
 
+#include <fcntl.h>
+
 namespace vitrel {
+
+namespace {
+
+std::shared_ptr<const Bytes> coverNamed(const NSBundle& bundle, const std::string& name)
+{
+    constexpr std::size_t kMost = 4u << 20;
+    const auto path = bundle.pathForResourceOfType(name, "png");
+    if (!path)
+        return nullptr;
+    FileSystem files;
+    const FileDescriptor file(files, files.open(path->c_str(), O_RDONLY | O_CLOEXEC, 0));
+    auto bytes = readAll(files, file.get(), kMost);
+    return bytes ? std::make_shared<const Bytes>(std::move(*bytes)) : nullptr;
+}
+
+} // namespace
+
+std::vector<DemoTrack> demoTracks(const NSBundle& bundle)
+{
+    return {{"Harbour Lights", "The Long Nights", "Almanac", "Ambient", 1999, 225, coverNamed(bundle, "DemoHarbour")},
+        {"Paper Mountains", "Ida Holm & the Weather", "Field Notes", "Folk", 2014, 194,
+            coverNamed(bundle, "DemoMountains")},
+        {"Night Train to Trieste", "Orchestra Sereno", "Timetables", "Jazz", 1968, 301,
+            coverNamed(bundle, "DemoTrain")}};
+}
 
 class DemoPlayer::Application final : public SBApplication
 {

@@ -9,6 +9,7 @@
 
 namespace vitrel {
 
+class NSBundle;
 struct Surroundings;
 
 struct DemoTrack {
@@ -17,6 +18,9 @@ struct DemoTrack {
     double length = 0; // seconds
     std::shared_ptr<const Bytes> cover; // an image file; null for none
 };
+
+// The three tracks of the demonstration, with the covers that lie among the bundle's resources.
+std::vector<DemoTrack> demoTracks(const NSBundle& bundle);
 
 // A built-in player that always plays: the tracks in turn, from the first, a new one every twenty seconds. It takes
 // the road that a real one takes. Main thread.

@@ -1,11 +1,13 @@
 #include "programs/vitrel/SaverHost.h"
 
+#include "FeedKit/fetch/CurlFetcher.h"
 #include "base/Text.h"
 #include "platform/appkit/ImageCoding.h"
 #include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/file/CompositionFile.h"
 #include "platform/scriptingbridge/DemoPlayer.h"
 #include "platform/scriptingbridge/SessionBus.h"
+#include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
 
 #include <cstdlib>
@@ -30,24 +32,6 @@ std::string absolute(const std::string& path)
 {
     char buffer[PATH_MAX];
     return realpath(path.c_str(), buffer) ? buffer : path;
-}
-
-std::shared_ptr<const Bytes> resourceBytes(const NSBundle& bundle, const std::string& name, const std::string& type)
-{
-    constexpr std::size_t kMost = 4u << 20;
-    const auto path = bundle.pathForResourceOfType(name, type);
-    auto bytes = path ? qc::bytesOfRegularFile(*path, kMost) : std::nullopt;
-    return bytes ? std::make_shared<const Bytes>(std::move(*bytes)) : nullptr;
-}
-
-std::vector<DemoTrack> demoTracks(const NSBundle& bundle)
-{
-    return {{"Harbour Lights", "The Long Nights", "Almanac", "Ambient", 1999, 225,
-                resourceBytes(bundle, "DemoHarbour", "png")},
-        {"Paper Mountains", "Ida Holm & the Weather", "Field Notes", "Folk", 2014, 194,
-            resourceBytes(bundle, "DemoMountains", "png")},
-        {"Night Train to Trieste", "Orchestra Sereno", "Timetables", "Jazz", 1968, 301,
-            resourceBytes(bundle, "DemoTrain", "png")}};
 }
 
 std::string systemVersionText(const SaverOptions& options)
@@ -140,6 +124,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.urlSession = &urlSession_;
     surroundings_.systemVersion = *makeOperatingSystemVersion(systemVersionText(options));
     surroundings_.log = log;
+    surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
     if (!options.trace.empty()) {
         traceFile_.open(options.trace, options.addToTrace ? std::ios::app : std::ios::trunc);
         if (!traceFile_) {
@@ -155,6 +140,9 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
         defaults_->setArgument("Use Random Screen Saver", true);
     if (options.fallback)
         playOnly("");
+    if (options.demo)
+        showDemoFeed(options.file.empty() ? bundle_.pathForResourceOfType("Muralis RSS Almanac", "qtz").value_or("")
+                                          : absolute(options.file));
     firstView_ = options.firstView;
     userInitiated_.async([] { warmImageDecoding(); });
     if (options.demo) {
@@ -184,6 +172,17 @@ void SaverHost::playOnly(const std::string& path)
     defaults_->setArgument("Files Paths", path.empty() ? Array{} : Array{path});
     defaults_->setArgument("Active File Path", path);
     defaults_->setArgument("Use Random Screen Saver", false);
+}
+
+// The feed among the resources for the composition at `path`, which is the chosen one then.
+void SaverHost::showDemoFeed(const std::string& path)
+{
+    const auto feed = bundle_.pathForResourceOfType("DemoFeed", "xml");
+    if (path.empty() || !feed)
+        return;
+    playOnly(path);
+    const VitrelItem item(surroundings_, path.substr(path.rfind('/') + 1));
+    defaults_->setArgument(item.keyID(VitrelItem::Key::rssFeedURL), "file://" + percentEncoded(*feed, "/-._~"));
 }
 
 void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)

@@ -74,6 +74,7 @@ private:
     SaverHost();
     bool configure(const SaverOptions& options, int& code);
     void playOnly(const std::string& path);
+    void showDemoFeed(const std::string& path);
     void applyInputs(const std::weak_ptr<QCView>& view);
 
     // Each after what it needs to its end: the session and the queues' blocks post to the loop, the blocks make

@@ -50,6 +50,8 @@ TEST(ToPermissiveDate, ReadsWhatFeedsWrite)
         {"2006-01-02T15:04:05Z", 1136214245, "RFC 3339"},
         {"2006-01-02T15:04:05.25+01:00", 1136210645.25, "with a fraction"},
         {"2006-01-02T15:04", 1136214240, "ISO 8601; GMT"},
+        {"2006-01-02T15:37Z", 1136214180.7, "its minutes abut on a fraction: 15:03:00.7"},
+        {"2006-01-02T15:00+01:00", 1136210400, "which whole hours survive"},
         {" \n\tMon, 02 Jan 2006 15:04:05 GMT\u00A0\r\n", 1136214245, "blanks around it"},
         {"Tue, 02 Jan 2006 15:04:05 GMT", 1136214245, "the weekday isn't checked against the date"},
         {"MON, 2 JAN 2006 15:04:05 gmt", 1136214245, "case doesn't matter"},
@@ -147,11 +149,11 @@ TEST(Formatters, AgreeWithICUOnEveryMutationOfTheCommonForms)
 {
     const PlainDates plain;
     std::set<std::string> texts;
-    for (const char* form :
-        {"Mon, 02 Jan 2006 15:04:05 GMT", "Fri, 9 Dec 2022 05:04 -0330", "31 Oct 1999 23:59:59 PDT",
-            "1 Feb 2004 00:00 EST", "2006-01-02 15:04:05 +01:00", "2006-01-02T15:04:05Z",
-            "2016-02-29T15:04:05.123-08:00", "2006-01-02T15:04:05.5+0530", "2006-01-02T15:04:05+01", "2006-01-02T15:04",
-            "2006-01-02T15:0412Z", "2006-01-02T15:04:05-08:+0100", "Xyz, 02 Jan 2006 15:04:05 MST"})
+    for (const char* form : {"Mon, 02 Jan 2006 15:04:05 GMT", "Fri, 9 Dec 2022 05:04 -0330", "31 Oct 1999 23:59:59 PDT",
+             "1 Feb 2004 00:00 EST", "2006-01-02 15:04:05 +01:00", "2006-01-02T15:04:05Z",
+             "2016-02-29T15:04:05.123-08:00", "2006-01-02T15:04:05.5+0530", "2006-01-02T15:04:05+01",
+             "2006-01-02T15:04", "2006-01-02T15:0412Z", "2006-01-02T15:04Z", "2006-01-02T15:59+01:00",
+             "2006-01-02T15:04:05-08:+0100", "Xyz, 02 Jan 2006 15:04:05 MST"})
         for (auto& text : mutations(form))
             texts.insert(std::move(text));
     int dates = 0, quick = 0;

@@ -202,6 +202,8 @@ TEST(JSONFeedParser, KeepsTheModelInProportionToTheDocument)
     EXPECT_THAT(reasonOf(repeated("{\"items\":[", "{},", 1'000'000, "{}]}")), HasSubstr("too large for its document"));
     EXPECT_THAT(reasonOf(repeated("{\"items\":[{\"tags\":[", "\"\",", 4'000'000, "\"\"]}]}")),
         HasSubstr("too large for its document"));
+    // Refused before there is a tree of it, which alone would take ten times the document.
+    EXPECT_THAT(reasonOf(repeated("{\"x\":[", "0,", 10'000'000, "0]}")), HasSubstr("more values than a feed"));
     const std::string text(3'000'000, 'x');
     EXPECT_EQ(parsed(repeated("{\"title\":\"", text, 30, "\"}"))->title->size(), 90'000'000u)
         << "texts pay for themselves";

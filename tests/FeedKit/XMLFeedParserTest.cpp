@@ -163,6 +163,7 @@ TEST(XMLFeedParser, GivesNoPartOfADocumentInError)
         {"<rss><channel><title>&#xD800;</title></channel></rss>",
             "reference to invalid character number at line 1, column 22"},
         {"<", "unclosed token at line 1, column 1"},
+        {"\n\r\n <rss><channel></rss>", "mismatched tag at line 3, column 17"},
         {"{}", "not well-formed (invalid token) at line 1, column 1"},
         {"", "no element found at line 1, column 1"},
         {"<a", "unclosed token at line 1, column 1"},

@@ -1,0 +1,225 @@
+#include "programs/muralis/http/HttpServer.h"
+#include "muralis/Caller.h"
+#include "support/ManualLoop.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+
+namespace vitrel {
+namespace {
+
+// A server in the test's hand: time stands still, and a turn is taken when the test says so. "/good" is answered with
+// the body, everything else refused.
+struct Served : ManualLoop {
+    std::string body = "{\"good\":1}";
+    int asked = 0;
+    std::unique_ptr<HttpServer> server = make(0);
+
+    std::unique_ptr<HttpServer> make(std::uint16_t port)
+    {
+        auto made = HttpServer::listen(loop, port, [this](const HttpRequest& request, const HttpServer::Owner&) {
+            ++asked;
+            return request.target == "/good" ? std::make_shared<const std::string>(body) : nullptr;
+        });
+        EXPECT_TRUE(made) << made.error();
+        return std::move(*made);
+    }
+    void turn()
+    {
+        for (int k = 0; k < 8; ++k)
+            loop.turn();
+    }
+    void after(Seconds span)
+    {
+        clock.time += span;
+        turn();
+    }
+    // What comes when this is sent now.
+    std::string told(Caller& caller, const std::string& bytes)
+    {
+        EXPECT_TRUE(caller.send(bytes));
+        turn();
+        return caller.received();
+    }
+};
+
+const std::string kGood = get("/good");
+bool isGood(const std::string& answer)
+{
+    return answer.starts_with("HTTP/1.1 200 OK\r\n") && bodyOf(answer) == "{\"good\":1}";
+}
+bool isRefusal(const std::string& answer)
+{
+    return answer.starts_with("HTTP/1.1 403 Forbidden\r\n") && bodyOf(answer) == "{}";
+}
+
+// A head that comes in pieces, and two that come in one, are the same requests.
+TEST(HttpServer, AnswersHoweverTheBytesArrive)
+{
+    Served in;
+    Caller caller(in.server->port());
+    std::string answer;
+    for (const char c : kGood)
+        answer += in.told(caller, std::string(1, c));
+    EXPECT_TRUE(isGood(answer)) << answer;
+    const std::string two = in.told(caller, kGood + kGood + kGood.substr(0, 10));
+    EXPECT_EQ(two, answer + answer);
+    EXPECT_EQ(in.told(caller, kGood.substr(10)), answer);
+    EXPECT_EQ(in.asked, 4);
+}
+
+TEST(HttpServer, RefusesAndCloses)
+{
+    Served in;
+    std::string first;
+    for (const std::string& bytes : std::vector<std::string>{get("/bad"), get("/bad") + kGood,
+             std::string("\x16\x03\x01\r\n\r\n"), "GET /good HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc",
+             "GET /good HTTP/1.1\r\nX: " + std::string(9000, 'x'), std::string(20000, 'x')}) {
+        Caller caller(in.server->port());
+        const std::string answer = in.told(caller, bytes);
+        EXPECT_TRUE(isRefusal(answer)) << bytes.substr(0, 40) << answer;
+        EXPECT_TRUE(caller.isClosed()) << bytes.substr(0, 40);
+        if (first.empty())
+            first = answer;
+        EXPECT_EQ(answer, first) << "without saying why";
+    }
+    EXPECT_EQ(in.asked, 2) << "nothing behind a refusal is looked at";
+    in.after(HttpServer::kFarewellTime);
+    EXPECT_EQ(in.server->connectionCount(), 0u);
+}
+
+// A sender of a byte now and then would hold its connection for ever if each byte gave it new time.
+TEST(HttpServer, GivesARequestFiveSecondsInAll)
+{
+    Served in;
+    Caller silent(in.server->port()), slow(in.server->port()), second(in.server->port());
+    EXPECT_TRUE(isGood(in.told(second, kGood)));
+    EXPECT_EQ(in.told(slow, "G"), "");
+    in.after(Seconds(2));
+    EXPECT_EQ(in.told(second, "G") + in.told(slow, "E"), "");
+    in.after(Seconds(2.9));
+    EXPECT_EQ(in.told(slow, "T") + in.told(second, "E"), "");
+    EXPECT_EQ(in.server->connectionCount(), 3u);
+    in.after(Seconds(0.2));
+    EXPECT_TRUE(slow.isClosed() && silent.isClosed());
+    EXPECT_FALSE(second.isClosed()) << "its time began with its first byte";
+    in.after(Seconds(2));
+    EXPECT_TRUE(second.isClosed());
+}
+
+TEST(HttpServer, KeepsAConnectionForAWhileAndWakesUpForNothingElse)
+{
+    Served in;
+    EXPECT_FALSE(in.loop.nextDue()) << "nobody is there";
+    Caller caller(in.server->port());
+    EXPECT_TRUE(isGood(in.told(caller, kGood)));
+    in.after(Seconds(29));
+    EXPECT_TRUE(isGood(in.told(caller, kGood)));
+    in.after(Seconds(29.9));
+    EXPECT_FALSE(caller.isClosed());
+    in.after(Seconds(0.2));
+    EXPECT_TRUE(caller.isClosed());
+    EXPECT_FALSE(in.loop.nextDue());
+    Caller once(in.server->port());
+    EXPECT_TRUE(isGood(in.told(once, get("/good", "Connection: close\r\n"))));
+    EXPECT_TRUE(once.isClosed());
+}
+
+// Whoever holds connections without a word must not keep those out, or push those out, who are served.
+TEST(HttpServer, HasRoomForSixtyFourAndStrangersGoFirst)
+{
+    Served in;
+    Caller good(in.server->port());
+    EXPECT_TRUE(isGood(in.told(good, kGood)));
+    std::deque<Caller> strangers;
+    for (int k = 0; k < 200; ++k) {
+        strangers.emplace_back(in.server->port());
+        in.after(Seconds(0.001));
+        EXPECT_LE(in.server->connectionCount(), 64u);
+    }
+    EXPECT_EQ(in.server->connectionCount(), 64u);
+    EXPECT_EQ(std::count_if(strangers.begin(), strangers.end(), [](Caller& one) { return !one.isClosed(); }), 63);
+    EXPECT_FALSE(strangers.back().isClosed()) << "who waits the longest goes";
+    EXPECT_TRUE(isGood(in.told(good, kGood)));
+    Caller late(in.server->port());
+    EXPECT_TRUE(isGood(in.told(late, kGood)));
+}
+
+// A request that lay there when its connection was pushed out would be lost.
+TEST(HttpServer, AnswersAllOfACrowdThatComesAtOnce)
+{
+    Served in;
+    std::deque<Caller> crowd;
+    int served = 0;
+    for (int round = 0; round < 2; ++round) {
+        for (int k = 0; k < 60; ++k)
+            EXPECT_TRUE(crowd.emplace_back(in.server->port()).send(kGood));
+        in.turn();
+    }
+    for (Caller& one : crowd)
+        served += isGood(one.received());
+    EXPECT_EQ(served, 120);
+    EXPECT_LE(in.server->connectionCount(), 64u);
+}
+
+TEST(HttpServer, SendsALargeAnswerAsFastAsItIsTakenForFiveSeconds)
+{
+    Served in;
+    in.body.assign(20u << 20, 'x');
+    Caller reader(in.server->port()), sleeper(in.server->port());
+    EXPECT_TRUE(sleeper.send(kGood));
+    EXPECT_TRUE(reader.send(kGood));
+    std::string answer;
+    for (int k = 0; k < 1000 && bodyOf(answer).size() < in.body.size(); ++k) {
+        in.turn();
+        answer += reader.received();
+    }
+    EXPECT_TRUE(bodyOf(answer) == in.body) << answer.size();
+    EXPECT_EQ(in.server->connectionCount(), 2u);
+    in.after(Seconds(5));
+    EXPECT_EQ(in.server->connectionCount(), 1u) << "the one that doesn't read is gone";
+    in.body = "{\"good\":1}";
+    EXPECT_TRUE(isGood(in.told(reader, kGood)));
+}
+
+// The packaged server library shares a port silently; then half of the requests go to the wrong program.
+TEST(HttpServer, SaysWhenItsPortIsTakenOnEitherAddress)
+{
+    Served in;
+    const auto handler = [](const HttpRequest&, const HttpServer::Owner&) { return HttpAnswer(); };
+    const auto second = HttpServer::listen(in.loop, in.server->port(), handler);
+    ASSERT_FALSE(second);
+    EXPECT_EQ(second.error(), "can't listen on port " + std::to_string(in.server->port()) + ": Address already in use");
+
+    const int six = ::socket(AF_INET6, SOCK_STREAM, 0);
+    sockaddr_in6 own{};
+    own.sin6_family = AF_INET6;
+    own.sin6_addr = in6addr_loopback;
+    socklen_t size = sizeof own;
+    if (::bind(six, reinterpret_cast<sockaddr*>(&own), size) != 0 || ::listen(six, 1) != 0)
+        GTEST_SKIP() << "no IPv6 here";
+    ::getsockname(six, reinterpret_cast<sockaddr*>(&own), &size);
+    EXPECT_FALSE(HttpServer::listen(in.loop, ntohs(own.sin6_port), handler));
+    ::close(six);
+}
+
+TEST(HttpServer, EndsWithItsConnectionsAndCanBeginAnew)
+{
+    Served in;
+    Caller four(in.server->port()), six(in.server->port(), AF_INET6);
+    EXPECT_TRUE(isGood(in.told(four, kGood)));
+    if (six.isConnected()) {
+        EXPECT_TRUE(isGood(in.told(six, kGood)));
+    }
+    const auto port = in.server->port();
+    in.server.reset();
+    EXPECT_TRUE(four.isClosed() && (six.isClosed() || !six.isConnected()));
+    EXPECT_FALSE(in.loop.nextDue());
+    in.server = in.make(port); // although connections of the last one linger
+    EXPECT_EQ(in.server->port(), port);
+}
+
+} // namespace
+} // namespace vitrel

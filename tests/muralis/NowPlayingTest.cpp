@@ -1,0 +1,326 @@
+#include "programs/muralis/nowplaying/NowPlaying.h"
+
+#include "base/Text.h"
+#include "muralis/Caller.h"
+#include "music/TrackKeys.h"
+#include "music/TrackRecord.h"
+#include "platform/appkit/NSImage.h"
+#include "platform/scriptingbridge/DemoPlayer.h"
+#include "programs/muralis/nowplaying/Packet.h"
+#include "support/FakePlayer.h"
+#include "support/TestSurroundings.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace vitrel {
+namespace {
+
+using Json = nlohmann::json;
+
+std::shared_ptr<SBTrack> fullTrack()
+{
+    auto track = trackNamed("Nur einmal \"so\" \xF0\x9F\x8E\xB5");
+    track->artist = "Artist";
+    track->album = "Album";
+    track->genre = "Genre";
+    track->composer = "Composer";
+    track->time = "3:45";
+    track->year = 1999;
+    track->trackNumber = 3;
+    track->trackCount = 12;
+    track->discNumber = 1;
+    track->discCount = 2;
+    track->rating = 80;
+    track->playedCount = 7;
+    return track;
+}
+
+std::shared_ptr<SBTrack> copyOf(const SBTrack& from)
+{
+    auto track = trackNamed(from.name);
+    track->artist = from.artist;
+    track->album = from.album;
+    track->genre = from.genre;
+    track->composer = from.composer;
+    track->time = from.time;
+    track->year = from.year;
+    track->trackNumber = from.trackNumber;
+    track->trackCount = from.trackCount;
+    track->discNumber = from.discNumber;
+    track->discCount = from.discCount;
+    track->rating = from.rating;
+    track->playedCount = from.playedCount;
+    return track;
+}
+
+std::shared_ptr<SBArtwork> artworkOf(Bytes bytes)
+{
+    return std::make_shared<SBArtwork>(std::make_shared<const Bytes>(std::move(bytes)));
+}
+
+// The companion's state over a player in the test's hand.
+struct Told : TestSurroundings {
+    FakePlayers players;
+    FakePlayer& player = *players.player;
+    std::unique_ptr<NowPlaying> nowPlaying;
+
+    Told()
+    {
+        surroundings.players = &players;
+        nowPlaying = std::make_unique<NowPlaying>(surroundings, "run");
+    }
+    void play(std::shared_ptr<SBTrack> track)
+    {
+        player.running = true;
+        player.state = kPlayerStatePlaying;
+        player.track = std::move(track);
+        post();
+    }
+    void post()
+    {
+        center.postNotificationNameObjectUserInfo(
+            players.identifier + ".playerInfo", players.identifier + ".player", {});
+        loop.turn();
+    }
+    void makeCovers()
+    {
+        initiated.drain();
+        loop.turn();
+    }
+    std::string changeID() const { return Json::parse(*nowPlaying->stateAnswer()).at("ChangeID"); }
+    Json data() const { return Json::parse(*nowPlaying->dataAnswer()).at("Data"); }
+    bool hasCover() const { return data().contains("Track Artwork"); }
+};
+
+// With an identifier that stays, a change is never fetched; with one that moves by itself, the saver fetches a
+// megabyte and starts its transition twice a second.
+TEST(ChangeID, MovesExactlyWhenTheDataDo)
+{
+    Told in;
+    const auto step = [&](const char* what, bool moves, const std::function<void(SBTrack&)>& change) {
+        const std::string before = in.changeID();
+        const Json data = in.data();
+        in.clock.time += Seconds(1);
+        auto track = copyOf(*in.player.track);
+        change(*track);
+        in.player.track = track;
+        in.post();
+        EXPECT_EQ(in.changeID() != before, moves) << what;
+        EXPECT_EQ(in.data() != data, moves) << what;
+    };
+    const std::string none = in.changeID();
+    in.play(fullTrack());
+    EXPECT_NE(in.changeID(), none);
+    step("nothing", false, [](SBTrack&) {});
+    step("name", true, [](SBTrack& t) { t.name = "x"; });
+    step("artist", true, [](SBTrack& t) { t.artist = "x"; });
+    step("album", true, [](SBTrack& t) { t.album = "x"; });
+    step("genre", true, [](SBTrack& t) { t.genre = "x"; });
+    step("composer", true, [](SBTrack& t) { t.composer = "x"; });
+    step("time", true, [](SBTrack& t) { t.time = "9:59"; });
+    step("year", true, [](SBTrack& t) { t.year = 1; });
+    step("track number", true, [](SBTrack& t) { t.trackNumber = 1; });
+    step("track count", true, [](SBTrack& t) { t.trackCount = 1; });
+    step("disc number", true, [](SBTrack& t) { t.discNumber = 2; });
+    step("disc count", true, [](SBTrack& t) { t.discCount = 1; });
+    step("rating", true, [](SBTrack& t) { t.rating = 1; });
+    step("played count", true, [](SBTrack& t) { t.playedCount = 1; });
+    step("position", false, [&](SBTrack&) { in.player.position = 100; });
+    step("paused", true, [&](SBTrack&) { in.player.state = kPlayerStatePaused; });
+    step("stopped", true, [&](SBTrack&) { in.player.state = kPlayerStateStopped; });
+    step("plays again", true, [&](SBTrack&) { in.player.state = kPlayerStatePlaying; });
+    step("gone", true, [&](SBTrack&) { in.player.running = false; });
+    step("still gone", false, [&](SBTrack& t) { t.name = "y"; });
+    EXPECT_NE(in.changeID(), none) << "back where it began, and yet the saver has to fetch what it has lost";
+}
+
+TEST(ChangeID, DiffersFromRunToRun)
+{
+    Told in;
+    EXPECT_EQ(in.changeID(), "run-1");
+    EXPECT_NE(NowPlaying(in.surroundings, "other").stateAnswer(), in.nowPlaying->stateAnswer());
+}
+
+Dictionary dictionaryOf(const Json& packet)
+{
+    Dictionary out;
+    for (const auto& [key, value] : packet.items())
+        out[key] = value.is_string() ? Value(value.get<std::string>()) : Value(value.get<std::int64_t>());
+    return out;
+}
+
+// What comes out at the far end of the wire is what the saver would have had from the player itself.
+TEST(Packet, FillsTheRecordAsThePlayerItselfWould)
+{
+    for (const std::uint32_t state : {kPlayerStatePlaying, kPlayerStatePaused, kPlayerStateStopped,
+             kPlayerStateFastForwarding, kPlayerStateRewinding}) {
+        for (const bool hasArtwork : {true, false}) {
+            Told in;
+            const auto track = fullTrack();
+            if (hasArtwork)
+                track->artworks = {artworkOf(pngOf(30, 20))};
+            in.play(track);
+            in.player.state = state;
+            in.post();
+            in.makeCovers();
+            Dictionary direct, wired;
+            writeTrack(direct, track.get(), state == kPlayerStatePlaying, nullptr);
+            writePacket(wired, dictionaryOf(in.data()), nullptr);
+            EXPECT_EQ(wired["Date"], Value(dateText(in.clock.date())));
+            wired.erase("Date");
+            for (const char* key : {kiTunesArtwork, kiVisualizeAlbumArt}) {
+                ASSERT_EQ(wired.count(key), direct.count(key));
+                if (hasArtwork) {
+                    EXPECT_EQ(wired[key].image()->size(), direct[key].image()->size());
+                }
+                wired.erase(key);
+                direct.erase(key);
+            }
+            EXPECT_EQ(Value(wired), Value(direct));
+        }
+    }
+}
+
+TEST(Packet, SaysNothingButStoppedWithoutAPlayer)
+{
+    Told in;
+    EXPECT_EQ(in.data().size(), 2u);
+    EXPECT_EQ(in.data().at("Player State"), "Stopped");
+    Dictionary record;
+    writePacket(record, dictionaryOf(in.data()), nullptr);
+    EXPECT_EQ(record[kiTunesName], Value(""));
+    EXPECT_EQ(record[kiTunesIsArtworkAvailable], Value(false));
+    EXPECT_EQ(record[kiVisualizeIsPlaying], Value(false));
+}
+
+// The saver counts two parts, minutes and seconds; of three it makes nothing.
+TEST(Packet, TellsHoursInMinutes)
+{
+    const struct {
+        const char *time, *told;
+    } cases[] = {{"3:45", "3:45"}, {"1:00:00", "60:00"}, {"1:02:03", "62:03"}, {"27:46:40", "1666:40"}, {"", ""},
+        {"1:2:3:4", "1:2:3:4"}, {"x", "x"}};
+    for (const auto& one : cases)
+        EXPECT_EQ(minutesAndSeconds(one.time), one.told);
+    auto track = fullTrack();
+    track->time = "1:02:03";
+    const Json packet = trackPacket(kPlayerStatePlaying, track.get(), nullptr);
+    EXPECT_EQ(packet.at("Length"), "1:02:03");
+    EXPECT_EQ(packet.at("Time"), "62:03");
+}
+
+// Published at once, each new track would show the picture of tracks without a cover for half a second.
+TEST(NowPlaying, WaitsAMomentForTheCover)
+{
+    Told in;
+    const std::string none = in.changeID();
+    auto track = fullTrack();
+    track->artworks = {artworkOf(pngOf(4, 4))};
+    in.play(track);
+    EXPECT_EQ(in.changeID(), none);
+    in.makeCovers();
+    EXPECT_NE(in.changeID(), none);
+    EXPECT_TRUE(in.hasCover());
+    const std::string with = in.changeID();
+    in.fastForwardBy(Seconds(1));
+    EXPECT_EQ(in.changeID(), with);
+}
+
+TEST(NowPlaying, DoesNotWaitForACoverThatIsLong)
+{
+    Told in;
+    const std::string none = in.changeID();
+    auto track = fullTrack();
+    track->artworks = {std::make_shared<SBArtwork>(nullptr)}; // on its way
+    in.play(track);
+    in.fastForwardBy(Seconds(0.2));
+    EXPECT_EQ(in.changeID(), none);
+    in.fastForwardBy(Seconds(0.2));
+    const std::string without = in.changeID();
+    EXPECT_NE(without, none);
+    EXPECT_FALSE(in.hasCover());
+
+    track = copyOf(*track);
+    track->artworks = {artworkOf(pngOf(4, 4))};
+    in.play(track);
+    in.makeCovers();
+    EXPECT_NE(in.changeID(), without) << "an artwork that comes later is a change";
+    EXPECT_TRUE(in.hasCover());
+}
+
+TEST(NowPlaying, TellsATrackWhoseCoverIsBrokenWithoutOne)
+{
+    Told in;
+    auto track = fullTrack();
+    track->artworks = {artworkOf({'n', 'o'})};
+    in.play(track);
+    in.makeCovers();
+    EXPECT_EQ(in.data().at("Artist"), "Artist");
+    EXPECT_FALSE(in.hasCover());
+}
+
+// Decoding and encoding takes a tenth of a second of a core; a player says one change several times.
+TEST(NowPlaying, MakesEachCoverOnce)
+{
+    Told in;
+    const auto first = artworkOf(pngOf(4, 4)), second = artworkOf(pngOf(5, 5));
+    std::size_t made = 0;
+    for (const auto& artwork : {first, first, second, first, second}) {
+        auto track = fullTrack();
+        track->artworks = {artwork};
+        in.play(track);
+        in.post();
+        made += in.initiated.drain();
+        in.loop.turn();
+        EXPECT_TRUE(in.hasCover());
+    }
+    EXPECT_EQ(made, 2u);
+}
+
+TEST(NowPlaying, MayGoWhileACoverIsBeingMade)
+{
+    Told in;
+    auto track = fullTrack();
+    track->artworks = {artworkOf(pngOf(4, 4))};
+    in.play(track);
+    in.nowPlaying.reset();
+    in.makeCovers();
+    in.fastForwardBy(Seconds(1));
+    in.post();
+}
+
+// A player's word for a cover may be 60 megapixels, or a file of any kind; the wire carries neither.
+TEST(Cover, IsAPlainSmallPictureOfTheSameShape)
+{
+    const auto sent = [](const Bytes& artwork) {
+        const auto text = coverText(artwork);
+        return text ? *decodeBase64(*text) : Bytes();
+    };
+    const struct {
+        int width, height, sentWidth, sentHeight;
+    } cases[] = {{300, 200, 300, 200}, {1200, 1200, 1200, 1200}, {2400, 1200, 1200, 600}, {1000, 3000, 400, 1200},
+        {5000, 2, 1200, 1}};
+    for (const auto& one : cases) {
+        const Bytes file = sent(pngOf(one.width, one.height));
+        EXPECT_TRUE(textOf(file).starts_with("\xFF\xD8\xFF")) << "a JPEG";
+        const auto image = NSImage::imageWithData(file);
+        ASSERT_TRUE(image) << one.width;
+        const auto& bitmap = *image->representations()[0].bitmap();
+        EXPECT_EQ(bitmap.width, one.sentWidth) << one.width;
+        EXPECT_EQ(bitmap.height, one.sentHeight) << one.width;
+        for (const int shift : {0, 8, 16})
+            EXPECT_NEAR(double(bitmap.pixels[0] >> shift & 255), double(0x336699 >> shift & 255), 3);
+    }
+    Bitmap clear{2000, 1000, std::vector<std::uint32_t>(2000000, 0x80402000u)};
+    const auto image = NSImage::imageWithData(sent(*pngRepresentation(clear)));
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->representations()[0].pixelsWide(), 1200);
+    EXPECT_EQ(image->representations()[0].bitmap()->pixels[0] >> 24, 0x80u);
+    EXPECT_EQ(coverText(bytesOf("GIF89a")), nullptr);
+    EXPECT_EQ(coverText({}), nullptr);
+}
+
+} // namespace
+} // namespace vitrel
