@@ -16,7 +16,6 @@ namespace {
 
 constexpr char kFeed[] = "Muralis_RSS_Feed";
 constexpr char kArticlesCount[] = "Muralis_RSS_ArticlesCount";
-constexpr char kDefaultFeed[] = "https://feeds.bbci.co.uk/news/rss.xml";
 constexpr Seconds kReloadInterval{300.0};
 
 bool contains(const std::vector<std::string>& keys, std::string_view key)
@@ -93,7 +92,7 @@ void FeedInput::updateCompositionInputs()
     const auto* known = lastSentFeedJSON_.dictionary();
     setQuartzCompositionJSONValue(known ? *known : placeholderFeed(surroundings_.clock->date()), kFeed);
     const auto address = item->rssFeedURL().value_or("");
-    loadRSSFeed(address.empty() ? kDefaultFeed : address);
+    loadRSSFeed(address.empty() ? kDefaultFeedAddress : address);
     if (!rssFeedReloader_) {
         rssFeedReloader_ = surroundings_.runLoop->scheduledTimer(
             kReloadInterval, true, [view = view_.retained()] { view->updateCompositionInputs(); });

@@ -13,6 +13,9 @@ namespace vitrel {
 class NSTimer;
 struct Surroundings;
 
+// A news site's feed, for compositions that have no address of their own.
+inline constexpr char kDefaultFeedAddress[] = "https://feeds.bbci.co.uk/news/rss.xml";
+
 // What the feed input needs of a view.
 class FeedInputView
 {

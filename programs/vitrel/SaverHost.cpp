@@ -148,8 +148,9 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     if (options.demo) {
         players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
     } else {
-        auto players
-            = std::make_unique<MprisPlayers>(surroundings_, std::make_unique<SessionBus>(runLoop_), options.player);
+        auto bus = std::make_unique<SessionBus>(runLoop_);
+        sessionBus_ = bus.get();
+        auto players = std::make_unique<MprisPlayers>(surroundings_, std::move(bus), options.player);
         sessionPlayers_ = players.get();
         players_ = std::move(players);
     }
@@ -197,8 +198,18 @@ void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
 
 void SaverHost::meetPlayers()
 {
+    meetPlayers(kPlayersTime);
+}
+
+void SaverHost::meetPlayers(Seconds limit)
+{
     if (sessionPlayers_)
-        sessionPlayers_->settle(kPlayersTime);
+        sessionPlayers_->settle(limit);
+}
+
+bool SaverHost::hasSessionBus() const
+{
+    return sessionBus_ && sessionBus_->isConnected();
 }
 
 std::shared_ptr<VitrelView> SaverHost::addView(const std::shared_ptr<NSWindow>& window, bool isPreview)
