@@ -3,7 +3,6 @@
 #include "platform/appkit/VipsSupport.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace vitrel {
 
@@ -108,38 +107,6 @@ std::optional<Bytes> jpegRepresentation(const Bitmap& bitmap)
     std::size_t size = 0;
     const int failed = vips_jpegsave_buffer(image.get(), &file, &size, "Q", kJpegQuality, "strip", TRUE, nullptr);
     return takenFile(failed, file, size);
-}
-
-std::optional<Bitmap> scaledToFit(const Bitmap& bitmap, int side)
-{
-    if (!hasPixels(bitmap) || side < 1)
-        return std::nullopt;
-    const int longest = std::max(bitmap.width, bitmap.height);
-    if (longest <= side)
-        return bitmap;
-    if (!vipsReady())
-        return std::nullopt;
-    // Premultiplied, all four channels may be treated alike, in whatever order they lie.
-    const VipsImageHandle image(vips_image_new_from_memory(
-        bitmap.pixels.data(), bitmap.pixels.size() * 4, bitmap.width, bitmap.height, 4, VIPS_FORMAT_UCHAR));
-    const auto scaleOf = [&](int length) { return std::max(1.0, double(length) * side / longest) / length; };
-    VipsImage* out = nullptr;
-    std::optional<Bitmap> result;
-    if (image
-        && vips_resize(image.get(), &out, scaleOf(bitmap.width), "vscale", scaleOf(bitmap.height), nullptr) == 0) {
-        const VipsImageHandle resized(out);
-        std::size_t size = 0;
-        void* pixels = vips_image_write_to_memory(resized.get(), &size);
-        const int width = vips_image_get_width(resized.get()), height = vips_image_get_height(resized.get());
-        if (pixels && size == std::size_t(width) * std::size_t(height) * 4) {
-            result = Bitmap{width, height, std::vector<std::uint32_t>(size / 4)};
-            std::memcpy(result->pixels.data(), pixels, size);
-        }
-        g_free(pixels);
-    }
-    vips_error_clear();
-    vips_thread_shutdown();
-    return result;
 }
 
 bool isOpaque(const Bitmap& bitmap)

@@ -19,10 +19,6 @@ std::optional<Bytes> pngRepresentation(const Bitmap& bitmap);
 // Any thread.
 std::optional<Bytes> jpegRepresentation(const Bitmap& bitmap);
 
-// The picture scaled down, its proportions kept, so that no side has more than `side` pixels; as it is if none has.
-// Absent for a bitmap without pixels. Any thread.
-std::optional<Bitmap> scaledToFit(const Bitmap& bitmap, int side);
-
 // Whether no pixel lets anything shine through.
 bool isOpaque(const Bitmap& bitmap);
 

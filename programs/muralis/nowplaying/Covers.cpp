@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 #include "platform/appkit/ImageCoding.h"
+#include "platform/appkit/ImageScaling.h"
 #include "platform/appkit/NSImage.h"
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"

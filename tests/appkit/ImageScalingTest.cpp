@@ -1,0 +1,60 @@
+#include "platform/appkit/ImageScaling.h"
+
+#include <gtest/gtest.h>
+
+namespace vitrel {
+namespace {
+
+// Halves: a white one and a blue one that is half clear, premultiplied.
+Bitmap halves(int width, int height)
+{
+    Bitmap bitmap{width, height, {}};
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x)
+            bitmap.pixels.push_back(x < width / 2 ? 0xFFFFFFFFu : 0x80000080u);
+    }
+    return bitmap;
+}
+
+TEST(ScaledToFit, KeepsTheShapeAndNeverMakesAnythingLarger)
+{
+    const struct {
+        int width, height, side, toWidth, toHeight;
+    } cases[] = {{10, 20, 20, 10, 20}, {10, 20, 100, 10, 20}, {40, 20, 20, 20, 10}, {100, 100, 7, 7, 7},
+        {1000, 1, 10, 10, 1}, {1, 1000, 10, 1, 10}, {3000, 2000, 1, 1, 1}};
+    for (const auto& one : cases) {
+        const auto scaled = scaledToFit(halves(one.width, one.height), one.side);
+        ASSERT_TRUE(scaled) << one.width << 'x' << one.height;
+        EXPECT_EQ(scaled->width, one.toWidth) << one.width << 'x' << one.height;
+        EXPECT_EQ(scaled->height, one.toHeight) << one.width << 'x' << one.height;
+    }
+    EXPECT_FALSE(scaledToFit(Bitmap{}, 10));
+    EXPECT_FALSE(scaledToFit(Bitmap{2, 2, {0}}, 10)) << "pixels are missing";
+    EXPECT_FALSE(scaledToFit(halves(2, 2), 0));
+}
+
+// Channels in another order, or straight ones taken for premultiplied, show in the clear half.
+TEST(ScaledToFit, KeepsColoursAndClearness)
+{
+    const auto scaled = scaledToFit(halves(400, 200), 40);
+    ASSERT_TRUE(scaled);
+    const std::size_t row = 40 * 10;
+    EXPECT_EQ(scaled->pixels[row + 5], 0xFFFFFFFFu);
+    EXPECT_EQ(scaled->pixels[row + 35], 0x80000080u);
+}
+
+// Means by hand: thirds that don't fall together with pixels.
+TEST(ScaledToFit, WeighsPixelsByTheAreaThatTheyCover)
+{
+    // Three columns to two: 1 and a half of the middle, a half of the middle and 1.
+    const auto scaled = scaledToFit({3, 1, {0xFF0000F0u, 0xFF006000u, 0xFF300000u}}, 2);
+    ASSERT_TRUE(scaled);
+    EXPECT_EQ(scaled->pixels, (std::vector<std::uint32_t>{0xFF0020A0u, 0xFF202000u}));
+    // The same standing, and four rows to one.
+    EXPECT_EQ(scaledToFit({1, 3, {0xFF0000F0u, 0xFF006000u, 0xFF300000u}}, 2)->pixels, scaled->pixels);
+    EXPECT_EQ(scaledToFit({1, 4, {0x00000000u, 0xFF0000FFu, 0xFFFF0000u, 0x00000000u}}, 1)->pixels,
+        (std::vector<std::uint32_t>{0x80400040u}));
+}
+
+} // namespace
+} // namespace vitrel
