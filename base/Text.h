@@ -150,4 +150,22 @@ inline std::string percentDecoded(std::string_view text)
     return out;
 }
 
+// Every byte but ASCII letters, digits and those of `kept` as %XX (RFC 3986, section 2.1).
+inline std::string percentEncoded(std::string_view text, std::string_view kept)
+{
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string out;
+    for (const char c : text) {
+        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        if (plain || kept.find(c) != std::string_view::npos) {
+            out += c;
+        } else {
+            out += '%';
+            out += digits[static_cast<unsigned char>(c) >> 4];
+            out += digits[static_cast<unsigned char>(c) & 15];
+        }
+    }
+    return out;
+}
+
 } // namespace vitrel

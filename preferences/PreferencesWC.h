@@ -24,6 +24,9 @@ public:
     // The sheet. Never null.
     const std::shared_ptr<NSWindow>& window() const { return window_; }
 
+    // Brings the controls up to date with what is stored. The sheet has none so far.
+    void updateView() { }
+
 private:
     PreferencesWC() = default;
 

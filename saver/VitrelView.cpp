@@ -20,6 +20,7 @@ NSRect atOrigin(NSSize size)
 
 VitrelView::VitrelView(const Surroundings& surroundings)
     : surroundings_(surroundings)
+    , feedInput_(*this, surroundings)
     , retrigger_(surroundings.clock->date())
     , muralisLink_(
           {*surroundings.clock, *surroundings.runLoop, *surroundings.userInteractiveQueue, surroundings.urlSession},
@@ -152,8 +153,7 @@ void VitrelView::cleanup()
     RunLoop& loop = *surroundings_.runLoop;
     loop.cancelPreviousPerformRequestsWithTargetSelector(*this, SELECTOR(VitrelView, updateQCRendererInputDataSystem));
     loop.cancelPreviousPerformRequestsWithTarget(*this);
-    send(rssFeedReloader_, &NSTimer::invalidate);
-    rssFeedReloader_.reset();
+    feedInput_.stop();
     updateData();
     send(dataSystem_, static_cast<void (Dictionary::*)()>(&Dictionary::clear));
     send(dataiTunes_, static_cast<void (Dictionary::*)()>(&Dictionary::clear));

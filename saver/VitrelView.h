@@ -1,6 +1,7 @@
 #pragma once
 
 #include "companion/MuralisLink.h"
+#include "feedinput/FeedInput.h"
 #include "music/NqiTunesManager.h"
 #include "music/TrackRecord.h"
 #include "platform/foundation/NSURL.h"
@@ -27,7 +28,7 @@ struct Surroundings;
 // own and keeps the composition's inputs fed; it draws nothing and has no work per frame. What drives it are its own
 // delayed calls and the events of its subsystems. Views share the player's manager and the stored settings and don't
 // coordinate. Main thread, but for the three atomic members.
-class VitrelView : public ScreenSaverView, public NqiTunesObserver, private MuralisLinkOwner
+class VitrelView : public ScreenSaverView, public NqiTunesObserver, public FeedInputView, private MuralisLinkOwner
 {
 public:
     // Makes the view and runs its construction up to the delayed calls; null for a frame that no view can have.
@@ -69,7 +70,7 @@ public:
     void randomizeFile();
     void loadFile();
     void loadBundledComposition() { }
-    void fileDidChange();
+    void fileDidChange() override;
     // Tears the composition's view down and builds it anew, in three steps of 0.23 seconds together. Asked for again
     // meanwhile, it starts over, so that one chain is under way at a time.
     void reloadFile();
@@ -80,7 +81,17 @@ public:
     void updateQCRendererInputData();
     void updateQCRendererInputDataSystem();
     // Writes one input if the composition declares it. Nothing clears it.
-    void setQuartzCompositionValue(const Value& value, const std::string& key);
+    void setQuartzCompositionValue(const Value& value, const std::string& key) override;
+
+    // The feed's articles (feedinput/FeedInput.h).
+    void updateCompositionInputs() override;
+    void loadRSSFeed(const std::string& address) { feedInput_.loadRSSFeed(address); }
+    void didReceiveRSSFeed(const FeedKit::RSSFeed& feed) { feedInput_.didReceiveRSSFeed(feed); }
+    void didReceiveAtomFeed(const FeedKit::AtomFeed& feed) { feedInput_.didReceiveAtomFeed(feed); }
+    void setQuartzCompositionJSONValue(const Dictionary& info, const std::string& key)
+    {
+        feedInput_.setQuartzCompositionJSONValue(info, key);
+    }
 
     // The track. `info` is the dictionary of `trackChanged`, an SBTrack, or nothing.
     void setTrackData(const Value& info);
@@ -118,12 +129,9 @@ public:
     const std::shared_ptr<const NSImage>& debugImage() const { return debugImage_; }
     const std::shared_ptr<QCView>& viewQuartzComposition() const { return viewQuartzComposition_; }
     const std::shared_ptr<PreferencesWC>& preferencesWC() const { return preferencesWC_; }
-    const Value& lastSentFeedJSON() const { return lastSentFeedJSON_; }
-    void setLastSentFeedJSON(Value feed) { lastSentFeedJSON_ = std::move(feed); }
-    const std::shared_ptr<NSTimer>& rssFeedReloader() const { return rssFeedReloader_; }
-    void setRssFeedReloader(std::shared_ptr<NSTimer> timer) { rssFeedReloader_ = std::move(timer); }
-    std::int64_t articlesCount() const { return articlesCount_; }
-    void setArticlesCount(std::int64_t count) { articlesCount_ = count; }
+    const Value& lastSentFeedJSON() const { return feedInput_.lastSentFeedJSON(); }
+    const std::shared_ptr<NSTimer>& rssFeedReloader() const { return feedInput_.rssFeedReloader(); }
+    std::int64_t articlesCount() const { return feedInput_.articlesCount(); }
     const std::optional<NSURL>& loadedURL() const { return loadedURL_; }
     // The track record and the system record; null once the stop has begun.
     const std::shared_ptr<Dictionary>& dataiTunes() const { return dataiTunes_; }
@@ -147,13 +155,15 @@ private:
     std::optional<std::string> resource(const NSBundle* bundle, const char* name) const;
     void loadFileByBookmark();
     void replaceQuartzView();
-    std::vector<std::string> inputKeys() const;
+    std::shared_ptr<FeedInputView> retained() override;
+    std::vector<std::string> inputKeys() const override;
+    Value valueForInputKey(const std::string& key) const override;
+    void updateView() override;
     void writeInput(const Value& value, const std::string& key);
     Value squared(const Value& image) const;
     void retrigger();
     void trackDataDidChange();
 
-    void updateCompositionInputs();
 
     std::shared_ptr<const void> keptAlive() override { return shared_from_this(); }
     std::string displayNumber() override;
@@ -169,9 +179,7 @@ private:
     std::shared_ptr<const NSImage> debugImage_;
     std::shared_ptr<QCView> viewQuartzComposition_;
     std::shared_ptr<PreferencesWC> preferencesWC_;
-    Value lastSentFeedJSON_;
-    std::shared_ptr<NSTimer> rssFeedReloader_;
-    std::int64_t articlesCount_ = 0;
+    FeedInput feedInput_;
     std::optional<NSURL> loadedURL_;
     std::shared_ptr<Dictionary> dataiTunes_;
     std::shared_ptr<NqiTunesManager> nqiTunesManager_;

@@ -83,7 +83,25 @@ void VitrelView::updateQCRendererInputDataSystem()
         std::begin(kSystemInputKeys), std::end(kSystemInputKeys), [&](const char* key) { return contains(keys, key); });
 }
 
-void VitrelView::updateCompositionInputs() { }
+std::shared_ptr<FeedInputView> VitrelView::retained()
+{
+    return std::static_pointer_cast<VitrelView>(shared_from_this());
+}
+
+Value VitrelView::valueForInputKey(const std::string& key) const
+{
+    return send(viewQuartzComposition_, &QCView::valueForInputKey, key);
+}
+
+void VitrelView::updateView()
+{
+    send(preferencesWC_, &PreferencesWC::updateView);
+}
+
+void VitrelView::updateCompositionInputs()
+{
+    feedInput_.updateCompositionInputs();
+}
 
 void VitrelView::setTrackData(const Value& info)
 {

@@ -13,6 +13,10 @@
 #include <utility>
 #include <vector>
 
+namespace FeedKit {
+class Fetcher;
+}
+
 namespace vitrel {
 
 class Clock;
@@ -79,6 +83,8 @@ struct Surroundings {
     PlayerProvider* players = nullptr;
     // Null where nothing is fetched.
     URLSession* urlSession = nullptr;
+    // Where feeds come from; null where none is loaded.
+    std::shared_ptr<FeedKit::Fetcher> feedFetcher;
     OperatingSystemVersion systemVersion;
     LogSink log;
 

@@ -16,6 +16,8 @@ void addInspect(CLI::App& app, Action& action);
 void addMake(CLI::App& app, Action& action);
 void addEvaluate(CLI::App& app, Action& action);
 void addSnapshot(CLI::App& app, Action& action);
+void addFeedURL(CLI::App& app, Action& action);
+void addDoctor(CLI::App& app, Action& action);
 
 // Prints "vitrel: MESSAGE" and gives `code`.
 int complain(const std::string& message, int code = 1);

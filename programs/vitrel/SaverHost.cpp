@@ -1,11 +1,13 @@
 #include "programs/vitrel/SaverHost.h"
 
+#include "FeedKit/fetch/CurlFetcher.h"
 #include "base/Text.h"
 #include "platform/appkit/ImageCoding.h"
 #include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/file/CompositionFile.h"
 #include "platform/scriptingbridge/DemoPlayer.h"
 #include "platform/scriptingbridge/SessionBus.h"
+#include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
 
 #include <cstdlib>
@@ -122,6 +124,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.urlSession = &urlSession_;
     surroundings_.systemVersion = *makeOperatingSystemVersion(systemVersionText(options));
     surroundings_.log = log;
+    surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
     if (!options.trace.empty()) {
         traceFile_.open(options.trace, options.addToTrace ? std::ios::app : std::ios::trunc);
         if (!traceFile_) {
@@ -137,13 +140,17 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
         defaults_->setArgument("Use Random Screen Saver", true);
     if (options.fallback)
         playOnly("");
+    if (options.demo)
+        showDemoFeed(options.file.empty() ? bundle_.pathForResourceOfType("Muralis RSS Almanac", "qtz").value_or("")
+                                          : absolute(options.file));
     firstView_ = options.firstView;
     userInitiated_.async([] { warmImageDecoding(); });
     if (options.demo) {
         players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
     } else {
-        auto players
-            = std::make_unique<MprisPlayers>(surroundings_, std::make_unique<SessionBus>(runLoop_), options.player);
+        auto bus = std::make_unique<SessionBus>(runLoop_);
+        sessionBus_ = bus.get();
+        auto players = std::make_unique<MprisPlayers>(surroundings_, std::move(bus), options.player);
         sessionPlayers_ = players.get();
         players_ = std::move(players);
     }
@@ -168,6 +175,17 @@ void SaverHost::playOnly(const std::string& path)
     defaults_->setArgument("Use Random Screen Saver", false);
 }
 
+// The feed among the resources for the composition at `path`, which is the chosen one then.
+void SaverHost::showDemoFeed(const std::string& path)
+{
+    const auto feed = bundle_.pathForResourceOfType("DemoFeed", "xml");
+    if (path.empty() || !feed)
+        return;
+    playOnly(path);
+    const VitrelItem item(surroundings_, path.substr(path.rfind('/') + 1));
+    defaults_->setArgument(item.keyID(VitrelItem::Key::rssFeedURL), "file://" + percentEncoded(*feed, "/-._~"));
+}
+
 void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
 {
     const auto view = weak.lock();
@@ -180,8 +198,18 @@ void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
 
 void SaverHost::meetPlayers()
 {
+    meetPlayers(kPlayersTime);
+}
+
+void SaverHost::meetPlayers(Seconds limit)
+{
     if (sessionPlayers_)
-        sessionPlayers_->settle(kPlayersTime);
+        sessionPlayers_->settle(limit);
+}
+
+bool SaverHost::hasSessionBus() const
+{
+    return sessionBus_ && sessionBus_->isConnected();
 }
 
 std::shared_ptr<VitrelView> SaverHost::addView(const std::shared_ptr<NSWindow>& window, bool isPreview)

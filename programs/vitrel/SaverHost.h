@@ -10,6 +10,7 @@
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/Surroundings.h"
 #include "platform/scriptingbridge/MprisPlayers.h"
+#include "platform/scriptingbridge/SessionBus.h"
 #include "programs/supervisor/HostSignals.h"
 #include "programs/vitrel/ValueJson.h"
 #include "saver/InputTrace.h"
@@ -62,6 +63,9 @@ public:
 
     // Waits a moment for the players that are there, so that the first view finds them. Ahead of the first view.
     void meetPlayers();
+    void meetPlayers(Seconds limit);
+    // Whether there is a bus that players could be on.
+    bool hasSessionBus() const;
     // Makes a view and puts it into the window, which it fills. Null if the platform makes none.
     std::shared_ptr<VitrelView> addView(const std::shared_ptr<NSWindow>& window, bool isPreview);
     // The window's size has changed.
@@ -74,6 +78,7 @@ private:
     SaverHost();
     bool configure(const SaverOptions& options, int& code);
     void playOnly(const std::string& path);
+    void showDemoFeed(const std::string& path);
     void applyInputs(const std::weak_ptr<QCView>& view);
 
     // Each after what it needs to its end: the session and the queues' blocks post to the loop, the blocks make
@@ -94,6 +99,7 @@ private:
     bool stopping_ = false;
     Surroundings surroundings_;
     std::unique_ptr<PlayerProvider> players_;
+    SessionBus* sessionBus_ = nullptr; // theirs
     MprisPlayers* sessionPlayers_ = nullptr; // the same, if it is these
     std::vector<std::shared_ptr<VitrelView>> views_;
 };

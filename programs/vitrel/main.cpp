@@ -26,6 +26,8 @@ int main(int argc, char** argv)
     addMake(app, action);
     addEvaluate(app, action);
     addSnapshot(app, action);
+    addFeedURL(app, action);
+    addDoctor(app, action);
     std::vector<std::string> commands;
     for (const auto* command : app.get_subcommands({}))
         commands.push_back(command->get_name());

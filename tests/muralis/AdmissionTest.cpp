@@ -1,5 +1,7 @@
 #include "programs/muralis/http/Admission.h"
+#include "companion/token/Token.h"
 #include "muralis/Caller.h"
+#include "support/DateKit.h"
 
 #include <gtest/gtest.h>
 
@@ -85,6 +87,26 @@ struct Door {
             .has_value();
     }
 };
+
+// The saver of a user in Bangkok writes the year 2569 of the Buddhist calendar, one in Cairo the digits of Arabic.
+TEST(Admission, ReadsDatesAsTheUserWritesThem)
+{
+    for (const char* locale : {"th_TH.UTF-8", "ar_EG.UTF-8", "fa_IR.UTF-8"}) {
+        setenv("LC_ALL", locale, 1);
+        Door door;
+        door.clock.time = Seconds(1794866069.0); // 2026-11-16
+        const auto date = universalDatetimeFormatted(door.clock.date(), kCompanionDatePattern);
+        const auto old = universalDatetimeFormatted({door.clock.date().secondsSince1970 - 301}, kCompanionDatePattern);
+        EXPECT_FALSE(date.starts_with("2026-")) << date;
+        auto request = door.request();
+        const auto identity = freshIdentity();
+        request.target = std::string(kCompanionStateTarget) + escapedCompanionQuery(identity, date);
+        EXPECT_TRUE(door.lets(request)) << locale << ": " << date;
+        request.target = std::string(kCompanionStateTarget) + escapedCompanionQuery(freshIdentity(), old);
+        EXPECT_FALSE(door.lets(request)) << locale << ": " << old;
+        setenv("LC_ALL", "C", 1);
+    }
+}
 
 // Whatever is wrong keeps a request out and leaves nothing behind: the right one with the same identity still gets
 // in. Were the identity noted before the check, anyone could use up others' identities, and all of the memory.

@@ -87,12 +87,13 @@ TEST(VitrelView, APreviewIsAViewLikeAnyOther)
 TEST(VitrelView, StopsInOrderAndOnlyThenLetsGo)
 {
     Saver in(kCompanion);
-    in.composition("Muralis RSS Almanac", {"Name"});
+    in.activate(in.composition("Muralis RSS Almanac", {"Name", "Muralis_RSS_Feed"}));
+    in.store.setValueForKey(Saver::kIdentifier, "Muralis RSS Almanac.qtz: Is RSS Visualizer", true);
     auto view = in.makeView(), other = in.makeView();
     const auto window = in.show(view);
     in.fastForwardBy(6s);
-    const auto timer = in.loop.scheduledTimer(300s, true, [] {});
-    view->setRssFeedReloader(timer);
+    const auto timer = view->rssFeedReloader();
+    ASSERT_TRUE(timer && timer->isValid());
     view->reloadFile();
     in.said();
 

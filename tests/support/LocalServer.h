@@ -72,8 +72,9 @@ public:
 
     using Script = std::function<void(const Request&, const Connection&)>;
 
-    // `script` runs on threads of the server, maybe on several at once. `family` is AF_INET or AF_INET6.
-    explicit LocalServer(Script script, int family = AF_INET)
+    // `script` runs on threads of the server, maybe on several at once. `family` is AF_INET or AF_INET6,
+    // `port` 0 any that is free.
+    explicit LocalServer(Script script, int family = AF_INET, int port = 0)
         : script_(std::move(script))
         , listener_(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
@@ -83,11 +84,15 @@ public:
         if (family == AF_INET) {
             size = sizeof four;
             four.sin_family = AF_INET;
+            four.sin_port = htons(static_cast<std::uint16_t>(port));
             four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         } else {
             address.sin6_family = AF_INET6;
+            address.sin6_port = htons(static_cast<std::uint16_t>(port));
             address.sin6_addr = in6addr_loopback;
         }
+        const int on = 1;
+        ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
         const bool bound = ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) == 0;
         ::listen(listener_, 64);
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);

@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 #include "companion/token/Token.h"
+#include "support/DateKit.h"
 
 #include <algorithm>
 #include <array>
@@ -107,6 +108,11 @@ std::optional<Date> companionDate(std::string_view text)
     return Date{days * 86400 + hour * 3600 + minute * 60 + second + number(20, 3) / 1000.0};
 }
 
+bool Admission::isCurrent(const std::optional<Date>& date) const
+{
+    return date && std::abs(date->secondsSince1970 - clock_.date().secondsSince1970) <= kMostApart;
+}
+
 std::optional<CompanionQuestion> Admission::admit(const HttpRequest& request, const std::function<bool()>& isOwnCaller)
 {
     const auto target = makeCompanionTarget(request.target);
@@ -115,8 +121,9 @@ std::optional<CompanionQuestion> Admission::admit(const HttpRequest& request, co
     const auto identity = makeIdentity(target->id);
     if (!identity || !hasRightToken(*target))
         return std::nullopt;
-    const auto date = companionDate(target->date);
-    if (!date || std::abs(date->secondsSince1970 - clock_.date().secondsSince1970) > kMostApart)
+    // A saver writes the date in the calendar and the digits of its user, who is also this program's.
+    if (!isCurrent(companionDate(target->date))
+        && !isCurrent(dateFromUniversalDatetime(target->date, kCompanionDatePattern)))
         return std::nullopt;
     if (request.method != "GET" || request.isFromPage || !isLoopbackHost(request.host))
         return std::nullopt;

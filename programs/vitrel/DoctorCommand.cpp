@@ -1,0 +1,166 @@
+// doctor: what a user asks when something is missing.
+#include "FeedKit/FeedParser.h"
+#include "FeedKit/fetch/CurlFetcher.h"
+#include "companion/token/Token.h"
+#include "feedinput/FeedInput.h"
+#include "music/NqiTunesManager.h"
+#include "platform/appkit/NSImage.h"
+#include "platform/foundation/UUID.h"
+#include "preferences/PreferencesWC.h"
+#include "preferences/Settings.h"
+#include "programs/vitrel/Commands.h"
+#include "programs/vitrel/SaverHost.h"
+#include "support/DateKit.h"
+
+#include <future>
+#include <iomanip>
+#include <iostream>
+
+namespace vitrel {
+
+namespace {
+
+constexpr Seconds kPlayersTime{2};
+constexpr FeedKit::FetchLimits kFeedLimits{.bytes = 64u << 20, .time = std::chrono::seconds(20), .redirects = 10};
+constexpr auto kCompanionTime = std::chrono::seconds(5);
+
+// One line for each part: its name, its state, what was found, and what to do about it.
+class Report
+{
+public:
+    void good(const char* part, const std::string& found) { line(part, "ok", found); }
+    // Nothing is wrong, but there is nothing to show either.
+    void idle(const char* part, const std::string& found) { line(part, "-", found); }
+    void broken(const char* part, const std::string& found)
+    {
+        line(part, "broken", found);
+        broken_ = true;
+    }
+    int exitCode() const { return broken_ ? 1 : 0; }
+
+private:
+    static void line(const char* part, const char* state, const std::string& found)
+    {
+        std::cout << std::left << std::setw(11) << part << std::setw(8) << state << found << std::endl;
+    }
+
+    bool broken_ = false;
+};
+
+void examinePlayer(SaverHost& host, Report& report)
+{
+    if (PreferencesWC::isCatalinaHTTPAPIFixEnabled(host.surroundings())) {
+        report.idle("player", "not read here: the companion tells the track");
+        return report.idle("artwork", "comes with it");
+    }
+    host.meetPlayers(kPlayersTime);
+    const auto& manager = NqiTunesManager::shared(host.surroundings());
+    const auto player = host.surroundings().players->applicationWithBundleIdentifier(manager.bundleIDiTunesMusic());
+    if (!host.hasSessionBus()) {
+        report.broken("player", "there is no session bus; start Vitrel from within a desktop session");
+        return report.idle("artwork", "without a player there is none");
+    }
+    const auto track = send(player, &SBApplication::currentTrack);
+    if (!player || !player->isRunning()) {
+        report.idle("player", "none runs; start one that speaks MPRIS, and for mpv the package mpv-mpris");
+        return report.idle("artwork", "without a player there is none");
+    }
+    if (!track || track->name.empty()) {
+        report.good("player", "one runs, and has no track; play something");
+        return report.idle("artwork", "without a track there is none");
+    }
+    report.good("player",
+        "\"" + track->name + "\"" + (track->artist.empty() ? "" : " by " + track->artist)
+            + (player->playerState() == kPlayerStatePlaying ? ", playing" : ", not playing"));
+    if (track->artworks.empty())
+        return report.idle("artwork", "the player names none; many do once the files have covers");
+    const auto bytes = track->artworks.front()->rawData();
+    const auto image = bytes ? NSImage::imageWithData(*bytes) : nullptr;
+    if (!image || image->representations().empty())
+        return report.broken("artwork", "the player names one that can't be read; see whether its file is there");
+    const NSBitmapImageRep& picture = image->representations().front();
+    report.good("artwork", std::to_string(picture.pixelsWide()) + "x" + std::to_string(picture.pixelsHigh()));
+}
+
+void examineCompanion(SaverHost& host, Report& report)
+{
+    const bool needed = PreferencesWC::isCatalinaHTTPAPIFixEnabled(host.surroundings());
+    const auto date = universalDatetimeFormatted(host.surroundings().clock->date(), kCompanionDatePattern);
+    const auto url = "http://localhost:" + std::to_string(kCompanionPort) + std::string(kCompanionStateTarget)
+        + escapedCompanionQuery(UUIDString(), date);
+    using Answer = std::pair<std::optional<Bytes>, std::optional<std::string>>;
+    const auto answered = std::make_shared<std::promise<Answer>>();
+    auto future = answered->get_future();
+    host.surroundings()
+        .urlSession
+        ->dataTaskWithURLCompletionHandler(url,
+            [answered](std::optional<Bytes> data, std::optional<std::string> error) {
+                answered->set_value({std::move(data), std::move(error)});
+            })
+        ->resume();
+    Answer answer;
+    if (future.wait_for(kCompanionTime) == std::future_status::ready)
+        answer = future.get();
+    else
+        answer.second = "it doesn't answer";
+    if (answer.first && textOf(*answer.first).find("\"ChangeID\"") != std::string_view::npos)
+        return report.good(
+            "companion", needed ? "muralis answers" : "muralis answers, though the player is read directly");
+    const std::string why = answer.first ? "something else answers on its port, or it refuses" : *answer.second;
+    if (needed)
+        return report.broken("companion", why + "; start muralis, or enable its user unit");
+    report.idle("companion", "not needed: the player is read directly");
+}
+
+void examineFeed(SaverHost& host, Report& report)
+{
+    const auto item = Settings::shared(host.surroundings()).selectedVitrelItem();
+    auto address = item ? item->rssFeedURL().value_or("") : "";
+    if (address.empty())
+        address = kDefaultFeedAddress;
+    FeedKit::FeedParser parser(FeedKit::URL(address), std::make_shared<FeedKit::CurlFetcher>(kFeedLimits));
+    const auto feed = parser.parse();
+    if (!feed) {
+        const auto& error = feed.error();
+        const auto why = error.payload().empty() ? error.failureReason() : error.payload();
+        return report.broken("feed", address + ": " + why + "; vitrel feed-url sets another");
+    }
+    if (feed->jsonFeed())
+        return report.broken("feed", address + " is a JSON feed, which compositions don't get; take its RSS or Atom");
+    const auto dictionary
+        = feed->rssFeed() ? feedDictionary(*feed->rssFeed(), 0, {}) : feedDictionary(*feed->atomFeed(), 0, {});
+    const auto* title = dictionary.at("Title").as<std::string>();
+    const auto* articles = dictionary.at("Articles").array();
+    const auto found = (title && !title->empty() ? "\"" + *title + "\", " : "")
+        + std::to_string(articles ? articles->size() : 0) + " articles, from " + address;
+    if (!item)
+        return report.idle("feed", found + "; no composition has been chosen, so none gets it");
+    report.good("feed", found);
+}
+
+int doctor(const SaverOptions& options)
+{
+    int code = 0;
+    const auto host = SaverHost::make(options, code);
+    if (!host)
+        return code;
+    Report report;
+    examinePlayer(*host, report);
+    examineCompanion(*host, report);
+    examineFeed(*host, report);
+    return report.exitCode();
+}
+
+} // namespace
+
+void addDoctor(CLI::App& app, Action& action)
+{
+    auto* command
+        = app.add_subcommand("doctor", "Look at player, artwork, companion and feed, and say what is missing");
+    const auto options = std::make_shared<SaverOptions>();
+    command->add_option("--player", options->player, "Look at this player, by its name on the bus");
+    command->add_option("--system-version", options->systemVersion, "As for play");
+    command->callback([&action, options] { action = [=] { return doctor(*options); }; });
+}
+
+} // namespace vitrel

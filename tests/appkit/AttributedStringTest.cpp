@@ -1,0 +1,63 @@
+#include "platform/appkit/NSAttributedString.h"
+
+#include <gtest/gtest.h>
+
+namespace vitrel {
+namespace {
+
+std::string plain(std::string_view html)
+{
+    return NSAttributedString::initWithHTML(html)->string();
+}
+
+TEST(NSAttributedString, LaysHTMLOutInLines)
+{
+    struct {
+        const char* html;
+        const char* text;
+        const char* why;
+    } const cases[] = {
+        {"", "", "nothing"},
+        {"Hello  <b>wor</b>ld\n again ", "Hello world again", "white space collapses, also over elements"},
+        {"a<b> b </b> c", "a b c", "to one blank"},
+        {"<p>A</p>\n<p> B </p>\n", "A\nB", "paragraphs; no line end behind the last"},
+        {"<p>A<p>B", "A\nB", "without their end tags"},
+        {"<p></p><p>A</p><div></div>", "A", "empty ones make no lines"},
+        {"<div><div>A</div></div><div>B", "A\nB", "nor do nested ones"},
+        {"A<br>B<br/><br />C<br>", "A\nB\n\nC", "each break ends a line"},
+        {"<h1>T</h1>t<hr>u", "T\nt\nu", "headings and rules"},
+        {"x<ul><li>A</li><li>B <i>b</i></ul>y", "x\nA\nB b\ny", "each item a line"},
+        {"<table><tr><td>1</td><td>2</td></tr><tr><td>3</table>", "1\n2\n3", "each cell"},
+        {"a<pre>x\n  y\n</pre>b", "a\nx\n  y\nb", "preformatted text keeps its lines and blanks"},
+        {"<head><title>no</title><style>p{}</style></head><script>'<p>no'</script>A<!-- no --><iframe>no</iframe>", "A",
+            "what isn't shown"},
+        {"A<img src='x' alt='no'>B", "AB", "pictures"},
+        {"&lt;p&gt; &amp;amp; &hellip;&nbsp;&eacute;&#8364;&#x20ac;&apos;", "<p> &amp; …\u00A0é€€'",
+            "references, once"},
+        {"it&#146;s &#133; &#x80;", "it\u2019s \u2026 \u20AC", "numbers that mean Windows-1252"},
+        {"AT&T &bogus; &", "AT&T &bogus; &", "what is none"},
+        {"5 < 6 > 4", "5 < 6 > 4", "a bare less-than"},
+        {"日本<br>\u00FCber", "日本\n\u00FCber", "UTF-8"},
+        {"<meta charset='utf-16'>\u00E9", "\u00E9", "a document's own word on its encoding doesn't count"},
+        {"<p", "", "a tag that is cut off"},
+        {"A</div></p></b>B", "A\nB", "ends without starts"},
+    };
+    for (const auto& [html, text, why] : cases)
+        EXPECT_EQ(plain(html), text) << html << ": " << why;
+}
+
+// Readers that keep a tree take minutes and gigabytes over these; a time limit of the test runner would end them.
+TEST(NSAttributedString, TakesLinearTimeOverHostileDocuments)
+{
+    for (const char* piece : {"<div>", "<b>", "<table><tr><td>", "<a href=\"", "<", "<p ", "&lt;", "<ul><li>", "</p>",
+             "<!--", "<script>", "&#", "<select><option>", "\xFF", "<font><p>"}) {
+        std::string html;
+        while (html.size() < (1u << 20))
+            html += piece;
+        EXPECT_LE(plain(html + "end").size(), 2 * html.size() + 3) << piece;
+    }
+    EXPECT_EQ(plain(std::string(8u << 20, 'x')).size(), 4u << 20) << "what is beyond the limit doesn't count";
+}
+
+} // namespace
+} // namespace vitrel

@@ -1,0 +1,167 @@
+// The link over real sockets, with companions that behave and some that don't.
+#include "companion/LinkOwner.h"
+#include "platform/foundation/CurlURLSession.h"
+#include "support/LocalServer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+namespace vitrel {
+namespace {
+
+using namespace std::chrono_literals;
+using Connection = LocalServer::Connection;
+using Request = LocalServer::Request;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kIsMemoryOurs = false;
+#else
+constexpr bool kIsMemoryOurs = true;
+#endif
+
+// A link as the program has it, with ticks ten times as fast.
+struct RealLink {
+    SystemClock clock;
+    RunLoop loop{clock};
+    CurlURLSession session;
+    PoolQueue queue{2};
+    std::shared_ptr<LinkOwner> owner;
+    std::shared_ptr<NSTimer> ticks;
+
+    RealLink(int port, URLSessionLimits limits)
+        : session(limits)
+        , owner(std::make_shared<LinkOwner>(
+              MuralisLink::Means{clock, loop, queue, &session, static_cast<std::uint16_t>(port)}))
+    {
+        ticks = loop.scheduledTimer(Seconds(0.05), true, [this] { owner->link.scheduleQueryMuralisApp(); });
+    }
+    ~RealLink() { session.invalidateAndCancel(); }
+
+    // False if `isDone` doesn't hold within half a minute.
+    template <class Test> bool turnUntil(Test isDone)
+    {
+        const Seconds end = clock.now() + Seconds(30);
+        while (!isDone() && clock.now() < end) {
+            loop.wait(Seconds(0.02));
+            loop.turn();
+        }
+        return isDone();
+    }
+};
+
+void serveTrack(const Request& request, const Connection& to)
+{
+    const bool isData = request.target.starts_with(kCompanionDataTarget);
+    to.send(LocalServer::answer(isData ? R"({"Data": {"Name": "Song"}})" : R"({"ChangeID": "well"})"));
+}
+
+TEST(RealCompanion, OfEitherAddressFamilyGivesItsTrack)
+{
+    for (const int family : {AF_INET, AF_INET6}) {
+        const LocalServer server(serveTrack, family);
+        if (server.port() == 0)
+            continue; // no IPv6 on this machine
+        RealLink in(server.port(), {});
+        ASSERT_TRUE(in.turnUntil([&] { return in.owner->packets.size() == 2; })) << "at once and a second later";
+        EXPECT_EQ(in.owner->packets[0], (Dictionary{{"Name", "Song"}}));
+        for (const auto& request : server.requests())
+            EXPECT_NE(request.target.find("screen=7&s="), std::string::npos) << request.target;
+    }
+}
+
+// Each of these has hung, crashed or filled a poller somewhere. The companion does all in turn and then recovers.
+TEST(RealCompanion, ThatHasGoneMadIsPolledOnUntilItRecovers)
+{
+    const std::string block(1 << 16, 'A');
+    const auto base64 = [&](const Connection& to) { // a hundred megabytes
+        to.send(LocalServer::head() + "{\"Data\": {\"Track Artwork\": \"");
+        for (int k = 0; k < 1600 && to.send(block); ++k) { }
+        to.send("\"}}");
+    };
+    const std::vector<std::function<void(const Connection&)>> tricks = {
+        [](const Connection& to) { to.stall(); },
+        [](const Connection& to) {
+            to.send(LocalServer::head() + "{\"ChangeID\": \"");
+            while (to.send("x"))
+                std::this_thread::sleep_for(5ms);
+        },
+        [&](const Connection& to) {
+            to.send(LocalServer::head());
+            while (to.send(block)) { }
+        },
+        [](const Connection& to) { to.send(LocalServer::answer(std::string(100'000, '['))); },
+        [](const Connection& to) { to.send(LocalServer::answer("{\"Data\": " + std::string(100'000, '{'))); },
+        base64,
+        base64,
+        [](const Connection& to) { to.send(LocalServer::answer("busy", "", "503 Service Unavailable")); },
+        [](const Connection& to) { to.send(LocalServer::redirect("http://127.0.0.1:1/")); },
+        [](const Connection& to) { to.send("HTTP/1.1 200 OK\r\nContent-Length: 500\r\n\r\n{\"Change"); },
+        [](const Connection& to) { to.send("nothing of the kind\r\n\r\n"); },
+        [](const Connection&) {},
+    };
+    std::atomic<std::size_t> next = 0;
+    testing::internal::CaptureStdout();
+    {
+        const LocalServer server([&](const Request& request, const Connection& to) {
+            const std::size_t which = next++;
+            if (which < tricks.size())
+                tricks[which](to);
+            else
+                serveTrack(request, to);
+        });
+        RealLink in(server.port(), {400ms, URLSessionLimits().bytes});
+        EXPECT_TRUE(in.turnUntil([&] { return in.owner->packets.size() >= 2; })) << "stopped at " << next;
+        EXPECT_EQ(in.owner->packets.back(), (Dictionary{{"Name", "Song"}}));
+    }
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_NE(printed.find("Error converting data"), printed.npos);
+    EXPECT_LT(printed.size(), 4096u) << "no answer belongs on the terminal";
+    if (kIsMemoryOurs) {
+        std::ifstream status("/proc/self/status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.starts_with("VmHWM:")) {
+                EXPECT_LT(std::stoul(line.substr(6)), 256u << 10) << "KiB";
+            }
+        }
+    }
+}
+
+TEST(RealCompanion, ThatIsGoneIsAskedForAtEachTickAndFoundWhenItComes)
+{
+    int port = 0;
+    {
+        const LocalServer gone(serveTrack);
+        port = gone.port();
+    }
+    RealLink in(port, {});
+    int ticks = 0;
+    const auto counter = in.loop.scheduledTimer(Seconds(0.05), true, [&] { ++ticks; });
+    ASSERT_TRUE(in.turnUntil([&] { return ticks == 8; }));
+    EXPECT_TRUE(in.owner->packets.empty());
+    const LocalServer back(serveTrack, AF_INET, port);
+    if (back.port() != port)
+        GTEST_SKIP() << "somebody else has taken the port";
+    EXPECT_TRUE(in.turnUntil([&] { return !in.owner->packets.empty(); }));
+}
+
+TEST(RealCompanion, TheLinksEndLeavesNothingBehind)
+{
+    std::weak_ptr<LinkOwner> weak;
+    {
+        const LocalServer server([](const Request&, const Connection& to) { to.stall(); });
+        RealLink in(server.port(), {});
+        ASSERT_TRUE(in.turnUntil([&] { return !server.requests().empty(); }));
+        weak = in.owner;
+        in.owner.reset();
+        in.ticks->invalidate();
+        EXPECT_FALSE(weak.expired()) << "held by its request";
+        in.session.invalidateAndCancel();
+        EXPECT_TRUE(in.turnUntil([&] { return weak.expired(); }));
+    }
+}
+
+} // namespace
+} // namespace vitrel

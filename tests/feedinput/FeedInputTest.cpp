@@ -1,0 +1,331 @@
+#include "feedinput/FeedInput.h"
+#include "FeedKit/fetch/CurlFetcher.h"
+#include "platform/foundation/RunLoop.h"
+#include "preferences/Settings.h"
+#include "support/LocalServer.h"
+#include "support/TestSurroundings.h"
+
+#include <deque>
+#include <gmock/gmock.h>
+
+namespace vitrel {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class FakeFetcher final : public FeedKit::Fetcher
+{
+public:
+    Result<Bytes, std::string> contentsOf(const FeedKit::URL& url) override
+    {
+        asked.push_back(url.text());
+        if (answers.empty())
+            return std::string("the host was not found");
+        const auto text = answers.front();
+        answers.pop_front();
+        const auto view = bytesOf(text);
+        return Bytes(view.begin(), view.end());
+    }
+    Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
+        const FeedKit::URL&, const FeedKit::Validators&) override
+    {
+        return std::string("not asked for here");
+    }
+
+    std::vector<std::string> asked;
+    std::deque<std::string> answers;
+};
+
+std::string feedOf(const std::string& title, int items = 1)
+{
+    std::string document = "<rss><channel><title>" + title + "</title>";
+    for (int k = 1; k <= items; ++k)
+        document += "<item><title>" + std::to_string(k) + "</title><description>&lt;p>text&lt;/p></description></item>";
+    return document + "</channel></rss>";
+}
+
+// A view that only says what it is asked.
+struct View final : FeedInputView, std::enable_shared_from_this<View> {
+    explicit View(const Surroundings& surroundings)
+        : input(*this, surroundings)
+    { }
+
+    std::shared_ptr<FeedInputView> retained() override { return shared_from_this(); }
+    std::vector<std::string> inputKeys() const override { return keys; }
+    Value valueForInputKey(const std::string&) const override { return count; }
+    void setQuartzCompositionValue(const Value& value, const std::string& key) override
+    {
+        const auto text = *value.as<std::string>();
+        const auto at = text.find("\"Title\":\"") + 9;
+        log.push_back(key + " " + text.substr(at, text.find('"', at) - at));
+        written = text;
+    }
+    void fileDidChange() override { log.push_back("reload"); }
+    void updateView() override { log.push_back("update sheet"); }
+    void updateCompositionInputs() override { input.updateCompositionInputs(); }
+
+    std::vector<std::string> keys;
+    Value count;
+    std::vector<std::string> log;
+    std::string written;
+    FeedInput input;
+};
+
+struct Feeding : TestSurroundings {
+    std::shared_ptr<FakeFetcher> fetcher = std::make_shared<FakeFetcher>();
+    std::shared_ptr<View> view;
+
+    Feeding()
+    {
+        surroundings.feedFetcher = fetcher;
+        view = std::make_shared<View>(surroundings);
+        view->keys = {"Muralis_RSS_Feed"};
+        store.setValueForKey(kIdentifier, "Active File Path", "/anywhere/Feeder.qtz");
+    }
+    ~Feeding() { view->input.stop(); }
+
+    VitrelItem item() { return *Settings::shared(surroundings).selectedVitrelItem(); }
+    // Runs the view's operation, then the queue, then the main queue.
+    std::vector<std::string> update()
+    {
+        view->updateCompositionInputs();
+        return settle();
+    }
+    std::vector<std::string> settle()
+    {
+        while (!initiated.blocks.empty() || loop.nextDue() == clock.time) {
+            for (auto& block : std::exchange(initiated.blocks, {}))
+                block();
+            loop.turn();
+        }
+        return std::exchange(view->log, {});
+    }
+};
+
+TEST(FeedInput, ShowsThePlaceholderAndThenTheFeed)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    in.item().setRssFeedURL("http://host/feed");
+    in.fetcher->answers = {feedOf("First"), feedOf("Second")};
+    EXPECT_THAT(in.update(), ElementsAre("Muralis_RSS_Feed Hello", "Muralis_RSS_Feed First"));
+    EXPECT_THAT(in.view->written, HasSubstr(R"("description":"text")"));
+    EXPECT_THAT(in.update(), ElementsAre("Muralis_RSS_Feed First", "Muralis_RSS_Feed Second"));
+    EXPECT_THAT(in.update(), ElementsAre("Muralis_RSS_Feed Second")) << "a failure changes nothing";
+    EXPECT_THAT(in.fetcher->asked, testing::Each("http://host/feed"));
+}
+
+TEST(FeedInput, WritesOneTurnLater)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    in.view->updateCompositionInputs();
+    EXPECT_THAT(in.view->log, IsEmpty());
+    in.loop.turn();
+    EXPECT_THAT(in.view->log, ElementsAre("Muralis_RSS_Feed Hello"));
+}
+
+TEST(FeedInput, NotesWhetherACompositionShowsFeedsAndReloadsItOnce)
+{
+    Feeding in;
+    in.fetcher->answers = {feedOf("A"), feedOf("B")};
+    EXPECT_THAT(in.update(), ElementsAre("reload", "update sheet", "Muralis_RSS_Feed Hello", "Muralis_RSS_Feed A"));
+    EXPECT_EQ(in.item().boolForKey(VitrelItem::Key::isRSSVisualizer), true);
+    EXPECT_THAT(in.update(), ElementsAre("Muralis_RSS_Feed A", "Muralis_RSS_Feed B"));
+    in.view->keys.clear();
+    EXPECT_THAT(in.update(), ElementsAre("reload", "update sheet")) << "the input is gone";
+    EXPECT_EQ(in.item().boolForKey(VitrelItem::Key::isRSSVisualizer), false);
+    EXPECT_THAT(in.update(), IsEmpty());
+}
+
+TEST(FeedInput, LeavesOrdinaryCompositionsAlone)
+{
+    Feeding in;
+    in.view->keys = {"Name"};
+    EXPECT_THAT(in.update(), IsEmpty());
+    EXPECT_EQ(in.item().boolForKey(VitrelItem::Key::isRSSVisualizer), std::nullopt) << "nothing is stored for it";
+    EXPECT_FALSE(in.view->input.rssFeedReloader());
+    // No composition was ever chosen: the default one plays unfed.
+    Feeding none;
+    none.store.setValueForKey(Feeding::kIdentifier, "Active File Path", Value());
+    EXPECT_THAT(none.update(), IsEmpty());
+    EXPECT_THAT(none.fetcher->asked, IsEmpty());
+}
+
+TEST(FeedInput, TakesTheDefaultFeedForNoAddressAndNothingForABadOne)
+{
+    struct {
+        const char* address;
+        bool loads;
+    } const cases[] = {
+        {"", true},
+        {"http://host/a%20b", true},
+        {"feed://host/", true},
+        {"two words", false},
+        {"http://host/\n", false},
+        {"http://host/%2", false},
+        {"http://h\u00F6st/", false},
+        {"javascript:\"x\"", false},
+    };
+    for (const auto& [address, loads] : cases) {
+        Feeding in;
+        in.item().setIsRSSVisualizer(true);
+        in.item().setRssFeedURL(address);
+        in.update();
+        EXPECT_EQ(in.fetcher->asked.size(), loads ? 1u : 0u) << address;
+        if (!*address) {
+            EXPECT_THAT(in.fetcher->asked[0], testing::StartsWith("https://"));
+        }
+    }
+}
+
+TEST(FeedInput, AsksForAsManyArticlesAsTheCompositionWants)
+{
+    struct {
+        Value value;
+        std::int64_t count;
+    } const cases[] = {
+        {3, 3},
+        {2.0, 2},
+        {2.5, 7},
+        {"3", 7},
+        {Value(), 7},
+        {true, 1},
+        {-1, -1},
+        {1e300, 7},
+        {std::nan(""), 7},
+    };
+    for (const auto& [value, count] : cases) {
+        Feeding in;
+        in.item().setIsRSSVisualizer(true);
+        in.view->keys.push_back("Muralis_RSS_ArticlesCount");
+        in.view->count = 7;
+        in.update();
+        in.view->count = value;
+        in.fetcher->answers = {feedOf("A", 9)};
+        in.update();
+        EXPECT_EQ(in.view->input.articlesCount(), count) << description(value);
+        std::size_t articles = 0;
+        for (auto at = in.view->written.find("\"title\""); at != std::string::npos;
+             at = in.view->written.find("\"title\"", at + 1))
+            ++articles;
+        EXPECT_EQ(articles, count < 1 ? 9u : static_cast<std::size_t>(count)) << description(value);
+    }
+}
+
+TEST(FeedInput, LoadsAnewEveryFiveMinutesUntilItIsStopped)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    in.update();
+    const auto timer = in.view->input.rssFeedReloader();
+    in.update();
+    EXPECT_EQ(in.view->input.rssFeedReloader(), timer) << "a timer that is there stays";
+    in.fetcher->asked.clear();
+    in.fastForwardBy(299s);
+    in.settle();
+    EXPECT_THAT(in.fetcher->asked, IsEmpty());
+    in.fastForwardBy(2s);
+    in.settle();
+    EXPECT_EQ(in.fetcher->asked.size(), 1u);
+    in.view->input.stop();
+    in.fastForwardBy(900s);
+    in.settle();
+    EXPECT_EQ(in.fetcher->asked.size(), 1u);
+}
+
+TEST(FeedInput, TheLastLoadThatComesWins)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    in.fetcher->answers = {feedOf("Second"), feedOf("First")};
+    in.view->updateCompositionInputs();
+    in.view->updateCompositionInputs();
+    ASSERT_EQ(in.initiated.blocks.size(), 2u);
+    std::swap(in.initiated.blocks[0], in.initiated.blocks[1]);
+    in.settle();
+    EXPECT_THAT(in.view->written, HasSubstr("\"Title\":\"First\""));
+}
+
+TEST(FeedInput, SaysWhatFailedOnStandardOutputAndPublishesNoJSONFeed)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    in.fetcher->answers = {"<rss><broken", "no feed", "{\"title\": \"J\"}"};
+    testing::internal::CaptureStdout();
+    for (int k = 0; k < 4; ++k)
+        EXPECT_THAT(in.update(), ElementsAre("Muralis_RSS_Feed Hello")) << k;
+    const auto said = testing::internal::GetCapturedStdout();
+    EXPECT_THAT(said, HasSubstr("internalError(reason: \"unclosed token at line 1, column 6\")\n"));
+    EXPECT_THAT(said, HasSubstr("feedNotFound\n"));
+    EXPECT_THAT(said, HasSubstr("internalError(reason: \"the host was not found\")\n"));
+    EXPECT_THAT(said, testing::Not(HasSubstr("J")));
+}
+
+// A real server over the day: what it last gave well stays, whatever it does in between.
+TEST(FeedInput, KeepsTheLastGoodFeedThroughAServersBadDays)
+{
+    const auto answer
+        = [](const std::string& body, const std::string& status = "200 OK", const std::string& more = "") {
+              return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" + more
+                  + "\r\n" + body;
+          };
+    const std::string moved = "HTTP/1.1 301 Moved\r\nLocation: /new\r\nContent-Length: 0\r\n\r\n";
+    const std::string latin = "<?xml version='1.0' encoding='ISO-8859-1'?>" + feedOf("Caf\xE9");
+    const std::pair<std::string, std::string> days[] = {
+        {answer(feedOf("One")), "One"},
+        {answer("gone", "500 Internal Server Error"), "One"},
+        {answer(feedOf("Two")).substr(0, 150), "One"}, // breaks off
+        {moved, "Moved"},
+        {"no HTTP at all", "Moved"},
+        {answer(latin), "Caf\u00E9"},
+        {"stall", "Caf\u00E9"},
+        {answer("{\"title\": \"json\"}"), "Caf\u00E9"},
+        {answer(feedOf("Last")), "Last"},
+    };
+    std::string today;
+    LocalServer server([&](const LocalServer::Request& request, const LocalServer::Connection& connection) {
+        if (request.target == "/new")
+            connection.send(answer(feedOf("Moved")));
+        else if (today == "stall")
+            connection.stall();
+        else
+            connection.send(today);
+    });
+    Feeding in;
+    in.surroundings.feedFetcher = std::make_shared<FeedKit::CurlFetcher>(
+        FeedKit::FetchLimits{.bytes = 1u << 20, .time = std::chrono::milliseconds(300), .redirects = 10});
+    in.item().setIsRSSVisualizer(true);
+    in.item().setRssFeedURL(server.url("/feed"));
+    testing::internal::CaptureStdout();
+    for (const auto& [does, title] : days) {
+        today = does;
+        in.update();
+        EXPECT_THAT(in.view->written, HasSubstr("\"Title\":\"" + title + "\"")) << does;
+    }
+    testing::internal::GetCapturedStdout();
+}
+
+// What a load holds must not go on another thread, and not at all while the load is under way.
+TEST(FeedInput, HoldsTheViewWhileALoadIsUnderWay)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    in.fetcher->answers = {feedOf("A")};
+    auto view = std::make_shared<View>(in.surroundings);
+    view->keys = {"Muralis_RSS_Feed"};
+    const std::weak_ptr<View> watched = view;
+    view->updateCompositionInputs();
+    view->input.stop();
+    view.reset();
+    in.loop.turn();
+    EXPECT_FALSE(watched.expired());
+    in.settle();
+    EXPECT_TRUE(watched.expired());
+}
+
+} // namespace
+} // namespace vitrel

@@ -1,0 +1,119 @@
+// The road from the companion to the composition, with the whole view on it.
+#include "support/FakeURLSession.h"
+#include "support/Saver.h"
+
+#include <gmock/gmock.h>
+
+namespace vitrel {
+namespace {
+
+using namespace std::chrono_literals;
+
+const OperatingSystemVersion kCompanion{10, 14, 0};
+
+struct Polling : Saver {
+    FakeURLSession session;
+
+    Polling()
+        : Saver(kCompanion)
+    {
+        surroundings.urlSession = &session;
+        composition("Muralis RSS Almanac", {"Name"});
+    }
+    ~Polling() { session.invalidateAndCancel(); }
+
+    std::string display(std::size_t which) const
+    {
+        const std::string& url = session.requests.at(which).url;
+        const auto from = url.find("?screen=") + 8;
+        return url.substr(from, url.find('&') - from);
+    }
+};
+
+TEST(Companion, ATrackReachesTheCompositionAndIsWrittenTwice)
+{
+    Polling in;
+    const auto view = in.makeView();
+    in.fastForwardBy(0.01s);
+    in.interactive.drain();
+    in.session.answer(R"({"ChangeID": "A"})");
+    in.fastForwardBy(0.01s);
+    ASSERT_EQ(in.session.requests.size(), 1u);
+    EXPECT_NE(in.session.requests[0].url.find("/music/Data?screen=&s="), std::string::npos);
+    const auto written = [&] { return std::exchange(Saver::recording(*view).writes, {}); };
+    const std::pair<std::string, Value> song{"Name", "Song"};
+    written();
+    in.session.answer(R"({"Data": {"Name": "Song"}})");
+    in.fastForwardBy(0.01s);
+    EXPECT_THAT(written(), testing::ElementsAre(song));
+    in.fastForwardBy(1s);
+    EXPECT_THAT(written(), testing::ElementsAre(song));
+    EXPECT_EQ(view->lastStateID(), "A");
+}
+
+TEST(Companion, IsAskedTwiceASecondForTheDisplayThatTheViewIsOn)
+{
+    Polling in;
+    const auto view = in.makeView();
+    const auto window = in.show(view);
+    in.interactive.drain();
+    EXPECT_EQ(in.display(0), "") << "no window when the first query was asked for";
+    std::vector<std::shared_ptr<const NSScreen>> screens{nullptr};
+    for (Value number : {Value(4294967295), Value("text"), Value(12)}) {
+        NSScreen screen;
+        screen.deviceDescription["NSScreenNumber"] = number;
+        screens.push_back(std::make_shared<const NSScreen>(screen));
+    }
+    const char* expected[] = {"", "4294967295", "", "12"};
+    for (std::size_t k = 0; k < screens.size(); ++k) {
+        in.session.answer("{}");
+        window->setScreen(screens[k]);
+        in.fastForwardBy(0.5s);
+        in.interactive.drain();
+        ASSERT_EQ(in.session.requests.size(), 1u);
+        EXPECT_EQ(in.display(0), expected[k]);
+    }
+    EXPECT_EQ(in.session.sent, 5);
+}
+
+// Two displays poll for themselves: what one has fetched the other has not.
+TEST(Companion, EachViewHasItsOwnState)
+{
+    Polling in;
+    const auto first = in.makeView(), second = in.makeView();
+    in.interactive.drain();
+    in.session.answer(R"({"ChangeID": "A"})", 0);
+    in.fastForwardBy(0.01s);
+    EXPECT_EQ(first->lastStateID(), "A");
+    EXPECT_EQ(second->lastStateID(), std::nullopt);
+    EXPECT_TRUE(second->isDownloadInProgress());
+    EXPECT_FALSE(second->isDownloadScheduled());
+}
+
+TEST(Companion, AnAnswerThatComesAfterTheStopChangesNothing)
+{
+    Polling in;
+    auto view = in.makeView();
+    in.interactive.drain();
+    view->cleanup();
+    in.session.answer(R"({"Data": {"Name": "late"}})");
+    in.fastForwardBy(3s);
+    EXPECT_EQ(view->dataiTunes(), nullptr);
+    EXPECT_EQ(in.session.sent, 1);
+    const std::weak_ptr<VitrelView> weak = view;
+    view.reset();
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST(Companion, IsNotAskedBelowTheGate)
+{
+    Polling in;
+    in.surroundings.systemVersion = {10, 13, 6};
+    const auto view = in.makeView();
+    in.fastForwardBy(5s);
+    in.interactive.drain();
+    EXPECT_EQ(in.session.sent, 0);
+}
+
+} // namespace
+} // namespace vitrel
