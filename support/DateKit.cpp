@@ -65,11 +65,17 @@ std::string universalDatetimeFormatted(Date date, std::string_view format)
 
 std::optional<Date> dateFromUniversalDatetime(std::string_view text, std::string_view format)
 {
+    // ICU 72 divides by zero over a fraction of 35 digits. Four bytes make a character at most.
+    constexpr std::size_t mostCharacters = 34;
+    if (text.size() > 4 * mostCharacters)
+        return std::nullopt;
+    const icu::UnicodeString all = unicode(text);
+    if (all.countChar32() > static_cast<std::int32_t>(mostCharacters))
+        return std::nullopt;
     const auto reader = universalFormatter(format);
     if (!reader)
         return std::nullopt;
     reader->setLenient(false);
-    const icu::UnicodeString all = unicode(text);
     icu::ParsePosition position(0);
     const UDate milliseconds = reader->parse(all, position);
     if (position.getErrorIndex() >= 0 || position.getIndex() != all.length())

@@ -14,7 +14,8 @@ namespace vitrel {
 
 // `format` is a pattern of ICU. In UTC; calendar and digits are the current user's, so "y" is 2569 in Bangkok.
 std::string universalDatetimeFormatted(Date date, std::string_view format);
-// The other way, for who was sent such a text by the same user. Absent unless the whole text fits.
+// The other way, for who was sent such a text by the same user. Absent unless the whole text fits, and
+// for one of more than 34 characters.
 std::optional<Date> dateFromUniversalDatetime(std::string_view text, std::string_view format);
 
 // Identifiers, all through universalDatetimeFormatted.
