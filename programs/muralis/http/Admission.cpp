@@ -108,6 +108,13 @@ std::optional<Date> companionDate(std::string_view text)
     return Date{days * 86400 + hour * 3600 + minute * 60 + second + number(20, 3) / 1000.0};
 }
 
+// As a saver would have written it, to the character.
+static std::optional<Date> usersDate(std::string_view text)
+{
+    const auto date = dateFromUniversalDatetime(text, kCompanionDatePattern);
+    return date && universalDatetimeFormatted(*date, kCompanionDatePattern) == text ? date : std::nullopt;
+}
+
 bool Admission::isCurrent(const std::optional<Date>& date) const
 {
     return date && std::abs(date->secondsSince1970 - clock_.date().secondsSince1970) <= kMostApart;
@@ -122,8 +129,7 @@ std::optional<CompanionQuestion> Admission::admit(const HttpRequest& request, co
     if (!identity || !hasRightToken(*target))
         return std::nullopt;
     // A saver writes the date in the calendar and the digits of its user, who is also this program's.
-    if (!isCurrent(companionDate(target->date))
-        && !isCurrent(dateFromUniversalDatetime(target->date, kCompanionDatePattern)))
+    if (!isCurrent(companionDate(target->date)) && !isCurrent(usersDate(target->date)))
         return std::nullopt;
     if (request.method != "GET" || request.isFromPage || !isLoopbackHost(request.host))
         return std::nullopt;
