@@ -51,21 +51,7 @@ std::string escapedCompanionQuery(std::string_view id, std::string_view date)
 
 std::string escapedWithURLQueryAllowed(std::string_view text)
 {
-    constexpr std::string_view marks = "!$&'()*+,-./:;=?@_~";
-    constexpr char hex[] = "0123456789ABCDEF";
-    std::string out;
-    out.reserve(text.size() + 8);
-    for (const char c : text) {
-        const bool stays = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
-            || marks.find(c) != std::string_view::npos;
-        if (stays) {
-            out += c;
-        } else {
-            const auto byte = static_cast<unsigned char>(c);
-            out += {'%', hex[byte >> 4], hex[byte & 15]};
-        }
-    }
-    return out;
+    return percentEncoded(text, "!$&'()*+,-./:;=?@_~");
 }
 
 } // namespace vitrel
