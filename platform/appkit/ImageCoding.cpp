@@ -3,6 +3,7 @@
 #include "platform/appkit/VipsSupport.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace vitrel {
 
@@ -10,6 +11,10 @@ namespace {
 
 // Beyond it, files grow and nobody sees a difference on a cover.
 constexpr int kJpegQuality = 90;
+
+// Starting the library, which workers do, sets this variable if nothing has: on another thread's read of the
+// environment that is a crash. Set before there is a second thread, it stays as it is.
+[[maybe_unused]] const int vipsHome = setenv("VIPSHOME", "/usr", 0);
 
 bool startVips()
 {
