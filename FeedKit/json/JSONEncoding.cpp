@@ -1,4 +1,5 @@
 #include "FeedKit/json/JSONCoding.h"
+#include "base/Json.h"
 #include "base/Text.h"
 
 #include <algorithm>
@@ -72,7 +73,7 @@ public:
         for (const auto key : kWritten<T>) {
             if (key != kWritten<T>.front())
                 json_ += ',';
-            write(std::string(key));
+            vitrel::appendQuotedJson(json_, key);
             json_ += ':';
             forEachField<T>([&](const auto& field) {
                 if (field.key == key)
@@ -87,32 +88,9 @@ public:
     void write(double number) { json_ += std::isfinite(number) ? vitrel::shortestDecimal(number) : "null"; }
     void write(const Date& date) { write(dates_(date)); }
 
-    void write(const std::string& text)
-    {
-        json_ += '"';
-        for (const char c : vitrel::repairedUtf8(text))
-            writeCharacter(c);
-        json_ += '"';
-    }
+    void write(const std::string& text) { vitrel::appendQuotedJson(json_, vitrel::repairedUtf8(text)); }
 
 private:
-    void writeCharacter(char c)
-    {
-        constexpr char digits[] = "0123456789abcdef";
-        constexpr std::string_view named = "\"\\\b\f\n\r\t";
-        constexpr std::string_view names = "\"\\bfnrt";
-        if (const auto index = named.find(c); index != named.npos) {
-            json_ += '\\';
-            json_ += names[index];
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            json_ += "\\u00";
-            json_ += digits[c >> 4];
-            json_ += digits[c & 15];
-        } else {
-            json_ += c;
-        }
-    }
-
     const DateEncodingStrategy& dates_;
     std::string json_;
 };

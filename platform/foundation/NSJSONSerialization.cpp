@@ -1,5 +1,6 @@
 #include "platform/foundation/NSJSONSerialization.h"
 
+#include "base/Json.h"
 #include "base/Text.h"
 
 #include <cmath>
@@ -70,21 +71,7 @@ private:
     {
         if (repairedUtf8(text) != text)
             return false;
-        out_ += '"';
-        for (const char c : text) {
-            if (c == '"' || c == '\\') {
-                out_ += '\\';
-                out_ += c;
-            } else if (static_cast<unsigned char>(c) < 0x20) {
-                constexpr char digits[] = "0123456789abcdef";
-                out_ += "\\u00";
-                out_ += digits[c >> 4];
-                out_ += digits[c & 15];
-            } else {
-                out_ += c;
-            }
-        }
-        out_ += '"';
+        appendQuotedJson(out_, text);
         return true;
     }
 

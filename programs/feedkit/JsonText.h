@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Json.h"
 #include "base/Text.h"
 
 #include <charconv>
@@ -39,7 +40,7 @@ public:
     void key(std::string_view name)
     {
         separate();
-        quote(name);
+        appendQuotedJson(out_, name);
         out_ += pretty_ ? ": " : ":";
         keyed_ = true;
     }
@@ -47,7 +48,7 @@ public:
     void string(std::string_view text)
     {
         separate();
-        quote(text);
+        appendQuotedJson(out_, text);
     }
     void integer(std::int64_t number)
     {
@@ -79,31 +80,6 @@ private:
     {
         if (pretty_)
             out_.append(1, '\n').append(2 * depth_, ' ');
-    }
-    void quote(std::string_view text)
-    {
-        out_ += '"';
-        std::size_t done = 0;
-        for (std::size_t at = 0; at < text.size(); ++at) {
-            const auto c = static_cast<unsigned char>(text[at]);
-            if (c >= 0x20 && c != '"' && c != '\\')
-                continue;
-            out_.append(text, done, at - done);
-            escape(c);
-            done = at + 1;
-        }
-        out_.append(text, done);
-        out_ += '"';
-    }
-    void escape(unsigned char c)
-    {
-        constexpr char digits[] = "0123456789abcdef";
-        if (c == '"' || c == '\\')
-            (out_ += '\\') += static_cast<char>(c);
-        else if (c >= 8 && c <= 13 && c != 11)
-            (out_ += '\\') += "btn.fr"[c - 8];
-        else
-            ((out_ += "\\u00") += digits[c >> 4]) += digits[c & 15];
     }
 
     std::string out_;

@@ -16,7 +16,7 @@ TEST(NSJSONSerialization, WritesContainersCompactly)
     EXPECT_EQ(json(Dictionary{{"b", Array{1, -2.5, true, Value(), "x"}}, {"a", Dictionary{}}}),
         R"({"a":{},"b":[1,-2.5,true,null,"x"]})");
     EXPECT_EQ(json(Array{157907045.0, 0.1, 1e300, INT64_MIN}), "[157907045,0.1,1e+300,-9223372036854775808]");
-    EXPECT_EQ(json(Array{"\"\\/\n\x01é\u2028"}), "[\"\\\"\\\\/\\u000a\\u0001é\u2028\"]");
+    EXPECT_EQ(json(Array{"\"\\/\n\x01é\u2028"}), "[\"\\\"\\\\/\\n\\u0001é\u2028\"]");
 }
 
 TEST(NSJSONSerialization, RefusesWhatJSONHasNoFormFor)
