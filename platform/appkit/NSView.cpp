@@ -47,6 +47,24 @@ void NSView::removeFromSuperview()
     self->viewDidMoveToWindow();
 }
 
+void NSView::setToolTip(const std::optional<std::string>& text)
+{
+    toolTip_ = text;
+    didChange();
+}
+
+void NSView::setHidden(bool hidden)
+{
+    hidden_ = hidden;
+    didChange();
+}
+
+void NSView::didChange()
+{
+    if (onChange)
+        onChange();
+}
+
 NSWindow* NSView::window() const
 {
     const NSView* view = this;

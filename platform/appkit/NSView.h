@@ -3,7 +3,10 @@
 #include "platform/foundation/Geometry.h"
 #include "platform/foundation/NSObject.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace vitrel {
@@ -33,6 +36,17 @@ public:
     // The window that the view is in, by its parents; null without one.
     virtual NSWindow* window() const;
 
+    // What a window description calls it.
+    const std::optional<std::string>& identifier() const { return identifier_; }
+    void setIdentifier(const std::optional<std::string>& identifier) { identifier_ = identifier; }
+    const std::optional<std::string>& toolTip() const { return toolTip_; }
+    void setToolTip(const std::optional<std::string>& text);
+    bool isHidden() const { return hidden_; }
+    void setHidden(bool hidden);
+
+    // For what shows the view on a desktop: something that is seen of it has changed.
+    std::function<void()> onChange;
+
     // Kept and given back: everything here draws through one renderer.
     void setWantsLayer(bool wants) { wantsLayer_ = wants; }
     bool wantsLayer() const { return wantsLayer_; }
@@ -40,12 +54,17 @@ public:
     // The view, or a parent of it, has come into a window, left one, or the window's surface has changed.
     virtual void viewDidMoveToWindow();
 
+protected:
+    void didChange();
+
 private:
     friend class NSWindow;
     NSRect frame_;
     NSView* superview_ = nullptr;
     NSWindow* window_ = nullptr; // of a content view
     std::vector<std::shared_ptr<NSView>> subviews_;
+    std::optional<std::string> identifier_, toolTip_;
+    bool hidden_ = false;
     bool wantsLayer_ = false;
 };
 

@@ -30,6 +30,9 @@ public:
     void setDelegate(const std::shared_ptr<NSObject>& delegate) { delegate_ = delegate; }
     std::shared_ptr<NSObject> delegate() const { return delegate_.lock(); }
 
+    const std::string& title() const { return title_; }
+    void setTitle(const std::string& title) { title_ = title; }
+
     // Null if it isn't on a display.
     const std::shared_ptr<const NSScreen>& screen() const { return screen_; }
     void setScreen(std::shared_ptr<const NSScreen> screen) { screen_ = std::move(screen); }
@@ -44,6 +47,7 @@ public:
 
 private:
     NSRect frame_;
+    std::string title_;
     std::unique_ptr<Surface> surface_;
     std::shared_ptr<NSView> contentView_;
     std::weak_ptr<NSObject> delegate_;

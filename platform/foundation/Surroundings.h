@@ -23,7 +23,10 @@ class Clock;
 class DefaultsStore;
 class NSBundle;
 class NSDistributedNotificationCenter;
+class NSOpenPanel;
 class NSScreen;
+class NSWindow;
+class NSWorkspace;
 class PlayerProvider;
 class QCView;
 class Queue;
@@ -96,6 +99,13 @@ struct Surroundings {
     std::function<std::vector<DisplayInformation>()> displays;
     // Bundle identifiers of the applications that run.
     std::function<std::vector<std::string>()> runningApplications;
+    // What the sheet asks of the desktop; where it is absent, nothing happens.
+    NSWorkspace* workspace = nullptr;
+    std::function<void(std::shared_ptr<NSOpenPanel>)> showOpenPanel;
+    // Ends the sheet: the host closes its window.
+    std::function<void(const std::shared_ptr<NSWindow>&)> endSheet;
+    // The user's languages, the preferred one first, as in "de" or "zh-Hans".
+    std::vector<std::string> languages;
     // A uniform number of 32 bits; the system's own where none is given.
     std::function<std::uint32_t()> arc4random;
 
