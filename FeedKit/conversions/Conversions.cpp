@@ -93,9 +93,11 @@ std::optional<double> toDuration(std::string_view text)
         const auto piece = toInteger(colon == text.npos ? text : text.substr(colon + 1));
         if (!piece)
             return std::nullopt;
-        seconds += static_cast<double>(*piece) * unit;
+        // After some 170 pieces the unit is infinite, and none of it would be no number.
+        if (*piece != 0)
+            seconds += static_cast<double>(*piece) * unit;
         if (colon == text.npos)
-            return seconds;
+            return std::isfinite(seconds) ? std::optional(seconds) : std::nullopt;
         unit *= 60;
         text = text.substr(0, colon);
     }

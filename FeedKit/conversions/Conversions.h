@@ -22,7 +22,7 @@ std::optional<double> toDouble(std::string_view text);
 std::optional<bool> toBool(std::string_view text);
 
 // Seconds from "ss", "mm:ss", "hh:mm:ss" and so on to the left in powers of 60; blanks around the whole don't matter.
-// Each piece is an integer with an optional sign of its own.
+// Each piece is an integer with an optional sign of its own. Absent, too, for what a double can't hold.
 std::optional<double> toDuration(std::string_view text);
 
 } // namespace FeedKit

@@ -87,6 +87,12 @@ TEST(ToDuration, ReadsPiecesFromTheRight)
         {"", std::nullopt, "and one alone"},
         {"9223372036854775808", std::nullopt, "beyond 64 bits"},
     };
+    std::string zeros = "0";
+    for (int piece = 0; piece < 300; ++piece)
+        zeros += ":0";
+    EXPECT_EQ(toDuration(zeros + ":7"), 7) << "60 to the 300th is no double; none of it is nothing all the same";
+    EXPECT_EQ(toDuration("1:" + zeros), std::nullopt) << "one of it is no number";
+    EXPECT_EQ(toDuration("-1:1:" + zeros), std::nullopt) << "nor is a difference of two";
     for (const auto& [text, seconds, why] : cases)
         EXPECT_EQ(toDuration(text), seconds) << '"' << text << "\": " << why;
 }
