@@ -28,7 +28,12 @@ struct Surroundings;
 // own and keeps the composition's inputs fed; it draws nothing and has no work per frame. What drives it are its own
 // delayed calls and the events of its subsystems. Views share the player's manager and the stored settings and don't
 // coordinate. Main thread, but for the three atomic members.
-class VitrelView : public ScreenSaverView, public NqiTunesObserver, public FeedInputView, private MuralisLinkOwner
+class VitrelView : public ScreenSaverView,
+                   public NqiTunesObserver,
+                   public FeedInputView,
+                   public CompositionChangeReceiver,
+                   public NSWindowDelegate,
+                   private MuralisLinkOwner
 {
 public:
     // Makes the view and runs its construction up to the delayed calls; null for a frame that no view can have.
@@ -57,7 +62,7 @@ public:
     void windowDidLoad();
     void updateQuartzViewFrame();
     void loop();
-    void windowWillClose(const Value& notification);
+    void windowWillClose(const Value& notification) override;
     void updateData() { }
 
     // Which composition plays. Null without an identifier of the bundle.

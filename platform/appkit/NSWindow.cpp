@@ -37,6 +37,8 @@ void NSWindow::close()
 {
     if (std::exchange(closed_, true))
         return;
+    if (const auto delegate = std::dynamic_pointer_cast<NSWindowDelegate>(delegate_.lock()))
+        delegate->windowWillClose({});
     const auto surface = std::move(surface_);
     contentView_->viewDidMoveToWindow();
     if (surface)

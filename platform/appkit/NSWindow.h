@@ -3,11 +3,20 @@
 #include "platform/appkit/NSScreen.h"
 #include "platform/appkit/NSView.h"
 #include "platform/appkit/Surface.h"
+#include "platform/foundation/Value.h"
 
 #include <functional>
 #include <memory>
 
 namespace vitrel {
+
+// What a window's delegate may wish to hear.
+class NSWindowDelegate
+{
+public:
+    virtual ~NSWindowDelegate() = default;
+    virtual void windowWillClose(const Value& notification) = 0;
+};
 
 // A window and what it shows its frames on. A saver's window is made by the host and only shown and closed here.
 // Main thread.
@@ -26,7 +35,7 @@ public:
     double alphaValue() const { return alpha_; }
     void setAlphaValue(double alpha);
 
-    // Held weakly, as delegates are.
+    // Held weakly, as delegates are. An NSWindowDelegate hears of the close.
     void setDelegate(const std::shared_ptr<NSObject>& delegate) { delegate_ = delegate; }
     std::shared_ptr<NSObject> delegate() const { return delegate_.lock(); }
 
@@ -40,7 +49,7 @@ public:
     // Null without a display, and once closed.
     Surface* surface() const { return surface_.get(); }
 
-    // Takes the surface away and calls `onClose` once.
+    // Tells the delegate, takes the surface away and calls `onClose`, all once.
     virtual void close();
     bool isClosed() const { return closed_; }
     std::function<void()> onClose;

@@ -157,7 +157,7 @@ bool DefaultsStore::synchronize(const std::string& domain)
     Domain& state = domains_[domain];
     if (!state.unwritten.empty())
         store(domain, state);
-    return state.unwritten.empty() || folder_.empty();
+    return state.unwritten.empty() || state.batches > 0 || folder_.empty();
 }
 
 void DefaultsStore::setArgument(const std::string& key, const Value& value)
@@ -237,7 +237,7 @@ int DefaultsStore::read(const std::string& name, Domain& domain, bool& damaged)
 
 void DefaultsStore::store(const std::string& name, Domain& domain)
 {
-    if (folder_.empty())
+    if (folder_.empty() || domain.batches > 0)
         return;
     const int error = write(name, domain);
     if (!error) {
@@ -263,17 +263,54 @@ int DefaultsStore::lock(int fd)
     return 0;
 }
 
-int DefaultsStore::write(const std::string& name, Domain& domain)
+std::unique_ptr<FileDescriptor> DefaultsStore::locked(const std::string& name, int& error)
 {
     std::error_code made;
     std::filesystem::create_directories(folder_, made);
-    const FileDescriptor guard(
+    auto guard = std::make_unique<FileDescriptor>(
         files_, files_.open((pathForDomain(name) + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (guard.get() < 0)
-        return errno;
-    if (const int error = lock(guard.get()))
-        return error;
-    return writeLocked(name, domain); // closing the descriptor ends the lock
+    error = guard->get() < 0 ? errno : lock(guard->get());
+    return error ? nullptr : std::move(guard);
+}
+
+int DefaultsStore::write(const std::string& name, Domain& domain)
+{
+    int error = 0;
+    const auto guard = domain.lock ? nullptr : locked(name, error);
+    return error ? error : writeLocked(name, domain); // closing the descriptor ends the lock
+}
+
+DefaultsStore::Batch::Batch(DefaultsStore& store, std::string domain)
+    : store_(store)
+    , domain_(std::move(domain))
+{
+    store_.beginBatch(domain_);
+}
+
+DefaultsStore::Batch::~Batch()
+{
+    store_.endBatch(domain_);
+}
+
+void DefaultsStore::beginBatch(const std::string& name)
+{
+    const std::lock_guard lock(mutex_);
+    Domain& domain = domains_[name];
+    if (domain.batches++ > 0 || folder_.empty())
+        return;
+    int error = 0;
+    domain.lock = locked(name, error);
+}
+
+void DefaultsStore::endBatch(const std::string& name)
+{
+    const std::lock_guard lock(mutex_);
+    Domain& domain = domains_[name];
+    if (--domain.batches > 0)
+        return;
+    if (!domain.unwritten.empty())
+        store(name, domain);
+    domain.lock.reset();
 }
 
 int DefaultsStore::writeLocked(const std::string& name, Domain& domain)

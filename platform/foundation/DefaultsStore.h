@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -31,6 +32,23 @@ public:
     // Writes what an earlier failure kept in memory. True if nothing is left unwritten.
     bool synchronize(const std::string& domain);
 
+    // Gathers this process's changes to a domain: while one lives, other processes wait with theirs, every read sees
+    // what is there for good, and what was stored meanwhile goes to the disk in one write at its end. For a change that
+    // depends on what it reads, and for many at once. May be nested; the store outlives it. Of several domains begin
+    // them in one order everywhere: the saver's, then the host's.
+    class Batch
+    {
+    public:
+        Batch(DefaultsStore& store, std::string domain);
+        ~Batch();
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+
+    private:
+        DefaultsStore& store_;
+        const std::string domain_;
+    };
+
     // What the command line sets, above every domain and never stored.
     void setArgument(const std::string& key, const Value& value);
 
@@ -50,6 +68,8 @@ private:
         bool settled = false; // read long enough after the last change for the stamp to tell states apart
         bool known = false;
         Dictionary stored;
+        int batches = 0;
+        std::unique_ptr<FileDescriptor> lock; // held while there are batches; null if it couldn't be had
         Dictionary unwritten; // nothing stands for a removed key
         bool reportedFailure = false, reportedDamage = false;
     };
@@ -61,6 +81,10 @@ private:
     int read(const std::string& name, Domain& domain, bool& damaged);
     // Brings `unwritten` into the file. 0, or errno.
     int write(const std::string& name, Domain& domain);
+    // The lock of the domain's file, or errno in `error`.
+    std::unique_ptr<FileDescriptor> locked(const std::string& name, int& error);
+    void beginBatch(const std::string& name);
+    void endBatch(const std::string& name);
     int writeLocked(const std::string& name, Domain& domain);
     int replaceFile(const std::string& path, const Dictionary& contents, Domain& domain);
     int setAside(const std::string& path);
