@@ -143,6 +143,14 @@ void PreferencesWC::saveData()
     defaults->synchronize();
 }
 
+void PreferencesWC::setUseRandomScreenSaver(bool random)
+{
+    send(checkboxUseRandomScreenSaver_, &NSButton::setState, random ? NSButton::kOn : NSButton::kOff);
+    if (const auto defaults = screensaverDefaults())
+        defaults->setBoolForKey(random, "Use Random Screen Saver");
+    saveData();
+}
+
 void PreferencesWC::keyDown(const NSEvent& event)
 {
     if (event.keyCode == NSEvent::kDelete)

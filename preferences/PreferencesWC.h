@@ -66,6 +66,8 @@ public:
     // bookmark stay for a file that comes again.
     void removeFile();
     void storeFeedURL(VitrelItem item, const std::string& address);
+    // The random switch, as a click on it.
+    void setUseRandomScreenSaver(bool random);
     // Stores the random switch and brings everything to the disk.
     void saveData();
     // Nothing happens if the bundle names no site.

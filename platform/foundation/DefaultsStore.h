@@ -52,6 +52,8 @@ public:
     // What the command line sets, above every domain and never stored.
     void setArgument(const std::string& key, const Value& value);
 
+    // Whether there is no folder, so that nothing outlives the process.
+    bool isVolatile() const { return folder_.empty(); }
     std::string pathForDomain(const std::string& domain) const;
 
 private:

@@ -26,6 +26,7 @@ int main(int argc, char** argv)
     addMake(app, action);
     addEvaluate(app, action);
     addSnapshot(app, action);
+    addCompositionsCommand(app, action);
     addFeedURL(app, action);
     addDoctor(app, action);
     std::vector<std::string> commands;
