@@ -240,5 +240,55 @@ TEST(Defaults, TenProcessesWriteAThousandTimesEachAndLoseNothing)
         EXPECT_GE(value.number().value_or(0), 980) << key;
 }
 
+// Each reads a number and stores the next: without the batch, most of the steps are lost.
+TEST(Defaults, ABatchKeepsOthersOutFromItsReadToItsWrite)
+{
+    TemporaryFolder folder;
+    std::vector<pid_t> children;
+    for (int child = 0; child < 8; ++child) {
+        const pid_t pid = fork();
+        ASSERT_GE(pid, 0);
+        if (pid == 0) {
+            QuickFiles files;
+            DefaultsStore store(folder.path(), files, {});
+            for (int k = 0; k < 100; ++k) {
+                const DefaultsStore::Batch batch(store, "shared");
+                const auto count = store.valueForKey("shared", "count").value_or(Value(0)).number().value_or(0);
+                store.setValueForKey("shared", "count", count + 1);
+            }
+            _exit(0);
+        }
+        children.push_back(pid);
+    }
+    for (const pid_t pid : children)
+        waitpid(pid, nullptr, 0);
+    FileSystem files;
+    DefaultsStore store(folder.path(), files, {});
+    EXPECT_EQ(store.valueForKey("shared", "count").value_or(0).number(), 800);
+}
+
+TEST(Defaults, ABatchIsOneWriteThatOthersSeeWhole)
+{
+    Store in;
+    {
+        const DefaultsStore::Batch outer(in.store, "org.example.saver"), inner(in.store, "org.example.saver");
+        in.files.calls = 0;
+        for (int k = 0; k < 100; ++k)
+            in.defaults.setObjectForKey(k, "key " + std::to_string(k));
+        EXPECT_TRUE(in.defaults.synchronize());
+        EXPECT_EQ(in.files.calls, 0);
+        EXPECT_EQ(in.defaults.objectForKey("key 7"), Value(7)) << "the process itself sees it at once";
+        EXPECT_EQ(in.fresh("key 7"), std::nullopt);
+    }
+    EXPECT_EQ(in.fresh("key 7"), Value(7));
+    EXPECT_EQ(in.fresh("key 99"), Value(99));
+    in.files.failAt = in.files.calls + 1;
+    {
+        const DefaultsStore::Batch batch(in.store, "org.example.saver");
+        in.defaults.setObjectForKey(1, "late");
+    }
+    EXPECT_EQ(in.defaults.objectForKey("late"), Value(1)) << "without the lock it goes out all the same";
+}
+
 } // namespace
 } // namespace vitrel
