@@ -12,8 +12,8 @@
 
 namespace vitrel {
 
-// The shortest decimal that reads back as `number`; whole numbers without a point, "nan", "inf", "-inf".
-// Independent of the locale.
+// The shortest decimal that reads back as `number`; whole numbers without a point, from 2^63 on with an exponent, as
+// many readers take bare digits for an integer that overflows; "nan", "inf", "-inf". Independent of the locale.
 inline std::string shortestDecimal(double number)
 {
     if (number == std::floor(number) && std::fabs(number) < 1e15) {
@@ -22,7 +22,10 @@ inline std::string shortestDecimal(double number)
         return std::to_string(static_cast<std::int64_t>(number));
     }
     std::array<char, 64> buffer;
-    const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), number);
+    const bool huge = std::fabs(number) >= 9223372036854775808.0 && std::isfinite(number);
+    char* const last = buffer.data() + buffer.size();
+    const auto end = huge ? std::to_chars(buffer.data(), last, number, std::chars_format::scientific)
+                          : std::to_chars(buffer.data(), last, number);
     return {buffer.data(), end.ptr};
 }
 

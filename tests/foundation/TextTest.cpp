@@ -51,6 +51,7 @@ TEST(ShortestDecimal, ReadsBackAndHasNoPointOnWholeNumbers)
     EXPECT_EQ(shortestDecimal(-0.0), "0");
     EXPECT_EQ(shortestDecimal(0.1), "0.1");
     EXPECT_EQ(shortestDecimal(1e21), "1e+21");
+    EXPECT_EQ(shortestDecimal(773988893892888887296.0), "7.739888938928889e+20") << "no integer that overflows";
     EXPECT_EQ(shortestDecimal(std::nan("")), "nan");
 }
 
