@@ -6,7 +6,7 @@
 #include "programs/supervisor/DisplaySupervisor.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/vitrel/FileWatch.h"
+#include "programs/watch/FileWatch.h"
 #include "programs/vitrel/Files.h"
 #include "programs/vitrel/Play.h"
 

@@ -113,7 +113,8 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     const LogSink log = standardErrorLog(clock_);
     // A demonstration shows the same to everybody and keeps nothing.
     defaults_
-        = std::make_unique<DefaultsStore>(options.demo ? std::string() : DefaultsStore::userFolder(), files_, log);
+        = std::make_unique<DefaultsStore>(
+            options.demo || options.withoutData ? std::string() : DefaultsStore::userFolder(), files_, log);
     surroundings_.clock = &clock_;
     surroundings_.runLoop = &runLoop_;
     surroundings_.userInteractiveQueue = &userInteractive_;
@@ -121,10 +122,12 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.defaults = defaults_.get();
     surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
     surroundings_.notificationCenter = &notifications_;
-    surroundings_.urlSession = &urlSession_;
     surroundings_.systemVersion = *makeOperatingSystemVersion(systemVersionText(options));
     surroundings_.log = log;
-    surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
+    if (!options.withoutData) {
+        surroundings_.urlSession = &urlSession_;
+        surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
+    }
     if (!options.trace.empty()) {
         traceFile_.open(options.trace, options.addToTrace ? std::ios::app : std::ios::trunc);
         if (!traceFile_) {
@@ -147,7 +150,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     userInitiated_.async([] { warmImageDecoding(); });
     if (options.demo) {
         players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
-    } else {
+    } else if (!options.withoutData) {
         auto bus = std::make_unique<SessionBus>(runLoop_);
         sessionBus_ = bus.get();
         auto players = std::make_unique<MprisPlayers>(surroundings_, std::move(bus), options.player);

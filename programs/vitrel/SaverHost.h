@@ -34,6 +34,7 @@ struct SaverOptions {
     std::string systemVersion;
     std::string trace; // a file for the trace; empty: none
     std::vector<std::string> inputs; // KEY=VALUE
+    bool withoutData = false; // no player, no network; nothing is stored
 
     // For play.
     bool random = false; // choose anew among the user's compositions

@@ -58,6 +58,7 @@ void addSnapshot(CLI::App& app, Action& action)
     command->add_option("--output,-o", options->output, "The PNG file to write")->required();
     command->add_option("--size", options->size, "WIDTHxHEIGHT in pixels; 1280x720 if not given");
     command->add_option("--after", options->after, "Seconds to play; 2 if not given")->check(CLI::Range(0.0, 86400.0));
+    command->add_flag("--without-data", options->withoutData)->group(""); // for the window's thumbnails
     command->callback([&action, options] { action = [=] { return snapshot(*options); }; });
 }
 

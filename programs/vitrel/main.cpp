@@ -26,6 +26,8 @@ int main(int argc, char** argv)
     addMake(app, action);
     addEvaluate(app, action);
     addSnapshot(app, action);
+    addConfigure(app, action);
+    addPreview(app, action);
     addCompositionsCommand(app, action);
     addFeedURL(app, action);
     addDoctor(app, action);

@@ -1,4 +1,4 @@
-#include "programs/vitrel/FileWatch.h"
+#include "programs/watch/FileWatch.h"
 
 #include <poll.h>
 #include <sys/inotify.h>

@@ -1,0 +1,105 @@
+#include "programs/child/ChildProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <utility>
+
+namespace vitrel {
+namespace {
+
+// Between fork and exec only what is safe there: other threads may hold any lock.
+[[noreturn]] void become(char* const* argv, int inherited, pid_t parent)
+{
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent)
+        _exit(1); // it has ended in between
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGPIPE, SIGALRM})
+        std::signal(number, SIG_DFL);
+    if (inherited == ChildProcess::kInherited)
+        fcntl(inherited, F_SETFD, 0);
+    else if (inherited >= 0)
+        dup2(inherited, ChildProcess::kInherited);
+    const int nothing = ::open("/dev/null", O_RDWR);
+    for (const int stream : {0, 1, 2})
+        dup2(nothing, stream);
+    if (nothing > ChildProcess::kInherited)
+        close(nothing);
+    execv(argv[0], argv);
+    _exit(127);
+}
+
+} // namespace
+
+std::unique_ptr<ChildProcess> ChildProcess::start(
+    RunLoop& loop, const std::vector<std::string>& words, int inherited, std::function<void(int)> ended)
+{
+    std::vector<char*> argv;
+    for (const auto& word : words)
+        argv.push_back(const_cast<char*>(word.c_str()));
+    argv.push_back(nullptr);
+    const pid_t parent = getpid(), id = fork();
+    if (id == 0)
+        become(argv.data(), inherited, parent);
+    if (id < 0)
+        return nullptr;
+    setpgid(id, id); // whichever of the two comes first
+    const int descriptor = int(syscall(SYS_pidfd_open, id, 0));
+    if (descriptor < 0) {
+        ::kill(id, SIGKILL);
+        waitpid(id, nullptr, 0);
+        return nullptr;
+    }
+    return std::unique_ptr<ChildProcess>(new ChildProcess(loop, id, descriptor, std::move(ended)));
+}
+
+ChildProcess::ChildProcess(RunLoop& loop, pid_t id, int descriptor, std::function<void(int)> ended)
+    : loop_(loop)
+    , id_(id)
+    , descriptor_(descriptor)
+    , ended_(std::move(ended))
+{
+    fcntl(descriptor_, F_SETFD, FD_CLOEXEC);
+    loop_.watch(descriptor_, POLLIN, [this](short) { reap(); });
+}
+
+ChildProcess::~ChildProcess()
+{
+    if (!id_)
+        return;
+    loop_.unwatch(descriptor_);
+    kill(SIGKILL);
+    waitpid(id_, nullptr, 0);
+    close(descriptor_);
+}
+
+void ChildProcess::kill(int signal)
+{
+    // The number can't be another process's: it is only free again once it was reaped here.
+    if (id_)
+        ::kill(-id_, signal);
+}
+
+void ChildProcess::reap()
+{
+    int status = 0;
+    if (waitpid(id_, &status, WNOHANG) != id_)
+        return;
+    ::kill(-id_, SIGKILL); // what it has left behind
+    id_ = 0;
+    loop_.unwatch(descriptor_);
+    close(descriptor_);
+    const auto ended = std::move(ended_);
+    ended(status); // may end this object
+}
+
+} // namespace vitrel

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace vitrel {
+
+// What a window and the process that draws its preview tell each other, over a pair of sockets that keeps messages
+// whole. Frames lie in memory that both see: two of them one after the other, so that one is shown while the next is
+// drawn.
+struct PreviewMessage {
+    enum Kind : std::uint32_t {
+        // from the window
+        resize, // a, b: width and height in pixels
+        reload,
+        show, // a: 0 or 1
+        taken, // the frame that was sent before is no longer shown
+        ping,
+        // from the child
+        memory, // a, b: width and height; the memory comes with it
+        frame, // a: 0 or 1, which of the two
+        pong,
+    };
+    std::uint32_t kind = ping;
+    std::uint32_t a = 0, b = 0;
+};
+
+constexpr std::uint32_t kMostPreviewPixels = 4096; // a side
+
+// False if the other end is gone or takes nothing more. `descriptor`, unless negative, goes along.
+bool sendPreviewMessage(int socket, const PreviewMessage& message, int descriptor = -1);
+// Absent if there is none; `closed` tells whether there will be none any more. A descriptor that came along is the
+// caller's, -1 without one.
+std::optional<PreviewMessage> receivePreviewMessage(int socket, int& descriptor, bool& closed);
+
+} // namespace vitrel

@@ -1,0 +1,226 @@
+#include "programs/thumbnails/Thumbnails.h"
+
+#include "base/MD5.h"
+#include "base/Text.h"
+#include "platform/appkit/NSImage.h"
+#include "programs/child/ChildProcess.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <utility>
+
+namespace vitrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A composition that has shown nothing in so long shows nothing in a thumbnail either.
+constexpr Seconds kPatience{12};
+constexpr const char* kTimeToPlay = "1.2"; // seconds; most compositions fade in
+// How long a file's time and size are taken for granted.
+constexpr Seconds kFresh{3};
+// A picture of this size as a PNG has a tenth of this.
+constexpr std::uintmax_t kMostBytes = 1 << 20;
+// In the cache, some 30 MB; the oldest go.
+constexpr std::size_t kMostFiles = 2000;
+// Pictures in memory: more than any window shows, a few megabytes.
+constexpr std::size_t kMostInMemory = 200;
+
+} // namespace
+
+struct Thumbnails::Work {
+    struct Entry {
+        Seconds looked{-1e9};
+        std::string key; // of the file as it was at the last look; empty if it isn't there
+        bool known = false; // picture or none, nothing is to be done
+        std::shared_ptr<const Bitmap> picture;
+    };
+
+    Work(Thumbnails& owner, RunLoop& loop, std::string program, std::string folder)
+        : owner_(owner)
+        , loop_(loop)
+        , program_(std::move(program))
+        , folder_(std::move(folder))
+    {
+        std::error_code error;
+        if (folder_.empty()) {
+            std::string pattern = (fs::temp_directory_path(error) / "vitrel-thumbnails-XXXXXX").string();
+            folder_ = ::mkdtemp(pattern.data()) ? pattern : "";
+            temporary_ = true;
+        } else {
+            fs::create_directories(folder_, error);
+            prune();
+        }
+    }
+    ~Work()
+    {
+        if (timer_)
+            timer_->invalidate();
+        process_.reset();
+        std::error_code error;
+        if (!busy_.empty())
+            fs::remove(partOf(busyKey_), error);
+        if (temporary_ && !folder_.empty())
+            fs::remove_all(folder_, error);
+    }
+
+    std::string fileOf(const std::string& key) const { return folder_ + "/" + key + ".png"; }
+    // Another window may render the same one.
+    std::string partOf(const std::string& key) const
+    {
+        return folder_ + "/" + key + "." + std::to_string(::getpid()) + ".part";
+    }
+
+    Entry& lookAt(const std::string& path)
+    {
+        Entry& entry = entries_[path];
+        const Seconds now = loop_.clock().now();
+        if (now - entry.looked < kFresh)
+            return entry;
+        entry.looked = now;
+        struct ::stat status {
+        };
+        std::string key;
+        if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+            const std::string state = path + '\0' + std::to_string(status.st_mtim.tv_sec) + '.'
+                + std::to_string(status.st_mtim.tv_nsec) + '.' + std::to_string(status.st_size);
+            for (const auto byte : md5(bytesOf(state)))
+                for (const int half : {byte >> 4, byte & 15})
+                    key += "0123456789abcdef"[half];
+        }
+        if (key != entry.key) {
+            entry.key = key;
+            entry.picture.reset();
+            entry.known = key.empty() || take(entry);
+        }
+        return entry;
+    }
+    // From the cache. True if the cache knows, an empty file stands for none.
+    bool take(Entry& entry)
+    {
+        std::error_code error;
+        const auto size = fs::file_size(fileOf(entry.key), error);
+        if (error || size > kMostBytes)
+            return false;
+        std::ifstream file(fileOf(entry.key), std::ios::binary);
+        const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+        const auto image = bytes.empty() ? nullptr : NSImage::imageWithData(bytesOf(bytes));
+        if (image && !image->representations().empty())
+            entry.picture = image->representations().front().bitmap();
+        return true;
+    }
+
+    void next()
+    {
+        while (!process_ && !wanted_.empty()) {
+            const std::string path = wanted_.front();
+            wanted_.erase(wanted_.begin());
+            const Entry& entry = lookAt(path);
+            if (!entry.known && !folder_.empty())
+                render(path, entry.key);
+        }
+    }
+    void render(const std::string& path, const std::string& key)
+    {
+        busy_ = path;
+        busyKey_ = key;
+        process_ = ChildProcess::start(loop_,
+            {program_, "snapshot", "--without-data", "--output", partOf(key), "--size",
+                std::to_string(kWidth) + "x" + std::to_string(kHeight), "--after", kTimeToPlay, "--", path},
+            -1, [this](int status) { rendered(WIFEXITED(status) && WEXITSTATUS(status) == 0); });
+        if (process_)
+            timer_ = loop_.scheduledTimer(kPatience, false, [this] { process_->kill(SIGKILL); });
+        else
+            busy_.clear();
+    }
+    void rendered(bool well)
+    {
+        timer_->invalidate();
+        process_.reset();
+        const std::string path = std::exchange(busy_, {});
+        std::error_code error;
+        if (!well)
+            std::ofstream(partOf(busyKey_), std::ios::trunc).flush();
+        fs::rename(partOf(busyKey_), fileOf(busyKey_), error);
+        Entry& entry = entries_[path];
+        if (entry.key == busyKey_) {
+            entry.known = true;
+            take(entry);
+        }
+        loop_.post([alive = std::weak_ptr<int>(alive_), this] {
+            if (!alive.expired())
+                next();
+        });
+        if (owner_.onReady)
+            owner_.onReady(path);
+    }
+
+    void prune()
+    {
+        std::error_code error;
+        std::vector<std::pair<fs::file_time_type, fs::path>> files;
+        for (const auto& entry : fs::directory_iterator(folder_, error))
+            files.emplace_back(entry.last_write_time(error), entry.path());
+        if (files.size() <= kMostFiles)
+            return;
+        std::sort(files.begin(), files.end());
+        files.resize(files.size() - kMostFiles);
+        for (const auto& [time, file] : files)
+            fs::remove(file, error);
+    }
+
+    Thumbnails& owner_;
+    RunLoop& loop_;
+    const std::string program_;
+    std::string folder_;
+    bool temporary_ = false;
+    std::map<std::string, Entry> entries_;
+    std::vector<std::string> wanted_;
+    std::string busy_, busyKey_; // what is being rendered
+    std::unique_ptr<ChildProcess> process_;
+    std::shared_ptr<NSTimer> timer_;
+    std::shared_ptr<int> alive_ = std::make_shared<int>(0);
+};
+
+std::string Thumbnails::userFolder()
+{
+    const char* cache = std::getenv("XDG_CACHE_HOME");
+    if (cache && cache[0] == '/')
+        return std::string(cache) + "/vitrel/thumbnails";
+    const char* home = std::getenv("HOME");
+    return home && home[0] == '/' ? std::string(home) + "/.cache/vitrel/thumbnails" : std::string();
+}
+
+Thumbnails::Thumbnails(RunLoop& loop, std::string program, std::string folder)
+    : work_(std::make_unique<Work>(*this, loop, std::move(program), std::move(folder)))
+{ }
+
+Thumbnails::~Thumbnails() = default;
+
+std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
+{
+    return work_->lookAt(path).picture;
+}
+
+void Thumbnails::want(std::vector<std::string> paths)
+{
+    if (work_->entries_.size() > kMostInMemory) {
+        std::erase_if(work_->entries_, [&](const auto& entry) {
+            return std::find(paths.begin(), paths.end(), entry.first) == paths.end();
+        });
+    }
+    work_->wanted_ = std::move(paths);
+    work_->next();
+}
+
+} // namespace vitrel

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/appkit/Bitmap.h"
+#include "platform/foundation/RunLoop.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+// Small pictures of compositions, each rendered once by a child process and kept in a cache folder by the file's path,
+// time and size. Main thread.
+class Thumbnails
+{
+public:
+    static constexpr int kWidth = 192, kHeight = 108; // pixels
+
+    // $XDG_CACHE_HOME/vitrel/thumbnails, else ~/.cache/vitrel/thumbnails; empty if there is no home either.
+    static std::string userFolder();
+
+    // `loop` must outlive it. `program` is the path of the saver's program. Without a folder, pictures last as long as
+    // the object.
+    Thumbnails(RunLoop& loop, std::string program, std::string folder);
+    ~Thumbnails();
+    Thumbnails(const Thumbnails&) = delete;
+    Thumbnails& operator=(const Thumbnails&) = delete;
+
+    // The composition's picture. Null while there is none, and for good for one that gives none; it then isn't tried
+    // again before the file changes. Reads no file that it has looked at in the last seconds.
+    std::shared_ptr<const Bitmap> thumbnail(const std::string& path);
+
+    // The compositions that are seen now, the most wanted first, in place of those named before: what is missing of
+    // them is rendered, one at a time.
+    void want(std::vector<std::string> paths);
+
+    // A picture has come.
+    std::function<void(const std::string& path)> onReady;
+
+private:
+    struct Work;
+    std::unique_ptr<Work> work_;
+};
+
+} // namespace vitrel

@@ -1,0 +1,50 @@
+// The process behind the settings window's preview. Not for users: the window starts it.
+#include "platform/quartzcomposer/drawing/GLContext.h"
+#include "programs/child/ChildProcess.h"
+#include "programs/preview/PreviewSurface.h"
+#include "programs/vitrel/Commands.h"
+#include "programs/vitrel/SaverHost.h"
+
+#include <fcntl.h>
+
+namespace vitrel {
+
+namespace {
+
+int preview(int width, int height)
+{
+    if (fcntl(ChildProcess::kInherited, F_GETFD) < 0)
+        return complain("only the settings window starts this", 2);
+    qc::prepareSoftwareRendering();
+    int code = 0;
+    const auto host = SaverHost::make({}, code, [](SaverHost& saver) { saver.stop(); });
+    if (!host)
+        return code;
+    auto surface = std::make_unique<PreviewSurface>(host->runLoop(), ChildProcess::kInherited, width, height);
+    PreviewSurface& screen = *surface;
+    const NSSize size{double(screen.width()), double(screen.height())};
+    const auto window = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, std::move(surface));
+    host->meetPlayers();
+    const auto view = host->addView(window, true);
+    if (!view)
+        return 1;
+    screen.onResize = [&](int w, int h) { host->resizeView(*window, {double(w), double(h)}); };
+    screen.onReload = [&] { view->fileDidChange(); };
+    // Nobody sees an orderly stop any more.
+    screen.onEnd = [&] { host->runLoop().stop(); };
+    host->runLoop().run();
+    return 0;
+}
+
+} // namespace
+
+void addPreview(CLI::App& app, Action& action)
+{
+    auto* command = app.add_subcommand("preview", "Draw the preview of the settings window")->group("");
+    const auto size = std::make_shared<std::pair<int, int>>(480, 270);
+    command->add_option("--width", size->first)->check(CLI::Range(1, 4096));
+    command->add_option("--height", size->second)->check(CLI::Range(1, 4096));
+    command->callback([&action, size] { action = [size] { return preview(size->first, size->second); }; });
+}
+
+} // namespace vitrel
