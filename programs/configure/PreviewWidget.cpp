@@ -94,9 +94,9 @@ void PreviewWidget::paintEvent(QPaintEvent*)
         painter.drawImage(place, image);
         return;
     }
-    painter.fillRect(place, palette().color(QPalette::Base));
     if (!failed())
-        return;
+        return painter.fillRect(place, palette().color(QPalette::Shadow));
+    painter.fillRect(place, palette().color(QPalette::Base));
     painter.setPen(palette().color(QPalette::Text));
     const QRect text = place.adjusted(12, 8, -12, -8);
     QRect advice = painter.boundingRect(text, Qt::AlignCenter | Qt::TextWordWrap, failureAdvice_);

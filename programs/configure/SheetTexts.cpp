@@ -27,7 +27,9 @@ std::optional<std::vector<std::string>> valuesIn(std::string_view text, std::str
         text.remove_prefix(place);
         format.remove_prefix(place + kPlace.size());
         const auto mark = format.substr(0, format.find(kPlace));
-        const auto end = mark.empty() ? text.size() : text.find(mark);
+        // The last value may hold the mark that ends it.
+        const bool isLast = mark.size() == format.size();
+        const auto end = mark.empty() ? text.size() : isLast ? text.rfind(mark) : text.find(mark);
         if (end == text.npos)
             return std::nullopt;
         values.emplace_back(text.substr(0, end));

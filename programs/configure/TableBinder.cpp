@@ -39,9 +39,8 @@ TableBinder::TableBinder(std::shared_ptr<NSTableView> table, QListView& list, Fi
 
     table_->onReload = [this] { reload(); };
     table_->onChange = [this] { showSelection(); };
-    table_->onScroll = [this](int row) { list_.scrollTo(model_.index(row)); };
-    connect(list_.selectionModel(), &QItemSelectionModel::currentRowChanged, this,
-        [this](const QModelIndex& current) { currentRowDidChange(current.row()); });
+    table_->onScroll = [this](int row) { scrollTo(row); };
+    connect(list_.selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { selectionDidChange(); });
     connect(list_.verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { seenTimer_.start(); });
     list_.installEventFilter(this);
     list_.viewport()->installEventFilter(this);
@@ -76,6 +75,8 @@ void TableBinder::reload()
 {
     showing_ = true;
     const int place = list_.verticalScrollBar()->value();
+    if (model_.rowCount() != table_->numberOfRows())
+        scrolledTo_.reset();
     model_.reload();
     // The rows have one height, so their places can be known before the list has worked them out.
     list_.verticalScrollBar()->setValue(place);
@@ -105,10 +106,22 @@ void TableBinder::showSelection()
     showing_ = false;
 }
 
-void TableBinder::currentRowDidChange(int row)
+// The current row may be another one: a list that gets the focus marks its first row, and nobody has chosen that.
+void TableBinder::selectionDidChange()
 {
-    if (!showing_ && row >= 0)
-        table_->chooseRow(row);
+    const auto rows = list_.selectionModel()->selectedRows();
+    if (!showing_ && !rows.isEmpty())
+        table_->chooseRow(rows.front().row());
+}
+
+void TableBinder::scrollTo(int row)
+{
+    const std::pair wanted(row, files_.pathOfRow(row));
+    // The controller asks at every update; who has scrolled elsewhere since is left there.
+    if (wanted == scrolledTo_)
+        return;
+    scrolledTo_ = wanted;
+    list_.scrollTo(model_.index(row));
 }
 
 void TableBinder::openMenu(const QPoint& place)

@@ -8,7 +8,9 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 class QLabel;
@@ -54,7 +56,8 @@ protected:
 private:
     void reload();
     void showSelection();
-    void currentRowDidChange(int row);
+    void selectionDidChange();
+    void scrollTo(int row);
     void openMenu(const QPoint& place);
     bool keyDidGoDown(int key);
     void tellSeen();
@@ -69,6 +72,7 @@ private:
     QLabel* emptyText_ = nullptr; // the list's
     QTimer seenTimer_;
     bool showing_ = false;
+    std::optional<std::pair<int, std::string>> scrolledTo_; // a row and its path
 };
 
 } // namespace vitrel
