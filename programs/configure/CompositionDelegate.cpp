@@ -67,6 +67,12 @@ void CompositionDelegate::paint(QPainter* painter, const QStyleOptionViewItem& g
     const QSize room(inside.width() - kPictureWidth - kGap, inside.height());
     paintTexts(*painter, QStyle::alignedRect(option.direction, Qt::AlignRight | Qt::AlignVCenter, room, inside), option,
         index);
+    if (option.state & QStyle::State_HasFocus && !(option.state & QStyle::State_Selected)) {
+        QStyleOptionFocusRect focus;
+        focus.QStyleOption::operator=(option);
+        focus.backgroundColor = option.palette.color(QPalette::Base);
+        style->drawPrimitive(QStyle::PE_FrameFocusRect, &focus, painter, option.widget);
+    }
     painter->restore();
 }
 

@@ -133,6 +133,7 @@ void TableBinder::openMenu(const QPoint& place)
     table_->setClickedRow(index.isValid() ? index.row() : -1);
     if (!index.isValid())
         return;
+    list_.selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate); // marks it
     const std::string path = files_.pathOfRow(index.row());
     auto* shown = new QMenu(&list_);
     shown->setAttribute(Qt::WA_DeleteOnClose);
@@ -152,6 +153,7 @@ void TableBinder::openMenu(const QPoint& place)
             table_->setClickedRow(-1);
         });
     }
+    connect(shown, &QMenu::aboutToHide, this, [this] { showSelection(); });
     shown->popup(list_.viewport()->mapToGlobal(place));
 }
 
@@ -176,6 +178,10 @@ bool TableBinder::eventFilter(QObject* watched, QEvent* event)
 {
     if (watched == &list_ && event->type() == QEvent::KeyPress)
         return keyDidGoDown(static_cast<QKeyEvent*>(event)->key());
+    // Only the first button chooses; the others are for the row beneath them, whichever is chosen.
+    if (watched == list_.viewport() && event->type() == QEvent::MouseButtonPress
+        && static_cast<QMouseEvent*>(event)->button() != Qt::LeftButton)
+        return true;
     if (event->type() == QEvent::ContextMenu) {
         const auto* asked = static_cast<QContextMenuEvent*>(event);
         const bool byKey = asked->reason() == QContextMenuEvent::Keyboard;

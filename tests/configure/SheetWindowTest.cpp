@@ -163,8 +163,10 @@ TEST(SheetWindow, TheMenuActsOnTheFileItWasOpenedOn)
     Sheet in({"/a", "/b", "/c"}, "/a");
     in.open();
     EXPECT_FALSE(openMenu(in, {10, in.list().viewport()->height() - 3})) << "outside any row";
+    QTest::mouseClick(in.list().viewport(), Qt::RightButton, {}, in.placeOf(1));
     QMenu* menu = openMenu(in, in.placeOf(1));
     ASSERT_TRUE(menu);
+    EXPECT_EQ(in.shown(), "*a b c") << "the row of the menu isn't chosen by it";
     choose(in, *menu, "Show in Files");
     EXPECT_THAT(in.desktop.shown, ElementsAre("/b"));
     menu = openMenu(in, in.placeOf(1));
