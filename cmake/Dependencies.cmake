@@ -5,6 +5,7 @@ find_package(GTest REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(simdjson REQUIRED)
+find_package(Qt6 REQUIRED COMPONENTS Widgets DBus Test)
 
 pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)

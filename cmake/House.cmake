@@ -36,16 +36,20 @@ function(vitrel_library name)
   endif()
 endfunction()
 
-# vitrel_program(name SOURCES main.cpp USES ...): lands in bin/ of the build folder, as the install has it.
+# vitrel_program(name SOURCES main.cpp USES ...): lands in bin/ of the build folder, as the install has it, unless
+# DESTINATION names another folder there, for a program that others start.
 function(vitrel_program name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  cmake_parse_arguments(ARG "" "DESTINATION" "SOURCES;USES" ${ARGN})
+  if(NOT ARG_DESTINATION)
+    set(ARG_DESTINATION ${CMAKE_INSTALL_BINDIR})
+  endif()
   _vitrel_check(${name} ${ARG_USES})
   _vitrel_door(${name}_door door folder)
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${door})
   target_link_libraries(${name} PRIVATE ${ARG_USES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
-  install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS ${name} RUNTIME DESTINATION ${ARG_DESTINATION})
 endfunction()
 
 # vitrel_test(folder SOURCES XTest.cpp USES ...): one test program for each folder, its cases told to CTest.

@@ -211,6 +211,7 @@ int DefaultsStore::read(const std::string& name, Domain& domain, bool& damaged)
     if (file.get() < 0) {
         const int error = errno;
         domain.stored.clear();
+        domain.parsed.reset();
         domain.stamp.reset();
         domain.known = error == ENOENT;
         return error == ENOENT ? 0 : error;
@@ -227,11 +228,17 @@ int DefaultsStore::read(const std::string& name, Domain& domain, bool& damaged)
         damaged = bytes.error() == EFBIG;
         return damaged ? 0 : bytes.error();
     }
+    // A file that is looked at often before its stamp says enough is read, but not understood anew each time.
+    if (domain.parsed == *bytes)
+        return 0;
     const auto value = propertyListWithData(*bytes);
     damaged = !value || !value->dictionary();
     domain.stored.clear();
-    if (!damaged)
+    domain.parsed.reset();
+    if (!damaged) {
         domain.stored = *withTexts(*value, unescaped).dictionary();
+        domain.parsed = *bytes;
+    }
     return 0;
 }
 
@@ -372,6 +379,7 @@ int DefaultsStore::replaceFile(const std::string& path, const Dictionary& conten
         return error;
     }
     domain.stored = contents;
+    domain.parsed.reset();
     domain.unwritten.clear();
     domain.stamp = stampOf(status);
     domain.settled = false;

@@ -70,6 +70,7 @@ private:
         bool settled = false; // read long enough after the last change for the stamp to tell states apart
         bool known = false;
         Dictionary stored;
+        std::optional<Bytes> parsed; // the file's bytes of which `stored` was made
         int batches = 0;
         std::unique_ptr<FileDescriptor> lock; // held while there are batches; null if it couldn't be had
         Dictionary unwritten; // nothing stands for a removed key

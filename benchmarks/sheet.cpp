@@ -1,0 +1,86 @@
+// The settings window with a long list: how long it takes to open, to filter at a keystroke, to take in many files.
+// Shown on a platform without a screen; the preview and the thumbnails are stand-ins.
+#include "configure/Sheet.h"
+
+#include <QApplication>
+
+#include <chrono>
+#include <cstdio>
+
+namespace {
+
+using namespace vitrel;
+
+double millisecondsOf(const std::function<void()>& act)
+{
+    const auto start = std::chrono::steady_clock::now();
+    act();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+bool report(const char* what, double milliseconds, double bar)
+{
+    std::printf("%-40s %8.1f ms  (bar %.0f ms)%s\n", what, milliseconds, bar, milliseconds < bar ? "" : "  MISSED");
+    return milliseconds < bar;
+}
+
+// Everything that it leads to is done and painted.
+void settle(Sheet& in)
+{
+    in.settle();
+    in.window->grab();
+}
+
+int measure()
+{
+    std::vector<std::string> paths;
+    for (int k = 0; k < 10000; ++k)
+        paths.push_back("/home/user/Pictures/Screensavers/Composition number " + std::to_string(k) + ".qtz");
+    Sheet in(paths, paths[5000]);
+    bool good = report("opening, 10,000 entries", millisecondsOf([&] {
+        in.open();
+        settle(in);
+    }),
+        500);
+    double worst = 0;
+    const char* const word = "number 77";
+    for (const char* letter = word; *letter; ++letter) {
+        worst = std::max(worst, millisecondsOf([&] {
+            QTest::keyClick(&in.search(), *letter);
+            settle(in);
+        }));
+    }
+    good &= report("a keystroke in the filter, the worst", worst, 50);
+    if (in.list().model()->rowCount() != 111) {
+        std::printf("the filter shows %d rows instead of 111\n", in.list().model()->rowCount());
+        return 1;
+    }
+    good &= report("clearing the filter", millisecondsOf([&] {
+        in.search().clear();
+        settle(in);
+    }),
+        50);
+    good &= report("choosing another row", millisecondsOf([&] {
+        QTest::mouseClick(in.list().viewport(), Qt::LeftButton, {}, QPoint(50, 50));
+        settle(in);
+    }),
+        200);
+    std::vector<std::string> added;
+    for (int k = 0; k < 1000; ++k)
+        added.push_back(in.folder.write("added/" + std::to_string(k) + ".qtz", "x"));
+    good &= report("adding 1,000 files", millisecondsOf([&] {
+        in.window->openFiles(added);
+        settle(in);
+    }),
+        1000);
+    return good && in.list().model()->rowCount() == 11000 ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    QApplication application(argc, argv);
+    return measure();
+}

@@ -1,0 +1,353 @@
+#include "programs/configure/SheetWindow.h"
+
+#include "platform/appkit/NSWindow.h"
+#include "platform/appkit/controls/NSOpenPanel.h"
+#include "platform/foundation/DefaultsStore.h"
+#include "platform/foundation/NSBundle.h"
+#include "platform/foundation/Surroundings.h"
+#include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/Settings.h"
+#include "preferences/ViewLocalization.h"
+#include "programs/configure/CompositionDelegate.h"
+#include "programs/configure/DroppedFiles.h"
+#include "programs/configure/TableBinder.h"
+#include "programs/preview/PreviewLink.h"
+#include "programs/thumbnails/Thumbnails.h"
+#include "ui_PreferencesWC.h"
+
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QKeyEvent>
+#include <QMimeData>
+#include <QPainter>
+#include <QPointer>
+#include <QShortcut>
+
+#include <algorithm>
+
+namespace vitrel {
+namespace {
+
+// The plus and the minus of the list's buttons, in the colour of their text.
+QIcon signIcon(bool plus, const QWidget& button)
+{
+    constexpr int kSide = 16;
+    QIcon icon;
+    for (const auto& [mode, group] :
+        {std::pair(QIcon::Normal, QPalette::Active), {QIcon::Disabled, QPalette::Disabled}}) {
+        QPixmap pixmap(QSize(kSide, kSide) * button.devicePixelRatioF());
+        pixmap.setDevicePixelRatio(button.devicePixelRatioF());
+        pixmap.fill(Qt::transparent);
+        QPainter painter(&pixmap);
+        const QColor color = button.palette().color(group, QPalette::ButtonText);
+        painter.fillRect(QRect(3, 7, 10, 2), color);
+        if (plus)
+            painter.fillRect(QRect(7, 3, 2, 10), color);
+        icon.addPixmap(pixmap, mode);
+    }
+    return icon;
+}
+
+std::shared_ptr<NSButton> buttonNamed(const NSView& view, const std::string& identifier)
+{
+    for (const auto& subview : view.subviews()) {
+        if (subview->identifier() == identifier)
+            return std::dynamic_pointer_cast<NSButton>(subview);
+        if (auto found = buttonNamed(*subview, identifier))
+            return found;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+// The delegate of the controller's window.
+class SheetWindow::ChangeReceiver : public NSObject, public CompositionChangeReceiver
+{
+public:
+    explicit ChangeReceiver(SheetWindow& window)
+        : window_(window)
+    { }
+    void fileDidChange() override { window_.compositionDidChange(); }
+
+private:
+    SheetWindow& window_;
+};
+
+SheetWindow::SheetWindow(
+    Surroundings& surroundings, std::shared_ptr<PreferencesWC> controller, PreviewLink& preview, Thumbnails& thumbnails)
+    : surroundings_(surroundings)
+    , controller_(std::move(controller))
+    , preview_(preview)
+    , thumbnails_(thumbnails)
+    , texts_(surroundings)
+    , ui_(std::make_unique<Ui::PreferencesWC>())
+    , receiver_(std::make_shared<ChangeReceiver>(*this))
+    , binder_(texts_)
+{
+    ui_->setupUi(this);
+    surroundings_.showOpenPanel = [this](const std::shared_ptr<NSOpenPanel>& panel) { showPanel(panel); };
+    surroundings_.endSheet = [this](const std::shared_ptr<NSWindow>& window) {
+        window->close();
+        done(Accepted);
+    };
+    playing_ = activePath();
+    localizeView(*controller_->window()->contentView(), surroundings_);
+    // What stands in the feed's field is the user's, although it may look like one of our texts.
+    controller_->updateView();
+    controller_->window()->setDelegate(receiver_);
+    arrange();
+    bindControls();
+    bindTable();
+    nameForReaders();
+    if (!surroundings_.defaults->isVolatile()) {
+        const auto domain = Settings::shared(surroundings_).screenSaverDefaults()->domain();
+        watch_ = std::make_unique<FileWatch>(
+            *surroundings_.runLoop, surroundings_.defaults->pathForDomain(domain), [this] { storeDidChange(); });
+    }
+}
+
+SheetWindow::~SheetWindow()
+{
+    ui_->preview->setLink(nullptr);
+    thumbnails_.onReady = nullptr;
+    surroundings_.showOpenPanel = nullptr;
+    surroundings_.endSheet = nullptr;
+}
+
+// What a description can't say.
+void SheetWindow::arrange()
+{
+    setWindowTitle(texts_(controller_->window()->title()));
+    setAcceptDrops(true);
+    ui_->closingLayout->removeWidget(ui_->okButton);
+    ui_->closingLayout->removeWidget(ui_->cancelButton);
+    ui_->buttonBox->addButton(ui_->okButton, QDialogButtonBox::AcceptRole);
+    ui_->buttonBox->addButton(ui_->cancelButton, QDialogButtonBox::RejectRole);
+    QFont bold = font();
+    bold.setBold(true);
+    ui_->compositionName->setFont(bold);
+    ui_->compositionName->installEventFilter(this);
+    ui_->searchfield->installEventFilter(this);
+    ui_->preview->setFailureText(
+        texts_("The preview can't be shown"), texts_("Choose another composition or click here to try again"));
+    ui_->preview->onRetry = [this] { preview_.reload(); };
+    ui_->preview->setLink(&preview_);
+    ui_->addButton->setIcon(signIcon(true, *ui_->addButton));
+    ui_->removeButton->setIcon(signIcon(false, *ui_->removeButton));
+    const auto shortcut = [this](const QKeySequence& keys, auto act) {
+        connect(new QShortcut(keys, this), &QShortcut::activated, this, act);
+    };
+    shortcut(QKeySequence::Open, [this] { ui_->addButton->click(); });
+    shortcut(QKeySequence::Find, [this] {
+        ui_->searchfield->setFocus(Qt::ShortcutFocusReason);
+        ui_->searchfield->selectAll();
+    });
+    connect(ui_->okButton, &QAbstractButton::pressed, this, [this] { binder_.finishTyping(); });
+}
+
+void SheetWindow::bindControls()
+{
+    const NSView& content = *controller_->window()->contentView();
+    removeButton_ = buttonNamed(content, "removeButton");
+    const auto& info = surroundings_.classBundle->infoDictionary();
+    const auto site = info.find("VitrelWebsite");
+    send(buttonNamed(content, "webButton"), &NSButton::setHidden, site == info.end());
+    for (const auto& label : {controller_->labelVersion(), controller_->labelMusicAppsSupport()})
+        send(label, &NSTextField::setTextColor, NSTextColor::secondaryLabelColor);
+    binder_.bindIdentified(content, *this);
+    binder_.bindLabel(controller_->labelVersion(), *ui_->labelVersion);
+    binder_.bindField(controller_->searchfield(), *ui_->searchfield);
+    binder_.bindField(controller_->rssURLTextField(), *ui_->rssURLTextField);
+}
+
+void SheetWindow::bindTable()
+{
+    QListView& list = *ui_->tableviewQuartzCompositions;
+    list.setItemDelegate(
+        new CompositionDelegate([this](const std::string& path) { return thumbnails_.thumbnail(path); }, &list));
+    const auto pathOfRow = [this](int row) {
+        const auto& paths = controller_->filteredFilesList();
+        return row >= 0 && std::size_t(row) < paths.size() ? paths[std::size_t(row)] : std::string();
+    };
+    table_ = std::make_unique<TableBinder>(controller_->tableviewQuartzCompositions(), list,
+        TableBinder::Files{pathOfRow, [this, pathOfRow](int row) { return pathOfRow(row) == activePath(); }}, texts_);
+    table_->onRemove = [this] { controller_->keyDown({NSEvent::kDelete}); };
+    table_->onSeen = [this](const std::vector<std::string>& paths) { thumbnails_.want(paths); };
+    table_->onReload = [this] { tableDidReload(); };
+    thumbnails_.onReady = [this](const std::string& path) { table_->touch(path); };
+    tableDidReload();
+}
+
+// For those who hear the window instead of seeing it.
+void SheetWindow::nameForReaders()
+{
+    ui_->searchfield->setAccessibleName(ui_->searchfield->placeholderText());
+    ui_->tableviewQuartzCompositions->setAccessibleName(texts_("Compositions"));
+    ui_->preview->setAccessibleName(texts_("Preview"));
+    ui_->rssURLTextField->setAccessibleName(ui_->rssURLLabel->accessibleName());
+}
+
+std::string SheetWindow::activePath() const
+{
+    // Without a list the saver doesn't look at the active path.
+    return controller_->filesPaths().empty() ? std::string() : controller_->filePathActive().value_or("");
+}
+
+Dictionary SheetWindow::stored() const
+{
+    return surroundings_.defaults->dictionaryForDomain(Settings::shared(surroundings_).screenSaverDefaults()->domain());
+}
+
+void SheetWindow::openFiles(const std::vector<std::string>& paths)
+{
+    const auto known = controller_->filesPaths();
+    std::vector<NSURL> added;
+    for (const auto& path : paths) {
+        if (std::find(known.begin(), known.end(), path) == known.end())
+            added.push_back(NSURL::fileURLWithPath(path));
+    }
+    controller_->openPanelDidOpenFiles(added);
+    if (!paths.empty() && std::find(known.begin(), known.end(), paths.back()) != known.end()) {
+        controller_->setFilePathActive(paths.back());
+        controller_->updateView();
+    }
+}
+
+void SheetWindow::tableDidReload()
+{
+    shown_ = stored();
+    send(removeButton_, &NSButton::setEnabled, table_->hasChosenRow());
+    showEmptyText();
+    showCompositionName();
+    // A change that the table didn't see, of a path that is filtered out or of the list beneath a chosen row: it is
+    // noticed when the controller is done.
+    surroundings_.runLoop->post([window = QPointer<SheetWindow>(this)] {
+        if (window && window->playing_ != window->activePath())
+            window->compositionDidChange();
+    });
+}
+
+void SheetWindow::compositionDidChange()
+{
+    playing_ = activePath();
+    preview_.reload();
+    showCompositionName();
+}
+
+// Somebody has written to the store; it may have been this window.
+void SheetWindow::storeDidChange()
+{
+    if (stored() == shown_)
+        return;
+    const bool isOther = activePath() != playing_;
+    controller_->updateData();
+    controller_->updateView();
+    if (isOther)
+        binder_.dropTyping();
+}
+
+void SheetWindow::showCompositionName()
+{
+    const std::string path = activePath();
+    const QString name
+        = path.empty() ? texts_("Built-in composition") : shownName(NSURL::fileURLWithPath(path).lastPathComponent());
+    QLabel& label = *ui_->compositionName;
+    label.setText(label.fontMetrics().elidedText(name, Qt::ElideMiddle, label.width()));
+    label.setToolTip(path.empty() ? QString() : escapedText(shownName(path)));
+    label.setAccessibleName(name);
+}
+
+void SheetWindow::showEmptyText()
+{
+    if (controller_->filesPaths().empty())
+        table_->setEmptyText(texts_("No compositions yet"), texts_("Drop .qtz files here or press Add"));
+    else
+        table_->setEmptyText(texts_("Nothing found"), texts_("No name in the list has this text"));
+}
+
+void SheetWindow::showPanel(const std::shared_ptr<NSOpenPanel>& panel)
+{
+    const std::string active = activePath();
+    const QString folder = active.empty() ? QDir::homePath() : QFileInfo(QString::fromStdString(active)).path();
+    auto* dialog = new QFileDialog(this, texts_("Add Compositions"), folder);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(panel->allowsMultipleSelection() ? QFileDialog::ExistingFiles : QFileDialog::ExistingFile);
+    QStringList patterns;
+    for (const auto& type : panel->allowedFileTypes())
+        patterns << QLatin1String("*.") + QString::fromStdString(type);
+    dialog->setNameFilter(texts_("Compositions") + QStringLiteral(" (%1)").arg(patterns.join(QLatin1Char(' '))));
+    connect(dialog, &QDialog::finished, this, [panel, dialog](int result) {
+        const bool chosen = result == QDialog::Accepted;
+        panel->end(chosen ? NSOpenPanel::kOK : NSOpenPanel::kCancel,
+            chosen ? localFiles(dialog->selectedUrls()) : std::vector<NSURL>());
+    });
+    dialog->open();
+}
+
+void SheetWindow::reject()
+{
+    binder_.dropTyping();
+    controller_->buttonCancel();
+}
+
+void SheetWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (!compositionsAmong(localFiles(event->mimeData()->urls())).empty())
+        event->acceptProposedAction();
+}
+
+void SheetWindow::dropEvent(QDropEvent* event)
+{
+    const auto files = compositionsAmong(localFiles(event->mimeData()->urls()));
+    if (files.empty())
+        return;
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+    controller_->openPanelDidOpenFiles(files);
+    activateWindow();
+}
+
+// A return in a field ends the typing and not the window.
+void SheetWindow::keyPressEvent(QKeyEvent* event)
+{
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isReturn && qobject_cast<QLineEdit*>(focusWidget())) {
+        if (ui_->searchfield->hasFocus())
+            ui_->tableviewQuartzCompositions->setFocus(Qt::OtherFocusReason);
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
+bool SheetWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == ui_->compositionName && event->type() == QEvent::Resize)
+        showCompositionName();
+    if (watched == ui_->searchfield && event->type() == QEvent::KeyPress
+        && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Down) {
+        ui_->tableviewQuartzCompositions->setFocus(Qt::OtherFocusReason);
+        return true;
+    }
+    return QDialog::eventFilter(watched, event);
+}
+
+void SheetWindow::changeEvent(QEvent* event)
+{
+    QDialog::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        ui_->addButton->setIcon(signIcon(true, *ui_->addButton));
+        ui_->removeButton->setIcon(signIcon(false, *ui_->removeButton));
+    }
+}
+
+void SheetWindow::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    if (controller_->filesPaths().empty())
+        ui_->addButton->setFocus();
+    else
+        ui_->tableviewQuartzCompositions->setFocus();
+}
+
+} // namespace vitrel

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "platform/foundation/Value.h"
+#include "preferences/PreferencesWC.h"
+#include "programs/configure/Binder.h"
+#include "programs/configure/SheetTexts.h"
+#include "programs/watch/FileWatch.h"
+
+#include <QDialog>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Ui {
+class PreferencesWC;
+}
+
+namespace vitrel {
+
+class NSOpenPanel;
+class PreviewLink;
+class TableBinder;
+class Thumbnails;
+struct Surroundings;
+
+// The settings window: the controller's controls as widgets, the live preview, what is dropped onto the window, and
+// what other processes store meanwhile. Main thread.
+class SheetWindow : public QDialog
+{
+public:
+    // All must outlive it but the controller, which it holds. What the controller asks of a desktop's windows is from
+    // now on asked of this one: `surroundings` get `showOpenPanel` and `endSheet`.
+    SheetWindow(Surroundings& surroundings, std::shared_ptr<PreferencesWC> controller, PreviewLink& preview,
+        Thumbnails& thumbnails);
+    ~SheetWindow() override;
+
+    // Adds compositions to the list and makes the last of them active. Those that the list has are only made active.
+    void openFiles(const std::vector<std::string>& paths);
+
+    // As a click on Cancel. Also what Escape and the window's own button do.
+    void reject() override;
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    class ChangeReceiver;
+
+    void arrange();
+    void bindControls();
+    void bindTable();
+    void nameForReaders();
+    void showPanel(const std::shared_ptr<NSOpenPanel>& panel);
+    void tableDidReload();
+    void storeDidChange();
+    void compositionDidChange();
+    void showCompositionName();
+    void showEmptyText();
+    std::string activePath() const;
+    Dictionary stored() const;
+
+    Surroundings& surroundings_;
+    const std::shared_ptr<PreferencesWC> controller_;
+    PreviewLink& preview_;
+    Thumbnails& thumbnails_;
+    const SheetTexts texts_;
+    const std::unique_ptr<Ui::PreferencesWC> ui_;
+    std::shared_ptr<ChangeReceiver> receiver_;
+    std::shared_ptr<NSButton> removeButton_;
+    Binder binder_;
+    std::unique_ptr<TableBinder> table_;
+    std::unique_ptr<FileWatch> watch_;
+    Dictionary shown_; // the store's contents that the window shows
+    std::string playing_; // the composition that the preview was last told to load
+};
+
+} // namespace vitrel

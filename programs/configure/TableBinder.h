@@ -1,0 +1,78 @@
+#pragma once
+
+#include "programs/configure/CompositionsModel.h"
+#include "programs/configure/SheetTexts.h"
+
+#include <QObject>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+class QLabel;
+class QListView;
+
+namespace vitrel {
+
+class NSTableView;
+
+// Shows a table of files as a list: rows, selection, menu, what stands in its place when it is empty; and tells the
+// table what the user does. Main thread.
+class TableBinder : public QObject
+{
+public:
+    // What the binder must know of the files behind the rows.
+    struct Files {
+        std::function<std::string(int row)> pathOfRow;
+        // Whether the row is the one that is in force. A table keeps a row's number selected when the list beneath it
+        // changes; only a row that really counts is shown as chosen.
+        std::function<bool(int row)> isChosen;
+    };
+
+    TableBinder(std::shared_ptr<NSTableView> table, QListView& list, Files files, const SheetTexts& texts);
+    ~TableBinder() override;
+
+    // The user wants the chosen row gone.
+    std::function<void()> onRemove;
+    // Other rows are seen; from the first to the last.
+    std::function<void(const std::vector<std::string>& paths)> onSeen;
+    // The table's rows were replaced.
+    std::function<void()> onReload;
+
+    // What stands in the list while it is empty.
+    void setEmptyText(const QString& title, const QString& advice);
+    // Paints a file's rows anew if they are seen.
+    void touch(const std::string& path);
+    // Whether a row is shown as chosen.
+    bool hasChosenRow() const;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void reload();
+    void showSelection();
+    void selectionDidChange();
+    void scrollTo(int row);
+    void openMenu(const QPoint& place);
+    bool keyDidGoDown(int key);
+    void tellSeen();
+    void placeEmptyText();
+    std::pair<int, int> seenRows() const;
+
+    const std::shared_ptr<NSTableView> table_;
+    QListView& list_;
+    const Files files_;
+    const SheetTexts texts_;
+    CompositionsModel model_;
+    QLabel* emptyText_ = nullptr; // the list's
+    QTimer seenTimer_;
+    bool showing_ = false;
+    std::optional<std::pair<int, std::string>> scrolledTo_; // a row and its path
+};
+
+} // namespace vitrel

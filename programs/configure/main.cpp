@@ -1,0 +1,146 @@
+#include "platform/foundation/DefaultsStore.h"
+#include "platform/foundation/FileSystem.h"
+#include "platform/foundation/LocalizedStrings.h"
+#include "platform/foundation/NSBundle.h"
+#include "platform/foundation/Surroundings.h"
+#include "programs/configure/DroppedFiles.h"
+#include "programs/configure/LoopDriver.h"
+#include "programs/configure/SheetWindow.h"
+#include "programs/configure/Workspace.h"
+#include "programs/preview/PreviewLink.h"
+#include "programs/thumbnails/Thumbnails.h"
+
+#include <QApplication>
+#include <QLibraryInfo>
+#include <QTranslator>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+#include <unistd.h>
+
+namespace vitrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+int complain(const std::string& message, int code = 1)
+{
+    std::cerr << "vitrel: " << message << '\n';
+    return code;
+}
+
+// While the toolkit looks for a display. Without one it would end in an abort behind a page of text.
+void hearOfMissingDisplay(QtMsgType type, const QMessageLogContext&, const QString&)
+{
+    if (type == QtFatalMsg)
+        _exit(complain("there is no display"));
+}
+
+std::unique_ptr<QApplication> makeApplication(int& argc, char** argv)
+{
+    qInstallMessageHandler(hearOfMissingDisplay);
+    auto application = std::make_unique<QApplication>(argc, argv);
+    qInstallMessageHandler(nullptr);
+    QCoreApplication::setApplicationName(QStringLiteral("vitrel"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VITREL_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.vitrel.Vitrel"));
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("org.vitrel.Vitrel")));
+    return application;
+}
+
+// The toolkit's own texts, of its file dialog for one.
+void translateToolkit(QTranslator& translator)
+{
+    if (translator.load(QLocale(), QStringLiteral("qtbase"), QStringLiteral("_"),
+            QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(&translator);
+}
+
+// The saver's program: beside this one, or in "bin" where this one lies in "libexec/vitrel".
+std::string saverProgram()
+{
+    std::error_code error;
+    const fs::path here = fs::read_symlink("/proc/self/exe", error).parent_path();
+    const fs::path beside = here / "vitrel";
+    return fs::exists(beside, error) ? beside : here.parent_path().parent_path() / "bin" / "vitrel";
+}
+
+// The full paths of the compositions among what was named; the others are complained of.
+std::vector<std::string> compositionPaths(const std::vector<std::string>& names)
+{
+    std::vector<std::string> paths;
+    for (const auto& name : names) {
+        std::error_code error;
+        const std::string path = fs::absolute(name, error).lexically_normal();
+        if (compositionsAmong({NSURL::fileURLWithPath(path)}).empty())
+            complain(fs::exists(path, error) ? name + " is no composition: its name doesn't end in .qtz"
+                                             : "there is no file " + name);
+        else
+            paths.push_back(path);
+    }
+    return paths;
+}
+
+int run(int argc, char** argv, const std::vector<std::string>& files)
+{
+    const SystemClock clock;
+    RunLoop loop(clock);
+    FileSystem fileSystem;
+    const LogSink log = standardErrorLog(clock);
+    DefaultsStore defaults(DefaultsStore::userFolder(), fileSystem, log);
+    const NSBundle bundle = NSBundle::forExecutable();
+    Surroundings surroundings;
+    surroundings.clock = &clock;
+    surroundings.runLoop = &loop;
+    surroundings.defaults = &defaults;
+    surroundings.classBundle = surroundings.mainBundle = &bundle;
+    surroundings.log = log;
+    surroundings.languages = userLanguages();
+    if (const char* version = std::getenv("VITREL_SYSTEM_VERSION"); version && *version) {
+        const auto made = makeOperatingSystemVersion(version);
+        if (!made)
+            return complain("\"" + std::string(version) + "\" is no system version", 2);
+        surroundings.systemVersion = *made;
+    }
+    int toolkitArgc = std::min(argc, 1);
+    const auto application = makeApplication(toolkitArgc, argv);
+    QTranslator translator;
+    translateToolkit(translator);
+    Workspace workspace;
+    surroundings.workspace = &workspace;
+    const auto controller = PreferencesWC::initWithWindowNibName(surroundings, "PreferencesWC");
+    controller->window();
+    if (!controller->tableviewQuartzCompositions())
+        return complain("the description of the settings window isn't among the resources");
+    const std::string program = saverProgram();
+    PreviewLink preview(loop, program);
+    Thumbnails thumbnails(loop, program, Thumbnails::userFolder());
+    SheetWindow window(surroundings, controller, preview, thumbnails);
+    const LoopDriver driver(loop);
+    if (!files.empty())
+        window.openFiles(files);
+    QObject::connect(&window, &QDialog::finished, application.get(), &QCoreApplication::quit);
+    window.show();
+    return QApplication::exec();
+}
+
+} // namespace
+} // namespace vitrel
+
+int main(int argc, char** argv)
+{
+    CLI::App app("The settings of the screen saver Vitrel, with a live preview", "vitrel-configure");
+    app.set_version_flag("--version", "vitrel-configure " VITREL_VERSION);
+    std::vector<std::string> files;
+    app.add_option("FILE", files, "Compositions to add to the list; the last becomes active");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return error.get_exit_code() == 0 ? app.exit(error) : vitrel::complain(error.what(), 2);
+    }
+    return vitrel::run(argc, argv, vitrel::compositionPaths(files));
+}

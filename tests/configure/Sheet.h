@@ -1,0 +1,164 @@
+#pragma once
+
+#include "configure/StandIns.h"
+#include "platform/appkit/controls/NSWorkspace.h"
+#include "programs/configure/CompositionsModel.h"
+#include "programs/configure/SheetWindow.h"
+#include "programs/thumbnails/Thumbnails.h"
+#include "support/TestSurroundings.h"
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QTest>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+struct FakeWorkspace : NSWorkspace {
+    std::vector<std::string> shown, opened;
+    void activateFileViewerSelectingURLs(const std::vector<NSURL>& files) override
+    {
+        for (const auto& file : files)
+            shown.push_back(file.path());
+    }
+    bool openURL(const std::string& address) override
+    {
+        opened.push_back(address);
+        return true;
+    }
+};
+
+// The real window over the real controller, the real description and texts, and a store in a folder of its own.
+struct Sheet : TestSurroundings {
+    static constexpr const char* kDomain = "org.vitrel.Vitrel";
+
+    TemporaryFolder folder;
+    DefaultsStore disk{folder / "config", files, sink};
+    NSBundle resources{VITREL_SHARE};
+    FakeWorkspace desktop;
+    std::shared_ptr<PreferencesWC> controller;
+    std::unique_ptr<PreviewLink> preview;
+    std::unique_ptr<Thumbnails> thumbnails;
+    std::unique_ptr<SheetWindow> window;
+
+    explicit Sheet(const std::vector<std::string>& paths = {}, const std::string& active = "")
+    {
+        surroundings.defaults = &disk;
+        surroundings.classBundle = surroundings.mainBundle = &resources;
+        surroundings.workspace = &desktop;
+        surroundings.languages = {"en"};
+        store(disk, paths, active);
+    }
+    ~Sheet()
+    {
+        window.reset();
+        controller.reset();
+        settle();
+    }
+    Sheet& open(int width = 860, int height = 560)
+    {
+        controller = PreferencesWC::initWithWindowNibName(surroundings, "PreferencesWC");
+        preview = std::make_unique<PreviewLink>(loop, "");
+        thumbnails = std::make_unique<Thumbnails>(loop, "", "");
+        window = std::make_unique<SheetWindow>(surroundings, controller, *preview, *thumbnails);
+        window->resize(width, height);
+        window->show();
+        settle();
+        StandInPreview::last->reloads = 0;
+        return *this;
+    }
+
+    // Until nothing more happens by itself.
+    void settle()
+    {
+        for (int turn = 0; turn < 6; ++turn) {
+            loop.turn();
+            QCoreApplication::processEvents();
+        }
+    }
+    // What was written to the store's files has been noticed.
+    void noticeWrites()
+    {
+        settle();
+        fastForwardBy(Seconds(1));
+        settle();
+    }
+    static void store(DefaultsStore& store, const std::vector<std::string>& paths, const std::string& active)
+    {
+        store.setValueForKey(kDomain, "Files Paths", Array(paths.begin(), paths.end()));
+        store.setValueForKey(kDomain, "Active File Path", active);
+    }
+    // Another process, which has a store of its own over the same files.
+    DefaultsStore& other()
+    {
+        if (!other_)
+            other_.emplace(folder / "config", files, sink);
+        return *other_;
+    }
+    // What is stored: the list with its active entry marked, or that entry behind a bar if it isn't in the list.
+    std::string stored()
+    {
+        std::string text;
+        bool listed = false;
+        const auto active = other().valueForKey(kDomain, "Active File Path").value_or("");
+        const Value paths = other().valueForKey(kDomain, "Files Paths").value_or(Array());
+        for (const Value& path : *paths.array()) {
+            listed |= path == active;
+            text += (text.empty() ? "" : " ") + std::string(path == active ? "*" : "") + *path.as<std::string>();
+        }
+        return listed ? text : text + " | " + *active.as<std::string>();
+    }
+    std::optional<Value> value(const std::string& key) { return other().valueForKey(kDomain, key); }
+
+    template <class Widget> Widget& find(const char* name) { return *window->findChild<Widget*>(name); }
+    QAbstractButton& button(const char* name) { return find<QAbstractButton>(name); }
+    QLineEdit& search() { return find<QLineEdit>("searchfield"); }
+    QLineEdit& feed() { return find<QLineEdit>("rssURLTextField"); }
+    QListView& list() { return find<QListView>("tableviewQuartzCompositions"); }
+
+    // The list as it is seen, the chosen row marked.
+    std::string shown()
+    {
+        std::string text;
+        const auto* model = list().model();
+        for (int row = 0; row < model->rowCount(); ++row) {
+            const auto index = model->index(row, 0);
+            text += (row ? " " : "") + std::string(list().selectionModel()->isSelected(index) ? "*" : "")
+                + index.data().toString().toStdString();
+        }
+        return text;
+    }
+    QPoint placeOf(int row) { return list().visualRect(list().model()->index(row, 0)).center(); }
+    void clickRow(int row)
+    {
+        QTest::mouseClick(list().viewport(), Qt::LeftButton, {}, placeOf(row));
+        settle();
+    }
+    void click(const char* name)
+    {
+        QTest::mouseClick(&button(name), Qt::LeftButton, {}, QPoint(8, button(name).height() / 2));
+        settle();
+    }
+    void key(QWidget& widget, Qt::Key key, Qt::KeyboardModifiers modifiers = {})
+    {
+        widget.setFocus();
+        QTest::keyClick(&widget, key, modifiers);
+        settle();
+    }
+    void type(QLineEdit& field, const char* text)
+    {
+        field.setFocus();
+        QTest::keyClicks(&field, text);
+        settle();
+    }
+
+private:
+    std::optional<DefaultsStore> other_;
+};
+
+} // namespace vitrel

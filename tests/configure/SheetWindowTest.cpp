@@ -1,0 +1,388 @@
+#include "configure/Sheet.h"
+
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QMenu>
+#include <QMimeData>
+#include <QScrollBar>
+
+namespace vitrel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<std::string> manyPaths(int count)
+{
+    std::vector<std::string> paths;
+    for (int k = 0; k < count; ++k)
+        paths.push_back("/zoo/" + std::to_string(k) + ".qtz");
+    return paths;
+}
+
+// Drops what the addresses name onto the window, as a file manager does. False if the window wants none of it.
+bool drop(Sheet& in, const std::vector<std::string>& addresses)
+{
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const auto& address : addresses)
+        urls << QUrl::fromEncoded(QByteArray::fromStdString(address));
+    data.setUrls(urls);
+    const QPoint place = in.window->rect().center();
+    QDragEnterEvent enter(place, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+    enter.ignore();
+    QApplication::sendEvent(in.window.get(), &enter);
+    if (!enter.isAccepted())
+        return false;
+    QDropEvent event(place, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+    QApplication::sendEvent(in.window.get(), &event);
+    in.settle();
+    // A file manager that is told "moved" deletes its file.
+    EXPECT_EQ(event.dropAction(), Qt::CopyAction);
+    return true;
+}
+
+QMenu* openMenu(Sheet& in, QPoint place, QContextMenuEvent::Reason reason = QContextMenuEvent::Mouse)
+{
+    QWidget* target = reason == QContextMenuEvent::Mouse ? in.list().viewport() : static_cast<QWidget*>(&in.list());
+    QContextMenuEvent event(reason, place, target->mapToGlobal(place));
+    QApplication::sendEvent(target, &event);
+    in.settle();
+    return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+}
+
+void choose(Sheet& in, QMenu& menu, const char* text)
+{
+    for (QAction* action : menu.actions()) {
+        if (action->text() == QLatin1String(text)) {
+            QTest::mouseClick(&menu, Qt::LeftButton, {}, menu.actionGeometry(action).center());
+            in.settle();
+            return;
+        }
+    }
+    ADD_FAILURE() << "there is no " << text;
+    menu.close();
+}
+
+// Line ends, markup and bytes that are no text must not tear a row, a tool tip or the model apart.
+TEST(SheetWindow, ShowsNamesHarmlesslyWhateverIsInThem)
+{
+    Sheet in({"/a/two\nlines.qtz", "/b/<img src=x>.qtz", "/c/\xFF\xFE.qtz", "/d/\xE2\x80\xAEztq.exe.qtz", "/"},
+        "/a/two\nlines.qtz");
+    in.open();
+    EXPECT_EQ(in.shown(), "*two lines.qtz <img src=x>.qtz \xEF\xBF\xBD\xEF\xBF\xBD.qtz  ztq.exe.qtz /");
+    const auto tip = in.list().model()->index(1, 0).data(Qt::ToolTipRole).toString();
+    EXPECT_TRUE(tip.contains(QLatin1String("&lt;img"))) << tip.toStdString();
+    EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("two lines.qtz"));
+    in.window->grab();
+}
+
+TEST(SheetWindow, AddsTheCompositionsOfADropAndNothingElse)
+{
+    Sheet in;
+    in.open();
+    const auto a = in.folder.write("A b.qtz", ""), upper = in.folder.write("C.QTZ", "");
+    const auto odd = in.folder.write("o\xFFld.qtz", ""), text = in.folder.write("d.txt", "");
+    in.folder.write("folder.qtz/x", "");
+    const std::string root = "file://" + in.folder.path() + "/";
+    EXPECT_FALSE(drop(in,
+        {root + "d.txt", root + "folder.qtz", root + "gone.qtz", "https://example.org/a.qtz",
+            "file://elsewhere" + in.folder.path() + "/C.QTZ"}));
+    EXPECT_FALSE(drop(in, {}));
+    EXPECT_EQ(in.stored(), " | ");
+    EXPECT_TRUE(drop(in, {root + "A%20b.qtz", root + "d.txt", root + "C.QTZ"}));
+    EXPECT_EQ(in.stored(), a + " *" + upper);
+    EXPECT_EQ(in.shown(), "A b.qtz *C.QTZ");
+    EXPECT_EQ(StandInPreview::last->reloads, 1);
+    EXPECT_TRUE(drop(in, {root + "o%FFld.qtz"}));
+    EXPECT_EQ(in.controller->filesPaths().back(), odd) << "byte for byte";
+}
+
+TEST(SheetWindow, AClickedRowBecomesActiveAndThePreviewFollowsOnce)
+{
+    Sheet in({"/a", "/b", "/c"}, "/a");
+    in.open();
+    EXPECT_EQ(in.shown(), "*a b c");
+    in.clickRow(2);
+    EXPECT_EQ(in.stored(), "/a /b */c");
+    EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("c"));
+    in.clickRow(2);
+    in.noticeWrites();
+    EXPECT_EQ(StandInPreview::last->reloads, 1) << "neither the same row again nor the window's own write is a change";
+    in.key(in.list(), Qt::Key_Up);
+    EXPECT_EQ(in.stored(), "/a */b /c") << "by key, too";
+}
+
+TEST(SheetWindow, FiltersAtEachKeyAndNeverRemovesWhatIsNotSeen)
+{
+    Sheet in({"/aurora.qtz", "/zebra.qtz", "/aura.qtz"}, "/zebra.qtz");
+    in.open();
+    in.type(in.search(), "A");
+    EXPECT_EQ(in.shown(), "aurora.qtz *zebra.qtz aura.qtz");
+    in.type(in.search(), "ur");
+    EXPECT_EQ(in.shown(), "aurora.qtz aura.qtz") << "the row that stands where the active one stood isn't chosen";
+    EXPECT_FALSE(in.button("removeButton").isEnabled());
+    in.key(in.list(), Qt::Key_Delete);
+    EXPECT_EQ(in.stored(), "/aurora.qtz */zebra.qtz /aura.qtz");
+    in.clickRow(1);
+    EXPECT_EQ(in.stored(), "/aurora.qtz /zebra.qtz */aura.qtz") << "though the table had that row selected before";
+    in.type(in.search(), "x");
+    EXPECT_EQ(in.shown(), "");
+    EXPECT_TRUE(in.list().viewport()->findChild<QLabel*>()->text().contains(QLatin1String("Nothing found")));
+    in.search().clear();
+    in.settle();
+    EXPECT_EQ(in.shown(), "aurora.qtz zebra.qtz *aura.qtz");
+}
+
+TEST(SheetWindow, RemovesTheChosenRowByKeyAndByButton)
+{
+    Sheet in({"/a", "/b", "/c"}, "/b");
+    in.open();
+    in.type(in.search(), "");
+    in.key(in.search(), Qt::Key_Delete);
+    in.key(in.list(), Qt::Key_Return);
+    EXPECT_EQ(in.stored(), "/a */b /c") << "a key in a field edits the field";
+    EXPECT_TRUE(in.window->isVisible()) << "return in the list closes nothing";
+    in.key(in.list(), Qt::Key_Delete);
+    EXPECT_EQ(in.stored(), "/a */c");
+    EXPECT_EQ(in.shown(), "a *c");
+    in.click("removeButton");
+    in.click("removeButton");
+    EXPECT_EQ(in.stored(), " | ");
+    EXPECT_FALSE(in.button("removeButton").isEnabled());
+    EXPECT_TRUE(in.list().viewport()->findChild<QLabel*>()->text().contains(QLatin1String("No compositions yet")));
+    EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("Built-in composition"));
+}
+
+TEST(SheetWindow, TheMenuActsOnTheFileItWasOpenedOn)
+{
+    Sheet in({"/a", "/b", "/c"}, "/a");
+    in.open();
+    EXPECT_FALSE(openMenu(in, {10, in.list().viewport()->height() - 3})) << "outside any row";
+    QTest::mouseClick(in.list().viewport(), Qt::RightButton, {}, in.placeOf(1));
+    QMenu* menu = openMenu(in, in.placeOf(1));
+    ASSERT_TRUE(menu);
+    EXPECT_EQ(in.shown(), "*a b c") << "the row of the menu isn't chosen by it";
+    choose(in, *menu, "Show in Files");
+    EXPECT_THAT(in.desktop.shown, ElementsAre("/b"));
+    menu = openMenu(in, in.placeOf(1));
+    ASSERT_TRUE(menu);
+    Sheet::store(in.other(), {"/b", "/c", "/d"}, "/c");
+    in.noticeWrites();
+    choose(in, *menu, "Remove from List");
+    EXPECT_EQ(in.stored(), "*/c /d") << "where the file stands now";
+    menu = openMenu(in, in.placeOf(1));
+    ASSERT_TRUE(menu);
+    Sheet::store(in.other(), {"/c", "/e"}, "/c");
+    in.noticeWrites();
+    choose(in, *menu, "Remove from List");
+    EXPECT_EQ(in.stored(), "*/c /e") << "the file is gone already";
+    menu = openMenu(in, {0, 0}, QContextMenuEvent::Keyboard);
+    ASSERT_TRUE(menu);
+    choose(in, *menu, "Show in Files");
+    EXPECT_EQ(in.desktop.shown.back(), "/c") << "by key, on the chosen row";
+}
+
+TEST(SheetWindow, TheRandomBoxIsStoredAtOnce)
+{
+    Sheet in;
+    in.open();
+    for (const bool random : {true, false}) {
+        in.click("checkboxUseRandomScreenSaver");
+        EXPECT_EQ(in.value("Use Random Screen Saver"), Value(random));
+    }
+    in.other().setValueForKey(Sheet::kDomain, "Use Random Screen Saver", true);
+    in.noticeWrites();
+    EXPECT_TRUE(in.button("checkboxUseRandomScreenSaver").isChecked());
+}
+
+TEST(SheetWindow, TheFeedAddressCountsWhenTheUserIsDoneWithIt)
+{
+    Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz");
+    in.disk.setValueForKey(Sheet::kDomain, "b.qtz: Is RSS Visualizer", true);
+    in.open();
+    EXPECT_FALSE(in.feed().isEnabled());
+    in.disk.setValueForKey(Sheet::kDomain, "a.qtz: Is RSS Visualizer", true);
+    in.noticeWrites();
+    ASSERT_TRUE(in.feed().isEnabled()) << "the preview has seen that it shows feeds";
+    const auto address = [&] { return in.value("a.qtz: RSS URL"); };
+    in.type(in.feed(), "http://x");
+    EXPECT_EQ(address(), std::nullopt) << "half an address";
+    in.other().setValueForKey(Sheet::kDomain, "Use Random Screen Saver", true);
+    in.noticeWrites();
+    EXPECT_EQ(in.feed().text(), QLatin1String("http://x")) << "another's change takes nothing from under the fingers";
+    in.key(in.feed(), Qt::Key_Return);
+    EXPECT_EQ(address(), Value("http://x"));
+    EXPECT_TRUE(in.window->isVisible()) << "return ends the typing, not the window";
+    EXPECT_EQ(StandInPreview::last->reloads, 1);
+    in.key(in.feed(), Qt::Key_Return);
+    EXPECT_EQ(StandInPreview::last->reloads, 1) << "the same text again";
+    in.type(in.feed(), "y");
+    in.clickRow(1);
+    EXPECT_EQ(address(), Value("http://xy")) << "leaving the field ends the typing; it is the old one's address";
+    EXPECT_EQ(in.value("b.qtz: RSS URL"), std::nullopt);
+    EXPECT_EQ(in.feed().text(), QString());
+    in.type(in.feed(), "lost");
+    Sheet::store(in.other(), {"/a.qtz", "/b.qtz"}, "/a.qtz");
+    in.noticeWrites();
+    EXPECT_EQ(in.feed().text(), QLatin1String("http://xy")) << "another composition's address";
+    in.key(in.feed(), Qt::Key_Return);
+    EXPECT_EQ(address(), Value("http://xy"));
+}
+
+TEST(SheetWindow, EndsByEveryWayOutAndKeepsWhatWasDone)
+{
+    struct {
+        void (*leave)(Sheet&);
+        const char* address;
+        const char* why;
+    } const cases[] = {
+        {[](Sheet& in) { in.click("okButton"); }, "http://x", "OK"},
+        {[](Sheet& in) { in.button("okButton").click(); }, "http://x", "OK that takes no focus"},
+        {[](Sheet& in) { in.click("cancelButton"); }, "http://x", "Cancel takes nothing back"},
+        {[](Sheet& in) { in.key(in.feed(), Qt::Key_Escape); }, nullptr, "Escape drops what is half typed"},
+        {[](Sheet& in) { in.window->close(); }, nullptr, "the window's own button"},
+    };
+    for (const auto& [leave, address, why] : cases) {
+        Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz");
+        for (const char* name : {"a.qtz", "b.qtz"})
+            in.disk.setValueForKey(Sheet::kDomain, std::string(name) + ": Is RSS Visualizer", true);
+        in.open();
+        in.clickRow(1);
+        in.type(in.feed(), "http://x");
+        leave(in);
+        in.settle();
+        EXPECT_FALSE(in.window->isVisible()) << why;
+        EXPECT_TRUE(in.controller->window()->isClosed()) << why;
+        EXPECT_EQ(in.stored(), "/a.qtz */b.qtz") << why;
+        EXPECT_EQ(in.value("b.qtz: RSS URL"), address ? std::optional<Value>(address) : std::nullopt) << why;
+    }
+}
+
+TEST(SheetWindow, ShowsAtOnceWhatAnotherProcessStores)
+{
+    Sheet in({"/a", "/b"}, "/a");
+    in.open();
+    Sheet::store(in.other(), {"/b", "/c"}, "/b");
+    in.noticeWrites();
+    EXPECT_EQ(in.shown(), "*b c");
+    EXPECT_EQ(StandInPreview::last->reloads, 1) << "another file in the row that was chosen before";
+    in.type(in.search(), "b");
+    Sheet::store(in.other(), {"/b", "/c"}, "/c");
+    in.noticeWrites();
+    EXPECT_EQ(in.shown(), "b");
+    EXPECT_EQ(StandInPreview::last->reloads, 2) << "one that is filtered out";
+    EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("c"));
+    in.other().setValueForKey(Sheet::kDomain, "Something else", 1);
+    in.noticeWrites();
+    EXPECT_EQ(StandInPreview::last->reloads, 2);
+}
+
+TEST(SheetWindow, KeepsItsPlaceInALongListThatSomebodyChanges)
+{
+    Sheet in(manyPaths(500), "/zoo/0.qtz");
+    in.open();
+    in.list().verticalScrollBar()->setValue(9000);
+    auto paths = manyPaths(500);
+    in.clickRow(in.list().indexAt({5, 100}).row());
+    const int place = in.list().verticalScrollBar()->value();
+    in.noticeWrites();
+    EXPECT_EQ(in.list().verticalScrollBar()->value(), place);
+    in.list().verticalScrollBar()->setValue(3000);
+    in.key(in.button("checkboxUseRandomScreenSaver"), Qt::Key_Space);
+    in.noticeWrites();
+    EXPECT_EQ(in.list().verticalScrollBar()->value(), 3000) << "its own write doesn't take it back to the chosen row";
+}
+
+TEST(SheetWindow, WantsPicturesOfTheRowsThatAreSeen)
+{
+    Sheet in(manyPaths(1000), "/zoo/0.qtz");
+    in.open();
+    QTest::qWait(100);
+    const auto& wanted = StandInThumbnails::last->wanted;
+    ASSERT_THAT(wanted, testing::SizeIs(testing::AllOf(testing::Ge(4u), testing::Le(12u))));
+    EXPECT_EQ(wanted.front(), "/zoo/0.qtz");
+    in.list().scrollToBottom();
+    QTest::qWait(100);
+    EXPECT_EQ(wanted.back(), "/zoo/999.qtz");
+    EXPECT_LE(wanted.size(), 12u);
+    // Red as the file has it, and nowhere else.
+    const auto red = std::make_shared<Bitmap>(Bitmap{192, 108, std::vector<std::uint32_t>(192 * 108, 0xFFFF0000)});
+    StandInThumbnails::last->pictures["/zoo/998.qtz"] = red;
+    in.thumbnails->onReady("/zoo/998.qtz");
+    in.settle();
+    const QImage picture = in.list().viewport()->grab().toImage();
+    EXPECT_EQ(picture.pixelColor(QPoint(50, in.placeOf(998).y())), QColor(Qt::red));
+    EXPECT_NE(picture.pixelColor(QPoint(50, in.placeOf(999).y())), QColor(Qt::red));
+}
+
+TEST(SheetWindow, OpensFilesThatItIsStartedWithAndKnowsThoseItHas)
+{
+    Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz");
+    in.open();
+    in.window->openFiles({"/b.qtz"});
+    in.settle();
+    EXPECT_EQ(in.stored(), "/a.qtz */b.qtz");
+    EXPECT_EQ(StandInPreview::last->reloads, 1);
+    in.window->openFiles({"/a.qtz", "/new.qtz"});
+    in.settle();
+    EXPECT_EQ(in.shown(), "a.qtz b.qtz *new.qtz");
+    in.window->openFiles({"/newer.qtz", "/a.qtz"});
+    in.settle();
+    EXPECT_EQ(in.shown(), "*a.qtz b.qtz new.qtz newer.qtz");
+}
+
+TEST(SheetWindow, TheDialogAsksForCompositionsAndTheWindowStaysAlive)
+{
+    Sheet in;
+    in.open();
+    const auto a = in.folder.write("a.qtz", ""), b = in.folder.write("b.qtz", "");
+    in.key(in.list(), Qt::Key_O, Qt::ControlModifier);
+    auto* dialog = in.window->findChild<QFileDialog*>();
+    ASSERT_TRUE(dialog) << "by shortcut";
+    EXPECT_EQ(dialog->nameFilters(), QStringList{QStringLiteral("Compositions (*.qtz)")});
+    dialog->reject();
+    in.settle();
+    EXPECT_EQ(in.stored(), " | ");
+    in.click("addButton");
+    for (QFileDialog* open : in.window->findChildren<QFileDialog*>()) {
+        if (open->isVisible())
+            dialog = open;
+    }
+    dialog->setDirectory(QString::fromStdString(in.folder.path()));
+    dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QStringLiteral("\"a.qtz\" \"b.qtz\""));
+    QMetaObject::invokeMethod(dialog, "accept");
+    in.settle();
+    EXPECT_EQ(in.stored(), a + " *" + b);
+}
+
+TEST(SheetWindow, ShortcutsAndKeysLeadWhereTheirUsersExpect)
+{
+    Sheet in({"/a", "/b"}, "/b");
+    in.open();
+    EXPECT_TRUE(in.list().hasFocus()) << "at the start";
+    in.key(in.list(), Qt::Key_F, Qt::ControlModifier);
+    EXPECT_TRUE(in.search().hasFocus());
+    in.key(in.search(), Qt::Key_Down);
+    EXPECT_TRUE(in.list().hasFocus());
+    in.key(in.search(), Qt::Key_Return);
+    EXPECT_TRUE(in.list().hasFocus());
+    EXPECT_TRUE(in.window->isVisible());
+    std::vector<std::string> order;
+    QWidget* widget = &in.search();
+    do {
+        if (widget->focusPolicy() & Qt::TabFocus && widget->isVisible() && widget->isEnabled())
+            order.push_back(widget->objectName().toStdString());
+        widget = widget->nextInFocusChain();
+    } while (widget != &in.search());
+    EXPECT_THAT(order,
+        ElementsAre("searchfield", "tableviewQuartzCompositions", "addButton", "removeButton",
+            "checkboxUseRandomScreenSaver", "okButton", "cancelButton"));
+}
+
+} // namespace
+} // namespace vitrel

@@ -1,0 +1,73 @@
+#include "configure/StandIns.h"
+
+#include "programs/thumbnails/Thumbnails.h"
+
+namespace vitrel {
+
+StandInPreview* StandInPreview::last = nullptr;
+StandInThumbnails* StandInThumbnails::last = nullptr;
+
+struct PreviewLink::Child : StandInPreview {
+};
+
+PreviewLink::PreviewLink(RunLoop&, std::string)
+    : child_(std::make_unique<Child>())
+{
+    StandInPreview::last = child_.get();
+}
+
+PreviewLink::~PreviewLink() = default;
+
+void PreviewLink::resize(int width, int height)
+{
+    child_->width = width;
+    child_->height = height;
+}
+
+void PreviewLink::reload()
+{
+    ++child_->reloads;
+}
+
+void PreviewLink::setShown(bool shown)
+{
+    child_->shown = shown;
+}
+
+PreviewLink::State PreviewLink::state() const
+{
+    return child_->state;
+}
+
+PreviewFrame PreviewLink::frame() const
+{
+    const StandInPreview& given = *child_;
+    if (given.pixels.empty())
+        return {};
+    const auto width = static_cast<std::size_t>(given.frameWidth);
+    return {given.pixels.data(), given.frameWidth, static_cast<int>(given.pixels.size() / width), width};
+}
+
+struct Thumbnails::Work : StandInThumbnails {
+};
+
+Thumbnails::Thumbnails(RunLoop&, std::string, std::string)
+    : work_(std::make_unique<Work>())
+{
+    StandInThumbnails::last = work_.get();
+}
+
+Thumbnails::~Thumbnails() = default;
+
+std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
+{
+    const auto found = work_->pictures.find(path);
+    return found == work_->pictures.end() ? nullptr : found->second;
+}
+
+void Thumbnails::want(std::vector<std::string> paths)
+{
+    work_->wanted = std::move(paths);
+}
+
+} // namespace vitrel

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/appkit/Bitmap.h"
+#include "programs/preview/PreviewLink.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+// What the window has asked of the preview and of the thumbnails that were made last, and what they give it. No child
+// process is started.
+struct StandInPreview {
+    int reloads = 0, width = 0, height = 0;
+    bool shown = false;
+    PreviewLink::State state = PreviewLink::State::starting;
+    std::vector<std::uint32_t> pixels; // of the frame; none while empty
+    int frameWidth = 0;
+
+    static StandInPreview* last;
+};
+
+struct StandInThumbnails {
+    std::vector<std::string> wanted;
+    std::map<std::string, std::shared_ptr<const Bitmap>> pictures;
+
+    static StandInThumbnails* last;
+};
+
+} // namespace vitrel
