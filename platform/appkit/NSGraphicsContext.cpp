@@ -20,6 +20,19 @@ bool isFinite(const NSRect& rect)
         && std::isfinite(rect.size.height);
 }
 
+cairo_operator_t operatorOf(NSCompositingOperation operation)
+{
+    switch (operation) {
+    case NSCompositingOperation::Copy:
+        return CAIRO_OPERATOR_SOURCE;
+    case NSCompositingOperation::SourceOver:
+        return CAIRO_OPERATOR_OVER;
+    case NSCompositingOperation::SourceIn:
+        return CAIRO_OPERATOR_IN;
+    }
+    return CAIRO_OPERATOR_OVER;
+}
+
 cairo_surface_t* surfaceOf(const Bitmap& bitmap)
 {
     // Cairo only reads what is used as a source.
@@ -113,7 +126,10 @@ void NSGraphicsContext::draw(const NSImage& image, NSRect destination, NSRect so
     if (!canvas_ || image.representations().empty() || !isFinite(destination) || !isFinite(source))
         return;
     const auto& bitmap = image.representations().front().bitmap();
-    if (!bitmap || bitmap->pixels.empty() || !(size.width > 0) || !(size.height > 0))
+    // Of another number of pixels than its size says, it would be read beyond its end.
+    if (!bitmap || bitmap->pixels.empty() || bitmap->width < 1
+        || bitmap->pixels.size() != std::size_t(bitmap->width) * std::size_t(bitmap->height) || !(size.width > 0)
+        || !(size.height > 0))
         return;
     if (!(source.size.width > 0) || !(source.size.height > 0) || !(destination.size.width > 0)
         || !(destination.size.height > 0))
@@ -142,13 +158,28 @@ void NSGraphicsContext::draw(const NSImage& image, NSRect destination, NSRect so
     cairo_pattern_set_extend(cairo_get_source(cairo), CAIRO_EXTEND_PAD);
     cairo_pattern_set_filter(
         cairo_get_source(cairo), interpolation == NSImageInterpolation::High ? CAIRO_FILTER_BEST : CAIRO_FILTER_GOOD);
-    cairo_set_operator(cairo, operation == NSCompositingOperation::Copy ? CAIRO_OPERATOR_SOURCE : CAIRO_OPERATOR_OVER);
+    cairo_set_operator(cairo, operatorOf(operation));
     if (fraction < 1)
         cairo_paint_with_alpha(cairo, std::max(0.0, fraction));
     else
         cairo_paint(cairo);
     cairo_restore(cairo);
     cairo_surface_destroy(pixels);
+}
+
+void NSGraphicsContext::fillRectUsingOperation(NSRect rect, NSCompositingOperation operation)
+{
+    if (!canvas_ || !isFinite(rect))
+        return;
+    cairo_t* cairo = canvas_->cairo;
+    cairo_save(cairo);
+    // Operations that clear what the source doesn't cover do so within the clip.
+    cairo_rectangle(cairo, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
+    cairo_clip(cairo);
+    cairo_set_source_rgba(cairo, color_.red, color_.green, color_.blue, color_.alpha);
+    cairo_set_operator(cairo, operatorOf(operation));
+    cairo_paint(cairo);
+    cairo_restore(cairo);
 }
 
 std::shared_ptr<const NSImage> NSGraphicsContext::unlockFocus()
