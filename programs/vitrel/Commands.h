@@ -18,6 +18,8 @@ void addEvaluate(CLI::App& app, Action& action);
 void addSnapshot(CLI::App& app, Action& action);
 void addFeedURL(CLI::App& app, Action& action);
 void addDoctor(CLI::App& app, Action& action);
+void addCode(CLI::App& app, Action& action);
+void addWallpaper(CLI::App& app, Action& action);
 
 // Prints "vitrel: MESSAGE" and gives `code`.
 int complain(const std::string& message, int code = 1);

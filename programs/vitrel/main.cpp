@@ -28,6 +28,8 @@ int main(int argc, char** argv)
     addSnapshot(app, action);
     addFeedURL(app, action);
     addDoctor(app, action);
+    addCode(app, action);
+    addWallpaper(app, action);
     std::vector<std::string> commands;
     for (const auto* command : app.get_subcommands({}))
         commands.push_back(command->get_name());
