@@ -1,5 +1,7 @@
 #include "platform/appkit/NSGraphicsContext.h"
 
+#include "platform/appkit/ImageScaling.h"
+
 #include <cairo.h>
 
 #include <algorithm>
@@ -31,6 +33,19 @@ cairo_operator_t operatorOf(NSCompositingOperation operation)
         return CAIRO_OPERATOR_IN;
     }
     return CAIRO_OPERATOR_OVER;
+}
+
+// How many pixels become one beforehand at this scale.
+int pixelsToAverage(double scale)
+{
+    constexpr double kMost = 16; // as shrunkByBoxes takes them
+    constexpr double kLeft = 1.5; // from here on the library's filter averages, too
+    if (!(scale > 0))
+        return 1;
+    const double shrink = std::min(1 / scale, kMost * kLeft), whole = std::round(shrink);
+    if (whole <= kMost && std::abs(shrink - whole) < 1e-9)
+        return int(whole);
+    return std::max(1, int(shrink / kLeft));
 }
 
 cairo_surface_t* surfaceOf(const Bitmap& bitmap)
@@ -153,7 +168,27 @@ void NSGraphicsContext::draw(const NSImage& image, NSRect destination, NSRect so
     cairo_rectangle(cairo, left, size.height - bottom - height, width, height);
     cairo_clip(cairo);
     cairo_scale(cairo, size.width / bitmap->width, size.height / bitmap->height);
-    cairo_surface_t* pixels = surfaceOf(*bitmap);
+    // Where a picture shrinks a lot, its pixels are averaged first: the library would take them one by one. What is
+    // left for it is enough for its filter, unless it comes out even.
+    int columns = 1, rows = 1;
+    if (interpolation == NSImageInterpolation::Low) {
+        cairo_matrix_t matrix;
+        cairo_get_matrix(cairo, &matrix);
+        columns = pixelsToAverage(std::hypot(matrix.xx, matrix.yx));
+        rows = pixelsToAverage(std::hypot(matrix.xy, matrix.yy));
+    }
+    Bitmap shrunk;
+    if (columns > 1 || rows > 1) {
+        const double perX = bitmap->width / size.width, perY = bitmap->height / size.height;
+        const int x0 = std::min(int(left * perX), bitmap->width - 1);
+        const int y0 = std::min(int((size.height - bottom - height) * perY), bitmap->height - 1);
+        const int x1 = std::clamp(int(std::ceil((left + width) * perX)), x0 + 1, bitmap->width);
+        const int y1 = std::clamp(int(std::ceil((size.height - bottom) * perY)), y0 + 1, bitmap->height);
+        shrunk = shrunkByBoxes(*bitmap, x0, y0, x1 - x0, y1 - y0, columns, rows);
+        cairo_translate(cairo, x0, y0);
+        cairo_scale(cairo, columns, rows);
+    }
+    cairo_surface_t* pixels = surfaceOf(shrunk.pixels.empty() ? *bitmap : shrunk);
     cairo_set_source_surface(cairo, pixels, 0, 0);
     cairo_pattern_set_extend(cairo_get_source(cairo), CAIRO_EXTEND_PAD);
     cairo_pattern_set_filter(
