@@ -133,7 +133,7 @@ int main()
     peer("ImageMagick, wallpaper",
         in
             + " -resize 3840x3840 -gravity center -crop 3840x2160+0+0 +repage -colorspace RGB -virtual-pixel edge "
-              "-gaussian-blur 35x10 -evaluate multiply 0.0883883 \\( "
+              "-blur 35x10 -evaluate multiply 0.0883883 \\( "
             + in + " -colorspace RGB -filter Lanczos -resize 2160x2160 \\) -composite -colorspace sRGB -depth 8",
         out, *wallpaper());
     peer("ImageMagick, fill resize", large + " -filter Box -resize 600x600 -depth 8", out,

@@ -35,6 +35,15 @@ cairo_operator_t operatorOf(NSCompositingOperation operation)
     return CAIRO_OPERATOR_OVER;
 }
 
+void holdToAlpha(std::uint32_t& word)
+{
+    const std::uint32_t alpha = word >> 24;
+    if (alpha == 255)
+        return;
+    const auto held = [&](int shift) { return std::min(word >> shift & 255, alpha) << shift; };
+    word = alpha << 24 | held(16) | held(8) | held(0);
+}
+
 // How many pixels become one beforehand at this scale.
 int pixelsToAverage(double scale)
 {
@@ -194,6 +203,8 @@ void NSGraphicsContext::draw(const NSImage& image, NSRect destination, NSRect so
     cairo_pattern_set_filter(
         cairo_get_source(cairo), interpolation == NSImageInterpolation::High ? CAIRO_FILTER_BEST : CAIRO_FILTER_GOOD);
     cairo_set_operator(cairo, operatorOf(operation));
+    // This filter overshoots at edges, each channel for itself.
+    overshot_ |= interpolation == NSImageInterpolation::High;
     if (fraction < 1)
         cairo_paint_with_alpha(cairo, std::max(0.0, fraction));
     else
@@ -223,6 +234,8 @@ std::shared_ptr<const NSImage> NSGraphicsContext::unlockFocus()
     if (canvas_) {
         cairo_surface_flush(canvas_->surface);
         cairo_surface_finish(canvas_->surface);
+        if (overshot_)
+            std::for_each(canvas_->bitmap.pixels.begin(), canvas_->bitmap.pixels.end(), holdToAlpha);
         representations.emplace_back(std::make_shared<const Bitmap>(std::move(canvas_->bitmap)));
         canvas_.reset();
     }

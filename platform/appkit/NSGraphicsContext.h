@@ -61,6 +61,7 @@ private:
     std::unique_ptr<Canvas> canvas_; // null without pixels
     NSImageInterpolation interpolation_ = NSImageInterpolation::Low;
     NSColor color_{0, 0, 0, 1};
+    bool overshot_ = false; // a colour may be above its alpha
 };
 
 } // namespace vitrel

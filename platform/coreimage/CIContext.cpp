@@ -27,7 +27,8 @@ CIContext::Size CIContext::pixelsOfRect(NSRect rect)
 
 std::shared_ptr<const Bitmap> CIContext::createCGImageFromRect(const CIImage& image, NSRect rect) const
 {
-    const auto [width, height] = pixelsOfRect(rect);
+    const Size size = pixelsOfRect(rect);
+    const int width = size.width, height = size.height;
     if (width == 0)
         return nullptr;
     Bitmap bitmap{width, height, std::vector<std::uint32_t>(std::size_t(width) * std::size_t(height))};

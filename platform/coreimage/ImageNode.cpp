@@ -24,7 +24,8 @@ PixelRect intersection(const PixelRect& a, const PixelRect& b)
 PixelRect pixelsTouchedBy(const NSRect& rect)
 {
     const double right = rect.origin.x + rect.size.width, top = rect.origin.y + rect.size.height;
-    if (!(rect.size.width > 0) || !(rect.size.height > 0) || std::isnan(rect.origin.x) || std::isnan(rect.origin.y))
+    // From one infinity to the other there is no number of pixels, either.
+    if (!(rect.size.width > 0) || !(rect.size.height > 0) || std::isnan(right) || std::isnan(top))
         return {};
     const auto whole = [](double value) { return int(std::clamp(value, -kFarthest, kFarthest)); };
     const int x = whole(std::floor(rect.origin.x)), y = whole(std::floor(rect.origin.y));

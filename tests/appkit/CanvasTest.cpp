@@ -105,6 +105,22 @@ TEST(Canvas, APartThatShrinksStaysInItsPlace)
     EXPECT_EQ(bitmapOf(steps.unlockFocus()).pixels.at(3), 0xFF000000 | 104) << "the mean of 90 to 117, 103.5, by tens";
 }
 
+// The fine filter rings beside edges, and a colour that rings above its alpha is no colour.
+TEST(Canvas, NoColourIsAboveItsAlpha)
+{
+    const NSImage image = imageOf(3, 2, {R, 0x80008000, 0, W, 0xFF000000, 0x01010101});
+    for (const int hint : {2, 3})
+        for (const double side : {7.0, 20.5, 33.0}) {
+            NSGraphicsContext canvas({side, side});
+            canvas.drawInRectFromRectOperationFractionRespectFlippedHints(image, makeRect(0, 0, side, side), {},
+                NSCompositingOperation::SourceOver, 1, true, {{NSImageHintInterpolation, Value(hint)}});
+            const auto drawn = canvas.unlockFocus();
+            for (const auto word : bitmapOf(drawn).pixels)
+                for (const int shift : {0, 8, 16})
+                    ASSERT_LE(word >> shift & 255, word >> 24) << hint << " at " << side;
+        }
+}
+
 TEST(Canvas, ASizeInPointsOfItsOwnScalesTheSource)
 {
     const NSImage image({1, 1}, {NSBitmapImageRep(std::make_shared<const Bitmap>(Bitmap{2, 2, {R, G, B, W}}))});

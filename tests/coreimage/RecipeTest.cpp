@@ -145,7 +145,8 @@ TEST(Recipe, SizesWithoutSenseGiveNothingQuietly)
     const double infinity = std::numeric_limits<double>::infinity(), none = std::nan("");
     const CIImage color = *filtered("CIConstantColorGenerator", {});
     for (const NSRect rect : {NSRect{}, makeRect(0, 0, -1, 1), makeRect(0, 0, 8193, 1), makeRect(0, 0, 8192, 8192),
-             CGRectInfinite, makeRect(none, 0, 1, 1), makeRect(0, 0, none, 1), makeRect(0, 0, infinity, 1)})
+             CGRectInfinite, makeRect(none, 0, 1, 1), makeRect(0, 0, none, 1), makeRect(0, 0, infinity, 1),
+             makeRect(-infinity, 0, infinity, 1)})
         EXPECT_FALSE(CIContext().createCGImageFromRect(color, rect)) << testing::PrintToString(rect);
     const NSImage endless(NSCIImageRep::imageRepWithCIImage(color));
     EXPECT_EQ(endless.representations().at(0).pixelsWide(), 0);
