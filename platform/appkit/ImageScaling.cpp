@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
+#include <numeric>
 
 namespace vitrel {
 
@@ -58,6 +60,30 @@ std::uint32_t packed(const Channels& channels)
     return word;
 }
 
+// Four words of a row at a time.
+void addWords(const std::uint32_t* words, std::uint32_t* redBlue, std::uint32_t* alphaGreen, std::size_t count)
+{
+    using Four = std::uint32_t __attribute__((vector_size(16)));
+    constexpr Four kMask = {0xFF00FF, 0xFF00FF, 0xFF00FF, 0xFF00FF};
+    const auto add = [](std::uint32_t* to, Four what) {
+        Four sum;
+        std::memcpy(&sum, to, sizeof sum);
+        sum += what;
+        std::memcpy(to, &sum, sizeof sum);
+    };
+    std::size_t k = 0;
+    for (; k + 4 <= count; k += 4) {
+        Four four;
+        std::memcpy(&four, words + k, sizeof four);
+        add(redBlue + k, four & kMask);
+        add(alphaGreen + k, four >> 8 & kMask);
+    }
+    for (; k < count; ++k) {
+        redBlue[k] += words[k] & 0xFF00FF;
+        alphaGreen[k] += words[k] >> 8 & 0xFF00FF;
+    }
+}
+
 } // namespace
 
 std::optional<Bitmap> scaledToFit(const Bitmap& bitmap, int side)
@@ -86,6 +112,34 @@ std::optional<Bitmap> scaledToFit(const Bitmap& bitmap, int side)
         std::transform(sums.begin(), sums.end(), result.pixels.begin() + std::ptrdiff_t(rows[y].first * width), packed);
         sums.swap(next);
         std::fill(next.begin(), next.end(), Channels{});
+    }
+    return result;
+}
+
+Bitmap shrunkByBoxes(const Bitmap& bitmap, int left, int top, int width, int height, int columns, int rows)
+{
+    Bitmap result{(width + columns - 1) / columns, (height + rows - 1) / rows, {}};
+    result.pixels.reserve(std::size_t(result.width) * std::size_t(result.height));
+    // Two channels to a word: 16 bits hold the sum of 256 pixels. Rows first, as they lie in memory.
+    const auto wide = static_cast<std::size_t>(width);
+    std::vector<std::uint32_t> redBlue(wide, 0u), alphaGreen(wide, 0u);
+    for (int y = 0; y < height; y += rows) {
+        std::fill(redBlue.begin(), redBlue.end(), 0u);
+        std::fill(alphaGreen.begin(), alphaGreen.end(), 0u);
+        const int some = std::min(rows, height - y);
+        for (int k = 0; k < some; ++k)
+            addWords(bitmap.pixels.data() + std::size_t(top + y + k) * std::size_t(bitmap.width) + std::size_t(left),
+                redBlue.data(), alphaGreen.data(), wide);
+        for (int x = 0; x < width; x += columns) {
+            const auto first = std::ptrdiff_t(x), last = std::ptrdiff_t(std::min(x + columns, width));
+            const auto count = std::uint32_t(last - first) * std::uint32_t(some);
+            const auto sum = [&](const std::vector<std::uint32_t>& words) {
+                return std::accumulate(words.begin() + first, words.begin() + last, 0u);
+            };
+            const auto mean = [&](std::uint32_t total) { return ((total & 0xFFFF) + count / 2) / count; };
+            const std::uint32_t rb = sum(redBlue), ag = sum(alphaGreen);
+            result.pixels.push_back(mean(ag >> 16) << 24 | mean(rb >> 16) << 16 | mean(ag) << 8 | mean(rb));
+        }
     }
     return result;
 }

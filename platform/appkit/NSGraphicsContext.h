@@ -7,7 +7,8 @@
 
 namespace vitrel {
 
-enum class NSCompositingOperation { Copy = 1, SourceOver = 2 };
+// SourceIn keeps what is there only as a shape: as much of the source as it covers.
+enum class NSCompositingOperation { Copy = 1, SourceOver = 2, SourceIn = 3 };
 
 // Low is bilinear, with the pixels averaged where a picture shrinks; High takes more neighbours and more time.
 enum class NSImageInterpolation { Low = 2, High = 3 };
@@ -43,6 +44,10 @@ public:
     void drawInRectFromRectOperationFractionRespectFlippedHints(const NSImage& image, NSRect destination, NSRect source,
         NSCompositingOperation operation, double fraction, bool respectFlipped, const Dictionary& hints);
 
+    // What shapes are filled with; black to start with.
+    void setColor(NSColor color) { color_ = color; }
+    void fillRectUsingOperation(NSRect rect, NSCompositingOperation operation);
+
     // Ends the drawing and gives the image, which has exactly the size asked for. Never null; without a representation
     // if the canvas had none. A second call gives the same without pixels.
     std::shared_ptr<const NSImage> unlockFocus();
@@ -55,6 +60,8 @@ private:
     const NSSize size_;
     std::unique_ptr<Canvas> canvas_; // null without pixels
     NSImageInterpolation interpolation_ = NSImageInterpolation::Low;
+    NSColor color_{0, 0, 0, 1};
+    bool overshot_ = false; // a colour may be above its alpha
 };
 
 } // namespace vitrel

@@ -14,4 +14,11 @@ NSImage::NSImage(NSSize size, std::vector<NSBitmapImageRep> representations)
     , representations_(std::move(representations))
 { }
 
+NSImage::NSImage(std::shared_ptr<const NSImageRep> representation)
+    : size_(representation ? representation->size() : NSSize{})
+{
+    if (representation)
+        representations_.emplace_back(std::move(representation));
+}
+
 } // namespace vitrel

@@ -9,18 +9,40 @@
 
 namespace vitrel {
 
+// A representation that is drawn when somebody asks for its pixels. Any thread.
+class NSImageRep
+{
+public:
+    NSImageRep() = default;
+    NSImageRep(const NSImageRep&) = delete;
+    NSImageRep& operator=(const NSImageRep&) = delete;
+    virtual ~NSImageRep() = default;
+    // In points.
+    virtual NSSize size() const = 0;
+    // Known without drawing; 0 if there is nothing to draw.
+    virtual int pixelsWide() const = 0;
+    virtual int pixelsHigh() const = 0;
+    // Draws at the first call, which may take its time, and keeps the result; null if there is nothing.
+    virtual const std::shared_ptr<const Bitmap>& bitmap() const = 0;
+};
+
+// Pixels that are there, or that a representation of another kind draws when they are asked for.
 class NSBitmapImageRep
 {
 public:
     explicit NSBitmapImageRep(std::shared_ptr<const Bitmap> bitmap)
         : bitmap_(std::move(bitmap))
     { }
-    int pixelsWide() const { return bitmap_ ? bitmap_->width : 0; }
-    int pixelsHigh() const { return bitmap_ ? bitmap_->height : 0; }
-    const std::shared_ptr<const Bitmap>& bitmap() const { return bitmap_; }
+    explicit NSBitmapImageRep(std::shared_ptr<const NSImageRep> drawn)
+        : drawn_(std::move(drawn))
+    { }
+    int pixelsWide() const { return drawn_ ? drawn_->pixelsWide() : bitmap_ ? bitmap_->width : 0; }
+    int pixelsHigh() const { return drawn_ ? drawn_->pixelsHigh() : bitmap_ ? bitmap_->height : 0; }
+    const std::shared_ptr<const Bitmap>& bitmap() const { return drawn_ ? drawn_->bitmap() : bitmap_; }
 
 private:
     std::shared_ptr<const Bitmap> bitmap_;
+    std::shared_ptr<const NSImageRep> drawn_;
 };
 
 // A decoded image: a cheap handle on pixels that never change once it is shared. Points and pixels are the same
@@ -37,6 +59,8 @@ public:
     explicit NSImage(std::shared_ptr<const Bitmap> bitmap);
     // With a size of its own, in points, and possibly no representation.
     NSImage(NSSize size, std::vector<NSBitmapImageRep> representations);
+    // With one that is drawn when it is asked for, and of its size. Without any if it is null.
+    explicit NSImage(std::shared_ptr<const NSImageRep> representation);
 
     NSSize size() const { return size_; }
     const std::vector<NSBitmapImageRep>& representations() const { return representations_; }

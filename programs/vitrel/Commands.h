@@ -21,6 +21,8 @@ void addSnapshot(CLI::App& app, Action& action);
 void addCompositionsCommand(CLI::App& app, Action& action);
 void addFeedURL(CLI::App& app, Action& action);
 void addDoctor(CLI::App& app, Action& action);
+void addCode(CLI::App& app, Action& action);
+void addWallpaper(CLI::App& app, Action& action);
 
 // Prints "vitrel: MESSAGE" and gives `code`.
 int complain(const std::string& message, int code = 1);

@@ -31,6 +31,8 @@ int main(int argc, char** argv)
     addCompositionsCommand(app, action);
     addFeedURL(app, action);
     addDoctor(app, action);
+    addCode(app, action);
+    addWallpaper(app, action);
     std::vector<std::string> commands;
     for (const auto* command : app.get_subcommands({}))
         commands.push_back(command->get_name());

@@ -77,6 +77,50 @@ TEST(Canvas, AShrinkingPictureIsAveraged)
     }
 }
 
+// Pixels are averaged in boxes beforehand: a box that begins beside the source, or a last one that is cut, would shift
+// the picture or let in what lies beside it.
+TEST(Canvas, APartThatShrinksStaysInItsPlace)
+{
+    std::vector<std::uint32_t> words(103 * 57, R);
+    for (std::size_t y = 10; y < 47; ++y) // green from 7 to 96, blue from there on
+        for (std::size_t x = 7; x < 103; ++x)
+            words[y * 103 + x] = x < 96 ? G : B;
+    const NSImage image = imageOf(103, 57, words);
+    for (const int side : {2, 5, 8, 13, 30}) {
+        NSGraphicsContext canvas({double(side), double(side)});
+        canvas.drawInRectFromRectOperationFraction(
+            image, makeRect(0, 0, side, side), makeRect(7, 10, 89, 37), NSCompositingOperation::Copy, 1);
+        const auto drawn = canvas.unlockFocus();
+        const auto& bitmap = bitmapOf(drawn);
+        for (int y = 1; y + 1 < side; ++y)
+            for (int x = 1; x + 1 < side; ++x)
+                ASSERT_EQ(bitmap.pixels[std::size_t(y * side + x)], G) << side << ": " << x << ", " << y;
+    }
+    NSGraphicsContext steps({7, 1});
+    std::vector<std::uint32_t> grey;
+    for (std::uint32_t x = 0; x < 70; ++x)
+        grey.push_back(0xFF000000 | x * 3);
+    steps.drawInRectFromRectOperationFraction(
+        imageOf(70, 1, grey), makeRect(0, 0, 7, 1), {}, NSCompositingOperation::Copy, 1);
+    EXPECT_EQ(bitmapOf(steps.unlockFocus()).pixels.at(3), 0xFF000000 | 104) << "the mean of 90 to 117, 103.5, by tens";
+}
+
+// The fine filter rings beside edges, and a colour that rings above its alpha is no colour.
+TEST(Canvas, NoColourIsAboveItsAlpha)
+{
+    const NSImage image = imageOf(3, 2, {R, 0x80008000, 0, W, 0xFF000000, 0x01010101});
+    for (const int hint : {2, 3})
+        for (const double side : {7.0, 20.5, 33.0}) {
+            NSGraphicsContext canvas({side, side});
+            canvas.drawInRectFromRectOperationFractionRespectFlippedHints(image, makeRect(0, 0, side, side), {},
+                NSCompositingOperation::SourceOver, 1, true, {{NSImageHintInterpolation, Value(hint)}});
+            const auto drawn = canvas.unlockFocus();
+            for (const auto word : bitmapOf(drawn).pixels)
+                for (const int shift : {0, 8, 16})
+                    ASSERT_LE(word >> shift & 255, word >> 24) << hint << " at " << side;
+        }
+}
+
 TEST(Canvas, ASizeInPointsOfItsOwnScalesTheSource)
 {
     const NSImage image({1, 1}, {NSBitmapImageRep(std::make_shared<const Bitmap>(Bitmap{2, 2, {R, G, B, W}}))});

@@ -1,0 +1,109 @@
+#include "coreimage/CodeReader.h"
+#include "coreimage/Pictures.h"
+
+#include <gtest/gtest.h>
+
+namespace vitrel {
+namespace {
+
+std::optional<CIImage> code(const char* generator, std::string_view message)
+{
+    return filtered(generator, {{"inputMessage", Bytes(bytesOf(message).begin(), bytesOf(message).end())}});
+}
+
+std::shared_ptr<const Bitmap> drawn(const std::optional<CIImage>& image)
+{
+    return image ? CIContext().createCGImageFromRect(*image, image->extent()) : nullptr;
+}
+
+TEST(Codes, AreReadAgainByAReader)
+{
+    for (const std::string text : {"A", "https://example.org/?a=1&b=2", "0123456789", "{\"track\": [1, 2, 3]}"}) {
+        const auto qr = drawn(code("CIQRCodeGenerator", text)), bars = drawn(code("CICode128BarcodeGenerator", text));
+        ASSERT_TRUE(qr && bars);
+        EXPECT_EQ(readCode(*qr), text);
+        EXPECT_EQ(readCode(*bars), text);
+    }
+    const std::string all(1000, 'x');
+    EXPECT_EQ(readCode(*drawn(code("CIQRCodeGenerator", all))), all);
+}
+
+// The border and the finder patterns of the smallest symbol, version 1 of 21 modules (ISO/IEC 18004, 6.3.3).
+TEST(Codes, AQRCodeHasOnePixelAModuleAndOneAround)
+{
+    const auto bitmap = drawn(code("CIQRCodeGenerator", "A"));
+    ASSERT_TRUE(bitmap);
+    ASSERT_EQ(bitmap->width, 23);
+    ASSERT_EQ(bitmap->height, 23);
+    const char* const finder[] = {".........", ".#######.", ".#.....#.", ".#.###.#.", ".#.###.#.", ".#.###.#.",
+        ".#.....#.", ".#######.", "........."};
+    for (int y = 0; y < 9; ++y)
+        for (int x = 0; x < 9; ++x) {
+            const std::uint32_t expected = finder[y][x] == '#' ? 0xFF000000 : 0xFFFFFFFF;
+            EXPECT_EQ(bitmap->pixels[std::size_t(y * 23 + x)], expected) << x << ", " << y << " of the upper left";
+            EXPECT_EQ(bitmap->pixels[std::size_t(y * 23 + 22 - x)], expected)
+                << x << ", " << y << " of the upper right";
+            EXPECT_EQ(bitmap->pixels[std::size_t((22 - y) * 23 + x)], expected)
+                << x << ", " << y << " of the lower left";
+        }
+}
+
+// Start B, "A" (value 33), the check character (104 + 33) mod 103 = 34, stop; widths of bars and spaces from the tables
+// of ISO/IEC 15417.
+TEST(Codes, ABarcodeHasTheBarsOfTheStandardAndSevenModulesAround)
+{
+    const auto bitmap = drawn(code("CICode128BarcodeGenerator", "A"));
+    ASSERT_TRUE(bitmap);
+    const std::string widths = "211214"
+                               "111323"
+                               "131123"
+                               "2331112";
+    std::string modules;
+    for (std::size_t k = 0; k < widths.size(); ++k)
+        modules.append(std::size_t(widths[k] - '0'), k % 2 ? '.' : '#');
+    ASSERT_EQ(modules.size(), 46u);
+    ASSERT_EQ(bitmap->width, 46 + 14);
+    ASSERT_EQ(bitmap->height, 32 + 14);
+    for (int y = 0; y < bitmap->height; ++y)
+        for (int x = 0; x < bitmap->width; ++x) {
+            const bool bar = y >= 7 && y < 39 && x >= 7 && x < 53 && modules[std::size_t(x - 7)] == '#';
+            ASSERT_EQ(bitmap->pixels[std::size_t(y * bitmap->width + x)], bar ? 0xFF000000 : 0xFFFFFFFF)
+                << x << ", " << y;
+        }
+}
+
+TEST(Codes, WhatFitsInNoneGivesNone)
+{
+    const std::string zeros(3, '\0');
+    const struct {
+        const char *generator, *why;
+        std::string message;
+        bool given;
+    } cases[] = {
+        {"CIQRCodeGenerator", "nothing", "", false},
+        {"CICode128BarcodeGenerator", "nothing", "", false},
+        {"CIQRCodeGenerator", "bytes of any kind", "\xFF\x80\x01", true},
+        {"CICode128BarcodeGenerator", "a byte beyond ASCII", "caf\xE9", false},
+        {"CICode128BarcodeGenerator", "control characters are characters", zeros, true},
+        {"CIQRCodeGenerator", "what the largest symbol holds at level M", std::string(2331, 'x'), true},
+        {"CIQRCodeGenerator", "one more", std::string(2332, 'x'), false},
+        {"CIQRCodeGenerator", "very long", std::string(1 << 20, 'x'), false},
+        {"CICode128BarcodeGenerator", "too long for any reader", std::string(300, 'x'), false},
+        {"CICode128BarcodeGenerator", "very long", std::string(1 << 20, '1'), false},
+    };
+    for (const auto& [generator, why, message, given] : cases)
+        EXPECT_EQ(code(generator, message).has_value(), given) << generator << ": " << why;
+}
+
+TEST(Codes, AMagnifiedModuleStaysASquare)
+{
+    const auto image = code("CIQRCodeGenerator", "A");
+    const auto large = drawn(image->imageByApplyingTransform(CGAffineTransformMakeScale(5, 5))), small = drawn(image);
+    ASSERT_EQ(large->width, 115);
+    for (int y = 0; y < 115; ++y)
+        for (int x = 0; x < 115; ++x)
+            ASSERT_EQ(large->pixels[std::size_t(y * 115 + x)], small->pixels[std::size_t(y / 5 * 23 + x / 5)]);
+}
+
+} // namespace
+} // namespace vitrel
