@@ -17,7 +17,7 @@ std::shared_ptr<const NSImage> qrCode(std::string_view text, float scale);
 std::shared_ptr<const NSImage> qrCodes(std::string_view text);
 
 // A Code 128 barcode: one point a module, bars of 32 points, 7 points of quiet space around. ASCII. Null for an empty
-// text, one that is too long or has other characters.
+// text, one that is too long (60 characters, or 120 digits) or has other characters.
 std::shared_ptr<const NSImage> barcode(std::string_view text);
 
 } // namespace vitrel

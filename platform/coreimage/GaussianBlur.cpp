@@ -13,9 +13,9 @@ namespace {
 
 // Beyond it a picture of any size that we draw is one colour.
 constexpr double kLargestRadius = 1000;
-// Pixels that may be read for one blur: sixteen times what may be drawn. With its margins, a picture that is drawn at
-// all stays below unless it is tiny beside its blur.
-constexpr double kMostPixelsRead = 256.0 * 1024 * 1024;
+// Pixels that may be read for all blurs of a rendering: eight times what may be drawn. With its margins, any picture
+// that is drawn at all stays below but for the largest blurs of the largest ones.
+constexpr double kMostPixelsRead = 128.0 * 1024 * 1024;
 // Cells that are kept, at 16 bytes each: 128 MiB.
 constexpr double kMostCells = 8.0 * 1024 * 1024;
 // Where the bell is cut off, in standard deviations: what is left out is below a thousandth.
@@ -233,8 +233,9 @@ public:
     std::unique_ptr<PixelSource> open(const PixelRect& wanted, Rendering& rendering) const override
     {
         const auto tooLarge = [&](const PixelRect& needed, double cellArea) {
-            rendering.failed
-                |= needed.area() > kMostPixelsRead || (cellArea > 1 && needed.area() / cellArea > kMostCells);
+            rendering.pixelsBlurred += needed.area();
+            rendering.failed |= rendering.pixelsBlurred > kMostPixelsRead;
+            rendering.failed |= cellArea > 1 && needed.area() / cellArea > kMostCells;
             return rendering.failed;
         };
         if (radius_ < 2 * kLeastCells) {

@@ -47,6 +47,7 @@ public:
 // What is shared by all operations of one rendering.
 struct Rendering {
     int sources = 0; // so far
+    double pixelsBlurred = 0; // so far
     bool failed = false; // for its size: the result is nothing
 };
 

@@ -44,7 +44,7 @@ int code(const CodeOptions& options)
             CGAffineTransformMakeScale(options.scale, options.scale)));
     return writePicture(image, options.out,
         image ? "at this scale the barcode is too wide a picture"
-              : "a barcode holds some 80 characters of ASCII, and no others");
+              : "a barcode holds 1 to 60 characters of ASCII, or 120 digits, and no others");
 }
 
 struct WallpaperOptions {

@@ -88,7 +88,9 @@ TEST(Codes, WhatFitsInNoneGivesNone)
         {"CIQRCodeGenerator", "what the largest symbol holds at level M", std::string(2331, 'x'), true},
         {"CIQRCodeGenerator", "one more", std::string(2332, 'x'), false},
         {"CIQRCodeGenerator", "very long", std::string(1 << 20, 'x'), false},
-        {"CICode128BarcodeGenerator", "too long for any reader", std::string(300, 'x'), false},
+        {"CICode128BarcodeGenerator", "as long as a reader takes", std::string(60, 'x'), true},
+        {"CICode128BarcodeGenerator", "one more", std::string(61, 'x'), false},
+        {"CICode128BarcodeGenerator", "digits take half the room", std::string(120, '7'), true},
         {"CICode128BarcodeGenerator", "very long", std::string(1 << 20, '1'), false},
     };
     for (const auto& [generator, why, message, given] : cases)

@@ -75,7 +75,7 @@ TEST_F(Pictures, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
         {{"code", "\xE2\x82\xAC", out_}, 1},
         {{"code", std::string(2332, 'x'), out_}, 1},
         {{"code", "caf\xC3\xA9", out_, "--barcode"}, 1},
-        {{"code", std::string(70, 'x'), out_, "--barcode", "--scale", "100"}, 1},
+        {{"code", std::string(50, 'x'), out_, "--barcode", "--scale", "100"}, 1},
         {{"code", "text", folder_ / "no-folder/x.png"}, 1},
         {{"wallpaper", square, out_}, 2},
         {{"wallpaper", square, out_, "--size", "0x10"}, 2},
