@@ -108,16 +108,18 @@ private:
     const OpenInput input_;
 };
 
-class CropNode final : public ImageNode
+// A part of what is beneath, pixel for pixel, or all of it, to be taken pixel by pixel.
+class PartNode final : public ImageNode
 {
 public:
-    CropNode(NodeRef input, const NSRect& rect)
+    PartNode(NodeRef input, const NSRect& extent, bool samplesNearest)
         : ImageNode(depthOver(input))
         , input_(std::move(input))
-        , extent_(intersection(input_->extent(), rect))
+        , extent_(extent)
+        , samplesNearest_(samplesNearest)
     { }
     NSRect extent() const override { return extent_; }
-    bool samplesNearest() const override { return input_->samplesNearest(); }
+    bool samplesNearest() const override { return samplesNearest_; }
     std::unique_ptr<PixelSource> open(const PixelRect& wanted, Rendering& rendering) const override
     {
         return std::make_unique<PartSource>(OpenInput(*input_, wanted, rendering));
@@ -126,24 +128,7 @@ public:
 private:
     const NodeRef input_;
     const NSRect extent_;
-};
-
-class NearestNode final : public ImageNode
-{
-public:
-    explicit NearestNode(NodeRef input)
-        : ImageNode(depthOver(input))
-        , input_(std::move(input))
-    { }
-    NSRect extent() const override { return input_->extent(); }
-    bool samplesNearest() const override { return true; }
-    std::unique_ptr<PixelSource> open(const PixelRect& wanted, Rendering& rendering) const override
-    {
-        return std::make_unique<PartSource>(OpenInput(*input_, wanted, rendering));
-    }
-
-private:
-    const NodeRef input_;
+    const bool samplesNearest_;
 };
 
 class ClampSource final : public PixelSource
@@ -337,12 +322,17 @@ NodeRef cropNode(NodeRef input, const NSRect& rect)
 {
     if (!input || pixelsTouchedBy(intersection(input->extent(), rect)).isEmpty())
         return nullptr;
-    return std::make_shared<CropNode>(std::move(input), rect);
+    const NSRect extent = intersection(input->extent(), rect);
+    const bool nearest = input->samplesNearest();
+    return std::make_shared<PartNode>(std::move(input), extent, nearest);
 }
 
 NodeRef nearestNode(NodeRef input)
 {
-    return input ? std::make_shared<NearestNode>(std::move(input)) : nullptr;
+    if (!input)
+        return nullptr;
+    const NSRect extent = input->extent();
+    return std::make_shared<PartNode>(std::move(input), extent, true);
 }
 
 NodeRef overNode(NodeRef input, NodeRef background)
