@@ -14,10 +14,11 @@ namespace vitrel {
 namespace {
 
 // Between fork and exec only what is safe there: other threads may hold any lock.
-[[noreturn]] void become(char* const* argv, int inherited, pid_t parent)
+[[noreturn]] void become(const char* program, char* const* argv, bool apart, int inherited, pid_t parent)
 {
-    setpgid(0, 0);
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (apart)
+        setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, apart ? SIGKILL : SIGTERM);
     if (getppid() != parent)
         _exit(1); // it has ended in between
     sigset_t none;
@@ -29,41 +30,44 @@ namespace {
         fcntl(inherited, F_SETFD, 0);
     else if (inherited >= 0)
         dup2(inherited, ChildProcess::kInherited);
-    const int nothing = ::open("/dev/null", O_RDWR);
-    for (const int stream : {0, 1, 2})
-        dup2(nothing, stream);
-    if (nothing > ChildProcess::kInherited)
-        close(nothing);
-    execv(argv[0], argv);
+    if (apart) {
+        const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+        for (const int stream : {0, 1, 2})
+            dup2(nothing, stream);
+    }
+    execv(program, argv);
     _exit(127);
 }
 
 } // namespace
 
-std::unique_ptr<ChildProcess> ChildProcess::start(
-    RunLoop& loop, const std::vector<std::string>& words, int inherited, std::function<void(int)> ended)
+std::unique_ptr<ChildProcess> ChildProcess::start(RunLoop& loop, Kind kind, const std::string& program,
+    const std::vector<std::string>& words, int inherited, std::function<void(int)> ended)
 {
     std::vector<char*> argv;
     for (const auto& word : words)
         argv.push_back(const_cast<char*>(word.c_str()));
     argv.push_back(nullptr);
+    const bool apart = kind == Kind::apart;
     const pid_t parent = getpid(), id = fork();
     if (id == 0)
-        become(argv.data(), inherited, parent);
+        become(program.c_str(), argv.data(), apart, inherited, parent);
     if (id < 0)
         return nullptr;
-    setpgid(id, id); // whichever of the two comes first
+    if (apart)
+        setpgid(id, id); // whichever of the two comes first
     const int descriptor = int(syscall(SYS_pidfd_open, id, 0));
     if (descriptor < 0) {
         ::kill(id, SIGKILL);
         waitpid(id, nullptr, 0);
         return nullptr;
     }
-    return std::unique_ptr<ChildProcess>(new ChildProcess(loop, id, descriptor, std::move(ended)));
+    return std::unique_ptr<ChildProcess>(new ChildProcess(loop, kind, id, descriptor, std::move(ended)));
 }
 
-ChildProcess::ChildProcess(RunLoop& loop, pid_t id, int descriptor, std::function<void(int)> ended)
+ChildProcess::ChildProcess(RunLoop& loop, Kind kind, pid_t id, int descriptor, std::function<void(int)> ended)
     : loop_(loop)
+    , kind_(kind)
     , id_(id)
     , descriptor_(descriptor)
     , ended_(std::move(ended))
@@ -86,7 +90,7 @@ void ChildProcess::kill(int signal)
 {
     // The number can't be another process's: it is only free again once it was reaped here.
     if (id_)
-        ::kill(-id_, signal);
+        ::kill(kind_ == Kind::apart ? -id_ : id_, signal);
 }
 
 void ChildProcess::reap()
@@ -94,7 +98,8 @@ void ChildProcess::reap()
     int status = 0;
     if (waitpid(id_, &status, WNOHANG) != id_)
         return;
-    ::kill(-id_, SIGKILL); // what it has left behind
+    if (kind_ == Kind::apart)
+        ::kill(-id_, SIGKILL); // what it has left behind
     id_ = 0;
     loop_.unwatch(descriptor_);
     close(descriptor_);

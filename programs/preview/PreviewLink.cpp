@@ -54,8 +54,8 @@ struct PreviewLink::Child {
             return fail();
         socket_ = ends[0];
         // The child's end must block nobody and outlive the exec; ours must not get into the child.
-        process_ = ChildProcess::start(loop_,
-            {program_, "preview", "--width", std::to_string(width_), "--height", std::to_string(height_)}, ends[1],
+        process_ = ChildProcess::start(loop_, ChildProcess::Kind::apart, program_,
+            {"vitrel", "preview", "--width", std::to_string(width_), "--height", std::to_string(height_)}, ends[1],
             [this](int) { fail(); });
         ::close(ends[1]);
         if (!process_)

@@ -1,8 +1,13 @@
 #pragma once
 
+#include "programs/child/ChildProcess.h"
 #include "programs/supervisor/DisplaySupervisor.h"
 
-#include <sys/types.h>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace vitrel {
 
@@ -22,16 +27,12 @@ public:
     void signal(const std::string& display, int signal) override;
 
 private:
-    struct Process {
-        pid_t id = 0;
-        int descriptor = -1; // readable once it has ended
-    };
-    void reap(std::string display);
+    void ended(std::string display, int status);
 
     RunLoop& loop_;
     const Arguments arguments_;
     const std::string program_;
-    std::map<std::string, Process> processes_;
+    std::map<std::string, std::unique_ptr<ChildProcess>> processes_;
 };
 
 } // namespace vitrel

@@ -42,7 +42,7 @@ struct Thumbnails::Work {
     struct Entry {
         Seconds looked{-1e9};
         std::string key; // of the file as it was at the last look; empty if it isn't there
-        bool known = false; // picture or none, nothing is to be done
+        bool known = true; // picture or none, nothing is to be done
         std::shared_ptr<const Bitmap> picture;
     };
 
@@ -134,8 +134,8 @@ struct Thumbnails::Work {
     {
         busy_ = path;
         busyKey_ = key;
-        process_ = ChildProcess::start(loop_,
-            {program_, "snapshot", "--without-data", "--output", partOf(key), "--size",
+        process_ = ChildProcess::start(loop_, ChildProcess::Kind::apart, program_,
+            {"vitrel", "snapshot", "--without-data", "--output", partOf(key), "--size",
                 std::to_string(kWidth) + "x" + std::to_string(kHeight), "--after", kTimeToPlay, "--", path},
             -1, [this](int status) { rendered(WIFEXITED(status) && WEXITSTATUS(status) == 0); });
         if (process_)
@@ -215,9 +215,8 @@ std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
 void Thumbnails::want(std::vector<std::string> paths)
 {
     if (work_->entries_.size() > kMostInMemory) {
-        std::erase_if(work_->entries_, [&](const auto& entry) {
-            return std::find(paths.begin(), paths.end(), entry.first) == paths.end();
-        });
+        std::erase_if(work_->entries_,
+            [&](const auto& entry) { return std::find(paths.begin(), paths.end(), entry.first) == paths.end(); });
     }
     work_->wanted_ = std::move(paths);
     work_->next();
