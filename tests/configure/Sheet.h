@@ -1,10 +1,10 @@
 #pragma once
 
 #include "configure/StandIns.h"
-#include "platform/appkit/controls/NSWorkspace.h"
 #include "programs/configure/CompositionsModel.h"
 #include "programs/configure/SheetWindow.h"
 #include "programs/thumbnails/Thumbnails.h"
+#include "support/RecordingWorkspace.h"
 #include "support/TestSurroundings.h"
 
 #include <QAbstractButton>
@@ -19,20 +19,6 @@
 
 namespace vitrel {
 
-struct FakeWorkspace : NSWorkspace {
-    std::vector<std::string> shown, opened;
-    void activateFileViewerSelectingURLs(const std::vector<NSURL>& files) override
-    {
-        for (const auto& file : files)
-            shown.push_back(file.path());
-    }
-    bool openURL(const std::string& address) override
-    {
-        opened.push_back(address);
-        return true;
-    }
-};
-
 // The real window over the real controller, the real description and texts, and a store in a folder of its own.
 struct Sheet : TestSurroundings {
     static constexpr const char* kDomain = "org.vitrel.Vitrel";
@@ -40,7 +26,7 @@ struct Sheet : TestSurroundings {
     TemporaryFolder folder;
     DefaultsStore disk{folder / "config", files, sink};
     NSBundle resources{VITREL_SHARE};
-    FakeWorkspace desktop;
+    RecordingWorkspace desktop;
     std::shared_ptr<PreferencesWC> controller;
     std::unique_ptr<PreviewLink> preview;
     std::unique_ptr<Thumbnails> thumbnails;

@@ -1,6 +1,6 @@
 #include "preferences/PreferencesWC.h"
 #include "platform/appkit/controls/NSOpenPanel.h"
-#include "platform/appkit/controls/NSWorkspace.h"
+#include "support/RecordingWorkspace.h"
 #include "support/TestSurroundings.h"
 
 #include <gmock/gmock.h>
@@ -35,20 +35,6 @@ struct Player : NSObject, CompositionChangeReceiver {
     void fileDidChange() override { ++told; }
 };
 
-struct Desktop : NSWorkspace {
-    std::vector<std::string> shown, opened;
-    void activateFileViewerSelectingURLs(const std::vector<NSURL>& files) override
-    {
-        for (const auto& file : files)
-            shown.push_back(file.path());
-    }
-    bool openURL(const std::string& address) override
-    {
-        opened.push_back(address);
-        return true;
-    }
-};
-
 std::vector<std::string> words(const std::string& text)
 {
     std::istringstream stream(text);
@@ -58,7 +44,7 @@ std::vector<std::string> words(const std::string& text)
 // The sheet over a list of paths of one word each, the first of them active unless said.
 struct Sheet : TestSurroundings {
     std::string form = bundleFolder.write("PreferencesWC.ui", kForm);
-    Desktop desktop;
+    RecordingWorkspace desktop;
     std::shared_ptr<Player> player = std::make_shared<Player>();
     std::shared_ptr<NSOpenPanel> panel;
     int ended = 0;
