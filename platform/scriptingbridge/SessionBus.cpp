@@ -1,11 +1,11 @@
 #include "platform/scriptingbridge/SessionBus.h"
 
 #include "platform/foundation/RunLoop.h"
+#include "platform/messagebus/BusConnection.h"
 #include "platform/scriptingbridge/BusValues.h"
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
 #include <map>
 #include <set>
 #include <vector>
@@ -22,8 +22,6 @@ const std::string kProperties = "org.freedesktop.DBus.Properties";
 const std::string kBus = "org.freedesktop.DBus";
 
 constexpr std::chrono::seconds kPatience{2};
-// A player that floods the bus must leave time for frames.
-constexpr int kMessagesPerTurn = 200;
 // More players than anybody runs; each costs the bus a match rule.
 constexpr std::size_t kMaximumPlayers = 64;
 
@@ -36,17 +34,14 @@ bool isPlayer(const std::string& name)
 
 } // namespace
 
-class SessionBus::Connection : public std::enable_shared_from_this<Connection>
+class SessionBus::Connection : public BusConnection
 {
 public:
     Connection(RunLoop& loop, Seconds retryInterval)
-        : loop_(loop)
-        , retryInterval_(retryInterval)
+        : BusConnection(loop, Kind::session, {retryInterval, retryInterval})
     { }
-    ~Connection() { drop(); }
+    ~Connection() override { close(); }
 
-    void open();
-    bool isConnected() const { return bus_ != nullptr; }
     bool isSettled() const
     {
         return !bus_ || (listed_ && std::all_of(players_.begin(), players_.end(), [](const auto& entry) {
@@ -67,12 +62,8 @@ private:
         Dictionary properties;
     };
 
-    void connect();
-    void watchNames();
-    void process();
-    void arm();
-    void lost();
-    void drop();
+    void opened(sdbus::IConnection& bus) override;
+    void closing() override;
     void ownerChanged(const std::string& name, const std::string& newOwner);
     void playerCame(const std::string& name);
     void playerWent(const std::string& name);
@@ -86,39 +77,18 @@ private:
         return found == players_.end() ? nullptr : &found->second;
     }
 
-    RunLoop& loop_;
-    const Seconds retryInterval_;
-    // In this order: proxies must go before their connection.
-    std::unique_ptr<sdbus::IConnection> bus_;
+    sdbus::IConnection* bus_ = nullptr; // its; null without one
     std::unique_ptr<sdbus::IProxy> names_;
     std::map<std::string, Player> players_;
     std::vector<std::unique_ptr<sdbus::IProxy>> gone_; // may be inside their own callback
     bool listed_ = false;
-    int watched_ = -1;
-    short watchedEvents_ = 0;
-    std::shared_ptr<NSTimer> timer_;
 };
 
-void SessionBus::Connection::open()
+void SessionBus::Connection::opened(sdbus::IConnection& bus)
 {
-    try {
-        connect();
-    } catch (const sdbus::Error&) {
-        lost();
-    }
-}
-
-void SessionBus::Connection::connect()
-{
-    bus_ = sdbus::createSessionBusConnection();
-    watchNames();
-    arm();
-}
-
-void SessionBus::Connection::watchNames()
-{
+    bus_ = &bus;
     names_ = sdbus::createProxy(*bus_, kBus, "/org/freedesktop/DBus");
-    // All callbacks run inside `process`, which holds this object.
+    // All callbacks run in turns of the connection, which holds this object meanwhile.
     names_->registerSignalHandler(kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
         try {
             std::string name, oldOwner, newOwner;
@@ -195,6 +165,10 @@ void SessionBus::Connection::playerWent(const std::string& name)
         return;
     const bool wasKnown = player->answered;
     gone_.push_back(std::move(player->proxy));
+    loop().post([weak = weak_from_this()] {
+        if (const auto connection = weak.lock())
+            static_cast<Connection&>(*connection).gone_.clear();
+    });
     players_.erase(name);
     if (wasKnown && listener)
         listener->playerVanished(name);
@@ -255,67 +229,8 @@ void SessionBus::Connection::tellIfComplete(const std::string& name, Player& pla
     listener->playerAppeared(name, player.process, std::exchange(player.properties, {}));
 }
 
-void SessionBus::Connection::process()
+void SessionBus::Connection::closing()
 {
-    const auto self = shared_from_this();
-    gone_.clear();
-    try {
-        int left = kMessagesPerTurn;
-        while (bus_ && left > 0 && bus_->processPendingRequest())
-            --left;
-        if (left == 0)
-            loop_.post([weak = weak_from_this()] {
-                if (const auto connection = weak.lock(); connection && connection->bus_)
-                    connection->process();
-            });
-        arm();
-    } catch (const sdbus::Error&) {
-        lost();
-    }
-}
-
-// What to wait for changes with every message, so it is asked anew each time.
-void SessionBus::Connection::arm()
-{
-    const sdbus::IConnection::PollData data = bus_->getEventLoopPollData();
-    const auto ready = [weak = weak_from_this()] {
-        if (const auto connection = weak.lock())
-            connection->process();
-    };
-    if (data.fd != watched_ || data.events != watchedEvents_) {
-        if (watched_ >= 0 && watched_ != data.fd)
-            loop_.unwatch(watched_);
-        loop_.watch(data.fd, data.events, [ready](short) { ready(); });
-        watched_ = data.fd;
-        watchedEvents_ = data.events;
-    }
-    send(timer_, &NSTimer::invalidate);
-    timer_.reset();
-    if (data.timeout_usec == std::numeric_limits<std::uint64_t>::max())
-        return;
-    const auto now
-        = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now().time_since_epoch());
-    const double left = static_cast<double>(data.timeout_usec) - static_cast<double>(now.count());
-    timer_ = loop_.scheduledTimer(Seconds(std::max(left / 1e6, 0.0)), false, ready);
-}
-
-void SessionBus::Connection::lost()
-{
-    drop();
-    loop_.postAfter(retryInterval_, [weak = weak_from_this()] {
-        if (const auto connection = weak.lock(); connection && !connection->bus_)
-            connection->open();
-    });
-}
-
-void SessionBus::Connection::drop()
-{
-    if (watched_ >= 0)
-        loop_.unwatch(watched_);
-    watched_ = -1;
-    watchedEvents_ = 0;
-    send(timer_, &NSTimer::invalidate);
-    timer_.reset();
     std::vector<std::string> known;
     for (const auto& [name, player] : players_) {
         if (player.answered)
@@ -324,7 +239,7 @@ void SessionBus::Connection::drop()
     players_.clear();
     gone_.clear();
     names_.reset();
-    bus_.reset();
+    bus_ = nullptr;
     listed_ = false;
     for (const std::string& name : known) {
         if (listener)
@@ -354,7 +269,7 @@ bool SessionBus::isSettled() const
 
 bool SessionBus::isConnected() const
 {
-    return connection_->isConnected();
+    return connection_->isOpen();
 }
 
 } // namespace vitrel

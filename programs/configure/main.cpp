@@ -3,6 +3,7 @@
 #include "platform/foundation/LocalizedStrings.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/Surroundings.h"
+#include "programs/child/SaverProgram.h"
 #include "programs/configure/DroppedFiles.h"
 #include "programs/configure/LoopDriver.h"
 #include "programs/configure/SheetWindow.h"
@@ -58,15 +59,6 @@ void translateToolkit(QTranslator& translator)
     if (translator.load(QLocale(), QStringLiteral("qtbase"), QStringLiteral("_"),
             QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QCoreApplication::installTranslator(&translator);
-}
-
-// The saver's program: beside this one, or in "bin" where this one lies in "libexec/vitrel".
-std::string saverProgram()
-{
-    std::error_code error;
-    const fs::path here = fs::read_symlink("/proc/self/exe", error).parent_path();
-    const fs::path beside = here / "vitrel";
-    return fs::exists(beside, error) ? beside : here.parent_path().parent_path() / "bin" / "vitrel";
 }
 
 // The full paths of the compositions among what was named; the others are complained of.

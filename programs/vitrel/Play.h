@@ -13,11 +13,13 @@ struct PlayOptions : SaverOptions {
     std::string windowNumber; // in a window of another program
     bool root = false; // in the window that the screen saver daemon names, else the root window
     bool watch = false;
+    bool noFade = false;
     std::string display; // of the X server; empty: what the environment says
 
     // For the children of full-screen play.
     std::string monitor;
     pid_t supervisor = 0;
+    bool fadeIn = false;
 };
 
 // Plays in one window until somebody ends it. Gives the exit code, DisplayExit's for a child.

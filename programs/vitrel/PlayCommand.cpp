@@ -47,6 +47,7 @@ void addPlay(CLI::App& app, Action& action)
     command->add_flag("--root", options->root, "In the window in XSCREENSAVER_WINDOW, else the root window");
     command->add_flag("--random", options->random, "Choose one of the user's compositions");
     command->add_flag("--watch", options->watch, "Load FILE anew whenever it changes");
+    command->add_flag("--no-fade", options->noFade, "Come up at once on a full screen");
     command->add_option("--display", options->display, "The X server");
     // What screen saver daemons may say and doesn't matter here; and what only a child of full-screen play is told.
     const auto hidden = [](CLI::Option* option) { option->group(""); };
@@ -59,6 +60,7 @@ void addPlay(CLI::App& app, Action& action)
     hidden(command->add_option("--first-view", options->firstView));
     hidden(command->add_flag("--add-to-trace", options->addToTrace));
     hidden(command->add_flag("--fallback", options->fallback));
+    hidden(command->add_flag("--fade-in", options->fadeIn));
     command->callback([&action, options, nothing] { action = [=] { return play(*options); }; });
 }
 

@@ -10,15 +10,22 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 
 namespace vitrel {
 
 namespace {
 
-std::vector<std::string> childArguments(const PlayOptions& options, const std::string& monitor, int view, bool fallback)
+struct ChildPlace {
+    std::string monitor;
+    int view = 0;
+    bool fadeIn = false, fallback = false;
+};
+
+std::vector<std::string> childArguments(const PlayOptions& options, const ChildPlace& place)
 {
-    std::vector<std::string> words{"vitrel", "play", "--on-monitor=" + monitor,
-        "--supervisor=" + std::to_string(getpid()), "--first-view=" + std::to_string(view)};
+    std::vector<std::string> words{"vitrel", "play", "--on-monitor=" + place.monitor,
+        "--supervisor=" + std::to_string(getpid()), "--first-view=" + std::to_string(place.view)};
     const auto add = [&words](const char* option, const std::string& value) {
         if (!value.empty())
             words.push_back(option + ("=" + value));
@@ -32,8 +39,9 @@ std::vector<std::string> childArguments(const PlayOptions& options, const std::s
     add("--system-version", options.systemVersion);
     add("--trace", options.trace);
     addFlag("--add-to-trace", !options.trace.empty());
-    addFlag("--fallback", fallback);
-    if (fallback)
+    addFlag("--fade-in", place.fadeIn);
+    addFlag("--fallback", place.fallback);
+    if (place.fallback)
         return words;
     add("--file", options.file);
     addFlag("--random", options.random);
@@ -65,9 +73,10 @@ int playFullScreen(const PlayOptions& options)
         return complain("can't write " + options.trace);
 
     std::vector<std::string> seen; // a monitor's place in it is its view's number
+    std::set<std::string> fading; // monitors that still show the desktop; what comes later comes up at once
     ForkedDisplays children(loop, [&](const std::string& monitor, bool fallback) {
-        const auto place = std::find(seen.begin(), seen.end(), monitor);
-        return childArguments(options, monitor, static_cast<int>(place - seen.begin()), fallback);
+        const auto view = std::find(seen.begin(), seen.end(), monitor) - seen.begin();
+        return childArguments(options, {monitor, static_cast<int>(view), fading.erase(monitor) > 0, fallback});
     });
     DisplaySupervisor supervisor(loop, children);
     minding = &supervisor;
@@ -85,6 +94,9 @@ int playFullScreen(const PlayOptions& options)
         }
         supervisor.setDisplays(names);
     };
+    for (const auto& monitor : x11Monitors(*connection))
+        if (!options.noFade)
+            fading.insert(monitor.name);
     connection->onScreensChanged();
     loop.run();
     connection->onLost = connection->onScreensChanged = nullptr;

@@ -85,6 +85,9 @@ void WindowPlayer::stop()
 {
     if (host_.stopping())
         return;
+    // The user wants the screen now; the rest of the end needs no picture. A guest's window is its owner's to close.
+    if (x_ && !options_.monitor.empty())
+        x_->leave();
     HostSignals::capExit();
     host_.stop();
 }
@@ -109,7 +112,7 @@ std::unique_ptr<X11Window> WindowPlayer::makeWindow()
     if (isGuest(options_))
         return X11Window::adopt(connection_, guestWindowNumber(options_, *connection_));
     if (const auto* monitor = monitorNamed(monitors_, options_.monitor))
-        return X11Window::cover(connection_, *monitor);
+        return X11Window::cover(connection_, *monitor, options_.fadeIn);
     if (!options_.monitor.empty())
         return nullptr;
     const auto [width, height] = *parseSize(options_.window);

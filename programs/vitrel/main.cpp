@@ -27,6 +27,7 @@ int main(int argc, char** argv)
     addEvaluate(app, action);
     addSnapshot(app, action);
     addConfigure(app, action);
+    addIdle(app, action);
     addPreview(app, action);
     addCompositionsCommand(app, action);
     addFeedURL(app, action);

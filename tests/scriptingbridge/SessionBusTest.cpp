@@ -5,17 +5,13 @@
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/Surroundings.h"
 #include "platform/scriptingbridge/MprisPlayers.h"
+#include "support/BusDaemon.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <sdbus-c++/sdbus-c++.h>
 
-#include <csignal>
 #include <cstdlib>
-
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace vitrel {
 namespace {
@@ -24,46 +20,6 @@ using namespace std::chrono_literals;
 using Variants = std::map<std::string, sdbus::Variant>;
 
 const std::string kPlayer = "org.mpris.MediaPlayer2.Player";
-
-class Daemon
-{
-public:
-    explicit Daemon(const std::string& address)
-    {
-        int ends[2];
-        if (::pipe(ends) != 0)
-            return;
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, ends[1], 1);
-        posix_spawn_file_actions_addclose(&actions, ends[0]);
-        std::string listen = "--address=" + address;
-        char* arguments[]
-            = {const_cast<char*>("dbus-daemon"), const_cast<char*>("--session"), const_cast<char*>("--nofork"),
-                const_cast<char*>("--nopidfile"), const_cast<char*>("--print-address=1"), listen.data(), nullptr};
-        if (::posix_spawnp(&process_, "dbus-daemon", &actions, nullptr, arguments, environ) != 0)
-            process_ = -1;
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(ends[1]);
-        char line[512];
-        isThere_ = process_ > 0 && ::read(ends[0], line, sizeof line) > 0; // it listens once it says its address
-        ::close(ends[0]);
-    }
-    ~Daemon() { end(); }
-    bool isThere() const { return isThere_; }
-    void end()
-    {
-        if (process_ > 0) {
-            ::kill(process_, SIGKILL);
-            ::waitpid(process_, nullptr, 0);
-        }
-        process_ = -1;
-    }
-
-private:
-    pid_t process_ = -1;
-    bool isThere_ = false;
-};
 
 // A player on the bus. Answers only while it is pumped.
 class BusPlayer
@@ -160,7 +116,7 @@ protected:
 
     TemporaryFolder folder;
     std::string address = "unix:path=" + (folder / "bus");
-    std::unique_ptr<Daemon> daemon = std::make_unique<Daemon>(address);
+    std::unique_ptr<BusDaemon> daemon = std::make_unique<BusDaemon>(address);
     SystemClock clock;
     RunLoop loop{clock};
     PoolQueue queue{2};
@@ -261,7 +217,7 @@ TEST_F(SessionBusTest, ABusThatDiesTakesItsPlayersAndIsFoundAgain)
     EXPECT_TRUE(comesTrue([&] { return !player->isRunning() && !bus->isConnected(); }));
     EXPECT_TRUE(bus->isSettled());
     std::filesystem::remove(folder / "bus");
-    daemon = std::make_unique<Daemon>(address);
+    daemon = std::make_unique<BusDaemon>(address);
     ASSERT_TRUE(daemon->isThere());
     EXPECT_TRUE(comesTrue([&] { return bus->isConnected(); }));
     plays("two", titled("After"));

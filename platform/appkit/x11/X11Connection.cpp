@@ -5,6 +5,7 @@
 #include <X11/extensions/Xfixes.h>
 #include <X11/extensions/Xrandr.h>
 #include <X11/extensions/dpms.h>
+#include <X11/extensions/scrnsaver.h>
 
 #include <poll.h>
 
@@ -96,13 +97,22 @@ void X11Connection::findExtensions()
         extensions_.randr = event;
         XRRSelectInput(display, root_, RRScreenChangeNotifyMask);
         // Of virtual monitors the extension tells nothing, but the root window is said to be configured anew.
-        XSelectInput(display, root_, StructureNotifyMask);
+        selectOnRoot(StructureNotifyMask);
     }
     extensions_.fixes = XFixesQueryExtension(display, &event, &error);
     if (XQueryExtension(display, "XInputExtension", &opcode, &event, &error)
         && XIQueryVersion(display, &major, &minor) == Success)
         extensions_.input = opcode;
+    if (XScreenSaverQueryExtension(display, &event, &error))
+        extensions_.saver = event + ScreenSaverNotify;
     extensions_.dpms = DPMSQueryExtension(display, &event, &error) && DPMSCapable(display);
+}
+
+void X11Connection::selectOnRoot(long events)
+{
+    rootEvents_ |= events;
+    if (alive_)
+        XSelectInput(displayOf(*this), root_, rootEvents_);
 }
 
 X11Connection::~X11Connection()
@@ -180,6 +190,8 @@ void X11Connection::dispatch()
                 deliver(0, &event);
                 XFreeEventData(displayOf(*this), &event.xcookie);
             }
+        } else if (event.type == extensions_.saver) {
+            deliver(0, &event); // its window is whatever the server shows
         } else {
             // The window of an event from a parent is the parent; here only windows tell of themselves.
             deliver(event.xany.window, &event);

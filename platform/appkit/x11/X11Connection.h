@@ -35,14 +35,16 @@ public:
     bool isPoweredOff();
 
     // For the classes of this folder. `handler` gets each event (XEvent) of the window, and null once the window is
-    // known to be gone; events without a window of their own come under window 0. Gives the listener's number.
+    // known to be gone; events of extensions that aren't a window's come under window 0. Gives the listener's number.
     int listen(unsigned long window, std::function<void(const void* event)> handler);
     void unlisten(int listener);
+    // Events of the root window that are wanted besides those wanted before (an event mask).
+    void selectOnRoot(long events);
     // Sends what was asked, and sees to it that events which came with an answer are dealt out in the next turn.
     void flush();
     // Event and error numbers of extensions; -1 without the extension.
     struct Extensions {
-        int shmCompletion = -1, randr = -1, input = -1;
+        int shmCompletion = -1, randr = -1, input = -1, saver = -1;
         bool fixes = false, dpms = false;
     };
     const Extensions& extensions() const { return extensions_; }
@@ -68,6 +70,7 @@ private:
     void* display_ = nullptr;
     unsigned long root_ = 0;
     int descriptor_ = -1;
+    long rootEvents_ = 0;
     bool alive_ = false, lost_ = false, posted_ = false, poweredOff_ = false;
     Seconds powerLooked_{-1e9};
     Extensions extensions_;

@@ -1,5 +1,6 @@
 #include "platform/appkit/x11/X11Window.h"
 
+#include "platform/appkit/FadingSurface.h"
 #include "platform/appkit/x11/ShmSurface.h"
 #include "platform/appkit/x11/X11Private.h"
 
@@ -45,12 +46,17 @@ std::unique_ptr<X11Window> X11Window::open(
     return window;
 }
 
-std::unique_ptr<X11Window> X11Window::cover(std::shared_ptr<X11Connection> connection, const X11Monitor& monitor)
+std::unique_ptr<X11Window> X11Window::cover(
+    std::shared_ptr<X11Connection> connection, const X11Monitor& monitor, bool fadeIn)
 {
-    std::unique_ptr<X11Window> window(new X11Window(std::move(connection), Kind::Covering));
+    std::unique_ptr<X11Window> window(new X11Window(connection, Kind::Covering));
+    if (fadeIn)
+        window->backdrop_ = X11Backdrop::take(connection, monitor.x, monitor.y, monitor.width, monitor.height);
     if (!window->create(monitor.x, monitor.y, monitor.width, monitor.height))
         return nullptr;
     window->setTitle("Vitrel", nullptr);
+    if (window->backdrop_)
+        XSetWindowBackgroundPixmap(displayOf(*connection), window->window_, window->backdrop_->pixmap());
     window->hideCursor();
     window->watchRawInput();
     XMapRaised(displayOf(*window->connection_), window->window_);
@@ -88,12 +94,23 @@ X11Window::~X11Window()
         connection_->unlisten(rawListener_);
     if (kind_ == Kind::Foreign || !window_ || !connection_->isAlive())
         return;
+    leave();
+    Display* display = displayOf(*connection_);
+    if (cursor_)
+        XFreeCursor(display, cursor_);
+    XDestroyWindow(display, window_);
+    connection_->flush();
+}
+
+void X11Window::leave()
+{
+    if (kind_ == Kind::Foreign || std::exchange(left_, true) || !connection_->isAlive())
+        return;
+    closed_ = true;
     Display* display = displayOf(*connection_);
     if (kind_ == Kind::Covering && connection_->extensions().fixes)
         XFixesShowCursor(display, connection_->rootWindow());
-    if (cursor_)
-        XFreeCursor(display, cursor_);
-    XDestroyWindow(display, window_); // ends its grabs
+    XUnmapWindow(display, window_); // ends its grabs
     connection_->flush();
 }
 
@@ -192,7 +209,7 @@ void X11Window::handleRaw(const void* data)
     if (!data || !mapped_)
         return;
     const auto& event = *static_cast<const XEvent*>(data);
-    if (event.xcookie.extension != connection_->extensions().input)
+    if (event.type != GenericEvent || event.xcookie.extension != connection_->extensions().input)
         return;
     if (event.xcookie.evtype == XI_RawKeyPress || event.xcookie.evtype == XI_RawButtonPress) {
         dismiss();
@@ -310,8 +327,31 @@ void X11Window::coverMonitor(const X11Monitor& monitor)
 
 std::unique_ptr<Surface> X11Window::makeSurface()
 {
-    return std::make_unique<ShmSurface>(
-        connection_, window_, [this, alive = std::weak_ptr(alive_)] { return alive.lock() && isVisible(); });
+    const std::weak_ptr alive = alive_;
+    auto surface = std::make_unique<ShmSurface>(
+        connection_, window_, [this, alive] { return alive.lock() && isVisible(); });
+    Bitmap picture = backdrop_ ? backdrop_->picture() : Bitmap();
+    if (picture.pixels.empty()) {
+        forgetBackdrop();
+        return surface;
+    }
+    return std::make_unique<FadingSurface>(connection_->loop(), std::move(surface), std::move(picture), [this, alive] {
+        if (alive.lock())
+            forgetBackdrop();
+    });
+}
+
+// From now on what the server shows of the window by itself is black.
+void X11Window::forgetBackdrop()
+{
+    if (!backdrop_)
+        return;
+    if (connection_->isAlive() && !left_) {
+        Display* display = displayOf(*connection_);
+        XSetWindowBackground(display, window_, BlackPixel(display, DefaultScreen(display)));
+    }
+    backdrop_.reset();
+    connection_->flush();
 }
 
 } // namespace vitrel

@@ -2,6 +2,7 @@
 
 #include "platform/appkit/Bitmap.h"
 #include "platform/appkit/Surface.h"
+#include "platform/appkit/x11/X11Backdrop.h"
 #include "platform/appkit/x11/X11Connection.h"
 #include "platform/appkit/x11/X11Screens.h"
 
@@ -20,9 +21,10 @@ public:
     // An ordinary window with a title, shown at once. `icon` may be null. Null if the server has gone.
     static std::unique_ptr<X11Window> open(std::shared_ptr<X11Connection> connection, const std::string& title,
         int width, int height, const Bitmap* icon = nullptr);
-    // Covers `monitor`, black, above everything, with no cursor; keys and pointer are grabbed as soon as nobody else
-    // has them. Only this kind can be dismissed.
-    static std::unique_ptr<X11Window> cover(std::shared_ptr<X11Connection> connection, const X11Monitor& monitor);
+    // Covers `monitor`, above everything, with no cursor; keys and pointer are grabbed as soon as nobody else has them.
+    // It comes up black, or looking like what it covers if its picture is to `fadeIn`. Only this kind can be dismissed.
+    static std::unique_ptr<X11Window> cover(
+        std::shared_ptr<X11Connection> connection, const X11Monitor& monitor, bool fadeIn = false);
     // Another program's, by its number: it is drawn in and watched, and never changed. Null if there is none.
     static std::unique_ptr<X11Window> adopt(std::shared_ptr<X11Connection> connection, unsigned long window);
     ~X11Window();
@@ -44,6 +46,9 @@ public:
     bool isVisible() const;
     // Moves and resizes a covering window to what its monitor has become.
     void coverMonitor(const X11Monitor& monitor);
+    // Takes a window of our own off the screen at once, with what it has grabbed and hidden. It is over then; nothing
+    // more is told.
+    void leave();
 
     // What draws in it. The surface may outlive the window, and is closed then.
     std::unique_ptr<Surface> makeSurface();
@@ -62,15 +67,17 @@ private:
     void dismiss();
     void becomeClosed();
     void raiseAgain();
+    void forgetBackdrop();
 
     std::shared_ptr<X11Connection> connection_;
     const Kind kind_;
     unsigned long window_ = 0, cursor_ = 0;
     int width_ = 0, height_ = 0;
     int listener_ = 0, rawListener_ = 0;
-    bool mapped_ = false, covered_ = false, closed_ = false, dismissed_ = false;
+    bool mapped_ = false, covered_ = false, closed_ = false, dismissed_ = false, left_ = false;
     bool pointerSeen_ = false, raisePending_ = false;
     int pointerX_ = 0, pointerY_ = 0;
+    std::unique_ptr<X11Backdrop> backdrop_;
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true); // delayed blocks hold it weakly
 };
 

@@ -1,0 +1,115 @@
+#include "platform/messagebus/BusConnection.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <utility>
+
+#include <sdbus-c++/sdbus-c++.h>
+
+namespace vitrel {
+namespace {
+
+// Who floods the bus must leave time for frames.
+constexpr int kMessagesPerTurn = 200;
+
+} // namespace
+
+BusConnection::BusConnection(RunLoop& loop, Kind kind, Retry retry)
+    : loop_(loop)
+    , kind_(kind)
+    , retry_(retry)
+    , pause_(retry.first)
+{ }
+
+BusConnection::~BusConnection() = default;
+
+void BusConnection::open()
+{
+    try {
+        bus_ = kind_ == Kind::system ? sdbus::createSystemBusConnection() : sdbus::createSessionBusConnection();
+        opened(*bus_);
+        arm();
+        pause_ = retry_.first;
+    } catch (const sdbus::Error&) {
+        lost();
+    }
+}
+
+void BusConnection::close()
+{
+    closed_ = true;
+    drop();
+}
+
+void BusConnection::process()
+{
+    const auto self = shared_from_this();
+    try {
+        int left = kMessagesPerTurn;
+        while (bus_ && left > 0 && bus_->processPendingRequest())
+            --left;
+        if (left == 0)
+            loop_.post([weak = weak_from_this()] {
+                if (const auto connection = weak.lock(); connection && connection->bus_)
+                    connection->process();
+            });
+        arm();
+    } catch (const sdbus::Error&) {
+        lost();
+    }
+}
+
+// What to wait for changes with every message, so it is asked anew each time.
+void BusConnection::arm()
+{
+    if (!bus_)
+        return;
+    const sdbus::IConnection::PollData data = bus_->getEventLoopPollData();
+    const auto ready = [weak = weak_from_this()] {
+        if (const auto connection = weak.lock(); connection && connection->bus_)
+            connection->process();
+    };
+    if (data.fd != watched_ || data.events != watchedEvents_) {
+        if (watched_ >= 0 && watched_ != data.fd)
+            loop_.unwatch(watched_);
+        loop_.watch(data.fd, data.events, [ready](short) { ready(); });
+        watched_ = data.fd;
+        watchedEvents_ = data.events;
+    }
+    send(timer_, &NSTimer::invalidate);
+    timer_.reset();
+    if (data.timeout_usec == std::numeric_limits<std::uint64_t>::max())
+        return;
+    const auto now
+        = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now().time_since_epoch());
+    const double left = static_cast<double>(data.timeout_usec) - static_cast<double>(now.count());
+    timer_ = loop_.scheduledTimer(Seconds(std::max(left / 1e6, 0.0)), false, ready);
+}
+
+void BusConnection::lost()
+{
+    drop();
+    if (closed_)
+        return;
+    loop_.postAfter(pause_, [weak = weak_from_this()] {
+        if (const auto connection = weak.lock(); connection && !connection->bus_ && !connection->closed_)
+            connection->open();
+    });
+    pause_ = std::min(pause_ * 2, std::max(retry_.first, retry_.longest));
+}
+
+void BusConnection::drop()
+{
+    if (watched_ >= 0)
+        loop_.unwatch(watched_);
+    watched_ = -1;
+    watchedEvents_ = 0;
+    send(timer_, &NSTimer::invalidate);
+    timer_.reset();
+    if (bus_)
+        closing();
+    bus_.reset();
+}
+
+} // namespace vitrel

@@ -1,0 +1,139 @@
+#include "programs/idle/SaverService.h"
+
+#include "platform/messagebus/BusConnection.h"
+
+#include <chrono>
+
+#include <sdbus-c++/sdbus-c++.h>
+
+namespace vitrel {
+
+namespace {
+
+const std::string kName = "org.freedesktop.ScreenSaver";
+const std::string kBus = "org.freedesktop.DBus";
+constexpr std::uint32_t kDoNotQueue = 4; // of RequestName
+constexpr std::uint32_t kPrimaryOwner = 1; // its answer
+constexpr std::chrono::seconds kPatience{5};
+constexpr Seconds kFirstRetry{30}, kLongestRetry{1800};
+
+} // namespace
+
+class SaverService::Connection : public BusConnection
+{
+public:
+    Connection(RunLoop& loop, SaverService& service)
+        : BusConnection(loop, Kind::session, {kFirstRetry, kLongestRetry})
+        , to(&service)
+    { }
+    ~Connection() override { close(); }
+
+    SaverService* to; // null once it has gone
+    bool ours = false;
+
+private:
+    void opened(sdbus::IConnection& bus) override;
+    void closing() override;
+    void offer(sdbus::IConnection& bus, const char* path);
+    void tell()
+    {
+        if (to && to->onChanged)
+            to->onChanged(book_);
+    }
+
+    InhibitorBook book_;
+    std::vector<std::unique_ptr<sdbus::IObject>> objects_;
+    std::unique_ptr<sdbus::IProxy> names_;
+};
+
+void SaverService::Connection::offer(sdbus::IConnection& bus, const char* path)
+{
+    auto object = sdbus::createObject(bus, path);
+    auto* raw = object.get();
+    object->registerMethod("Inhibit")
+        .onInterface(kName)
+        .withInputParamNames("application_name", "reason_for_inhibit")
+        .withOutputParamNames("cookie")
+        .implementedAs([this, raw](const std::string& who, const std::string& why) {
+            const auto* message = raw->getCurrentlyProcessedMessage();
+            const std::uint32_t cookie = book_.add(message ? message->getSender() : "", {who, why});
+            if (cookie == 0)
+                throw sdbus::Error("org.freedesktop.DBus.Error.LimitsExceeded", "too many requests");
+            tell();
+            return cookie;
+        });
+    object->registerMethod("UnInhibit")
+        .onInterface(kName)
+        .withInputParamNames("cookie")
+        .implementedAs([this, raw](std::uint32_t cookie) {
+            const auto* message = raw->getCurrentlyProcessedMessage();
+            if (!book_.remove(message ? message->getSender() : "", cookie))
+                throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "there is no such request");
+            tell();
+        });
+    object->finishRegistration();
+    objects_.push_back(std::move(object));
+}
+
+void SaverService::Connection::opened(sdbus::IConnection& bus)
+{
+    // Applications use either.
+    offer(bus, "/ScreenSaver");
+    offer(bus, "/org/freedesktop/ScreenSaver");
+    names_ = sdbus::createProxy(bus, kBus, "/org/freedesktop/DBus");
+    names_->registerSignalHandler(kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
+        try {
+            std::string name, oldOwner, newOwner;
+            signal >> name >> oldOwner >> newOwner;
+            if (!newOwner.empty() || name.empty() || name.front() != ':')
+                return;
+            book_.removeAll(name);
+            tell();
+        } catch (const sdbus::Error&) { }
+    });
+    names_->finishRegistration();
+    names_->callMethodAsync("RequestName")
+        .onInterface(kBus)
+        .withTimeout(kPatience)
+        .withArguments(kName, kDoNotQueue)
+        .uponReplyInvoke([this](const sdbus::Error* error, std::uint32_t answer) {
+            ours = !error && answer == kPrimaryOwner;
+            if (!ours) {
+                // Nobody will ask us, so nobody's coming and going matters.
+                loop().post([weak = weak_from_this()] {
+                    if (const auto connection = weak.lock())
+                        connection->close();
+                });
+            }
+        });
+}
+
+void SaverService::Connection::closing()
+{
+    objects_.clear();
+    names_.reset();
+    book_ = {};
+    ours = false;
+    tell();
+}
+
+SaverService::SaverService(RunLoop& loop)
+    : connection_(std::make_shared<Connection>(loop, *this))
+{ }
+
+SaverService::~SaverService()
+{
+    connection_->to = nullptr;
+}
+
+void SaverService::start()
+{
+    connection_->open();
+}
+
+bool SaverService::isOurs() const
+{
+    return connection_->ours;
+}
+
+} // namespace vitrel

@@ -1,0 +1,50 @@
+// Commands that are programs of their own: what draws the settings window isn't loaded for playing, and what waits all
+// day is small.
+#include "programs/child/SaverProgram.h"
+#include "programs/vitrel/Commands.h"
+
+#include <unistd.h>
+
+#include <memory>
+
+namespace vitrel {
+
+namespace {
+
+// Comes back only if it can't be.
+int become(const std::string& name, const std::vector<std::string>& arguments)
+{
+    const std::string program = auxiliaryProgram(name);
+    std::vector<std::string> words{program};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (auto& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    if (!program.empty())
+        execv(argv[0], argv.data());
+    return complain(name + " isn't installed");
+}
+
+} // namespace
+
+void addConfigure(CLI::App& app, Action& action)
+{
+    auto* command = app.add_subcommand("configure", "Open the settings window");
+    const auto files = std::make_shared<std::vector<std::string>>();
+    command->add_option("FILE", *files, "Compositions to add to the list");
+    command->callback([&action, files] { action = [files] { return become("vitrel-configure", *files); }; });
+}
+
+void addIdle(CLI::App& app, Action& action)
+{
+    auto* command
+        = app.add_subcommand("idle", "Wait, and play whenever the desktop has been idle: --after MINUTES, and others");
+    // The program knows its own options.
+    command->set_help_flag();
+    command->prefix_command();
+    command->callback(
+        [&action, command] { action = [command] { return become("vitrel-idle", command->remaining()); }; });
+}
+
+} // namespace vitrel

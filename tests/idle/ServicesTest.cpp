@@ -1,0 +1,208 @@
+// What the idle program hears over real buses, with the desktop's services in this process on connections of their own.
+#include "programs/idle/LoginSession.h"
+#include "programs/idle/MutterIdle.h"
+#include "programs/idle/SaverService.h"
+
+#include "support/BusDaemon.h"
+#include "support/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <sdbus-c++/sdbus-c++.h>
+
+#include <cstdlib>
+
+namespace vitrel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Services : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (!daemon_.isThere())
+            GTEST_SKIP() << "no dbus-daemon";
+        for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"})
+            ::setenv(name, address_.c_str(), 1);
+        ::setenv("XDG_SESSION_ID", "c7", 1);
+    }
+    std::unique_ptr<sdbus::IConnection> connect() { return sdbus::createSessionBusConnectionWithAddress(address_); }
+    template <class Done> bool turnUntil(Done done, std::initializer_list<sdbus::IConnection*> others)
+    {
+        const Seconds end = clock_.now() + Seconds(10);
+        while (!done() && clock_.now() < end) {
+            for (auto* other : others)
+                while (other->processPendingRequest()) { }
+            loop_.wait(Seconds(0.005));
+            loop_.turn();
+        }
+        return done();
+    }
+
+    const TemporaryFolder folder_;
+    const std::string address_ = "unix:path=" + (folder_ / "bus");
+    const BusDaemon daemon_{address_};
+    SystemClock clock_;
+    RunLoop loop_{clock_};
+};
+
+TEST_F(Services, ApplicationsHoldTheSaverBackUntilTheyAreDoneOrDie)
+{
+    SaverService service(loop_);
+    bool holds = false;
+    service.onChanged = [&](const InhibitorBook& book) { holds = book.holdsSaverBack(); };
+    service.start();
+    ASSERT_TRUE(turnUntil([&] { return service.isOurs(); }, {}));
+
+    auto film = connect();
+    std::optional<std::uint32_t> cookie;
+    std::optional<std::string> refusal;
+    auto proxy = sdbus::createProxy(*film, "org.freedesktop.ScreenSaver", "/ScreenSaver");
+    proxy->finishRegistration();
+    const auto inhibit = [&](const std::string& why) {
+        cookie.reset();
+        proxy->callMethodAsync("Inhibit")
+            .onInterface("org.freedesktop.ScreenSaver")
+            .withArguments(std::string("film"), why)
+            .uponReplyInvoke([&](const sdbus::Error*, std::uint32_t number) { cookie = number; });
+        return turnUntil([&] { return cookie.has_value(); }, {film.get()});
+    };
+    const auto uninhibit = [&](std::uint32_t number) {
+        refusal.reset();
+        proxy->callMethodAsync("UnInhibit")
+            .onInterface("org.freedesktop.ScreenSaver")
+            .withArguments(number)
+            .uponReplyInvoke([&](const sdbus::Error* error) { refusal = error ? error->getName() : ""; });
+        return turnUntil([&] { return refusal.has_value(); }, {film.get()});
+    };
+    ASSERT_TRUE(inhibit("audio-playing"));
+    EXPECT_FALSE(holds);
+    ASSERT_TRUE(inhibit("video-playing"));
+    EXPECT_TRUE(holds);
+    ASSERT_TRUE(uninhibit(*cookie));
+    EXPECT_FALSE(holds);
+    ASSERT_TRUE(uninhibit(*cookie));
+    EXPECT_EQ(*refusal, "org.freedesktop.DBus.Error.InvalidArgs") << "twice";
+    ASSERT_TRUE(inhibit("video-playing"));
+    EXPECT_TRUE(holds);
+    proxy.reset();
+    film.reset();
+    EXPECT_TRUE(turnUntil([&] { return !holds; }, {}));
+}
+
+TEST_F(Services, AnotherSaversNameIsNeverTaken)
+{
+    auto other = connect();
+    other->requestName("org.freedesktop.ScreenSaver");
+    SaverService service(loop_);
+    service.start();
+    bool settled = false;
+    loop_.postAfter(Seconds(0.2), [&] { settled = true; });
+    turnUntil([&] { return settled; }, {other.get()});
+    EXPECT_FALSE(service.isOurs());
+    other->releaseName("org.freedesktop.ScreenSaver");
+}
+
+TEST_F(Services, TheLoginManagerTellsOfLocksSleepAndInhibitors)
+{
+    using Row = sdbus::Struct<std::string, std::string, std::string, std::string, std::uint32_t, std::uint32_t>;
+    std::vector<Row> rows = {
+        Row{"shutdown:idle", "talk", "presenting", "block", 0, 1},
+        Row{"idle", "later", "", "delay", 0, 1},
+        Row{"sleep", "net", "", "block", 0, 1},
+        Row{"idleness", "odd", "", "block", 0, 1},
+    };
+    auto system = connect();
+    const std::string manager = "org.freedesktop.login1.Manager", session = "org.freedesktop.login1.Session";
+    auto login = sdbus::createObject(*system, "/org/freedesktop/login1");
+    login->registerMethod("ListInhibitors").onInterface(manager).implementedAs([&] { return rows; });
+    login->registerMethod("GetSession").onInterface(manager).implementedAs([](const std::string& name) {
+        return sdbus::ObjectPath("/org/freedesktop/login1/session/" + name);
+    });
+    login->registerSignal("PrepareForSleep").onInterface(manager).withParameters<bool>();
+    login->registerProperty("BlockInhibited").onInterface(manager).withGetter([] { return std::string("idle"); });
+    login->finishRegistration();
+    bool hint = true;
+    auto mine = sdbus::createObject(*system, "/org/freedesktop/login1/session/c7");
+    mine->registerSignal("Lock").onInterface(session);
+    mine->registerSignal("Unlock").onInterface(session);
+    mine->registerProperty("LockedHint").onInterface(session).withGetter([&] { return hint; });
+    mine->finishRegistration();
+    system->requestName("org.freedesktop.login1");
+
+    std::vector<std::string> heard;
+    std::vector<std::string> inhibitors;
+    LoginSession watching(loop_);
+    watching.onLocked = [&](bool locked) { heard.push_back(locked ? "locked" : "unlocked"); };
+    watching.onAsleep = [&](bool asleep) { heard.push_back(asleep ? "asleep" : "awake"); };
+    watching.onInhibitors = [&](const std::vector<Inhibitor>& list) {
+        inhibitors.clear();
+        for (const auto& one : list)
+            inhibitors.push_back(one.who + ": " + one.why);
+    };
+    watching.start();
+    ASSERT_TRUE(turnUntil([&] { return heard.size() == 1 && !inhibitors.empty(); }, {system.get()}));
+    EXPECT_EQ(heard[0], "locked") << "as it is at the start";
+    EXPECT_THAT(inhibitors, ElementsAre("talk: presenting"));
+    mine->emitSignal("Unlock").onInterface(session);
+    mine->emitSignal("Lock").onInterface(session);
+    login->emitSignal("PrepareForSleep").onInterface(manager).withArguments(true);
+    login->emitSignal("PrepareForSleep").onInterface(manager).withArguments(false);
+    hint = false;
+    mine->emitPropertiesChangedSignal(session, {"LockedHint"});
+    rows.clear();
+    login->emitPropertiesChangedSignal(manager, {"BlockInhibited"});
+    ASSERT_TRUE(turnUntil([&] { return heard.size() == 6 && inhibitors.empty(); }, {system.get()}));
+    EXPECT_THAT(heard, ElementsAre("locked", "unlocked", "locked", "asleep", "awake", "unlocked"));
+    system->releaseName("org.freedesktop.login1");
+}
+
+TEST_F(Services, AShellThatIsStartedAnewIsAskedAgain)
+{
+    EXPECT_FALSE(MutterIdle::isThere());
+    const std::string monitor = "org.gnome.Mutter.IdleMonitor";
+    std::uint32_t next = 0;
+    std::vector<std::uint64_t> intervals;
+    int activeWatches = 0;
+    auto shell = connect();
+    auto core = sdbus::createObject(*shell, "/org/gnome/Mutter/IdleMonitor/Core");
+    core->registerMethod("AddIdleWatch").onInterface(monitor).implementedAs([&](std::uint64_t interval) {
+        intervals.push_back(interval);
+        return ++next;
+    });
+    core->registerMethod("AddUserActiveWatch").onInterface(monitor).implementedAs([&] {
+        ++activeWatches;
+        return ++next;
+    });
+    core->registerSignal("WatchFired").onInterface(monitor).withParameters<std::uint32_t>();
+    core->finishRegistration();
+    const auto fire = [&](std::uint32_t watch) {
+        core->emitSignal("WatchFired").onInterface(monitor).withArguments(watch);
+    };
+    shell->requestName(monitor);
+
+    std::string heard;
+    MutterIdle idle(loop_, Seconds(90));
+    idle.onIdle = [&] { heard += "idle "; };
+    idle.onActive = [&] { heard += "active "; };
+    ASSERT_TRUE(turnUntil([&] { return intervals.size() == 1; }, {shell.get()}));
+    fire(77); // another program's
+    fire(1);
+    ASSERT_TRUE(turnUntil([&] { return activeWatches == 1; }, {shell.get()}));
+    bool settled = false;
+    loop_.postAfter(Seconds(0.1), [&] { settled = true; });
+    turnUntil([&] { return settled; }, {shell.get()});
+    fire(2);
+    fire(1); // idle watches fire each time
+    ASSERT_TRUE(turnUntil([&] { return heard == "idle active idle "; }, {shell.get()})) << heard;
+    shell->releaseName(monitor);
+    shell->requestName(monitor);
+    ASSERT_TRUE(turnUntil([&] { return intervals.size() == 2; }, {shell.get()}));
+    EXPECT_THAT(intervals, testing::Each(90'000u));
+    shell->releaseName(monitor);
+}
+
+} // namespace
+} // namespace vitrel
