@@ -16,6 +16,8 @@ constexpr double kLongestPause = 30;
 constexpr Seconds kSound{300};
 // The whole end takes a second at most: nobody else would end us.
 constexpr Seconds kPatience{0.9}, kLastPatience{1.0};
+// Longer than any frame takes, a start included, on a machine that has something else to do, too.
+constexpr Seconds kHang{6}, kLook{2};
 
 } // namespace
 
@@ -24,11 +26,30 @@ DisplaySupervisor::DisplaySupervisor(RunLoop& loop, DisplayProcesses& processes)
     , processes_(processes)
 {
     processes_.onExit = [this](const std::string& display, int status) { exited(display, status); };
+    processes_.onAlive = [this](const std::string& display) { children_[display].alive = loop_.clock().now(); };
+    looked_ = loop_.clock().now();
+    after(kLook, [this] { lookForHangs(); });
+}
+
+void DisplaySupervisor::lookForHangs()
+{
+    const Seconds now = loop_.clock().now();
+    // Where this process was stopped, its children may have been, too: they get their time again.
+    const bool slept = now - looked_ > kLook * 2;
+    looked_ = now;
+    for (auto& [display, child] : children_) {
+        if (slept)
+            child.alive = now;
+        else if (child.running && now - child.alive > kHang)
+            processes_.signal(display, SIGKILL);
+    }
+    after(kLook, [this] { lookForHangs(); });
 }
 
 DisplaySupervisor::~DisplaySupervisor()
 {
     processes_.onExit = nullptr;
+    processes_.onAlive = nullptr;
 }
 
 void DisplaySupervisor::after(Seconds delay, std::function<void()> block)
@@ -64,7 +85,7 @@ void DisplaySupervisor::start(const std::string& display)
     if (stopping_ || !child.wanted || child.running)
         return;
     ++child.starts;
-    child.started = loop_.clock().now();
+    child.started = child.alive = loop_.clock().now();
     child.ending = false;
     child.running = processes_.start(display, child.crashes >= kCrashesToFallback);
     if (child.running)

@@ -28,11 +28,14 @@ public:
     virtual void signal(const std::string& display, int signal) = 0;
     // `status`: the exit status, or the negative number of the signal that ended it.
     std::function<void(const std::string& display, int status)> onExit;
+    // From a turn, every few seconds: the child's own loop turns.
+    std::function<void(const std::string& display)> onAlive;
 };
 
 // Full-screen play: one child for each display, so that a composition or a driver that crashes darkens no other. A
 // child that crashed starts again after a quarter of a second; after three crashes it plays the default composition,
-// and if that crashes, too, the pauses grow. Displays that come and go get and lose their children. Main thread.
+// and if that crashes, too, the pauses grow. One that gives no sign of life for six seconds hangs, in a driver say, and
+// is killed, which counts as a crash. Displays that come and go get and lose their children. Main thread.
 class DisplaySupervisor
 {
 public:
@@ -56,7 +59,7 @@ private:
         bool running = false;
         bool ending = false; // it was told to end
         int crashes = 0; // since it last ran for long
-        Seconds started{0};
+        Seconds started{0}, alive{0}; // the last sign of life
         int starts = 0; // tells the kill of an earlier child that it is too late
     };
 
@@ -64,6 +67,7 @@ private:
     void end(const std::string& display);
     void exited(const std::string& display, int status);
     void crashed(const std::string& display);
+    void lookForHangs();
     void endIfNobodyIsLeft();
     void ended(int exitCode);
     void after(Seconds delay, std::function<void()> block);
@@ -71,6 +75,7 @@ private:
     RunLoop& loop_;
     DisplayProcesses& processes_;
     std::map<std::string, Child> children_;
+    Seconds looked_{0};
     bool stopping_ = false, ended_ = false, played_ = false;
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };

@@ -1,6 +1,9 @@
 #include "programs/supervisor/ForkedDisplays.h"
 
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <utility>
 
@@ -12,31 +15,63 @@ ForkedDisplays::ForkedDisplays(RunLoop& loop, Arguments arguments, std::string p
     , program_(program.empty() ? "/proc/self/exe" : std::move(program))
 { }
 
-ForkedDisplays::~ForkedDisplays() = default;
-
-bool ForkedDisplays::start(const std::string& display, bool fallback)
+ForkedDisplays::~ForkedDisplays()
 {
-    if (processes_.contains(display))
+    for (auto& [name, display] : displays_)
+        closePipe(display);
+}
+
+bool ForkedDisplays::start(const std::string& name, bool fallback)
+{
+    int ends[2];
+    if (displays_.contains(name) || pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
         return false;
-    auto process = ChildProcess::start(loop_, ChildProcess::Kind::companion, program_, arguments_(display, fallback),
-        -1, [this, display](int status) { ended(display, status); });
-    if (!process)
+    auto process = ChildProcess::start(loop_, ChildProcess::Kind::companion, program_, arguments_(name, fallback),
+        ends[1], [this, name](int status) { ended(name, status); });
+    close(ends[1]);
+    if (!process) {
+        close(ends[0]);
         return false;
-    processes_[display] = std::move(process);
+    }
+    displays_[name] = {std::move(process), ends[0]};
+    loop_.watch(ends[0], POLLIN, [this, name](short) { heard(name); });
     return true;
 }
 
-void ForkedDisplays::signal(const std::string& display, int signal)
+void ForkedDisplays::heard(const std::string& name)
 {
-    if (const auto place = processes_.find(display); place != processes_.end())
-        place->second->kill(signal);
+    const auto place = displays_.find(name);
+    if (place == displays_.end())
+        return;
+    char beats[64];
+    if (read(place->second.pipe, beats, sizeof beats) <= 0)
+        closePipe(place->second); // the child has closed it, or is at its end
+    else if (const auto callback = onAlive)
+        callback(name);
 }
 
-void ForkedDisplays::ended(std::string display, int status)
+void ForkedDisplays::closePipe(Display& display)
 {
-    processes_.erase(display);
+    if (display.pipe < 0)
+        return;
+    loop_.unwatch(display.pipe);
+    close(std::exchange(display.pipe, -1));
+}
+
+void ForkedDisplays::signal(const std::string& name, int signal)
+{
+    if (const auto place = displays_.find(name); place != displays_.end())
+        place->second.process->kill(signal);
+}
+
+void ForkedDisplays::ended(std::string name, int status)
+{
+    if (const auto place = displays_.find(name); place != displays_.end()) {
+        closePipe(place->second);
+        displays_.erase(place);
+    }
     if (const auto callback = onExit)
-        callback(display, WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
+        callback(name, WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
 }
 
 } // namespace vitrel

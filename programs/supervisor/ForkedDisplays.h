@@ -12,7 +12,7 @@
 namespace vitrel {
 
 // Children that are this very program again, with other arguments. A child ends with its parent, whatever ends that.
-// Main thread.
+// It says that it is alive through a pipe (SignOfLife.h). Main thread.
 class ForkedDisplays final : public DisplayProcesses
 {
 public:
@@ -27,12 +27,18 @@ public:
     void signal(const std::string& display, int signal) override;
 
 private:
+    struct Display {
+        std::unique_ptr<ChildProcess> process;
+        int pipe = -1;
+    };
     void ended(std::string display, int status);
+    void heard(const std::string& display);
+    void closePipe(Display& display);
 
     RunLoop& loop_;
     const Arguments arguments_;
     const std::string program_;
-    std::map<std::string, std::unique_ptr<ChildProcess>> processes_;
+    std::map<std::string, Display> displays_;
 };
 
 } // namespace vitrel

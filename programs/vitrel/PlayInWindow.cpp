@@ -4,6 +4,7 @@
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/file/CompositionFile.h"
 #include "programs/supervisor/DisplaySupervisor.h"
+#include "programs/supervisor/SignOfLife.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/watch/FileWatch.h"
@@ -79,6 +80,7 @@ private:
     std::shared_ptr<NSWindow> window_;
     std::shared_ptr<VitrelView> view_;
     std::unique_ptr<FileWatch> watch_;
+    std::unique_ptr<SignOfLife> signOfLife_;
 };
 
 void WindowPlayer::stop()
@@ -121,6 +123,8 @@ std::unique_ptr<X11Window> WindowPlayer::makeWindow()
 
 bool WindowPlayer::open()
 {
+    if (options_.supervisor > 0 && getppid() == options_.supervisor)
+        signOfLife_ = std::make_unique<SignOfLife>(host_.runLoop());
     connection_ = X11Connection::open(host_.runLoop());
     if (!connection_) {
         code_ = complainOfDisplay();

@@ -36,7 +36,15 @@ public:
     std::string take() { return std::exchange(log, {}); }
 
     std::string log;
-    std::set<std::string> running;
+    // Those that run say that they are alive.
+    void beat()
+    {
+        for (const auto& display : running)
+            if (!hanging.contains(display))
+                onAlive(display);
+    }
+
+    std::set<std::string> running, hanging;
     bool fails = false;
 };
 
@@ -45,6 +53,7 @@ class Supervisor : public testing::Test
 protected:
     Supervisor()
     {
+        in.loop.scheduledTimer(Seconds(1), true, [this] { children.beat(); });
         supervisor.onEnded = [this](int code) {
             endedAt = in.clock.time;
             exitCode = code;
@@ -106,6 +115,29 @@ TEST_F(Supervisor, AChildThatRanForLongStartsToCountAnew)
         in.fastForwardBy(Seconds(1));
     }
     EXPECT_EQ(children.take(), " +a +a +a +a +a +a");
+}
+
+TEST_F(Supervisor, AChildThatHangsIsKilledUnlessTheWholeMachineSlept)
+{
+    supervisor.setDisplays({"a", "b"});
+    in.fastForwardBy(Seconds(100));
+    children.take();
+    children.hanging = {"a"};
+    in.fastForwardBy(Seconds(5));
+    EXPECT_EQ(children.take(), "");
+    in.fastForwardBy(Seconds(4));
+    EXPECT_EQ(children.take(), " !a") << "and b goes on";
+    children.hanging = {};
+    children.exit("a", -SIGKILL);
+    in.fastForwardBy(Seconds(0.3));
+    EXPECT_EQ(children.take(), " +a") << "back at once";
+    children.hanging = {"a", "b"};
+    in.clock.time += Seconds(3600);
+    in.loop.turn();
+    in.fastForwardBy(Seconds(5));
+    EXPECT_EQ(children.take(), "") << "they get their time again";
+    in.fastForwardBy(Seconds(4));
+    EXPECT_EQ(children.take(), " !a !b");
 }
 
 TEST_F(Supervisor, OneThatIsDismissedEndsAll)

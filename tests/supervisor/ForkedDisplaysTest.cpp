@@ -50,6 +50,29 @@ TEST(ForkedDisplays, TellsHowEachChildEnded)
     ASSERT_TRUE(in.turnUntil([&] { return ends["fine"] == 7; }));
 }
 
+TEST(ForkedDisplays, HearsThatAChildIsAliveAndThatItHasNothingMoreToSay)
+{
+    RealLoop in;
+    ForkedDisplays displays(
+        in.loop,
+        [](const std::string& display, bool) {
+            const std::string say = display == "talks" ? "while echo x >&3; do sleep 0.02; done" : "exec 3>&-; sleep 60";
+            return std::vector<std::string>{"sh", "-c", say};
+        },
+        "/bin/sh");
+    std::map<std::string, int> beats;
+    displays.onAlive = [&](const std::string& display) { ++beats[display]; };
+    for (const char* name : {"talks", "silent"})
+        ASSERT_TRUE(displays.start(name, false));
+    EXPECT_TRUE(in.turnUntil([&] { return beats["talks"] > 3; }));
+    EXPECT_EQ(beats["silent"], 0);
+    int ends = 0;
+    displays.onExit = [&](const std::string&, int) { ++ends; };
+    for (const char* name : {"talks", "silent"})
+        displays.signal(name, SIGKILL);
+    EXPECT_TRUE(in.turnUntil([&] { return ends == 2; }));
+}
+
 TEST(ForkedDisplays, AProgramThatIsNotThereIsACrash)
 {
     RealLoop in;

@@ -1,0 +1,35 @@
+#include "programs/supervisor/SignOfLife.h"
+
+#include "programs/child/ChildProcess.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vitrel {
+
+namespace {
+
+constexpr Seconds kBeat{2};
+
+// A pipe that is full, or whose reader has gone, is no news.
+void beat()
+{
+    const char byte = 0;
+    [[maybe_unused]] const auto written = write(ChildProcess::kInherited, &byte, 1);
+}
+
+} // namespace
+
+SignOfLife::SignOfLife(RunLoop& loop)
+    : timer_(loop.scheduledTimer(kBeat, true, beat))
+{
+    fcntl(ChildProcess::kInherited, F_SETFD, FD_CLOEXEC);
+    beat();
+}
+
+SignOfLife::~SignOfLife()
+{
+    timer_->invalidate();
+}
+
+} // namespace vitrel
