@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QLibraryInfo>
+#include <QPalette>
 #include <QTranslator>
 
 #include <CLI/CLI.hpp>
@@ -49,6 +50,14 @@ std::unique_ptr<QApplication> makeApplication(int& argc, char** argv)
     QCoreApplication::setApplicationName(QStringLiteral("vitrel"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VITREL_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.vitrel.Vitrel"));
+    // A theme that names few of its colours leaves this one black, whatever the ground is.
+    QPalette palette = QApplication::palette();
+    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+        QColor muted = palette.color(group, QPalette::Text);
+        muted.setAlpha(group == QPalette::Disabled ? 90 : 140);
+        palette.setColor(group, QPalette::PlaceholderText, muted);
+    }
+    QApplication::setPalette(palette);
     QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("org.vitrel.Vitrel")));
     return application;
 }

@@ -78,6 +78,12 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
         {{"-root"}, 1},
         {{"-window-id", "17"}, 1},
         {{"play", "--window", "--display", ":64999"}, 1},
+        {{"configure"}, 1},
+        {{"configure", "--nonsense"}, 2},
+        {{"idle"}, 1},
+        {{"idle", "--after", "0"}, 2},
+        {{"idle", "--after", "soon"}, 2},
+        {{"idle", "--nonsense"}, 2},
     };
     for (const auto& [words, code] : cases) {
         std::string line = "vitrel";

@@ -284,5 +284,26 @@ TEST_F(FullScreen, MonitorsThatComeAndGoGetAndLoseTheirProcess)
     EXPECT_EQ(program->wait(), 0) << "a moved mouse ends it: " << program->errors();
 }
 
+TEST_F(FullScreen, OnAnIdleDesktopItPlaysUntilTheUserIsBackAndAgainAfterACrash)
+{
+    auto program = vitrel({"idle", "--after", "0.02", "--", "--no-fade", composition("#c04020")});
+    ASSERT_TRUE(becomes(320, 240, 0xC04020)) << program->errors();
+    const auto player = program->children();
+    ASSERT_EQ(player.size(), 1u);
+    ::kill(player[0], SIGKILL);
+    EXPECT_TRUE(until([&] { return program->children() != player && pixelAt(root(), 320, 240) == 0xC04020; }));
+    pressAKey(topWindow());
+    EXPECT_TRUE(becomes(320, 240, 0)) << "dismissed";
+    EXPECT_TRUE(until([&] { return program->children().empty(); }));
+    // A key that is sent is no input to the server; then comes the next idle time.
+    for (const int mode : {ScreenSaverReset, ScreenSaverActive})
+        XForceScreenSaver(display_, mode);
+    XSync(display_, False);
+    EXPECT_TRUE(becomes(320, 240, 0xC04020));
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->wait(), 0) << program->errors();
+    EXPECT_TRUE(becomes(320, 240, 0));
+}
+
 } // namespace
 } // namespace vitrel
