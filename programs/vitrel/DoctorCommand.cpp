@@ -9,12 +9,11 @@
 #include "preferences/PreferencesWC.h"
 #include "preferences/Settings.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Report.h"
 #include "programs/vitrel/SaverHost.h"
 #include "support/DateKit.h"
 
 #include <future>
-#include <iomanip>
-#include <iostream>
 
 namespace vitrel {
 
@@ -23,29 +22,6 @@ namespace {
 constexpr Seconds kPlayersTime{2};
 constexpr FeedKit::FetchLimits kFeedLimits{.bytes = 64u << 20, .time = std::chrono::seconds(20), .redirects = 10};
 constexpr auto kCompanionTime = std::chrono::seconds(5);
-
-// One line for each part: its name, its state, what was found, and what to do about it.
-class Report
-{
-public:
-    void good(const char* part, const std::string& found) { line(part, "ok", found); }
-    // Nothing is wrong, but there is nothing to show either.
-    void idle(const char* part, const std::string& found) { line(part, "-", found); }
-    void broken(const char* part, const std::string& found)
-    {
-        line(part, "broken", found);
-        broken_ = true;
-    }
-    int exitCode() const { return broken_ ? 1 : 0; }
-
-private:
-    static void line(const char* part, const char* state, const std::string& found)
-    {
-        std::cout << std::left << std::setw(11) << part << std::setw(8) << state << found << std::endl;
-    }
-
-    bool broken_ = false;
-};
 
 void examinePlayer(SaverHost& host, Report& report)
 {
@@ -145,6 +121,7 @@ int doctor(const SaverOptions& options)
     if (!host)
         return code;
     Report report;
+    examineDesktop(report);
     examinePlayer(*host, report);
     examineCompanion(*host, report);
     examineFeed(*host, report);
@@ -156,7 +133,7 @@ int doctor(const SaverOptions& options)
 void addDoctor(CLI::App& app, Action& action)
 {
     auto* command
-        = app.add_subcommand("doctor", "Look at player, artwork, companion and feed, and say what is missing");
+        = app.add_subcommand("doctor", "Look at the desktop, the player and the feed, and say what is missing");
     const auto options = std::make_shared<SaverOptions>();
     command->add_option("--player", options->player, "Look at this player, by its name on the bus");
     command->add_option("--system-version", options->systemVersion, "As for play");

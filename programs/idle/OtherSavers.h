@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+// A program that waits for an idle desktop, or locks it.
+struct OtherSaver {
+    std::string program;
+    bool startsSavers = false; // it can be told to start this one
+    bool locks = false;
+    std::string advice; // the line that has it start this saver; empty if it can't
+};
+
+// Those that run as this user, by the names of the processes in `folder`, each once. Any thread.
+std::vector<OtherSaver> otherSavers(const std::string& folder = "/proc");
+
+} // namespace vitrel
