@@ -92,12 +92,12 @@ void IdleProgram::lookAtPower()
 
 int IdleProgram::run()
 {
-    auto choice = chooseIdleSource(loop_, options_.after);
-    if (!choice.source) {
-        std::cerr << "vitrel: " << choice.advice << '\n';
+    if (const auto kind = idleSourceHere(loop_); !kind.name.empty())
+        source_ = beginIdleSource(loop_, options_.after);
+    else
+        std::cerr << "vitrel: " << kind.advice << '\n';
+    if (!source_)
         return 1;
-    }
-    source_ = std::move(choice.source);
     source_->onIdle = [this] {
         lookAtPower();
         play_.becameIdle();

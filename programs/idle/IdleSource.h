@@ -22,13 +22,16 @@ public:
     std::function<void()> onLost;
 };
 
-struct IdleSourceChoice {
-    std::unique_ptr<IdleSource> source; // null if there is none
-    std::string name; // what it is, for people: "org_kde_kwin_idle", "MIT-SCREEN-SAVER"
-    std::string advice; // without a source, what is missing, in a line
+// Where idleness is told of on this desktop.
+struct IdleSourceKind {
+    std::string name; // for people: "org_kde_kwin_idle", "MIT-SCREEN-SAVER"; empty if it isn't
+    std::string advice; // then, what is missing, in a line
 };
 
 // The best that this desktop has: its Wayland compositor's, else GNOME's on the session's bus, else the X server's.
-IdleSourceChoice chooseIdleSource(RunLoop& loop, Seconds timeout);
+// Asks, and changes nothing.
+IdleSourceKind idleSourceHere(RunLoop& loop);
+// The same, begun; null if there is none.
+std::unique_ptr<IdleSource> beginIdleSource(RunLoop& loop, Seconds timeout);
 
 } // namespace vitrel

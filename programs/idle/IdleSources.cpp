@@ -2,17 +2,9 @@
 #include "programs/idle/IdleSource.h"
 #include "programs/idle/MutterIdle.h"
 
-#include <cstdlib>
-
 namespace vitrel {
 
 namespace {
-
-bool isSet(const char* name)
-{
-    const char* value = std::getenv(name);
-    return value && *value;
-}
 
 class X11Source final : public IdleSource
 {
@@ -45,29 +37,35 @@ private:
     X11FullScreen fullScreen_;
 };
 
-IdleSourceChoice chooseX11(RunLoop& loop, Seconds timeout)
+IdleSourceKind x11SourceHere(RunLoop& loop)
 {
     const auto connection = X11Connection::open(loop);
     if (!connection)
-        return {nullptr, "", "there is no display to wait for: neither WAYLAND_DISPLAY nor DISPLAY leads to one"};
+        return {"", "there is no display to wait for; neither WAYLAND_DISPLAY nor DISPLAY leads to one"};
     if (X11Idle::isTaken(*connection))
-        return {nullptr, "",
-            "a screen saver or locker waits on this X server already; let it start vitrel (see docs/install.md)"};
-    auto idle = X11Idle::make(connection, timeout);
-    if (!idle)
-        return {nullptr, "", "this X server doesn't tell of idleness: it has no MIT-SCREEN-SAVER"};
-    return {std::make_unique<X11Source>(connection, std::move(idle)), "MIT-SCREEN-SAVER", ""};
+        return {"", "a screen saver or locker waits on this X server already; let it start vitrel"};
+    if (!X11Idle::isThere(*connection))
+        return {"", "this X server doesn't tell of idleness: it has no MIT-SCREEN-SAVER"};
+    return {"MIT-SCREEN-SAVER", ""};
 }
 
 } // namespace
 
-IdleSourceChoice chooseIdleSource(RunLoop& loop, Seconds timeout)
+IdleSourceKind idleSourceHere(RunLoop& loop)
 {
     if (MutterIdle::isThere())
-        return {std::make_unique<MutterIdle>(loop, timeout), "org.gnome.Mutter.IdleMonitor", ""};
-    if (isSet("WAYLAND_DISPLAY") && !isSet("DISPLAY"))
-        return {nullptr, "", "the compositor doesn't tell of idleness"};
-    return chooseX11(loop, timeout);
+        return {"org.gnome.Mutter.IdleMonitor", ""};
+    return x11SourceHere(loop);
+}
+
+std::unique_ptr<IdleSource> beginIdleSource(RunLoop& loop, Seconds timeout)
+{
+    if (MutterIdle::isThere())
+        return std::make_unique<MutterIdle>(loop, timeout);
+    if (const auto connection = X11Connection::open(loop))
+        if (auto idle = X11Idle::make(connection, timeout))
+            return std::make_unique<X11Source>(connection, std::move(idle));
+    return nullptr;
 }
 
 } // namespace vitrel

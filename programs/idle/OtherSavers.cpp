@@ -26,6 +26,7 @@ const OtherSaver kKnown[] = {
     {"kscreenlocker_g", false, true, ""},
     {"swaylock", false, true, ""},
     {"i3lock", false, true, ""},
+    {"vitrel-idle", false, false, ""},
 };
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "programs/idle/Inhibitors.h"
+#include "programs/idle/OtherSavers.h"
 #include "programs/idle/PowerSupply.h"
 
 #include "support/TemporaryFolder.h"
@@ -86,6 +87,21 @@ TEST(PowerSupply, IsTheBatteryOnlyWhenNothingIsPluggedIn)
         EXPECT_EQ(isOnBattery(folder.path()), onBattery) << why;
     }
     EXPECT_FALSE(isOnBattery("/nowhere"));
+}
+
+TEST(OtherSavers, AreToldByTheNamesOfProcesses)
+{
+    const TemporaryFolder folder;
+    folder.write("12/comm", "xss-lock\n");
+    folder.write("13/comm", "xss-lock\n");
+    folder.write("14/comm", "gnome-screensav\n"); // as the kernel cuts it off
+    folder.write("15/comm", "bash\n");
+    folder.write("self/comm", "swayidle\n"); // no process
+    folder.write("16/other", "");
+    std::string found;
+    for (const auto& saver : otherSavers(folder.path()))
+        found += saver.program + (saver.advice.empty() ? " " : "! ");
+    EXPECT_EQ(found, "xss-lock! gnome-screensav ");
 }
 
 } // namespace

@@ -40,11 +40,9 @@ std::vector<unsigned long> words(X11Connection& connection, Window window, const
 
 std::unique_ptr<X11Idle> X11Idle::make(std::shared_ptr<X11Connection> connection, Seconds timeout)
 {
-    if (!connection->isAlive())
+    if (!connection->isAlive() || !isThere(*connection))
         return nullptr;
     Display* display = displayOf(*connection);
-    if (connection->extensions().saver < 0)
-        return nullptr;
     std::unique_ptr<X11Idle> idle(new X11Idle(connection));
     auto& before = idle->before_;
     XGetScreenSaver(display, &before.timeout, &before.interval, &before.preferBlanking, &before.allowExposures);

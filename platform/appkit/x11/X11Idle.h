@@ -23,6 +23,7 @@ public:
     // From a turn of the connection's loop, in turns.
     std::function<void()> onIdle, onResumed;
 
+    static bool isThere(const X11Connection& connection) { return connection.extensions().saver >= 0; }
     // Whether another program has made itself the server's saver, as lockers do that wait for its timer.
     static bool isTaken(X11Connection& connection);
 
