@@ -12,7 +12,8 @@ _vitrel()
     --file) [[ $command == xscreensaver ]] && files="" ;;
     --style) words="mural fill backdrop" files=none ;;
     --output | -o | --trace) files="" ;;
-    --size | --window) words="1280x720 1920x1080 3840x2160" files=none ;;
+    --size) words="1280x720 1920x1080 3840x2160" files=none ;;
+    --window) words="1280x720 1920x1080 3840x2160" ;;
     --player | --system-version | --input | --window-id | --display | --after | --at | --fps | --scale | --difference)
         return
         ;;
