@@ -50,7 +50,7 @@ bool startsVitrel(std::string_view entry)
         entry = trimmed(entry.substr(close + 1));
     }
     const auto command = entry.substr(0, std::min(entry.find_first_of(kBlanks), entry.size()));
-    return command.substr(command.rfind('/') + 1) == kName;
+    return !command.starts_with('-') && command.substr(command.rfind('/') + 1) == kName;
 }
 
 std::string entryFor(std::string_view command)
@@ -169,7 +169,7 @@ std::string SaverList::with(std::string_view command) const
         return text;
     const auto ours = std::find_if(entries_.begin(), entries_.end(), [](const Entry& entry) { return entry.ours; });
     if (ours != entries_.end())
-        return text.erase(ours->first, 1);
+        return text.erase(ours->first, text[ours->first] == '\\' ? 2 : 1);
     if (!hasPrograms_) {
         // The last line has no end, or goes on into nothing.
         if (!text.empty() && endOfLine(text, lastLine_) == text.size())
@@ -206,7 +206,8 @@ std::string SaverList::without() const
     std::string text;
     std::size_t done = 0;
     const auto copyTo = [&](std::size_t end) { text.append(text_, done, end - done); };
-    const std::string chosen = selectedWithout();
+    // Without others in the list it counts those of the system.
+    const std::string chosen = first == entries_.end() ? "" : selectedWithout();
     if (!chosen.empty()) {
         // One more cut, in whose place something stands.
         const auto value = std::string_view(text_).substr(selected_.value, selected_.end - selected_.value);
@@ -242,7 +243,8 @@ std::string SaverList::selectedWithout() const
             ++before;
         ++place;
     }
-    return before ? std::to_string(number - before) : "";
+    // A number beyond the list is nothing of ours.
+    return before && number < place ? std::to_string(number - before) : "";
 }
 
 } // namespace vitrel

@@ -66,6 +66,7 @@ TEST(SaverList, KnowsItsEntryInEverySpelling)
         {"\"Vitrel\" other --root", State::Absent, "the name doesn't count"},
         {"\"vitrel", State::Absent, "a name without an end"},
         {"vitrel-old --root", State::Absent, "another program"},
+        {"--/vitrel", State::Absent, "a mark is one dash"},
         {"other vitrel", State::Absent, "an argument"},
         {"", State::Absent, "nothing"},
     };
@@ -121,6 +122,7 @@ TEST(SaverList, IsSwitchedOnWhereItStands)
 {
     EXPECT_EQ(listOf("programs: a\\n\\\n-\t\"V\" vitrel -x\\n b\n").with("vitrel --root"),
         "programs: a\\n\\\n\t\"V\" vitrel -x\\n b\n");
+    EXPECT_EQ(listOf("programs: \\-vitrel").with("vitrel"), "programs: vitrel") << "the mark may be escaped";
 }
 
 // A wrong number and the user's screen shows another saver than the chosen one.
@@ -134,6 +136,8 @@ TEST(SaverList, TheChosenSaverStaysChosen)
         {"programs: a \\n vitrel \\n b\nselected: 0\n", "programs: a  \\n b\nselected: 0\n", "ahead of it"},
         {"programs: vitrel\\n-vitrel -a\\n\\\n\\na\\n b\\nvitrel\\nc\\n\nselected: 4\n",
             "programs: a\\n b\\nc\\n\nselected: 2\n", "three of it, and a blank one"},
+        {"programs: vitrel\\n a\nselected: 2\n", "programs: a\nselected: 2\n", "one that the list doesn't have"},
+        {"programs: vitrel\nselected: 2\n", "selected: 2\n", "and one of the system's list"},
         {"programs: vitrel\\n a\nselected: many\n", "programs: a\nselected: many\n", "no number"},
     };
     for (const auto& [text, without, why] : cases)
