@@ -19,8 +19,8 @@ _vitrel()
         ;;
     *)
         case $command in
-        play) words="$saver --window --window-id --root --random --watch --display" ;;
-        idle) words="--after" files=none ;;
+        play) words="$saver --window --window-id --root --random --watch --no-fade --display" ;;
+        idle) words="--after --not-on-battery --version" files=none ;;
         snapshot) words="$saver --output --size --after --thumbnail" ;;
         configure) ;;
         compositions)

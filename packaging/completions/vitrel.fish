@@ -44,10 +44,13 @@ complete -c vitrel -n "$play" -l window-id -x -d 'In the window with this number
 complete -c vitrel -n "$play" -l root -d 'In the window of the screen saver daemon'
 complete -c vitrel -n "$play" -l random -d 'One of your compositions'
 complete -c vitrel -n "$play" -l watch -d 'Load the file anew when it changes'
+complete -c vitrel -n "$play" -l no-fade -d 'Come up at once'
 complete -c vitrel -n "$play" -l display -x -d 'The X server'
 complete -c vitrel -n "$saver; or __vitrel_in configure feed-url inspect make evaluate" -a '(__vitrel_files)'
 complete -c vitrel -n '__vitrel_in make' -a '(__fish_complete_suffix .json)'
 complete -c vitrel -n '__vitrel_in idle' -l after -x -d 'Minutes'
+complete -c vitrel -n '__vitrel_in idle' -l not-on-battery -d 'Only while plugged in'
+complete -c vitrel -n '__vitrel_in idle' -l version -d 'Print the version'
 
 complete -c vitrel -n '__vitrel_in snapshot' -s o -l output -r -F -d 'The PNG file'
 complete -c vitrel -n '__vitrel_in snapshot' -l size -x -a "$sizes" -d 'Pixels'
