@@ -35,7 +35,7 @@ done
 # It knows only installed files of the whole tree by their places.
 appstreamcli validate --no-net "$root"/share/metainfo/*.xml || fail "appstreamcli complains"
 appstreamcli validate-tree --no-net "$work/vitrel" || fail "appstreamcli complains of the tree"
-update-mime-database "$root/share/mime" 2>"$work/mime.log" >/dev/null || fail "the MIME type is refused"
+XDG_DATA_DIRS=$root/share update-mime-database "$root/share/mime" >"$work/mime.log" 2>&1 || fail "the MIME type is refused"
 [ ! -s "$work/mime.log" ] || fail "$(cat "$work/mime.log")"
 grep -q 'application/x-quartzcomposer:\*\.qtz' "$root/share/mime/globs2" || fail "the MIME type has no pattern"
 for size in 48 128 256; do
