@@ -21,6 +21,7 @@ void addPreview(CLI::App& app, Action& action);
 void addSnapshot(CLI::App& app, Action& action);
 void addCompositionsCommand(CLI::App& app, Action& action);
 void addFeedURL(CLI::App& app, Action& action);
+void addXScreenSaver(CLI::App& app, Action& action);
 void addDoctor(CLI::App& app, Action& action);
 void addCode(CLI::App& app, Action& action);
 void addWallpaper(CLI::App& app, Action& action);

@@ -5,20 +5,43 @@
 #include "programs/vitrel/Files.h"
 #include "programs/vitrel/SaverHost.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
 namespace vitrel {
 
 namespace {
 
 struct SnapshotOptions : SaverOptions {
     std::string output, size = "1280x720";
-    double after = 2;
+    std::optional<double> after;
+    bool thumbnail = false;
 };
+
+constexpr double kUsualTime = 2, kThumbnailTime = 1;
+// File managers wait for one picture after the other, and some for each without end.
+constexpr unsigned kThumbnailSeconds = 20;
+
+// The largest picture of a screen's shape in a box.
+std::pair<int, int> screenWithin(std::pair<int, int> box)
+{
+    if (box.first * 9 <= box.second * 16)
+        return {box.first, std::max(1, (box.first * 9 + 8) / 16)};
+    return {std::max(1, (box.second * 16 + 4) / 9), box.second};
+}
 
 int snapshot(const SnapshotOptions& options)
 {
-    const auto size = parseSize(options.size);
+    auto size = parseSize(options.size);
     if (!size)
         return complain("--size takes WIDTHxHEIGHT, each from 1 to 8192", 2);
+    if (options.thumbnail) {
+        size = screenWithin(*size);
+        alarm(kThumbnailSeconds);
+    }
     qc::prepareSoftwareRendering();
     int code = 0;
     const auto host = SaverHost::make(options, code);
@@ -31,7 +54,8 @@ int snapshot(const SnapshotOptions& options)
     host->meetPlayers();
     if (!host->addView(window, false))
         return complain("can't make a view");
-    host->runLoop().postAfter(Seconds(options.after), [&] { host->runLoop().stop(); });
+    host->runLoop().postAfter(Seconds(options.after.value_or(options.thumbnail ? kThumbnailTime : kUsualTime)),
+        [&] { host->runLoop().stop(); });
     host->runLoop().run();
     const auto shown = screen.shown();
     if (!shown)
@@ -58,8 +82,13 @@ void addSnapshot(CLI::App& app, Action& action)
     command->add_option("--output,-o", options->output, "The PNG file to write")->required();
     command->add_option("--size", options->size, "WIDTHxHEIGHT in pixels; 1280x720 if not given");
     command->add_option("--after", options->after, "Seconds to play; 2 if not given")->check(CLI::Range(0.0, 86400.0));
+    command->add_flag("--thumbnail", options->thumbnail,
+        "A small picture for a file manager: 16:9 within the size, after 1 second, without player and network");
     command->add_flag("--without-data", options->withoutData)->group(""); // for the window's thumbnails
-    command->callback([&action, options] { action = [=] { return snapshot(*options); }; });
+    command->callback([&action, options] {
+        options->withoutData |= options->thumbnail;
+        action = [=] { return snapshot(*options); };
+    });
 }
 
 } // namespace vitrel

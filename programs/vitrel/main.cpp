@@ -31,6 +31,7 @@ int main(int argc, char** argv)
     addPreview(app, action);
     addCompositionsCommand(app, action);
     addFeedURL(app, action);
+    addXScreenSaver(app, action);
     addDoctor(app, action);
     addCode(app, action);
     addWallpaper(app, action);

@@ -154,13 +154,28 @@ TEST_F(Commands, AnInputFromTheCommandLineIsConvertedAsAnyOther)
 TEST_F(Commands, ASnapshotIsAPictureOfTheSizeAskedFor)
 {
     const std::string composition = made(), out = folder_ / "out.png";
-    Program program({"snapshot", "-o", out, "--size", "96x54", "--after", "0.3", composition});
-    if (program.wait() == 1 && program.errors().find("OpenGL") != std::string::npos)
-        GTEST_SKIP() << "no OpenGL here";
-    const std::string png = TemporaryFolder::read(out);
-    ASSERT_GT(png.size(), 33u) << program.errors();
-    EXPECT_EQ(png.substr(1, 3), "PNG");
-    EXPECT_EQ(png.substr(16, 8), std::string("\0\0\0\x60\0\0\0\x36", 8)) << "width and height of the header";
+    const struct {
+        std::vector<std::string> words;
+        std::string size; // in the header
+        const char* why;
+    } cases[] = {
+        {{"--size", "96x54"}, {"\0\0\0\x60\0\0\0\x36", 8}, "as it was said"},
+        {{"--size", "96x96", "--thumbnail"}, {"\0\0\0\x60\0\0\0\x36", 8}, "a screen's shape in a square box"},
+        {{"--size", "640x27", "--thumbnail"}, {"\0\0\0\x30\0\0\0\x1b", 8}, "in a wide one"},
+        {{"--size", "1x1", "--thumbnail"}, {"\0\0\0\1\0\0\0\1", 8}, "in the least one"},
+    };
+    for (const auto& [more, size, why] : cases) {
+        std::vector<std::string> words{"snapshot", "-o", out, "--after", "0.3", composition};
+        words.insert(words.end(), more.begin(), more.end());
+        std::filesystem::remove(out);
+        Program program(words);
+        if (program.wait() == 1 && program.errors().find("OpenGL") != std::string::npos)
+            GTEST_SKIP() << "no OpenGL here";
+        const std::string png = TemporaryFolder::read(out);
+        ASSERT_GT(png.size(), 33u) << why << ": " << program.errors();
+        EXPECT_EQ(png.substr(1, 3), "PNG");
+        EXPECT_EQ(png.substr(16, 8), size) << why;
+    }
 }
 
 } // namespace

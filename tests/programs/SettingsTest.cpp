@@ -1,4 +1,4 @@
-// feed-url and doctor: what a user sees of the settings and of what they lead to.
+// feed-url, xscreensaver and doctor: what a user sees of the settings and of what they lead to.
 #include "Program.h"
 #include "support/LocalServer.h"
 #include "support/TemporaryFolder.h"
@@ -34,6 +34,37 @@ TEST(FeedURL, ShowsWhatWasStoredUnderTheFilesName)
     EXPECT_EQ(run(settings, {"feed-url", "Feeder.qtz"}).output, "\n") << "back to the default feed";
     EXPECT_EQ(run(settings, {"feed-url", "/a/"}).code, 2);
     EXPECT_EQ(run(settings, {"feed-url"}).code, 2);
+}
+
+// What a user has written is lost, or the program's own path isn't what the daemon is told to start.
+TEST(XScreenSaver, ListIsChangedOnlyWhereItIsUnderstood)
+{
+    const TemporaryFolder folder;
+    const auto inFile = [&](const char* step) { return run(folder, {"xscreensaver", step, "--file", folder / "f"}); };
+    EXPECT_EQ(inFile("status").code, 1);
+    EXPECT_EQ(inFile("remove").code, 0) << "nothing to do";
+    EXPECT_EQ(inFile("add").code, 0);
+    EXPECT_EQ(inFile("status").code, 0);
+    const std::string added = TemporaryFolder::read(folder / "f");
+    EXPECT_THAT(added, HasSubstr("\"Vitrel\"  " VITREL_PROGRAM " --root"));
+    EXPECT_EQ(inFile("add").code, 0);
+    EXPECT_EQ(TemporaryFolder::read(folder / "f"), added);
+    EXPECT_EQ(inFile("remove").code, 0);
+    EXPECT_FALSE(std::filesystem::exists(folder / "f")) << "it held nothing else";
+
+    folder.write("f", "mode: one\nprograms: a\\n-vitrel\n");
+    EXPECT_THAT(inFile("status").output, HasSubstr("switched off"));
+    EXPECT_EQ(inFile("remove").code, 0);
+    EXPECT_EQ(TemporaryFolder::read(folder / "f"), "mode: one\nprograms: a\n");
+
+    folder.write("f", "nonsense");
+    for (const char* step : {"status", "add", "remove"}) {
+        const auto ran = inFile(step);
+        EXPECT_EQ(ran.code, 1) << step;
+        EXPECT_THAT(ran.output, ContainsRegex("^vitrel: can't understand .*leaves it alone: line 1 is no setting\n$"));
+    }
+    EXPECT_EQ(TemporaryFolder::read(folder / "f"), "nonsense");
+    EXPECT_EQ(run(folder, {"xscreensaver"}).code, 2);
 }
 
 TEST(Doctor, SaysWhatIsBrokenAndWhatToDo)

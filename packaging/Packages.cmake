@@ -1,0 +1,52 @@
+# Two packages for Debian: the programs, and FeedKit for other programs.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME vitrel)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+# Each package has one of its own.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(CPACK_PACKAGE_CONTACT "The Vitrel authors <maintainers@vitrel.example>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_COMPONENTS_ALL Programs FeedKit)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME vitrel)
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION x11)
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
+# Opened at run time, so that nobody finds them in the programs.
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS "libegl1, libgl1")
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS "fonts-inter, libegl-mesa0, libgl1-mesa-dri, xscreensaver")
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SUGGESTS "fonts-noto-cjk, fonts-noto-color-emoji, mpv-mpris, qt6-wayland, xss-lock")
+set(CPACK_COMPONENT_PROGRAMS_DESCRIPTION "screen saver with your music and your news
+Vitrel plays compositions full screen on every display and keeps them fed
+with live data: the track now playing in any player that speaks MPRIS, with
+its cover, and the articles of a feed. Two compositions come with it; .qtz
+files of your own are played as well.
+.
+It is started by XScreenSaver, by the idle tools of a desktop, or by itself
+when the desktop is idle. It draws and never locks the screen.
+.
+The package has three programs: vitrel, the screen saver with its settings
+window; muralis, which tells savers without a session bus what is playing;
+and feedkit, which prints RSS, RDF, Atom and JSON feeds as JSON.")
+
+set(CPACK_DEBIAN_FEEDKIT_PACKAGE_NAME libfeedkit-dev)
+set(CPACK_DEBIAN_FEEDKIT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_FEEDKIT_PACKAGE_DEPENDS
+  "libcurl4-openssl-dev | libcurl4-gnutls-dev, libexpat1-dev, libicu-dev, libsimdjson-dev")
+set(CPACK_COMPONENT_FEEDKIT_DESCRIPTION "parser for RSS, RDF, Atom and JSON Feed - development files
+FeedKit is a C++20 library that reads feeds from memory, from files and from
+the network into plain models, with limits that make it fit for documents
+from strangers.
+.
+This package has the archive, the headers, and what CMake
+(find_package(Vitrel COMPONENTS FeedKit)) and pkg-config (feedkit) need to
+find them.")
+
+include(CPack)

@@ -1,0 +1,69 @@
+# Completion of vitrel for bash.
+_vitrel()
+{
+    local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
+    local commands="play idle snapshot configure compositions feed-url xscreensaver doctor inspect make evaluate code wallpaper"
+    local command=play words="" files="qtz"
+    [[ " $commands " == *" ${COMP_WORDS[1]} "* ]] && ((COMP_CWORD > 1)) && command=${COMP_WORDS[1]}
+    local saver="--file --demo --player --system-version --trace --input"
+    COMPREPLY=()
+
+    case $prev in
+    --file) [[ $command == xscreensaver ]] && files="" ;;
+    --style) words="mural fill backdrop" files=none ;;
+    --output | -o | --trace) files="" ;;
+    --size) words="1280x720 1920x1080 3840x2160" files=none ;;
+    --window) words="1280x720 1920x1080 3840x2160" ;;
+    --player | --system-version | --input | --window-id | --display | --after | --at | --fps | --scale | --difference)
+        return
+        ;;
+    *)
+        case $command in
+        play) words="$saver --window --window-id --root --random --watch --no-fade --display" ;;
+        idle) words="--after --not-on-battery --version" files=none ;;
+        snapshot) words="$saver --output --size --after --thumbnail" ;;
+        configure) ;;
+        compositions)
+            words="list add remove use random" files=none
+            case ${COMP_WORDS[2]} in
+            add) ((COMP_CWORD > 2)) && words="" files="qtz" ;;
+            remove | use)
+                if ((COMP_CWORD > 2)); then
+                    compopt -o filenames 2>/dev/null
+                    while IFS= read -r words; do
+                        [[ $words == "$cur"* ]] && COMPREPLY+=("$words")
+                    done < <(vitrel compositions list 2>/dev/null | sed 's/^..//')
+                    return
+                fi
+                ;;
+            random) ((COMP_CWORD > 2)) && words="on off" ;;
+            list) ((COMP_CWORD > 2)) && words="" ;;
+            esac
+            ;;
+        xscreensaver) words="add remove status --file" files=none ;;
+        doctor) words="--player --system-version" files=none ;;
+        inspect) words="--source" ;;
+        make) files="json qtz" ;;
+        evaluate) words="--at --fps --input" ;;
+        code) words="--qr --barcode --scale" files=png ;;
+        wallpaper) words="--size --style --difference" files="png jpg jpeg gif webp tif tiff" ;;
+        esac
+        words="$words --help"
+        if ((COMP_CWORD == 1)); then
+            words="$commands $words --version"
+        fi
+        # Options of play stand for it, and only they begin with a dash.
+        [[ $cur == -* ]] && files=none
+        ;;
+    esac
+
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
+    [[ $files == none ]] && return
+    # The shell's own way with names: blanks are quoted, folders get a slash.
+    compopt -o filenames 2>/dev/null
+    local name
+    while IFS= read -r name; do
+        [[ -z $files || -d $name || " $files " == *" ${name##*.} "* ]] && COMPREPLY+=("$name")
+    done < <(compgen -f -- "$cur")
+}
+complete -F _vitrel vitrel
