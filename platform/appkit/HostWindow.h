@@ -26,6 +26,9 @@ public:
     virtual int height() const = 0;
     // False while nobody can see it.
     virtual bool isVisible() const = 0;
+    // Takes a window of our own off the screen at once, with what it has grabbed and hidden. It is over then; nothing
+    // more is told.
+    virtual void leave() = 0;
     // What draws in it. The surface may outlive the window, and is closed then.
     virtual std::unique_ptr<Surface> makeSurface() = 0;
 };

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace vitrel {
 
@@ -23,7 +24,8 @@ constexpr std::int64_t kMostPixels = 8192 * 8192;
 
 struct WaylandWindow::Native final : WaylandListener {
     Native(std::shared_ptr<WaylandConnection> connection, bool covering);
-    ~Native() override;
+    ~Native() override { leave(); }
+    void leave();
 
     void becomeLayer(const WaylandOutput& output);
     void becomeToplevel(const std::string& title, const WaylandOutput* fullScreenOn);
@@ -80,17 +82,21 @@ WaylandWindow::Native::Native(std::shared_ptr<WaylandConnection> connection, boo
     this->connection->listen(canvas->surface, this);
 }
 
-WaylandWindow::Native::~Native()
+void WaylandWindow::Native::leave()
 {
+    closed = true;
+    canvas->configured = false;
+    if (!canvas->surface)
+        return;
     connection->unlisten(canvas->surface);
     if (decoration)
-        zxdg_toplevel_decoration_v1_destroy(decoration);
+        zxdg_toplevel_decoration_v1_destroy(std::exchange(decoration, nullptr));
     if (toplevel)
-        xdg_toplevel_destroy(toplevel);
+        xdg_toplevel_destroy(std::exchange(toplevel, nullptr));
     if (shellSurface)
-        xdg_surface_destroy(shellSurface);
+        xdg_surface_destroy(std::exchange(shellSurface, nullptr));
     if (layer)
-        zwlr_layer_surface_v1_destroy(layer);
+        zwlr_layer_surface_v1_destroy(std::exchange(layer, nullptr));
     wl_surface_destroy(std::exchange(canvas->surface, nullptr));
     connection->flush();
 }
@@ -331,6 +337,11 @@ bool WaylandWindow::isVisible() const
 bool WaylandWindow::isClosed() const
 {
     return native_->closed;
+}
+
+void WaylandWindow::leave()
+{
+    native_->leave();
 }
 
 std::unique_ptr<Surface> WaylandWindow::makeSurface()

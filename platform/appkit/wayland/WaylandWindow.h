@@ -30,6 +30,7 @@ public:
     // False until the compositor has given it a size. Whether anybody sees it, only the surface's frames tell.
     bool isVisible() const override;
     bool isClosed() const;
+    void leave() override;
     std::unique_ptr<Surface> makeSurface() override;
 
 private:

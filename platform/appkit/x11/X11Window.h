@@ -38,9 +38,7 @@ public:
     bool isVisible() const override;
     // Moves and resizes a covering window to what its monitor has become.
     void coverMonitor(const X11Monitor& monitor);
-    // Takes a window of our own off the screen at once, with what it has grabbed and hidden. It is over then; nothing
-    // more is told.
-    void leave();
+    void leave() override;
 
     std::unique_ptr<Surface> makeSurface() override;
 
