@@ -21,6 +21,7 @@ struct FakeCompositor::Inside {
     FakeCompositor* outside = nullptr;
     wl_display* display = nullptr;
     std::int32_t outputScale = 1;
+    wl_global* output = nullptr;
     wl_resource *surface = nullptr, *layer = nullptr, *shellSurface = nullptr, *toplevel = nullptr;
     wl_resource *pointer = nullptr, *keyboard = nullptr, *touch = nullptr;
     wl_resource *pending = nullptr, *current = nullptr; // buffers
@@ -221,11 +222,11 @@ const struct wl_seat_interface kSeat = {
 const struct wl_output_interface kOutput = {.release = destroy};
 
 template <const wl_interface& interface, const auto& implementation>
-void offer(Inside& in, int version, void (*bound)(wl_resource*) = nullptr)
+wl_global* offer(Inside& in, int version, void (*bound)(wl_resource*) = nullptr)
 {
     static void (*said)(wl_resource*);
     said = bound;
-    wl_global_create(
+    return wl_global_create(
         in.display, &interface, version, &in, [](wl_client* client, void* data, std::uint32_t version, std::uint32_t id) {
             auto* made = wl_resource_create(client, &interface, int(version), id);
             wl_resource_set_implementation(made, &implementation, data, nullptr);
@@ -247,7 +248,7 @@ void offerAll(Inside& in, const std::set<std::string>& globals)
     if (globals.contains("wl_seat"))
         offer<wl_seat_interface, kSeat>(in, 5, [](wl_resource* seat) { wl_seat_send_capabilities(seat, 7); });
     if (globals.contains("wl_output"))
-        offer<wl_output_interface, kOutput>(in, 4, [](wl_resource* output) {
+        in.output = offer<wl_output_interface, kOutput>(in, 4, [](wl_resource* output) {
             wl_output_send_geometry(output, 0, 0, 0, 0, 0, "", "", 0);
             wl_output_send_mode(output, WL_OUTPUT_MODE_CURRENT, 640, 480, 60000);
             wl_output_send_scale(output, of(output).outputScale);
@@ -339,6 +340,11 @@ void FakeCompositor::closeSurface()
         else if (in.toplevel)
             xdg_toplevel_send_close(in.toplevel);
     });
+}
+
+void FakeCompositor::removeOutput()
+{
+    run([](Inside& in) { wl_global_destroy(std::exchange(in.output, nullptr)); });
 }
 
 void FakeCompositor::input(Input what, double x, double y)

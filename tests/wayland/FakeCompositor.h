@@ -43,6 +43,7 @@ public:
     // Says of all frames on their way that they were shown, and gives back all pictures but the last.
     void showFrames();
     void closeSurface();
+    void removeOutput();
     enum class Input { Enter, Motion, Key, KeyUp, HeldKeys, Button, ButtonUp, Axis, Touch };
     void input(Input what, double x = 0, double y = 0);
 

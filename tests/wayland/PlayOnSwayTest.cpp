@@ -1,6 +1,5 @@
 // On a real compositor without a screen: what is on the screen, and how it ends.
 #include "platform/appkit/wayland/WaylandIdle.h"
-#include "platform/appkit/wayland/WaylandWindow.h"
 #include "programs/Program.h"
 #include "wayland/SwayServer.h"
 
@@ -50,22 +49,15 @@ TEST_F(OnSway, EveryOutputIsCoveredAndAKeyEndsAll)
     EXPECT_TRUE(isCovered(SwayServer::kDesktop)) << "nothing is left";
 }
 
-TEST_F(OnSway, OutputsThatComeAndGoGetAndLoseTheirProcess)
+TEST_F(OnSway, AnOutputThatComesGetsItsProcessAndOneThatChangesIsFollowed)
 {
     auto program = play();
     ASSERT_TRUE(isCovered()) << program->errors();
     ASSERT_TRUE(sway_.tell("create_output"));
     EXPECT_TRUE(sway_.becomes(520, 0, kBlue) && sway_.becomes(619, 99, kBlue)) << program->errors();
     EXPECT_EQ(program->children().size(), 3u);
-    ASSERT_TRUE(sway_.tell("output HEADLESS-2 unplug"));
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (program->children().size() != 2 && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    EXPECT_EQ(program->children().size(), 2u);
-    EXPECT_EQ(sway_.pixelAt(0, 0), kBlue) << "the others play on";
-    EXPECT_EQ(sway_.pixelAt(619, 99), kBlue);
-    ASSERT_TRUE(sway_.tell("output HEADLESS-1 resolution 400x300 position 600,0"));
-    EXPECT_TRUE(sway_.becomes(999, 299, kBlue)) << "a changed size is followed";
+    ASSERT_TRUE(sway_.tell("output HEADLESS-1 resolution 300x300"));
+    EXPECT_TRUE(sway_.becomes(299, 299, kBlue)) << "the new size";
     program->signal(SIGTERM);
     EXPECT_EQ(program->wait(), 0);
     EXPECT_EQ(program->errors(), "");
@@ -89,48 +81,15 @@ TEST_F(OnSway, ACompositorThatDiesEndsThePlayQuietly)
     EXPECT_TRUE(program->saidOneError()) << program->errors();
 }
 
-// Frames into an output that shows none would be drawn for nobody.
-TEST_F(OnSway, AnOutputThatIsOffGetsNoFrames)
+TEST_F(OnSway, OutputsAreDescribedAndIdlenessIsToldAndItsEnd)
 {
     SystemClock clock;
     RunLoop loop(clock);
     const auto connection = WaylandConnection::open(loop, sway_.display());
     ASSERT_TRUE(connection);
-    const auto outputs = connection->outputs();
-    ASSERT_EQ(outputs.size(), 2u);
-    EXPECT_EQ(outputs[1].name, "HEADLESS-2");
-    EXPECT_EQ(outputs[1].screen.frame, makeRect(320, 80, 200, 120)) << "y upwards from the first one's lower edge";
-    auto window = WaylandWindow::cover(connection, outputs[1]);
-    ASSERT_TRUE(window);
-    auto surface = window->makeSurface();
-    int frames = 0;
-    const auto draw = [&](Seconds span) {
-        frames = 0;
-        for (const Seconds end = clock.now() + span; clock.now() < end; loop.turn(), loop.wait(Seconds(0.01)))
-            if (const auto memory = surface->wantsFrame() ? surface->frameMemory() : FrameMemory{}; memory.pixels) {
-                std::fill_n(memory.pixels, 200 * 120, 0xFF0000FF);
-                surface->present();
-                ++frames;
-            }
-    };
-    draw(Seconds(1));
-    EXPECT_GT(frames, 5);
-    EXPECT_EQ(sway_.pixelAt(400, 60), 0x0000FFu);
-    ASSERT_TRUE(sway_.tell("output HEADLESS-2 dpms off"));
-    draw(Seconds(0.2));
-    draw(Seconds(1));
-    EXPECT_EQ(frames, 0);
-    ASSERT_TRUE(sway_.tell("output HEADLESS-2 dpms on"));
-    draw(Seconds(1));
-    EXPECT_GT(frames, 5);
-}
-
-TEST_F(OnSway, IdlenessIsToldAndItsEnd)
-{
-    SystemClock clock;
-    RunLoop loop(clock);
-    const auto connection = WaylandConnection::open(loop, sway_.display());
-    ASSERT_TRUE(connection);
+    ASSERT_EQ(connection->outputs().size(), 2u);
+    EXPECT_EQ(connection->outputs()[1].screen.frame, makeRect(320, 80, 200, 120))
+        << "y upwards from the first one's lower edge";
     EXPECT_EQ(waylandSummary(*connection).cover, "zwlr_layer_shell_v1");
     EXPECT_EQ(waylandSummary(*connection).displays, "HEADLESS-1 320x200 (headless headless), "
                                                     "HEADLESS-2 200x120 (headless headless)");

@@ -261,6 +261,20 @@ TEST_F(OnFake, InputDismissesButNotANudgeNorWhatWasHeldAlready)
     EXPECT_TRUE(turnUntil([&] { return told == 1; })) << "but by its close button";
 }
 
+TEST_F(OnFake, AnOutputThatGoesIsToldOnce)
+{
+    start();
+    cover();
+    int told = 0;
+    connection_->onOutputsChanged = [&] { ++told; };
+    compositor_->removeOutput();
+    EXPECT_TRUE(turnUntil([&] { return told == 1; }));
+    EXPECT_TRUE(connection_->outputs().empty());
+    EXPECT_TRUE(draw(0xFFFFFFFF)) << "the window lives on until it is closed";
+    settle();
+    EXPECT_EQ(told, 1);
+}
+
 TEST_F(OnFake, AWindowOrACompositorThatGoesIsToldOnceAndNothingEnds)
 {
     for (const bool byCompositor : {false, true}) {

@@ -70,8 +70,13 @@ bool WaylandConnection::connect(const std::string& name)
     wire_->registry = wl_display_get_registry(wire_->display);
     wl_registry_add_listener(wire_->registry, &listener, this);
     // What there is; then what the outputs and seats say of themselves.
-    if (!waitForAnswer() || !waitForAnswer())
+    if (!waitForAnswer())
         return false;
+    for (const auto& [global, output] : wire_->outputs)
+        output->askForPosition(wire_->positions);
+    if (!waitForAnswer())
+        return false;
+    outputsPending_ = false; // nobody knew them otherwise
     descriptor_ = wl_display_get_fd(wire_->display);
     watch(false);
     flush();
@@ -106,6 +111,7 @@ void WaylandConnection::addGlobal(std::uint32_t global, const char* interface, s
     take(wire.sharedMemory, wl_shm_interface, 1, &protocols_.sharedMemory);
     take(wire.layerShell, zwlr_layer_shell_v1_interface, 4, &protocols_.layerShell);
     take(wire.decorations, zxdg_decoration_manager_v1_interface, 1);
+    take(wire.positions, zxdg_output_manager_v1_interface, 3);
     take(wire.idleNotifier, ext_idle_notifier_v1_interface, 1, &protocols_.idleNotifier);
     take(wire.kdeIdle, org_kde_kwin_idle_interface, 1, &protocols_.kdeIdle);
     if (is(xdg_wm_base_interface) && !wire.shell) {
@@ -117,6 +123,7 @@ void WaylandConnection::addGlobal(std::uint32_t global, const char* interface, s
     } else if (is(wl_output_interface) && wire.outputs.size() < kMostOutputs && !wire.outputs.contains(global)) {
         auto* output = bind<wl_output>(wire, global, wl_output_interface, std::min(offered, 4u));
         wire.outputs[global] = std::make_unique<WaylandOutputProxy>(*this, output, global);
+        wire.outputs[global]->askForPosition(wire.positions);
     } else if (is(wl_seat_interface) && wire.seats.size() < kMostSeats && !wire.seats.contains(global)) {
         protocols_.seats = offered;
         auto* seat = bind<wl_seat>(wire, global, wl_seat_interface, std::min(offered, 5u));
@@ -253,8 +260,7 @@ void WaylandConnection::outputsHaveChanged()
 
 void WaylandConnection::tellOutputs()
 {
-    outputsPending_ = false;
-    if (!alive_)
+    if (!std::exchange(outputsPending_, false) || !alive_)
         return;
     const auto listeners = listeners_;
     for (const auto& [surface, listener] : listeners)
@@ -299,6 +305,7 @@ void WaylandWire::destroy()
     release(idleNotifier);
     release(kdeIdle);
     release(decorations);
+    release(positions);
     release(layerShell);
     release(shell);
     release(sharedMemory);

@@ -37,8 +37,10 @@ const wl_output_listener kListener = {
     .geometry =
         [](void* data, wl_output*, int x, int y, int, int, int, const char* make, const char* model, int transform) {
             auto& output = of(data).pending;
-            output.x = x;
-            output.y = y;
+            if (!of(data).position) {
+                output.x = x;
+                output.y = y;
+            }
             output.make = make ? make : "";
             output.model = model ? model : "";
             of(data).turned = transform == WL_OUTPUT_TRANSFORM_90 || transform == WL_OUTPUT_TRANSFORM_270
@@ -64,6 +66,23 @@ const wl_output_listener kListener = {
                        const char* description) { of(data).pending.description = description ? description : ""; },
 };
 
+// Up to version 2 it says by itself that all has been said, from 3 on the output does.
+const zxdg_output_v1_listener kPosition = {
+    .logical_position =
+        [](void* data, zxdg_output_v1*, int x, int y) {
+            of(data).pending.x = x;
+            of(data).pending.y = y;
+        },
+    .logical_size = [](void*, zxdg_output_v1*, int, int) {},
+    .done =
+        [](void* data, zxdg_output_v1*) {
+            if (of(data).isComplete)
+                complete(of(data));
+        },
+    .name = [](void*, zxdg_output_v1*, const char*) {},
+    .description = [](void*, zxdg_output_v1*, const char*) {},
+};
+
 } // namespace
 
 WaylandOutputProxy::WaylandOutputProxy(WaylandConnection& connection, wl_output* output, std::uint32_t global)
@@ -75,8 +94,18 @@ WaylandOutputProxy::WaylandOutputProxy(WaylandConnection& connection, wl_output*
     wl_output_add_listener(output, &kListener, this);
 }
 
+void WaylandOutputProxy::askForPosition(zxdg_output_manager_v1* manager)
+{
+    if (!manager || position)
+        return;
+    position = zxdg_output_manager_v1_get_xdg_output(manager, output);
+    zxdg_output_v1_add_listener(position, &kPosition, this);
+}
+
 WaylandOutputProxy::~WaylandOutputProxy()
 {
+    if (position)
+        zxdg_output_v1_destroy(position);
     if (wl_output_get_version(output) >= WL_OUTPUT_RELEASE_SINCE_VERSION)
         wl_output_release(output);
     else

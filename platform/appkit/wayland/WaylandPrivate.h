@@ -10,6 +10,7 @@
 #include <kde-idle-client.h>
 #include <wlr-layer-shell-v1-client.h>
 #include <xdg-decoration-unstable-v1-client.h>
+#include <xdg-output-unstable-v1-client.h>
 #include <xdg-shell-client.h>
 
 #include <functional>
@@ -41,8 +42,11 @@ public:
 struct WaylandOutputProxy {
     WaylandOutputProxy(WaylandConnection& connection, wl_output* output, std::uint32_t global);
     ~WaylandOutputProxy();
+    // Some compositors tell the true position only so.
+    void askForPosition(zxdg_output_manager_v1* manager);
     WaylandConnection& connection;
     wl_output* const output;
+    zxdg_output_v1* position = nullptr;
     WaylandOutput pending, complete;
     int modeWidth = 0, modeHeight = 0;
     bool turned = false; // by a quarter
@@ -82,6 +86,7 @@ struct WaylandWire {
     zwlr_layer_shell_v1* layerShell = nullptr;
     xdg_wm_base* shell = nullptr;
     zxdg_decoration_manager_v1* decorations = nullptr;
+    zxdg_output_manager_v1* positions = nullptr;
     ext_idle_notifier_v1* idleNotifier = nullptr;
     org_kde_kwin_idle* kdeIdle = nullptr;
     std::map<std::uint32_t, std::unique_ptr<WaylandOutputProxy>> outputs;
