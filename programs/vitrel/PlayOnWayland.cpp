@@ -59,8 +59,11 @@ const WaylandOutput* WaylandPlayer::output() const
 
 std::unique_ptr<WaylandWindow> WaylandPlayer::makeWindow()
 {
+    using Entrance = WaylandWindow::Entrance;
     if (!options().monitor.empty())
-        return output() ? WaylandWindow::cover(connection_, *output()) : nullptr;
+        return output()
+            ? WaylandWindow::cover(connection_, *output(), options().fadeIn ? Entrance::Gentle : Entrance::AtOnce)
+            : nullptr;
     const auto [width, height] = *parseSize(options().window);
     return WaylandWindow::open(connection_, "Vitrel", width, height);
 }

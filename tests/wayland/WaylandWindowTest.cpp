@@ -31,9 +31,9 @@ protected:
         connection_ = WaylandConnection::open(loop_, compositor_->display());
         ASSERT_TRUE(connection_);
     }
-    void cover()
+    void cover(WaylandWindow::Entrance entrance = WaylandWindow::Entrance::Gentle)
     {
-        window_ = WaylandWindow::cover(connection_, connection_->outputs().at(0));
+        window_ = WaylandWindow::cover(connection_, connection_->outputs().at(0), entrance);
         ASSERT_TRUE(window_);
         surface_ = window_->makeSurface();
     }
@@ -201,6 +201,19 @@ TEST_F(OnFake, TheFirstPictureComesUpAndThenAtMostTwoAreOnTheirWay)
     picture = nextPicture(commits);
     EXPECT_TRUE(picture.hasAlpha);
     EXPECT_EQ(picture.pixel, 0u) << "what lies beneath shows";
+}
+
+TEST_F(OnFake, WhereTheSaverIsOnAlreadyAnOutputIsBlackAtOnce)
+{
+    start();
+    int commits = 1;
+    cover(WaylandWindow::Entrance::AtOnce);
+    auto picture = nextPicture(commits);
+    EXPECT_FALSE(picture.hasAlpha);
+    EXPECT_EQ(picture.pixel, 0u);
+    EXPECT_EQ(picture.width, 640);
+    ASSERT_TRUE(draw(0xFF102030));
+    EXPECT_EQ(nextPicture(commits).pixel, 0xFF102030u);
 }
 
 TEST_F(OnFake, InputDismissesButNotANudgeNorWhatWasHeldAlready)

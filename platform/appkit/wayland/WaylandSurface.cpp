@@ -314,17 +314,24 @@ void WaylandSurface::setAlphaValue(double alpha)
 
 void WaylandSurface::showNothing()
 {
-    if (!usable())
-        return;
-    Slot* before = shown_;
-    Slot* slot = nullptr;
-    if (Slot* found = freeSlot(); found && found != before)
-        slot = found;
-    hidingLate_ = !slot;
-    if (!slot)
-        return;
+    hidingLate_ = usable() && !showZeros(!canvas_->isCovering);
+}
+
+void WaylandSurface::showBlack()
+{
+    if (usable())
+        showZeros(true);
+}
+
+// False if all pictures are still being read.
+bool WaylandSurface::showZeros(bool opaque)
+{
+    Slot* slot = freeSlot();
+    if (!slot || slot == shown_)
+        return false;
     std::memset(pool_->pixels(*slot), 0, pool_->size);
-    commit(*slot, !canvas_->isCovering);
+    commit(*slot, opaque);
+    return true;
 }
 
 } // namespace vitrel

@@ -22,6 +22,9 @@ public:
     WaylandSurface(std::shared_ptr<WaylandCanvas> canvas, Seconds fade);
     ~WaylandSurface() override;
 
+    // Ahead of the first picture.
+    void showBlack();
+
     int width() const override;
     int height() const override;
     bool wantsFrame() const override;
@@ -39,6 +42,7 @@ private:
     void commit(Slot& slot, bool opaque);
     void showFaded();
     void showNothing();
+    bool showZeros(bool opaque);
     void stopFading();
     void frameDone(void* callback);
     void released();

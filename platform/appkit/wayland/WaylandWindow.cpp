@@ -50,6 +50,7 @@ struct WaylandWindow::Native final : WaylandListener {
     xdg_toplevel* toplevel = nullptr;
     zxdg_toplevel_decoration_v1* decoration = nullptr;
     std::uint32_t outputGlobal = 0; // of a covering window
+    Entrance entrance = Entrance::Gentle;
     std::vector<wl_output*> entered; // by an ordinary one
     int ownWidth = 0, ownHeight = 0; // the compositor's units, where it leaves the choice to us
     int unitWidth = 0, unitHeight = 0; // the compositor's units
@@ -301,13 +302,14 @@ std::unique_ptr<WaylandWindow> WaylandWindow::open(
 }
 
 std::unique_ptr<WaylandWindow> WaylandWindow::cover(
-    std::shared_ptr<WaylandConnection> connection, const WaylandOutput& output)
+    std::shared_ptr<WaylandConnection> connection, const WaylandOutput& output, Entrance entrance)
 {
     if (!connection->isAlive() || !connection->missing(true).empty()
         || !connection->wire().outputs.contains(output.global))
         return nullptr;
     auto native = std::make_unique<Native>(std::move(connection), true);
     native->outputGlobal = output.global;
+    native->entrance = entrance;
     native->ownWidth = std::clamp(output.width / std::max(1, output.scale), 1, 8192);
     native->ownHeight = std::clamp(output.height / std::max(1, output.scale), 1, 8192);
     native->resize(native->ownWidth, native->ownHeight);
@@ -346,7 +348,11 @@ void WaylandWindow::leave()
 
 std::unique_ptr<Surface> WaylandWindow::makeSurface()
 {
-    return std::make_unique<WaylandSurface>(native_->canvas, native_->canvas->isCovering ? kFade : Seconds(0));
+    const bool isGentle = native_->canvas->isCovering && native_->entrance == Entrance::Gentle;
+    auto surface = std::make_unique<WaylandSurface>(native_->canvas, isGentle ? kFade : Seconds(0));
+    if (native_->canvas->isCovering && !isGentle)
+        surface->showBlack();
+    return surface;
 }
 
 } // namespace vitrel

@@ -17,10 +17,14 @@ public:
     static std::unique_ptr<WaylandWindow> open(
         std::shared_ptr<WaylandConnection> connection, const std::string& title, int width, int height);
     // Covers `output`, over everything else, with no cursor, and takes all keys; where the compositor has no such
-    // surfaces it is an ordinary window, full screen there. Only this kind can be dismissed. Its pictures come up
-    // within half a second. Null if the compositor has gone, or has neither, or has no such output.
-    static std::unique_ptr<WaylandWindow> cover(
-        std::shared_ptr<WaylandConnection> connection, const WaylandOutput& output);
+    // surfaces it is an ordinary window, full screen there. Only this kind can be dismissed. Null if the compositor has
+    // gone, or has neither, or has no such output.
+    enum class Entrance {
+        Gentle, // the pictures come up out of what is there, within half a second
+        AtOnce, // black, as soon as there is a surface
+    };
+    static std::unique_ptr<WaylandWindow> cover(std::shared_ptr<WaylandConnection> connection,
+        const WaylandOutput& output, Entrance entrance = Entrance::Gentle);
     ~WaylandWindow() override;
     WaylandWindow(const WaylandWindow&) = delete;
     WaylandWindow& operator=(const WaylandWindow&) = delete;
