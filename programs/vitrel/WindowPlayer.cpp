@@ -62,7 +62,9 @@ int WindowPlayer::run()
         return code_;
     const NSSize size{double(hostWindow_->width()), double(hostWindow_->height())};
     window_ = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, hostWindow_->makeSurface());
-    hostWindow_->onResized = [this](int width, int height) { host_.resizeView(*window_, {double(width), double(height)}); };
+    hostWindow_->onResized = [this](int width, int height) {
+        host_.resizeView(*window_, {double(width), double(height)});
+    };
     lookAtScreens(*window_);
     if (!qc::GLContext::current()) {
         complain("there is no OpenGL 3.3 here");
@@ -81,8 +83,8 @@ int WindowPlayer::run()
     return code_;
 }
 
-int playWith(const PlayOptions& options, const std::function<std::unique_ptr<WindowPlayer>(SaverHost&)>& make,
-    bool* noHost)
+int playWith(
+    const PlayOptions& options, const std::function<std::unique_ptr<WindowPlayer>(SaverHost&)>& make, bool* noHost)
 {
     qc::prepareSoftwareRendering();
     WindowPlayer* running = nullptr;

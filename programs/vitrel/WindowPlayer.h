@@ -26,8 +26,8 @@ public:
     void stop();
 
 protected:
-    // Connects, and makes the window. Null, with the exit code in `code` and a line said if one is due, if there is none
-    // to be had. From here on dismiss and displayIsGone may be called.
+    // Connects, and makes the window. Null, with the exit code in `code` and a line said if one is due, if there is
+    // none to be had. From here on dismiss and displayIsGone may be called.
     virtual std::unique_ptr<HostWindow> open(int& code) = 0;
     // Tells the surroundings of the displays, and the window which it is on; once the window is there.
     virtual void lookAtScreens(NSWindow& window) = 0;
@@ -53,8 +53,8 @@ private:
     std::unique_ptr<SignOfLife> signOfLife_;
 };
 
-// Makes the host, and in it the player, and runs it. Gives the exit code; `noHost`, if not null, is set if it is that of
-// a host that couldn't be made.
+// Makes the host, and in it the player, and runs it. Gives the exit code; `noHost`, if not null, is set if it is that
+// of a host that couldn't be made.
 int playWith(const PlayOptions& options, const std::function<std::unique_ptr<WindowPlayer>(SaverHost&)>& make,
     bool* noHost = nullptr);
 

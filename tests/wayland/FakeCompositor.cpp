@@ -14,8 +14,8 @@
 
 namespace vitrel {
 
-const std::set<std::string> FakeCompositor::kAll = {"wl_compositor", "wl_shm", "wl_output", "wl_seat", "xdg_wm_base",
-    "zwlr_layer_shell_v1", "ext_idle_notifier_v1"};
+const std::set<std::string> FakeCompositor::kAll
+    = {"wl_compositor", "wl_shm", "wl_output", "wl_seat", "xdg_wm_base", "zwlr_layer_shell_v1", "ext_idle_notifier_v1"};
 
 struct FakeCompositor::Inside {
     FakeCompositor* outside = nullptr;
@@ -71,7 +71,8 @@ void destroy(wl_client*, wl_resource* resource)
 wl_resource* make(wl_client* client, wl_resource* parent, const wl_interface& interface, std::uint32_t id,
     const void* implementation, wl_resource_destroy_func_t gone = nullptr)
 {
-    auto* made = wl_resource_create(client, &interface, std::min(wl_resource_get_version(parent), interface.version), id);
+    auto* made
+        = wl_resource_create(client, &interface, std::min(wl_resource_get_version(parent), interface.version), id);
     wl_resource_set_implementation(made, implementation, wl_resource_get_user_data(parent), gone);
     return made;
 }
@@ -138,9 +139,8 @@ const struct zwlr_layer_surface_v1_interface kLayer = {
     .set_margin = [](wl_client*, wl_resource*, std::int32_t, std::int32_t, std::int32_t, std::int32_t) {},
     .set_keyboard_interactivity = [](wl_client*, wl_resource*, std::uint32_t) {},
     .get_popup = [](wl_client*, wl_resource*, wl_resource*) {},
-    .ack_configure = [](wl_client*, wl_resource* layer, std::uint32_t serial) {
-        of(layer).state.acknowledged = serial == 7;
-    },
+    .ack_configure
+    = [](wl_client*, wl_resource* layer, std::uint32_t serial) { of(layer).state.acknowledged = serial == 7; },
     .destroy = destroy,
     .set_layer = [](wl_client*, wl_resource*, std::uint32_t) {},
 };
@@ -175,9 +175,8 @@ const struct xdg_surface_interface kShellSurface = {
             in.toplevel = make(client, surface, xdg_toplevel_interface, id, &kToplevel,
                 [](wl_resource* toplevel) { of(toplevel).toplevel = nullptr; });
         },
-    .ack_configure = [](wl_client*, wl_resource* surface, std::uint32_t serial) {
-        of(surface).state.acknowledged = serial == 7;
-    },
+    .ack_configure
+    = [](wl_client*, wl_resource* surface, std::uint32_t serial) { of(surface).state.acknowledged = serial == 7; },
 };
 
 const struct xdg_wm_base_interface kShell = {
@@ -213,8 +212,8 @@ const struct wl_seat_interface kSeat = {
         },
     .get_touch =
         [](wl_client* client, wl_resource* seat, std::uint32_t id) {
-            of(seat).touch = make(client, seat, wl_touch_interface, id, &kTouch,
-                [](wl_resource* touch) { of(touch).touch = nullptr; });
+            of(seat).touch = make(
+                client, seat, wl_touch_interface, id, &kTouch, [](wl_resource* touch) { of(touch).touch = nullptr; });
         },
     .release = destroy,
 };
@@ -226,8 +225,8 @@ wl_global* offer(Inside& in, int version, void (*bound)(wl_resource*) = nullptr)
 {
     static void (*said)(wl_resource*);
     said = bound;
-    return wl_global_create(
-        in.display, &interface, version, &in, [](wl_client* client, void* data, std::uint32_t version, std::uint32_t id) {
+    return wl_global_create(in.display, &interface, version, &in,
+        [](wl_client* client, void* data, std::uint32_t version, std::uint32_t id) {
             auto* made = wl_resource_create(client, &interface, int(version), id);
             wl_resource_set_implementation(made, &implementation, data, nullptr);
             if (said)

@@ -5,8 +5,8 @@
 namespace vitrel {
 namespace {
 
-WaylandOutput output(const std::string& name, const std::string& make, const std::string& model,
-    const std::string& description)
+WaylandOutput output(
+    const std::string& name, const std::string& make, const std::string& model, const std::string& description)
 {
     WaylandOutput output;
     output.name = name;

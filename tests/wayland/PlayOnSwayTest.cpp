@@ -91,8 +91,9 @@ TEST_F(OnSway, OutputsAreDescribedAndIdlenessIsToldAndItsEnd)
     EXPECT_EQ(connection->outputs()[1].screen.frame, makeRect(320, 80, 200, 120))
         << "y upwards from the first one's lower edge";
     EXPECT_EQ(waylandSummary(*connection).cover, "zwlr_layer_shell_v1");
-    EXPECT_EQ(waylandSummary(*connection).displays, "HEADLESS-1 320x200 (headless headless), "
-                                                    "HEADLESS-2 200x120 (headless headless)");
+    EXPECT_EQ(waylandSummary(*connection).displays,
+        "HEADLESS-1 320x200 (headless headless), "
+        "HEADLESS-2 200x120 (headless headless)");
     const auto idle = WaylandIdle::make(connection, Seconds(0.5));
     ASSERT_TRUE(idle);
     std::string log;

@@ -50,8 +50,9 @@ public:
             execlp("sway", "sway", "-c", (folder_ / "config").c_str(), nullptr);
             _exit(127);
         }
-        socket_ = folder_ / ("sway-ipc." + std::to_string(nobody ? nobody->pw_uid : getuid()) + "."
-                      + std::to_string(process_) + ".sock");
+        socket_ = folder_
+            / ("sway-ipc." + std::to_string(nobody ? nobody->pw_uid : getuid()) + "." + std::to_string(process_)
+                + ".sock");
         for (int k = 0; k < 2000 && !runs(); ++k) {
             runs_ = access((folder_ / "wayland-1").c_str(), F_OK) == 0 && access(socket_.c_str(), F_OK) == 0
                 && tell("-t get_outputs");

@@ -1,6 +1,6 @@
 // Against a compositor in the test's hand: what it lacks, what it asks for, when it shows, and how it goes away.
-#include "platform/appkit/wayland/WaylandIdle.h"
 #include "platform/appkit/wayland/WaylandWindow.h"
+#include "platform/appkit/wayland/WaylandIdle.h"
 #include "wayland/FakeCompositor.h"
 
 #include <gmock/gmock.h>
@@ -274,7 +274,7 @@ TEST_F(OnFake, InputDismissesButNotANudgeNorWhatWasHeldAlready)
     EXPECT_TRUE(turnUntil([&] { return told == 1; })) << "but by its close button";
 }
 
-TEST_F(OnFake, AnOutputThatGoesIsToldOnce)
+TEST_F(OnFake, AnOutputThatGoesIsToldOnceAndAWindowThatLeavesTellsNothing)
 {
     start();
     cover();
@@ -285,6 +285,14 @@ TEST_F(OnFake, AnOutputThatGoesIsToldOnce)
     EXPECT_TRUE(connection_->outputs().empty());
     EXPECT_TRUE(draw(0xFFFFFFFF)) << "the window lives on until it is closed";
     settle();
+    EXPECT_EQ(told, 1);
+
+    window_->onClosed = window_->onDismissed = [&] { ++told; };
+    window_->leave();
+    settle();
+    EXPECT_EQ(compositor_->state().surfaces, 0) << "gone at once, though the window and its surface live on";
+    EXPECT_FALSE(surface_->wantsFrame());
+    surface_->setAlphaValue(0);
     EXPECT_EQ(told, 1);
 }
 

@@ -61,9 +61,9 @@ bool WaylandConnection::connect(const std::string& name)
         return false;
     alive_ = true;
     static const wl_registry_listener listener = {
-        .global = [](void* self, wl_registry*, std::uint32_t global, const char* interface, std::uint32_t version) {
-            static_cast<WaylandConnection*>(self)->addGlobal(global, interface, version);
-        },
+        .global
+        = [](void* self, wl_registry*, std::uint32_t global, const char* interface,
+              std::uint32_t version) { static_cast<WaylandConnection*>(self)->addGlobal(global, interface, version); },
         .global_remove = [](void* self, wl_registry*,
                              std::uint32_t global) { static_cast<WaylandConnection*>(self)->removeGlobal(global); },
     };
@@ -116,8 +116,8 @@ void WaylandConnection::addGlobal(std::uint32_t global, const char* interface, s
     take(wire.kdeIdle, org_kde_kwin_idle_interface, 1, &protocols_.kdeIdle);
     if (is(xdg_wm_base_interface) && !wire.shell) {
         take(wire.shell, xdg_wm_base_interface, 1, &protocols_.shell);
-        static const xdg_wm_base_listener listener = {
-            .ping = [](void*, xdg_wm_base* shell, std::uint32_t serial) { xdg_wm_base_pong(shell, serial); }};
+        static const xdg_wm_base_listener listener
+            = {.ping = [](void*, xdg_wm_base* shell, std::uint32_t serial) { xdg_wm_base_pong(shell, serial); }};
         if (wire.shell)
             xdg_wm_base_add_listener(wire.shell, &listener, nullptr);
     } else if (is(wl_output_interface) && wire.outputs.size() < kMostOutputs && !wire.outputs.contains(global)) {

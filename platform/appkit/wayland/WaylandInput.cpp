@@ -35,8 +35,8 @@ const wl_pointer_listener kPointer = {
             if (state == WL_POINTER_BUTTON_STATE_PRESSED)
                 of(data).send(of(data).pointed, {WaylandInput::Kind::Pressed, 0, 0, serial, nullptr, nullptr});
         },
-    .axis = [](void* data, wl_pointer*, std::uint32_t, std::uint32_t,
-                wl_fixed_t) { of(data).send(of(data).pointed, {}); },
+    .axis
+    = [](void* data, wl_pointer*, std::uint32_t, std::uint32_t, wl_fixed_t) { of(data).send(of(data).pointed, {}); },
     .frame = [](void*, wl_pointer*) {},
     .axis_source = [](void*, wl_pointer*, std::uint32_t) {},
     .axis_stop = [](void*, wl_pointer*, std::uint32_t, std::uint32_t) {},
@@ -46,16 +46,15 @@ const wl_pointer_listener kPointer = {
 const wl_keyboard_listener kKeyboard = {
     .keymap = [](void*, wl_keyboard*, std::uint32_t, int descriptor, std::uint32_t) { close(descriptor); },
     // The keys that are held down already were meant for somebody else.
-    .enter = [](void* data, wl_keyboard*, std::uint32_t, wl_surface* surface,
-                 wl_array*) { of(data).focused = surface; },
+    .enter
+    = [](void* data, wl_keyboard*, std::uint32_t, wl_surface* surface, wl_array*) { of(data).focused = surface; },
     .leave = [](void* data, wl_keyboard*, std::uint32_t, wl_surface*) { of(data).focused = nullptr; },
     .key =
         [](void* data, wl_keyboard*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t state) {
             if (state == WL_KEYBOARD_KEY_STATE_PRESSED)
                 of(data).send(of(data).focused, {});
         },
-    .modifiers
-    = [](void*, wl_keyboard*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t) {},
+    .modifiers = [](void*, wl_keyboard*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t) {},
     .repeat_info = [](void*, wl_keyboard*, std::int32_t, std::int32_t) {},
 };
 

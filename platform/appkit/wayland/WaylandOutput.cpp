@@ -99,8 +99,8 @@ void identifyOutputs(std::vector<WaylandOutput>& outputs)
     const auto& first = outputs.front();
     const int left = first.x, bottom = first.y + heightOf(first);
     for (auto& output : outputs)
-        output.screen.frame = makeRect(double(output.x) - left, double(bottom) - output.y - heightOf(output),
-            output.width, output.height);
+        output.screen.frame = makeRect(
+            double(output.x) - left, double(bottom) - output.y - heightOf(output), output.width, output.height);
 }
 
 } // namespace vitrel

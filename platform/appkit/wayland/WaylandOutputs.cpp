@@ -56,12 +56,12 @@ const wl_output_listener kListener = {
             perhapsComplete(of(data));
         },
     .done = [](void* data, wl_output*) { complete(of(data)); },
-    .scale = [](void* data, wl_output*,
-                 int scale) { of(data).pending.scale = std::clamp(scale, 1, kLargestScale); },
-    .name = [](void* data, wl_output*, const char* name) {
-        if (name && *name)
-            of(data).pending.name = name;
-    },
+    .scale = [](void* data, wl_output*, int scale) { of(data).pending.scale = std::clamp(scale, 1, kLargestScale); },
+    .name =
+        [](void* data, wl_output*, const char* name) {
+            if (name && *name)
+                of(data).pending.name = name;
+        },
     .description = [](void* data, wl_output*,
                        const char* description) { of(data).pending.description = description ? description : ""; },
 };
