@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace vitrel {
 
@@ -18,5 +19,9 @@ struct DisplayInformation {
     // dictionary of names by language; each may be missing. Nothing for a display that can't be asked.
     Value info;
 };
+
+// Gives it the number and the UUID that follow from `key`, a text that tells this display from all others, also when it
+// comes back.
+void nameDisplay(DisplayInformation& information, std::string_view key);
 
 } // namespace vitrel

@@ -1,3 +1,4 @@
+#include "platform/appkit/wayland/WaylandIdle.h"
 #include "platform/appkit/x11/X11Idle.h"
 #include "programs/idle/IdleSource.h"
 #include "programs/idle/MutterIdle.h"
@@ -5,6 +6,30 @@
 namespace vitrel {
 
 namespace {
+
+template <class Callback, class... Values> void tell(const Callback& callback, Values... values)
+{
+    if (const auto copy = callback)
+        copy(values...);
+}
+
+class WaylandSource final : public IdleSource
+{
+public:
+    WaylandSource(std::shared_ptr<WaylandConnection> connection, std::unique_ptr<WaylandIdle> idle)
+        : connection_(std::move(connection))
+        , idle_(std::move(idle))
+    {
+        idle_->onIdle = [this] { tell(onIdle); };
+        idle_->onResumed = [this] { tell(onActive); };
+        connection_->onLost = [this] { tell(onLost); };
+    }
+    ~WaylandSource() override { connection_->onLost = nullptr; }
+
+private:
+    std::shared_ptr<WaylandConnection> connection_;
+    std::unique_ptr<WaylandIdle> idle_;
+};
 
 class X11Source final : public IdleSource
 {
@@ -26,12 +51,6 @@ public:
     ~X11Source() override { connection_->onLost = nullptr; }
 
 private:
-    template <class Callback, class... Values> static void tell(const Callback& callback, Values... values)
-    {
-        if (const auto copy = callback)
-            copy(values...);
-    }
-
     std::shared_ptr<X11Connection> connection_;
     std::unique_ptr<X11Idle> idle_;
     X11FullScreen fullScreen_;
@@ -53,19 +72,29 @@ IdleSourceKind x11SourceHere(RunLoop& loop)
 
 IdleSourceKind idleSourceHere(RunLoop& loop)
 {
+    const auto wayland = WaylandConnection::isThere() ? WaylandConnection::open(loop) : nullptr;
+    if (wayland)
+        if (const auto summary = waylandSummary(*wayland); !summary.idle.empty())
+            return {summary.idle, ""};
     if (MutterIdle::isThere())
         return {"org.gnome.Mutter.IdleMonitor", ""};
+    // An X server within a compositor sees the input of its own windows alone.
+    if (wayland)
+        return {"", "this compositor doesn't tell of idleness: it has no ext_idle_notifier_v1 or org_kde_kwin_idle"};
     return x11SourceHere(loop);
 }
 
 std::unique_ptr<IdleSource> beginIdleSource(RunLoop& loop, Seconds timeout)
 {
+    const auto wayland = WaylandConnection::isThere() ? WaylandConnection::open(loop) : nullptr;
+    if (wayland)
+        if (auto idle = WaylandIdle::make(wayland, timeout))
+            return std::make_unique<WaylandSource>(wayland, std::move(idle));
     if (MutterIdle::isThere())
         return std::make_unique<MutterIdle>(loop, timeout);
-    if (const auto connection = X11Connection::open(loop))
-        if (auto idle = X11Idle::make(connection, timeout))
-            return std::make_unique<X11Source>(connection, std::move(idle));
-    return nullptr;
+    const auto x11 = wayland ? nullptr : X11Connection::open(loop);
+    auto idle = x11 ? X11Idle::make(x11, timeout) : nullptr;
+    return idle ? std::make_unique<X11Source>(x11, std::move(idle)) : nullptr;
 }
 
 } // namespace vitrel

@@ -1,4 +1,5 @@
 // What doctor says of the desktop.
+#include "platform/appkit/wayland/WaylandIdle.h"
 #include "platform/appkit/x11/X11Screens.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "programs/child/SaverProgram.h"
@@ -14,6 +15,13 @@ namespace {
 
 void examineDisplays(RunLoop& loop, Report& report)
 {
+    if (WaylandConnection::isThere())
+        if (const auto wayland = WaylandConnection::open(loop)) {
+            const auto summary = waylandSummary(*wayland);
+            if (!summary.missing.empty())
+                return report.broken("displays", "the Wayland compositor lacks " + summary.missing);
+            return report.good("displays", summary.displays + ", on Wayland, covered by " + summary.cover);
+        }
     const auto connection = X11Connection::open(loop);
     if (!connection)
         return report.broken("displays", "neither WAYLAND_DISPLAY nor DISPLAY leads to one; run this in the desktop");

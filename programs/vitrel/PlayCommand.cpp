@@ -9,7 +9,7 @@ namespace vitrel {
 
 namespace {
 
-int play(const PlayOptions& options)
+int play(PlayOptions options)
 {
     const bool asGuest = options.root || !options.windowNumber.empty();
     if (!options.window.empty() && !parseSize(options.window))
@@ -22,8 +22,12 @@ int play(const PlayOptions& options)
         return complain("--watch needs a FILE", 2);
     if (!options.display.empty())
         setenv("DISPLAY", options.display.c_str(), 1);
-    const bool inWindow = asGuest || !options.window.empty() || !options.monitor.empty();
-    return inWindow ? playInWindow(options) : playFullScreen(options);
+    // Who names a window or a display means the X server.
+    if (!asGuest && options.display.empty() && options.monitor.empty())
+        options.wayland = isOnWayland();
+    if (asGuest || !options.window.empty() || !options.monitor.empty())
+        return options.wayland ? playInWaylandWindow(options) : playInWindow(options);
+    return playFullScreen(options);
 }
 
 } // namespace
@@ -33,7 +37,7 @@ int complainOfDisplay()
     const char* display = std::getenv("DISPLAY");
     if (display && *display)
         return complain(std::string("can't open the display ") + display);
-    return complain("there is no X display here; DISPLAY isn't set");
+    return complain("there is no display here; neither WAYLAND_DISPLAY nor DISPLAY leads to one");
 }
 
 void addPlay(CLI::App& app, Action& action)
@@ -56,6 +60,7 @@ void addPlay(CLI::App& app, Action& action)
         hidden(command->add_flag(flag));
     hidden(command->add_option("--visual", *nothing));
     hidden(command->add_option("--on-monitor", options->monitor));
+    hidden(command->add_flag("--wayland", options->wayland));
     hidden(command->add_option("--supervisor", options->supervisor));
     hidden(command->add_option("--first-view", options->firstView));
     hidden(command->add_flag("--add-to-trace", options->addToTrace));

@@ -34,6 +34,7 @@ std::vector<std::string> childArguments(const PlayOptions& options, const ChildP
         if (set)
             words.push_back(flag);
     };
+    addFlag("--wayland", options.wayland);
     addFlag("--demo", options.demo);
     add("--player", options.player);
     add("--system-version", options.systemVersion);
@@ -51,6 +52,38 @@ std::vector<std::string> childArguments(const PlayOptions& options, const ChildP
     return words;
 }
 
+class X11Displays final : public DisplayList
+{
+public:
+    explicit X11Displays(std::shared_ptr<X11Connection> connection)
+        : connection_(std::move(connection))
+    {
+        connection_->onLost = [this] { onLost(); };
+        connection_->onScreensChanged = [this] { onChanged(); };
+    }
+    ~X11Displays() override { connection_->onLost = connection_->onScreensChanged = nullptr; }
+    std::vector<std::string> names() override
+    {
+        std::vector<std::string> names;
+        for (const auto& monitor : x11Monitors(*connection_))
+            names.push_back(monitor.name);
+        return names;
+    }
+
+private:
+    std::shared_ptr<X11Connection> connection_;
+};
+
+std::unique_ptr<DisplayList> openDisplays(RunLoop& loop, bool wayland)
+{
+    if (wayland)
+        return waylandDisplays(loop);
+    if (auto connection = X11Connection::open(loop))
+        return std::make_unique<X11Displays>(std::move(connection));
+    complainOfDisplay();
+    return nullptr;
+}
+
 } // namespace
 
 int playFullScreen(const PlayOptions& options)
@@ -66,9 +99,9 @@ int playFullScreen(const PlayOptions& options)
         HostSignals::capExit();
         minding->stop();
     });
-    const auto connection = X11Connection::open(loop);
-    if (!connection)
-        return complainOfDisplay();
+    const auto displays = openDisplays(loop, options.wayland);
+    if (!displays)
+        return 1;
     if (!options.trace.empty() && !std::ofstream(options.trace, std::ios::trunc))
         return complain("can't write " + options.trace);
 
@@ -84,22 +117,19 @@ int playFullScreen(const PlayOptions& options)
         code = exitCode;
         loop.stop();
     };
-    connection->onLost = [&] { supervisor.stop(); };
-    connection->onScreensChanged = [&] {
-        std::vector<std::string> names;
-        for (const auto& monitor : x11Monitors(*connection)) {
-            names.push_back(monitor.name);
-            if (std::find(seen.begin(), seen.end(), monitor.name) == seen.end())
-                seen.push_back(monitor.name);
-        }
+    displays->onLost = [&] { supervisor.stop(); };
+    displays->onChanged = [&] {
+        const auto names = displays->names();
+        for (const auto& name : names)
+            if (std::find(seen.begin(), seen.end(), name) == seen.end())
+                seen.push_back(name);
         supervisor.setDisplays(names);
     };
-    for (const auto& monitor : x11Monitors(*connection))
+    for (const auto& name : displays->names())
         if (!options.noFade)
-            fading.insert(monitor.name);
-    connection->onScreensChanged();
+            fading.insert(name);
+    displays->onChanged();
     loop.run();
-    connection->onLost = connection->onScreensChanged = nullptr;
     return code;
 }
 

@@ -1,20 +1,11 @@
 // A saver in one window of the X server: an ordinary one, another program's, or one that covers a monitor.
-#include "base/Text.h"
 #include "platform/appkit/x11/X11Window.h"
-#include "platform/quartzcomposer/drawing/GLContext.h"
-#include "platform/quartzcomposer/file/CompositionFile.h"
-#include "programs/supervisor/DisplaySupervisor.h"
-#include "programs/supervisor/SignOfLife.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/watch/FileWatch.h"
 #include "programs/vitrel/Files.h"
-#include "programs/vitrel/Play.h"
-
-#include <unistd.h>
+#include "programs/vitrel/WindowPlayer.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 
 namespace vitrel {
@@ -53,53 +44,27 @@ int stayBlack(const PlayOptions& options, int code)
     return 0;
 }
 
-class WindowPlayer
+class X11Player final : public WindowPlayer
 {
 public:
-    WindowPlayer(const PlayOptions& options, SaverHost& host)
-        : options_(options)
-        , host_(host)
-    { }
-    int run();
-    void stop();
+    using WindowPlayer::WindowPlayer;
+    ~X11Player() override;
 
 private:
-    void dismiss();
-    bool open();
+    std::unique_ptr<HostWindow> open(int& code) override;
+    void lookAtScreens(NSWindow& window) override;
     std::unique_ptr<X11Window> makeWindow();
-    void lookAtScreens();
     void screensChanged();
-    void fileChanged();
 
-    const PlayOptions& options_;
-    SaverHost& host_;
-    int code_ = 0;
     std::shared_ptr<X11Connection> connection_;
     std::vector<X11Monitor> monitors_;
-    std::unique_ptr<X11Window> x_;
-    std::shared_ptr<NSWindow> window_;
-    std::shared_ptr<VitrelView> view_;
-    std::unique_ptr<FileWatch> watch_;
-    std::unique_ptr<SignOfLife> signOfLife_;
+    X11Window* x_ = nullptr; // the base's
 };
 
-void WindowPlayer::stop()
+X11Player::~X11Player()
 {
-    if (host_.stopping())
-        return;
-    // The user wants the screen now; the rest of the end needs no picture. A guest's window is its owner's to close.
-    if (x_ && !options_.monitor.empty())
-        x_->leave();
-    HostSignals::capExit();
-    host_.stop();
-}
-
-void WindowPlayer::dismiss()
-{
-    // The other displays' savers need not wait for this one's end.
-    if (!host_.stopping() && options_.supervisor > 0 && getppid() == options_.supervisor)
-        ::kill(options_.supervisor, SIGTERM);
-    stop();
+    if (connection_)
+        connection_->onLost = connection_->onScreensChanged = nullptr;
 }
 
 const X11Monitor* monitorNamed(const std::vector<X11Monitor>& monitors, const std::string& name)
@@ -109,125 +74,76 @@ const X11Monitor* monitorNamed(const std::vector<X11Monitor>& monitors, const st
     return place == monitors.end() ? nullptr : &*place;
 }
 
-std::unique_ptr<X11Window> WindowPlayer::makeWindow()
+std::unique_ptr<X11Window> X11Player::makeWindow()
 {
-    if (isGuest(options_))
-        return X11Window::adopt(connection_, guestWindowNumber(options_, *connection_));
-    if (const auto* monitor = monitorNamed(monitors_, options_.monitor))
-        return X11Window::cover(connection_, *monitor, options_.fadeIn);
-    if (!options_.monitor.empty())
+    if (isGuest(options()))
+        return X11Window::adopt(connection_, guestWindowNumber(options(), *connection_));
+    if (const auto* monitor = monitorNamed(monitors_, options().monitor))
+        return X11Window::cover(connection_, *monitor, options().fadeIn);
+    if (!options().monitor.empty())
         return nullptr;
-    const auto [width, height] = *parseSize(options_.window);
+    const auto [width, height] = *parseSize(options().window);
     return X11Window::open(connection_, "Vitrel", width, height);
 }
 
-bool WindowPlayer::open()
+std::unique_ptr<HostWindow> X11Player::open(int& code)
 {
-    if (options_.supervisor > 0 && getppid() == options_.supervisor)
-        signOfLife_ = std::make_unique<SignOfLife>(host_.runLoop());
-    connection_ = X11Connection::open(host_.runLoop());
+    connection_ = X11Connection::open(host().runLoop());
     if (!connection_) {
-        code_ = complainOfDisplay();
-        return false;
+        code = complainOfDisplay();
+        return nullptr;
     }
     monitors_ = x11Monitors(*connection_);
-    x_ = makeWindow();
-    if (!x_) {
-        code_ = !options_.monitor.empty() ? int(DisplayExit::Gone) : complain("there is no such window");
-        return false;
+    auto window = makeWindow();
+    if (!window) {
+        code = !options().monitor.empty() ? int(DisplayExit::Gone) : complain("there is no such window");
+        return nullptr;
     }
-    const NSSize size{double(x_->width()), double(x_->height())};
-    window_ = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, x_->makeSurface());
-    lookAtScreens();
-    x_->onResized = [this](int width, int height) { host_.resizeView(*window_, {double(width), double(height)}); };
+    x_ = window.get();
     x_->onClosed = x_->onDismissed = connection_->onLost = [this] { dismiss(); };
     connection_->onScreensChanged = [this] { screensChanged(); };
-    host_.surroundings().screens = [this] {
+    host().surroundings().screens = [this] {
         std::vector<std::shared_ptr<const NSScreen>> screens;
         for (const auto& monitor : monitors_)
             screens.push_back(std::make_shared<const NSScreen>(monitor.screen));
         return screens;
     };
-    host_.surroundings().displays = [this] {
+    host().surroundings().displays = [this] {
         std::vector<DisplayInformation> displays;
         for (const auto& monitor : monitors_)
             displays.push_back(monitor.information);
         return displays;
     };
-    return true;
+    return window;
 }
 
-void WindowPlayer::lookAtScreens()
+void X11Player::lookAtScreens(NSWindow& window)
 {
-    const auto* monitor = options_.monitor.empty() ? x11MonitorOfWindow(*connection_, monitors_, x_->number())
-                                                   : monitorNamed(monitors_, options_.monitor);
-    window_->setScreen(monitor ? std::make_shared<const NSScreen>(monitor->screen) : nullptr);
+    const auto* monitor = options().monitor.empty() ? x11MonitorOfWindow(*connection_, monitors_, x_->number())
+                                                    : monitorNamed(monitors_, options().monitor);
+    window.setScreen(monitor ? std::make_shared<const NSScreen>(monitor->screen) : nullptr);
 }
 
-void WindowPlayer::screensChanged()
+void X11Player::screensChanged()
 {
     monitors_ = x11Monitors(*connection_);
-    lookAtScreens();
-    if (options_.monitor.empty())
+    lookAtScreens(window());
+    if (options().monitor.empty())
         return;
-    if (const auto* monitor = monitorNamed(monitors_, options_.monitor)) {
+    if (const auto* monitor = monitorNamed(monitors_, options().monitor))
         x_->coverMonitor(*monitor);
-    } else if (connection_->isAlive()) {
-        code_ = int(DisplayExit::Gone);
-        stop();
-    }
-}
-
-void WindowPlayer::fileChanged()
-{
-    qc::CompositionError error;
-    // What an editor has half written, or an author half thought, doesn't take the picture away.
-    if (!qc::readCompositionFile(options_.file, &error))
-        complain(options_.file + " is no composition: " + error.reason);
-    else if (!host_.stopping())
-        view_->fileDidChange();
-}
-
-int WindowPlayer::run()
-{
-    if (!open())
-        return code_;
-    if (!qc::GLContext::current()) {
-        complain("there is no OpenGL 3.3 here");
-        if (!options_.window.empty())
-            return 1;
-    }
-    host_.meetPlayers();
-    if (host_.stopping())
-        return code_;
-    view_ = host_.addView(window_, false);
-    if (!view_)
-        return complain("can't make a view");
-    if (options_.watch)
-        watch_ = std::make_unique<FileWatch>(host_.runLoop(), options_.file, [this] { fileChanged(); });
-    host_.runLoop().run();
-    connection_->onLost = connection_->onScreensChanged = nullptr;
-    return code_;
+    else if (connection_->isAlive())
+        displayIsGone();
 }
 
 } // namespace
 
 int playInWindow(const PlayOptions& options)
 {
-    qc::prepareSoftwareRendering();
-    WindowPlayer* player = nullptr;
-    int code = 0;
-    const auto host = SaverHost::make(options, code, [&](SaverHost& host) {
-        if (player)
-            player->stop();
-        else
-            host.stop();
-    });
-    if (!host)
-        return isGuest(options) && code == 1 ? stayBlack(options, code) : code;
-    WindowPlayer here(options, *host);
-    player = &here;
-    return here.run();
+    bool noHost = false;
+    const int code = playWith(
+        options, [&](SaverHost& host) { return std::make_unique<X11Player>(options, host); }, &noHost);
+    return noHost && isGuest(options) && code == 1 ? stayBlack(options, code) : code;
 }
 
 } // namespace vitrel

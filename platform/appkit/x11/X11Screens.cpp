@@ -1,6 +1,5 @@
 #include "platform/appkit/x11/X11Screens.h"
 
-#include "base/MD5.h"
 #include "platform/appkit/x11/X11Private.h"
 
 #include <X11/Xatom.h>
@@ -62,30 +61,11 @@ bool hasSerial(const X11Monitor& monitor)
     return monitor.identity && (monitor.identity->serial != 0 || !monitor.identity->serialText.empty());
 }
 
-// As a UUID made from a name has it (RFC 4122, version 3).
-std::string uuidText(MD5Digest digest)
-{
-    digest[6] = (digest[6] & 0x0F) | 0x30;
-    digest[8] = (digest[8] & 0x3F) | 0x80;
-    std::string text;
-    for (std::size_t k = 0; k < digest.size(); ++k) {
-        if (k == 4 || k == 6 || k == 8 || k == 10)
-            text += '-';
-        for (const int half : {digest[k] >> 4, digest[k] & 15})
-            text += "0123456789ABCDEF"[half];
-    }
-    return text;
-}
-
 void identify(X11Monitor& monitor, const std::string& key)
 {
     const auto& identity = monitor.identity;
     auto& information = monitor.information;
-    const MD5Digest digest = md5(bytesOf(key));
-    for (std::size_t k = 0; k < 4; ++k)
-        information.number = information.number << 8 | digest[k];
-    information.number = std::max(information.number, 1u); // 0 is no display
-    information.uuid = uuidText(digest);
+    nameDisplay(information, key);
     if (identity) {
         information.vendor = identity->vendor;
         information.model = identity->model;

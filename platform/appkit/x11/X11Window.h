@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/appkit/Bitmap.h"
-#include "platform/appkit/Surface.h"
+#include "platform/appkit/HostWindow.h"
 #include "platform/appkit/x11/X11Backdrop.h"
 #include "platform/appkit/x11/X11Connection.h"
 #include "platform/appkit/x11/X11Screens.h"
@@ -13,9 +13,8 @@
 namespace vitrel {
 
 // A window of an X server that frames are shown in: one of our own, one that covers a monitor, or one that another
-// program gave us. It tells what happens to it from the turns of the connection's loop; the callbacks may destroy it.
-// Main thread.
-class X11Window
+// program gave us. Main thread.
+class X11Window final : public HostWindow
 {
 public:
     // An ordinary window with a title, shown at once. `icon` may be null. Null if the server has gone.
@@ -27,31 +26,21 @@ public:
         std::shared_ptr<X11Connection> connection, const X11Monitor& monitor, bool fadeIn = false);
     // Another program's, by its number: it is drawn in and watched, and never changed. Null if there is none.
     static std::unique_ptr<X11Window> adopt(std::shared_ptr<X11Connection> connection, unsigned long window);
-    ~X11Window();
+    ~X11Window() override;
     X11Window(const X11Window&) = delete;
     X11Window& operator=(const X11Window&) = delete;
 
-    // Pixels.
-    std::function<void(int width, int height)> onResized;
-    // Once: the user closed it, its owner destroyed it, the server has gone.
-    std::function<void()> onClosed;
-    // Once: a key, a button, or a pointer that went more than 10 pixels from where it was first seen.
-    std::function<void()> onDismissed;
-
     unsigned long number() const { return window_; }
-    int width() const { return width_; }
-    int height() const { return height_; }
+    int width() const override { return width_; }
+    int height() const override { return height_; }
     bool isClosed() const { return closed_; }
     // False while it is unmapped or covered, or the monitors are off.
-    bool isVisible() const;
+    bool isVisible() const override;
     // Moves and resizes a covering window to what its monitor has become.
     void coverMonitor(const X11Monitor& monitor);
-    // Takes a window of our own off the screen at once, with what it has grabbed and hidden. It is over then; nothing
-    // more is told.
-    void leave();
+    void leave() override;
 
-    // What draws in it. The surface may outlive the window, and is closed then.
-    std::unique_ptr<Surface> makeSurface();
+    std::unique_ptr<Surface> makeSurface() override;
 
 private:
     enum class Kind { Own, Covering, Foreign };

@@ -1,0 +1,107 @@
+#include "programs/vitrel/WindowPlayer.h"
+
+#include "platform/quartzcomposer/drawing/GLContext.h"
+#include "platform/quartzcomposer/file/CompositionFile.h"
+#include "programs/vitrel/Commands.h"
+
+#include <unistd.h>
+
+#include <csignal>
+
+namespace vitrel {
+
+WindowPlayer::WindowPlayer(const PlayOptions& options, SaverHost& host)
+    : options_(options)
+    , host_(host)
+{ }
+
+WindowPlayer::~WindowPlayer() = default;
+
+void WindowPlayer::stop()
+{
+    if (host_.stopping())
+        return;
+    // The user wants the screen now; the rest of the end needs no picture. A guest's window is its owner's to close.
+    if (hostWindow_ && !options_.monitor.empty())
+        hostWindow_->leave();
+    HostSignals::capExit();
+    host_.stop();
+}
+
+void WindowPlayer::dismiss()
+{
+    // The other displays' savers need not wait for this one's end.
+    if (!host_.stopping() && options_.supervisor > 0 && getppid() == options_.supervisor)
+        ::kill(options_.supervisor, SIGTERM);
+    stop();
+}
+
+void WindowPlayer::displayIsGone()
+{
+    if (!host_.stopping())
+        code_ = int(DisplayExit::Gone);
+    stop();
+}
+
+void WindowPlayer::fileChanged()
+{
+    qc::CompositionError error;
+    // What an editor has half written, or an author half thought, doesn't take the picture away.
+    if (!qc::readCompositionFile(options_.file, &error))
+        complain(options_.file + " is no composition: " + error.reason);
+    else if (!host_.stopping())
+        view_->fileDidChange();
+}
+
+int WindowPlayer::run()
+{
+    if (options_.supervisor > 0 && getppid() == options_.supervisor)
+        signOfLife_ = std::make_unique<SignOfLife>(host_.runLoop());
+    hostWindow_ = open(code_);
+    if (!hostWindow_)
+        return code_;
+    const NSSize size{double(hostWindow_->width()), double(hostWindow_->height())};
+    window_ = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, hostWindow_->makeSurface());
+    hostWindow_->onResized = [this](int width, int height) {
+        host_.resizeView(*window_, {double(width), double(height)});
+    };
+    lookAtScreens(*window_);
+    if (!qc::GLContext::current()) {
+        complain("there is no OpenGL 3.3 here");
+        if (!options_.window.empty())
+            return 1;
+    }
+    host_.meetPlayers();
+    if (host_.stopping())
+        return code_;
+    view_ = host_.addView(window_, false);
+    if (!view_)
+        return complain("can't make a view");
+    if (options_.watch)
+        watch_ = std::make_unique<FileWatch>(host_.runLoop(), options_.file, [this] { fileChanged(); });
+    host_.runLoop().run();
+    return code_;
+}
+
+int playWith(
+    const PlayOptions& options, const std::function<std::unique_ptr<WindowPlayer>(SaverHost&)>& make, bool* noHost)
+{
+    qc::prepareSoftwareRendering();
+    WindowPlayer* running = nullptr;
+    int code = 0;
+    const auto host = SaverHost::make(options, code, [&](SaverHost& host) {
+        if (running)
+            running->stop();
+        else
+            host.stop();
+    });
+    if (noHost)
+        *noHost = !host;
+    if (!host)
+        return code;
+    const auto player = make(*host);
+    running = player.get();
+    return player->run();
+}
+
+} // namespace vitrel
