@@ -111,7 +111,7 @@ const struct wl_surface_interface kSurface = {
         [](wl_client*, wl_resource* surface, std::int32_t scale) {
             auto& picture = of(surface).state.picture;
             if (!picture)
-                picture.emplace();
+                picture = FakeCompositor::Picture();
             picture->scale = scale;
         },
     .damage_buffer = [](wl_client*, wl_resource*, std::int32_t, std::int32_t, std::int32_t, std::int32_t) {},
