@@ -109,5 +109,18 @@ TEST_F(OnSway, OutputsAreDescribedAndIdlenessIsToldAndItsEnd)
     EXPECT_TRUE(until("iri")) << log;
 }
 
+TEST_F(OnSway, AnIdleDesktopIsPlayedOnUntilAKey)
+{
+    Program program({"idle", "--after", "0.02", "--", folder_ / "colour.qtz"}, sway_.environment());
+    for (int k = 0; k < 2; ++k) {
+        ASSERT_TRUE(isCovered()) << program.errors();
+        ASSERT_TRUE(sway_.pressAKey());
+        EXPECT_TRUE(isCovered(SwayServer::kDesktop));
+    }
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(program.errors(), "");
+}
+
 } // namespace
 } // namespace vitrel
