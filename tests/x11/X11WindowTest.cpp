@@ -219,6 +219,24 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
     EXPECT_EQ(connection_->errors(), 0u);
 }
 
+// Each try to take a grab waits for the server's answer, and with the answer come events: that a frame was read, say.
+TEST_F(X11, FramesGoOnWhileSomebodyElseHoldsTheGrabs)
+{
+    start();
+    if (IsSkipped())
+        return;
+    const Window root = DefaultRootWindow(other_);
+    XGrabKeyboard(other_, root, True, GrabModeAsync, GrabModeAsync, CurrentTime);
+    XGrabPointer(other_, root, True, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime);
+    XSync(other_, False);
+    auto window = X11Window::cover(connection_, x11Monitors(*connection_)[0]);
+    const auto surface = window->makeSurface();
+    const Seconds end = clock_.now() + Seconds(1.2); // longer than it is tried
+    int frames = 0;
+    while (clock_.now() < end && show(*surface, 0xFF000000u + unsigned(++frames))) { }
+    EXPECT_TRUE(surface->wantsFrame()) << "stalled after " << frames;
+}
+
 // Otherwise the desktop would be seen to flash on its way to the first picture, and again on the way back.
 TEST_F(X11, ACoveringWindowComesUpLikeTheDesktopAndLeavesAtOnce)
 {

@@ -25,6 +25,7 @@ public:
     {
         if (connection_.isAlive())
             XSync(displayOf(connection_), False);
+        connection_.flush();
         return !connection_.isAlive() || connection_.errors() != before_;
     }
 

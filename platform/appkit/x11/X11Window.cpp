@@ -184,6 +184,7 @@ void X11Window::grab(int tries)
     const bool pointer = XGrabPointer(display, window_, True, ButtonPressMask | PointerMotionMask, GrabModeAsync,
                              GrabModeAsync, 0, cursor_, CurrentTime)
         == GrabSuccess;
+    connection_->flush(); // what came ahead of the answers must not lie there
     if ((keys && pointer) || tries <= 1)
         return;
     connection_->loop().postAfter(kGrabPause, [this, alive = std::weak_ptr(alive_), tries] {
