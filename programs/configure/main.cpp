@@ -54,7 +54,7 @@ std::unique_ptr<QApplication> makeApplication(int& argc, char** argv)
     QPalette palette = QApplication::palette();
     for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
         QColor muted = palette.color(group, QPalette::Text);
-        muted.setAlpha(group == QPalette::Disabled ? 90 : 140);
+        muted.setAlpha(140);
         palette.setColor(group, QPalette::PlaceholderText, muted);
     }
     QApplication::setPalette(palette);

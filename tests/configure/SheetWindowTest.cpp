@@ -79,6 +79,10 @@ TEST(SheetWindow, ShowsNamesHarmlesslyWhateverIsInThem)
     EXPECT_TRUE(tip.contains(QLatin1String("&lt;img"))) << tip.toStdString();
     EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("two lines.qtz"));
     in.window->grab();
+    Sheet deep({"/" + std::string(4000, 'y') + "/" + std::string(4000, 'x') + ".qtz"});
+    deep.open().window->grab();
+    deep.clickRow(0);
+    EXPECT_EQ(deep.window->width(), 860) << "no name makes the window wider";
 }
 
 TEST(SheetWindow, AddsTheCompositionsOfADropAndNothingElse)
