@@ -2,6 +2,7 @@
 #include "platform/appkit/x11/X11Idle.h"
 #include "programs/idle/IdleSource.h"
 #include "programs/idle/MutterIdle.h"
+#include "programs/idle/OtherSavers.h"
 
 namespace vitrel {
 
@@ -61,6 +62,10 @@ IdleSourceKind x11SourceHere(RunLoop& loop)
     const auto connection = X11Connection::open(loop);
     if (!connection)
         return {"", "there is no display to wait for; neither WAYLAND_DISPLAY nor DISPLAY leads to one"};
+    // The server has one timer, so those that wait for it get in each other's way.
+    for (const auto& saver : otherSavers())
+        if (saver.usesServersTimer)
+            return {"", saver.program + " waits on this X server already; start Vitrel from it: " + saver.advice};
     if (X11Idle::isTaken(*connection))
         return {"", "a screen saver or locker waits on this X server already; let it start vitrel"};
     if (!X11Idle::isThere(*connection))

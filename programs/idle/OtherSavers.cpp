@@ -15,9 +15,9 @@ namespace {
 const OtherSaver kKnown[] = {
     {"xscreensaver", true, true, "vitrel xscreensaver add"},
     {"xss-lock", true, true, "xss-lock -n 'vitrel play' -- YOUR-LOCKER"},
-    {"xautolock", true, true, "xautolock -time 5 -locker 'vitrel play'"},
-    {"swayidle", true, true, "swayidle -w timeout 300 'vitrel play'"},
-    {"hypridle", true, true, "a listener in hypridle.conf with on-timeout = vitrel play"},
+    {"xautolock", false, true, "xautolock -time 5 -locker 'vitrel play'"},
+    {"swayidle", false, true, "swayidle -w timeout 300 'vitrel play'"},
+    {"hypridle", false, true, "a listener in hypridle.conf with on-timeout = vitrel play"},
     {"light-locker", false, true, ""},
     {"gnome-screensav", false, true, ""},
     {"mate-screensave", false, true, ""},

@@ -8,7 +8,7 @@ namespace vitrel {
 // A program that waits for an idle desktop, or locks it.
 struct OtherSaver {
     std::string program;
-    bool startsSavers = false; // it can be told to start this one
+    bool usesServersTimer = false; // the X server's
     bool locks = false;
     std::string advice; // the line that has it start this saver; empty if it can't
 };
