@@ -11,6 +11,7 @@
 #include "programs/muralis/http/Admission.h"
 #include "programs/muralis/http/HttpServer.h"
 #include "programs/muralis/nowplaying/NowPlaying.h"
+#include "programs/muralis/wallpaper/Wallpaper.h"
 #include "programs/supervisor/HostSignals.h"
 
 #include <CLI/CLI.hpp>
@@ -26,10 +27,12 @@ namespace {
 
 // Players answer within a few milliseconds; the first caller is not to hear that there is none.
 constexpr Seconds kPlayersTime{0.1};
+// To put the wallpaper back; a desktop that doesn't answer isn't waited for much longer.
+constexpr Seconds kEndTime{8};
 
 struct Options {
     std::uint16_t port = kCompanionPort;
-    bool demo = false;
+    bool demo = false, wallpaper = false;
     std::string player; // empty: whichever plays
 };
 
@@ -70,6 +73,7 @@ public:
         }
         surroundings_.players = players_.get();
         nowPlaying_ = std::make_unique<NowPlaying>(surroundings_, randomName());
+        showsWallpaper_ = options.wallpaper;
     }
 
     int serve(std::uint16_t port)
@@ -78,11 +82,24 @@ public:
             [this](const HttpRequest& request, const HttpServer::Owner& owner) { return answer(request, owner); });
         if (!server)
             return complain(server.error(), 1);
+        if (showsWallpaper_)
+            showWallpaper();
         runLoop_.run();
+        if (wallpaper_)
+            wallpaper_->putBack();
         return 0;
     }
 
 private:
+    void showWallpaper()
+    {
+        wallpaper_ = Wallpaper::start(surroundings_, Wallpaper::userFolder());
+        if (wallpaper_)
+            nowPlaying_->setOnArtwork([this](const auto& artwork) { wallpaper_->show(artwork); });
+        else
+            complain("this desktop offers no way to set its wallpaper; --wallpaper does nothing", 0);
+    }
+
     HttpAnswer answer(const HttpRequest& request, const HttpServer::Owner& owner)
     {
         const auto question = admission_.admit(request, [&] { return owner() == geteuid(); });
@@ -94,7 +111,7 @@ private:
     SystemClock clock_;
     RunLoop runLoop_{clock_};
     HostSignals signals_{runLoop_, [this](int) {
-                             HostSignals::capExit();
+                             HostSignals::capExit(wallpaper_ ? kEndTime : Seconds(1));
                              runLoop_.stop();
                          }}; // before any thread is
     NSBundle bundle_ = NSBundle::forExecutable();
@@ -104,6 +121,8 @@ private:
     std::unique_ptr<PlayerProvider> players_;
     std::unique_ptr<NowPlaying> nowPlaying_;
     Admission admission_{clock_};
+    bool showsWallpaper_ = false;
+    std::unique_ptr<Wallpaper> wallpaper_;
 };
 
 } // namespace
@@ -120,6 +139,8 @@ int main(int argc, char** argv)
         ->check(CLI::Range(1, 65535).description("1 to 65535"));
     app.add_flag("--demo", options.demo, "Tell of a built-in player of three tracks");
     app.add_option("--player", options.player, "Follow the player of this name before all others")->type_name("NAME");
+    app.add_flag("--wallpaper", options.wallpaper,
+        "Make the cover of what plays the desktop's wallpaper; the former one comes back at the end");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -45,19 +45,35 @@ NowPlaying::~NowPlaying()
     surroundings_.notificationCenter->removeObserver(*observer_);
 }
 
+void NowPlaying::setOnArtwork(std::function<void(const std::shared_ptr<const Bytes>&)> onArtwork)
+{
+    onArtwork_ = std::move(onArtwork);
+    if (onArtwork_)
+        onArtwork_(artwork_);
+}
+
+void NowPlaying::tellArtwork(std::shared_ptr<const Bytes> artwork)
+{
+    artwork_ = std::move(artwork);
+    if (onArtwork_)
+        onArtwork_(artwork_);
+}
+
 void NowPlaying::update()
 {
     if (!send(player_, &SBApplication::isRunning)) {
         coverLimit_.reset();
+        tellArtwork(nullptr);
         publish(emptyPacket());
         return;
     }
     const auto track = player_->currentTrack();
+    const bool hasArtwork = track && !track->artworks.empty() && track->artworks.front();
+    tellArtwork(hasArtwork ? track->artworks.front()->rawData() : nullptr);
     std::shared_ptr<const std::string> text;
     bool isMissing = false;
-    if (track && !track->artworks.empty() && track->artworks.front()) {
-        const auto& artwork = track->artworks.front()->rawData();
-        const auto cover = artwork ? covers_.find(artwork) : std::nullopt;
+    if (hasArtwork) {
+        const auto cover = artwork_ ? covers_.find(artwork_) : std::nullopt;
         isMissing = !cover;
         if (cover)
             text = cover->text;

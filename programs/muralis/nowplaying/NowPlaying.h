@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +34,10 @@ public:
     NowPlaying(const NowPlaying&) = delete;
     NowPlaying& operator=(const NowPlaying&) = delete;
 
+    // Who is told of the cover's bytes now and whenever something of the player has changed; null where there is none, or
+    // none yet.
+    void setOnArtwork(std::function<void(const std::shared_ptr<const Bytes>& artwork)> onArtwork);
+
     // {"ChangeID":TEXT}. Neither is ever null.
     const std::shared_ptr<const std::string>& stateAnswer() const { return stateAnswer_; }
     // {"Data":PACKET}
@@ -41,6 +46,7 @@ public:
 private:
     class Observer;
     void update();
+    void tellArtwork(std::shared_ptr<const Bytes> artwork);
     bool waitsForCover(bool isMissing);
     void publish(nlohmann::json packet);
 
@@ -49,6 +55,8 @@ private:
     std::shared_ptr<SBApplication> player_;
     std::shared_ptr<Observer> observer_;
     Covers covers_;
+    std::function<void(const std::shared_ptr<const Bytes>&)> onArtwork_;
+    std::shared_ptr<const Bytes> artwork_;
     std::optional<Seconds> coverLimit_; // while a cover is missing
     nlohmann::json packet_; // without its date
     std::uint64_t count_ = 0; // of the states so far

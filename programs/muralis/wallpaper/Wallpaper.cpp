@@ -1,0 +1,240 @@
+#include "programs/muralis/wallpaper/Wallpaper.h"
+
+#include "base/MD5.h"
+#include "base/Text.h"
+#include "imaging/NSImage+NqWallpaper.h"
+#include "platform/appkit/ImageCoding.h"
+#include "platform/foundation/FileSystem.h"
+#include "platform/foundation/RunLoop.h"
+#include "platform/foundation/Surroundings.h"
+
+#include <nlohmann/json.hpp>
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <utility>
+
+namespace vitrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A cover this much off the display's shape simply fills it.
+constexpr float kDifference = 0.1f;
+constexpr std::size_t kMostFormer = 1 << 20;
+constexpr const char* kFormer = "/former";
+
+bool writeWhole(const std::string& path, ByteView bytes)
+{
+    FileSystem files;
+    const std::string beside = path + ".new";
+    bool isWritten = false;
+    {
+        const FileDescriptor file(files, files.open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+        isWritten = file.get() >= 0 && writeAll(files, file.get(), bytes) == 0;
+    }
+    return isWritten && files.rename(beside.c_str(), path.c_str()) == 0;
+}
+
+std::map<std::string, std::string> readFormer(const std::string& path)
+{
+    FileSystem files;
+    const FileDescriptor file(files, files.open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
+    const auto bytes = file.get() < 0 ? Result<Bytes, int>(Bytes()) : readAll(files, file.get(), kMostFormer);
+    std::map<std::string, std::string> former;
+    if (!bytes)
+        return former;
+    const auto json = nlohmann::json::parse(bytes->begin(), bytes->end(), nullptr, false);
+    if (!json.is_object())
+        return former;
+    for (const auto& [key, value] : json.items()) {
+        if (value.is_string())
+            former[key] = value.get<std::string>();
+    }
+    return former;
+}
+
+} // namespace
+
+std::string Wallpaper::userFolder()
+{
+    const char* cache = std::getenv("XDG_CACHE_HOME");
+    if (cache && cache[0] == '/')
+        return std::string(cache) + "/vitrel/wallpapers";
+    const char* home = std::getenv("HOME");
+    return home && home[0] == '/' ? std::string(home) + "/.cache/vitrel/wallpapers" : std::string();
+}
+
+std::unique_ptr<Wallpaper> Wallpaper::start(const Surroundings& surroundings, std::string folder)
+{
+    auto settings = desktopSettings(surroundings, xDisplays(surroundings));
+    if (settings.empty() || folder.empty())
+        return nullptr;
+    return std::make_unique<Wallpaper>(surroundings, std::move(folder), std::move(settings));
+}
+
+Wallpaper::Wallpaper(
+    const Surroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings)
+    : surroundings_(surroundings)
+    , folder_(std::move(folder))
+    , settings_(std::move(settings))
+{
+    std::error_code error;
+    fs::create_directories(folder_, error);
+    fs::permissions(folder_, fs::perms::owner_all, error);
+    remember();
+    queue_ = std::make_unique<PoolQueue>(1);
+}
+
+Wallpaper::~Wallpaper()
+{
+    ++turn_;
+    queue_.reset();
+}
+
+void Wallpaper::remember()
+{
+    const auto before = readFormer(folder_ + kFormer);
+    for (const auto& setting : settings_) {
+        auto current = setting.read();
+        // One of ours is there if the last run couldn't put back what it found.
+        const std::string inFolder = setting.valueOf(folder_ + "/");
+        const bool isOurs = current && current->starts_with(inFolder.substr(0, inFolder.rfind('/') + 1));
+        const auto known = before.find(setting.key);
+        if (known != before.end() && (isOurs || !setting.tellsCurrent))
+            current = known->second;
+        else if (isOurs)
+            current.reset();
+        if (current)
+            former_[setting.key] = *current;
+    }
+    const std::string text
+        = nlohmann::json(former_).dump(1, ' ', false, nlohmann::json::error_handler_t::replace);
+    writeWhole(folder_ + kFormer, bytesOf(text));
+}
+
+void Wallpaper::show(const std::shared_ptr<const Bytes>& artwork)
+{
+    const auto isSame = [](const auto& a, const auto& b) { return a == b || (a && b && *a == *b); };
+    if (isOver_ || isSame(artwork, shown_))
+        return;
+    shown_ = artwork;
+    const unsigned turn = ++turn_;
+    if (artwork) {
+        enqueue(artwork);
+        return;
+    }
+    surroundings_.runLoop->postAfter(kPatience, [this, turn, alive = std::weak_ptr(alive_)] {
+        if (!alive.expired() && turn == turn_ && !isOver_)
+            enqueue(nullptr);
+    });
+}
+
+void Wallpaper::enqueue(std::shared_ptr<const Bytes> artwork)
+{
+    queue_->async([this, artwork = std::move(artwork), turn = turn_.load()] {
+        if (turn != turn_)
+            return;
+        if (artwork)
+            apply(*artwork, turn);
+        else
+            restore();
+    });
+}
+
+std::string Wallpaper::pictureFor(const Bytes& artwork, NSSize size) const
+{
+    std::string name;
+    for (const auto byte : md5(artwork)) {
+        for (const int half : {byte >> 4, byte & 15})
+            name += "0123456789abcdef"[half];
+    }
+    const std::string path
+        = folder_ + "/" + name + "-" + std::to_string(int(size.width)) + "x" + std::to_string(int(size.height)) + ".jpg";
+    std::error_code error;
+    if (fs::exists(path, error)) {
+        fs::last_write_time(path, fs::file_time_type::clock::now(), error);
+        return path;
+    }
+    const auto cover = NSImage::imageWithData(artwork);
+    if (!cover)
+        return "";
+    const auto picture = musicArtworkWallpaperArtworkAspectRatioDifference(*cover, size, kDifference);
+    const auto& representations = picture->representations();
+    const auto bitmap = representations.empty() ? nullptr : representations.front().bitmap();
+    const auto file = bitmap ? jpegRepresentation(*bitmap) : std::nullopt;
+    return file && writeWhole(path, *file) ? path : "";
+}
+
+void Wallpaper::apply(const Bytes& artwork, unsigned turn)
+{
+    for (const auto& setting : settings_) {
+        const std::string file = pictureFor(artwork, setting.size);
+        if (file.empty())
+            return;
+        if (turn != turn_)
+            return; // another track by now
+        const std::string value = setting.valueOf(file);
+        setting.write(value);
+        set_[setting.key] = value;
+    }
+    prune();
+}
+
+void Wallpaper::restore()
+{
+    for (const auto& setting : settings_) {
+        const auto ours = set_.find(setting.key);
+        const auto former = former_.find(setting.key);
+        if (ours == set_.end() || former == former_.end())
+            continue;
+        if (!setting.tellsCurrent || setting.read() == ours->second)
+            setting.write(former->second);
+    }
+    set_.clear();
+}
+
+void Wallpaper::putBack()
+{
+    if (std::exchange(isOver_, true))
+        return;
+    ++turn_;
+    queue_->async([this] { restore(); });
+    flush();
+    // The next start finds the user's own wallpaper.
+    std::error_code error;
+    fs::remove(folder_ + kFormer, error);
+}
+
+void Wallpaper::flush()
+{
+    // There is one thread, so all before is done.
+    std::promise<void> done;
+    queue_->async([&done] { done.set_value(); });
+    done.get_future().wait();
+}
+
+void Wallpaper::prune() const
+{
+    std::error_code error;
+    std::vector<std::pair<fs::file_time_type, fs::path>> pictures;
+    for (const auto& entry : fs::directory_iterator(folder_, error)) {
+        if (entry.path().extension() == ".jpg")
+            pictures.emplace_back(entry.last_write_time(error), entry.path());
+    }
+    // Never one that is shown.
+    const std::size_t most = std::max(kMostFiles, settings_.size());
+    if (pictures.size() <= most)
+        return;
+    std::sort(pictures.begin(), pictures.end());
+    pictures.resize(pictures.size() - most);
+    for (const auto& [time, path] : pictures)
+        fs::remove(path, error);
+}
+
+} // namespace vitrel
