@@ -5,12 +5,14 @@
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
 
+#include <charconv>
 #include <cmath>
 
 namespace vitrel {
 namespace {
 
 constexpr double kMinute = 60, kHour = 3600, kDay = 86400, kMonth = 2'592'000, kYear = 31'536'000;
+constexpr std::int64_t kDaysOfAWeek = 7;
 
 // Half a microsecond: a date's seconds are binary, and without it 0.123 could be told as 122 milliseconds.
 constexpr double kBinaryError = 0.0005;
@@ -54,6 +56,19 @@ std::unique_ptr<icu::SimpleDateFormat> universalFormatter(std::string_view forma
 std::string whole(double number)
 {
     return std::to_string(std::fabs(number) < 1e15 ? std::llround(number) : 0);
+}
+
+// Midnights in the local zone from one to the other; absent for a date that no calendar has.
+std::optional<std::int64_t> daysBetween(Date from, Date to)
+{
+    std::int64_t days[2];
+    for (const int k : {0, 1}) {
+        const std::string day = formattedUS(k == 0 ? from : to, "g"); // the modified Julian day
+        const auto result = std::from_chars(day.data(), day.data() + day.size(), days[k]);
+        if (result.ec != std::errc())
+            return std::nullopt;
+    }
+    return days[1] - days[0];
 }
 
 } // namespace
@@ -211,6 +226,37 @@ std::optional<std::string> hoursDaysAgo(Date date, std::int64_t daysLimit, Date 
     if (const double minutes = std::trunc(age / kMinute); minutes >= 2)
         return whole(minutes) + "m ago";
     return "Just Now";
+}
+
+std::string descriptionForDayAndTime(Date date, Date now)
+{
+    const auto age = daysBetween(date, now);
+    if (!age)
+        return "";
+    if (*age == 0)
+        return "Today at " + formattedAsTime(date);
+    if (*age == 1)
+        return "Yesterday at " + formattedAsTime(date);
+    const bool isSameYear = formattedUS(date, "y G") == formattedUS(now, "y G");
+    return formattedUS(date, isSameYear ? "EEE, MMM d,  HH:mm" : "EEE, MMM d, y  HH:mm");
+}
+
+std::string descriptionForRelativeDayAndTime(Date date, Date now)
+{
+    const bool isOver = date.secondsSince1970 <= now.secondsSince1970;
+    if (isOver && daysBetween(date, now) == 0) {
+        // A day may have 25 hours.
+        if (const auto ago = hoursDaysAgo(date, 2, now))
+            return "Today, " + *ago;
+    }
+    return descriptionForDayAndTime(date, now);
+}
+
+std::string descriptionForRelativeDay(Date date, Date now)
+{
+    const bool isOver = date.secondsSince1970 <= now.secondsSince1970;
+    const auto ago = isOver ? hoursDaysAgo(date, kDaysOfAWeek, now) : std::nullopt;
+    return ago ? *ago : descriptionForDayAndTime(date, now);
 }
 
 } // namespace vitrel

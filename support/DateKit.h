@@ -47,4 +47,14 @@ std::string timeAgo(Date date, Date now);
 // "3d ago", "5h ago", "12m ago", "Just Now" below two minutes; absent for what is older than `daysLimit` days.
 std::optional<std::string> hoursDaysAgo(Date date, std::int64_t daysLimit, Date now);
 
+// Dates as one says them at `now`, in American English and the local time zone. Today and yesterday are days of the
+// calendar there. Cases are tried in the order in which they stand.
+
+// "Today at 22:05"; "Yesterday at 22:05"; "Mon, Nov 16,  22:05" in the same year; "Mon, Nov 16, 2026  22:05".
+std::string descriptionForDayAndTime(Date date, Date now);
+// "Today, 5h ago" if it is over; else as above.
+std::string descriptionForRelativeDayAndTime(Date date, Date now);
+// "5h ago", "6d ago" up to a week after; else as descriptionForDayAndTime.
+std::string descriptionForRelativeDay(Date date, Date now);
+
 } // namespace vitrel

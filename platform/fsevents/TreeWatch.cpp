@@ -54,6 +54,7 @@ TreeWatch::TreeWatch(const std::vector<std::string>& paths)
     , roots_(rootsOf(paths))
 {
     for (const auto& root : roots_) {
+        parents_.insert(parentOf(root));
         for (std::string folder = root; folder != "/";)
             ways_.insert(folder = parentOf(folder));
     }
@@ -81,9 +82,7 @@ void TreeWatch::addWatch(const std::string& folder, bool isTree)
 {
     if (watches_.size() >= kMostWatches)
         return;
-    const bool isParent = isTree || std::any_of(roots_.begin(), roots_.end(), [&](const std::string& root) {
-        return parentOf(root) == folder;
-    });
+    const bool isParent = isTree || parents_.count(folder);
     const bool follows = !isTree || isRoot(folder);
     const int watch = ::inotify_add_watch(descriptor_, folder.c_str(),
         kEntries | (isParent ? kContents : 0) | IN_ONLYDIR | IN_MASK_ADD | (follows ? 0 : IN_DONT_FOLLOW));

@@ -75,7 +75,7 @@ private:
 
     int descriptor_;
     std::vector<std::string> roots_; // sorted, none beneath another
-    std::set<std::string> ways_; // the folders that lead to them
+    std::set<std::string> ways_, parents_; // the folders that lead to them; the last ones
     std::unordered_map<int, Watch> watches_;
     std::map<std::string, int> watchOfFolder_;
     FSSnapshot snapshot_;

@@ -130,8 +130,10 @@ void CompositionDelegate::paintTexts(
     if (place.width() <= 0)
         return;
     const QString folder = index.data(CompositionsModel::kFolderRole).toString();
-    const QFont font = option.font;
+    const bool isMissing = index.data(CompositionsModel::kMissingRole).toBool();
+    QFont font = option.font;
     QFont small = font;
+    font.setStrikeOut(isMissing);
     small.setPointSizeF(font.pointSizeF() > 0 ? font.pointSizeF() * kSmaller : 9);
     const QFontMetrics nameMetrics(font), folderMetrics(small);
     const int height = nameMetrics.height() + (folder.isEmpty() ? 0 : folderMetrics.height() + 1);
@@ -139,13 +141,13 @@ void CompositionDelegate::paintTexts(
     const int flags = int(QStyle::visualAlignment(option.direction, Qt::AlignLeft) | Qt::AlignVCenter)
         | Qt::TextSingleLine | Qt::TextDontClip;
     painter.setFont(font);
-    painter.setPen(textColor(option));
+    QColor quiet = textColor(option);
+    quiet.setAlphaF(0.65f);
+    painter.setPen(isMissing ? quiet : textColor(option));
     painter.drawText(QRect(place.left(), top, place.width(), nameMetrics.height()), flags,
         nameMetrics.elidedText(option.text, Qt::ElideMiddle, place.width()));
     if (folder.isEmpty())
         return;
-    QColor quiet = textColor(option);
-    quiet.setAlphaF(0.65f);
     painter.setFont(small);
     painter.setPen(quiet);
     painter.drawText(QRect(place.left(), top + nameMetrics.height() + 1, place.width(), folderMetrics.height()), flags,

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+#include <sys/stat.h>
+
 namespace vitrel {
 namespace {
 
@@ -50,6 +52,11 @@ QVariant CompositionsModel::data(const QModelIndex& index, int role) const
         return shownName(folderOf(path(index.row()), home_));
     case Qt::ToolTipRole:
         return escapedText(shownName(path(index.row())));
+    case kMissingRole: {
+        struct ::stat status {
+        };
+        return ::stat(path(index.row()).c_str(), &status) != 0;
+    }
     case kPathRole:
         return QByteArray::fromStdString(path(index.row()));
     default:

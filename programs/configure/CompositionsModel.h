@@ -15,6 +15,8 @@ class CompositionsModel : public QAbstractListModel
 public:
     // The folder of a row's file, home as "~", and its whole path as the bytes that it has (QByteArray).
     static constexpr int kFolderRole = Qt::UserRole, kPathRole = Qt::UserRole + 1;
+    // Whether there is no such file now.
+    static constexpr int kMissingRole = Qt::UserRole + 2;
 
     // `table` must outlive it. `pathOfRow` gives an empty path for a row that isn't there.
     CompositionsModel(NSTableView& table, std::function<std::string(int row)> pathOfRow);

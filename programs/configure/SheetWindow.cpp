@@ -225,7 +225,30 @@ void SheetWindow::tableDidReload()
     surroundings_.runLoop->post([window = QPointer<SheetWindow>(this)] {
         if (window && window->playing_ != window->activePath())
             window->compositionDidChange();
+        if (window)
+            window->watchFiles();
     });
+}
+
+void SheetWindow::watchFiles()
+{
+    const auto& paths = controller_->filesPaths();
+    if (paths == watchedFiles_)
+        return;
+    watchedFiles_ = paths;
+    filesWatch_ = std::make_unique<FileWatch>(
+        *surroundings_.runLoop, paths, [this](const std::set<std::string>& changed) { filesDidChange(changed); });
+}
+
+void SheetWindow::filesDidChange(const std::set<std::string>& paths)
+{
+    for (const auto& path : paths) {
+        thumbnails_.lookAgain(path);
+        table_->touch(path);
+    }
+    table_->seeAgain();
+    if (paths.count(playing_) && QFileInfo::exists(QString::fromStdString(playing_)))
+        preview_.reload();
 }
 
 void SheetWindow::compositionDidChange()

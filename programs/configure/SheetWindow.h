@@ -9,6 +9,7 @@
 #include <QDialog>
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,8 @@ private:
     void showPanel(const std::shared_ptr<NSOpenPanel>& panel);
     void tableDidReload();
     void storeDidChange();
+    void watchFiles();
+    void filesDidChange(const std::set<std::string>& paths);
     void compositionDidChange();
     void showCompositionName();
     void showEmptyText();
@@ -75,7 +78,9 @@ private:
     std::shared_ptr<NSButton> removeButton_;
     Binder binder_;
     std::unique_ptr<TableBinder> table_;
-    std::unique_ptr<FileWatch> watch_;
+    std::unique_ptr<FileWatch> watch_; // of the store
+    std::unique_ptr<FileWatch> filesWatch_; // of the compositions in the list
+    std::vector<std::string> watchedFiles_;
     Dictionary shown_; // the store's contents that the window shows
     std::string playing_; // the composition that the preview was last told to load
 };

@@ -214,6 +214,11 @@ void TableBinder::tellSeen()
     onSeen(paths);
 }
 
+void TableBinder::seeAgain()
+{
+    seenTimer_.start();
+}
+
 void TableBinder::touch(const std::string& path)
 {
     const auto [first, last] = seenRows();

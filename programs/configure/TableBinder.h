@@ -47,6 +47,8 @@ public:
     void setEmptyText(const QString& title, const QString& advice);
     // Paints a file's rows anew if they are seen.
     void touch(const std::string& path);
+    // Says soon, as after a scroll, which rows are seen.
+    void seeAgain();
     // Whether a row is shown as chosen.
     bool hasChosenRow() const;
 

@@ -39,8 +39,9 @@ constexpr std::size_t kMostInMemory = 200;
 } // namespace
 
 struct Thumbnails::Work {
+    static constexpr Seconds kNever{-1e9};
     struct Entry {
-        Seconds looked{-1e9};
+        Seconds looked = kNever;
         std::string key; // of the file as it was at the last look; empty if it isn't there
         bool known = true; // picture or none, nothing is to be done
         std::shared_ptr<const Bitmap> picture;
@@ -210,6 +211,12 @@ Thumbnails::~Thumbnails() = default;
 std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
 {
     return work_->lookAt(path).picture;
+}
+
+void Thumbnails::lookAgain(const std::string& path)
+{
+    if (const auto entry = work_->entries_.find(path); entry != work_->entries_.end())
+        entry->second.looked = Work::kNever;
 }
 
 void Thumbnails::want(std::vector<std::string> paths)

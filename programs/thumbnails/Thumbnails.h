@@ -35,6 +35,9 @@ public:
     // them is rendered, one at a time.
     void want(std::vector<std::string> paths);
 
+    // The file has changed: the next look at it is a true one.
+    void lookAgain(const std::string& path);
+
     // A picture has come.
     std::function<void(const std::string& path)> onReady;
 

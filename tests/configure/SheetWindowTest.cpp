@@ -324,6 +324,34 @@ TEST(SheetWindow, WantsPicturesOfTheRowsThatAreSeen)
     EXPECT_NE(picture.pixelColor(QPoint(50, in.placeOf(999).y())), QColor(Qt::red));
 }
 
+// A file's name is struck out while there is no such file; a change makes its picture and the preview anew.
+TEST(SheetWindow, FollowsTheFilesOfTheList)
+{
+    TemporaryFolder zoo;
+    const std::string file = zoo.write("playing.qtz", "1"), absent = zoo / "later/absent.qtz";
+    Sheet in({file, absent}, file);
+    in.open();
+    const auto isMissing
+        = [&](int row) { return in.list().model()->index(row, 0).data(CompositionsModel::kMissingRole).toBool(); };
+    EXPECT_FALSE(isMissing(0));
+    EXPECT_TRUE(isMissing(1));
+    const QImage struck = in.list().viewport()->grab().toImage();
+    zoo.write("later/absent.qtz", "1");
+    in.noticeWrites();
+    EXPECT_FALSE(isMissing(1));
+    EXPECT_THAT(StandInThumbnails::last->lookedAgain, ElementsAre(absent));
+    EXPECT_NE(in.list().viewport()->grab().toImage(), struck) << "painted anew";
+    EXPECT_EQ(StandInPreview::last->reloads, 0);
+    zoo.write("playing.qtz", "2");
+    in.noticeWrites();
+    EXPECT_EQ(StandInPreview::last->reloads, 1);
+    std::filesystem::remove(file);
+    in.noticeWrites();
+    EXPECT_TRUE(isMissing(0));
+    EXPECT_EQ(StandInPreview::last->reloads, 1) << "the last good picture stays";
+    EXPECT_THAT(StandInThumbnails::last->lookedAgain, ElementsAre(absent, file, file));
+}
+
 TEST(SheetWindow, OpensFilesThatItIsStartedWithAndKnowsThoseItHas)
 {
     Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz");

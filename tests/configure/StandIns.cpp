@@ -65,6 +65,11 @@ std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
     return found == work_->pictures.end() ? nullptr : found->second;
 }
 
+void Thumbnails::lookAgain(const std::string& path)
+{
+    work_->lookedAgain.push_back(path);
+}
+
 void Thumbnails::want(std::vector<std::string> paths)
 {
     work_->wanted = std::move(paths);

@@ -23,7 +23,7 @@ struct StandInPreview {
 };
 
 struct StandInThumbnails {
-    std::vector<std::string> wanted;
+    std::vector<std::string> wanted, lookedAgain;
     std::map<std::string, std::shared_ptr<const Bitmap>> pictures;
 
     static StandInThumbnails* last;

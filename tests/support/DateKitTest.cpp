@@ -166,5 +166,32 @@ TEST(DateKit, HoursDaysAgoCutsAndKnowsALimit)
         EXPECT_EQ(hoursDaysAgo(Date{1e9}, limit, Date{1e9 + age}), text) << age << " s";
 }
 
+// In a zone where the calendar's day is another than in UTC. kDate is there Tuesday the 17th, 07:05.
+TEST(DateKit, SaysDaysAsTheCalendarOfThePlaceHasThem)
+{
+    const LocalZone zone("Asia/Tokyo");
+    constexpr double hour = 3600, day = 24 * hour;
+    const struct {
+        double later;
+        const char *dayAndTime, *relativeDayAndTime, *relativeDay;
+    } cases[] = {
+        {60, "Today at 07:05", "Today, Just Now", "Just Now"},
+        {-5 * hour, "Today at 07:05", "Today at 07:05", "Today at 07:05"}, // still to come
+        {16 * hour, "Today at 07:05", "Today, 16h ago", "16h ago"}, // 23:05
+        {17 * hour, "Yesterday at 07:05", "Yesterday at 07:05", "17h ago"}, // 00:05
+        {-8 * hour, "Tue, Nov 17,  07:05", "Tue, Nov 17,  07:05", "Tue, Nov 17,  07:05"}, // tomorrow
+        {6 * day, "Tue, Nov 17,  07:05", "Tue, Nov 17,  07:05", "6d ago"},
+        {8 * day, "Tue, Nov 17,  07:05", "Tue, Nov 17,  07:05", "Tue, Nov 17,  07:05"},
+        {60 * day, "Tue, Nov 17, 2026  07:05", "Tue, Nov 17, 2026  07:05", "Tue, Nov 17, 2026  07:05"},
+    };
+    for (const auto& [later, dayAndTime, relativeDayAndTime, relativeDay] : cases) {
+        const Date now{kDate.secondsSince1970 + later};
+        EXPECT_EQ(descriptionForDayAndTime(kDate, now), dayAndTime) << later;
+        EXPECT_EQ(descriptionForRelativeDayAndTime(kDate, now), relativeDayAndTime) << later;
+        EXPECT_EQ(descriptionForRelativeDay(kDate, now), relativeDay) << later;
+    }
+    EXPECT_EQ(descriptionForDayAndTime(Date{std::nan("")}, kDate), "");
+}
+
 } // namespace
 } // namespace vitrel
