@@ -69,8 +69,8 @@ inline constexpr FSEventFlag FSEventFlag::finderInfoModified{kFSEventStreamEvent
 inline constexpr FSEventFlag FSEventFlag::inodeMetaModified{kFSEventStreamEventFlagItemInodeMetaMod};
 inline constexpr FSEventFlag FSEventFlag::xattrsModified{kFSEventStreamEventFlagItemXattrMod};
 
-// Tells of each change beneath some folders, or of some files. Keeps the identifier of the last event that it handed on,
-// so a stop and a new start lose nothing. Main thread.
+// Tells of each change beneath some folders, or of some files. Keeps the identifier of the last event that it handed
+// on, so a stop and a new start lose nothing. Main thread.
 class FolderContentMonitor
 {
 public:

@@ -41,9 +41,9 @@ ShellCommandResult runShellCommand(
     const Surroundings& surroundings, const std::string& command, bool logErrors, double timeout);
 // The output alone, with 10 seconds.
 std::optional<std::string> runShellScript(const Surroundings& surroundings, const std::string& command);
-// Returns at once. Runs on the user-initiated queue, without a limit whatever `timeout` says; `handle` is then called in
-// a turn of the loop, with the output and whether the status was another than 0. Any thread; the surroundings' loop and
-// queue must outlive the command.
+// Returns at once. Runs on the user-initiated queue, without a limit whatever `timeout` says; `handle` is then called
+// in a turn of the loop, with the output and whether the status was another than 0. Any thread; the surroundings' loop
+// and queue must outlive the command.
 void runShellScriptAsync(const Surroundings& surroundings, const std::string& command, bool logErrors, double timeout,
     std::function<void(const std::string& output, bool failed)> handle);
 

@@ -82,7 +82,8 @@ void FSEventStream::number(FSEvents& events)
 {
     if (events.empty())
         return;
-    const auto floor = sinceWhen_ == kFSEventStreamEventIdSinceNow ? journal_.last : std::max(sinceWhen_, journal_.last);
+    const auto floor
+        = sinceWhen_ == kFSEventStreamEventIdSinceNow ? journal_.last : std::max(sinceWhen_, journal_.last);
     FSEventStreamEventId next = journals_.take(events.size(), floor);
     for (auto& event : events) {
         event.id = next++;

@@ -17,9 +17,10 @@ class FSEventStream;
 using FSEventStreamCallback = void (*)(FSEventStream* stream, void* info, std::size_t count,
     const std::vector<std::string>& paths, const FSEventStreamEventFlags flags[], const FSEventStreamEventId ids[]);
 
-// The platform's stream of file-system events: files and folders beneath some paths, links not followed; a path may also
-// be a file, and may come later than the stream. One event a file and change; a rename is two, one for each end; of many
-// writes in a row one may be told. An identifier is greater than all those before, in whatever process. Main thread.
+// The platform's stream of file-system events: files and folders beneath some paths, links not followed; a path may
+// also be a file, and may come later than the stream. One event a file and change; a rename is two, one for each end;
+// of many writes in a row one may be told. An identifier is greater than all those before, in whatever process. Main
+// thread.
 class FSEventStream
 {
 public:

@@ -139,8 +139,8 @@ std::string journalText(const FSJournal& journal)
     }
     for (const auto& [path, item] : journal.snapshot) {
         out += "item " + std::to_string(item.inode) + ' ' + std::to_string(item.mode) + ' ' + std::to_string(item.user)
-            + ' ' + std::to_string(item.group) + ' ' + std::to_string(item.links) + ' ' + std::to_string(item.size) + ' '
-            + std::to_string(item.modified) + ' ' + std::to_string(item.changed) + ' ';
+            + ' ' + std::to_string(item.group) + ' ' + std::to_string(item.links) + ' ' + std::to_string(item.size)
+            + ' ' + std::to_string(item.modified) + ' ' + std::to_string(item.changed) + ' ';
         appendPath(out, path);
         out += '\n';
     }
@@ -170,7 +170,7 @@ std::optional<FSJournal> readJournal(std::string_view text)
         const auto line = nextLine();
         if (line.starts_with("end "))
             return text.empty() && line.substr(4) == std::to_string(lines) ? std::optional(std::move(journal))
-                                                                          : std::nullopt;
+                                                                           : std::nullopt;
         if (!readLine(line, journal))
             return std::nullopt;
         ++lines;
@@ -267,7 +267,8 @@ FSEventStreamEventId FSJournals::take(std::size_t count, FSEventStreamEventId ab
 {
     FileSystem files;
     const FileDescriptor file(files,
-        folder_.empty() ? -1 : files.open((folder_ + "/counter").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        folder_.empty() ? -1
+                        : files.open((folder_ + "/counter").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (above > kMostId)
         above = 0;
     FSEventStreamEventId stored = 0;

@@ -132,14 +132,16 @@ FSEvents differences(const FSSnapshot& then, const FSSnapshot& now)
         } else if (a == then.end() || b->first < a->first) {
             come.push_back(b++);
         } else {
-            const bool isAnother = a->second.inode != b->second.inode
-                || (a->second.mode & S_IFMT) != (b->second.mode & S_IFMT);
+            const bool isAnother
+                = a->second.inode != b->second.inode || (a->second.mode & S_IFMT) != (b->second.mode & S_IFMT);
             if (isAnother && a->second.isFolder() != b->second.isFolder()) {
                 gone.push_back(a);
                 come.push_back(b);
             } else if (isAnother) {
-                changed.push_back({0, b->second.kindFlags() | kFSEventStreamEventFlagItemRenamed
-                        | (b->second.isFolder() ? 0 : kFSEventStreamEventFlagItemModified), b->first});
+                changed.push_back({0,
+                    b->second.kindFlags() | kFSEventStreamEventFlagItemRenamed
+                        | (b->second.isFolder() ? 0 : kFSEventStreamEventFlagItemModified),
+                    b->first});
             } else if (const auto flags = changeFlags(a->second, b->second)) {
                 changed.push_back({0, b->second.kindFlags() | flags, b->first});
             }

@@ -31,15 +31,15 @@ protected:
     {
         if (paths.empty())
             paths = {tree_.path()};
-        monitor_.emplace(loop_, paths, since, [this](const Event& event) { heard(event); }, state_.path());
+        monitor_.emplace(
+            loop_, paths, since, [this](const Event& event) { heard(event); }, state_.path());
         monitor_->start();
     }
     void heard(const Event& event)
     {
         EXPECT_GT(event.eventId, latest_) << event.description();
         latest_ = event.eventId;
-        const auto name
-            = event.eventPath == tree_.path() ? "." : event.eventPath.substr(tree_.path().size() + 1);
+        const auto name = event.eventPath == tree_.path() ? "." : event.eventPath.substr(tree_.path().size() + 1);
         events_.push_back(FSEventFlag(event.eventFlags).description() + " " + name);
         if (then_)
             then_();
@@ -94,8 +94,8 @@ TEST_F(FolderMonitor, TellsEachKindOfChangeInOrder)
     fs::remove(tree_ / "b");
     fs::create_symlink("nowhere", tree_ / "c");
     fs::remove(tree_ / "c");
-    EXPECT_THAT(told(), ElementsAre("isFile, isHardlink, removed b", testing::EndsWith("created c"),
-                            testing::EndsWith("removed c")));
+    EXPECT_THAT(told(),
+        ElementsAre("isFile, isHardlink, removed b", testing::EndsWith("created c"), testing::EndsWith("removed c")));
 
     fs::rename(tree_ / "old", tree_ / "new"); // what lies in it is then told under its new name
     write("new/inner/file", "2");
@@ -103,13 +103,13 @@ TEST_F(FolderMonitor, TellsEachKindOfChangeInOrder)
     // Made before anybody can watch it.
     fs::create_directories(tree_ / "x/y/z");
     tree_.write("x/y/z/deep", "1");
-    EXPECT_THAT(told(), ElementsAre("isDir, created x", "isDir, created x/y", "isDir, created x/y/z",
-                            "isFile, created x/y/z/deep"));
+    EXPECT_THAT(told(),
+        ElementsAre("isDir, created x", "isDir, created x/y", "isDir, created x/y/z", "isFile, created x/y/z/deep"));
     write("x/y/z/deep", "2");
     EXPECT_THAT(told(), ElementsAre("isFile, modified x/y/z/deep"));
     fs::remove_all(tree_ / "x");
-    EXPECT_THAT(told(), ElementsAre("isFile, removed x/y/z/deep", "isDir, removed x/y/z", "isDir, removed x/y",
-                            "isDir, removed x"));
+    EXPECT_THAT(told(),
+        ElementsAre("isFile, removed x/y/z/deep", "isDir, removed x/y/z", "isDir, removed x/y", "isDir, removed x"));
 
     // To and from outside; nothing is heard of what is gone, nor through a link.
     fs::rename(tree_ / "new", outside / "new");
@@ -128,8 +128,9 @@ TEST_F(FolderMonitor, FollowsAFolderThatWasMadeAndRenamedBeforeItLooked)
     fs::create_directory(tree_ / "untitled");
     tree_.write("untitled/early", "1");
     fs::rename(tree_ / "untitled", tree_ / "named");
-    EXPECT_THAT(told(), ElementsAre("isDir, created untitled", "isDir, renamed untitled", "isDir, renamed named",
-                            "isFile, created named/early"));
+    EXPECT_THAT(told(),
+        ElementsAre("isDir, created untitled", "isDir, renamed untitled", "isDir, renamed named",
+            "isFile, created named/early"));
     tree_.write("named/late", "");
     EXPECT_THAT(told(), ElementsAre("isFile, created named/late"));
 }
@@ -175,7 +176,8 @@ TEST_F(FolderMonitor, StartsAndStopsOnceAndGoesOnWhereItStopped)
     for (const auto& entry : fs::directory_iterator(state_.path()))
         if (entry.path().extension() == ".journal")
             std::ofstream(entry.path(), std::ios::trunc) << "garbage";
-    monitor_.emplace(loop_, std::vector{tree_.path()}, latest_,
+    monitor_.emplace(
+        loop_, std::vector{tree_.path()}, latest_,
         [&](const Event& event) {
             EXPECT_TRUE(event.eventFlags & kFSEventStreamEventFlagMustScanSubDirs);
             heard(event);
@@ -245,7 +247,8 @@ TEST_F(FolderMonitor, LosesNothingInAStorm)
 {
     constexpr int kFiles = 100'000, kFolders = 100;
     std::set<std::string> created;
-    monitor_.emplace(loop_, std::vector{tree_.path()}, kFSEventStreamEventIdSinceNow,
+    monitor_.emplace(
+        loop_, std::vector{tree_.path()}, kFSEventStreamEventIdSinceNow,
         [&](const Event& event) {
             EXPECT_GT(event.eventId, latest_);
             latest_ = event.eventId;
@@ -294,8 +297,9 @@ TEST(TreeWatchTest, FindsByComparingWhatTheQueueHasLost)
     std::vector<std::string> told;
     for (const auto& event : watch.takeEvents())
         told.push_back(FSEventFlag(event.flags).description() + " " + event.path.substr(tree.path().size() + 1));
-    EXPECT_THAT(told, ElementsAre("isFile, removed gone", "isFile, renamed moved", "isFile, renamed d/here",
-                          "isDir, created new", "isFile, created new/file", "isFile, modified changed"));
+    EXPECT_THAT(told,
+        ElementsAre("isFile, removed gone", "isFile, renamed moved", "isFile, renamed d/here", "isDir, created new",
+            "isFile, created new/file", "isFile, modified changed"));
     tree.write("new/file2", "");
     watch.read();
     EXPECT_EQ(watch.takeEvents().size(), 1u) << "the folder that it found is watched";

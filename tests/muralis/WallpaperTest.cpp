@@ -96,13 +96,14 @@ TEST_F(MuralisWallpaper, IsSetAndPutBackOnGnome)
             continue;
         ++pictures;
         const std::string bytes = TemporaryFolder::read(entry.path());
-        const auto image = NSImage::imageWithData(ByteView(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+        const auto image
+            = NSImage::imageWithData(ByteView(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
         ASSERT_TRUE(image);
         EXPECT_EQ(image->size(), (NSSize{1920, 1080})) << "no display tells its size";
     }
     EXPECT_EQ(pictures, 1);
-    EXPECT_THAT(toldAtTheEnd(2), ElementsAre("picture-uri 'file:///home/a%20b/own.png'",
-                                     "picture-uri-dark 'file:///dark \"$(touch x)`.png'"));
+    EXPECT_THAT(toldAtTheEnd(2),
+        ElementsAre("picture-uri 'file:///home/a%20b/own.png'", "picture-uri-dark 'file:///dark \"$(touch x)`.png'"));
 }
 
 // A run that was killed leaves its picture; the next one still knows the user's. What the user chose meanwhile stays.
@@ -126,9 +127,10 @@ TEST_F(MuralisWallpaper, IsSetAndPutBackOnTheOtherDesktops)
 {
     const std::string pictures = cache_ + "/vitrel/wallpapers/";
     folder_.write("plasma-org.kde.plasma.desktop-appletsrc",
-        "[Containments][1]\nImage=no\n[Containments][1][Wallpaper][org.kde.image][General]\nImage=file:///own it's.png\n");
-    start("plasma-apply-wallpaperimage", kPlasma,
-        {{"XDG_CURRENT_DESKTOP", "KDE"}, {"XDG_CONFIG_HOME", folder_.path()}});
+        "[Containments][1]\nImage=no\n[Containments][1][Wallpaper][org.kde.image][General]\nImage=file:///own "
+        "it's.png\n");
+    start(
+        "plasma-apply-wallpaperimage", kPlasma, {{"XDG_CURRENT_DESKTOP", "KDE"}, {"XDG_CONFIG_HOME", folder_.path()}});
     EXPECT_THAT(told(1), ElementsAre(StartsWith(pictures)));
     EXPECT_THAT(toldAtTheEnd(1), ElementsAre("/own it's.png"));
 
@@ -143,10 +145,11 @@ TEST_F(MuralisWallpaper, IsSetAndPutBackOnTheOtherDesktops)
     start("swaymsg", kSwaymsg, {{"SWAYSOCK", "/nowhere"}});
     const auto set = told(2);
     ASSERT_EQ(set.size(), 2u);
-    EXPECT_THAT(set[0], testing::AllOf(StartsWith("output \"eDP-1\" bg \"" + pictures), HasSubstr("-640x360.jpg\" fill")));
+    EXPECT_THAT(
+        set[0], testing::AllOf(StartsWith("output \"eDP-1\" bg \"" + pictures), HasSubstr("-640x360.jpg\" fill")));
     EXPECT_THAT(set[1], testing::AllOf(StartsWith("output \"DP \\\"2\" bg \""), HasSubstr("-300x400.jpg\" fill")));
-    EXPECT_THAT(toldAtTheEnd(2),
-        ElementsAre("output \"eDP-1\" bg ~/my.png tile", "output \"DP \\\"2\" bg /first.png fit"));
+    EXPECT_THAT(
+        toldAtTheEnd(2), ElementsAre("output \"eDP-1\" bg ~/my.png tile", "output \"DP \\\"2\" bg /first.png fit"));
 }
 
 TEST_F(MuralisWallpaper, SaysOnceThatADesktopOffersNoWay)
@@ -167,7 +170,8 @@ TEST(WallpaperPictures, FollowTheTracksAndAreFew)
     std::vector<std::string> values;
     std::string current = "own";
     WallpaperSetting setting{"key", {64, 36}, true, [&] { return std::optional(current); },
-        [&](const std::string& value) { values.push_back(current = value); }, [](const std::string& file) { return file; }};
+        [&](const std::string& value) { values.push_back(current = value); },
+        [](const std::string& file) { return file; }};
     Wallpaper wallpaper(test.surroundings, folder.path(), {setting});
     const auto cover = [](std::uint32_t colour) {
         Bitmap bitmap{2, 2, std::vector<std::uint32_t>(4, 0xFF000000 + colour)};

@@ -34,8 +34,8 @@ public:
     NowPlaying(const NowPlaying&) = delete;
     NowPlaying& operator=(const NowPlaying&) = delete;
 
-    // Who is told of the cover's bytes now and whenever something of the player has changed; null where there is none, or
-    // none yet.
+    // Who is told of the cover's bytes now and whenever something of the player has changed; null where there is none,
+    // or none yet.
     void setOnArtwork(std::function<void(const std::shared_ptr<const Bytes>& artwork)> onArtwork);
 
     // {"ChangeID":TEXT}. Neither is ever null.

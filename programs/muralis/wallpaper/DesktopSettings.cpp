@@ -56,16 +56,15 @@ std::function<void(const std::string&)> writing(const Surroundings& surroundings
 
 NSSize sound(NSSize size)
 {
-    const double scale = std::min({1.0, kMostSide / std::max(size.width, size.height),
-        std::sqrt(kMostPixels / (size.width * size.height))});
+    const double scale = std::min(
+        {1.0, kMostSide / std::max(size.width, size.height), std::sqrt(kMostPixels / (size.width * size.height))});
     return {std::floor(size.width * scale), std::floor(size.height * scale)};
 }
 
 NSSize largest(const std::vector<NamedDisplay>& displays)
 {
-    const auto place = std::max_element(displays.begin(), displays.end(), [](const auto& a, const auto& b) {
-        return a.size.width * a.size.height < b.size.width * b.size.height;
-    });
+    const auto place = std::max_element(displays.begin(), displays.end(),
+        [](const auto& a, const auto& b) { return a.size.width * a.size.height < b.size.width * b.size.height; });
     return place == displays.end() ? kUsualSize : sound(place->size);
 }
 
@@ -118,9 +117,8 @@ std::vector<WallpaperSetting> xfce(const Surroundings& surroundings, const std::
     for (std::string key; std::getline(list, key) && settings.size() < 64;) {
         if (!key.ends_with("/last-image"))
             continue;
-        const auto own = std::find_if(displays.begin(), displays.end(), [&](const NamedDisplay& display) {
-            return key.find("/monitor" + display.name + "/") != key.npos;
-        });
+        const auto own = std::find_if(displays.begin(), displays.end(),
+            [&](const NamedDisplay& display) { return key.find("/monitor" + display.name + "/") != key.npos; });
         const std::string place = "xfconf-query -c xfce4-desktop -p " + shellQuoted(key);
         settings.push_back({key, own == displays.end() ? largest(displays) : sound(own->size), true,
             [&surroundings, place] { return output(surroundings, place); }, writing(surroundings, place + " -s"),
@@ -145,11 +143,10 @@ std::string swayQuoted(const std::string& word)
 std::string swayBackground(const Surroundings& surroundings, const std::string& name)
 {
     std::string found = "#000000 solid_color";
-    const auto answer
-        = Json::parse(output(surroundings, "swaymsg -r -t get_config").value_or(""), nullptr, false);
-    std::istringstream text(
-        answer.is_object() && answer.contains("config") && answer["config"].is_string() ? answer["config"].get<std::string>()
-                                                                                         : "");
+    const auto answer = Json::parse(output(surroundings, "swaymsg -r -t get_config").value_or(""), nullptr, false);
+    std::istringstream text(answer.is_object() && answer.contains("config") && answer["config"].is_string()
+            ? answer["config"].get<std::string>()
+            : "");
     for (std::string line; std::getline(text, line);) {
         std::istringstream words(line);
         std::string output, which, command, rest;

@@ -78,8 +78,7 @@ std::unique_ptr<Wallpaper> Wallpaper::start(const Surroundings& surroundings, st
     return std::make_unique<Wallpaper>(surroundings, std::move(folder), std::move(settings));
 }
 
-Wallpaper::Wallpaper(
-    const Surroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings)
+Wallpaper::Wallpaper(const Surroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings)
     : surroundings_(surroundings)
     , folder_(std::move(folder))
     , settings_(std::move(settings))
@@ -113,8 +112,7 @@ void Wallpaper::remember()
         if (current)
             former_[setting.key] = *current;
     }
-    const std::string text
-        = nlohmann::json(former_).dump(1, ' ', false, nlohmann::json::error_handler_t::replace);
+    const std::string text = nlohmann::json(former_).dump(1, ' ', false, nlohmann::json::error_handler_t::replace);
     writeWhole(folder_ + kFormer, bytesOf(text));
 }
 
@@ -154,8 +152,8 @@ std::string Wallpaper::pictureFor(const Bytes& artwork, NSSize size) const
         for (const int half : {byte >> 4, byte & 15})
             name += "0123456789abcdef"[half];
     }
-    const std::string path
-        = folder_ + "/" + name + "-" + std::to_string(int(size.width)) + "x" + std::to_string(int(size.height)) + ".jpg";
+    const std::string path = folder_ + "/" + name + "-" + std::to_string(int(size.width)) + "x"
+        + std::to_string(int(size.height)) + ".jpg";
     std::error_code error;
     if (fs::exists(path, error)) {
         fs::last_write_time(path, fs::file_time_type::clock::now(), error);

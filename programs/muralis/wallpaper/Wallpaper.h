@@ -13,8 +13,8 @@
 
 namespace vitrel {
 
-// The cover of what plays as the desktop's wallpaper: whole and sharp, upon a dark blur of itself, at each display's own
-// size where the desktop tells one display from another. Without a cover the former wallpaper is back. Main thread;
+// The cover of what plays as the desktop's wallpaper: whole and sharp, upon a dark blur of itself, at each display's
+// own size where the desktop tells one display from another. Without a cover the former wallpaper is back. Main thread;
 // pictures are made, and the desktop is told, on a thread of its own.
 class Wallpaper
 {
@@ -27,8 +27,8 @@ public:
     // $XDG_CACHE_HOME/vitrel/wallpapers, else ~/.cache/vitrel/wallpapers; empty if there is no home either.
     static std::string userFolder();
 
-    // Looks at the desktop, which takes some ten milliseconds, and remembers its wallpaper. Null if the desktop offers no
-    // way or there is no folder. `surroundings` give loop, clock and log, and must outlive it.
+    // Looks at the desktop, which takes some ten milliseconds, and remembers its wallpaper. Null if the desktop offers
+    // no way or there is no folder. `surroundings` give loop, clock and log, and must outlive it.
     static std::unique_ptr<Wallpaper> start(const Surroundings& surroundings, std::string folder);
     // With the settings given, for tests.
     Wallpaper(const Surroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings);
