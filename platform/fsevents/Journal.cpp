@@ -64,6 +64,8 @@ public:
                 const auto result = std::from_chars(hex.data(), hex.data() + hex.size(), code, 16);
                 isGood_ &= hex.size() == 2 && result.ec == std::errc() && result.ptr == hex.data() + 2 && code;
                 k += 2;
+            } else {
+                isGood_ &= code > ' ' && code != 0x7f; // these are written otherwise
             }
             out += static_cast<char>(code);
         }

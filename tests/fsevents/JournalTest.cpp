@@ -46,7 +46,7 @@ TEST(Journal, RefusesWhatIsNone)
              head + "event 5 256 a\nend 1\n", head + "event 5 256 /%0\nend 1\n", head + "event 5 256 /%00\nend 1\n",
              head + "event 5 256 /a b\nend 1\n", head + item + "/a\n" + item + "/a\nend 2\n",
              head + "item 5 33188 0 0 1 0 0 /a\nend 1\n", head + "end 1\n", head + "end 0\nend 0\n",
-             head + "what\nend 1\n"})
+             head + "event 5 256 /a" + '\0' + "\nend 1\n", head + "what\nend 1\n"})
         EXPECT_FALSE(readJournal(text)) << text;
 }
 
