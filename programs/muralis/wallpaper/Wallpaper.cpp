@@ -178,6 +178,8 @@ void Wallpaper::apply(const Bytes& artwork, unsigned turn)
         if (turn != turn_)
             return; // another track by now
         const std::string value = setting.valueOf(file);
+        if (const auto place = set_.find(setting.key); place != set_.end() && place->second == value)
+            continue; // the same cover again
         setting.write(value);
         set_[setting.key] = value;
     }
