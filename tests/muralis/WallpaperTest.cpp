@@ -36,7 +36,7 @@ constexpr const char* kSwaymsg = R"sh(
 case "$*" in
 *get_outputs) printf '%s' '[{"name":"eDP-1","current_mode":{"width":640,"height":360}},
   {"name":"DP \"2","current_mode":{"width":300,"height":400}},{"name":"off"},7,{"name":"x","current_mode":{"width":"9","height":0}}]' ;;
-*get_config) printf '%s' '{"config":"set $w ~/w.png\noutput * bg /first.png fit\noutput \"eDP-1\" background ~/my.png tile\noutput * pos 0 0\noutput eDP-1 bg $w fill\n"}' ;;
+*get_config) printf '%s' '{"config":"set $w ~/w.png\noutput * pos 0 0 bg /first.png fit res 1x1\noutput \"eDP-1\" {\n  background ~/my.png tile\n}\noutput * pos 0 0\noutput eDP-1 bg $w fill\n"}' ;;
 *) [ "$1" = -- ] && printf '%s\n' "$2" >>"$STAND_IN/told" ;;
 esac)sh";
 

@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 namespace vitrel {
@@ -147,16 +148,29 @@ std::string swayBackground(const Surroundings& surroundings, const std::string& 
     std::istringstream text(answer.is_object() && answer.contains("config") && answer["config"].is_string()
             ? answer["config"].get<std::string>()
             : "");
+    static const std::set<std::string> modes{"stretch", "fill", "fit", "center", "tile", "solid_color"};
+    bool inBlock = false; // in braces that follow our output's name
     for (std::string line; std::getline(text, line);) {
         std::istringstream words(line);
-        std::string output, which, command, rest;
-        words >> output >> which >> command;
-        std::getline(words >> std::ws, rest);
-        const bool isOurs = which == "*" || which == name || which == "\"" + name + "\"";
+        std::string word, background;
+        words >> word;
+        bool isOurs = inBlock;
+        if (word == "output") {
+            words >> word;
+            isOurs = word == "*" || word == name || word == "\"" + name + "\"";
+            inBlock = isOurs && line.find('{') != line.npos;
+            words >> word;
+        } else if (word == "}") {
+            inBlock = isOurs = false;
+        }
+        if (!isOurs)
+            continue;
+        while (word != "bg" && word != "background" && words >> word) { }
+        while (words >> word && !modes.contains(word))
+            background += word + " ";
         // What the configuration's variables stand for isn't told.
-        if (output == "output" && isOurs && (command == "bg" || command == "background") && !rest.empty()
-            && rest.find('$') == rest.npos)
-            found = rest;
+        if (modes.contains(word) && !background.empty() && background.find('$') == background.npos)
+            found = background + word;
     }
     return found;
 }
