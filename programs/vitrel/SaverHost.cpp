@@ -4,7 +4,7 @@
 #include "base/Text.h"
 #include "platform/appkit/ImageCoding.h"
 #include "platform/quartzcomposer/CompositionView.h"
-#include "platform/quartzcomposer/file/CompositionFile.h"
+#include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/scriptingbridge/DemoPlayer.h"
 #include "platform/scriptingbridge/SessionBus.h"
 #include "preferences/VitrelItem.h"
@@ -70,7 +70,7 @@ bool checkSaverOptions(const SaverOptions& options, int& code)
     if (!makeOperatingSystemVersion(version))
         return fail("\"" + version + "\" is no system version", 2);
     qc::CompositionError error;
-    if (!options.file.empty() && !qc::readCompositionFile(options.file, &error))
+    if (!options.file.empty() && !qc::readCompositionOrTextFile(options.file, &error))
         return fail(options.file + " is no composition: " + error.reason, 1);
     return true;
 }

@@ -1,7 +1,7 @@
 #include "programs/vitrel/WindowPlayer.h"
 
 #include "platform/quartzcomposer/drawing/GLContext.h"
-#include "platform/quartzcomposer/file/CompositionFile.h"
+#include "platform/quartzcomposer/file/TextForm.h"
 #include "programs/vitrel/Commands.h"
 
 #include <unistd.h>
@@ -47,7 +47,7 @@ void WindowPlayer::fileChanged()
 {
     qc::CompositionError error;
     // What an editor has half written, or an author half thought, doesn't take the picture away.
-    if (!qc::readCompositionFile(options_.file, &error))
+    if (!qc::readCompositionOrTextFile(options_.file, &error))
         complain(options_.file + " is no composition: " + error.reason);
     else if (!host_.stopping())
         view_->fileDidChange();

@@ -209,6 +209,24 @@ TEST_F(Play, WatchingLoadsWhatAnEditorPutInThePlaceOfTheFileAndOutlivesNonsense)
     EXPECT_EQ(program->wait(), 0);
 }
 
+TEST_F(Play, WatchesACompositionInItsTextFormToo)
+{
+    const auto write = [&](const std::string& colour) {
+        std::string text = kColour;
+        text.replace(text.find('%'), 1, colour);
+        return folder_.write("live.json", text);
+    };
+    auto program = vitrel({"--window", "100x80", "--watch", write("#ff0000")});
+    ASSERT_TRUE(becomes(10, 10, 0xFF0000)) << program->errors();
+    write("#0000ff");
+    EXPECT_TRUE(becomes(10, 10, 0x0000FF));
+    folder_.write("live.json", "{\"patches\": {\"half");
+    EXPECT_TRUE(until([&] { return program->saidOneError(); })) << program->errors();
+    EXPECT_EQ(pixelAt(root(), 10, 10), 0x0000FFu);
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->wait(), 0);
+}
+
 class FullScreen : public Play
 {
 protected:

@@ -479,4 +479,20 @@ std::optional<Value> compositionFromText(std::string_view text, const std::strin
     return Value(*made);
 }
 
+std::optional<CompositionFile> readCompositionOrTextFile(const std::string& path, CompositionError* error)
+{
+    constexpr std::size_t kMaxFile = 64u << 20;
+    const auto bytes = bytesOfRegularFile(path, kMaxFile);
+    const auto text = bytes ? textOf(*bytes) : std::string_view();
+    const auto first = text.find_first_not_of(" \t\r\n");
+    if (first == text.npos || text[first] != '{')
+        return readCompositionFile(path, error); // no property list begins so
+    const auto slash = path.rfind('/');
+    const auto made = compositionFromText(text, slash == path.npos ? "." : path.substr(0, slash + 1), error);
+    auto file = made ? compositionOfPropertyList(*made, error) : std::nullopt;
+    if (file)
+        file->path = path;
+    return file;
+}
+
 } // namespace vitrel::qc

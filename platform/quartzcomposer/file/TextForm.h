@@ -19,4 +19,7 @@ std::string textForm(const CompositionFile& file);
 std::optional<Value> compositionFromText(
     std::string_view text, const std::string& folder, CompositionError* error = nullptr);
 
+// A composition from a file of either form; the files that a text names lie beside it. As readCompositionFile.
+std::optional<CompositionFile> readCompositionOrTextFile(const std::string& path, CompositionError* error = nullptr);
+
 } // namespace vitrel::qc
