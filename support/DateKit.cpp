@@ -2,8 +2,10 @@
 
 #include "support/CurrentLocale.h"
 
+#include <unicode/calendar.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
+#include <unicode/uchar.h>
 
 #include <charconv>
 #include <cmath>
@@ -52,6 +54,18 @@ std::unique_ptr<icu::SimpleDateFormat> universalFormatter(std::string_view forma
     return formatter(format, currentLocale(LocaleCategory::Time), icu::TimeZone::createTimeZone("UTC"));
 }
 
+// Decimal digits of any script as those of ASCII.
+icu::UnicodeString withPlainDigits(const icu::UnicodeString& text)
+{
+    icu::UnicodeString plain;
+    for (std::int32_t at = 0; at < text.length(); at = text.moveIndex32(at, 1)) {
+        const UChar32 character = text.char32At(at);
+        const std::int32_t digit = u_charDigitValue(character);
+        plain.append(digit < 0 ? character : static_cast<UChar32>('0' + digit));
+    }
+    return plain;
+}
+
 // As a whole number, rounded half away from zero; what no number of days has is 0.
 std::string whole(double number)
 {
@@ -78,24 +92,33 @@ std::string universalDatetimeFormatted(Date date, std::string_view format)
     return formatted(date, universalFormatter(format));
 }
 
-std::optional<Date> dateFromUniversalDatetime(std::string_view text, std::string_view format)
+std::vector<Date> datesFromUniversalDatetime(std::string_view text, std::string_view format)
 {
+    std::vector<Date> dates;
     // ICU 72 divides by zero over a fraction of 35 digits. Four bytes make a character at most.
     constexpr std::size_t mostCharacters = 34;
     if (text.size() > 4 * mostCharacters)
-        return std::nullopt;
-    const icu::UnicodeString all = unicode(text);
-    if (all.countChar32() > static_cast<std::int32_t>(mostCharacters))
-        return std::nullopt;
-    const auto reader = universalFormatter(format);
-    if (!reader)
-        return std::nullopt;
-    reader->setLenient(false);
-    icu::ParsePosition position(0);
-    const UDate milliseconds = reader->parse(all, position);
-    if (position.getErrorIndex() >= 0 || position.getIndex() != all.length())
-        return std::nullopt;
-    return Date{milliseconds / 1000};
+        return dates;
+    const icu::UnicodeString plain = withPlainDigits(unicode(text));
+    if (plain.countChar32() > static_cast<std::int32_t>(mostCharacters))
+        return dates;
+    UErrorCode status = U_ZERO_ERROR;
+    const std::unique_ptr<icu::StringEnumeration> calendars(
+        icu::Calendar::getKeywordValuesForLocale("calendar", icu::Locale::getRoot(), false, status));
+    while (const char* calendar = U_SUCCESS(status) ? calendars->next(nullptr, status) : nullptr) {
+        const icu::Locale locale(("en_US_POSIX@calendar=" + std::string(calendar)).c_str());
+        const auto reader = formatter(format, locale, icu::TimeZone::createTimeZone("UTC"));
+        if (!reader)
+            continue;
+        reader->setLenient(false);
+        icu::ParsePosition position(0);
+        const UDate milliseconds = reader->parse(plain, position);
+        icu::UnicodeString again;
+        if (position.getErrorIndex() < 0 && position.getIndex() == plain.length()
+            && reader->format(milliseconds, again) == plain)
+            dates.push_back({milliseconds / 1000});
+    }
+    return dates;
 }
 
 std::string dateID(Date date)

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vitrel {
 
@@ -14,9 +15,10 @@ namespace vitrel {
 
 // `format` is a pattern of ICU. In UTC; calendar and digits are the current user's, so "y" is 2569 in Bangkok.
 std::string universalDatetimeFormatted(Date date, std::string_view format);
-// The other way, for who was sent such a text by the same user. Absent unless the whole text fits, and
-// for one of more than 34 characters.
-std::optional<Date> dateFromUniversalDatetime(std::string_view text, std::string_view format);
+// The other way, for who was sent such a text by a program with another environment, whose calendar and digits aren't
+// known: the dates that would be written so, to the character, in any of the calendars and digits there are. None
+// for a text of more than 34 characters.
+std::vector<Date> datesFromUniversalDatetime(std::string_view text, std::string_view format);
 
 // Identifiers, all through universalDatetimeFormatted.
 std::string dateID(Date date); // 20261116

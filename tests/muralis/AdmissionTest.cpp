@@ -88,16 +88,19 @@ struct Door {
     }
 };
 
-// The saver of a user in Bangkok writes the year 2569 of the Buddhist calendar, one in Cairo the digits of Arabic.
-TEST(Admission, ReadsDatesAsTheUserWritesThem)
+// The saver of a user in Bangkok writes the year 2569 of the Buddhist calendar, one in Cairo the digits of Arabic; and
+// the companion may have been started by a login that knows of no language.
+TEST(Admission, ReadsDatesAsAnyUserWritesThem)
 {
-    for (const char* locale : {"th_TH.UTF-8", "ar_EG.UTF-8", "fa_IR.UTF-8"}) {
+    for (const auto& [locale, own] : {std::pair("th_TH.UTF-8", "C"), {"ar_EG.UTF-8", "th_TH.UTF-8"},
+             {"fa_IR.UTF-8", "C"}, {"ar_SA.UTF-8", "fa_IR.UTF-8"}, {"th_TH.UTF-8", "th_TH.UTF-8"}}) {
         setenv("LC_ALL", locale, 1);
         Door door;
         door.clock.time = Seconds(1794866069.0); // 2026-11-16
         const auto date = universalDatetimeFormatted(door.clock.date(), kCompanionDatePattern);
         const auto old = universalDatetimeFormatted({door.clock.date().secondsSince1970 - 301}, kCompanionDatePattern);
         EXPECT_FALSE(date.starts_with("2026-")) << date;
+        setenv("LC_ALL", own, 1);
         auto request = door.request();
         const auto identity = freshIdentity();
         request.target = std::string(kCompanionStateTarget) + escapedCompanionQuery(identity, date);

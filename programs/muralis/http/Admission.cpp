@@ -108,16 +108,17 @@ std::optional<Date> companionDate(std::string_view text)
     return Date{days * 86400 + hour * 3600 + minute * 60 + second + number(20, 3) / 1000.0};
 }
 
-// As a saver would have written it, to the character.
-static std::optional<Date> usersDate(std::string_view text)
+// A saver writes the date in the calendar and the digits of its user, and may have been started in an environment that
+// isn't this program's.
+bool Admission::isCurrent(std::string_view text) const
 {
-    const auto date = dateFromUniversalDatetime(text, kCompanionDatePattern);
-    return date && universalDatetimeFormatted(*date, kCompanionDatePattern) == text ? date : std::nullopt;
-}
-
-bool Admission::isCurrent(const std::optional<Date>& date) const
-{
-    return date && std::abs(date->secondsSince1970 - clock_.date().secondsSince1970) <= kMostApart;
+    const auto isNear = [now = clock_.date().secondsSince1970](
+                            Date date) { return std::abs(date.secondsSince1970 - now) <= kMostApart; };
+    if (const auto date = companionDate(text))
+        if (isNear(*date))
+            return true;
+    const auto dates = datesFromUniversalDatetime(text, kCompanionDatePattern);
+    return std::any_of(dates.begin(), dates.end(), isNear);
 }
 
 std::optional<CompanionQuestion> Admission::admit(const HttpRequest& request, const std::function<bool()>& isOwnCaller)
@@ -128,8 +129,7 @@ std::optional<CompanionQuestion> Admission::admit(const HttpRequest& request, co
     const auto identity = makeIdentity(target->id);
     if (!identity || !hasRightToken(*target))
         return std::nullopt;
-    // A saver writes the date in the calendar and the digits of its user, who is also this program's.
-    if (!isCurrent(companionDate(target->date)) && !isCurrent(usersDate(target->date)))
+    if (!isCurrent(target->date))
         return std::nullopt;
     if (request.method != "GET" || request.isFromPage || !isLoopbackHost(request.host))
         return std::nullopt;

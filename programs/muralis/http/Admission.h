@@ -44,7 +44,7 @@ public:
     std::optional<CompanionQuestion> admit(const HttpRequest& request, const std::function<bool()>& isOwnCaller);
 
 private:
-    bool isCurrent(const std::optional<Date>& date) const;
+    bool isCurrent(std::string_view date) const;
 
     const Clock& clock_;
     // From the moment of its use a date can pass for at most twice the span: it may lie ahead.
