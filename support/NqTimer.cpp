@@ -83,8 +83,10 @@ void NqTimer::autofireTimerNotification(std::int64_t intervalScope)
             [self = shared_from_this(), intervalScope] { self->autofireTimerNotification(intervalScope); });
         return;
     }
-    if (execute)
-        execute();
+    // It may assign itself anew, or let go of the last holder.
+    const auto self = shared_from_this();
+    if (const auto now = execute)
+        now();
     if (repeats.value_or(false)) {
         const auto length = seconds;
         reset();

@@ -1,5 +1,6 @@
 #include "support/PrintKit.h"
 
+#include <atomic>
 #include <cstdio>
 
 namespace vitrel {
@@ -10,11 +11,27 @@ std::string& printPrefix()
     return prefix;
 }
 
-void print::line(std::string line)
+namespace print {
+
+namespace {
+std::atomic<Destination> whereTo{Destination::StandardOutput};
+} // namespace
+
+void setDestination(Destination destination)
 {
-    line += '\n';
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fflush(stdout);
+    whereTo = destination;
 }
+
+void line(std::string line)
+{
+    if (whereTo == Destination::Nowhere)
+        return;
+    std::FILE* const stream = whereTo == Destination::StandardOutput ? stdout : stderr;
+    line += '\n';
+    std::fwrite(line.data(), 1, line.size(), stream);
+    std::fflush(stream);
+}
+
+} // namespace print
 
 } // namespace vitrel

@@ -30,7 +30,7 @@ template <class T> std::string text(const T& item)
     else if constexpr (std::is_integral_v<T>)
         return std::to_string(item);
     else if constexpr (std::is_floating_point_v<T>)
-        return shortestDecimal(static_cast<double>(item));
+        return shortestDecimal(item);
     else if constexpr (requires {
                            {
                                item.description()
@@ -52,6 +52,11 @@ template <class... Items> std::string joined(const Items&... items)
 
 // `line` and a line end, in one piece.
 void line(std::string line);
+
+// Where lines go, for the whole process; for the program to say before anything is printed. At first to standard
+// output, which is no place for them where a program writes its results there.
+enum class Destination { StandardOutput, StandardError, Nowhere };
+void setDestination(Destination destination);
 
 } // namespace print
 

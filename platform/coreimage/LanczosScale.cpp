@@ -159,7 +159,7 @@ public:
         // As many spans as a recipe needs that shrinks this in turn, and no more.
         constexpr int kMostSpans = 1 << 20;
         if (wanted.width > kMostSpans || wanted.height > kMostSpans || taps(x_, wanted.width) > kMostTaps
-            || taps(y_, wanted.height) > kMostTaps) {
+            || taps(y_, wanted.height) > kMostTaps || !isReadable(wanted)) {
             rendering.failed = true;
             return nullptr;
         }
@@ -176,6 +176,23 @@ private:
     {
         const double each = 2 * axis.support() + 1;
         return count * (axis.bounded ? std::min(each, double(axis.inputCount)) : each);
+    }
+
+    // Whether what is read lies where pixels have numbers, and is read in no time. A picture of bounds is there to be
+    // read; one without could be read for ever.
+    bool isReadable(const PixelRect& wanted) const
+    {
+        constexpr double kFarthest = 1 << 28, kMostBounded = 1 << 28, kMostUnbounded = 1 << 26; // pixels
+        const auto pixels = [](const Axis& axis, int from, int count) {
+            const double reach
+                = axis.support() + std::max(std::abs(axis.centreOf(from)), std::abs(axis.centreOf(from + count)));
+            const double length = count * axis.ratio + 2 * axis.support();
+            return reach > kFarthest ? kMostBounded * 2
+                : axis.bounded       ? std::min(length, double(axis.inputCount))
+                                     : length;
+        };
+        const double area = pixels(x_, wanted.x, wanted.width) * pixels(y_, wanted.y, wanted.height);
+        return area <= (x_.bounded && y_.bounded ? kMostBounded : kMostUnbounded);
     }
 
     const NodeRef input_;

@@ -186,6 +186,12 @@ TEST(Recipe, RecipesThatAskForTooMuchGiveNothing)
     const CIImage sea = filtered("CIGaussianBlur", {{kCIInputImageKey, image.imageByClampingToExtent()}})
                             ->imageByApplyingTransform(CGAffineTransformMakeScale(1e-4, 1e-4));
     EXPECT_TRUE(pixelsOf(sea, makeRect(0, 0, 100, 100)).empty());
+    // Sharp shrinking reads all that it shrinks: of what has no edge, or lies far off, it would read for hours.
+    for (const NSRect wanted : {makeRect(0, 0, 100, 100), makeRect(1 << 24, 0, 1, 1)}) {
+        const CIImage shrunk = *filtered("CILanczosScaleTransform",
+            {{kCIInputImageKey, image.imageByClampingToExtent()}, {kCIInputScaleKey, 1.0 / 8192}});
+        EXPECT_TRUE(pixelsOf(shrunk, wanted).empty());
+    }
     // A picture made very small is read where it shows.
     const CIImage small
         = image.imageByClampingToExtent().imageByApplyingTransform(CGAffineTransformMakeScale(1e-4, 1e-4));

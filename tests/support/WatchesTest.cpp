@@ -107,6 +107,19 @@ TEST(NqTimer, ARepeatIsOneMoreCountdownAndClearsTheWish)
     EXPECT_EQ(in.fired, 2);
 }
 
+// What it runs then would be freed under its feet.
+TEST(NqTimer, WhatItCallsMayPutAnotherInItsPlace)
+{
+    Counted in;
+    const auto timer = in.timer(1);
+    timer->execute = [&in, &timer = *timer, text = std::string(100, 'x')] {
+        timer.execute = nullptr;
+        in.fired += static_cast<int>(text.size());
+    };
+    in.fastForwardBy(Seconds(1));
+    EXPECT_EQ(in.fired, 100);
+}
+
 TEST(NqTimer, ZeroSecondsFireOnTheFirstLookAndAQueuedLookHoldsTheTimer)
 {
     Counted in;
