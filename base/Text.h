@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -12,9 +13,10 @@
 
 namespace vitrel {
 
-// The shortest decimal that reads back as `number`; whole numbers without a point, from 2^63 on with an exponent, as
-// many readers take bare digits for an integer that overflows; "nan", "inf", "-inf". Independent of the locale.
-inline std::string shortestDecimal(double number)
+// The shortest decimal that reads back as `number`, in its own precision; whole numbers without a point, from 2^63 on
+// with an exponent, as many readers take bare digits for an integer that overflows; "nan", "inf", "-inf". Independent
+// of the locale.
+template <std::floating_point Number> std::string shortestDecimal(Number number)
 {
     if (number == std::floor(number) && std::fabs(number) < 1e15) {
         if (number == 0)
@@ -22,7 +24,7 @@ inline std::string shortestDecimal(double number)
         return std::to_string(static_cast<std::int64_t>(number));
     }
     std::array<char, 64> buffer;
-    const bool huge = std::fabs(number) >= 9223372036854775808.0 && std::isfinite(number);
+    const bool huge = std::fabs(number) >= Number(9223372036854775808.0) && std::isfinite(number);
     char* const last = buffer.data() + buffer.size();
     const auto end = huge ? std::to_chars(buffer.data(), last, number, std::chars_format::scientific)
                           : std::to_chars(buffer.data(), last, number);
@@ -129,6 +131,35 @@ inline std::string encodeBase64(ByteView bytes)
             out.push_back(k <= count ? alphabet[group >> (18 - 6 * k) & 63] : '=');
     }
     return out;
+}
+
+// Two lower-case hexadecimal digits a byte.
+inline std::string hexadecimal(ByteView bytes)
+{
+    constexpr char digits[] = "0123456789abcdef";
+    std::string out;
+    out.reserve(bytes.size() * 2);
+    for (const std::uint8_t byte : bytes)
+        (out += digits[byte >> 4]) += digits[byte & 15];
+    return out;
+}
+
+// ASCII letters alone are changed, whatever the locale.
+inline std::string asciiLowercase(std::string_view text)
+{
+    std::string out(text);
+    for (char& c : out) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return out;
+}
+
+// `text` without what `blanks` has at its ends.
+inline std::string_view trimmed(std::string_view text, std::string_view blanks = " \t\n\r\f\v")
+{
+    const auto first = text.find_first_not_of(blanks);
+    return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
 // Resolves %XX escapes (RFC 3986, section 2.1). An escape that isn't two hexadecimal digits stays as it is.

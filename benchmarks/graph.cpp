@@ -1,6 +1,7 @@
 // What a frame of the composition player costs, in processor time: graphs without drawing, and drawing at 1280x720.
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 

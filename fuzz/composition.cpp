@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (text.empty())
         return 0;
     const auto made = qc::compositionFromText(text, "/nowhere");
-    const auto again = made ? qc::compositionOfPropertyList(*made) : std::nullopt;
+    const auto again = qc::compositionOfPropertyList(made ? *made : Value());
     // What the form holds, it holds for good.
     if (again
         && qc::textForm(*again)

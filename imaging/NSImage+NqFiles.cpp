@@ -2,9 +2,7 @@
 
 #include "platform/appkit/ImageCoding.h"
 #include "platform/appkit/NSGraphicsContext.h"
-#include "platform/foundation/FileSystem.h"
-
-#include <fcntl.h>
+#include "platform/foundation/Files.h"
 
 namespace vitrel {
 
@@ -18,24 +16,9 @@ std::optional<Bytes> pngOfFirst(const NSImage& image)
     return bitmap ? pngRepresentation(*bitmap) : std::nullopt;
 }
 
-bool replaceFile(const std::string& path, const std::optional<Bytes>& contents)
+bool write(const std::optional<Bytes>& contents, const std::string& path)
 {
-    if (!contents)
-        return false;
-    FileSystem files;
-    const std::string beside = path + ".new";
-    bool good = false;
-    {
-        const FileDescriptor file(
-            files, files.open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666));
-        if (file.get() < 0)
-            return false;
-        good = writeAll(files, file.get(), *contents) == 0 && files.fsync(file.get()) == 0;
-    }
-    if (good && files.rename(beside.c_str(), path.c_str()) == 0)
-        return true;
-    files.unlink(beside.c_str());
-    return false;
+    return contents && writeFile(path, *contents) == 0;
 }
 
 } // namespace
@@ -50,12 +33,12 @@ std::optional<Bytes> PNGRepresentationOfImage(const NSImage& image)
 
 bool writeFocusToFile(const NSImage& image, const std::string& path)
 {
-    return replaceFile(path, PNGRepresentationOfImage(image));
+    return write(PNGRepresentationOfImage(image), path);
 }
 
 bool writeToFile(const NSImage& image, const std::string& path)
 {
-    return replaceFile(path, pngOfFirst(image));
+    return write(pngOfFirst(image), path);
 }
 
 } // namespace vitrel

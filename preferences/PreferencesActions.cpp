@@ -56,8 +56,7 @@ void PreferencesWC::openPanelDidOpenFiles(const std::vector<NSURL>& urls)
         for (const NSURL& url : urls) {
             const auto bookmark = url.bookmarkData();
             NSLog(surroundings().log, "error %@", {bookmark ? std::string() : "no bookmark of " + url.path()});
-            host->setObjectForKey(
-                bookmark ? Value(std::make_shared<const Bytes>(*bookmark)) : Value(), url.path());
+            host->setObjectForKey(bookmark ? Value(std::make_shared<const Bytes>(*bookmark)) : Value(), url.path());
             paths.push_back(url.path());
             last = url.path();
         }
@@ -170,10 +169,13 @@ void PreferencesWC::buttonCancel()
 
 void PreferencesWC::endSheet()
 {
+    // The window's delegate lets go of its controller when it closes.
+    const auto self = shared_from_this();
+    const auto sheet = window();
     if (surroundings().endSheet)
-        surroundings().endSheet(window());
+        surroundings().endSheet(sheet);
     else
-        window()->close();
+        sheet->close();
 }
 
 void PreferencesWC::openMuralisQuartzWebpage()
@@ -181,8 +183,7 @@ void PreferencesWC::openMuralisQuartzWebpage()
     const NSBundle* bundle = surroundings().classBundle;
     if (!bundle || !surroundings().workspace)
         return;
-    const auto site = bundle->infoDictionary().find(kWebsiteKey);
-    const auto* address = site == bundle->infoDictionary().end() ? nullptr : site->second.as<std::string>();
+    const auto* address = textMember(bundle->infoDictionary(), kWebsiteKey);
     if (!address || address->empty())
         return;
     surroundings().workspace->openURL(*address + (address->ends_with('/') ? "" : "/") + kCompositionsPage);

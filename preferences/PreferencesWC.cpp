@@ -15,8 +15,7 @@ namespace {
 constexpr const char* kFilesPaths = "Files Paths";
 constexpr const char* kActiveFilePath = "Active File Path";
 constexpr const char* kUseRandom = "Use Random Screen Saver";
-constexpr const char* kFeedToolTip
-    = "Download the Muralis RSS Visualizer Quartz composition to use RSS feeds support";
+constexpr const char* kFeedToolTip = "Download the Muralis RSS Visualizer Quartz composition to use RSS feeds support";
 
 std::string lastPathComponent(const std::string& path)
 {
@@ -27,8 +26,7 @@ std::string informationText(const NSBundle* bundle, const char* key)
 {
     if (!bundle)
         return {};
-    const auto found = bundle->infoDictionary().find(key);
-    const auto* text = found == bundle->infoDictionary().end() ? nullptr : found->second.as<std::string>();
+    const auto* text = textMember(bundle->infoDictionary(), key);
     return text ? *text : std::string();
 }
 
@@ -158,8 +156,7 @@ void PreferencesWC::updateViewExtras()
         send(field, &NSTextField::setEnabled, enabled);
         send(field, &NSTextField::setToolTip, kFeedToolTip);
     }
-    send(rssURLLabel_, &NSTextField::setTextColor,
-        enabled ? NSTextColor::textColor : NSTextColor::secondaryLabelColor);
+    send(rssURLLabel_, &NSTextField::setTextColor, enabled ? NSTextColor::textColor : NSTextColor::secondaryLabelColor);
     send(rssURLTextField_, &NSTextField::setStringValue, item ? item->rssFeedURL().value_or("") : std::string());
 }
 
@@ -247,8 +244,8 @@ void PreferencesWC::setFilePathActive(const std::string& path)
 std::optional<int> PreferencesWC::fileIndex() const
 {
     const auto active = filePathActive();
-    const auto place = active ? std::find(filteredFilesList_.begin(), filteredFilesList_.end(), *active)
-                              : filteredFilesList_.end();
+    const auto place
+        = active ? std::find(filteredFilesList_.begin(), filteredFilesList_.end(), *active) : filteredFilesList_.end();
     if (place == filteredFilesList_.end())
         return std::nullopt;
     return static_cast<int>(place - filteredFilesList_.begin());

@@ -2,12 +2,12 @@
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/Surroundings.h"
+#include "preferences/InitialChoice.h"
 #include "saver/VitrelView.h"
 
 namespace vitrel {
 namespace {
 
-constexpr const char* kDefaultComposition = "Muralis RSS Almanac";
 constexpr const char* kSecondComposition = "Muralis Cover Still";
 constexpr double kFramesPerSecond = 60;
 
@@ -55,11 +55,8 @@ std::optional<std::string> VitrelView::filePathActive() const
 
 std::optional<NSURL> VitrelView::urlDefaultComposition() const
 {
-    for (const NSBundle* bundle : {surroundings_.classBundle, surroundings_.mainBundle}) {
-        if (auto path = resource(bundle, kDefaultComposition))
-            return NSURL::fileURLWithPath(std::move(*path));
-    }
-    return std::nullopt;
+    auto path = defaultCompositionPath(surroundings_);
+    return path ? std::optional(NSURL::fileURLWithPath(std::move(*path))) : std::nullopt;
 }
 
 void VitrelView::randomizeFile()
@@ -141,6 +138,8 @@ void VitrelView::fileDidChange()
 
 void VitrelView::reloadFile()
 {
+    if (!dataiTunes_)
+        return; // the stop has begun, and ends with no composition
     RunLoop& loop = *surroundings_.runLoop;
     for (const Selector step : {SELECTOR(VitrelView, endCleanupForFileReload),
              SELECTOR(VitrelView, prepareToReloadFile), SELECTOR(VitrelView, loadFile)})

@@ -1,6 +1,7 @@
 #include "platform/foundation/DefaultsStore.h"
 
 #include "base/Text.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/PropertyList.h"
 
 #include <cerrno>
@@ -82,6 +83,13 @@ template <class Change> Value withTexts(const Value& value, Change change)
     return value;
 }
 
+bool isEmpty(const Value& value)
+{
+    const auto* text = value.as<std::string>();
+    const auto* array = value.array();
+    return value.isNothing() || (text && text->empty()) || (array && array->empty());
+}
+
 } // namespace
 
 DefaultsStore::DefaultsStore(std::string folder, FileSystem& files, LogSink log)
@@ -89,15 +97,6 @@ DefaultsStore::DefaultsStore(std::string folder, FileSystem& files, LogSink log)
     , files_(files)
     , log_(std::move(log))
 { }
-
-std::string DefaultsStore::userFolder()
-{
-    const char* config = std::getenv("XDG_CONFIG_HOME");
-    if (config && config[0] == '/')
-        return std::string(config) + "/vitrel";
-    const char* home = std::getenv("HOME");
-    return home && home[0] == '/' ? std::string(home) + "/.config/vitrel" : std::string();
-}
 
 std::string DefaultsStore::pathForDomain(const std::string& domain) const
 {
@@ -119,10 +118,14 @@ std::optional<Value> DefaultsStore::valueForKey(const std::string& domain, const
     if (const auto argument = arguments_.find(key); argument != arguments_.end())
         return argument->second;
     const Domain& state = refreshed(domain);
-    if (const auto kept = state.unwritten.find(key); kept != state.unwritten.end())
-        return kept->second.isNothing() ? std::nullopt : std::optional(kept->second);
-    const auto found = state.stored.find(key);
-    return found == state.stored.end() ? std::nullopt : std::optional(found->second);
+    const Value* value = member(state.unwritten, key);
+    if (!value)
+        value = member(state.stored, key);
+    if (!value || isEmpty(*value)) {
+        if (const Value* fallback = member(fallbacks_, key))
+            return *fallback;
+    }
+    return value && !value->isNothing() ? std::optional(*value) : std::nullopt;
 }
 
 Dictionary DefaultsStore::dictionaryForDomain(const std::string& domain)
@@ -157,7 +160,19 @@ bool DefaultsStore::synchronize(const std::string& domain)
     Domain& state = domains_[domain];
     if (!state.unwritten.empty())
         store(domain, state);
-    return state.unwritten.empty() || state.batches > 0 || folder_.empty();
+    return state.unwritten.empty() || state.batches > 0 || folder_.empty() || keepsInMemory_;
+}
+
+void DefaultsStore::setFallback(const std::string& key, const Value& value)
+{
+    const std::lock_guard lock(mutex_);
+    fallbacks_[key] = value;
+}
+
+void DefaultsStore::keepInMemory()
+{
+    const std::lock_guard lock(mutex_);
+    keepsInMemory_ = true;
 }
 
 void DefaultsStore::setArgument(const std::string& key, const Value& value)
@@ -244,7 +259,7 @@ int DefaultsStore::read(const std::string& name, Domain& domain, bool& damaged)
 
 void DefaultsStore::store(const std::string& name, Domain& domain)
 {
-    if (folder_.empty() || domain.batches > 0)
+    if (folder_.empty() || keepsInMemory_ || domain.batches > 0)
         return;
     const int error = write(name, domain);
     if (!error) {
@@ -357,38 +372,16 @@ int DefaultsStore::replaceFile(const std::string& path, const Dictionary& conten
     const std::string text = xmlPropertyList(withTexts(Value(contents), escaped));
     if (text.empty())
         return EFBIG;
-    const std::string temporary = path + ".new"; // one name is enough beneath the lock
-    struct ::stat status {
-    };
-    {
-        const FileDescriptor file(
-            files_, files_.open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
-        if (file.get() < 0)
-            return errno;
-        int error = writeAll(files_, file.get(), bytesOf(text));
-        if (!error && (files_.fsync(file.get()) != 0 || files_.fstat(file.get(), &status) != 0))
-            error = errno;
-        if (error) {
-            files_.unlink(temporary.c_str());
-            return error;
-        }
-    }
-    if (files_.rename(temporary.c_str(), path.c_str()) != 0) {
-        const int error = errno;
-        files_.unlink(temporary.c_str());
-        return error;
-    }
+    const auto replaced = vitrel::replaceFile(files_, path, bytesOf(text), {.mode = 0600});
+    if (!replaced)
+        return replaced.error();
     domain.stored = contents;
     domain.parsed.reset();
     domain.unwritten.clear();
-    domain.stamp = stampOf(status);
+    domain.stamp = stampOf(*replaced);
     domain.settled = false;
     domain.known = true;
     domain.reportedDamage = false;
-    // The new name lasts once the folder is on the disk. The contents are whole either way, so this may fail.
-    const FileDescriptor folder(files_, files_.open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
-    if (folder.get() >= 0)
-        files_.fsync(folder.get());
     return 0;
 }
 

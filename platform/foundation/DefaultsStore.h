@@ -22,9 +22,6 @@ public:
     // `folder` is made when something is first written. An empty one keeps everything in memory.
     DefaultsStore(std::string folder, FileSystem& files, LogSink log);
 
-    // $XDG_CONFIG_HOME/vitrel, else ~/.config/vitrel; empty if there is no home either.
-    static std::string userFolder();
-
     std::optional<Value> valueForKey(const std::string& domain, const std::string& key);
     Dictionary dictionaryForDomain(const std::string& domain);
     // Nothing removes the key. A value without a form in a property list is refused, with a line in the log.
@@ -51,6 +48,10 @@ public:
 
     // What the command line sets, above every domain and never stored.
     void setArgument(const std::string& key, const Value& value);
+    // What holds where no domain has the key, or has an empty text or array there. Below every domain and never stored.
+    void setFallback(const std::string& key, const Value& value);
+    // From now on the disk is read and not written: what is stored lasts until the process ends.
+    void keepInMemory();
 
     // Whether there is no folder, so that nothing outlives the process.
     bool isVolatile() const { return folder_.empty(); }
@@ -99,7 +100,8 @@ private:
     const LogSink log_;
     std::mutex mutex_;
     std::map<std::string, Domain> domains_;
-    Dictionary arguments_;
+    Dictionary arguments_, fallbacks_;
+    bool keepsInMemory_ = false;
 };
 
 } // namespace vitrel

@@ -50,23 +50,27 @@ int FileSystem::unlink(const char* path)
     return ::unlink(path);
 }
 
-Result<Bytes, int> readAll(FileSystem& files, int fd, std::size_t limit)
+Result<Bytes, int> readAll(FileSystem& files, int fd, std::size_t limit, std::size_t expected)
 {
+    constexpr std::size_t kStep = 65536;
     Bytes bytes;
-    std::uint8_t buffer[16384];
+    std::size_t have = 0;
     for (;;) {
-        const ssize_t got = files.read(fd, buffer, sizeof buffer);
-        if (got == 0)
-            return bytes;
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
+        if (have == bytes.size())
+            bytes.resize(have < expected ? expected : have + kStep);
+        const ssize_t got = files.read(fd, bytes.data() + have, bytes.size() - have);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
             return errno;
-        }
-        if (bytes.size() + static_cast<std::size_t>(got) > limit)
+        have += static_cast<std::size_t>(got);
+        if (have > limit)
             return EFBIG;
-        bytes.insert(bytes.end(), buffer, buffer + got);
+        if (got == 0 || have == expected)
+            break;
     }
+    bytes.resize(have);
+    return bytes;
 }
 
 int writeAll(FileSystem& files, int fd, ByteView data)

@@ -11,8 +11,8 @@
 
 namespace vitrel {
 
-// The calls to the system that the store of defaults makes, under their own names and with their own answers, so
-// that a test can make the n-th of them fail. Any thread.
+// The calls to the system that whole files are read and written with (Files.h), under their own names and with their
+// own answers, so that a test can make the n-th of them fail. Any thread.
 class FileSystem
 {
 public:
@@ -51,8 +51,8 @@ private:
     int fd_;
 };
 
-// All of an open file, or errno. EFBIG above `limit`.
-Result<Bytes, int> readAll(FileSystem& files, int fd, std::size_t limit);
+// All of an open file, or errno. EFBIG above `limit`. `expected` saves memory where it is the size.
+Result<Bytes, int> readAll(FileSystem& files, int fd, std::size_t limit, std::size_t expected = 0);
 // 0, or errno.
 int writeAll(FileSystem& files, int fd, ByteView data);
 

@@ -1,12 +1,11 @@
 #include "platform/foundation/LocalizedStrings.h"
 
 #include "base/Text.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/Surroundings.h"
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 namespace vitrel {
 namespace {
@@ -117,12 +116,9 @@ std::shared_ptr<Table> tableOf(const Surroundings& surroundings)
         // It becomes part of a path.
         if (!surroundings.mainBundle || language.find('/') != language.npos)
             continue;
-        std::ifstream file(
-            surroundings.mainBundle->resourcePath() + "/" + language + ".lproj/Localizable.strings", std::ios::binary);
-        if (!file)
-            continue;
-        const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        if (auto read = localizedStringsInText(text)) {
+        const auto bytes = readFile(
+            surroundings.mainBundle->resourcePath() + "/" + language + ".lproj/Localizable.strings", kMostBytes);
+        if (auto read = bytes ? localizedStringsInText(textOf(*bytes)) : std::nullopt) {
             table->texts = std::move(*read);
             break;
         }

@@ -1,10 +1,9 @@
 #include "platform/foundation/NSBundle.h"
 
+#include "platform/foundation/Files.h"
 #include "platform/foundation/PropertyList.h"
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 namespace vitrel {
 
@@ -13,9 +12,9 @@ namespace fs = std::filesystem;
 NSBundle::NSBundle(std::string folder)
     : folder_(std::move(folder))
 {
-    std::ifstream file(folder_ + "/Info.plist", std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    const auto value = propertyListWithData(bytesOf(text));
+    constexpr std::size_t kMostBytes = 1u << 20;
+    const auto bytes = readFile(folder_ + "/Info.plist", kMostBytes);
+    const auto value = bytes ? propertyListWithData(*bytes) : std::nullopt;
     if (value && value->dictionary())
         info_ = *value->dictionary();
 }
@@ -41,8 +40,7 @@ NSBundle NSBundle::forExecutable(const std::string& executable)
 
 std::optional<std::string> NSBundle::bundleIdentifier() const
 {
-    const auto found = info_.find("CFBundleIdentifier");
-    const auto* text = found == info_.end() ? nullptr : found->second.as<std::string>();
+    const auto* text = textMember(info_, "CFBundleIdentifier");
     return text && !text->empty() ? std::optional(*text) : std::nullopt;
 }
 

@@ -1,8 +1,8 @@
 #include "platform/foundation/NSURL.h"
 
+#include "base/Text.h"
 #include "platform/foundation/PropertyList.h"
 
-#include <cstdio>
 #include <filesystem>
 
 #include <dirent.h>
@@ -56,8 +56,8 @@ std::optional<std::string> searchedInFolder(const std::string& path, Identity wa
 
 std::optional<std::int64_t> integerIn(const Dictionary& members, const char* key)
 {
-    const auto found = members.find(key);
-    const auto* number = found == members.end() ? nullptr : found->second.as<std::int64_t>();
+    const Value* value = member(members, key);
+    const auto* number = value ? value->as<std::int64_t>() : nullptr;
     return number ? std::optional(*number) : std::nullopt;
 }
 
@@ -65,15 +65,7 @@ std::optional<std::int64_t> integerIn(const Dictionary& members, const char* key
 
 std::string NSURL::absoluteString() const
 {
-    std::string out = "file://";
-    for (const char c : path_) {
-        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
-            || std::string_view("/-._~!$&'()*+,=:@").find(c) != std::string_view::npos;
-        char code[4];
-        std::snprintf(code, sizeof code, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
-        out += plain ? std::string(1, c) : std::string(code);
-    }
-    return out;
+    return "file://" + percentEncoded(path_, "/-._~!$&'()*+,=:@");
 }
 
 std::string NSURL::lastPathComponent() const
@@ -102,8 +94,8 @@ Result<NSURL, NSError> NSURL::URLByResolvingBookmarkData(ByteView bookmark)
     const auto* members = value ? value->dictionary() : nullptr;
     if (!members)
         return corrupt;
-    const auto path = members->find("path");
-    const auto* bytes = path == members->end() ? nullptr : path->second.bytes();
+    const Value* path = member(*members, "path");
+    const auto* bytes = path ? path->bytes() : nullptr;
     const auto device = integerIn(*members, "device"), inode = integerIn(*members, "inode");
     if (!bytes || bytes->empty() || !device || !inode)
         return corrupt;

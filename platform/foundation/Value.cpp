@@ -34,6 +34,30 @@ const Bytes* Value::bytes() const
     return pointee<Bytes>(*this);
 }
 
+const Value* member(const Dictionary& dictionary, std::string_view key)
+{
+    const auto found = dictionary.find(key);
+    return found == dictionary.end() ? nullptr : &found->second;
+}
+
+const std::string* textMember(const Dictionary& dictionary, std::string_view key)
+{
+    const Value* value = member(dictionary, key);
+    return value ? value->as<std::string>() : nullptr;
+}
+
+const Dictionary* dictionaryMember(const Dictionary& dictionary, std::string_view key)
+{
+    const Value* value = member(dictionary, key);
+    return value ? value->dictionary() : nullptr;
+}
+
+const Array* arrayMember(const Dictionary& dictionary, std::string_view key)
+{
+    const Value* value = member(dictionary, key);
+    return value ? value->array() : nullptr;
+}
+
 std::shared_ptr<const NSImage> Value::image() const
 {
     const auto* held = as<std::shared_ptr<const NSImage>>();

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -61,6 +62,13 @@ struct Value : std::variant<std::monostate, bool, std::int64_t, double, std::str
     // What doubleValue gives on the platform: numbers as they are, text by its leading number, else absent.
     std::optional<double> doubleValue() const;
 };
+
+// A member of a dictionary, if there is one and, where the name says a kind, it is of that kind; else null. The
+// dictionary's own.
+const Value* member(const Dictionary& dictionary, std::string_view key);
+const std::string* textMember(const Dictionary& dictionary, std::string_view key);
+const Dictionary* dictionaryMember(const Dictionary& dictionary, std::string_view key);
+const Array* arrayMember(const Dictionary& dictionary, std::string_view key);
 
 // What "%@" makes of a value: text as it is, numbers as their shortest decimal, booleans 1 and 0, nothing "<null>",
 // containers in the platform's old style, cut short behind a megabyte or 64 levels.

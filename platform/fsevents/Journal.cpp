@@ -2,7 +2,7 @@
 
 #include "base/MD5.h"
 #include "base/Text.h"
-#include "platform/foundation/FileSystem.h"
+#include "platform/foundation/Files.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -12,7 +12,6 @@
 #include <atomic>
 #include <cerrno>
 #include <charconv>
-#include <cstdlib>
 #include <filesystem>
 #include <limits>
 
@@ -182,11 +181,7 @@ std::optional<FSJournal> readJournal(std::string_view text)
 
 std::string FSJournals::userFolder()
 {
-    const char* state = std::getenv("XDG_STATE_HOME");
-    if (state && state[0] == '/')
-        return std::string(state) + "/vitrel/fsevents";
-    const char* home = std::getenv("HOME");
-    return home && home[0] == '/' ? std::string(home) + "/.local/state/vitrel/fsevents" : std::string();
+    return vitrel::userFolder(UserFolder::State, "fsevents");
 }
 
 FSJournals::FSJournals(std::string folder)
@@ -202,26 +197,18 @@ FSJournals::FSJournals(std::string folder)
 
 std::string FSJournals::fileOf(const std::vector<std::string>& roots) const
 {
-    std::string all, name;
+    std::string all;
     for (const auto& root : roots)
         all += root + '\0';
-    for (const auto byte : md5(bytesOf(all))) {
-        for (const int half : {byte >> 4, byte & 15})
-            name += "0123456789abcdef"[half];
-    }
-    return folder_ + "/" + name + ".journal";
+    return folder_ + "/" + hexadecimal(md5(bytesOf(all))) + ".journal";
 }
 
 std::optional<FSJournal> FSJournals::load(const std::vector<std::string>& roots) const
 {
     if (folder_.empty())
         return std::nullopt;
-    FileSystem files;
-    const FileDescriptor file(files, files.open(fileOf(roots).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
-    if (file.get() < 0)
-        return std::nullopt;
-    const auto bytes = readAll(files, file.get(), FSJournal::kMostBytes);
-    return bytes ? readJournal({reinterpret_cast<const char*>(bytes->data()), bytes->size()}) : std::nullopt;
+    const auto bytes = readFile(fileOf(roots), FSJournal::kMostBytes);
+    return bytes ? readJournal(textOf(*bytes)) : std::nullopt;
 }
 
 bool FSJournals::save(const std::vector<std::string>& roots, const FSJournal& journal) const
@@ -232,19 +219,8 @@ bool FSJournals::save(const std::vector<std::string>& roots, const FSJournal& jo
     if (text.size() > FSJournal::kMostBytes)
         return false;
     FileSystem files;
-    static std::atomic<unsigned> count{0};
-    const std::string beside = path + "." + std::to_string(::getpid()) + "-" + std::to_string(++count) + ".new";
-    {
-        const FileDescriptor file(files, files.open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        if (file.get() < 0 || writeAll(files, file.get(), bytesOf(text)) != 0) {
-            files.unlink(beside.c_str());
-            return false;
-        }
-    }
-    if (files.rename(beside.c_str(), path.c_str()) != 0) {
-        files.unlink(beside.c_str());
+    if (!replaceFile(files, path, bytesOf(text), {.mode = 0600, .lasting = false}))
         return false;
-    }
     prune();
     return true;
 }

@@ -3,7 +3,7 @@
 #include "platform/appkit/NSWindow.h"
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/WindowPresenter.h"
-#include "platform/quartzcomposer/file/TextForm.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 
 #include <algorithm>
@@ -37,7 +37,7 @@ CompositionView::~CompositionView()
 bool CompositionView::loadCompositionFromFile(const std::string& path)
 {
     unloadComposition();
-    auto file = qc::readCompositionOrTextFile(path);
+    auto file = qc::readCompositionFile(path);
     if (!file)
         return false;
     file_ = std::make_unique<qc::CompositionFile>(std::move(*file));

@@ -1,18 +1,10 @@
 #include "programs/configure/DroppedFiles.h"
 
+#include "platform/quartzcomposer/file/CompositionReader.h"
+
 #include <filesystem>
 
 namespace vitrel {
-namespace {
-
-bool hasCompositionName(const std::string& path)
-{
-    const std::string extension = std::filesystem::path(path).extension();
-    return QByteArray::fromStdString(extension).toLower() == ".qtz";
-}
-
-} // namespace
-
 std::vector<NSURL> localFiles(const QList<QUrl>& urls)
 {
     std::vector<NSURL> files;
@@ -31,7 +23,7 @@ std::vector<NSURL> compositionsAmong(const std::vector<NSURL>& files)
     std::vector<NSURL> compositions;
     for (const NSURL& file : files) {
         std::error_code error;
-        if (hasCompositionName(file.path()) && std::filesystem::is_regular_file(file.path(), error))
+        if (std::filesystem::is_regular_file(file.path(), error) && qc::whyNoComposition(file.path()).empty())
             compositions.push_back(file);
     }
     return compositions;

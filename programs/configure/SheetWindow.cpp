@@ -299,6 +299,7 @@ void SheetWindow::showPanel(const std::shared_ptr<NSOpenPanel>& panel)
     QStringList patterns;
     for (const auto& type : panel->allowedFileTypes())
         patterns << QLatin1String("*.") + QString::fromStdString(type);
+    patterns << QStringLiteral("*.json"); // the text form
     dialog->setNameFilter(texts_("Compositions") + QStringLiteral(" (%1)").arg(patterns.join(QLatin1Char(' '))));
     connect(dialog, &QDialog::finished, this, [panel, dialog](int result) {
         const bool chosen = result == QDialog::Accepted;

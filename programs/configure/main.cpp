@@ -1,8 +1,10 @@
 #include "platform/foundation/DefaultsStore.h"
-#include "platform/foundation/FileSystem.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/LocalizedStrings.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/Surroundings.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
+#include "preferences/InitialChoice.h"
 #include "programs/child/SaverProgram.h"
 #include "programs/configure/DroppedFiles.h"
 #include "programs/configure/LoopDriver.h"
@@ -78,7 +80,7 @@ std::vector<std::string> compositionPaths(const std::vector<std::string>& names)
         std::error_code error;
         const std::string path = fs::absolute(name, error).lexically_normal();
         if (compositionsAmong({NSURL::fileURLWithPath(path)}).empty())
-            complain(fs::exists(path, error) ? name + " is no composition: its name doesn't end in .qtz"
+            complain(fs::exists(path, error) ? name + " is no composition: " + qc::whyNoComposition(path)
                                              : "there is no file " + name);
         else
             paths.push_back(path);
@@ -92,14 +94,14 @@ int run(int argc, char** argv, const std::vector<std::string>& files)
     RunLoop loop(clock);
     FileSystem fileSystem;
     const LogSink log = standardErrorLog(clock);
-    DefaultsStore defaults(DefaultsStore::userFolder(), fileSystem, log);
+    DefaultsStore defaults(userFolder(UserFolder::Config), fileSystem, log);
     const NSBundle bundle = NSBundle::forExecutable();
     Surroundings surroundings;
     surroundings.clock = &clock;
     surroundings.runLoop = &loop;
     surroundings.defaults = &defaults;
     surroundings.classBundle = surroundings.mainBundle = &bundle;
-    surroundings.log = log;
+    setInitialChoice(surroundings, true);
     surroundings.languages = userLanguages();
     if (const char* version = std::getenv("VITREL_SYSTEM_VERSION"); version && *version) {
         const auto made = makeOperatingSystemVersion(version);

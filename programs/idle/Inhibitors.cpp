@@ -1,19 +1,14 @@
 #include "programs/idle/Inhibitors.h"
 
+#include "base/Text.h"
+
 #include <algorithm>
-#include <cctype>
 
 namespace vitrel {
 
 namespace {
 
 constexpr std::size_t kMostPerCaller = 1000, kMostCallers = 50, kLongestText = 1000;
-
-std::string lowercase(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-    return text;
-}
 
 bool hasAny(const std::string& text, std::initializer_list<const char*> words)
 {
@@ -24,7 +19,7 @@ bool hasAny(const std::string& text, std::initializer_list<const char*> words)
 
 bool holdsSaverBack(const Inhibitor& inhibitor)
 {
-    const std::string why = lowercase(inhibitor.why);
+    const std::string why = asciiLowercase(inhibitor.why);
     // Browsers say "audio-playing" and "video-playing", "Playing audio" and "Playing video".
     return !hasAny(why, {"audio", "music", "sound"})
         || hasAny(why, {"video", "film", "movie", "present", "call", "conference"});

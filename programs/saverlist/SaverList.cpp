@@ -1,5 +1,7 @@
 #include "programs/saverlist/SaverList.h"
 
+#include "base/Text.h"
+
 #include <algorithm>
 #include <charconv>
 #include <optional>
@@ -9,19 +11,17 @@ namespace vitrel {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kBlanks = " \t"; // a line's own
 constexpr const char* kName = "vitrel";
 
-bool isBlank(char c)
+bool isBlankInLine(char c)
 {
     return kBlanks.find(c) != std::string_view::npos;
 }
 
-std::string_view trimmed(std::string_view text)
+std::string_view trimmedLine(std::string_view line)
 {
-    const auto first = std::min(text.find_first_not_of(kBlanks), text.size());
-    const auto last = text.find_last_not_of(kBlanks);
-    return last == std::string_view::npos ? std::string_view() : text.substr(first, last + 1 - first);
+    return trimmed(line, kBlanks);
 }
 
 // Where the line that begins at `begin` ends, with those that continue it.
@@ -39,15 +39,15 @@ std::size_t endOfLine(std::string_view text, std::size_t begin)
 // An entry is [-] [VISUAL:] ["NAME"] COMMAND.
 bool startsVitrel(std::string_view entry)
 {
-    entry = trimmed(entry.substr(entry.starts_with('-') ? 1 : 0));
+    entry = trimmedLine(entry.substr(entry.starts_with('-') ? 1 : 0));
     const auto word = entry.substr(0, std::min(entry.find_first_of(kBlanks), entry.size()));
     if (word.ends_with(':') && word.find('"') == std::string_view::npos)
-        entry = trimmed(entry.substr(word.size()));
+        entry = trimmedLine(entry.substr(word.size()));
     if (entry.starts_with('"')) {
         const auto close = entry.find('"', 1);
         if (close == std::string_view::npos)
             return false;
-        entry = trimmed(entry.substr(close + 1));
+        entry = trimmedLine(entry.substr(close + 1));
     }
     const auto command = entry.substr(0, std::min(entry.find_first_of(kBlanks), entry.size()));
     return !command.starts_with('-') && command.substr(command.rfind('/') + 1) == kName;
@@ -104,7 +104,7 @@ std::string SaverList::readLine(std::size_t begin, std::size_t end, std::size_t 
         // Whether the next line belongs to it isn't told alike everywhere.
         return line.find('\n') == std::string_view::npos ? "" : fail("is a remark that goes on");
     const auto colon = line.find(':');
-    const auto name = trimmed(line.substr(0, colon));
+    const auto name = trimmedLine(line.substr(0, colon));
     if (colon == std::string_view::npos || name.find_first_of(" \t\\\n\"") != std::string_view::npos)
         return fail("is no setting");
     const Line found{begin, begin + colon + 1, end};
@@ -138,11 +138,11 @@ void SaverList::readEntries()
         const std::size_t next = k + (escaped ? 2 : 1);
         if (escaped && c == 'n') {
             finish(k);
-        } else if (!(escaped && c == '\n') && !(said.empty() && isBlank(c))) {
+        } else if (!(escaped && c == '\n') && !(said.empty() && isBlankInLine(c))) {
             if (said.empty())
                 entry.first = k;
             said += c;
-            if (!isBlank(c))
+            if (!isBlankInLine(c))
                 entry.last = next;
         }
         k = next;
@@ -212,7 +212,7 @@ std::string SaverList::without() const
         // One more cut, in whose place something stands.
         const auto value = std::string_view(text_).substr(selected_.value, selected_.end - selected_.value);
         const auto at = selected_.value + value.find_first_not_of(kBlanks);
-        cuts.push_back({at, at + trimmed(value).size()});
+        cuts.push_back({at, at + trimmedLine(value).size()});
         std::sort(cuts.begin(), cuts.end());
     }
     for (const auto& [begin, end] : cuts) {
@@ -230,7 +230,7 @@ std::string SaverList::selectedWithout() const
 {
     if (!hasSelected_)
         return {};
-    const auto said = trimmed(std::string_view(text_).substr(selected_.value, selected_.end - selected_.value));
+    const auto said = trimmedLine(std::string_view(text_).substr(selected_.value, selected_.end - selected_.value));
     std::size_t number = 0;
     const auto [end, error] = std::from_chars(said.data(), said.data() + said.size(), number);
     if (error != std::errc() || end != said.data() + said.size())

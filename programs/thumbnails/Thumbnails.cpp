@@ -3,6 +3,7 @@
 #include "base/MD5.h"
 #include "base/Text.h"
 #include "platform/appkit/NSImage.h"
+#include "platform/foundation/Files.h"
 #include "programs/child/ChildProcess.h"
 
 #include <sys/stat.h>
@@ -14,7 +15,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <utility>
@@ -95,9 +95,7 @@ struct Thumbnails::Work {
         if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
             const std::string state = path + '\0' + std::to_string(status.st_mtim.tv_sec) + '.'
                 + std::to_string(status.st_mtim.tv_nsec) + '.' + std::to_string(status.st_size);
-            for (const auto byte : md5(bytesOf(state)))
-                for (const int half : {byte >> 4, byte & 15})
-                    key += "0123456789abcdef"[half];
+            key = hexadecimal(md5(bytesOf(state)));
         }
         if (key != entry.key) {
             entry.key = key;
@@ -109,13 +107,10 @@ struct Thumbnails::Work {
     // From the cache. True if the cache knows, an empty file stands for none.
     bool take(Entry& entry)
     {
-        std::error_code error;
-        const auto size = fs::file_size(fileOf(entry.key), error);
-        if (error || size > kMostBytes)
+        const auto bytes = readFile(fileOf(entry.key), kMostBytes);
+        if (!bytes)
             return false;
-        std::ifstream file(fileOf(entry.key), std::ios::binary);
-        const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        const auto image = bytes.empty() ? nullptr : NSImage::imageWithData(bytesOf(bytes));
+        const auto image = bytes->empty() ? nullptr : NSImage::imageWithData(*bytes);
         if (image && !image->representations().empty())
             entry.picture = image->representations().front().bitmap();
         return true;
@@ -195,11 +190,7 @@ struct Thumbnails::Work {
 
 std::string Thumbnails::userFolder()
 {
-    const char* cache = std::getenv("XDG_CACHE_HOME");
-    if (cache && cache[0] == '/')
-        return std::string(cache) + "/vitrel/thumbnails";
-    const char* home = std::getenv("HOME");
-    return home && home[0] == '/' ? std::string(home) + "/.cache/vitrel/thumbnails" : std::string();
+    return vitrel::userFolder(UserFolder::Cache, "thumbnails");
 }
 
 Thumbnails::Thumbnails(RunLoop& loop, std::string program, std::string folder)

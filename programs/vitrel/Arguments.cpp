@@ -64,4 +64,19 @@ unsigned long parseWindowNumber(const std::string& text)
     return error == std::errc() && end == last ? number : 0;
 }
 
+std::optional<std::pair<int, int>> parseSize(const std::string& text)
+{
+    constexpr int kMaxSide = 8192;
+    std::pair<int, int> size;
+    const char* end = text.data() + text.size();
+    const auto width = std::from_chars(text.data(), end, size.first);
+    if (width.ec != std::errc() || width.ptr == end || *width.ptr != 'x')
+        return std::nullopt;
+    const auto height = std::from_chars(width.ptr + 1, end, size.second);
+    const auto sound = [](int side) { return side >= 1 && side <= kMaxSide; };
+    if (height.ec != std::errc() || height.ptr != end || !sound(size.first) || !sound(size.second))
+        return std::nullopt;
+    return size;
+}
+
 } // namespace vitrel

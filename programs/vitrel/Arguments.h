@@ -1,6 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vitrel {
@@ -12,5 +14,8 @@ std::vector<std::string> mendedArguments(std::vector<std::string> words, const s
 
 // A window's number as programs write it, decimal or 0x with hexadecimal digits; 0 for anything else.
 unsigned long parseWindowNumber(const std::string& text);
+
+// "1280x720": both from 1 to 8192.
+std::optional<std::pair<int, int>> parseSize(const std::string& text);
 
 } // namespace vitrel

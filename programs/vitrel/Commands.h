@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,9 @@ void addXScreenSaver(CLI::App& app, Action& action);
 void addDoctor(CLI::App& app, Action& action);
 void addCode(CLI::App& app, Action& action);
 void addWallpaper(CLI::App& app, Action& action);
+
+// "--verbose" of a command: the system's own lines, which tell a user nothing, go to standard error.
+std::shared_ptr<bool> addVerbose(CLI::App& command);
 
 // Prints "vitrel: MESSAGE" and gives `code`.
 int complain(const std::string& message, int code = 1);

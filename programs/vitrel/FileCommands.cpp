@@ -1,9 +1,10 @@
 // Commands that work on composition files and show nothing: inspect, make, evaluate.
+#include "platform/foundation/Files.h"
 #include "platform/foundation/PropertyList.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/vitrel/Files.h"
 #include "programs/vitrel/ValueJson.h"
 
 #include <algorithm>
@@ -22,10 +23,9 @@ void printLine(const Json& json)
 
 int inspect(const std::string& path, bool source)
 {
-    qc::CompositionError error;
-    const auto file = qc::readCompositionFile(path, &error);
+    const auto file = qc::readCompositionFile(path);
     if (!file)
-        return complain(path + " is no composition: " + error.reason);
+        return complain(path + " is no composition: " + file.error().reason);
     if (source) {
         const std::string text = qc::textForm(*file);
         if (text.empty())
@@ -54,19 +54,16 @@ int inspect(const std::string& path, bool source)
 int make(const std::string& source, const std::string& out)
 {
     constexpr std::size_t kMaxText = 64u << 20;
-    const auto text = qc::bytesOfRegularFile(source, kMaxText);
+    const auto text = readFile(source, kMaxText);
     if (!text)
         return complain("can't read " + source);
-    const auto slash = source.rfind('/');
-    qc::CompositionError error;
-    const auto made
-        = qc::compositionFromText(textOf(*text), slash == std::string::npos ? "." : source.substr(0, slash), &error);
+    const auto made = qc::compositionFromText(textOf(*text), qc::folderOf(source));
     if (!made)
-        return complain(source + ": " + error.reason);
+        return complain(source + ": " + made.error().reason);
     const Bytes bytes = binaryPropertyList(*made);
-    if (bytes.empty() || !qc::readComposition(bytes, &error))
-        return complain(source + " makes no composition" + (error.reason.empty() ? "" : ": " + error.reason));
-    return writeWhole(out, bytes) ? 0 : complain("can't write " + out);
+    if (const auto read = qc::readComposition(bytes); bytes.empty() || !read)
+        return complain(source + " makes no composition" + (bytes.empty() ? "" : ": " + read.error().reason));
+    return writeFile(out, bytes) == 0 ? 0 : complain("can't write " + out);
 }
 
 struct EvaluateOptions {
@@ -79,10 +76,9 @@ struct EvaluateOptions {
 
 int evaluate(EvaluateOptions options)
 {
-    qc::CompositionError error;
-    const auto file = qc::readCompositionFile(options.path, &error);
+    const auto file = qc::readCompositionFile(options.path);
     if (!file)
-        return complain(options.path + " is no composition: " + error.reason);
+        return complain(options.path + " is no composition: " + file.error().reason);
     const auto registry = qc::allPatches();
     qc::CompositionGraph graph(*file, registry);
     for (const std::string& text : options.inputs) {

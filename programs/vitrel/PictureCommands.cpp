@@ -4,9 +4,9 @@
 #include "imaging/NSImage+Nq.h"
 #include "imaging/NSImage+NqWallpaper.h"
 #include "platform/appkit/ImageCoding.h"
-#include "platform/quartzcomposer/file/CompositionFile.h"
+#include "platform/foundation/Files.h"
+#include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/vitrel/Files.h"
 
 namespace vitrel {
 
@@ -23,7 +23,7 @@ int writePicture(const std::shared_ptr<const NSImage>& image, const std::string&
     const auto png = has ? pngRepresentation(*image->representations().front().bitmap()) : std::nullopt;
     if (!png)
         return complain(whyNot);
-    return writeWhole(path, *png) ? 0 : complain("can't write " + path);
+    return writeFile(path, *png) == 0 ? 0 : complain("can't write " + path);
 }
 
 struct CodeOptions {
@@ -57,7 +57,7 @@ int wallpaper(const WallpaperOptions& options)
     const auto size = parseSize(options.size);
     if (!size || size->first * size->second > kMostPixels)
         return complain("--size takes WIDTHxHEIGHT, each from 1 to 8192, together up to 16 megapixels", 2);
-    const auto bytes = qc::bytesOfRegularFile(options.cover, kMostCover);
+    const auto bytes = readFile(options.cover, kMostCover);
     if (!bytes)
         return complain("can't read " + options.cover);
     const auto cover = NSImage::imageWithData(*bytes);

@@ -37,7 +37,7 @@ public:
 int playInWindow(const PlayOptions& options);
 int playInWaylandWindow(const PlayOptions& options);
 // Plays on every display, each in a process of its own, until somebody ends it. Gives the exit code.
-int playFullScreen(const PlayOptions& options);
+int playFullScreen(PlayOptions options);
 
 // Whether a Wayland compositor runs here.
 bool isOnWayland();

@@ -1,6 +1,5 @@
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/vitrel/Files.h"
 #include "programs/vitrel/Play.h"
 
 #include <cstdlib>
@@ -65,6 +64,7 @@ void addPlay(CLI::App& app, Action& action)
     hidden(command->add_option("--first-view", options->firstView));
     hidden(command->add_flag("--add-to-trace", options->addToTrace));
     hidden(command->add_flag("--fallback", options->fallback));
+    hidden(command->add_option("--chosen", options->chosen));
     hidden(command->add_flag("--fade-in", options->fadeIn));
     command->callback([&action, options, nothing] { action = [=] { return play(*options); }; });
 }

@@ -1,9 +1,13 @@
 // Full-screen play: the process that starts and minds a child for each display and shows nothing itself.
 #include "platform/appkit/x11/X11Screens.h"
+#include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/InitialChoice.h"
+#include "preferences/Settings.h"
 #include "programs/supervisor/ForkedDisplays.h"
 #include "programs/supervisor/HostSignals.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Play.h"
+#include "programs/vitrel/SettingsHost.h"
 
 #include <unistd.h>
 
@@ -45,11 +49,28 @@ std::vector<std::string> childArguments(const PlayOptions& options, const ChildP
     if (place.fallback)
         return words;
     add("--file", options.file);
-    addFlag("--random", options.random);
+    add("--chosen", options.chosen);
     addFlag("--watch", options.watch);
     for (const auto& input : options.inputs)
         add("--input", input);
     return words;
+}
+
+// Chosen here for all displays, those that come later and those that start again, too. Empty if it isn't by chance.
+std::string chosenAtRandom(const PlayOptions& options)
+{
+    if (!options.file.empty() || options.demo)
+        return {};
+    SettingsHost host;
+    const bool always
+        = Settings::shared(host.surroundings()).screenSaverDefaults()->boolForKey("Use Random Screen Saver");
+    const auto path = always || options.random ? randomComposition(host.surroundings()) : std::nullopt;
+    // As the view does by itself where it is alone. A wish for this once leaves the user's choice alone.
+    if (path && always) {
+        host.controller().setFilePathActive(*path);
+        host.store();
+    }
+    return path.value_or("");
 }
 
 class X11Displays final : public DisplayList
@@ -86,12 +107,13 @@ std::unique_ptr<DisplayList> openDisplays(RunLoop& loop, bool wayland)
 
 } // namespace
 
-int playFullScreen(const PlayOptions& options)
+int playFullScreen(PlayOptions options)
 {
     // What is wrong is said once, and not by each child.
     int code = 0;
     if (!checkSaverOptions(options, code))
         return code;
+    options.chosen = chosenAtRandom(options);
     SystemClock clock;
     RunLoop loop(clock);
     DisplaySupervisor* minding = nullptr;

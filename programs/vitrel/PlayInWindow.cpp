@@ -2,7 +2,6 @@
 #include "platform/appkit/x11/X11Window.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/vitrel/Files.h"
 #include "programs/vitrel/WindowPlayer.h"
 
 #include <algorithm>
@@ -52,9 +51,12 @@ public:
 
 private:
     std::unique_ptr<HostWindow> open(int& code) override;
-    void lookAtScreens(NSWindow& window) override;
+    std::vector<Display> displays() override;
+    std::string displayOfWindow() override;
+    bool isConnected() const override { return connection_->isAlive(); }
+    void coverAgain() override;
     std::unique_ptr<X11Window> makeWindow();
-    void screensChanged();
+    const X11Monitor* monitor() const;
 
     std::shared_ptr<X11Connection> connection_;
     std::vector<X11Monitor> monitors_;
@@ -67,21 +69,20 @@ X11Player::~X11Player()
         connection_->onLost = connection_->onScreensChanged = nullptr;
 }
 
-const X11Monitor* monitorNamed(const std::vector<X11Monitor>& monitors, const std::string& name)
+// The one to cover; null if it isn't there.
+const X11Monitor* X11Player::monitor() const
 {
-    const auto place = std::find_if(
-        monitors.begin(), monitors.end(), [&](const X11Monitor& monitor) { return monitor.name == name; });
-    return place == monitors.end() ? nullptr : &*place;
+    const auto place = std::find_if(monitors_.begin(), monitors_.end(),
+        [&](const X11Monitor& monitor) { return monitor.name == options().monitor; });
+    return place == monitors_.end() ? nullptr : &*place;
 }
 
 std::unique_ptr<X11Window> X11Player::makeWindow()
 {
     if (isGuest(options()))
         return X11Window::adopt(connection_, guestWindowNumber(options(), *connection_));
-    if (const auto* monitor = monitorNamed(monitors_, options().monitor))
-        return X11Window::cover(connection_, *monitor, options().fadeIn);
-    if (!options().monitor.empty())
-        return nullptr;
+    if (covers())
+        return monitor() ? X11Window::cover(connection_, *monitor(), options().fadeIn) : nullptr;
     const auto [width, height] = *parseSize(options().window);
     return X11Window::open(connection_, "Vitrel", width, height);
 }
@@ -96,44 +97,30 @@ std::unique_ptr<HostWindow> X11Player::open(int& code)
     monitors_ = x11Monitors(*connection_);
     auto window = makeWindow();
     if (!window) {
-        code = !options().monitor.empty() ? int(DisplayExit::Gone) : complain("there is no such window");
+        code = covers() ? int(DisplayExit::Gone) : complain("there is no such window");
         return nullptr;
     }
     x_ = window.get();
     x_->onClosed = x_->onDismissed = connection_->onLost = [this] { dismiss(); };
-    connection_->onScreensChanged = [this] { screensChanged(); };
-    host().surroundings().screens = [this] {
-        std::vector<std::shared_ptr<const NSScreen>> screens;
-        for (const auto& monitor : monitors_)
-            screens.push_back(std::make_shared<const NSScreen>(monitor.screen));
-        return screens;
-    };
-    host().surroundings().displays = [this] {
-        std::vector<DisplayInformation> displays;
-        for (const auto& monitor : monitors_)
-            displays.push_back(monitor.information);
-        return displays;
-    };
+    connection_->onScreensChanged = [this] { displaysChanged(); };
     return window;
 }
 
-void X11Player::lookAtScreens(NSWindow& window)
-{
-    const auto* monitor = options().monitor.empty() ? x11MonitorOfWindow(*connection_, monitors_, x_->number())
-                                                    : monitorNamed(monitors_, options().monitor);
-    window.setScreen(monitor ? std::make_shared<const NSScreen>(monitor->screen) : nullptr);
-}
-
-void X11Player::screensChanged()
+std::vector<WindowPlayer::Display> X11Player::displays()
 {
     monitors_ = x11Monitors(*connection_);
-    lookAtScreens(window());
-    if (options().monitor.empty())
-        return;
-    if (const auto* monitor = monitorNamed(monitors_, options().monitor))
-        x_->coverMonitor(*monitor);
-    else if (connection_->isAlive())
-        displayIsGone();
+    return displaysOf(monitors_);
+}
+
+std::string X11Player::displayOfWindow()
+{
+    const auto* monitor = x11MonitorOfWindow(*connection_, monitors_, x_->number());
+    return monitor ? monitor->name : "";
+}
+
+void X11Player::coverAgain()
+{
+    x_->coverMonitor(*monitor());
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 #include "platform/appkit/wayland/WaylandWindow.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/vitrel/Files.h"
 #include "programs/vitrel/WindowPlayer.h"
 
 #include <algorithm>
@@ -34,13 +33,12 @@ public:
 
 private:
     std::unique_ptr<HostWindow> open(int& code) override;
-    void lookAtScreens(NSWindow& window) override;
+    std::vector<Display> displays() override { return displaysOf(connection_->outputs()); }
+    std::string displayOfWindow() override;
+    bool isConnected() const override { return connection_->isAlive(); }
     std::unique_ptr<WaylandWindow> makeWindow();
-    const WaylandOutput* output() const;
-    void outputsChanged();
 
     std::shared_ptr<WaylandConnection> connection_;
-    std::vector<WaylandOutput> outputs_;
 };
 
 WaylandPlayer::~WaylandPlayer()
@@ -49,79 +47,50 @@ WaylandPlayer::~WaylandPlayer()
         connection_->onLost = connection_->onOutputsChanged = nullptr;
 }
 
-// Null if there is no such one, or the window isn't bound to any.
-const WaylandOutput* WaylandPlayer::output() const
-{
-    const auto place = std::find_if(outputs_.begin(), outputs_.end(),
-        [&](const WaylandOutput& output) { return output.name == options().monitor; });
-    return place == outputs_.end() ? nullptr : &*place;
-}
-
 std::unique_ptr<WaylandWindow> WaylandPlayer::makeWindow()
 {
     using Entrance = WaylandWindow::Entrance;
-    if (!options().monitor.empty())
-        return output()
-            ? WaylandWindow::cover(connection_, *output(), options().fadeIn ? Entrance::Gentle : Entrance::AtOnce)
-            : nullptr;
-    const auto [width, height] = *parseSize(options().window);
-    return WaylandWindow::open(connection_, "Vitrel", width, height);
+    if (!covers()) {
+        const auto [width, height] = *parseSize(options().window);
+        return WaylandWindow::open(connection_, "Vitrel", width, height);
+    }
+    for (const auto& output : connection_->outputs()) {
+        if (output.name == options().monitor)
+            return WaylandWindow::cover(connection_, output, options().fadeIn ? Entrance::Gentle : Entrance::AtOnce);
+    }
+    return nullptr;
 }
 
 std::unique_ptr<HostWindow> WaylandPlayer::open(int& code)
 {
-    const bool toCover = !options().monitor.empty();
-    connection_ = openWayland(host().runLoop(), toCover);
+    connection_ = openWayland(host().runLoop(), covers());
     if (!connection_) {
         code = 1;
         return nullptr;
     }
-    outputs_ = connection_->outputs();
     auto window = makeWindow();
     if (!window || window->isClosed()) {
         // Without a compositor the supervisor ends, too.
-        code = toCover ? int(DisplayExit::Gone) : complain("the compositor makes no window");
+        code = covers() ? int(DisplayExit::Gone) : complain("the compositor makes no window");
         return nullptr;
     }
     window->onDismissed = connection_->onLost = [this] { dismiss(); };
-    window->onClosed = [this, toCover] {
-        if (toCover && connection_->isAlive())
+    window->onClosed = [this] {
+        // A window that is full screen is moved elsewhere, or closed, by compositors when its output goes.
+        if (covers() && isConnected())
             displayIsGone();
         else
             dismiss();
     };
-    connection_->onOutputsChanged = [this] { outputsChanged(); };
-    host().surroundings().screens = [this] {
-        std::vector<std::shared_ptr<const NSScreen>> screens;
-        for (const auto& output : outputs_)
-            screens.push_back(std::make_shared<const NSScreen>(output.screen));
-        return screens;
-    };
-    host().surroundings().displays = [this] {
-        std::vector<DisplayInformation> displays;
-        for (const auto& output : outputs_)
-            displays.push_back(output.information);
-        return displays;
-    };
+    connection_->onOutputsChanged = [this] { displaysChanged(); };
     return window;
 }
 
 // Where an ordinary window stands nobody is told; so it counts as being on the first.
-void WaylandPlayer::lookAtScreens(NSWindow& window)
+std::string WaylandPlayer::displayOfWindow()
 {
-    const auto* here = output();
-    if (!here && options().monitor.empty() && !outputs_.empty())
-        here = &outputs_.front();
-    window.setScreen(here ? std::make_shared<const NSScreen>(here->screen) : nullptr);
-}
-
-void WaylandPlayer::outputsChanged()
-{
-    outputs_ = connection_->outputs();
-    lookAtScreens(window());
-    // A window that is full screen is moved elsewhere by compositors when its output goes.
-    if (!options().monitor.empty() && !output())
-        displayIsGone();
+    const auto outputs = connection_->outputs();
+    return outputs.empty() ? "" : outputs.front().name;
 }
 
 class WaylandDisplays final : public DisplayList

@@ -3,14 +3,16 @@
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "base/Text.h"
 #include "platform/appkit/ImageCoding.h"
+#include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/CompositionView.h"
-#include "platform/quartzcomposer/file/TextForm.h"
+#include "platform/screensaver/ScreenSaverDefaults.h"
 #include "platform/scriptingbridge/DemoPlayer.h"
 #include "platform/scriptingbridge/SessionBus.h"
+#include "preferences/InitialChoice.h"
+#include "preferences/Settings.h"
 #include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
 
-#include <cstdlib>
 #include <utility>
 
 #include <climits>
@@ -18,9 +20,6 @@
 namespace vitrel {
 
 namespace {
-
-// The direct route: a version below the gate, since on this desktop a player can be read without any set-up.
-constexpr const char* kUsualSystemVersion = "10.13.6";
 
 // From the beginning of the stop to its end, by the view's own delays, and a little.
 constexpr Seconds kStopTime{0.6};
@@ -34,46 +33,7 @@ std::string absolute(const std::string& path)
     return realpath(path.c_str(), buffer) ? buffer : path;
 }
 
-std::string systemVersionText(const SaverOptions& options)
-{
-    const char* fromEnvironment = std::getenv("VITREL_SYSTEM_VERSION");
-    return !options.systemVersion.empty()          ? options.systemVersion
-        : fromEnvironment && *fromEnvironment != 0 ? fromEnvironment
-                                                   : kUsualSystemVersion;
-}
-
 } // namespace
-
-void addSaverOptions(CLI::App& command, SaverOptions& options)
-{
-    command.add_option("FILE,--file", options.file, "The composition; without it the one chosen in the settings");
-    command.add_flag("--demo", options.demo, "Play the default composition with a built-in player");
-    command.add_option("--player", options.player, "Follow the player of this name before all others");
-    command.add_option("--system-version", options.systemVersion,
-        "The system version that the saver sees; 10.14.0 and later use the companion");
-    command.add_option("--trace", options.trace, "Write each change of an input to this file, a line of JSON each");
-    command.add_option("--input", options.inputs, "KEY=VALUE sets a published input at the start; may be given again")
-        ->allow_extra_args(false);
-}
-
-bool checkSaverOptions(const SaverOptions& options, int& code)
-{
-    const auto fail = [&code](const std::string& message, int with) {
-        code = complain(message, with);
-        return false;
-    };
-    for (const std::string& text : options.inputs) {
-        if (!inputArgument(text))
-            return fail("--input takes KEY=VALUE", 2);
-    }
-    const std::string version = systemVersionText(options);
-    if (!makeOperatingSystemVersion(version))
-        return fail("\"" + version + "\" is no system version", 2);
-    qc::CompositionError error;
-    if (!options.file.empty() && !qc::readCompositionOrTextFile(options.file, &error))
-        return fail(options.file + " is no composition: " + error.reason, 1);
-    return true;
-}
 
 SaverHost::SaverHost()
     : bundle_(NSBundle::forExecutable())
@@ -112,9 +72,8 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
         inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);
     // A demonstration shows the same to everybody and keeps nothing.
-    defaults_
-        = std::make_unique<DefaultsStore>(
-            options.demo || options.withoutData ? std::string() : DefaultsStore::userFolder(), files_, log);
+    defaults_ = std::make_unique<DefaultsStore>(
+        options.demo || options.withoutData ? std::string() : userFolder(UserFolder::Config), files_, log);
     surroundings_.clock = &clock_;
     surroundings_.runLoop = &runLoop_;
     surroundings_.userInteractiveQueue = &userInteractive_;
@@ -123,7 +82,8 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
     surroundings_.notificationCenter = &notifications_;
     surroundings_.systemVersion = *makeOperatingSystemVersion(systemVersionText(options));
-    surroundings_.log = log;
+    if (options.logs)
+        surroundings_.log = log;
     if (!options.withoutData) {
         surroundings_.urlSession = &urlSession_;
         surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
@@ -137,15 +97,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
         trace_ = std::make_unique<InputTrace>(
             clock_, [this](const std::string& line) { traceFile_ << line << std::flush; });
     }
-    if (!options.file.empty())
-        playOnly(absolute(options.file));
-    if (options.random)
-        defaults_->setArgument("Use Random Screen Saver", true);
-    if (options.fallback)
-        playOnly("");
-    if (options.demo)
-        showDemoFeed(options.file.empty() ? bundle_.pathForResourceOfType("Muralis RSS Almanac", "qtz").value_or("")
-                                          : absolute(options.file));
+    choose(options);
     firstView_ = options.firstView;
     userInitiated_.async([] { warmImageDecoding(); });
     if (options.demo) {
@@ -170,9 +122,34 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     return true;
 }
 
-// As if it were the one entry of the user's list, or the list were empty; nothing is stored.
+// Which composition plays. What the command line says is for this run alone.
+void SaverHost::choose(const SaverOptions& options)
+{
+    const std::string own = defaultCompositionPath(surroundings_).value_or("");
+    const std::string file = options.file.empty() ? "" : absolute(options.file);
+    const auto playOneOfTheList = [this](const std::string& path) {
+        defaults_->setArgument("Active File Path", path);
+        defaults_->setArgument("Use Random Screen Saver", false);
+    };
+    setInitialChoice(surroundings_, false);
+    if (options.demo)
+        return showDemoFeed(file.empty() ? own : file);
+    if (options.fallback || !file.empty())
+        return playOnly(options.fallback ? own : file);
+    if (!options.chosen.empty())
+        return playOneOfTheList(options.chosen);
+    // Where the user wishes for it at each start the view sees to it.
+    const auto defaults = Settings::shared(surroundings_).screenSaverDefaults();
+    if (options.random && !defaults->boolForKey("Use Random Screen Saver")) {
+        if (const auto path = randomComposition(surroundings_))
+            playOneOfTheList(*path);
+    }
+}
+
+// As if it were the one entry of the user's list; nothing is stored.
 void SaverHost::playOnly(const std::string& path)
 {
+    defaults_->keepInMemory();
     defaults_->setArgument("Files Paths", path.empty() ? Array{} : Array{path});
     defaults_->setArgument("Active File Path", path);
     defaults_->setArgument("Use Random Screen Saver", false);

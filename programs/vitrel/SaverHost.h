@@ -12,11 +12,10 @@
 #include "platform/scriptingbridge/MprisPlayers.h"
 #include "platform/scriptingbridge/SessionBus.h"
 #include "programs/supervisor/HostSignals.h"
+#include "programs/vitrel/SaverOptions.h"
 #include "programs/vitrel/ValueJson.h"
 #include "saver/InputTrace.h"
 #include "saver/VitrelView.h"
-
-#include <CLI/CLI.hpp>
 
 #include <fstream>
 #include <functional>
@@ -25,28 +24,6 @@
 #include <vector>
 
 namespace vitrel {
-
-// What play and snapshot have in common on the command line.
-struct SaverOptions {
-    std::string file; // empty: what the user has chosen
-    bool demo = false;
-    std::string player; // a player's name; empty: whichever plays
-    std::string systemVersion;
-    std::string trace; // a file for the trace; empty: none
-    std::vector<std::string> inputs; // KEY=VALUE
-    bool withoutData = false; // no player, no network; nothing is stored
-
-    // For play.
-    bool random = false; // choose anew among the user's compositions
-    bool fallback = false; // the default composition, whatever the user has chosen
-    int firstView = 0; // the first view's number in the trace
-    bool addToTrace = false; // others write it, too
-};
-
-// Adds them to a command.
-void addSaverOptions(CLI::App& command, SaverOptions& options);
-// False, with a line on standard error and the exit code in `code`, for options that make no sense.
-bool checkSaverOptions(const SaverOptions& options, int& code);
 
 // A real saver: the system's clock, loop, queues, stored settings and players, and the views that were made with them.
 // Main thread.
@@ -78,6 +55,7 @@ public:
 private:
     SaverHost();
     bool configure(const SaverOptions& options, int& code);
+    void choose(const SaverOptions& options);
     void playOnly(const std::string& path);
     void showDemoFeed(const std::string& path);
     void applyInputs(const std::weak_ptr<QCView>& view);

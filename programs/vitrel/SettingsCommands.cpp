@@ -1,14 +1,9 @@
 // Commands that read and write the user's settings and show nothing: compositions, feed-url. They act through the
 // controller of the sheet, so that a window that is open and a command agree on every step.
-#include "platform/foundation/DefaultsStore.h"
-#include "platform/foundation/FileSystem.h"
-#include "platform/foundation/NSBundle.h"
-#include "platform/foundation/RunLoop.h"
-#include "platform/foundation/Surroundings.h"
-#include "platform/screensaver/ScreenSaverDefaults.h"
-#include "preferences/PreferencesWC.h"
-#include "preferences/Settings.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
+#include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/SettingsHost.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -20,41 +15,6 @@ namespace vitrel {
 namespace {
 
 namespace fs = std::filesystem;
-
-// What settings need of a saver, and the sheet's controller without a window. Other processes' changes wait for the
-// command's end.
-struct SettingsHost {
-    SystemClock clock;
-    RunLoop runLoop{clock};
-    FileSystem files;
-    LogSink log = standardErrorLog(clock);
-    DefaultsStore defaults{DefaultsStore::userFolder(), files, log};
-    NSBundle bundle = NSBundle::forExecutable();
-    Surroundings surroundings;
-
-    SettingsHost()
-    {
-        surroundings.clock = &clock;
-        surroundings.runLoop = &runLoop;
-        surroundings.defaults = &defaults;
-        surroundings.classBundle = surroundings.mainBundle = &bundle;
-        surroundings.log = log;
-        controller = PreferencesWC::initWithWindowNibName(surroundings, "PreferencesWC");
-        change.emplace(defaults, Settings::shared(surroundings).screenSaverDefaults()->domain());
-    }
-    // Ends the change. The exit code.
-    int store()
-    {
-        change.reset();
-        const auto saver = Settings::shared(surroundings).screenSaverDefaults();
-        const auto host = NSUserDefaults::standardUserDefaults(surroundings);
-        const bool stored = saver->synchronize() && host->synchronize();
-        return stored && !defaults.isVolatile() ? 0 : complain("can't store the settings");
-    }
-
-    std::shared_ptr<PreferencesWC> controller;
-    std::optional<DefaultsStore::Batch> change;
-};
 
 // A path goes on one line, whatever is in a name.
 std::string onOneLine(std::string path)
@@ -83,16 +43,16 @@ std::optional<std::string> listed(const PreferencesWC& controller, const std::st
     return std::nullopt;
 }
 
-int listCompositions()
+int listCompositions(bool verbose)
 {
-    SettingsHost host;
-    const auto active = host.controller->filePathActive();
-    for (const auto& path : host.controller->filesPaths())
+    SettingsHost host(verbose);
+    const auto active = host.controller().filePathActive();
+    for (const auto& path : host.controller().filesPaths())
         std::cout << (path == active ? "* " : "  ") << onOneLine(path) << '\n';
     return std::cout.flush() ? 0 : 1;
 }
 
-int addCompositions(const std::vector<std::string>& files)
+int addCompositions(const std::vector<std::string>& files, bool verbose)
 {
     std::vector<NSURL> urls;
     for (const auto& file : files) {
@@ -100,56 +60,56 @@ int addCompositions(const std::vector<std::string>& files)
         std::error_code error;
         if (!fs::is_regular_file(path, error))
             return complain("there is no file " + file);
-        if (fs::path(path).extension() != ".qtz")
-            return complain(file + " is no composition: its name doesn't end in .qtz");
+        if (const std::string why = qc::whyNoComposition(path); !why.empty())
+            return complain(file + " is no composition: " + why);
         urls.push_back(NSURL::fileURLWithPath(path));
     }
-    SettingsHost host;
-    host.controller->openPanelDidOpenFiles(urls);
+    SettingsHost host(verbose);
+    host.controller().openPanelDidOpenFiles(urls);
     return host.store();
 }
 
-int removeComposition(const std::string& file)
+int removeComposition(const std::string& file, bool verbose)
 {
-    SettingsHost host;
-    const auto path = listed(*host.controller, file);
+    SettingsHost host(verbose);
+    const auto path = listed(host.controller(), file);
     if (!path)
         return 1;
-    host.controller->setFilePathActive(*path);
-    host.controller->removeFile();
+    host.controller().setFilePathActive(*path);
+    host.controller().removeFile();
     return host.store();
 }
 
-int useComposition(const std::string& file)
+int useComposition(const std::string& file, bool verbose)
 {
-    SettingsHost host;
-    const auto path = listed(*host.controller, file);
+    SettingsHost host(verbose);
+    const auto path = listed(host.controller(), file);
     if (!path)
         return 1;
-    host.controller->setFilePathActive(*path);
+    host.controller().setFilePathActive(*path);
     return host.store();
 }
 
-int chooseAtRandom(bool random)
+int chooseAtRandom(bool random, bool verbose)
 {
-    SettingsHost host;
-    host.controller->setUseRandomScreenSaver(random);
+    SettingsHost host(verbose);
+    host.controller().setUseRandomScreenSaver(random);
     return host.store();
 }
 
 // A composition's settings go by its name, so that it need not be there.
-int feedURL(const std::string& file, const std::optional<std::string>& address)
+int feedURL(const std::string& file, const std::optional<std::string>& address, bool verbose)
 {
     const auto name = file.substr(file.rfind('/') + 1);
     if (name.empty())
         return complain(file + " is no file's name", 2);
-    SettingsHost host;
-    const VitrelItem item(host.surroundings, name);
+    SettingsHost host(verbose);
+    const VitrelItem item(host.surroundings(), name);
     if (!address) {
         std::cout << item.rssFeedURL().value_or("") << '\n';
         return std::cout.flush() ? 0 : 1;
     }
-    host.controller->storeFeedURL(item, *address);
+    host.controller().storeFeedURL(item, *address);
     return host.store();
 }
 
@@ -159,24 +119,28 @@ void addCompositionsCommand(CLI::App& app, Action& action)
 {
     auto* command = app.add_subcommand("compositions", "Show or change the list of compositions");
     command->require_subcommand(1);
-    command->add_subcommand("list", "Print one path a line, the active one behind \"* \"")->callback([&action] {
-        action = listCompositions;
+    const auto verbose = addVerbose(*command);
+    const auto sub
+        = [command](const char* name, const char* what) { return command->add_subcommand(name, what)->fallthrough(); };
+    sub("list", "Print one path a line, the active one behind \"* \"")->callback([&action, verbose] {
+        action = [verbose] { return listCompositions(*verbose); };
     });
     const auto files = std::make_shared<std::vector<std::string>>();
-    auto* add = command->add_subcommand("add", "Add files; the last becomes active");
+    auto* add = sub("add", "Add files; the last becomes active");
     add->add_option("FILE", *files, "A composition")->required();
-    add->callback([&action, files] { action = [files] { return addCompositions(*files); }; });
+    add->callback([&action, files, verbose] { action = [=] { return addCompositions(*files, *verbose); }; });
     const auto file = std::make_shared<std::string>();
-    auto* remove = command->add_subcommand("remove", "Take a file off the list; the next one becomes active");
+    auto* remove = sub("remove", "Take a file off the list; the next one becomes active");
     remove->add_option("FILE", *file, "A composition of the list")->required();
-    remove->callback([&action, file] { action = [file] { return removeComposition(*file); }; });
-    auto* use = command->add_subcommand("use", "Make a file of the list the active one");
+    remove->callback([&action, file, verbose] { action = [=] { return removeComposition(*file, *verbose); }; });
+    auto* use = sub("use", "Make a file of the list the active one");
     use->add_option("FILE", *file, "A composition of the list")->required();
-    use->callback([&action, file] { action = [file] { return useComposition(*file); }; });
+    use->callback([&action, file, verbose] { action = [=] { return useComposition(*file, *verbose); }; });
     const auto choice = std::make_shared<std::string>();
-    auto* random = command->add_subcommand("random", "Choose one at random at each start, or don't");
+    auto* random = sub("random", "Choose one at random at each start, or don't");
     random->add_option("on|off", *choice)->required()->check(CLI::IsMember({"on", "off"}));
-    random->callback([&action, choice] { action = [choice] { return chooseAtRandom(*choice == "on"); }; });
+    random->callback(
+        [&action, choice, verbose] { action = [=] { return chooseAtRandom(*choice == "on", *verbose); }; });
 }
 
 void addFeedURL(CLI::App& app, Action& action)
@@ -186,7 +150,9 @@ void addFeedURL(CLI::App& app, Action& action)
     const auto address = std::make_shared<std::optional<std::string>>();
     command->add_option("FILE", *file, "A composition; its settings go by its name")->required();
     command->add_option("ADDRESS", *address, "The feed's address; \"\" for the default feed");
-    command->callback([&action, file, address] { action = [=] { return feedURL(*file, *address); }; });
+    const auto verbose = addVerbose(*command);
+    command->callback(
+        [&action, file, address, verbose] { action = [=] { return feedURL(*file, *address, *verbose); }; });
 }
 
 } // namespace vitrel

@@ -1,9 +1,11 @@
 #include "platform/appkit/ImageCoding.h"
 #include "platform/appkit/MemorySurface.h"
+#include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
+#include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/vitrel/Files.h"
 #include "programs/vitrel/SaverHost.h"
+#include "support/PrintKit.h"
 
 #include <unistd.h>
 
@@ -65,7 +67,7 @@ int snapshot(const SnapshotOptions& options)
     for (std::uint32_t& pixel : opaque.pixels)
         pixel |= 0xFF000000u;
     const auto png = pngRepresentation(opaque);
-    if (!png || !writeWhole(options.output, *png))
+    if (!png || writeFile(options.output, *png) != 0)
         return complain("can't write " + options.output);
     host->stop();
     host->runLoop().run();
@@ -85,7 +87,11 @@ void addSnapshot(CLI::App& app, Action& action)
     command->add_flag("--thumbnail", options->thumbnail,
         "A small picture for a file manager: 16:9 within the size, after 1 second, without player and network");
     command->add_flag("--without-data", options->withoutData)->group(""); // for the window's thumbnails
-    command->callback([&action, options] {
+    const auto verbose = addVerbose(*command);
+    command->callback([&action, options, verbose] {
+        options->logs = *verbose;
+        // Standard output is where the picture may go.
+        print::setDestination(*verbose ? print::Destination::StandardError : print::Destination::Nowhere);
         options->withoutData |= options->thumbnail;
         action = [=] { return snapshot(*options); };
     });

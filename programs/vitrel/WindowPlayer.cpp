@@ -1,11 +1,12 @@
 #include "programs/vitrel/WindowPlayer.h"
 
 #include "platform/quartzcomposer/drawing/GLContext.h"
-#include "platform/quartzcomposer/file/TextForm.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
 #include "programs/vitrel/Commands.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 
 namespace vitrel {
@@ -15,14 +16,18 @@ WindowPlayer::WindowPlayer(const PlayOptions& options, SaverHost& host)
     , host_(host)
 { }
 
-WindowPlayer::~WindowPlayer() = default;
+WindowPlayer::~WindowPlayer()
+{
+    host_.surroundings().screens = nullptr;
+    host_.surroundings().displays = nullptr;
+}
 
 void WindowPlayer::stop()
 {
     if (host_.stopping())
         return;
     // The user wants the screen now; the rest of the end needs no picture. A guest's window is its owner's to close.
-    if (hostWindow_ && !options_.monitor.empty())
+    if (hostWindow_ && covers())
         hostWindow_->leave();
     HostSignals::capExit();
     host_.stop();
@@ -43,12 +48,32 @@ void WindowPlayer::displayIsGone()
     stop();
 }
 
+// Tells the surroundings of the displays, and the window which of them it is on.
+void WindowPlayer::lookAtDisplays()
+{
+    displays_ = displays();
+    const std::string here = covers() ? options_.monitor : displayOfWindow();
+    const auto place = std::find_if(
+        displays_.begin(), displays_.end(), [&](const Display& display) { return display.name == here; });
+    window_->setScreen(place == displays_.end() ? nullptr : place->screen);
+}
+
+void WindowPlayer::displaysChanged()
+{
+    lookAtDisplays();
+    if (!covers())
+        return;
+    if (window_->screen())
+        coverAgain();
+    else if (isConnected())
+        displayIsGone();
+}
+
 void WindowPlayer::fileChanged()
 {
-    qc::CompositionError error;
     // What an editor has half written, or an author half thought, doesn't take the picture away.
-    if (!qc::readCompositionOrTextFile(options_.file, &error))
-        complain(options_.file + " is no composition: " + error.reason);
+    if (const auto read = qc::readCompositionFile(options_.file); !read)
+        complain(options_.file + " is no composition: " + read.error().reason);
     else if (!host_.stopping())
         view_->fileDidChange();
 }
@@ -65,7 +90,19 @@ int WindowPlayer::run()
     hostWindow_->onResized = [this](int width, int height) {
         host_.resizeView(*window_, {double(width), double(height)});
     };
-    lookAtScreens(*window_);
+    host_.surroundings().screens = [this] {
+        std::vector<std::shared_ptr<const NSScreen>> screens;
+        for (const auto& display : displays_)
+            screens.push_back(display.screen);
+        return screens;
+    };
+    host_.surroundings().displays = [this] {
+        std::vector<DisplayInformation> displays;
+        for (const auto& display : displays_)
+            displays.push_back(display.information);
+        return displays;
+    };
+    lookAtDisplays();
     if (!qc::GLContext::current()) {
         complain("there is no OpenGL 3.3 here");
         if (!options_.window.empty())

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "platform/appkit/DisplayInformation.h"
 #include "platform/appkit/HostWindow.h"
+#include "platform/appkit/NSScreen.h"
 #include "programs/supervisor/DisplaySupervisor.h"
 #include "programs/supervisor/SignOfLife.h"
 #include "programs/vitrel/Play.h"
@@ -8,6 +10,8 @@
 
 #include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace vitrel {
 
@@ -26,26 +30,49 @@ public:
     void stop();
 
 protected:
+    // A display as all servers' have it.
+    struct Display {
+        std::string name;
+        std::shared_ptr<const NSScreen> screen;
+        DisplayInformation information;
+    };
+    template <class Displays> static std::vector<Display> displaysOf(const Displays& theirs)
+    {
+        std::vector<Display> displays;
+        for (const auto& display : theirs)
+            displays.push_back({display.name, std::make_shared<const NSScreen>(display.screen), display.information});
+        return displays;
+    }
+
     // Connects, and makes the window. Null, with the exit code in `code` and a line said if one is due, if there is
-    // none to be had. From here on dismiss and displayIsGone may be called.
+    // none to be had. From here on what is below may be called, and dismiss, displayIsGone and displaysChanged.
     virtual std::unique_ptr<HostWindow> open(int& code) = 0;
-    // Tells the surroundings of the displays, and the window which it is on; once the window is there.
-    virtual void lookAtScreens(NSWindow& window) = 0;
+    // As they are now.
+    virtual std::vector<Display> displays() = 0;
+    // The name of the display that an ordinary window is on.
+    virtual std::string displayOfWindow() = 0;
+    virtual bool isConnected() const = 0;
+    // The display that the window covers may be elsewhere, or of another size.
+    virtual void coverAgain() { }
 
     const PlayOptions& options() const { return options_; }
     SaverHost& host() { return host_; }
-    NSWindow& window() { return *window_; }
+    // Of full-screen play: its window covers a display.
+    bool covers() const { return !options_.monitor.empty(); }
     // The user is back, or the server has gone: all displays' savers end.
     void dismiss();
     // This display's end is no other's.
     void displayIsGone();
+    void displaysChanged();
 
 private:
     void fileChanged();
+    void lookAtDisplays();
 
     const PlayOptions& options_;
     SaverHost& host_;
     int code_ = 0;
+    std::vector<Display> displays_;
     std::unique_ptr<HostWindow> hostWindow_;
     std::shared_ptr<NSWindow> window_;
     std::shared_ptr<VitrelView> view_;

@@ -12,6 +12,13 @@ int complain(const std::string& message, int code)
     return code;
 }
 
+std::shared_ptr<bool> addVerbose(CLI::App& command)
+{
+    auto verbose = std::make_shared<bool>(false);
+    command.add_flag("--verbose", *verbose, "Print the system's own lines, too, on standard error");
+    return verbose;
+}
+
 } // namespace vitrel
 
 int main(int argc, char** argv)

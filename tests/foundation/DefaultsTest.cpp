@@ -39,11 +39,12 @@ public:
     int rename(const char* from, const char* to) override { return fails() ? -1 : FileSystem::rename(from, to); }
 
     int calls = 0, failAt = 0;
+    bool isFull = false;
 
 private:
     bool fails()
     {
-        if (++calls != failAt)
+        if (++calls != failAt && !isFull)
             return false;
         errno = ENOSPC;
         return true;
@@ -138,6 +139,39 @@ TEST(Defaults, ArgumentsLieAboveEveryDomainAndAreNeverStored)
     EXPECT_THAT(in.folder.read(in.path()), testing::Not(HasSubstr("argument")));
 }
 
+TEST(Defaults, FallbacksHoldWhereNothingIsStored)
+{
+    Store in;
+    in.store.setFallback("key", "fallback");
+    in.store.setFallback("list", Array{1});
+    EXPECT_EQ(in.defaults.stringForKey("key"), "fallback");
+    EXPECT_EQ(in.fresh("key"), std::nullopt);
+    for (const Value& empty : {Value(""), Value()}) {
+        in.defaults.setObjectForKey(empty, "key");
+        EXPECT_EQ(in.defaults.stringForKey("key"), "fallback");
+    }
+    in.defaults.setObjectForKey(Array{}, "list");
+    EXPECT_EQ(in.defaults.arrayForKey("list"), Array{1});
+    for (const Value& value : {Value("mine"), Value(false), Value(0)}) {
+        in.defaults.setObjectForKey(value, "key");
+        EXPECT_EQ(in.defaults.objectForKey("key"), value);
+    }
+}
+
+TEST(Defaults, KeptInMemoryAreReadFromTheDiskAndLeaveItAlone)
+{
+    Store in;
+    in.defaults.setObjectForKey("old", "key");
+    in.store.keepInMemory();
+    in.defaults.setObjectForKey("mine", "key");
+    EXPECT_TRUE(in.defaults.synchronize());
+    EXPECT_EQ(in.defaults.stringForKey("key"), "mine");
+    EXPECT_EQ(in.fresh("key"), Value("old"));
+    FileSystem plain;
+    DefaultsStore(in.folder.path(), plain, {}).setValueForKey("org.example.saver", "theirs", 1);
+    EXPECT_EQ(in.defaults.objectForKey("theirs"), Value(1));
+}
+
 // Fails the n-th change of the disk for n = 1, 2, ... until a store goes through.
 TEST(Defaults, AFailedWriteLeavesTheOldFileWholeAndTheValueInMemory)
 {
@@ -168,13 +202,13 @@ TEST(Defaults, AFailedWriteLeavesTheOldFileWholeAndTheValueInMemory)
 TEST(Defaults, AFullDiskIsSaidOnceAndASynchronizeBringsEverythingOut)
 {
     Store in;
-    in.folder.write("org.example.saver.plist.new/in the way", "");
+    in.files.isFull = true;
     for (int k = 0; k < 5; ++k)
         in.defaults.setObjectForKey(k, "key" + std::to_string(k));
     EXPECT_EQ(in.log.size(), 1u);
     EXPECT_FALSE(in.defaults.synchronize());
     EXPECT_EQ(in.defaults.objectForKey("key4"), Value(4));
-    std::filesystem::remove_all(in.folder / "org.example.saver.plist.new");
+    in.files.isFull = false;
     EXPECT_TRUE(in.defaults.synchronize());
     EXPECT_EQ(in.fresh("key0"), Value(0));
 }

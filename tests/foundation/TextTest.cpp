@@ -47,7 +47,8 @@ TEST(LeadingNumber, TakesWhatStandsAtTheHeadAndNoWords)
 
 TEST(ShortestDecimal, ReadsBackAndHasNoPointOnWholeNumbers)
 {
-    EXPECT_EQ(shortestDecimal(3), "3");
+    EXPECT_EQ(shortestDecimal(3.0), "3");
+    EXPECT_EQ(shortestDecimal(0.1f), "0.1") << "and not the nearest double's 17 digits";
     EXPECT_EQ(shortestDecimal(-0.0), "0");
     EXPECT_EQ(shortestDecimal(0.1), "0.1");
     EXPECT_EQ(shortestDecimal(1e21), "1e+21");

@@ -261,6 +261,43 @@ TEST_F(FullScreen, EachMonitorHasAProcessThatIsStartedAgainAndAKeyEndsAll)
     EXPECT_TRUE(becomes(150, 240, 0)) << "the desktop is back";
 }
 
+// Each display would pick for itself, and the last pick would come to all of them at the next track.
+TEST_F(FullScreen, WhatIsChosenAtRandomIsOneForAllDisplaysAndForGood)
+{
+    if (!twoMonitors())
+        GTEST_SKIP() << "no xrandr here";
+    TemporaryFolder settings;
+    const Program::Environment environment{{"XDG_CONFIG_HOME", settings.path()}};
+    std::vector<std::string> words{"compositions", "add"};
+    constexpr unsigned long kBlue = 0xFF;
+    for (int k = 0; k < 40; ++k) { // two displays by chance alike: one time in forty
+        char colour[10];
+        std::snprintf(colour, sizeof colour, "#%02x%02xff", 6 * k, 3 * k);
+        words.push_back(composition(colour, std::to_string(k) + ".qtz"));
+    }
+    ASSERT_EQ(Program(words, environment).wait(), 0);
+    ASSERT_EQ(Program({"compositions", "random", "on"}, environment).wait(), 0);
+    auto program = vitrel({}, environment);
+    const auto left = [&] { return pixelAt(root(), 150, 240); };
+    ASSERT_TRUE(until([&] { return (left() & 0xFF) == kBlue; })) << program->errors();
+    const auto chosen = left();
+    EXPECT_TRUE(becomes(450, 240, chosen));
+    const auto before = program->children();
+    for (const pid_t child : before)
+        ::kill(child, SIGKILL);
+    ASSERT_TRUE(until([&] {
+        const auto now = program->children();
+        return now.size() == 2 && now[0] != before[0] && now[1] != before[1];
+    }));
+    EXPECT_TRUE(becomes(150, 240, chosen) && becomes(450, 240, chosen)) << "a display that starts again, too";
+    Program list({"compositions", "list"}, environment);
+    ASSERT_EQ(list.wait(), 0);
+    const std::string active = "* " + words[2 + ((chosen >> 16) & 0xFF) / 6];
+    EXPECT_NE(list.output().find(active + "\n"), std::string::npos) << "and the window shows which it is";
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->wait(), 0);
+}
+
 // After three crashes the file is to blame: the default composition plays, with the clock over a dark ground.
 TEST_F(FullScreen, AfterThreeCrashesTheDefaultCompositionPlays)
 {

@@ -36,6 +36,49 @@ TEST(FeedURL, ShowsWhatWasStoredUnderTheFilesName)
     EXPECT_EQ(run(settings, {"feed-url"}).code, 2);
 }
 
+// A user's first evening would be a clock without news, and what a command line says would be everybody's from then on.
+TEST(FirstStart, ShowsNewsAndAFileOnTheCommandLineIsNobodysChoice)
+{
+    const TemporaryFolder settings, files;
+    const std::string feed = files.write("feed.xml", "<rss><channel><title>Small News</title><item/></channel></rss>");
+    EXPECT_EQ(run(settings, {"feed-url", "Muralis RSS Almanac.qtz", "file://" + feed}).code, 0);
+    const std::string list = settings / "vitrel/org.vitrel.Vitrel.plist", stored = TemporaryFolder::read(list);
+    const auto snapshot = [&](std::vector<std::string> more) {
+        const std::vector<std::string> words{
+            "snapshot", "-o", "/dev/null", "--size", "64x36", "--after", "1", "--trace", files / "trace"};
+        more.insert(more.begin(), words.begin(), words.end());
+        const auto ran = run(settings, more);
+        EXPECT_EQ(ran.code, 0) << ran.output;
+        EXPECT_EQ(ran.output, "");
+        return TemporaryFolder::read(files / "trace");
+    };
+    const std::string feeder = files.write("Feeder.json",
+        R"({"inputs": {"Muralis_RSS_Feed": "S.input"}, "patches": {"S": {"class": "QCSplitter"}, "C": {"class": "QCClear"}}})");
+    EXPECT_EQ(run(settings, {"compositions", "list"}).output, "");
+    EXPECT_THAT(snapshot({feeder}), HasSubstr("Muralis_RSS_Feed"));
+    EXPECT_EQ(TemporaryFolder::read(list), stored) << "the file is for this time alone";
+    EXPECT_THAT(snapshot({}), HasSubstr("Small News")) << "the composition that comes along has its feed";
+
+    const std::string other = files.write("Other.qtz", TemporaryFolder::read(feeder));
+    EXPECT_EQ(run(settings, {"compositions", "add", other, feeder}).output, "") << "all is well";
+    EXPECT_THAT(run(settings, {"compositions", "--verbose", "add", other}).output, HasSubstr("error"));
+    EXPECT_EQ(run(settings, {"compositions", "list"}).output, "* " + other + "\n  " + feeder + "\n* " + other + "\n");
+    EXPECT_EQ(run(settings, {"compositions", "use", feeder}).code, 0);
+    EXPECT_EQ(run(settings, {"compositions", "list"}).output, "  " + other + "\n* " + feeder + "\n  " + other + "\n");
+    EXPECT_EQ(run(settings, {"compositions", "remove", feeder}).code, 0);
+    EXPECT_EQ(run(settings, {"compositions", "list"}).output, "* " + other + "\n* " + other + "\n")
+        << "what stood behind it";
+    EXPECT_EQ(run(settings, {"compositions", "remove", other}).code, 0);
+    EXPECT_EQ(run(settings, {"compositions", "list"}).output, "");
+    EXPECT_EQ(run(settings, {"compositions", "use", feeder}).code, 1) << "it isn't in the list any more";
+    for (const std::string& none : {files / "none.qtz", files.write("x.json", "{}"), files.write("x.txt", "")})
+        EXPECT_EQ(run(settings, {"compositions", "add", none}).code, 1) << none;
+    EXPECT_EQ(run(settings, {"compositions", "random", "on"}).code, 0);
+    EXPECT_THAT(TemporaryFolder::read(list), ContainsRegex("Use Random Screen Saver</key>[\n\t]*<true/>"));
+    EXPECT_EQ(run(settings, {"compositions", "random", "off"}).code, 0);
+    EXPECT_THAT(TemporaryFolder::read(list), ContainsRegex("Use Random Screen Saver</key>[\n\t]*<false/>"));
+}
+
 // What a user has written is lost, or the program's own path isn't what the daemon is told to start.
 TEST(XScreenSaver, ListIsChangedOnlyWhereItIsUnderstood)
 {

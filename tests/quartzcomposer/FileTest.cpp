@@ -1,8 +1,10 @@
 #include "platform/foundation/PropertyList.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
 #include "quartzcomposer/Play.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cmath>
 
@@ -32,6 +34,11 @@ Value connection(const char* from, const char* out, const char* to, const char* 
     return Dictionary{{"sourceNode", from}, {"sourcePort", out}, {"destinationNode", to}, {"destinationPort", in}};
 }
 
+std::string whyNot(const CompositionResult& result)
+{
+    return result ? "" : result.error().reason;
+}
+
 } // namespace
 
 // What is no composition says so in a word; nothing else may.
@@ -46,15 +53,10 @@ TEST(CompositionFile, IsADictionaryWithARootPatchOfAClass)
         {Dictionary{{"rootPatch", Dictionary{{"class", 1}}}}, "there is no root patch"},
     };
     for (const auto& [list, reason] : bad) {
-        CompositionError error;
-        EXPECT_FALSE(readComposition(binaryPropertyList(list), &error)) << description(list);
-        EXPECT_EQ(error.reason, reason);
+        EXPECT_EQ(whyNot(readComposition(binaryPropertyList(list))), reason) << description(list);
     }
-    CompositionError error;
-    for (const std::string text : {"", "bplist00", "{\"rootPatch\": {}}", "<plist>", "\xff\xfe"}) {
-        EXPECT_FALSE(readComposition({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, &error));
-        EXPECT_EQ(error.reason, "it is no property list") << text;
-    }
+    for (const std::string text : {"", "bplist00", "{\"rootPatch\": {}}", "<plist>", "\xff\xfe"})
+        EXPECT_EQ(whyNot(readComposition(bytesOf(text))), "it is no property list") << text;
     const Value least = Dictionary{{"rootPatch", Dictionary{{"class", "QCPatch"}}}};
     for (const Bytes& bytes : {binaryPropertyList(least), [&] {
                                    const std::string x = xmlPropertyList(least);
@@ -63,19 +65,32 @@ TEST(CompositionFile, IsADictionaryWithARootPatchOfAClass)
         EXPECT_TRUE(readComposition(bytes));
 }
 
-TEST(CompositionFile, IsReadFromRegularFilesAlone)
+// Both forms under any name, by what is in the file; a pipe or a device would keep the reader waiting.
+TEST(CompositionFile, IsReadFromRegularFilesOfEitherForm)
 {
     TemporaryFolder folder;
-    CompositionError error;
-    for (const std::string& path : {folder.path(), folder / "none", std::string("/dev/zero"), std::string()}) {
-        EXPECT_FALSE(readCompositionFile(path, &error));
-        EXPECT_EQ(error.reason, "it can't be read");
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+    for (const std::string& path : {folder.path(), std::string("/dev/zero"), folder / "pipe"})
+        EXPECT_EQ(whyNot(readCompositionFile(path)), "it is no file") << path;
+    for (const std::string& path : {folder / "none", std::string()})
+        EXPECT_EQ(whyNot(readCompositionFile(path)), "there is no such file") << path;
+    const auto list = binaryPropertyList(composition({node("QCMath", "m")}));
+    for (const auto& [name, contents] : {std::pair<const char*, std::string_view>{"a.qtz", textOf(list)},
+             {"a.json", " \n{\"patches\": {\"m\": {\"class\": \"QCMath\"}}}"},
+             {"b", "// mine\n{\"patches\": {\"m\": {\"class\": \"QCMath\"}}}"}}) {
+        const std::string path = folder.write(name, contents);
+        const auto file = readCompositionFile(path);
+        ASSERT_TRUE(file) << name << file.error().reason;
+        EXPECT_EQ(file->path, path);
+        ASSERT_EQ(file->root.nodes.size(), 1u) << name;
+        EXPECT_EQ(file->root.nodes[0].className, "QCMath") << name;
     }
-    const Bytes bytes = binaryPropertyList(composition({}));
-    const std::string path = folder.write("a.qtz", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    const auto file = readCompositionFile(path);
-    ASSERT_TRUE(file);
-    EXPECT_EQ(file->path, path);
+    folder.write("other.json", "{\"name\": \"a package\"}");
+    folder.write("A.QTZ", "half");
+    for (const auto& [name, why] :
+        {std::pair("A.QTZ", ""), {"a.json", ""}, {"other.json", "the text is no JSON object with \"patches\""},
+            {"b", "its name ends neither in .qtz nor in .json"}})
+        EXPECT_EQ(whyNoComposition(folder / name), why) << name;
 }
 
 // Members of wrong types count as missing, stray entries are left out, and the rest plays.
@@ -158,12 +173,9 @@ TEST(CompositionFile, GivesThePublishedInputsTheirValues)
 // Limits: each of these is small in the file and without end, or nearly, when it is walked.
 TEST(CompositionFile, EndsAtLimits)
 {
-    CompositionError error;
     const char* const tooMuch = "it has more patches, ports or levels than can be played";
     const auto refuses = [&](const Value& list, const char* why) {
-        error = {};
-        EXPECT_FALSE(compositionOfPropertyList(list, &error)) << why;
-        EXPECT_EQ(error.reason, tooMuch) << why;
+        EXPECT_EQ(whyNot(compositionOfPropertyList(list)), tooMuch) << why;
     };
     refuses(composition(Array(1'000'000, node("QCMath", "m"))), "a million patches");
 

@@ -16,12 +16,11 @@ const PatchRegistry& registry()
 
 CompositionFile fileOf(std::string_view text)
 {
-    CompositionError error;
-    const auto list = compositionFromText(text, "", &error);
-    EXPECT_TRUE(list) << error.reason << "\n" << text;
-    auto file = list ? compositionOfPropertyList(*list, &error) : std::nullopt;
-    EXPECT_TRUE(file) << error.reason;
-    return file ? std::move(*file) : CompositionFile{};
+    const auto list = compositionFromText(text, "");
+    EXPECT_TRUE(list) << list.error().reason << "\n" << text;
+    auto file = compositionOfPropertyList(list ? *list : Value());
+    EXPECT_TRUE(file) << file.error().reason;
+    return file ? *std::move(file) : CompositionFile{};
 }
 
 Player::Player(std::string_view text, int width, int height)

@@ -1,5 +1,6 @@
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "quartzcomposer/Play.h"
 #include "quartzcomposer/Trees.h"
@@ -51,9 +52,8 @@ TEST(Samples, ComeBackFromTheirTextForm)
     for (const std::string& path : paths) {
         const auto file = readCompositionFile(path);
         ASSERT_TRUE(file) << path;
-        CompositionError error;
-        const auto back = compositionFromText(textForm(*file), "", &error);
-        ASSERT_TRUE(back) << path << ": " << error.reason;
+        const auto back = compositionFromText(textForm(*file), "");
+        ASSERT_TRUE(back) << path << ": " << back.error().reason;
         EXPECT_EQ(difference(comparable(file->propertyList), comparable(*back)), "") << path;
     }
 }

@@ -35,10 +35,9 @@ const Value& at(const Value& value, const std::string& path)
 
 Value listOf(std::string_view text, const std::string& folder = "")
 {
-    CompositionError error;
-    auto list = compositionFromText(text, folder, &error);
-    EXPECT_TRUE(list) << error.reason;
-    return list.value_or(Value());
+    auto list = compositionFromText(text, folder);
+    EXPECT_TRUE(list) << list.error().reason;
+    return list ? *list : Value();
 }
 
 } // namespace
@@ -127,18 +126,17 @@ TEST(TextForm, SaysWhatIsWrongWhere)
         {R"({"patches": {"a": {"class": "X", "inputs": {"i": {"data": "!"}}}}})", "\"data\" is no base64"},
     };
     for (const auto& [text, reason] : cases) {
-        CompositionError error;
-        EXPECT_FALSE(compositionFromText(text, "/nowhere", &error)) << text;
-        EXPECT_EQ(error.reason, reason) << text;
+        const auto list = compositionFromText(text, "/nowhere");
+        ASSERT_FALSE(list) << text;
+        EXPECT_EQ(list.error().reason, reason) << text;
     }
-    CompositionError error;
-    EXPECT_FALSE(compositionFromText(std::string(100'000, '['), "", &error));
-    EXPECT_EQ(error.reason, "the text nests too deep, or an object in it has too many members");
+    EXPECT_EQ(compositionFromText(std::string(100'000, '['), "").error().reason,
+        "the text nests too deep, or an object in it has too many members");
     std::string deep = R"({"class": "QCMath"})";
     for (int level = 0; level < 200; ++level)
         deep = R"({"class": "QCPatch", "patches": {"p": )" + deep + "}}";
-    EXPECT_FALSE(compositionFromText(R"({"patches": {"p": )" + deep + "}}", "", &error));
-    EXPECT_THAT(error.reason, testing::HasSubstr("levels"));
+    EXPECT_THAT(
+        compositionFromText(R"({"patches": {"p": )" + deep + "}}", "").error().reason, testing::HasSubstr("levels"));
 }
 
 // Wrong types anywhere are errors or left out, never a crash of the JSON library.
@@ -155,9 +153,8 @@ TEST(TextForm, StandsWrongTypesEverywhere)
             for (const std::string& text :
                 {"{\"patches\": {}, " + entry + "}", R"({"patches": {"p": {"class": "QCPatch", )" + entry + "}}}",
                     R"({"patches": {}, "virtualPatches": {"/v": {"patches": {}, )" + entry + "}}}"}) {
-                CompositionError error;
-                const auto list = compositionFromText(text, "", &error);
-                EXPECT_TRUE(list || !error.reason.empty()) << text;
+                const auto list = compositionFromText(text, "");
+                EXPECT_TRUE(list || !list.error().reason.empty()) << text;
                 if (list && compositionOfPropertyList(*list))
                     textForm(*compositionOfPropertyList(*list));
             }
@@ -208,9 +205,8 @@ TEST(TextForm, ComesBackAsTheSameFile)
                                         {"state", Dictionary{{"timebase", "local"}}}}}}}}}}}}}}};
     const auto file = compositionOfPropertyList(list);
     ASSERT_TRUE(file);
-    CompositionError error;
-    const auto back = compositionFromText(textForm(*file), "", &error);
-    ASSERT_TRUE(back) << error.reason;
+    const auto back = compositionFromText(textForm(*file), "");
+    ASSERT_TRUE(back) << back.error().reason;
     EXPECT_EQ(difference(comparable(list), comparable(*back)), "") << textForm(*file);
     EXPECT_EQ(textForm(*compositionOfPropertyList(*back)), textForm(*file));
 }

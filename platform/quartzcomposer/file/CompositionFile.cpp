@@ -4,10 +4,6 @@
 
 #include <algorithm>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace vitrel::qc {
 
 namespace {
@@ -20,31 +16,11 @@ constexpr std::size_t kMaxPorts = 300'000;
 constexpr int kMaxLevels = 64;
 // Names and stored texts that are copied out of the list, in which a long one may stand in many places.
 constexpr std::size_t kMaxText = 32u << 20;
-constexpr std::size_t kMaxFile = 64u << 20;
-
-const Value* find(const Dictionary& dictionary, const char* key)
-{
-    const auto found = dictionary.find(std::string_view(key));
-    return found == dictionary.end() ? nullptr : &found->second;
-}
 
 std::string textAt(const Dictionary& dictionary, const char* key)
 {
-    const Value* value = find(dictionary, key);
-    const auto* text = value ? value->as<std::string>() : nullptr;
+    const auto* text = textMember(dictionary, key);
     return text ? *text : std::string();
-}
-
-const Dictionary* dictionaryAt(const Dictionary& dictionary, const char* key)
-{
-    const Value* value = find(dictionary, key);
-    return value ? value->dictionary() : nullptr;
-}
-
-const Array* arrayAt(const Dictionary& dictionary, const char* key)
-{
-    const Value* value = find(dictionary, key);
-    return value ? value->array() : nullptr;
 }
 
 class Reader
@@ -58,11 +34,11 @@ public:
         node.className = text(from, "class");
         node.key = text(from, "key");
         node.identifier = text(from, "identifier");
-        node.state = dictionaryAt(from, "state");
+        node.state = dictionaryMember(from, "state");
         if (!node.state)
             return true;
         for (const char* kind : {"systemInputPortStates", "ivarInputPortStates", "customInputPortStates"}) {
-            const Dictionary* ports = dictionaryAt(*node.state, kind);
+            const Dictionary* ports = dictionaryMember(*node.state, kind);
             if (ports && !readValues(*ports, node.portValues))
                 return false;
         }
@@ -71,7 +47,7 @@ public:
             return false;
         if (text_ > kMaxText)
             return false;
-        if (const Array* children = arrayAt(*node.state, "nodes")) {
+        if (const Array* children = arrayMember(*node.state, "nodes")) {
             for (const Value& child : *children) {
                 if (!child.dictionary())
                     continue;
@@ -89,7 +65,7 @@ private:
         for (const auto& [key, port] : ports) {
             if (++ports_ > kMaxPorts)
                 return false;
-            const Value* value = port.dictionary() ? find(*port.dictionary(), "value") : nullptr;
+            const Value* value = port.dictionary() ? member(*port.dictionary(), "value") : nullptr;
             const auto* stored = value ? value->as<std::string>() : nullptr;
             text_ += key.size() + (stored ? stored->size() : 0);
             if (text_ > kMaxText)
@@ -102,7 +78,7 @@ private:
 
     bool readPublished(const Dictionary& state, const char* kind, std::vector<FilePublishedPort>& published)
     {
-        const Array* entries = arrayAt(state, kind);
+        const Array* entries = arrayMember(state, kind);
         if (!entries)
             return true;
         for (const Value& entry : *entries) {
@@ -110,8 +86,8 @@ private:
                 return false;
             if (!entry.dictionary())
                 continue;
-            const Dictionary* stored = dictionaryAt(*entry.dictionary(), "state");
-            const Value* value = stored ? find(*stored, "value") : nullptr;
+            const Dictionary* stored = dictionaryMember(*entry.dictionary(), "state");
+            const Value* value = stored ? member(*stored, "value") : nullptr;
             const auto* text = value ? value->as<std::string>() : nullptr;
             text_ += text ? text->size() : 0;
             published.push_back({this->text(*entry.dictionary(), "key"), this->text(*entry.dictionary(), "node"),
@@ -122,7 +98,7 @@ private:
 
     bool readConnections(FileNode& node)
     {
-        const Dictionary* connections = dictionaryAt(*node.state, "connections");
+        const Dictionary* connections = dictionaryMember(*node.state, "connections");
         if (!connections)
             return true;
         // By their numbers: the last one to an input wins.
@@ -152,16 +128,9 @@ private:
     std::size_t nodes_ = 0, connections_ = 0, ports_ = 0, text_ = 0;
 };
 
-std::optional<CompositionFile> fail(CompositionError* error, const char* reason)
-{
-    if (error)
-        error->reason = reason;
-    return std::nullopt;
-}
-
 void readParameters(const Dictionary& from, std::map<std::string, Value>& into)
 {
-    if (const Dictionary* parameters = dictionaryAt(from, "inputParameters"))
+    if (const Dictionary* parameters = dictionaryMember(from, "inputParameters"))
         into.insert(parameters->begin(), parameters->end());
 }
 
@@ -175,73 +144,40 @@ void countNode(const FileNode& node, std::map<std::string, int>& counts)
 
 } // namespace
 
-std::optional<CompositionFile> compositionOfPropertyList(const Value& propertyList, CompositionError* error)
+CompositionResult compositionOfPropertyList(const Value& propertyList)
 {
+    const CompositionError tooLarge{"it has more patches, ports or levels than can be played"};
     CompositionFile file;
     file.propertyList = propertyList;
     if (!propertyList.dictionary())
-        return fail(error, "the top object is no dictionary");
-    const Dictionary* root = dictionaryAt(file.top(), "rootPatch");
+        return CompositionError{"the top object is no dictionary"};
+    const Dictionary* root = dictionaryMember(file.top(), "rootPatch");
     if (!root || textAt(*root, "class").empty())
-        return fail(error, "there is no root patch");
+        return CompositionError{"there is no root patch"};
     Reader reader;
     if (!reader.read(*root, file.root, 0))
-        return fail(error, "it has more patches, ports or levels than can be played");
+        return tooLarge;
     readParameters(file.top(), file.inputParameters);
-    if (const Dictionary* definitions = dictionaryAt(file.top(), "virtualPatches")) {
+    if (const Dictionary* definitions = dictionaryMember(file.top(), "virtualPatches")) {
         for (const auto& [identifier, definition] : *definitions) {
             const Dictionary* members = definition.dictionary();
-            const Dictionary* patch = members ? dictionaryAt(*members, "rootPatch") : nullptr;
+            const Dictionary* patch = members ? dictionaryMember(*members, "rootPatch") : nullptr;
             if (!patch)
                 continue;
             if (!reader.read(*patch, file.virtualPatches[identifier], 0))
-                return fail(error, "it has more patches, ports or levels than can be played");
+                return tooLarge;
             readParameters(*members, file.virtualDefaults[identifier]);
         }
     }
     return file;
 }
 
-std::optional<CompositionFile> readComposition(ByteView data, CompositionError* error)
+CompositionResult readComposition(ByteView data)
 {
     const auto propertyList = propertyListWithData(data);
     if (!propertyList)
-        return fail(error, "it is no property list");
-    return compositionOfPropertyList(*propertyList, error);
-}
-
-std::optional<Bytes> bytesOfRegularFile(const std::string& path, std::size_t limit)
-{
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0)
-        return std::nullopt;
-    struct stat status {
-    };
-    std::optional<Bytes> bytes;
-    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && static_cast<std::size_t>(status.st_size) <= limit) {
-        bytes.emplace(static_cast<std::size_t>(status.st_size));
-        std::size_t have = 0;
-        while (have < bytes->size()) {
-            const ssize_t got = read(fd, bytes->data() + have, bytes->size() - have);
-            if (got <= 0)
-                break;
-            have += static_cast<std::size_t>(got);
-        }
-        bytes->resize(have);
-    }
-    close(fd);
-    return bytes;
-}
-
-std::optional<CompositionFile> readCompositionFile(const std::string& path, CompositionError* error)
-{
-    const auto bytes = bytesOfRegularFile(path, kMaxFile);
-    if (!bytes)
-        return fail(error, "it can't be read");
-    auto file = readComposition(*bytes, error);
-    if (file)
-        file->path = path;
-    return file;
+        return CompositionError{"it is no property list"};
+    return compositionOfPropertyList(*propertyList);
 }
 
 void countClasses(const CompositionFile& file, std::map<std::string, int>& counts)

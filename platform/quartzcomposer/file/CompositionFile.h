@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/Result.h"
 #include "platform/foundation/Value.h"
 
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -47,16 +47,13 @@ struct CompositionError {
     std::string reason; // one line, for a person
 };
 
-// Reads a property list of either kind. Lenient inside: what has a wrong type counts as missing, what doesn't fit is
-// left out. Absent if it is no composition: no property list, no dictionary, no root patch with a class; or if it is
-// larger than any composition is. Any thread.
-std::optional<CompositionFile> readComposition(ByteView data, CompositionError* error = nullptr);
-std::optional<CompositionFile> compositionOfPropertyList(const Value& propertyList, CompositionError* error = nullptr);
-// The same from a regular file; at most 64 MiB.
-std::optional<CompositionFile> readCompositionFile(const std::string& path, CompositionError* error = nullptr);
+using CompositionResult = Result<CompositionFile, CompositionError>;
 
-// The bytes of a regular file, at most `limit`; absent otherwise. Never blocks on a pipe or a device.
-std::optional<Bytes> bytesOfRegularFile(const std::string& path, std::size_t limit);
+// Reads a property list of either kind. Lenient inside: what has a wrong type counts as missing, what doesn't fit is
+// left out. An error if it is no composition: no property list, no dictionary, no root patch with a class; or if it is
+// larger than any composition is. Any thread.
+CompositionResult readComposition(ByteView data);
+CompositionResult compositionOfPropertyList(const Value& propertyList);
 
 // Patches by class, embedded definitions included, as often as the file holds them.
 void countClasses(const CompositionFile& file, std::map<std::string, int>& counts);

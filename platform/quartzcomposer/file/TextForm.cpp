@@ -15,17 +15,11 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* kPortKinds[] = {"ivarInputPortStates", "customInputPortStates", "systemInputPortStates"};
 
-const Value* find(const Dictionary& dictionary, std::string_view key)
-{
-    const auto found = dictionary.find(key);
-    return found == dictionary.end() ? nullptr : &found->second;
-}
-
 const Dictionary& dictionaryAt(const Dictionary& dictionary, std::string_view key)
 {
     static const Dictionary none;
-    const Value* value = find(dictionary, key);
-    return value && value->dictionary() ? *value->dictionary() : none;
+    const Dictionary* found = dictionaryMember(dictionary, key);
+    return found ? *found : none;
 }
 
 bool oneOf(std::string_view key, std::initializer_list<std::string_view> keys)
@@ -94,11 +88,11 @@ Json rawJson(const FileNode& node, TextBudget& budget)
         }
     }
     for (const char* list : {"publishedInputPorts", "publishedOutputPorts"}) {
-        const Value* entries = find(*node.state, list);
+        const Value* entries = vitrel::member(*node.state, list);
         for (std::size_t k = 0; entries && entries->array() && k < entries->array()->size(); ++k) {
             const Dictionary* entry = (*entries->array())[k].dictionary();
-            const Value* info = entry ? find(dictionaryAt(*entry, "state"), "userInfo") : nullptr;
-            const Value* key = entry ? find(*entry, "key") : nullptr;
+            const Value* info = entry ? vitrel::member(dictionaryAt(*entry, "state"), "userInfo") : nullptr;
+            const Value* key = entry ? vitrel::member(*entry, "key") : nullptr;
             if (info && key)
                 append(published[list], jsonText(description(*key)), valueJson(*info, budget));
         }
@@ -148,7 +142,7 @@ Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget)
         if (keys.insert(jsonText(child.key)).second)
             append(patches, jsonText(child.key), nodeJson(child, false, budget));
     }
-    if (find(*node.state, "nodes"))
+    if (vitrel::member(*node.state, "nodes"))
         json["patches"] = std::move(patches);
     Json connections = Json::array();
     for (const FileConnection& connection : node.connections)
@@ -457,42 +451,21 @@ std::string textForm(const CompositionFile& file)
     return budget.spent() ? std::string() : json.dump(2, ' ', false, Json::error_handler_t::replace);
 }
 
-std::optional<Value> compositionFromText(std::string_view text, const std::string& folder, CompositionError* error)
+Result<Value, CompositionError> compositionFromText(std::string_view text, const std::string& folder)
 {
-    const auto fail = [error](const std::string& reason) {
-        if (error)
-            error->reason = reason;
-        return std::nullopt;
-    };
     constexpr std::size_t kMaxText = 64u << 20;
     if (text.size() > kMaxText)
-        return fail("the text is longer than 64 MiB");
+        return CompositionError{"the text is longer than 64 MiB"};
     if (!isShapedForParsing(text, 1000, 50'000))
-        return fail("the text nests too deep, or an object in it has too many members");
+        return CompositionError{"the text nests too deep, or an object in it has too many members"};
     const Json json = Json::parse(text, nullptr, false, true);
     if (json.is_discarded() || !json.is_object() || !json.contains("patches"))
-        return fail("the text is no JSON object with \"patches\"");
+        return CompositionError{"the text is no JSON object with \"patches\""};
     Maker maker(folder);
     auto made = maker.composition(json);
     if (!made || !maker.problem().empty())
-        return fail(maker.problem());
+        return CompositionError{maker.problem()};
     return Value(*made);
-}
-
-std::optional<CompositionFile> readCompositionOrTextFile(const std::string& path, CompositionError* error)
-{
-    constexpr std::size_t kMaxFile = 64u << 20;
-    const auto bytes = bytesOfRegularFile(path, kMaxFile);
-    const auto text = bytes ? textOf(*bytes) : std::string_view();
-    const auto first = text.find_first_not_of(" \t\r\n");
-    if (first == text.npos || text[first] != '{')
-        return readCompositionFile(path, error); // no property list begins so
-    const auto slash = path.rfind('/');
-    const auto made = compositionFromText(text, slash == path.npos ? "." : path.substr(0, slash + 1), error);
-    auto file = made ? compositionOfPropertyList(*made, error) : std::nullopt;
-    if (file)
-        file->path = path;
-    return file;
 }
 
 } // namespace vitrel::qc

@@ -16,10 +16,6 @@ std::string textForm(const CompositionFile& file);
 
 // The property list of a composition from its text form. `folder` is where files that it names lie; one that can't
 // be read is an error, as is everything that isn't the form. Numbers, texts, images at most 64 MiB together.
-std::optional<Value> compositionFromText(
-    std::string_view text, const std::string& folder, CompositionError* error = nullptr);
-
-// A composition from a file of either form; the files that a text names lie beside it. As readCompositionFile.
-std::optional<CompositionFile> readCompositionOrTextFile(const std::string& path, CompositionError* error = nullptr);
+Result<Value, CompositionError> compositionFromText(std::string_view text, const std::string& folder);
 
 } // namespace vitrel::qc

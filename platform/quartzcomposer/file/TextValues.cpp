@@ -1,7 +1,7 @@
 #include "platform/quartzcomposer/file/TextValues.h"
 
 #include "base/Text.h"
-#include "platform/quartzcomposer/file/CompositionFile.h"
+#include "platform/foundation/Files.h"
 
 #include <array>
 #include <cmath>
@@ -193,11 +193,10 @@ Value ValueReader::special(const std::string& kind, const Json& json)
             problem_ = "\"data\" is no base64";
         return {};
     }
-    auto bytes
-        = bytesOfRegularFile(text.starts_with('/') || folder_.empty() ? text : folder_ + "/" + text, kMaxFiles - read_);
+    auto bytes = readFile(text.starts_with('/') || folder_.empty() ? text : folder_ + "/" + text, kMaxFiles - read_);
     if (bytes) {
         read_ += bytes->size();
-        return std::move(*bytes);
+        return *std::move(bytes);
     }
     if (problem_.empty())
         problem_ = "the image file \"" + text + "\" can't be read";

@@ -1,20 +1,18 @@
 #include "programs/muralis/http/HttpRequest.h"
 
+#include "base/Text.h"
+
 #include <algorithm>
 
 namespace vitrel {
 
 namespace {
 
-char lowerCase(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
+constexpr std::string_view kBlanks = " \t"; // OWS of RFC 9110, section 5.6.3
 
-bool isSame(std::string_view a, std::string_view lower)
+bool isSame(std::string_view text, std::string_view lower)
 {
-    return a.size() == lower.size()
-        && std::equal(a.begin(), a.end(), lower.begin(), [](char one, char other) { return lowerCase(one) == other; });
+    return asciiLowercase(text) == lower;
 }
 
 // "token" of RFC 9110, section 5.6.2.
@@ -35,14 +33,6 @@ bool isDigits(std::string_view text)
 bool isControl(char c)
 {
     return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F;
-}
-
-std::string_view trimmed(std::string_view text)
-{
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
 bool readRequestLine(std::string_view line, HttpRequest& request)
@@ -67,7 +57,7 @@ void readConnection(std::string_view value, HttpRequest& request)
 {
     while (!value.empty()) {
         const std::size_t comma = std::min(value.find(','), value.size());
-        if (isSame(trimmed(value.substr(0, comma)), "close"))
+        if (isSame(trimmed(value.substr(0, comma), kBlanks), "close"))
             request.keepsAlive = false;
         value.remove_prefix(std::min(comma + 1, value.size()));
     }
@@ -82,7 +72,7 @@ bool readField(std::string_view line, HttpRequest& request, Seen& seen)
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos || !isToken(line.substr(0, colon)))
         return false;
-    const std::string_view name = line.substr(0, colon), value = trimmed(line.substr(colon + 1));
+    const std::string_view name = line.substr(0, colon), value = trimmed(line.substr(colon + 1), kBlanks);
     if (isSame(name, "host")) {
         // With two of them, who is in between and we may go by different ones.
         if (seen.host)

@@ -4,18 +4,14 @@
 #include "base/Text.h"
 #include "imaging/NSImage+NqWallpaper.h"
 #include "platform/appkit/ImageCoding.h"
-#include "platform/foundation/FileSystem.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/Surroundings.h"
 
 #include <nlohmann/json.hpp>
 
-#include <fcntl.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <utility>
 
@@ -28,24 +24,12 @@ namespace fs = std::filesystem;
 constexpr float kDifference = 0.1f;
 constexpr std::size_t kMostFormer = 1 << 20;
 constexpr const char* kFormer = "/former";
-
-bool writeWhole(const std::string& path, ByteView bytes)
-{
-    FileSystem files;
-    const std::string beside = path + ".new";
-    bool isWritten = false;
-    {
-        const FileDescriptor file(files, files.open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-        isWritten = file.get() >= 0 && writeAll(files, file.get(), bytes) == 0;
-    }
-    return isWritten && files.rename(beside.c_str(), path.c_str()) == 0;
-}
+// What the user listens to is nobody else's matter, and can be made again.
+constexpr FileReplacement kPrivate{.mode = 0600, .lasting = false};
 
 std::map<std::string, std::string> readFormer(const std::string& path)
 {
-    FileSystem files;
-    const FileDescriptor file(files, files.open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
-    const auto bytes = file.get() < 0 ? Result<Bytes, int>(Bytes()) : readAll(files, file.get(), kMostFormer);
+    const auto bytes = readFile(path, kMostFormer);
     std::map<std::string, std::string> former;
     if (!bytes)
         return former;
@@ -63,11 +47,7 @@ std::map<std::string, std::string> readFormer(const std::string& path)
 
 std::string Wallpaper::userFolder()
 {
-    const char* cache = std::getenv("XDG_CACHE_HOME");
-    if (cache && cache[0] == '/')
-        return std::string(cache) + "/vitrel/wallpapers";
-    const char* home = std::getenv("HOME");
-    return home && home[0] == '/' ? std::string(home) + "/.cache/vitrel/wallpapers" : std::string();
+    return vitrel::userFolder(UserFolder::Cache, "wallpapers");
 }
 
 std::unique_ptr<Wallpaper> Wallpaper::start(const Surroundings& surroundings, std::string folder)
@@ -113,7 +93,7 @@ void Wallpaper::remember()
             former_[setting.key] = *current;
     }
     const std::string text = nlohmann::json(former_).dump(1, ' ', false, nlohmann::json::error_handler_t::replace);
-    writeWhole(folder_ + kFormer, bytesOf(text));
+    writeFile(folder_ + kFormer, bytesOf(text), kPrivate);
 }
 
 void Wallpaper::show(const std::shared_ptr<const Bytes>& artwork)
@@ -147,12 +127,7 @@ void Wallpaper::enqueue(std::shared_ptr<const Bytes> artwork)
 
 std::string Wallpaper::pictureFor(const Bytes& artwork, NSSize size) const
 {
-    std::string name;
-    for (const auto byte : md5(artwork)) {
-        for (const int half : {byte >> 4, byte & 15})
-            name += "0123456789abcdef"[half];
-    }
-    const std::string path = folder_ + "/" + name + "-" + std::to_string(int(size.width)) + "x"
+    const std::string path = folder_ + "/" + hexadecimal(md5(artwork)) + "-" + std::to_string(int(size.width)) + "x"
         + std::to_string(int(size.height)) + ".jpg";
     std::error_code error;
     if (fs::exists(path, error)) {
@@ -166,7 +141,7 @@ std::string Wallpaper::pictureFor(const Bytes& artwork, NSSize size) const
     const auto& representations = picture->representations();
     const auto bitmap = representations.empty() ? nullptr : representations.front().bitmap();
     const auto file = bitmap ? jpegRepresentation(*bitmap) : std::nullopt;
-    return file && writeWhole(path, *file) ? path : "";
+    return file && writeFile(path, *file, kPrivate) == 0 ? path : "";
 }
 
 void Wallpaper::apply(const Bytes& artwork, unsigned turn)

@@ -1,0 +1,156 @@
+#include "platform/foundation/Files.h"
+
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdlib>
+#include <optional>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vitrel {
+
+namespace {
+
+// Not after the file, whose name may be as long as names may be; and never the same for two threads or processes.
+std::string nameBeside(const std::string& path)
+{
+    static std::atomic<unsigned> count{0};
+    const auto slash = path.rfind('/');
+    return path.substr(0, slash == path.npos ? 0 : slash + 1) + ".vitrel-" + std::to_string(::getpid()) + "-"
+        + std::to_string(++count) + ".new";
+}
+
+// What was there stays with its owner; whoever may not give it away has no need to.
+int keepOwnerAndMode(int fd, const struct ::stat& old, const struct ::stat& now)
+{
+    if ((old.st_uid != now.st_uid || old.st_gid != now.st_gid) && ::fchown(fd, old.st_uid, old.st_gid) != 0
+        && errno != EPERM)
+        return errno;
+    return ::fchmod(fd, old.st_mode & 07777) == 0 ? 0 : errno;
+}
+
+int fill(FileSystem& files, int fd, ByteView bytes, const struct ::stat* old, bool lasting, struct ::stat& state)
+{
+    if (files.fstat(fd, &state) != 0)
+        return errno;
+    int error = old ? keepOwnerAndMode(fd, *old, state) : 0;
+    if (!error)
+        error = writeAll(files, fd, bytes);
+    if (!error && lasting && files.fsync(fd) != 0)
+        error = errno;
+    return !error && files.fstat(fd, &state) != 0 ? errno : error;
+}
+
+// The number of the descriptor that a path names, whatever it leads to. Opened by name, a file behind it would be
+// written from its head, and a socket couldn't be at all.
+std::optional<int> descriptorNamed(const std::string& path)
+{
+    if (path == "/dev/stdout")
+        return STDOUT_FILENO;
+    if (path == "/dev/stderr")
+        return STDERR_FILENO;
+    for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/"}) {
+        int number = -1;
+        const char* const last = path.data() + path.size();
+        if (path.starts_with(folder) && std::from_chars(path.data() + folder.size(), last, number).ptr == last)
+            return number;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+Result<Bytes, int> readFile(FileSystem& files, const std::string& path, std::size_t limit)
+{
+    const FileDescriptor file(files, files.open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
+    struct ::stat state {
+    };
+    if (file.get() < 0 || files.fstat(file.get(), &state) != 0)
+        return errno;
+    if (!S_ISREG(state.st_mode))
+        return EINVAL;
+    if (static_cast<std::uint64_t>(state.st_size) > limit)
+        return EFBIG;
+    return readAll(files, file.get(), limit, static_cast<std::size_t>(state.st_size));
+}
+
+Result<Bytes, int> readFile(const std::string& path, std::size_t limit)
+{
+    FileSystem files;
+    return readFile(files, path, limit);
+}
+
+Result<struct ::stat, int> replaceFile(FileSystem& files, const std::string& path, ByteView bytes, FileReplacement how)
+{
+    struct ::stat old {
+    }, state{};
+    const bool wasThere = files.stat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode);
+    const std::string beside = nameBeside(path);
+    int error = 0;
+    {
+        const FileDescriptor file(
+            files, files.open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, how.mode));
+        if (file.get() < 0)
+            return errno;
+        error = fill(files, file.get(), bytes, wasThere ? &old : nullptr, how.lasting, state);
+    }
+    if (!error && files.rename(beside.c_str(), path.c_str()) != 0)
+        error = errno;
+    if (error) {
+        files.unlink(beside.c_str());
+        return error;
+    }
+    if (how.lasting) {
+        // The new name lasts once the folder is on the disk. The contents are whole either way, so this may fail.
+        const auto slash = path.rfind('/');
+        const std::string folder = slash == path.npos ? "." : path.substr(0, slash + 1);
+        const FileDescriptor opened(files, files.open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+        if (opened.get() >= 0)
+            files.fsync(opened.get());
+    }
+    return state;
+}
+
+int writeFile(const std::string& path, ByteView bytes, FileReplacement how)
+{
+    FileSystem files;
+    if (const auto descriptor = descriptorNamed(path))
+        return writeAll(files, *descriptor, bytes);
+    struct ::stat state {
+    };
+    if (files.stat(path.c_str(), &state) == 0 && !S_ISREG(state.st_mode)) {
+        const FileDescriptor file(files, files.open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY, 0));
+        return file.get() < 0 ? errno : writeAll(files, file.get(), bytes);
+    }
+    char target[PATH_MAX];
+    const auto replaced = replaceFile(files, ::realpath(path.c_str(), target) ? target : path, bytes, how);
+    return replaced ? 0 : replaced.error();
+}
+
+std::string userFolder(UserFolder kind, std::string_view inside)
+{
+    struct Kind {
+        const char *variable, *beneathHome;
+    };
+    constexpr Kind kinds[]
+        = {{"XDG_CONFIG_HOME", "/.config"}, {"XDG_CACHE_HOME", "/.cache"}, {"XDG_STATE_HOME", "/.local/state"}};
+    const auto& [variable, beneathHome] = kinds[static_cast<int>(kind)];
+    const auto named = [](const char* name) {
+        const char* folder = std::getenv(name);
+        return folder && folder[0] == '/' ? std::string(folder) : std::string(); // else it counts as none
+    };
+    std::string folder = named(variable);
+    if (folder.empty()) {
+        folder = named("HOME");
+        if (folder.empty())
+            return {};
+        folder += beneathHome;
+    }
+    folder += "/vitrel";
+    return inside.empty() ? folder : folder.append("/").append(inside);
+}
+
+} // namespace vitrel

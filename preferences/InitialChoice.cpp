@@ -1,0 +1,40 @@
+#include "preferences/InitialChoice.h"
+
+#include "platform/foundation/DefaultsStore.h"
+#include "platform/foundation/NSBundle.h"
+#include "platform/foundation/NSObject.h"
+#include "platform/foundation/Surroundings.h"
+#include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/Settings.h"
+
+namespace vitrel {
+
+void setInitialChoice(const Surroundings& surroundings, bool listed)
+{
+    const auto path = defaultCompositionPath(surroundings);
+    if (!path || !surroundings.defaults)
+        return;
+    surroundings.defaults->setFallback("Active File Path", *path);
+    if (listed)
+        surroundings.defaults->setFallback("Files Paths", Array{*path});
+}
+
+std::optional<std::string> defaultCompositionPath(const Surroundings& surroundings)
+{
+    for (const NSBundle* bundle : {surroundings.classBundle, surroundings.mainBundle}) {
+        if (auto path = send(bundle, &NSBundle::pathForResourceOfType, kDefaultComposition, "qtz"))
+            return path;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> randomComposition(const Surroundings& surroundings)
+{
+    const auto stored = Settings::shared(surroundings).screenSaverDefaults()->arrayForKey("Files Paths");
+    if (!stored || stored->size() < 2)
+        return std::nullopt;
+    const auto* path = (*stored)[arc4random(surroundings) % stored->size()].as<std::string>();
+    return path ? std::optional(*path) : std::nullopt;
+}
+
+} // namespace vitrel

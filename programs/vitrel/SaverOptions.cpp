@@ -1,0 +1,53 @@
+#include "programs/vitrel/SaverOptions.h"
+
+#include "platform/foundation/OperatingSystemVersion.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
+#include "programs/vitrel/Commands.h"
+#include "programs/vitrel/ValueJson.h"
+
+#include <cstdlib>
+
+namespace vitrel {
+
+std::string systemVersionText(const SaverOptions& options)
+{
+    // The direct route: a version below the gate, since on this desktop a player can be read without any set-up.
+    constexpr const char* kUsualSystemVersion = "10.13.6";
+    const char* fromEnvironment = std::getenv("VITREL_SYSTEM_VERSION");
+    return !options.systemVersion.empty()          ? options.systemVersion
+        : fromEnvironment && *fromEnvironment != 0 ? fromEnvironment
+                                                   : kUsualSystemVersion;
+}
+
+void addSaverOptions(CLI::App& command, SaverOptions& options)
+{
+    command.add_option("FILE,--file", options.file, "The composition; without it the one chosen in the settings");
+    command.add_flag("--demo", options.demo, "Play the default composition with a built-in player");
+    command.add_option("--player", options.player, "Follow the player of this name before all others");
+    command.add_option("--system-version", options.systemVersion,
+        "The system version that the saver sees; 10.14.0 and later use the companion");
+    command.add_option("--trace", options.trace, "Write each change of an input to this file, a line of JSON each");
+    command.add_option("--input", options.inputs, "KEY=VALUE sets a published input at the start; may be given again")
+        ->allow_extra_args(false);
+}
+
+bool checkSaverOptions(const SaverOptions& options, int& code)
+{
+    const auto fail = [&code](const std::string& message, int with) {
+        code = complain(message, with);
+        return false;
+    };
+    for (const std::string& text : options.inputs) {
+        if (!inputArgument(text))
+            return fail("--input takes KEY=VALUE", 2);
+    }
+    const std::string version = systemVersionText(options);
+    if (!makeOperatingSystemVersion(version))
+        return fail("\"" + version + "\" is no system version", 2);
+    if (options.file.empty())
+        return true;
+    const auto read = qc::readCompositionFile(options.file);
+    return read || fail(options.file + " is no composition: " + read.error().reason, 1);
+}
+
+} // namespace vitrel
