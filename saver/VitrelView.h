@@ -147,7 +147,7 @@ public:
 
     const Surroundings& surroundings() const { return surroundings_; }
 
-    // Called after each write to an input of the composition; nothing stands for a cleared one.
+    // Called after each write that an input of the composition took; nothing stands for a cleared one.
     using InputObserver = std::function<void(const Value& value, const std::string& key)>;
     void setInputObserver(InputObserver observer) { inputObserver_ = std::move(observer); }
 
@@ -168,7 +168,6 @@ private:
     Value squared(const Value& image) const;
     void retrigger();
     void trackDataDidChange();
-
 
     std::shared_ptr<const void> keptAlive() override { return shared_from_this(); }
     std::string displayNumber() override;

@@ -28,8 +28,7 @@ void VitrelView::writeInput(const Value& value, const std::string& key)
 {
     if (!viewQuartzComposition_)
         return;
-    viewQuartzComposition_->setValueForInputKey(value, key);
-    if (inputObserver_)
+    if (viewQuartzComposition_->setValueForInputKey(value, key) && inputObserver_)
         inputObserver_(value, key);
 }
 

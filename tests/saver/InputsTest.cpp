@@ -210,6 +210,8 @@ TEST(InputTrace, WritesOneLineForEveryWrite)
     in.play(track);
     in.view->setQuartzCompositionValue({}, "Artwork");
     in.view->setQuartzCompositionValue("dropped", "Other");
+    in.composer.refuses = true;
+    in.view->setQuartzCompositionValue("a text in an image's place", "Artwork");
     EXPECT_EQ(lines,
         "{\"t\":0.5,\"view\":1,\"key\":\"Name\",\"value\":\"gr\xC3\xBC \xEF\xBF\xBD\\\"\"}\n"
         "{\"t\":0.5,\"view\":1,\"key\":\"Artwork\",\"value\":{\"image\":[3,2]}}\n"

@@ -104,6 +104,8 @@ TEST(VitrelView, StopsInOrderAndOnlyThenLetsGo)
     EXPECT_EQ(view->dataSystem(), nullptr);
     view->setTrackDataFromPacket({{"Name", "late"}});
     EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "an answer that comes late";
+    view->fileDidChange();
+    EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "a reload would bring it back to life";
     in.fastForwardBy(0.49s);
     EXPECT_EQ(window->alphaValue(), 1);
     EXPECT_THAT(in.said(), IsEmpty());
@@ -154,6 +156,15 @@ TEST(VitrelView, TheSheetIsMadeAnewAndItsCloseReloads)
     EXPECT_EQ(view->preferencesWC(), nullptr);
     in.fastForwardBy(1s);
     EXPECT_THAT(in.said(), testing::Contains("2 load Muralis RSS Almanac.qtz"));
+
+    // Closed by its own button the controller goes while the button's action runs.
+    view->configureSheet();
+    in.fastForwardBy(1s); // nothing of its own holds it
+    const std::weak_ptr<PreferencesWC> weak = view->preferencesWC();
+    view->preferencesWC().get()->buttonOK();
+    EXPECT_TRUE(weak.expired());
+    in.fastForwardBy(1s);
+    EXPECT_THAT(in.said(), testing::Contains("3 load Muralis RSS Almanac.qtz"));
 }
 
 TEST(Loading, ChoosesThePathByTheListAndFallsBackToTheResources)

@@ -17,6 +17,7 @@ struct Composer {
     std::map<std::string, std::vector<std::string>> files;
     std::vector<std::string> log;
     int made = 0;
+    bool refuses = false; // every value
 };
 
 // Plays nothing and writes down what it is asked. Lines begin with the view's number, from 1.
@@ -59,6 +60,8 @@ public:
     std::vector<std::string> inputKeys() const override { return keys; }
     bool setValueForInputKey(const Value& value, const std::string& key) override
     {
+        if (composer_.refuses)
+            return false;
         writes.emplace_back(key, value);
         values[key] = value;
         return true;
