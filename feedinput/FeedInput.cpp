@@ -14,7 +14,7 @@
 namespace vitrel {
 namespace {
 
-constexpr char kFeed[] = "Muralis_RSS_Feed";
+constexpr const char* kFeed = kFeedInputKey;
 constexpr char kArticlesCount[] = "Muralis_RSS_ArticlesCount";
 constexpr Seconds kReloadInterval{300.0};
 

@@ -10,6 +10,9 @@
 
 namespace vitrel {
 
+// The input by which a composition asks for a feed's articles.
+inline constexpr const char* kFeedInputKey = "Muralis_RSS_Feed";
+
 class NSTimer;
 struct Surroundings;
 

@@ -15,6 +15,9 @@ void setInitialChoice(const Surroundings& surroundings, bool listed)
     if (!path || !surroundings.defaults)
         return;
     surroundings.defaults->setFallback("Active File Path", *path);
+    // Else its first evening would begin with a reload, when its feed's input is first seen.
+    const VitrelItem item(surroundings, path->substr(path->rfind('/') + 1));
+    surroundings.defaults->setFallback(item.keyID(VitrelItem::Key::isRSSVisualizer), true);
     if (listed)
         surroundings.defaults->setFallback("Files Paths", Array{*path});
 }

@@ -12,9 +12,11 @@ namespace {
 // Beyond it, files grow and nobody sees a difference on a cover.
 constexpr int kJpegQuality = 90;
 
-// Starting the library, which workers do, sets this variable if nothing has: on another thread's read of the
-// environment that is a crash. Set before there is a second thread, it stays as it is.
-[[maybe_unused]] const int vipsHome = setenv("VIPSHOME", "/usr", 0);
+// Where the library looks for its modules: readers of formats that nobody here asks for, whose dozens of libraries cost
+// a start a tenth of a second and every file that is opened the sum of their faults. Set before there is a second
+// thread: the library, started by a worker, would set it itself if nothing had, and another thread's read of the
+// environment be a crash.
+[[maybe_unused]] const int vipsHome = setenv("VIPSHOME", "/nonexistent", 1);
 
 bool startVips()
 {

@@ -13,6 +13,7 @@
 #include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <climits>
@@ -113,7 +114,8 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.makeQCView = [this]() -> std::shared_ptr<QCView> {
         auto view = std::make_shared<CompositionView>(runLoop_);
         const std::weak_ptr<QCView> weak = view;
-        view->onLoad = [this, weak] {
+        view->onLoad = [this, weak, view = view.get()] {
+            knowFeedInput(*view);
             // After the first publication, which comes in this turn.
             runLoop_.post([this, weak] { applyInputs(weak); });
         };
@@ -149,6 +151,7 @@ void SaverHost::choose(const SaverOptions& options)
 // As if it were the one entry of the user's list; nothing is stored.
 void SaverHost::playOnly(const std::string& path)
 {
+    isForThisRun_ = true;
     defaults_->keepInMemory();
     defaults_->setArgument("Files Paths", path.empty() ? Array{} : Array{path});
     defaults_->setArgument("Active File Path", path);
@@ -164,6 +167,18 @@ void SaverHost::showDemoFeed(const std::string& path)
     playOnly(path);
     const VitrelItem item(surroundings_, path.substr(path.rfind('/') + 1));
     defaults_->setArgument(item.keyID(VitrelItem::Key::rssFeedURL), "file://" + percentEncoded(*feed, "/-._~"));
+}
+
+// Whether a composition takes a feed is stored when it is first seen, and it is loaded anew then. What is played for
+// this run alone would be first seen each time.
+void SaverHost::knowFeedInput(const QCView& view)
+{
+    const auto item = Settings::shared(surroundings_).selectedVitrelItem();
+    if (!isForThisRun_ || !item)
+        return;
+    const auto keys = view.inputKeys();
+    defaults_->setArgument(item->keyID(VitrelItem::Key::isRSSVisualizer),
+        std::find(keys.begin(), keys.end(), kFeedInputKey) != keys.end());
 }
 
 void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
