@@ -150,12 +150,12 @@ MprisPlayers::Player* MprisPlayers::playerNamed(const std::string& name)
     return found == players_.end() ? nullptr : &*found;
 }
 
-void MprisPlayers::playerAppeared(const std::string& name, std::int64_t process, const Dictionary& properties)
+void MprisPlayers::playerAppeared(const std::string& name, const PlayerArrival& arrival, const Dictionary& properties)
 {
     playerVanished(name);
     Player player;
     player.name = name;
-    player.process = process;
+    player.process = arrival.process;
     player.metadata = trackMetadata({});
     player.positionTime = surroundings_.clock->now();
     players_.push_back(std::move(player));

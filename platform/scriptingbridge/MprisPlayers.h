@@ -65,7 +65,7 @@ private:
         FetchedArtwork artwork;
     };
 
-    void playerAppeared(const std::string& name, std::int64_t process, const Dictionary& properties) override;
+    void playerAppeared(const std::string& name, const PlayerArrival& arrival, const Dictionary& properties) override;
     void playerChanged(const std::string& name, const Dictionary& properties) override;
     void playerSeeked(const std::string& name, double position) override;
     void playerVanished(const std::string& name) override;

@@ -20,6 +20,10 @@ class FakeBus final : public PlayerBus
 public:
     void start(PlayerBusListener& listener) override { this->listener = &listener; }
     bool isSettled() const override { return true; }
+    bool isSilent(const std::string&) const override { return isSilentPlayer; }
+    void ask(const std::string& name) override { asked.push_back(name); }
+    bool isSilentPlayer = false;
+    std::vector<std::string> asked;
     PlayerBusListener* listener = nullptr;
 };
 
@@ -59,7 +63,7 @@ struct Room : TestSurroundings {
     }
     void appears(const std::string& name, const std::string& status, const std::string& title, int process = 0)
     {
-        bus->listener->playerAppeared(name, process, properties(status, title));
+        bus->listener->playerAppeared(name, {process}, properties(status, title));
         turn();
     }
     void changes(const std::string& name, const Dictionary& properties)
@@ -175,7 +179,7 @@ TEST(MprisPlayers, ExtrapolatesThePosition)
     Room in;
     auto properties = Room::properties("Playing", "A");
     properties["Position"] = 10'000'000;
-    in.bus->listener->playerAppeared("mpv", 0, properties);
+    in.bus->listener->playerAppeared("mpv", {}, properties);
     in.turn();
     EXPECT_EQ(in.player->playerPosition(), 10);
     in.clock.time += 5s;
@@ -203,7 +207,7 @@ std::string dataOf(int side)
 TEST(MprisPlayers, ArtworkThatComesLateIsTold)
 {
     Room in;
-    in.bus->listener->playerAppeared("mpv", 0, Room::properties("Playing", "A", dataOf(4)));
+    in.bus->listener->playerAppeared("mpv", {}, Room::properties("Playing", "A", dataOf(4)));
     in.loop.turn();
     in.loop.turn();
     EXPECT_THAT(in.heard(), ElementsAre("Playing 1"));
@@ -220,7 +224,7 @@ TEST(MprisPlayers, ANewTrackReadsTheSameAddressAnew)
 {
     Room in;
     const std::string path = in.bundleFolder.write("cover.png", "first"), address = "file://" + path;
-    in.bus->listener->playerAppeared("mpv", 0, Room::properties("Playing", "A", address));
+    in.bus->listener->playerAppeared("mpv", {}, Room::properties("Playing", "A", address));
     in.turn();
     EXPECT_EQ(textOf(*in.art()), "first");
     in.bundleFolder.write("cover.png", "second");
@@ -234,7 +238,7 @@ TEST(MprisPlayers, AnAnswerForATrackThatHasGoneIsDropped)
 {
     Room in;
     const std::string address = "file://" + in.bundleFolder.write("cover.png", "of B");
-    in.bus->listener->playerAppeared("mpv", 0, Room::properties("Playing", "A", address));
+    in.bus->listener->playerAppeared("mpv", {}, Room::properties("Playing", "A", address));
     in.loop.turn();
     in.changes("mpv", Room::properties("Playing", "B", address)); // both reads run now
     in.bundleFolder.write("cover.png", "of A");
@@ -271,7 +275,7 @@ TEST(MprisPlayers, WaitsForAFileThatIsNamedBeforeItIsWritten)
 {
     Room in;
     in.bus->listener->playerAppeared(
-        "mpv", 0, Room::properties("Playing", "A", "file://" + (in.bundleFolder / "late.png")));
+        "mpv", {}, Room::properties("Playing", "A", "file://" + (in.bundleFolder / "late.png")));
     in.turn();
     EXPECT_EQ(in.art(), nullptr);
     in.bundleFolder.write("late.png", "cover");
@@ -286,7 +290,7 @@ TEST(MprisPlayers, WaitsForAFileThatIsNamedBeforeItIsWritten)
 TEST(MprisPlayers, GivesUpOnAFileThatNeverComes)
 {
     Room in;
-    in.bus->listener->playerAppeared("mpv", 0, Room::properties("Playing", "A", "file:///none.png"));
+    in.bus->listener->playerAppeared("mpv", {}, Room::properties("Playing", "A", "file:///none.png"));
     for (int k = 0; k < 20; ++k) {
         in.fastForwardBy(1s);
         in.turn();
@@ -299,7 +303,7 @@ TEST(MprisPlayers, GivesUpOnAFileThatNeverComes)
 TEST(MprisPlayers, MayGoWhileArtworkIsOnItsWay)
 {
     Room in;
-    in.bus->listener->playerAppeared("mpv", 0, Room::properties("Playing", "A", dataOf(4)));
+    in.bus->listener->playerAppeared("mpv", {}, Room::properties("Playing", "A", dataOf(4)));
     in.loop.turn();
     in.bus->listener->playerChanged("mpv", {{"PlaybackStatus", "Paused"}});
     in.players.reset();
