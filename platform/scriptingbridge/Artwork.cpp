@@ -29,10 +29,9 @@ bool hasScheme(std::string_view address, std::string_view scheme)
     return address[scheme.size()] == ':';
 }
 
-// "file:///p", "file://localhost/p" and "file:/p"; absent for another machine's file.
-std::optional<std::string> pathOf(std::string_view address)
+// What stands behind "file:": "///p", "//localhost/p" or "/p". Absent for another machine's file.
+std::optional<std::string_view> pathOf(std::string_view address)
 {
-    address.remove_prefix(5);
     if (address.starts_with("//")) {
         address.remove_prefix(2);
         const std::size_t slash = address.find('/');
@@ -41,14 +40,13 @@ std::optional<std::string> pathOf(std::string_view address)
             return std::nullopt;
         address.remove_prefix(slash);
     }
-    std::string path = percentDecoded(address);
-    if (!path.starts_with('/') || path.find('\0') != std::string::npos)
-        return std::nullopt;
-    return path;
+    return address.starts_with('/') ? std::optional(address) : std::nullopt;
 }
 
 std::optional<Bytes> readFile(const std::string& path)
 {
+    if (path.find('\0') != std::string::npos)
+        return std::nullopt;
     // A pipe or a device must not hold the thread: it is opened without waiting and not read.
     const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0)
@@ -68,6 +66,13 @@ std::optional<Bytes> readFile(const std::string& path)
     }
     ::close(fd);
     return out;
+}
+
+// Some players escape their files' names, some don't, and some do so with a few characters only.
+std::optional<Bytes> readEither(const std::string& path, const std::string& other)
+{
+    auto bytes = readFile(path);
+    return bytes || path == other ? std::move(bytes) : readFile(other);
 }
 
 // "data:image/png;base64,...": what stands behind the first comma.
@@ -138,9 +143,11 @@ std::optional<Bytes> download(const std::string& address, const std::atomic<bool
 
 std::optional<Bytes> bytesAt(const std::string& address, const std::atomic<bool>& stop)
 {
+    if (address.starts_with('/'))
+        return readEither(address, percentDecoded(address));
     if (hasScheme(address, "file")) {
-        const auto path = pathOf(address);
-        return path ? readFile(*path) : std::nullopt;
+        const auto path = pathOf(std::string_view(address).substr(5));
+        return path ? readEither(percentDecoded(*path), std::string(*path)) : std::nullopt;
     }
     if (hasScheme(address, "data"))
         return dataOf(address);

@@ -28,6 +28,8 @@ TEST(Artwork, IsReadFromRegularFilesOfThisMachine)
     TemporaryFolder folder;
     const std::string path = folder.write("a b%.jpg", "bytes"), fifo = folder / "fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    folder.write("q#1?.jpg", "x");
+    folder.write("100%25.jpg", "x");
     std::filesystem::resize_file(folder.write("huge", ""), (16 << 20) + 1);
     std::filesystem::resize_file(folder.write("large", "x"), 16 << 20);
     const std::string escaped = folder / "a%20b%25.jpg";
@@ -48,7 +50,13 @@ TEST(Artwork, IsReadFromRegularFilesOfThisMachine)
         {"file://" + (folder / "large"), true, "just within"},
         {"file:///a%00b", false, "a path that ends early"},
         {"file:relative", false, "a relative path"},
-        {path, false, "no scheme"},
+        {path, true, "a bare path"},
+        {escaped, true, "a bare path, escaped"},
+        {"file://" + path, true, "not escaped"},
+        {"file://" + (folder / "q#1?.jpg"), true, "with what would end a path elsewhere"},
+        {"file://" + (folder / "100%2525.jpg"), true, "a name that looks escaped, escaped"},
+        {"file://" + (folder / "100%25.jpg"), true, "the same, not escaped"},
+        {"a b%.jpg", false, "no scheme and no path"},
         {"ftp://h/x", false, "another scheme"},
         {"", false, "nothing"},
     };
