@@ -88,7 +88,7 @@ protected:
         ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
         surroundings.clock = &clock;
         surroundings.runLoop = &loop;
-        surroundings.userInitiatedQueue = &queue;
+        surroundings.artworkQueue = &queue;
         surroundings.notificationCenter = &center;
         auto made = std::make_unique<SessionBus>(loop, 0.05s);
         bus = made.get();
