@@ -195,8 +195,8 @@ TrackMetadata trackMetadata(const Dictionary& metadata)
     const std::string title = fields.text("xesam:title");
     // Many players have one name of their own for all their tracks, some another at each message.
     const bool isNamed = !(address + title + track.artist + track.album).empty();
-    out.identity
-        = isNamed ? address + '\n' + title + '\n' + track.artist + '\n' + track.album : fields.text("mpris:trackid");
+    out.identity = isNamed ? address + '\n' + title + '\n' + track.artist + '\n' + track.album
+                           : fields.text("mpris:trackid") + '\n' + track.time;
     return out;
 }
 

@@ -168,34 +168,38 @@ void MprisPlayers::update()
     // At once, though its track be held: some players delete a cover's file after a moment.
     artwork_.want(player ? player->metadata.identity : "", player ? player->metadata.artAddress : "");
     askIfSilent(player);
-    if (!player) {
-        hold_.reset();
-        show({});
-    } else if (!isHeld(*player)) {
-        hold_.reset();
-        show({player->name, player->metadata.identity, player->state, trackOf(*player)});
-    } else if (player->name == shown_.name && !player->plays()) {
-        show({shown_.name, shown_.identity, player->state, shown_.track});
+    if (const auto end = player ? heldUntil(*player) : std::nullopt) {
+        holdTimer_ = surroundings_.runLoop->scheduledTimer(*end - now(), false, [this] { update(); });
+        Shown same = shown_;
+        same.state = player->state;
+        if (player->name == shown_.name && !player->plays())
+            show(std::move(same));
+        return;
     }
+    hold_.reset();
+    show(player
+            ? Shown{player->name, player->metadata.identity, player->artworkLosses, player->state, trackOf(*player)}
+            : Shown{});
 }
 
-bool MprisPlayers::isHeld(const PlayerRecord& player)
+std::optional<Seconds> MprisPlayers::heldUntil(const PlayerRecord& player)
 {
-    if (!player.trackBegan || (player.name == shown_.name && player.metadata.identity == shown_.identity))
-        return false;
-    // One of the same player that comes meanwhile waits for no longer: who skips through tracks sees some of them.
-    if (!hold_ || hold_->name != player.name)
+    std::optional<Seconds> end;
+    const bool isShown = player.name == shown_.name;
+    if (player.plays() && !(isShown && shown_.state == kPlayerStatePlaying))
+        end = player.playChangeEnd();
+    if (isShown && player.metadata.identity == shown_.identity && player.artworkLosses == shown_.artworkLosses)
+        hold_.reset();
+    else if (player.trackBegan && (!hold_ || hold_->name != player.name))
         hold_ = Hold{player.name, *player.trackBegan};
-    const bool waitsForCover = artwork_.isPending() && isLocalArtwork(player.metadata.artAddress);
-    for (const Seconds end : {hold_->began + kTrackChangeTime, hold_->began + kLongestHold}) {
-        if (now() < end) {
-            holdTimer_ = surroundings_.runLoop->scheduledTimer(end - now(), false, [this] { update(); });
-            return true;
-        }
-        if (!waitsForCover)
-            return false;
+    // A change of the same player that comes meanwhile waits for no longer: who skips through tracks sees some of them.
+    if (hold_) {
+        Seconds trackEnd = hold_->began + kTrackChangeTime;
+        if (now() >= trackEnd && artwork_.isPending() && isLocalArtwork(player.metadata.artAddress))
+            trackEnd = hold_->began + kLongestHold;
+        end = std::max(end.value_or(trackEnd), trackEnd);
     }
-    return false;
+    return end && now() < *end ? end : std::nullopt;
 }
 
 void MprisPlayers::askIfSilent(const PlayerRecord* player)

@@ -50,6 +50,7 @@ private:
     // What observers were last told.
     struct Shown {
         std::string name, identity;
+        std::uint64_t artworkLosses = 0;
         std::uint32_t state = 0;
         std::shared_ptr<SBTrack> track;
     };
@@ -74,7 +75,7 @@ private:
     const PlayerRecord* chosen() const { return chosenPlayer(players_, preferred_); }
     void changed();
     void update();
-    bool isHeld(const PlayerRecord& player);
+    std::optional<Seconds> heldUntil(const PlayerRecord& player);
     void askIfSilent(const PlayerRecord* player);
     void show(Shown now);
     void post();

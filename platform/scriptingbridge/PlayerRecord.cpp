@@ -65,9 +65,12 @@ PlayerRecord::PlayerRecord(
     , positionTime(now)
 {
     take(properties, now, order);
-    trackBegan = arrival.wasThere ? std::nullopt : std::optional(now);
-    if (arrival.wasThere)
-        began = 0; // before, and nobody knows when
+    trackBegan = now;
+    if (arrival.wasThere) { // before, and nobody knows when
+        trackBegan.reset();
+        playBegan.reset();
+        began = 0;
+    }
 }
 
 void PlayerRecord::take(const Dictionary& properties, Seconds now, std::uint64_t& order)
@@ -75,26 +78,50 @@ void PlayerRecord::take(const Dictionary& properties, Seconds now, std::uint64_t
     // Whatever changes, the way so far was made at the old rate.
     position = positionAt(now);
     positionTime = now;
-    if (const Value* value = member(properties, "Metadata")) {
-        TrackMetadata taken = trackMetadata(value->dictionary() ? *value->dictionary() : Dictionary());
-        if (taken.identity != metadata.identity) {
-            position = 0;
-            if (!trackBegan || now - *trackBegan >= kTrackChangeTime)
-                trackBegan = now;
-        }
-        metadata = std::move(taken);
+    if (const Value* value = member(properties, "PlaybackStatus")) {
+        const auto* text = value->as<std::string>();
+        takeState(stateNamed(text ? *text : ""), now, order);
     }
+    if (const Value* value = member(properties, "Metadata"))
+        takeTrack(trackMetadata(value->dictionary() ? *value->dictionary() : Dictionary()), now);
     if (const Value* value = member(properties, "Rate"))
         rate = value->number().value_or(1);
     if (const Value* value = member(properties, "Position"))
         position = value->number().value_or(0) / 1e6;
-    if (const Value* value = member(properties, "PlaybackStatus")) {
-        const auto* text = value->as<std::string>();
-        const std::uint32_t next = stateNamed(text ? *text : "");
-        if (next != state && (next == kPlayerStatePlaying || plays()))
-            (plays() ? ended : began) = ++order;
-        state = next;
+}
+
+void PlayerRecord::takeState(std::uint32_t next, Seconds now, std::uint64_t& order)
+{
+    if (next == state)
+        return;
+    if (next == kPlayerStatePlaying) {
+        began = ++order;
+        playBegan = now;
+    } else if (plays()) {
+        ended = ++order;
     }
+    state = next;
+}
+
+void PlayerRecord::takeTrack(TrackMetadata taken, Seconds now)
+{
+    const bool isOther = taken.identity != metadata.identity;
+    const bool losesArtwork = !metadata.artAddress.empty() && taken.artAddress.empty();
+    if (isOther)
+        position = 0;
+    if (losesArtwork)
+        ++artworkLosses;
+    // What comes within the time of a change is part of it.
+    if ((isOther || losesArtwork) && (!trackBegan || now - *trackBegan >= kTrackChangeTime))
+        trackBegan = playBegan && now - *playBegan < kTrackChangeTime ? playBegan : std::optional(now);
+    metadata = std::move(taken);
+}
+
+std::optional<Seconds> PlayerRecord::playChangeEnd() const
+{
+    if (!playBegan)
+        return std::nullopt;
+    return *playBegan + (metadata.track->name.empty() ? kTrackChangeTime : kPlayChangeTime);
 }
 
 double PlayerRecord::positionAt(Seconds now) const

@@ -14,6 +14,8 @@ namespace vitrel {
 // So long a player may take to say all of a change of track: most say it in several messages, first a file's name or
 // the length of the track before.
 inline constexpr Seconds kTrackChangeTime{0.25};
+// Some say first that they play, and then what: at once, if they have said of the last track what it was.
+inline constexpr Seconds kPlayChangeTime{0.05};
 
 // What one player has said, and when it played. Times are those of the run loop's clock.
 struct PlayerRecord {
@@ -24,8 +26,10 @@ struct PlayerRecord {
     double position = 0; // seconds, at `positionTime`
     Seconds positionTime{0};
     double rate = 1;
-    // When the first message of the change to its track came; absent if the track was there before.
-    std::optional<Seconds> trackBegan;
+    // When the first message of the change to its track came, and when it began to play; absent if that was before.
+    std::optional<Seconds> trackBegan, playBegan;
+    // How often its artwork was taken away: some players do so just before they name another track.
+    std::uint64_t artworkLosses = 0;
     // When it last began and last ceased to play: order among all players, not time; 0 if that wasn't seen.
     std::uint64_t began = 0, ended = 0;
 
@@ -34,7 +38,13 @@ struct PlayerRecord {
     bool plays() const { return state == kPlayerStatePlaying; }
     // What a player says may be of any kind. `order` counts up with what happens.
     void take(const Dictionary& properties, Seconds now, std::uint64_t& order);
+    // Until when there may be more to come of a beginning to play; absent if nobody knows when it was.
+    std::optional<Seconds> playChangeEnd() const;
     double positionAt(Seconds now) const; // seconds
+
+private:
+    void takeState(std::uint32_t next, Seconds now, std::uint64_t& order);
+    void takeTrack(TrackMetadata taken, Seconds now);
 };
 
 // Whether a player's name is the wanted one: "mpv" names "mpv", "mpv.instance12" and "mpv-4711", whatever the case.

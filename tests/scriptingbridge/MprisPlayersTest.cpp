@@ -282,6 +282,16 @@ TEST(MprisPlayers, HoldsAChangeOfTrackUntilItIsWhole)
         {"a stop within", {{0, track("")}, {0.1, status("Stopped")}}, 0, {"0.10 Stopped A 1:00", "0.25 Stopped  1:00"}},
         {"a pause and on", {{0, track("B")}, {0.1, status("Paused")}, {0.2, status("Playing")}}, 0,
             {"0.10 Paused A 1:00", "0.25 Playing B 1:00"}},
+        {"it plays on", {{0, status("Paused")}, {0.5, status("Playing")}}, 0,
+            {"0.00 Paused A 1:00", "0.55 Playing A 1:00"}},
+        {"it plays, and then says what", {{0, status("Paused")}, {0.5, status("Playing")}, {0.54, track("B")}}, 0,
+            {"0.00 Paused A 1:00", "0.75 Playing B 1:00"}},
+        {"of nothing", {{0, status("Stopped")}, {0, track("")}, {0.5, status("Playing")}, {0.7, track("B")}}, 0,
+            {"0.00 Stopped A 1:00", "0.25 Stopped  1:00", "0.75 Playing B 1:00"}},
+        {"a cover's end first", {{0, track("A", cover)}, {0.5, track("A")}, {0.51, track("B")}}, 0,
+            {"0.00 Playing A 1:00?", "0.00 Playing A 1:00+", "0.75 Playing B 1:00"}},
+        {"another cover", {{0, track("A", cover)}, {0.5, track("A", "data:,x")}}, 0,
+            {"0.00 Playing A 1:00?", "0.00 Playing A 1:00+"}},
         {"it goes", {{0, track("B")}, {0.1, {}}}, 0, {"0.10 gone"}},
         {"on and on", {{0, track("B")}, {0.1, track("C")}, {0.2, track("D")}, {0.3, track("E")}, {0.4, track("F")}}, 0,
             {"0.25 Playing D 1:00", "0.55 Playing F 1:00"}},
@@ -295,8 +305,10 @@ TEST(MprisPlayers, HoldsAChangeOfTrackUntilItIsWhole)
     for (const auto& [why, words, read, told] : cases) {
         Room in;
         const auto diary = std::make_shared<Diary>(in);
-        in.bus->listener->playerAppeared("mpv", kThere, track("A"));
-        in.changes("mpv", status("Playing"));
+        auto playing = track("A");
+        playing["PlaybackStatus"] = "Playing";
+        in.bus->listener->playerAppeared("mpv", kThere, playing);
+        in.turn();
         in.center.addObserverSelectorNameObject(diary, SELECTOR(Diary, heard), "com.apple.iTunes.playerInfo");
         std::size_t next = 0;
         for (int hundredth = 0; hundredth < 140; ++hundredth) {
@@ -333,6 +345,7 @@ TEST(MprisPlayers, HoldsAPlayerThatBeginsButNoneThatWasThere)
     in.fastForwardBy(0.1s);
     EXPECT_THAT(in.heard(), IsEmpty()) << "it stopped before it was shown";
     in.changes("vlc", {{"PlaybackStatus", "Playing"}});
+    in.fastForwardBy(0.05s);
     EXPECT_EQ(in.title(), "B") << "its track has long been told";
     in.bus->listener->playerVanished("vlc");
     in.turn();
