@@ -177,9 +177,8 @@ void MprisPlayers::update()
         return;
     }
     hold_.reset();
-    show(player
-            ? Shown{player->name, player->metadata.identity, player->artworkLosses, player->state, trackOf(*player)}
-            : Shown{});
+    show(player ? Shown{player->name, player->metadata.identity, player->artworkLosses, player->state, trackOf(*player)}
+                : Shown{});
 }
 
 std::optional<Seconds> MprisPlayers::heldUntil(const PlayerRecord& player)
@@ -194,9 +193,8 @@ std::optional<Seconds> MprisPlayers::heldUntil(const PlayerRecord& player)
         hold_ = Hold{player.name, *player.trackBegan};
     // A change of the same player that comes meanwhile waits for no longer: who skips through tracks sees some of them.
     if (hold_) {
-        Seconds trackEnd = hold_->began + kTrackChangeTime;
-        if (now() >= trackEnd && artwork_.isPending() && isLocalArtwork(player.metadata.artAddress))
-            trackEnd = hold_->began + kLongestHold;
+        const bool waitsForCover = artwork_.isPending() && isLocalArtwork(player.metadata.artAddress);
+        const Seconds trackEnd = hold_->began + (waitsForCover ? kLongestHold : kTrackChangeTime);
         end = std::max(end.value_or(trackEnd), trackEnd);
     }
     return end && now() < *end ? end : std::nullopt;

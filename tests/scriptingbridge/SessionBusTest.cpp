@@ -242,6 +242,26 @@ TEST_F(SessionBusTest, WhatOnePlayerSaysIsNotTheOthers)
     }
 }
 
+TEST_F(SessionBusTest, KnowsWhoNeverTellsAChangeAndAsksIt)
+{
+    players.reset();
+    Heard heard;
+    SessionBus listened(loop);
+    listened.start(heard);
+    BusPlayer& quiet = plays("quiet", titled("first"));
+    ASSERT_TRUE(comesTrue([&] { return heard.of["quiet"].size() == 1; }));
+    quiet.setMetadata(titled("second"));
+    EXPECT_TRUE(listened.isSilent("quiet"));
+    listened.ask("quiet");
+    EXPECT_TRUE(comesTrue([&] { return heard.of["quiet"].size() == 4; }));
+    EXPECT_THAT(heard.of["quiet"], testing::IsSupersetOf({"came", "second", "Playing"}));
+    EXPECT_TRUE(listened.isSilent("quiet"));
+    quiet.say({{"PlaybackStatus", sdbus::Variant("Paused")}});
+    EXPECT_TRUE(comesTrue([&] { return heard.of["quiet"].back() == "Paused"; }));
+    EXPECT_FALSE(listened.isSilent("quiet"));
+    listened.ask("nobody");
+}
+
 // Both are in this process, of whose names the shortest is shown.
 TEST_F(SessionBusTest, WhatIsShownStaysTheShownPlayers)
 {
