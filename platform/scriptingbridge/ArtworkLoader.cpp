@@ -39,14 +39,12 @@ void ArtworkLoader::giveUp()
 
 void ArtworkLoader::want(const std::string& identity, const std::string& address)
 {
+    if (identity == identity_ && address == address_)
+        return;
     if (identity != identity_)
         best_ = {};
-    const std::string key = address.empty() ? std::string() : identity + '\n' + address;
-    if (key == key_ && identity == identity_)
-        return;
     identity_ = identity;
     address_ = address;
-    key_ = key;
     giveUp();
     if (address.empty())
         return;
@@ -93,12 +91,13 @@ void ArtworkLoader::came(int attempt, FetchedArtwork artwork)
 
 void ArtworkLoader::keep(const std::shared_ptr<const Bytes>& bytes)
 {
-    std::erase_if(kept_, [&](const Kept& one) { return one.key == key_; });
-    kept_.push_front({key_, bytes});
+    if (address_.starts_with("data:"))
+        return; // the address is the picture
+    std::erase_if(kept_, [&](const Kept& one) { return isWanted(one); });
+    kept_.push_front({identity_, address_, bytes});
     std::size_t size = 0, kept = 0;
     for (const Kept& one : kept_) {
-        // An address may be a picture by itself.
-        size += one.bytes->size() + one.key.size();
+        size += one.bytes->size() + one.address.size();
         if (size > kKeptBytes && kept > 0)
             break;
         ++kept;
@@ -108,7 +107,7 @@ void ArtworkLoader::keep(const std::shared_ptr<const Bytes>& bytes)
 
 std::shared_ptr<const Bytes> ArtworkLoader::keptBytes() const
 {
-    const auto found = std::find_if(kept_.begin(), kept_.end(), [&](const Kept& one) { return one.key == key_; });
+    const auto found = std::find_if(kept_.begin(), kept_.end(), [&](const Kept& one) { return isWanted(one); });
     return found == kept_.end() ? nullptr : found->bytes;
 }
 

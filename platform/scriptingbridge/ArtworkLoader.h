@@ -41,19 +41,20 @@ public:
 
 private:
     struct Kept {
-        std::string key; // track and address
+        std::string identity, address;
         std::shared_ptr<const Bytes> bytes;
     };
     void read(int attempt);
     void came(int attempt, FetchedArtwork artwork);
     void giveUp();
     void keep(const std::shared_ptr<const Bytes>& bytes);
+    bool isWanted(const Kept& one) const { return one.identity == identity_ && one.address == address_; }
     std::shared_ptr<const Bytes> keptBytes() const;
 
     RunLoop& loop_;
     Queue& queue_;
     const std::function<void()> onChange_;
-    std::string identity_, address_, key_;
+    std::string identity_, address_;
     FetchedArtwork best_;
     bool isPending_ = false;
     std::deque<Kept> kept_; // the newest in front
