@@ -119,18 +119,6 @@ TEST(MprisPlayers, TellsPresenceStateAndTrackOnceEach)
     EXPECT_THAT(in.heard(), ElementsAre("Paused 0", "Stopped 0", "Stopped 0"));
 }
 
-TEST(MprisPlayers, TellsWhatCameInOneTurnAsOneChange)
-{
-    Room in;
-    in.appears("mpv", "Playing", "A");
-    in.heard();
-    for (const char* title : {"B", "C", "D"})
-        in.bus->listener->playerChanged("mpv", Room::properties("Playing", title));
-    in.fastForwardBy(1s);
-    EXPECT_THAT(in.heard(), ElementsAre("Playing 0"));
-    EXPECT_EQ(in.title(), "D");
-}
-
 // a and b are applications, f is a browser; capitals play, small letters pause. The last state is what counts.
 TEST(MprisPlayers, ChoosesTheOneToShow)
 {
