@@ -154,13 +154,13 @@ std::shared_ptr<const NSImage> NqiTunesManager::trackToImage(const SBArtwork& ar
 
 std::shared_ptr<const NSImage> NqiTunesManager::trackToImageForiTunes(const SBArtwork& artwork) const
 {
-    return imageOf(artwork.rawData());
+    return artwork.image();
 }
 
 std::shared_ptr<const NSImage> NqiTunesManager::trackToImageForMusic(const SBArtwork& artwork) const
 {
     if (!isAppAvailableMusic())
-        return imageOf(artwork.rawData());
+        return artwork.image();
     const auto data = artwork.data();
     if (!data) {
         NSLog(surroundings_.log, "Exception : %@", {data.error().description()});

@@ -117,8 +117,7 @@ void writeTrack(Dictionary& record, const SBTrack* track, bool isPlaying, std::s
     Fields fields;
     fields.isPlaying = isPlaying;
     if (track && !track->artworks.empty()) {
-        const auto data = send(track->artworks.front(), &SBArtwork::rawData);
-        fields.image = data ? NSImage::imageWithData(*data) : nullptr;
+        fields.image = send(track->artworks.front(), &SBArtwork::image);
         fields.isArtworkAvailable = true;
     } else {
         fields.image = std::move(artworkEmpty);

@@ -15,7 +15,8 @@ struct Surroundings;
 
 // The writers of the track record. Each fills all the keys that it has a source for, whatever stood there; with no
 // image the two artwork keys go. Nothing fails: what is missing or of another kind becomes "", 0, false or the
-// picture for tracks without artwork. The image is decoded at every call. Any thread.
+// picture for tracks without artwork. A packet's image is decoded at every call, a track's unless its artwork came
+// decoded. Any thread.
 
 // From the player's track; null writes a record of empty fields.
 void writeTrack(Dictionary& record, const SBTrack* track, bool isPlaying, std::shared_ptr<const NSImage> artworkEmpty);

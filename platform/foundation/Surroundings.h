@@ -77,6 +77,8 @@ struct Surroundings {
     RunLoop* runLoop = nullptr;
     Queue* userInteractiveQueue = nullptr;
     Queue* userInitiatedQueue = nullptr;
+    // For the covers of tracks alone, so that they wait for nothing else.
+    Queue* artworkQueue = nullptr;
     DefaultsStore* defaults = nullptr;
     // The bundle with the saver's classes and resources, and the host's own, which may be the same. May be null.
     const NSBundle* classBundle = nullptr;

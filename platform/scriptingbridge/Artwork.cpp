@@ -17,6 +17,7 @@ namespace {
 constexpr std::size_t kMaximumBytes = std::size_t(16) << 20;
 constexpr long kMaximumSeconds = 10, kConnectSeconds = 5;
 constexpr long kMaximumRedirects = 5;
+constexpr int kStepMilliseconds = 50;
 
 bool hasScheme(std::string_view address, std::string_view scheme)
 {
@@ -29,10 +30,9 @@ bool hasScheme(std::string_view address, std::string_view scheme)
     return address[scheme.size()] == ':';
 }
 
-// "file:///p", "file://localhost/p" and "file:/p"; absent for another machine's file.
-std::optional<std::string> pathOf(std::string_view address)
+// What stands behind "file:": "///p", "//localhost/p" or "/p". Absent for another machine's file.
+std::optional<std::string_view> pathOf(std::string_view address)
 {
-    address.remove_prefix(5);
     if (address.starts_with("//")) {
         address.remove_prefix(2);
         const std::size_t slash = address.find('/');
@@ -41,14 +41,13 @@ std::optional<std::string> pathOf(std::string_view address)
             return std::nullopt;
         address.remove_prefix(slash);
     }
-    std::string path = percentDecoded(address);
-    if (!path.starts_with('/') || path.find('\0') != std::string::npos)
-        return std::nullopt;
-    return path;
+    return address.starts_with('/') ? std::optional(address) : std::nullopt;
 }
 
 std::optional<Bytes> readFile(const std::string& path)
 {
+    if (path.find('\0') != std::string::npos)
+        return std::nullopt;
     // A pipe or a device must not hold the thread: it is opened without waiting and not read.
     const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0)
@@ -68,6 +67,13 @@ std::optional<Bytes> readFile(const std::string& path)
     }
     ::close(fd);
     return out;
+}
+
+// Some players escape their files' names, some don't, and some do so with a few characters only.
+std::optional<Bytes> readEither(const std::string& path, const std::string& other)
+{
+    auto bytes = readFile(path);
+    return bytes || path == other ? std::move(bytes) : readFile(other);
 }
 
 // "data:image/png;base64,...": what stands behind the first comma.
@@ -90,23 +96,37 @@ std::optional<Bytes> dataOf(std::string_view address)
     return bytes && bytes->size() <= kMaximumBytes ? std::move(bytes) : std::nullopt;
 }
 
-struct Download {
-    Bytes bytes;
-    const std::atomic<bool>* stop;
-};
-
 std::size_t receive(char* data, std::size_t, std::size_t size, void* user)
 {
-    auto& download = *static_cast<Download*>(user);
-    if (download.bytes.size() + size > kMaximumBytes)
+    auto& bytes = *static_cast<Bytes*>(user);
+    if (bytes.size() + size > kMaximumBytes)
         return 0;
-    download.bytes.insert(download.bytes.end(), data, data + size);
+    bytes.insert(bytes.end(), data, data + size);
     return size;
 }
 
-int progress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+// In steps, as the library's own way of ending a transfer comes once in a second only.
+CURLcode perform(CURL* easy, const std::atomic<bool>& stop)
 {
-    return static_cast<Download*>(user)->stop->load() ? 1 : 0;
+    CURLM* multi = curl_multi_init();
+    CURLcode code = CURLE_ABORTED_BY_CALLBACK;
+    if (!multi || curl_multi_add_handle(multi, easy) != CURLM_OK) {
+        curl_multi_cleanup(multi);
+        return code;
+    }
+    int running = 1;
+    while (running > 0 && !stop && curl_multi_perform(multi, &running) == CURLM_OK) {
+        if (running > 0)
+            curl_multi_poll(multi, nullptr, 0, kStepMilliseconds, nullptr);
+    }
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+        if (message->msg == CURLMSG_DONE)
+            code = message->data.result;
+    }
+    curl_multi_remove_handle(multi, easy);
+    curl_multi_cleanup(multi);
+    return code;
 }
 
 std::optional<Bytes> download(const std::string& address, const std::atomic<bool>& stop)
@@ -114,9 +134,11 @@ std::optional<Bytes> download(const std::string& address, const std::atomic<bool
     CURL* curl = curl_easy_init();
     if (!curl)
         return std::nullopt;
-    Download download{{}, &stop};
+    Bytes bytes;
     curl_easy_setopt(curl, CURLOPT_URL, address.c_str());
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    // A name that is being looked up doesn't hold up the end.
+    curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
@@ -127,20 +149,19 @@ std::optional<Bytes> download(const std::string& address, const std::atomic<bool
     curl_easy_setopt(curl, CURLOPT_FAILONERROR, 1L);
     curl_easy_setopt(curl, CURLOPT_USERAGENT, "Vitrel");
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, receive);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &download);
-    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
-    curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, progress);
-    curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &download);
-    const CURLcode code = curl_easy_perform(curl);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &bytes);
+    const CURLcode code = perform(curl, stop);
     curl_easy_cleanup(curl);
-    return code == CURLE_OK ? std::optional(std::move(download.bytes)) : std::nullopt;
+    return code == CURLE_OK ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 std::optional<Bytes> bytesAt(const std::string& address, const std::atomic<bool>& stop)
 {
+    if (address.starts_with('/'))
+        return readEither(address, percentDecoded(address));
     if (hasScheme(address, "file")) {
-        const auto path = pathOf(address);
-        return path ? readFile(*path) : std::nullopt;
+        const auto path = pathOf(std::string_view(address).substr(5));
+        return path ? readEither(percentDecoded(*path), std::string(*path)) : std::nullopt;
     }
     if (hasScheme(address, "data"))
         return dataOf(address);
@@ -151,16 +172,28 @@ std::optional<Bytes> bytesAt(const std::string& address, const std::atomic<bool>
 
 } // namespace
 
+double FetchedArtwork::pixels() const
+{
+    return image ? image->size().width * image->size().height : 0;
+}
+
 FetchedArtwork fetchArtwork(const std::string& address, const std::atomic<bool>& stop)
 {
-    FetchedArtwork out;
     auto bytes = bytesAt(address, stop);
     if (!bytes || bytes->empty() || stop)
-        return out;
-    out.bytes = std::make_shared<const Bytes>(std::move(*bytes));
-    if (const auto image = NSImage::imageWithData(*out.bytes))
-        out.pixels = image->size().width * image->size().height;
-    return out;
+        return {};
+    return decodedArtwork(std::make_shared<const Bytes>(std::move(*bytes)));
+}
+
+FetchedArtwork decodedArtwork(std::shared_ptr<const Bytes> bytes)
+{
+    auto image = NSImage::imageWithData(*bytes);
+    return {std::move(bytes), std::move(image)};
+}
+
+bool isLocalArtwork(const std::string& address)
+{
+    return !hasScheme(address, "http") && !hasScheme(address, "https");
 }
 
 } // namespace vitrel

@@ -8,15 +8,25 @@
 
 namespace vitrel {
 
-// Artwork as it was read, and how many pixels it has, 0 if it is no picture.
+class NSImage;
+
+// Artwork as it was read, and decoded.
 struct FetchedArtwork {
-    std::shared_ptr<const Bytes> bytes;
-    double pixels = 0;
+    std::shared_ptr<const Bytes> bytes; // null if it couldn't be had
+    std::shared_ptr<const NSImage> image; // null if the bytes are no picture
+
+    double pixels() const; // 0 without a picture
 };
 
-// Reads the artwork at an address: "file:" (regular files of this machine), "data:" (base64 or escaped), "http:" and
-// "https:" (five redirects, ten seconds). Null bytes if it can't be had or is larger than 16 MiB. Blocks; any thread
-// but the main one. Ends early once `stop` is set.
+// Reads and decodes the artwork at an address: "file:" or a bare path (regular files of this machine), "data:" (base64
+// or escaped), "http:" and "https:" (five redirects, ten seconds). Files' names may be escaped or not. Null bytes if it
+// can't be had or is larger than 16 MiB. Blocks; any thread but the main one. Ends soon once `stop` is set, and then
+// gives nothing.
 FetchedArtwork fetchArtwork(const std::string& address, const std::atomic<bool>& stop);
+
+FetchedArtwork decodedArtwork(std::shared_ptr<const Bytes> bytes);
+
+// Whether the artwork at an address is on this machine, so that it can be had at once if at all.
+bool isLocalArtwork(const std::string& address);
 
 } // namespace vitrel

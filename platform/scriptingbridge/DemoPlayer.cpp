@@ -1,8 +1,10 @@
 #include "platform/scriptingbridge/DemoPlayer.h"
 
+#include "platform/appkit/NSImage.h"
 #include "platform/foundation/FileSystem.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSDistributedNotificationCenter.h"
+#include "platform/foundation/Queue.h"
 #include "platform/foundation/Surroundings.h"
 
 #include <fcntl.h>
@@ -55,6 +57,7 @@ private:
 DemoPlayer::DemoPlayer(const Surroundings& surroundings, std::vector<DemoTrack> tracks)
     : surroundings_(surroundings)
     , tracks_(std::move(tracks))
+    , covers_(tracks_.size())
     , application_(std::make_shared<Application>(*surroundings.clock))
 {
     if (tracks_.empty())
@@ -66,6 +69,7 @@ DemoPlayer::DemoPlayer(const Surroundings& surroundings, std::vector<DemoTrack> 
 DemoPlayer::~DemoPlayer()
 {
     send(timer_, &NSTimer::invalidate);
+    alive_.reset();
     application_->track.reset();
 }
 
@@ -78,7 +82,31 @@ std::shared_ptr<SBApplication> DemoPlayer::applicationWithBundleIdentifier(const
 void DemoPlayer::show(std::size_t index)
 {
     index_ = index;
-    const DemoTrack& from = tracks_[index];
+    application_->start = surroundings_.clock->now();
+    tell();
+    decode(index);
+    decode((index + 1) % tracks_.size());
+}
+
+void DemoPlayer::decode(std::size_t index)
+{
+    const auto& cover = tracks_[index].cover;
+    if (!cover || covers_[index])
+        return;
+    surroundings_.artworkQueue->async([this, weak = std::weak_ptr(alive_), loop = surroundings_.runLoop, cover, index] {
+        loop->post([this, weak, index, image = NSImage::imageWithData(*cover)] {
+            if (weak.expired() || covers_[index])
+                return;
+            covers_[index] = image;
+            if (index == index_)
+                tell();
+        });
+    });
+}
+
+void DemoPlayer::tell()
+{
+    const DemoTrack& from = tracks_[index_];
     auto track = std::make_shared<SBTrack>();
     track->name = from.name;
     track->artist = from.artist;
@@ -86,12 +114,13 @@ void DemoPlayer::show(std::size_t index)
     track->genre = from.genre;
     track->year = from.year;
     track->time = trackTime(from.length);
-    track->trackNumber = static_cast<std::int64_t>(index) + 1;
+    track->trackNumber = static_cast<std::int64_t>(index_) + 1;
     track->trackCount = static_cast<std::int64_t>(tracks_.size());
-    if (from.cover)
-        track->artworks.push_back(std::make_shared<SBArtwork>(from.cover));
+    if (const auto& image = covers_[index_])
+        track->artworks.push_back(std::make_shared<SBArtwork>(from.cover, image));
+    else if (from.cover)
+        track->artworks.push_back(std::make_shared<SBArtwork>(nullptr));
     application_->track = track;
-    application_->start = surroundings_.clock->now();
     if (identifier_.empty() || !surroundings_.notificationCenter)
         return;
     surroundings_.notificationCenter->postNotificationNameObjectUserInfo(identifier_ + ".playerInfo",

@@ -29,7 +29,8 @@ class DemoPlayer final : public PlayerProvider
 public:
     static constexpr Seconds kTrackTime{20};
 
-    // Without tracks it doesn't run. `surroundings` give the run loop and the notification center.
+    // Without tracks it doesn't run. `surroundings` give the run loop, the queue for artwork and the notification
+    // center. Each cover is decoded on that queue ahead of its track; the first comes a moment after its track.
     DemoPlayer(const Surroundings& surroundings, std::vector<DemoTrack> tracks);
     ~DemoPlayer() override;
 
@@ -38,13 +39,17 @@ public:
 private:
     class Application;
     void show(std::size_t index);
+    void decode(std::size_t index);
+    void tell();
 
     const Surroundings& surroundings_;
     const std::vector<DemoTrack> tracks_;
+    std::vector<std::shared_ptr<const NSImage>> covers_; // as far as they are decoded
     std::size_t index_ = 0;
     std::string identifier_;
     std::shared_ptr<Application> application_;
     std::shared_ptr<NSTimer> timer_;
+    std::shared_ptr<int> alive_ = std::make_shared<int>();
 };
 
 } // namespace vitrel

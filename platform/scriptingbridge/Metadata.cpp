@@ -29,9 +29,13 @@ class Fields
 public:
     explicit Fields(const Dictionary& metadata)
     {
-        for (const auto& [key, value] : metadata)
-            values_.emplace(lowerCase(key), &value);
+        for (const auto& [key, value] : metadata) {
+            if (!isEmpty(value))
+                values_.emplace(lowerCase(key), &value);
+        }
     }
+
+    bool has(const char* key) const { return find(key) != nullptr; }
 
     // Not cut.
     std::string rawText(const char* key) const
@@ -79,6 +83,15 @@ public:
     }
 
 private:
+    // Some players leave out what they don't know, others say it with nothing in it.
+    static bool isEmpty(const Value& value)
+    {
+        const auto* list = value.array();
+        const Value* only = !list ? &value : list->size() == 1 ? &list->front() : nullptr;
+        const auto* text = only ? only->as<std::string>() : nullptr;
+        return value.isNothing() || (list && list->empty()) || (text && text->empty());
+    }
+
     const Value* find(const char* key) const
     {
         const auto found = values_.find(key);
@@ -96,11 +109,15 @@ private:
     std::map<std::string, const Value*, std::less<>> values_;
 };
 
-std::string lastPartOf(const std::string& address)
+// Of a file the whole name, for players that don't escape "#" and "?"; of other addresses without query and fragment.
+std::string lastPartOf(std::string_view address)
 {
-    const std::string_view path = std::string_view(address).substr(0, address.find_first_of("?#"));
-    const std::size_t slash = path.rfind('/');
-    return repairedUtf8(percentDecoded(slash == std::string_view::npos ? path : path.substr(slash + 1)));
+    if (lowerCase(address.substr(0, 5)) == "file:")
+        address.remove_prefix(5);
+    else if (!address.starts_with('/'))
+        address = address.substr(0, address.find_first_of("?#"));
+    const std::size_t slash = address.rfind('/');
+    return repairedUtf8(percentDecoded(slash == std::string_view::npos ? address : address.substr(slash + 1)));
 }
 
 // The first four digits of a date, or of a number.
@@ -121,6 +138,35 @@ std::int64_t yearOf(const std::string& created)
     return 0;
 }
 
+// The song's, before that of its file: in two common players "xesam:contentCreated" is the time at which the file was
+// last written.
+std::int64_t yearOf(const Fields& fields)
+{
+    for (const char* key : {"year", "sayonara:year", "date", "xesam:contentcreated"}) {
+        if (const std::int64_t year = yearOf(fields.text(key)); year != 0)
+            return year;
+    }
+    return 0;
+}
+
+// "1/3" where a player hands out the tags of the file.
+std::int64_t numberOf(const Fields& fields, const char* key, const char* tag)
+{
+    return fields.integer(fields.has(key) ? key : tag);
+}
+
+// The service's older addresses lead to a page; the picture lies elsewhere under the same name.
+std::string artAddressOf(const Fields& fields)
+{
+    constexpr std::string_view kPage = "https://open.spotify.com/image/", kPicture = "https://i.scdn.co/image/";
+    std::string address = fields.rawText("mpris:arturl");
+    if (address.size() > kMaximumAddress)
+        return {};
+    if (address.starts_with(kPage))
+        address.replace(0, kPage.size(), kPicture);
+    return address;
+}
+
 } // namespace
 
 TrackMetadata trackMetadata(const Dictionary& metadata)
@@ -137,19 +183,20 @@ TrackMetadata trackMetadata(const Dictionary& metadata)
     track.album = fields.text("xesam:album");
     track.genre = fields.text("xesam:genre");
     track.composer = fields.text("xesam:composer");
-    track.year = yearOf(fields.text("xesam:contentcreated"));
-    track.trackNumber = fields.integer("xesam:tracknumber");
-    track.discNumber = fields.integer("xesam:discnumber");
+    track.year = yearOf(fields);
+    track.trackNumber = numberOf(fields, "xesam:tracknumber", "track");
+    track.discNumber = numberOf(fields, "xesam:discnumber", "disc");
     track.rating
         = static_cast<std::int64_t>(std::lround(100 * std::min(std::max(fields.number("xesam:userrating"), 0.0), 1.0)));
     track.playedCount = fields.integer("xesam:usecount");
     out.length = std::max(fields.number("mpris:length") / 1e6, 0.0);
     track.time = trackTime(out.length);
-    out.artAddress = fields.rawText("mpris:arturl");
-    if (out.artAddress.size() > kMaximumAddress)
-        out.artAddress.clear();
-    for (const std::string& part : {fields.text("mpris:trackid"), address, track.name, track.artist, track.album})
-        out.identity += part + '\n';
+    out.artAddress = artAddressOf(fields);
+    const std::string title = fields.text("xesam:title");
+    // Many players have one name of their own for all their tracks, some another at each message.
+    const bool isNamed = !(address + title + track.artist + track.album).empty();
+    out.identity = isNamed ? address + '\n' + title + '\n' + track.artist + '\n' + track.album
+                           : fields.text("mpris:trackid") + '\n' + track.time;
     return out;
 }
 

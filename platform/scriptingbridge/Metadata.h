@@ -13,7 +13,8 @@ namespace vitrel {
 struct TrackMetadata {
     // Without artworks.
     std::shared_ptr<SBTrack> track;
-    // Tells one track from another. Two tracks may share a file of artwork.
+    // Tells one track from another: by address, title, artist and album; by the player's own name for it and its length
+    // only when it says nothing of these. Two tracks may share a file of artwork.
     std::string identity;
     // Where the artwork lies; empty if there is none.
     std::string artAddress;

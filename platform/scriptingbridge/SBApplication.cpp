@@ -7,10 +7,15 @@
 
 namespace vitrel {
 
+std::shared_ptr<const NSImage> SBArtwork::image() const
+{
+    return image_ || !rawData_ ? image_ : NSImage::imageWithData(*rawData_);
+}
+
 Result<Value, NSError> SBArtwork::data() const
 {
-    const auto image = rawData_ ? NSImage::imageWithData(*rawData_) : nullptr;
-    return image ? Value(image) : Value();
+    const auto picture = image();
+    return picture ? Value(picture) : Value();
 }
 
 std::string trackTime(double seconds)

@@ -17,16 +17,21 @@ namespace vitrel {
 class SBArtwork : public NSObject
 {
 public:
-    explicit SBArtwork(std::shared_ptr<const Bytes> rawData)
+    explicit SBArtwork(std::shared_ptr<const Bytes> rawData, std::shared_ptr<const NSImage> image = nullptr)
         : rawData_(std::move(rawData))
+        , image_(std::move(image))
     { }
     // The bytes of an image file. Null while they are on their way, or if they can't be had.
     const std::shared_ptr<const Bytes>& rawData() const { return rawData_; }
+    // What they hold, where it was decoded already; else it is decoded now, which takes its time. Null if it is no
+    // picture, or without bytes.
+    std::shared_ptr<const NSImage> image() const;
     // The picture as the newer player gives it: an image, or a descriptor of its bytes.
     virtual Result<Value, NSError> data() const;
 
 private:
     std::shared_ptr<const Bytes> rawData_;
+    std::shared_ptr<const NSImage> image_;
 };
 
 // Bytes that came as a reply and weren't made into an object.

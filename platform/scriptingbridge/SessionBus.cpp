@@ -5,9 +5,9 @@
 #include "platform/scriptingbridge/BusValues.h"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <map>
-#include <set>
 #include <vector>
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -32,6 +32,14 @@ bool isPlayer(const std::string& name)
     return name.compare(0, kPrefix.size(), kPrefix) == 0;
 }
 
+// The bus numbers its connections as they come: the last part of ":1.57". 0 for what it doesn't name so.
+std::uint64_t numberOf(const std::string& owner)
+{
+    std::uint64_t number = 0;
+    std::from_chars(owner.data() + owner.rfind('.') + 1, owner.data() + owner.size(), number);
+    return number;
+}
+
 } // namespace
 
 class SessionBus::Connection : public BusConnection
@@ -49,15 +57,33 @@ public:
         }));
     }
 
+    bool isSilent(const std::string& name)
+    {
+        const Player* player = playerNamed(name);
+        return player && player->answered && !player->signals;
+    }
+
+    void askAgain(const std::string& name)
+    {
+        try {
+            if (Player* player = playerNamed(name); player && player->answered)
+                ask(name, *player);
+            arm();
+        } catch (const sdbus::Error&) { } // a connection that is lost is noticed where it is read
+    }
+
     PlayerBusListener* listener = nullptr;
 
 private:
     struct Player {
-        std::unique_ptr<sdbus::IProxy> proxy;
+        std::string owner; // the connection that has the name; empty until the bus has told
+        std::unique_ptr<sdbus::IProxy> proxy; // null as long
+        bool wasThere = false;
         bool knowsProcess = false; // or never will
         bool hasProperties = false;
         bool answered = false; // the listener knows it
         bool silent = false; // has let the time for an answer go by
+        bool signals = false; // has told a change of its own accord
         std::int64_t process = 0;
         Dictionary properties;
     };
@@ -65,16 +91,25 @@ private:
     void opened(sdbus::IConnection& bus) override;
     void closing() override;
     void ownerChanged(const std::string& name, const std::string& newOwner);
-    void playerCame(const std::string& name);
+    void playerFound(const std::string& name);
+    void playerCame(const std::string& name, const std::string& owner, bool wasThere);
     void playerWent(const std::string& name);
+    std::unique_ptr<sdbus::IProxy> proxyOf(const std::string& name, const std::string& owner);
+    void askForProcess(const std::string& name, const std::string& owner);
     void ask(const std::string& name, Player& player);
-    void propertiesChanged(const std::string& name, sdbus::Signal& signal);
-    void propertiesCame(const std::string& name, const Dictionary& properties);
+    void propertiesChanged(const std::string& name, Player& player, sdbus::Signal& signal);
+    void propertiesCame(const std::string& name, Player& player, const Dictionary& properties);
     void tellIfComplete(const std::string& name, Player& player);
     Player* playerNamed(const std::string& name)
     {
         const auto found = players_.find(name);
         return found == players_.end() ? nullptr : &found->second;
+    }
+    // Null if the name has passed to another since `owner` was asked, or spoke.
+    Player* playerOf(const std::string& name, const std::string& owner)
+    {
+        Player* player = playerNamed(name);
+        return player && player->owner == owner ? player : nullptr;
     }
 
     sdbus::IConnection* bus_ = nullptr; // its; null without one
@@ -105,7 +140,7 @@ void SessionBus::Connection::opened(sdbus::IConnection& bus)
             listed_ = true;
             for (const std::string& name : names) {
                 if (isPlayer(name))
-                    playerCame(name.substr(kPrefix.size()));
+                    playerFound(name.substr(kPrefix.size()));
             }
         });
 }
@@ -118,44 +153,85 @@ void SessionBus::Connection::ownerChanged(const std::string& name, const std::st
     // A name that passes from one owner to another is another player.
     playerWent(shortName);
     if (!newOwner.empty())
-        playerCame(shortName);
+        playerCame(shortName, newOwner, false);
 }
 
-void SessionBus::Connection::playerCame(const std::string& name)
+// A name that was there before the watch began: who has it is asked. It counts as on its way meanwhile.
+void SessionBus::Connection::playerFound(const std::string& name)
 {
     // playerctld repeats what another player says.
     if (name == "playerctld" || playerNamed(name) || players_.size() >= kMaximumPlayers)
         return;
+    players_.try_emplace(name);
     try {
-        Player player;
-        player.proxy = sdbus::createProxy(*bus_, kPrefix + name, kPlayerPath);
-        player.proxy->registerSignalHandler(
-            kProperties, "PropertiesChanged", [this, name](sdbus::Signal& signal) { propertiesChanged(name, signal); });
-        player.proxy->registerSignalHandler(kPlayerInterface, "Seeked", [this, name](sdbus::Signal& signal) {
-            try {
-                std::int64_t position = 0;
-                signal >> position;
-                if (const Player* player = playerNamed(name); player && player->answered && listener)
-                    listener->playerSeeked(name, static_cast<double>(position) / 1e6);
-            } catch (const sdbus::Error&) { }
-        });
-        player.proxy->finishRegistration();
-        Player& entry = players_[name] = std::move(player);
-        names_->callMethodAsync("GetConnectionUnixProcessID")
+        names_->callMethodAsync("GetNameOwner")
             .onInterface(kBus)
             .withTimeout(kPatience)
             .withArguments(kPrefix + name)
-            .uponReplyInvoke([this, name](const sdbus::Error* error, std::uint32_t process) {
-                if (Player* player = playerNamed(name)) {
-                    player->knowsProcess = true;
-                    player->process = error ? 0 : process;
-                    tellIfComplete(name, *player);
-                }
+            .uponReplyInvoke([this, name](const sdbus::Error* error, const std::string& owner) {
+                // Who came meanwhile has an owner already.
+                if (!playerOf(name, {}))
+                    return;
+                players_.erase(name);
+                if (!error)
+                    playerCame(name, owner, true);
             });
+    } catch (const sdbus::Error&) {
+        players_.erase(name);
+    }
+}
+
+void SessionBus::Connection::playerCame(const std::string& name, const std::string& owner, bool wasThere)
+{
+    if (name == "playerctld" || playerNamed(name) || players_.size() >= kMaximumPlayers)
+        return;
+    try {
+        Player player;
+        player.owner = owner;
+        player.wasThere = wasThere;
+        player.proxy = proxyOf(name, owner);
+        Player& entry = players_[name] = std::move(player);
+        askForProcess(name, owner);
         ask(name, entry);
     } catch (const sdbus::Error&) {
         players_.erase(name);
     }
+}
+
+// On the name of the connection, which signals carry as their sender: the bus library can't tell whose they are by the
+// name that players are known by, and hands those of each to the handlers of all.
+std::unique_ptr<sdbus::IProxy> SessionBus::Connection::proxyOf(const std::string& name, const std::string& owner)
+{
+    auto proxy = sdbus::createProxy(*bus_, owner, kPlayerPath);
+    proxy->registerSignalHandler(kProperties, "PropertiesChanged", [this, name, owner](sdbus::Signal& signal) {
+        if (Player* player = playerOf(name, owner))
+            propertiesChanged(name, *player, signal);
+    });
+    proxy->registerSignalHandler(kPlayerInterface, "Seeked", [this, name, owner](sdbus::Signal& signal) {
+        try {
+            std::int64_t position = 0;
+            signal >> position;
+            if (const Player* player = playerOf(name, owner); player && player->answered && listener)
+                listener->playerSeeked(name, static_cast<double>(position) / 1e6);
+        } catch (const sdbus::Error&) { }
+    });
+    proxy->finishRegistration();
+    return proxy;
+}
+
+void SessionBus::Connection::askForProcess(const std::string& name, const std::string& owner)
+{
+    names_->callMethodAsync("GetConnectionUnixProcessID")
+        .onInterface(kBus)
+        .withTimeout(kPatience)
+        .withArguments(owner)
+        .uponReplyInvoke([this, name, owner](const sdbus::Error* error, std::uint32_t process) {
+            if (Player* player = playerOf(name, owner)) {
+                player->knowsProcess = true;
+                player->process = error ? 0 : process;
+                tellIfComplete(name, *player);
+            }
+        });
 }
 
 void SessionBus::Connection::playerWent(const std::string& name)
@@ -180,45 +256,45 @@ void SessionBus::Connection::ask(const std::string& name, Player& player)
         .onInterface(kProperties)
         .withTimeout(kPatience)
         .withArguments(kPlayerInterface)
-        .uponReplyInvoke([this, name](const sdbus::Error* error, const Variants& properties) {
-            if (!error)
-                propertiesCame(name, dictionaryOf(properties));
-            else if (Player* player = playerNamed(name))
+        .uponReplyInvoke([this, name, owner = player.owner](const sdbus::Error* error, const Variants& properties) {
+            Player* player = playerOf(name, owner);
+            if (player && !error)
+                propertiesCame(name, *player, dictionaryOf(properties));
+            else if (player)
                 player->silent = true;
         });
 }
 
-void SessionBus::Connection::propertiesChanged(const std::string& name, sdbus::Signal& signal)
+void SessionBus::Connection::propertiesChanged(const std::string& name, Player& player, sdbus::Signal& signal)
 {
     try {
         std::string interface;
         Variants changed;
         std::vector<std::string> invalidated;
         signal >> interface >> changed >> invalidated;
-        Player* player = playerNamed(name);
-        if (interface != kPlayerInterface || !player)
+        if (interface != kPlayerInterface)
             return;
+        player.signals = true;
         // A player that never answered, or that says only that something changed, is asked for all of it.
-        if (!invalidated.empty() || !player->hasProperties)
-            ask(name, *player);
-        if (player->hasProperties && !changed.empty())
-            propertiesCame(name, dictionaryOf(changed));
+        if (!invalidated.empty() || !player.hasProperties)
+            ask(name, player);
+        if (player.hasProperties && !changed.empty())
+            propertiesCame(name, player, dictionaryOf(changed));
     } catch (const sdbus::Error&) { }
 }
 
-void SessionBus::Connection::propertiesCame(const std::string& name, const Dictionary& properties)
+void SessionBus::Connection::propertiesCame(const std::string& name, Player& player, const Dictionary& properties)
 {
-    Player* player = playerNamed(name);
-    if (!player || !listener)
+    if (!listener)
         return;
-    if (player->answered) {
+    if (player.answered) {
         listener->playerChanged(name, properties);
         return;
     }
-    player->hasProperties = true;
+    player.hasProperties = true;
     for (const auto& [key, value] : properties)
-        player->properties[key] = value;
-    tellIfComplete(name, *player);
+        player.properties[key] = value;
+    tellIfComplete(name, player);
 }
 
 void SessionBus::Connection::tellIfComplete(const std::string& name, Player& player)
@@ -226,7 +302,8 @@ void SessionBus::Connection::tellIfComplete(const std::string& name, Player& pla
     if (player.answered || !player.knowsProcess || !player.hasProperties || !listener)
         return;
     player.answered = true;
-    listener->playerAppeared(name, player.process, std::exchange(player.properties, {}));
+    const PlayerArrival arrival{player.process, numberOf(player.owner), player.wasThere};
+    listener->playerAppeared(name, arrival, std::exchange(player.properties, {}));
 }
 
 void SessionBus::Connection::closing()
@@ -265,6 +342,16 @@ void SessionBus::start(PlayerBusListener& listener)
 bool SessionBus::isSettled() const
 {
     return connection_->isSettled();
+}
+
+bool SessionBus::isSilent(const std::string& name) const
+{
+    return connection_->isSilent(name);
+}
+
+void SessionBus::ask(const std::string& name)
+{
+    connection_->askAgain(name);
 }
 
 bool SessionBus::isConnected() const

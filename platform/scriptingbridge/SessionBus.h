@@ -21,6 +21,8 @@ public:
 
     void start(PlayerBusListener& listener) override;
     bool isSettled() const override;
+    bool isSilent(const std::string& name) const override;
+    void ask(const std::string& name) override;
     // Whether there is a connection.
     bool isConnected() const;
 

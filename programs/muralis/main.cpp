@@ -59,6 +59,7 @@ public:
         surroundings_.clock = &clock_;
         surroundings_.runLoop = &runLoop_;
         surroundings_.userInteractiveQueue = surroundings_.userInitiatedQueue = &queue_;
+        surroundings_.artworkQueue = &artwork_;
         surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
         surroundings_.notificationCenter = &notifications_;
         surroundings_.log = standardErrorLog(clock_);
@@ -116,7 +117,7 @@ private:
                          }}; // before any thread is
     NSBundle bundle_ = NSBundle::forExecutable();
     NSDistributedNotificationCenter notifications_{runLoop_};
-    PoolQueue queue_{2}; // a cover that a server is slow to give doesn't keep another from being made
+    PoolQueue queue_{2}, artwork_{2};
     Surroundings surroundings_;
     std::unique_ptr<PlayerProvider> players_;
     std::unique_ptr<NowPlaying> nowPlaying_;

@@ -71,7 +71,7 @@ private:
     NSBundle bundle_;
     NSDistributedNotificationCenter notifications_;
     CurlURLSession urlSession_;
-    PoolQueue userInteractive_{2}, userInitiated_{2};
+    PoolQueue userInteractive_{2}, userInitiated_{2}, artwork_{2};
     std::ofstream traceFile_;
     std::unique_ptr<InputTrace> trace_;
     std::vector<InputArgument> inputs_;

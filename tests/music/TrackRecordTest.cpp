@@ -165,8 +165,15 @@ TEST(Track, IsWrittenAsItStandsAndLeavesTheDate)
         EXPECT_EQ(at(record, key), value) << key;
     EXPECT_EQ(at(record, "Artwork").image()->size(), (NSSize{2, 2}));
 
+    const auto decoded = NSImage::imageWithData(pngOf(3, 3));
+    track.artworks = {std::make_shared<SBArtwork>(std::make_shared<const Bytes>(pngOf(2, 2)), decoded)};
+    writeTrack(record, &track, true, emptyPicture());
+    EXPECT_EQ(at(record, "Artwork").image(), decoded) << "not once more, on the thread that draws";
+    EXPECT_EQ(at(record, "albumArt").image(), decoded);
+
     track.artworks = {std::make_shared<SBArtwork>(nullptr)};
     writeTrack(record, &track, false, emptyPicture());
+    EXPECT_EQ(at(record, "isPlaying"), Value(false)) << "as the manager says";
     EXPECT_EQ(at(record, "IsArtworkAvailable"), Value(true)) << "artwork without data was offered all the same";
     EXPECT_FALSE(record.contains("albumArt"));
 

@@ -178,14 +178,17 @@ TEST(Inputs, APausedPlayerLeavesTheTrackOnTheScreen)
 TEST(Inputs, AViewThatComesToAPlayerThatRunsShowsItsTrack)
 {
     Saver in(kDirect);
-    in.composition("Muralis RSS Almanac", {"Name"});
+    in.composition("Muralis RSS Almanac", {"Name", "isPlaying"});
     in.players.player->running = true;
-    in.players.player->state = kPlayerStatePaused;
     in.players.player->track = trackNamed("A");
-    const auto view = in.makeView();
-    EXPECT_THAT(in.loop.pending(*view), testing::Contains("updateTrackData"));
-    in.fastForwardBy(0.1s);
-    EXPECT_EQ(Saver::recording(*view).valueForInputKey("Name"), Value("A"));
+    for (const bool plays : {false, true}) {
+        in.players.player->state = plays ? kPlayerStatePlaying : kPlayerStatePaused;
+        const auto view = in.makeView();
+        EXPECT_THAT(in.loop.pending(*view), testing::Contains("updateTrackData"));
+        in.fastForwardBy(0.1s);
+        EXPECT_EQ(Saver::recording(*view).valueForInputKey("Name"), Value("A"));
+        EXPECT_EQ(Saver::recording(*view).valueForInputKey("isPlaying"), Value(plays)) << "as the player says";
+    }
 }
 
 TEST(Inputs, SystemStatisticsAreRecognisedAndNeverWritten)

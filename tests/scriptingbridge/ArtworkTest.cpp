@@ -28,6 +28,8 @@ TEST(Artwork, IsReadFromRegularFilesOfThisMachine)
     TemporaryFolder folder;
     const std::string path = folder.write("a b%.jpg", "bytes"), fifo = folder / "fifo";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    folder.write("q#1?.jpg", "x");
+    folder.write("100%25.jpg", "x");
     std::filesystem::resize_file(folder.write("huge", ""), (16 << 20) + 1);
     std::filesystem::resize_file(folder.write("large", "x"), 16 << 20);
     const std::string escaped = folder / "a%20b%25.jpg";
@@ -48,7 +50,13 @@ TEST(Artwork, IsReadFromRegularFilesOfThisMachine)
         {"file://" + (folder / "large"), true, "just within"},
         {"file:///a%00b", false, "a path that ends early"},
         {"file:relative", false, "a relative path"},
-        {path, false, "no scheme"},
+        {path, true, "a bare path"},
+        {escaped, true, "a bare path, escaped"},
+        {"file://" + path, true, "not escaped"},
+        {"file://" + (folder / "q#1?.jpg"), true, "with what would end a path elsewhere"},
+        {"file://" + (folder / "100%2525.jpg"), true, "a name that looks escaped, escaped"},
+        {"file://" + (folder / "100%25.jpg"), true, "the same, not escaped"},
+        {"a b%.jpg", false, "no scheme and no path"},
         {"ftp://h/x", false, "another scheme"},
         {"", false, "nothing"},
     };
@@ -79,16 +87,18 @@ TEST(Artwork, IsReadFromItsAddressItself)
 TEST(Artwork, KnowsHowManyPixelsItHas)
 {
     const std::atomic<bool> stop{false};
-    EXPECT_EQ(fetchArtwork("data:;base64," + encodeBase64(pngOf(20, 30)), stop).pixels, 600);
-    EXPECT_EQ(fetchArtwork("data:,text", stop).pixels, 0);
+    EXPECT_EQ(fetchArtwork("data:;base64," + encodeBase64(pngOf(20, 30)), stop).pixels(), 600);
+    EXPECT_EQ(fetchArtwork("data:,text", stop).pixels(), 0);
 }
 
 // Answers one connection after the other with the given bytes, on a port of the loopback.
 class Server
 {
 public:
-    explicit Server(std::vector<std::string> answers)
+    // At an empty answer it sets `silent` and says nothing for as long as it is listened to.
+    explicit Server(std::vector<std::string> answers, std::atomic<bool>* silent = nullptr)
         : answers_(std::move(answers))
+        , silent_(silent)
         , listening_(::socket(AF_INET, SOCK_STREAM, 0))
     {
         sockaddr_in address{};
@@ -121,6 +131,10 @@ private:
                 return;
             char request[4096];
             [[maybe_unused]] const auto got = ::recv(fd, request, sizeof request, 0);
+            if (answer.empty()) {
+                *silent_ = true;
+                while (::recv(fd, request, sizeof request, 0) > 0) { }
+            }
             std::string_view left = answer;
             while (!left.empty()) {
                 const ssize_t sent = ::send(fd, left.data(), left.size(), MSG_NOSIGNAL);
@@ -132,6 +146,7 @@ private:
         }
     }
     const std::vector<std::string> answers_;
+    std::atomic<bool>* const silent_;
     int listening_, port_ = 0;
     std::thread thread_;
 };
@@ -168,6 +183,13 @@ TEST(Artwork, IsFetchedWithinLimits)
         const Server server({ok + "bytes"});
         const std::atomic<bool> stop{true};
         EXPECT_EQ(fetchArtwork(server.address(), stop).bytes, nullptr) << "the program ends";
+    }
+    {
+        std::atomic<bool> stop{false};
+        const Server server({""}, &stop);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(fetchArtwork(server.address(), stop).bytes, nullptr) << "another track, while the server is silent";
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
     }
 }
 

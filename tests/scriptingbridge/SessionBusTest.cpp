@@ -53,6 +53,16 @@ public:
         object_->emitSignal(signal);
     }
     void setMetadata(Variants metadata) { metadata_ = std::move(metadata); }
+    void release(const std::string& name) { connection_->releaseName("org.mpris.MediaPlayer2." + name); }
+    // Comes back when the bus has dealt out all that was said before.
+    void flush()
+    {
+        std::string text;
+        sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+            ->callMethod("GetId")
+            .onInterface("org.freedesktop.DBus")
+            .storeResultsTo(text);
+    }
     void seek(std::int64_t position) { object_->emitSignal("Seeked").onInterface(kPlayer).withArguments(position); }
 
 private:
@@ -78,7 +88,7 @@ protected:
         ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
         surroundings.clock = &clock;
         surroundings.runLoop = &loop;
-        surroundings.userInitiatedQueue = &queue;
+        surroundings.artworkQueue = &queue;
         surroundings.notificationCenter = &center;
         auto made = std::make_unique<SessionBus>(loop, 0.05s);
         bus = made.get();
@@ -148,6 +158,137 @@ TEST_F(SessionBusTest, APlayerComesChangesAndGoes)
     EXPECT_TRUE(comesTrue([&] { return player->playerState() == kPlayerStatePaused; }));
     on.clear();
     EXPECT_TRUE(comesTrue([&] { return !player->isRunning(); }));
+}
+
+// What the bus tells, for each player by itself.
+struct Heard final : PlayerBusListener {
+    void playerAppeared(const std::string& name, const PlayerArrival& arrival, const Dictionary&) override
+    {
+        of[name].push_back(arrival.wasThere ? "there" : "came");
+    }
+    void playerChanged(const std::string& name, const Dictionary& properties) override
+    {
+        for (const auto& [key, value] : properties)
+            of[name].push_back(key == "Metadata" ? trackMetadata(*value.dictionary()).track->name : description(value));
+    }
+    void playerSeeked(const std::string& name, double position) override
+    {
+        of[name].push_back("at " + std::to_string(int(position)));
+    }
+    void playerVanished(const std::string& name) override { of[name].push_back("gone"); }
+
+    std::map<std::string, std::vector<std::string>> of;
+};
+
+// Two that speak in turn: each word counts for who said it, whoever came first and in whatever order they speak.
+// Capitals are a's, small letters b's: a pause, a track, a seek, a name given up, a word after that.
+TEST_F(SessionBusTest, WhatOnePlayerSaysIsNotTheOthers)
+{
+    players.reset();
+    for (const char* story : {"PptTSsGgxX", "pPTtsSgGXx", "TtPpGsXtpg", "gpxTPSG", "GPXtpsg"}) {
+        for (const bool before : {true, false}) {
+            Heard heard;
+            std::map<char, std::vector<std::string>> expected;
+            SessionBus listened(loop);
+            const auto start = [&] { listened.start(heard); };
+            if (!before)
+                start();
+            on.clear();
+            for (const char* name : {"a", "b"})
+                plays(name, titled(name));
+            if (before)
+                start();
+            const auto hears = [&](std::size_t a, std::size_t b) {
+                return comesTrue([&] { return heard.of["a"].size() >= a && heard.of["b"].size() >= b; });
+            };
+            ASSERT_TRUE(hears(1, 1));
+            for (const char name : {'a', 'b'})
+                expected[name] = {before ? "there" : "came"};
+            for (const char word : std::string_view(story)) {
+                const char name = word < 'a' ? 'a' : 'b';
+                BusPlayer& player = *on[std::size_t(name - 'a')];
+                const std::string text = std::string(1, name) + word;
+                switch (word | 0x20) {
+                case 'p':
+                    player.say({{"PlaybackStatus", sdbus::Variant(text)}});
+                    break;
+                case 't':
+                    player.say({{"Metadata", sdbus::Variant(titled(text))}});
+                    break;
+                case 's':
+                    player.seek(name * 1'000'000);
+                    break;
+                case 'g':
+                    player.release(std::string(1, name));
+                    break;
+                case 'x':
+                    player.say({{"PlaybackStatus", sdbus::Variant("after it has gone")}});
+                    break;
+                }
+                player.flush();
+                if (expected[name].back() == "gone" || (word | 0x20) == 'x')
+                    continue;
+                if ((word | 0x20) == 's')
+                    expected[name].push_back("at " + std::to_string(int(name)));
+                else if ((word | 0x20) == 'g')
+                    expected[name].push_back("gone");
+                else
+                    expected[name].push_back(text);
+            }
+            EXPECT_TRUE(hears(expected['a'].size(), expected['b'].size())) << story;
+            EXPECT_EQ(heard.of["a"], expected['a']) << story;
+            EXPECT_EQ(heard.of["b"], expected['b']) << story;
+        }
+    }
+}
+
+TEST_F(SessionBusTest, KnowsWhoNeverTellsAChangeAndAsksIt)
+{
+    players.reset();
+    Heard heard;
+    SessionBus listened(loop);
+    listened.start(heard);
+    BusPlayer& quiet = plays("quiet", titled("first"));
+    ASSERT_TRUE(comesTrue([&] { return heard.of["quiet"].size() == 1; }));
+    quiet.setMetadata(titled("second"));
+    EXPECT_TRUE(listened.isSilent("quiet"));
+    listened.ask("quiet");
+    EXPECT_TRUE(comesTrue([&] { return heard.of["quiet"].size() == 4; }));
+    EXPECT_THAT(heard.of["quiet"], testing::IsSupersetOf({"came", "second", "Playing"}));
+    EXPECT_TRUE(listened.isSilent("quiet"));
+    quiet.say({{"PlaybackStatus", sdbus::Variant("Paused")}});
+    EXPECT_TRUE(comesTrue([&] { return heard.of["quiet"].back() == "Paused"; }));
+    EXPECT_FALSE(listened.isSilent("quiet"));
+    listened.ask("nobody");
+}
+
+// Both are in this process, of whose names the shortest is shown.
+TEST_F(SessionBusTest, WhatIsShownStaysTheShownPlayers)
+{
+    for (const bool first : {true, false}) {
+        on.clear();
+        ASSERT_TRUE(comesTrue([&] { return !player->isRunning(); }));
+        if (first)
+            plays("a", titled("A"));
+        BusPlayer& other = plays("other", titled("B"));
+        ASSERT_TRUE(shows(first ? "A" : "B"));
+        if (!first)
+            plays("a", titled("A"));
+        ASSERT_TRUE(shows("A"));
+        ASSERT_TRUE(comesTrue([&] { return players->names().size() == 2; }));
+        BusPlayer& a = *on[first ? 0 : 1];
+        other.say({{"PlaybackStatus", sdbus::Variant("Paused")}, {"Metadata", sdbus::Variant(titled("B2"))}});
+        other.seek(90'000'000);
+        other.flush();
+        a.seek(20'000'000);
+        EXPECT_TRUE(comesTrue([&] { return player->playerPosition() >= 20; }));
+        EXPECT_LT(player->playerPosition(), 80);
+        EXPECT_EQ(player->playerState(), kPlayerStatePlaying);
+        other.release("other");
+        EXPECT_TRUE(comesTrue([&] { return players->names().size() == 1; }));
+        EXPECT_EQ(player->playerState(), kPlayerStatePlaying);
+        EXPECT_EQ(player->currentTrack()->name, "A");
+    }
 }
 
 TEST_F(SessionBusTest, OneThatWasThereBeforeIsFoundAndTheProxyForOthersIsNot)

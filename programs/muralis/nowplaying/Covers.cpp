@@ -6,6 +6,7 @@
 #include "platform/appkit/NSImage.h"
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"
+#include "platform/scriptingbridge/SBApplication.h"
 
 #include <algorithm>
 
@@ -18,12 +19,11 @@ constexpr std::size_t kKept = 4;
 
 } // namespace
 
-std::shared_ptr<const std::string> coverText(ByteView artwork)
+std::shared_ptr<const std::string> coverText(const NSImage* artwork)
 {
-    const auto image = NSImage::imageWithData(artwork);
-    if (!image || image->representations().empty() || !image->representations()[0].bitmap())
+    if (!artwork || artwork->representations().empty() || !artwork->representations()[0].bitmap())
         return nullptr;
-    const auto bitmap = scaledToFit(*image->representations()[0].bitmap(), Covers::kLongestSide);
+    const auto bitmap = scaledToFit(*artwork->representations()[0].bitmap(), Covers::kLongestSide);
     if (!bitmap)
         return nullptr;
     const auto file = isOpaque(*bitmap) ? jpegRepresentation(*bitmap) : pngRepresentation(*bitmap);
@@ -36,11 +36,12 @@ Covers::Covers(RunLoop& loop, Queue& queue, std::function<void()> onReady)
     , onReady_(std::move(onReady))
 { }
 
-std::optional<Covers::Cover> Covers::find(const std::shared_ptr<const Bytes>& artwork)
+std::optional<Covers::Cover> Covers::find(const std::shared_ptr<SBArtwork>& artwork)
 {
+    const auto& bytes = artwork->rawData();
     // By owner: an address alone may by now be another's.
     const auto isIt = [&](const std::shared_ptr<Entry>& entry) {
-        return !entry->artwork.owner_before(artwork) && !artwork.owner_before(entry->artwork);
+        return !entry->artwork.owner_before(bytes) && !bytes.owner_before(entry->artwork);
     };
     const auto found = std::find_if(entries_.begin(), entries_.end(), isIt);
     if (found != entries_.end()) {
@@ -49,13 +50,13 @@ std::optional<Covers::Cover> Covers::find(const std::shared_ptr<const Bytes>& ar
         entries_.push_front(entry);
         return entry->cover;
     }
-    const auto entry = std::make_shared<Entry>(Entry{artwork, std::nullopt});
+    const auto entry = std::make_shared<Entry>(Entry{bytes, std::nullopt});
     entries_.push_front(entry);
     entries_.resize(std::min(entries_.size(), kKept));
     queue_.async([this, loop = &loop_, alive = std::weak_ptr(alive_), wanted = std::weak_ptr(entry), artwork] {
         if (wanted.expired())
             return; // others have come since, faster than this was begun
-        const auto text = coverText(*artwork);
+        const auto text = coverText(artwork->image().get());
         loop->post([this, alive, wanted, text] {
             const auto entry = alive.expired() ? nullptr : wanted.lock();
             if (!entry)

@@ -10,13 +10,15 @@
 
 namespace vitrel {
 
+class NSImage;
 class Queue;
 class RunLoop;
+class SBArtwork;
 
-// The base64 text of an artwork, decoded and encoded anew: what goes out is a plain JPEG, or PNG where something shines
-// through, of at most `kLongestSide` pixels a side, whatever a player has come up with. Null if it is no picture.
-// Blocks for some ten milliseconds. Any thread.
-std::shared_ptr<const std::string> coverText(ByteView artwork);
+// The base64 text of an artwork, encoded anew: what goes out is a plain JPEG, or PNG where something shines through, of
+// at most `kLongestSide` pixels a side, whatever a player has come up with. Null without a picture. Blocks for some ten
+// milliseconds. Any thread.
+std::shared_ptr<const std::string> coverText(const NSImage* artwork);
 
 // Covers made ready on a queue, each once; the last few are kept. Main thread.
 class Covers
@@ -32,7 +34,7 @@ public:
         std::shared_ptr<const std::string> text; // null if it is no picture
     };
     // Absent if it isn't ready yet: then it is being made.
-    std::optional<Cover> find(const std::shared_ptr<const Bytes>& artwork);
+    std::optional<Cover> find(const std::shared_ptr<SBArtwork>& artwork);
 
 private:
     struct Entry {

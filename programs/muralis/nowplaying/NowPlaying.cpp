@@ -73,7 +73,7 @@ void NowPlaying::update()
     std::shared_ptr<const std::string> text;
     bool isMissing = false;
     if (hasArtwork) {
-        const auto cover = artwork_ ? covers_.find(artwork_) : std::nullopt;
+        const auto cover = artwork_ ? covers_.find(track->artworks.front()) : std::nullopt;
         isMissing = !cover;
         if (cover)
             text = cover->text;
