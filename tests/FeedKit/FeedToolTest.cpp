@@ -134,6 +134,18 @@ TEST_F(FeedTool, FetchesAddresses)
     EXPECT_EQ(run({odd}).output, rssLine(odd, "three"));
 }
 
+// What is too long to wait as a text is written from its feed when its turn has come.
+TEST_F(FeedTool, WritesLongDocumentsInTheirTurn)
+{
+    const std::string title(5'000'000, '"'), small = folder_.write("small", rss("one"));
+    const std::string large = folder_.write("large", rss(title));
+    std::string escaped;
+    for (std::size_t k = 0; k < title.size(); ++k)
+        escaped += "\\\"";
+    EXPECT_TRUE(
+        run({large, small, large}).output == rssLine(large, escaped) + rssLine(small, "one") + rssLine(large, escaped));
+}
+
 // The server's story, one letter a request, and what is printed of it in the end.
 TEST_F(FeedTool, WatchPrintsEachChangeOnce)
 {
