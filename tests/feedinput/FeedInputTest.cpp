@@ -20,7 +20,8 @@ using testing::IsEmpty;
 class FakeFetcher final : public FeedKit::Fetcher
 {
 public:
-    Result<Bytes, std::string> contentsOf(const FeedKit::URL& url) override
+    Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
+        const FeedKit::URL& url, const FeedKit::Validators&, std::stop_token) override
     {
         asked.push_back(url.text());
         if (answers.empty())
@@ -28,12 +29,7 @@ public:
         const auto text = answers.front();
         answers.pop_front();
         const auto view = bytesOf(text);
-        return Bytes(view.begin(), view.end());
-    }
-    Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
-        const FeedKit::URL&, const FeedKit::Validators&) override
-    {
-        return std::string("not asked for here");
+        return std::optional(FeedKit::FetchedContents{Bytes(view.begin(), view.end()), {}});
     }
 
     std::vector<std::string> asked;
