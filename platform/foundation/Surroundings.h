@@ -77,6 +77,8 @@ struct Surroundings {
     RunLoop* runLoop = nullptr;
     Queue* userInteractiveQueue = nullptr;
     Queue* userInitiatedQueue = nullptr;
+    // Of the same quality, for feeds alone: a server may take a minute over one, which nothing else should wait for.
+    Queue* feedQueue = nullptr;
     DefaultsStore* defaults = nullptr;
     // The bundle with the saver's classes and resources, and the host's own, which may be the same. May be null.
     const NSBundle* classBundle = nullptr;

@@ -119,6 +119,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.runLoop = &runLoop_;
     surroundings_.userInteractiveQueue = &userInteractive_;
     surroundings_.userInitiatedQueue = &userInitiated_;
+    surroundings_.feedQueue = &feeds_;
     surroundings_.defaults = defaults_.get();
     surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
     surroundings_.notificationCenter = &notifications_;

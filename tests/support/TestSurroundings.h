@@ -27,7 +27,7 @@ struct TestSurroundings : ManualLoop {
     DefaultsStore store{"", files, sink};
     NSBundle bundle{bundleFolder.path()};
     NSDistributedNotificationCenter center{loop};
-    ManualQueue interactive, initiated;
+    ManualQueue interactive, initiated, feeds;
     Surroundings surroundings;
 
     TestSurroundings()
@@ -36,6 +36,7 @@ struct TestSurroundings : ManualLoop {
         surroundings.runLoop = &loop;
         surroundings.userInteractiveQueue = &interactive;
         surroundings.userInitiatedQueue = &initiated;
+        surroundings.feedQueue = &feeds;
         surroundings.defaults = &store;
         surroundings.classBundle = surroundings.mainBundle = &bundle;
         surroundings.notificationCenter = &center;
