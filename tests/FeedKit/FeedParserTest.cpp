@@ -311,6 +311,11 @@ TEST(Models, AreEqualWhenAllTheirFieldsAre)
         for (const auto& other : documents)
             EXPECT_EQ(feed(one) == feed(other), std::string_view(one) == other) << one << " and " << other;
     }
+    // By Unicode's rules the Kelvin sign is a capital k, but I with a dot keeps its dot.
+    EXPECT_EQ(makeSyndicationUpdatePeriod("WEE\u212ALY"), SyndicationUpdatePeriod::weekly);
+    EXPECT_EQ(makeSyndicationUpdatePeriod("DA\u0130LY"), std::nullopt);
+    EXPECT_EQ(makeRSSFeedSkipDay("Friday "), std::nullopt);
+    EXPECT_EQ(makeRSSFeedSkipDay("FRIDAY"), RSSFeedSkipDay::friday);
     MediaTag tag;
     EXPECT_EQ(tag.weight, 1);
     EXPECT_FALSE(tag == *MediaTag::tagsFrom("")[0]);
