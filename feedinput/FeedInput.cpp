@@ -151,6 +151,8 @@ void FeedInput::setQuartzCompositionJSONValue(const Dictionary& info, const std:
 
 void FeedInput::stop()
 {
+    // What ends here may be all that holds it.
+    const auto view = view_.retained();
     send(rssFeedReloader_, &NSTimer::invalidate);
     rssFeedReloader_.reset();
     FeedLoads::shared(surroundings_).cancel(this);

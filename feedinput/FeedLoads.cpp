@@ -108,7 +108,7 @@ void FeedLoads::finish(
 
 void FeedLoads::cancel(const void* owner)
 {
-    std::vector<Waiting> cancelled; // goes last, for it may be what holds the owner
+    std::vector<Waiting> cancelled; // holds the owners until all is done
     for (auto& [address, source] : sources_) {
         auto& waiting = source.waiting;
         const auto theirs = std::stable_partition(

@@ -198,7 +198,7 @@ std::string_view withoutByteOrderMark(vitrel::ByteView json)
 
 // The tree that the reader makes takes up to two words for each value, "0," is two bytes, and on the way to it a place
 // of four bytes for each mark. Only a large document can take much by that, so only there is it worth counting.
-constexpr std::size_t kCountedFrom = 4u << 20;
+constexpr std::size_t kCountedFrom = 2u << 20;
 constexpr std::size_t kBytesPerValue = 16;
 constexpr std::size_t kBytesPerMark = 4;
 
