@@ -83,6 +83,7 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
     surroundings_.userInteractiveQueue = &userInteractive_;
     surroundings_.userInitiatedQueue = &userInitiated_;
     surroundings_.artworkQueue = &artwork_;
+    surroundings_.feedQueue = &feeds_;
     surroundings_.defaults = defaults_.get();
     surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
     surroundings_.notificationCenter = &notifications_;

@@ -73,6 +73,7 @@ private:
     NSDistributedNotificationCenter notifications_;
     CurlURLSession urlSession_;
     PoolQueue userInteractive_{2}, userInitiated_{2}, artwork_{2};
+    PoolQueue feeds_{4}; // of as many addresses at once
     std::ofstream traceFile_;
     std::unique_ptr<InputTrace> trace_;
     std::vector<InputArgument> inputs_;
