@@ -77,7 +77,8 @@ class Desktop
 {
 public:
     explicit Desktop(int monitors)
-        : server_(std::to_string(1280 * std::min(monitors, 3)) + "x" + std::to_string(720 * ((monitors + 2) / 3)) + "x24")
+        : server_(
+            std::to_string(1280 * std::min(monitors, 3)) + "x" + std::to_string(720 * ((monitors + 2) / 3)) + "x24")
         , display_(XOpenDisplay(server_.display().c_str()))
     {
         if (!display_)
@@ -121,8 +122,8 @@ std::string make(const TemporaryFolder& folder, const std::string& name, const s
 
 void first(const TemporaryFolder& folder)
 {
-    const auto file = make(folder, "red",
-        R"json({"patches": {"Clear": {"class": "QCClear", "inputs": {"inputColor": "#c03020"}}}})json");
+    const auto file = make(
+        folder, "red", R"json({"patches": {"Clear": {"class": "QCClear", "inputs": {"inputColor": "#c03020"}}}})json");
     Desktop desktop(2);
     std::vector<double> times;
     for (int run = 0; run < 11; ++run) {
@@ -189,9 +190,8 @@ int main(int argc, char** argv)
     const TemporaryFolder folder;
     setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
     const std::vector<std::string> words(argv + 1, argv + argc);
-    const auto wanted = [&](const char* name) {
-        return words.empty() || std::find(words.begin(), words.end(), name) != words.end();
-    };
+    const auto wanted
+        = [&](const char* name) { return words.empty() || std::find(words.begin(), words.end(), name) != words.end(); };
     if (wanted("first"))
         first(folder);
     if (wanted("six"))

@@ -107,7 +107,8 @@ private:
     // NSWindowController, the table's data source and delegate.
     void windowDidLoad() override;
     int numberOfRowsInTableView(const NSTableView& table) override;
-    Value tableViewObjectValueForTableColumnRow(const NSTableView& table, const NSTableColumn* column, int row) override;
+    Value tableViewObjectValueForTableColumnRow(
+        const NSTableView& table, const NSTableColumn* column, int row) override;
     void tableViewSelectionDidChange(const Value& notification) override;
 
     void load();

@@ -61,10 +61,7 @@ void Stopwatch::lap(const std::string& lapTitle, int decimals)
     const double fastest = first ? 0 : *std::min_element(intervals.begin(), intervals.end());
     const double slowest = first ? 0 : *std::max_element(intervals.begin(), intervals.end());
     intervals.push_back(lapTime);
-    const char* mark = laps == 0 ? ""
-        : lapTime < fastest      ? "🟢(min)"
-        : lapTime > slowest      ? "🔴(max)"
-                                 : "";
+    const char* mark = laps == 0 ? "" : lapTime < fastest ? "🟢(min)" : lapTime > slowest ? "🔴(max)" : "";
     std::string ratio;
     if (lastLapTime) {
         const double times = lapTime / *lastLapTime;
@@ -72,8 +69,8 @@ void Stopwatch::lap(const std::string& lapTitle, int decimals)
     }
     if (!isMuted) {
         const std::string name = title && !title->empty() ? *title + " " : std::string();
-        print::line("⏱- " + shown(total) + ", Lap " + std::to_string(laps) + ": " + shown(lapTime) + " " + name + lapTitle
-            + "  " + mark + " " + ratio);
+        print::line("⏱- " + shown(total) + ", Lap " + std::to_string(laps) + ": " + shown(lapTime) + " " + name
+            + lapTitle + "  " + mark + " " + ratio);
     }
     lastLap = now;
     ++laps;

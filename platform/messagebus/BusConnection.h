@@ -12,8 +12,8 @@ class IConnection;
 namespace vitrel {
 
 // A connection to a message bus whose messages are dealt out in the turns of a run loop; nothing blocks but the
-// connecting. Without a bus, or when it dies, a new connection is tried after a while. Main thread. It is held by shared
-// pointers, and by itself during a turn, so that a callback may let go of it.
+// connecting. Without a bus, or when it dies, a new connection is tried after a while. Main thread. It is held by
+// shared pointers, and by itself during a turn, so that a callback may let go of it.
 class BusConnection : public std::enable_shared_from_this<BusConnection>
 {
 public:

@@ -30,8 +30,8 @@ enum class Hold {
     battery,
 };
 
-// Plays while the desktop is idle and nothing holds it back. Once it plays, it is the player that tells a returning user
-// from a nudged table, so activity alone ends nothing; what was dismissed comes back with the next idle time, what
+// Plays while the desktop is idle and nothing holds it back. Once it plays, it is the player that tells a returning
+// user from a nudged table, so activity alone ends nothing; what was dismissed comes back with the next idle time, what
 // crashed after a second, then after longer and longer. Main thread.
 class IdlePlay
 {

@@ -21,7 +21,8 @@ public:
     LoginSession(const LoginSession&) = delete;
     LoginSession& operator=(const LoginSession&) = delete;
 
-    // Begins to look. Each callback comes from a turn, at least once if the manager is there, and only with what is new.
+    // Begins to look. Each callback comes from a turn, at least once if the manager is there, and only with what is
+    // new.
     void start();
     std::function<void(bool locked)> onLocked;
     std::function<void(bool asleep)> onAsleep;

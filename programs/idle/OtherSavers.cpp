@@ -38,7 +38,8 @@ std::vector<OtherSaver> otherSavers(const std::string& folder)
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
         const std::string process = entry->path().filename();
-        struct stat status {};
+        struct stat status {
+        };
         if (process.find_first_not_of("0123456789") != process.npos || stat(entry->path().c_str(), &status) != 0
             || status.st_uid != getuid())
             continue;

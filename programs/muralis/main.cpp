@@ -2,6 +2,7 @@
 #include "platform/appkit/ImageCoding.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSDistributedNotificationCenter.h"
+#include "platform/foundation/OutOfMemory.h"
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/Surroundings.h"
@@ -132,6 +133,7 @@ private:
 int main(int argc, char** argv)
 {
     using namespace vitrel;
+    endWhereMemoryEnds("muralis");
     CLI::App app("Tells Vitrel's savers on this machine what the player plays", "muralis");
     Options options;
     app.set_version_flag("--version", "muralis " VITREL_VERSION);

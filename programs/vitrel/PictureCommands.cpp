@@ -17,10 +17,13 @@ constexpr int kMostPixels = 16 << 20;
 // What a cover may have; nothing larger is decoded.
 constexpr std::size_t kMostCover = 64u << 20;
 
-int writePicture(const std::shared_ptr<const NSImage>& image, const std::string& path, const std::string& whyNot)
+int writePicture(std::shared_ptr<const NSImage> image, const std::string& path, const std::string& whyNot)
 {
-    const bool has = image && !image->representations().empty() && image->representations().front().bitmap();
-    const auto png = has ? pngRepresentation(*image->representations().front().bitmap()) : std::nullopt;
+    const bool has = image && !image->representations().empty();
+    const std::shared_ptr<const Bitmap> bitmap = has ? image->representations().front().bitmap() : nullptr;
+    // What it was made of takes more than the picture, and the file comes on top of it.
+    image.reset();
+    const auto png = bitmap ? pngRepresentation(*bitmap) : std::nullopt;
     if (!png)
         return complain(whyNot);
     return writeFile(path, *png) == 0 ? 0 : complain("can't write " + path);
@@ -52,26 +55,35 @@ struct WallpaperOptions {
     float difference = 0.1f;
 };
 
+Result<std::shared_ptr<const NSImage>, std::string> coverAt(const std::string& path)
+{
+    const auto bytes = readFile(path, kMostCover);
+    if (!bytes)
+        return "can't read " + path;
+    std::shared_ptr<const NSImage> cover = NSImage::imageWithData(*bytes);
+    if (!cover)
+        return path + " is no picture";
+    return cover;
+}
+
 int wallpaper(const WallpaperOptions& options)
 {
     const auto size = parseSize(options.size);
     if (!size || size->first * size->second > kMostPixels)
         return complain("--size takes WIDTHxHEIGHT, each from 1 to 8192, together up to 16 megapixels", 2);
-    const auto bytes = readFile(options.cover, kMostCover);
-    if (!bytes)
-        return complain("can't read " + options.cover);
-    const auto cover = NSImage::imageWithData(*bytes);
+    auto cover = coverAt(options.cover);
     if (!cover)
-        return complain(options.cover + " is no picture");
+        return complain(cover.error());
     const NSSize screen = {double(size->first), double(size->second)};
     std::shared_ptr<const NSImage> picture;
     if (options.style == "fill")
-        picture = resizeImageToFillSize(*cover, screen);
+        picture = resizeImageToFillSize(**cover, screen);
     else if (options.style == "backdrop")
-        picture = artworkBackground(*resizeImageToFillSize(*cover, screen));
+        picture = artworkBackground(*resizeImageToFillSize(**cover, screen));
     else
-        picture = musicArtworkWallpaperArtworkAspectRatioDifference(*cover, screen, options.difference);
-    return writePicture(picture, options.out, "can't make this picture");
+        picture = musicArtworkWallpaperArtworkAspectRatioDifference(**cover, screen, options.difference);
+    *cover = nullptr;
+    return writePicture(std::move(picture), options.out, "can't make this picture");
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "platform/foundation/OutOfMemory.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
 
@@ -24,6 +25,7 @@ std::shared_ptr<bool> addVerbose(CLI::App& command)
 int main(int argc, char** argv)
 {
     using namespace vitrel;
+    endWhereMemoryEnds("vitrel");
     CLI::App app("Vitrel plays compositions as a screen saver, with the music and the news", "vitrel");
     app.set_version_flag("--version", "vitrel " VITREL_VERSION);
     app.require_subcommand(1);

@@ -34,8 +34,7 @@ public:
     virtual ~NSTableViewDataSource() = default;
     virtual int numberOfRowsInTableView(const NSTableView& table) = 0;
     // `column` may be null.
-    virtual Value tableViewObjectValueForTableColumnRow(
-        const NSTableView& table, const NSTableColumn* column, int row)
+    virtual Value tableViewObjectValueForTableColumnRow(const NSTableView& table, const NSTableColumn* column, int row)
         = 0;
 };
 

@@ -36,6 +36,7 @@ private:
 
 // A field whose action is sent at each change of its text.
 class NSSearchField : public NSTextField
-{ };
+{
+};
 
 } // namespace vitrel

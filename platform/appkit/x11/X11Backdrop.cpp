@@ -40,8 +40,8 @@ Bitmap X11Backdrop::picture() const
 {
     if (!connection_->isAlive())
         return {};
-    XImage* image = XGetImage(
-        displayOf(*connection_), pixmap_, 0, 0, unsigned(width_), unsigned(height_), AllPlanes, ZPixmap);
+    XImage* image
+        = XGetImage(displayOf(*connection_), pixmap_, 0, 0, unsigned(width_), unsigned(height_), AllPlanes, ZPixmap);
     connection_->flush();
     if (!image)
         return {};

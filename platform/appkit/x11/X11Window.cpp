@@ -329,8 +329,8 @@ void X11Window::coverMonitor(const X11Monitor& monitor)
 std::unique_ptr<Surface> X11Window::makeSurface()
 {
     const std::weak_ptr alive = alive_;
-    auto surface = std::make_unique<ShmSurface>(
-        connection_, window_, [this, alive] { return alive.lock() && isVisible(); });
+    auto surface
+        = std::make_unique<ShmSurface>(connection_, window_, [this, alive] { return alive.lock() && isVisible(); });
     Bitmap picture = backdrop_ ? backdrop_->picture() : Bitmap();
     if (picture.pixels.empty()) {
         forgetBackdrop();

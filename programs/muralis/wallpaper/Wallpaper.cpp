@@ -134,12 +134,13 @@ std::string Wallpaper::pictureFor(const Bytes& artwork, NSSize size) const
         fs::last_write_time(path, fs::file_time_type::clock::now(), error);
         return path;
     }
-    const auto cover = NSImage::imageWithData(artwork);
-    if (!cover)
-        return "";
-    const auto picture = musicArtworkWallpaperArtworkAspectRatioDifference(*cover, size, kDifference);
-    const auto& representations = picture->representations();
-    const auto bitmap = representations.empty() ? nullptr : representations.front().bitmap();
+    std::shared_ptr<const Bitmap> bitmap;
+    // The cover and what is made of it on the way take more than the picture, and the file comes on top of it.
+    if (const auto cover = NSImage::imageWithData(artwork)) {
+        const auto picture = musicArtworkWallpaperArtworkAspectRatioDifference(*cover, size, kDifference);
+        if (!picture->representations().empty())
+            bitmap = picture->representations().front().bitmap();
+    }
     const auto file = bitmap ? jpegRepresentation(*bitmap) : std::nullopt;
     return file && writeFile(path, *file, kPrivate) == 0 ? path : "";
 }
