@@ -69,7 +69,7 @@ TEST(Expression, ReadsTheGrammar)
 TEST(Expression, GivesNothingForWhatIsNone)
 {
     const std::string broken[] = {"", "  ", "1 +", "(1", "1)", "1 2", "* 3", "sin", "sin(", "sin()", "sin(1, 2)",
-        "atan2(1)", "foo(1)", "1 ? 2", "1 : 2", "a b", "1..2", "#", "\"x\"", "1 = 2", "&", std::string("1\0+1", 4),
+        "atan2(1)", "foo(1)", "1 ? 2", "1 : 2", "a b", "1..2", "#", "'x'", "1 = 2", "&", std::string("1\0+1", 4),
         std::string(70'000, '1') + "+1"};
     for (const std::string& text : broken) {
         const Expression expression = Expression::parse(text);
@@ -102,13 +102,9 @@ TEST(Expression, MakesAPortForEachVariable)
 {
     EXPECT_THAT(
         Expression::parse("Y * x + y * x * max(pi, Z_1)").variables(), testing::ElementsAre("Y", "x", "y", "Z_1"));
-    EXPECT_EQ(evaluated(onePatch(
-                  R"("class": "QCExpression", "settings": {"expression": "x * 2 + y"}, "inputs": {"x": 4, "y": "0.5"})",
-                  "outputResult")),
-        "8.5");
-    EXPECT_EQ(evaluated(onePatch(
-                  R"j("class": "QCExpression", "settings": {"expression": "ln(0) + sqrt(0 - 1)"})j", "outputResult")),
-        "0")
+    EXPECT_EQ(
+        evaluated(onePatch("QCExpression {x: 4, y: '0.5'} with {expression: 'x * 2 + y'}", "outputResult")), "8.5");
+    EXPECT_EQ(evaluated(onePatch("QCExpression with {expression: 'ln(0) + sqrt(0 - 1)'}", "outputResult")), "0")
         << "what is no number is 0";
 }
 
