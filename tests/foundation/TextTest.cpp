@@ -11,19 +11,11 @@ TEST(Base64, IsReadStrictly)
         const char* text;
         std::optional<std::string> bytes;
         const char* why;
-    } cases[] = {
-        {"", "", "nothing is valid"},
-        {"Zg==", "f", "two pads"},
-        {"Zm8=", "fo", "one pad"},
-        {"Zm9v", "foo", "no pad"},
-        {"Zm9vYmFy", "foobar", "two groups"},
-        {"Zm9v\nYmFy", std::nullopt, "a line break"},
-        {"Zm9", std::nullopt, "a missing pad"},
-        {"Zg==Zg==", std::nullopt, "a pad in the middle"},
-        {"Z===", std::nullopt, "three pads"},
-        {"Zm9v ", std::nullopt, "a blank behind"},
-        {"Zm-_", std::nullopt, "the other alphabet"},
-    };
+    } cases[] = {{"", "", "nothing is valid"}, {"Zg==", "f", "two pads"}, {"Zm8=", "fo", "one pad"},
+        {"Zm9v", "foo", "no pad"}, {"Zm9vYmFy", "foobar", "two groups"}, {"Zm9v\nYmFy", std::nullopt, "a line break"},
+        {"Zm9", std::nullopt, "a missing pad"}, {"Zg==Zg==", std::nullopt, "a pad in the middle"},
+        {"Z===", std::nullopt, "three pads"}, {"Zm9v ", std::nullopt, "a blank behind"},
+        {"Zm-_", std::nullopt, "the other alphabet"}};
     for (const auto& [text, bytes, why] : cases) {
         const auto decoded = decodeBase64(text);
         ASSERT_EQ(decoded.has_value(), bytes.has_value()) << why;

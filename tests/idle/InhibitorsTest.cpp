@@ -15,15 +15,10 @@ TEST(Inhibitors, MusicAloneHoldsNothingBack)
         const char *who, *why;
         bool holds;
     } cases[] = {
-        {"firefox", "video-playing", true},
-        {"firefox", "audio-playing", false},
-        {"/usr/bin/chromium", "Playing audio", false},
-        {"/usr/bin/chromium", "Playing video", true},
-        {"Player", "Playing MUSIC", false},
-        {"Player", "Playing audio and video", true},
-        {"Talk", "Audio call", true},
-        {"vlc", "Playing some media.", true},
-        {"backup", "", true},
+        {"firefox", "video-playing", true}, {"firefox", "audio-playing", false},
+        {"/usr/bin/chromium", "Playing audio", false}, {"/usr/bin/chromium", "Playing video", true},
+        {"Player", "Playing MUSIC", false}, {"Player", "Playing audio and video", true}, {"Talk", "Audio call", true},
+        {"vlc", "Playing some media.", true}, {"backup", "", true},
         {"audio", "writing a disc", true}, // the reason counts, not the name
     };
     for (const auto& [who, why, holds] : cases)

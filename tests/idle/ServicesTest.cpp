@@ -178,9 +178,8 @@ TEST_F(Services, AShellThatIsStartedAnewIsAskedAgain)
     });
     core->registerSignal("WatchFired").onInterface(monitor).withParameters<std::uint32_t>();
     core->finishRegistration();
-    const auto fire = [&](std::uint32_t watch) {
-        core->emitSignal("WatchFired").onInterface(monitor).withArguments(watch);
-    };
+    const auto fire
+        = [&](std::uint32_t watch) { core->emitSignal("WatchFired").onInterface(monitor).withArguments(watch); };
     shell->requestName(monitor);
 
     std::string heard;

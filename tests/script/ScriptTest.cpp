@@ -152,13 +152,9 @@ TEST(Script, WhatIsNoScriptIsAnError)
     struct {
         const char* source;
         const char* message;
-    } const cases[] = {
-        {"function main( {", "SyntaxError"},
-        {"throw 'early'; function main() {}", "early"},
-        {"var x = 1;", "no function main"},
-        {"var main = 5;", "no function main"},
-        {"while (true) {} function main() {}", "longer than"},
-    };
+    } const cases[] = {{"function main( {", "SyntaxError"}, {"throw 'early'; function main() {}", "early"},
+        {"var x = 1;", "no function main"}, {"var main = 5;", "no function main"},
+        {"while (true) {} function main() {}", "longer than"}};
     for (const auto& [source, message] : cases) {
         const auto script = Script::compile(source, {50, 50});
         ASSERT_FALSE(script) << source;

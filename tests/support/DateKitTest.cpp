@@ -125,26 +125,13 @@ TEST(DateKit, TimeAgoIsOneNumberAndAUnit)
         double age;
         const char* text;
         const char* why;
-    } const cases[] = {
-        {0, "0m", "just past"},
-        {29, "0m", "rounded down"},
-        {31, "1m", "rounded up"},
-        {3599, "60m", "not yet an hour"},
-        {3600, "1h", "an hour"},
-        {23.6 * 3600, "24h", "not yet a day"},
-        {kDay, "1d", "a day"},
-        {6.6 * kDay, "7d", "days are rounded"},
-        {7 * kDay, "1w", "a week"},
-        {13.9 * kDay, "1w", "weeks are cut"},
-        {27.9 * kDay, "3w", "not yet 28 days"},
-        {28 * kDay, "1mo", "28 days are a month"},
-        {30 * kDay, "1mo", "a month"},
-        {46 * kDay, "2mo", "months are rounded"},
-        {364 * kDay, "12mo", "not yet a year"},
-        {365 * kDay, "1y", "a year"},
-        {600 * kDay, "2y", "years are rounded"},
-        {-90, "-2m", "the future"},
-    };
+    } const cases[] = {{0, "0m", "just past"}, {29, "0m", "rounded down"}, {31, "1m", "rounded up"},
+        {3599, "60m", "not yet an hour"}, {3600, "1h", "an hour"}, {23.6 * 3600, "24h", "not yet a day"},
+        {kDay, "1d", "a day"}, {6.6 * kDay, "7d", "days are rounded"}, {7 * kDay, "1w", "a week"},
+        {13.9 * kDay, "1w", "weeks are cut"}, {27.9 * kDay, "3w", "not yet 28 days"},
+        {28 * kDay, "1mo", "28 days are a month"}, {30 * kDay, "1mo", "a month"},
+        {46 * kDay, "2mo", "months are rounded"}, {364 * kDay, "12mo", "not yet a year"}, {365 * kDay, "1y", "a year"},
+        {600 * kDay, "2y", "years are rounded"}, {-90, "-2m", "the future"}};
     for (const auto& [age, text, why] : cases)
         EXPECT_EQ(timeAgo(Date{1e9}, Date{1e9 + age}), text) << why;
 }
@@ -155,19 +142,9 @@ TEST(DateKit, HoursDaysAgoCutsAndKnowsALimit)
         double age;
         std::int64_t limit;
         std::optional<std::string> text;
-    } const cases[] = {
-        {3 * kDay, 2, std::nullopt},
-        {2 * kDay, 2, "2d ago"},
-        {2 * kDay + 1, 2, std::nullopt},
-        {1.9 * kDay, 2, "1d ago"},
-        {kDay - 1, 2, "23h ago"},
-        {kDay - 1, 0, std::nullopt},
-        {3600, 2, "1h ago"},
-        {3599, 2, "59m ago"},
-        {120, 2, "2m ago"},
-        {119, 2, "Just Now"},
-        {-5, 2, "Just Now"},
-    };
+    } const cases[] = {{3 * kDay, 2, std::nullopt}, {2 * kDay, 2, "2d ago"}, {2 * kDay + 1, 2, std::nullopt},
+        {1.9 * kDay, 2, "1d ago"}, {kDay - 1, 2, "23h ago"}, {kDay - 1, 0, std::nullopt}, {3600, 2, "1h ago"},
+        {3599, 2, "59m ago"}, {120, 2, "2m ago"}, {119, 2, "Just Now"}, {-5, 2, "Just Now"}};
     for (const auto& [age, limit, text] : cases)
         EXPECT_EQ(hoursDaysAgo(Date{1e9}, limit, Date{1e9 + age}), text) << age << " s";
 }
