@@ -79,24 +79,20 @@ public:
         , listener_(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
         sockaddr_in6 address = {};
-        socklen_t size = sizeof address;
         auto& four = reinterpret_cast<sockaddr_in&>(address);
-        if (family == AF_INET) {
-            size = sizeof four;
-            four.sin_family = AF_INET;
-            four.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin6_family = static_cast<sa_family_t>(family);
+        address.sin6_port = htons(static_cast<std::uint16_t>(port)); // at the same place in both
+        if (family == AF_INET)
             four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        } else {
-            address.sin6_family = AF_INET6;
-            address.sin6_port = htons(static_cast<std::uint16_t>(port));
+        else
             address.sin6_addr = in6addr_loopback;
-        }
+        socklen_t size = family == AF_INET ? sizeof four : sizeof address;
         const int on = 1;
         ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
         const bool bound = ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) == 0;
         ::listen(listener_, 64);
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-        port_ = bound ? ntohs(family == AF_INET ? four.sin_port : address.sin6_port) : 0;
+        port_ = bound ? ntohs(address.sin6_port) : 0;
         accepting_ = std::thread([this] { acceptAll(); });
     }
     // Gives every request the same answer.

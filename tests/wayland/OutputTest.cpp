@@ -9,10 +9,7 @@ WaylandOutput output(
     const std::string& name, const std::string& make, const std::string& model, const std::string& description)
 {
     WaylandOutput output;
-    output.name = name;
-    output.make = make;
-    output.model = model;
-    output.description = description;
+    std::tie(output.name, output.make, output.model, output.description) = std::tie(name, make, model, description);
     return output;
 }
 

@@ -10,9 +10,6 @@ namespace {
 
 TEST_F(X11, TellsOfIdlenessAndLeavesTheServerAsItWas)
 {
-    start();
-    if (IsSkipped())
-        return;
     XSetScreenSaver(other_, 77, 5, PreferBlanking, AllowExposures);
     XSync(other_, False);
     const auto timeout = [&] {
@@ -49,9 +46,6 @@ TEST_F(X11, TellsOfIdlenessAndLeavesTheServerAsItWas)
 
 TEST_F(X11, KnowsWhetherTheActiveWindowFillsTheScreen)
 {
-    start();
-    if (IsSkipped())
-        return;
     const Window root = DefaultRootWindow(other_);
     const Window film = foreignWindow(100, 100), note = foreignWindow(50, 50);
     const auto set = [&](Window window, const char* name, Atom type, std::vector<Atom> words) {
