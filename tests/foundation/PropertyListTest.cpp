@@ -115,11 +115,7 @@ TEST(PropertyList, TheTextFormIsWellFormedWhateverTheTextHolds)
 
 TEST(PropertyList, ReadsTheKindsOfTheBinaryForm)
 {
-    const struct {
-        std::string object;
-        Value value;
-        const char* why;
-    } cases[] = {
+    const std::tuple<std::string, Value, const char*> cases[] = {
         {bytes({0x00}), Value(), "null"},
         {bytes({0x09}), true, "true"},
         {bytes({0x10, 0xFF}), 255, "one byte has no sign"},
@@ -142,11 +138,7 @@ TEST(PropertyList, ReadsTheKindsOfTheBinaryForm)
 
 TEST(PropertyList, ReadsTheTextFormAsPeopleWriteIt)
 {
-    const struct {
-        const char* inside;
-        std::optional<Value> value;
-        const char* why;
-    } cases[] = {
+    const std::tuple<const char*, std::optional<Value>, const char*> cases[] = {
         {"<integer> -12 </integer>", -12, "blanks around a number"},
         {"<integer>0xff</integer>", 255, "hexadecimal"},
         {"<integer>99999999999999999999</integer>", std::numeric_limits<std::int64_t>::max(), "saturates"},
