@@ -11,10 +11,7 @@ namespace {
 
 TEST(Inhibitors, MusicAloneHoldsNothingBack)
 {
-    const struct {
-        const char *who, *why;
-        bool holds;
-    } cases[] = {
+    const std::tuple<const char*, const char*, bool> cases[] = {
         {"firefox", "video-playing", true}, {"firefox", "audio-playing", false},
         {"/usr/bin/chromium", "Playing audio", false}, {"/usr/bin/chromium", "Playing video", true},
         {"Player", "Playing MUSIC", false}, {"Player", "Playing audio and video", true}, {"Talk", "Audio call", true},
@@ -60,11 +57,7 @@ TEST(Inhibitors, AFloodOfRequestsIsRefused)
 
 TEST(PowerSupply, IsTheBatteryOnlyWhenNothingIsPluggedIn)
 {
-    const struct {
-        std::vector<std::pair<const char*, const char*>> files;
-        bool onBattery;
-        const char* why;
-    } cases[] = {
+    const std::tuple<std::vector<std::pair<const char*, const char*>>, bool, const char*> cases[] = {
         {{}, false, "a desktop"},
         {{{"AC/type", "Mains\n"}, {"AC/online", "1\n"}, {"BAT0/type", "Battery\n"}}, false, "plugged in"},
         {{{"AC/type", "Mains\n"}, {"AC/online", "0\n"}, {"BAT0/type", "Battery\n"}}, true, "not plugged in"},
