@@ -88,10 +88,20 @@ protected:
         return turnUntil([&] { return surface.wantsFrame(); });
     }
 
+    Window root() const { return DefaultRootWindow(other_); }
+    void movePointer(int x, int y)
+    {
+        XWarpPointer(other_, None, root(), 0, 0, 0, 0, x, y);
+        XSync(other_, False);
+    }
+    int grabPointer()
+    {
+        return XGrabPointer(other_, root(), True, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime);
+    }
+
     Window foreignWindow(int width, int height)
     {
-        const Window window
-            = XCreateSimpleWindow(other_, DefaultRootWindow(other_), 0, 0, unsigned(width), unsigned(height), 0, 0, 0);
+        const Window window = XCreateSimpleWindow(other_, root(), 0, 0, unsigned(width), unsigned(height), 0, 0, 0);
         XMapWindow(other_, window);
         XSync(other_, False);
         return window;

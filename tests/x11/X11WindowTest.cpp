@@ -163,19 +163,15 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
     ASSERT_EQ(monitors.size(), 1u);
     EXPECT_EQ(monitors[0].screen.frame, makeRect(0, 0, 640, 480));
     for (const bool byKey : {false, true}) {
-        XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, 100, 100);
-        XSync(other_, False);
+        movePointer(100, 100);
         auto window = X11Window::cover(connection_, monitors[0]);
         ASSERT_TRUE(window);
         int dismissed = 0;
         window->onDismissed = [&] { ++dismissed; };
         ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
-        EXPECT_EQ(XGrabPointer(other_, DefaultRootWindow(other_), False, 0, GrabModeAsync, GrabModeAsync, None, None,
-                      CurrentTime),
-            AlreadyGrabbed);
+        EXPECT_EQ(grabPointer(), AlreadyGrabbed);
         for (const int x : {102, 108, 110, 95}) {
-            XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, x, 100);
-            XSync(other_, False);
+            movePointer(x, 100);
             turnFor(Seconds(0.02));
         }
         EXPECT_EQ(dismissed, 0) << "8 pixels to the right of where it was first seen, then 7 to the left";
@@ -183,11 +179,11 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
             XEvent event{};
             event.xkey.type = KeyPress;
             event.xkey.window = window->number();
-            event.xkey.root = DefaultRootWindow(other_);
+            event.xkey.root = root();
             event.xkey.keycode = 38;
             XSendEvent(other_, window->number(), False, KeyPressMask, &event);
         } else {
-            XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, 100, 120);
+            movePointer(100, 120);
         }
         XSync(other_, False);
         EXPECT_TRUE(turnUntil([&] { return dismissed == 1; }));
@@ -198,10 +194,8 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
 // Each try to take a grab waits for the server's answer, and with the answer come events: that a frame was read, say.
 TEST_F(X11, FramesGoOnWhileSomebodyElseHoldsTheGrabs)
 {
-    const Window root = DefaultRootWindow(other_);
-    XGrabKeyboard(other_, root, True, GrabModeAsync, GrabModeAsync, CurrentTime);
-    XGrabPointer(other_, root, True, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime);
-    XSync(other_, False);
+    XGrabKeyboard(other_, root(), True, GrabModeAsync, GrabModeAsync, CurrentTime);
+    ASSERT_EQ(grabPointer(), GrabSuccess);
     auto window = X11Window::cover(connection_, x11Monitors(*connection_)[0]);
     const auto surface = window->makeSurface();
     const Seconds end = clock_.now() + Seconds(1.2); // longer than it is tried
@@ -213,24 +207,23 @@ TEST_F(X11, FramesGoOnWhileSomebodyElseHoldsTheGrabs)
 // Otherwise the desktop would be seen to flash on its way to the first picture, and again on the way back.
 TEST_F(X11, ACoveringWindowComesUpLikeTheDesktopAndLeavesAtOnce)
 {
-    const Window root = DefaultRootWindow(other_);
-    const Window desk = XCreateSimpleWindow(other_, root, 100, 100, 50, 50, 0, 0, 0x336699);
+    const Window desk = XCreateSimpleWindow(other_, root(), 100, 100, 50, 50, 0, 0, 0x336699);
     XMapWindow(other_, desk);
-    ASSERT_TRUE(becomes(root, 120, 120, 0x336699));
+    ASSERT_TRUE(becomes(root(), 120, 120, 0x336699));
     const auto monitors = x11Monitors(*connection_);
     auto window = X11Window::cover(connection_, monitors[0], true);
     const auto surface = window->makeSurface();
     ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
     EXPECT_EQ(pixelAt(window->number(), 120, 120), 0x336699u);
-    EXPECT_EQ(pixelAt(root, 120, 120), 0x336699u);
+    EXPECT_EQ(pixelAt(root(), 120, 120), 0x336699u);
     ASSERT_TRUE(show(*surface, 0xFFFF0000));
-    EXPECT_TRUE(becomes(root, 120, 120, 0xFF0000)) << "the fade ends by itself";
+    EXPECT_TRUE(becomes(root(), 120, 120, 0xFF0000)) << "the fade ends by itself";
     bool dismissed = false;
     window->onDismissed = window->onClosed = [&] { dismissed = true; };
     window->leave();
-    EXPECT_TRUE(becomes(root, 120, 120, 0x336699));
-    EXPECT_EQ(XGrabPointer(other_, root, False, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime), GrabSuccess);
-    XWarpPointer(other_, None, root, 0, 0, 0, 0, 300, 300);
+    EXPECT_TRUE(becomes(root(), 120, 120, 0x336699));
+    EXPECT_EQ(grabPointer(), GrabSuccess);
+    movePointer(300, 300);
     turnFor(Seconds(0.05));
     EXPECT_FALSE(dismissed);
     EXPECT_FALSE(surface->wantsFrame());
