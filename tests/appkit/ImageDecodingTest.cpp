@@ -211,11 +211,7 @@ TEST(ImageDecoding, AFileCutAnywhereGivesNullOrTheWholeAndNeverCrashes)
 
 TEST(ImageDecoding, HugeDimensionsAreRefusedBeforeAPixelIsRead)
 {
-    struct {
-        std::uint32_t width, height;
-        int interlace;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<std::uint32_t, std::uint32_t, int, const char*> cases[] = {
         {65000, 65000, 0, "4 gigapixels"},
         {8193, 8192, 0, "a row beyond 64 megapixels"},
         {4097, 4096, 1, "interlaced: 16 megapixels at most"},

@@ -72,10 +72,7 @@ TEST(Script, ReadsMembersMakesStructuresAndParsesJSON)
     const ScriptValue parsed
         = ScriptObject{{"n", {}}, {"a", ScriptArray{ScriptArray{1, ScriptArray{2.5}}, ScriptObject{}}},
             {"t", "\xC3\xA9\xF0\x9F\x8E\xB5\n"}, {"big", 1234567890123.0}, {"e", ""}};
-    const struct {
-        const char* expression;
-        ScriptValue a, result;
-    } cases[] = {
+    const std::tuple<const char*, ScriptValue, ScriptValue> cases[] = {
         {"a.items.length", feed, 2},
         {"a.items[1].title", feed, "Two"},
         {"a.items.map(function(i) { return i.title.length; })", feed, ScriptArray{3, 3}},
@@ -127,12 +124,9 @@ TEST(Script, AnExceptionGivesNothingAndAMessageAndTheScriptGoesOn)
 
 TEST(Script, WhatIsNoScriptIsAnError)
 {
-    struct {
-        const char* source;
-        const char* message;
-    } const cases[] = {{"function main( {", "SyntaxError"}, {"throw 'early'; function main() {}", "early"},
-        {"var x = 1;", "no function main"}, {"var main = 5;", "no function main"},
-        {"while (true) {} function main() {}", "longer than"}};
+    const std::pair<const char*, const char*> cases[] = {{"function main( {", "SyntaxError"},
+        {"throw 'early'; function main() {}", "early"}, {"var x = 1;", "no function main"},
+        {"var main = 5;", "no function main"}, {"while (true) {} function main() {}", "longer than"}};
     for (const auto& [source, message] : cases) {
         const auto script = Script::compile(source, {50, 50});
         ASSERT_FALSE(script) << source;

@@ -193,28 +193,25 @@ private:
     static bool read(int socket, Request& request)
     {
         std::string bytes;
-        const auto readUntil = [&](const std::function<bool()>& isEnough) {
+        const auto more = [&] {
             char piece[4096];
-            while (!isEnough()) {
-                const auto count = ::recv(socket, piece, sizeof piece, 0);
-                if (count <= 0)
-                    return false;
-                bytes.append(piece, static_cast<std::size_t>(count));
-            }
-            return true;
+            const auto count = ::recv(socket, piece, sizeof piece, 0);
+            bytes.append(piece, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+            return count > 0;
         };
         const auto isHttp = [&] { return bytes.empty() || (bytes[0] >= 'A' && bytes[0] <= 'Z'); };
-        if (!readUntil([&] { return !isHttp() || bytes.find("\r\n\r\n") != bytes.npos; }))
-            return false;
+        while (isHttp() && bytes.find("\r\n\r\n") == bytes.npos)
+            if (!more())
+                return false;
         if (!isHttp())
             return true;
         const auto end = bytes.find("\r\n\r\n");
         parseHead(bytes.substr(0, end + 2), request);
         bytes.erase(0, end + 4);
         const auto length = std::strtoul(request.header("content-length").c_str(), nullptr, 10);
-        const bool complete = readUntil([&] { return bytes.size() >= length; });
+        while (bytes.size() < length && more()) { }
         request.body = bytes.substr(0, length);
-        return complete;
+        return bytes.size() >= length;
     }
 
     static void parseHead(std::string_view head, Request& request)

@@ -32,17 +32,13 @@ TEST(NumberKit, FollowsTheUsersLocale)
     }
 }
 
-TEST(NumberKit, TheDecimalStyleGroupsAndKeepsToItsBounds)
+TEST(NumberKit, TheDecimalStyleGroupsAndKeepsToItsBoundsAndTheLongestNumbersHaveRoom)
 {
     const UsersLocale locale("en_US.UTF-8");
     EXPECT_EQ(formatCurrency(1234567.891, 2, 0), "1,234,567.89");
     EXPECT_EQ(formatCurrency(2, 2, 1), "2.0");
     EXPECT_EQ(formatCurrency(0.5, 0, 0), "0") << "half to even";
     EXPECT_EQ(formatCurrency(1.5, 0, 0), "2");
-}
-
-TEST(NumberKit, TheLongestNumbersHaveRoom)
-{
     EXPECT_EQ(formatLocale(-1.7976931348623157e308, 100000).size(), 1 + 309 + 1 + 1074u);
     EXPECT_EQ(formatLocale(std::nan(""), 2), "nan");
 }
