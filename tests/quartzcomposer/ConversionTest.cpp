@@ -29,13 +29,9 @@ StructureRef list(std::vector<PortValue> values)
 TEST(Conversion, FollowsTheTable)
 {
     const double nan = std::nan(""), inf = std::numeric_limits<double>::infinity();
-    struct {
-        PortValue from;
-        PortType to;
-        const char* result;
-    } const cases[] = {{true, PortType::Index, "1"}, {true, PortType::Number, "1"}, {false, PortType::String, "'0'"},
-        {true, PortType::String, "'1'"}, {std::uint32_t(2), PortType::Boolean, "true"},
-        {std::uint32_t(4294967295u), PortType::Number, "4.29497e+09"},
+    const std::tuple<PortValue, PortType, const char*> cases[] = {{true, PortType::Index, "1"},
+        {true, PortType::Number, "1"}, {false, PortType::String, "'0'"}, {true, PortType::String, "'1'"},
+        {std::uint32_t(2), PortType::Boolean, "true"}, {std::uint32_t(4294967295u), PortType::Number, "4.29497e+09"},
         {std::uint32_t(4294967295u), PortType::String, "'4294967295'"}, {0.25, PortType::Boolean, "true"},
         {-0.0, PortType::Boolean, "false"}, {2.999, PortType::Index, "2"}, {-1.5, PortType::Index, "0"},
         {nan, PortType::Index, "0"}, {inf, PortType::Index, "4294967295"},

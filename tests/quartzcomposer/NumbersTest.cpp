@@ -111,12 +111,10 @@ TEST(Curves, FollowTheirFormulas)
         for (const double t : {0.2, 0.5, 0.7})
             EXPECT_NEAR(curve(in + 1, t), 1 - curve(in, 1 - t), 1e-12) << in;
     }
-    struct {
-        std::uint32_t number;
-        double at, value;
-    } const byHand[] = {{0, 0.3, 0.3}, {1, 0.5, 0.25}, {2, 0.5, 0.75}, {3, 0.25, 0.125}, {4, 0.5, 0.125},
-        {5, 0.5, 0.875}, {6, 0.25, 0.0625}, {7, 0.5, 0.03125}, {8, 0.1, 0.5}, {9, 0.25, 0.015625},
-        {10, 1.0 / 3, 1 - std::sqrt(3) / 2}, {11, 1.0 / 3, 0.5}, {12, 1.0 / 3, 0.25}, {99, 0.3, 0.3}};
+    const std::tuple<std::uint32_t, double, double> byHand[]
+        = {{0, 0.3, 0.3}, {1, 0.5, 0.25}, {2, 0.5, 0.75}, {3, 0.25, 0.125}, {4, 0.5, 0.125}, {5, 0.5, 0.875},
+            {6, 0.25, 0.0625}, {7, 0.5, 0.03125}, {8, 0.1, 0.5}, {9, 0.25, 0.015625},
+            {10, 1.0 / 3, 1 - std::sqrt(3) / 2}, {11, 1.0 / 3, 0.5}, {12, 1.0 / 3, 0.25}, {99, 0.3, 0.3}};
     for (const auto& [number, at, value] : byHand)
         EXPECT_NEAR(curve(number, at), value, 1e-12) << number;
 }

@@ -24,10 +24,7 @@ TEST(Structures, AreAskedCountedCutAndSorted)
 {
     const Array list{"b", 2, Dictionary{{"k", 3}}, "a", 1};
     const Dictionary keyed{{"one", 1}, {"two", "zwei"}};
-    struct {
-        Value structure;
-        const char *members, *output, *result;
-    } const cases[] = {
+    const std::tuple<Value, const char*, const char*, const char*> cases[] = {
         {list, "QCStructureMember/index {inputIndex: 2}", "outputMember", "{k: 3}"},
         {list, "QCStructureMember/index {inputIndex: 5}", "outputMember", "null"},
         {keyed, "QCStructureMember/index {inputIndex: 1}", "outputMember", "'zwei'"},

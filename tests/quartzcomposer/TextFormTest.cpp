@@ -104,9 +104,7 @@ TEST(TextForm, MovesAPublishedPortsValueAndKeepsTheOrder)
 TEST(TextForm, SaysWhatIsWrongWhere)
 {
     const char* const noObject = "the text is no JSON object with \"patches\"";
-    struct {
-        const char *text, *reason;
-    } const cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"", noObject},
         {"[]", noObject},
         {"{\"patches\": {}", noObject},

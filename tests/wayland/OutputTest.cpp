@@ -17,11 +17,7 @@ WaylandOutput output(
 TEST(WaylandOutput, HasANumberThatIsItsDisplaysAlone)
 {
     const auto dell = output("DP-1", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 5QRT1 (DP-1)");
-    const struct {
-        WaylandOutput other;
-        bool same;
-        const char* why;
-    } cases[] = {
+    const std::tuple<WaylandOutput, bool, const char*> cases[] = {
         {dell, true, "the same again"},
         {output("DP-2", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 5QRT1 (DP-2)"), true, "another connector"},
         {output("DP-1", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 7XXX2 (DP-1)"), false, "another serial"},
