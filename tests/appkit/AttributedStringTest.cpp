@@ -12,11 +12,7 @@ std::string plain(std::string_view html)
 
 TEST(NSAttributedString, LaysHTMLOutInLines)
 {
-    struct {
-        const char* html;
-        const char* text;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"", "", "nothing"},
         {"Hello  <b>wor</b>ld\n again ", "Hello world again", "white space collapses, also over elements"},
         {"a<b> b </b> c", "a b c", "to one blank"},

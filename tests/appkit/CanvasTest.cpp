@@ -22,18 +22,37 @@ const Bitmap& bitmapOf(const std::shared_ptr<const NSImage>& image)
     return *image->representations().at(0).bitmap();
 }
 
+// What a canvas shows onto which the image, or a part of it, was drawn; without `hint` by the usual interpolation.
+std::vector<std::uint32_t> drawn(const NSImage& image, NSSize size, NSRect to, NSRect from = {}, int hint = 0,
+    NSCompositingOperation operation = NSCompositingOperation::Copy)
+{
+    NSGraphicsContext canvas(size);
+    if (hint)
+        canvas.drawInRectFromRectOperationFractionRespectFlippedHints(
+            image, to, from, operation, 1, true, {{NSImageHintInterpolation, Value(hint)}});
+    else
+        canvas.drawInRectFromRectOperationFraction(image, to, from, operation, 1);
+    return bitmapOf(canvas.unlockFocus()).pixels;
+}
+
 // A canvas whose y runs the other way shows in the rows, a mirrored one in the columns.
 TEST(Canvas, TheOriginIsAtTheLowerLeftInSourceAndDestination)
 {
     const NSImage image = imageOf(2, 2, {R, G, B, W});
-    NSGraphicsContext whole({2, 2});
-    whole.drawInRectFromRectOperationFraction(image, makeRect(0, 0, 2, 2), {}, NSCompositingOperation::Copy, 1);
-    EXPECT_THAT(bitmapOf(whole.unlockFocus()).pixels, ElementsAre(R, G, B, W));
+    EXPECT_THAT(drawn(image, {2, 2}, makeRect(0, 0, 2, 2)), ElementsAre(R, G, B, W));
+    EXPECT_THAT(drawn(image, {2, 2}, makeRect(1, 0, 1, 1), makeRect(0, 1, 1, 1)), ElementsAre(0, 0, 0, R));
+    EXPECT_THAT(
+        drawn(imageOf(2, 1, {R, G}), {4, 1}, makeRect(0, 0, 4, 1), makeRect(-1, 0, 4, 1)), ElementsAre(0, R, G, 0))
+        << "what the source has beyond the image isn't drawn";
+    const NSImage fine({1, 1}, {NSBitmapImageRep(std::make_shared<const Bitmap>(Bitmap{2, 2, {R, G, B, W}}))});
+    EXPECT_THAT(drawn(fine, {1, 1}, makeRect(0, 0, 1, 1), makeRect(0.5, 0, 0.5, 0.5)), ElementsAre(W))
+        << "a size in points of its own scales the source";
 
-    NSGraphicsContext part({2, 2});
-    part.drawInRectFromRectOperationFraction(
-        image, makeRect(1, 0, 1, 1), makeRect(0, 1, 1, 1), NSCompositingOperation::Copy, 1);
-    EXPECT_THAT(bitmapOf(part.unlockFocus()).pixels, ElementsAre(0, 0, 0, R));
+    NSGraphicsContext turned({2, 2});
+    turned.translateXByYBy(2, 0);
+    turned.rotateByDegrees(90); // counter-clockwise: the lower edge becomes the right one
+    turned.drawInRectFromRectOperationFraction(image, makeRect(0, 0, 2, 2), {}, NSCompositingOperation::Copy, 1);
+    EXPECT_THAT(bitmapOf(turned.unlockFocus()).pixels, ElementsAre(G, W, R, B));
 }
 
 TEST(Canvas, CopyReplacesAndSourceOverLiesOnTop)
@@ -53,14 +72,6 @@ TEST(Canvas, CopyReplacesAndSourceOverLiesOnTop)
     EXPECT_NEAR(bitmapOf(faded.unlockFocus()).pixels[0] >> 24, 128, 1);
 }
 
-TEST(Canvas, WhatTheSourceHasBeyondTheImageIsNotDrawn)
-{
-    NSGraphicsContext canvas({4, 1});
-    canvas.drawInRectFromRectOperationFraction(
-        imageOf(2, 1, {R, G}), makeRect(0, 0, 4, 1), makeRect(-1, 0, 4, 1), NSCompositingOperation::Copy, 1);
-    EXPECT_THAT(bitmapOf(canvas.unlockFocus()).pixels, ElementsAre(0, R, G, 0));
-}
-
 // A picture of a million pixels that shrinks to one must be their mean, not whichever of them lies in the middle.
 TEST(Canvas, AShrinkingPictureIsAveraged)
 {
@@ -68,11 +79,7 @@ TEST(Canvas, AShrinkingPictureIsAveraged)
     for (std::size_t k = 0; k < lines.size(); ++k)
         lines[k] = k % 100 / 5 % 2 ? W : 0xFF000000;
     for (const int hint : {2, 3}) {
-        NSGraphicsContext canvas({4, 4});
-        canvas.drawInRectFromRectOperationFractionRespectFlippedHints(imageOf(100, 100, lines), makeRect(0, 0, 4, 4),
-            {}, NSCompositingOperation::Copy, 1, true, {{NSImageHintInterpolation, Value(hint)}});
-        const auto image = canvas.unlockFocus();
-        for (const auto word : bitmapOf(image).pixels)
+        for (const auto word : drawn(imageOf(100, 100, lines), {4, 4}, makeRect(0, 0, 4, 4), {}, hint))
             EXPECT_NEAR(word & 255, 128, 40) << hint;
     }
 }
@@ -87,22 +94,17 @@ TEST(Canvas, APartThatShrinksStaysInItsPlace)
             words[y * 103 + x] = x < 96 ? G : B;
     const NSImage image = imageOf(103, 57, words);
     for (const int side : {2, 5, 8, 13, 30}) {
-        NSGraphicsContext canvas({double(side), double(side)});
-        canvas.drawInRectFromRectOperationFraction(
-            image, makeRect(0, 0, side, side), makeRect(7, 10, 89, 37), NSCompositingOperation::Copy, 1);
-        const auto drawn = canvas.unlockFocus();
-        const auto& bitmap = bitmapOf(drawn);
+        const auto pixels
+            = drawn(image, {double(side), double(side)}, makeRect(0, 0, side, side), makeRect(7, 10, 89, 37));
         for (int y = 1; y + 1 < side; ++y)
             for (int x = 1; x + 1 < side; ++x)
-                ASSERT_EQ(bitmap.pixels[std::size_t(y * side + x)], G) << side << ": " << x << ", " << y;
+                ASSERT_EQ(pixels[std::size_t(y * side + x)], G) << side << ": " << x << ", " << y;
     }
-    NSGraphicsContext steps({7, 1});
     std::vector<std::uint32_t> grey;
     for (std::uint32_t x = 0; x < 70; ++x)
         grey.push_back(0xFF000000 | x * 3);
-    steps.drawInRectFromRectOperationFraction(
-        imageOf(70, 1, grey), makeRect(0, 0, 7, 1), {}, NSCompositingOperation::Copy, 1);
-    EXPECT_EQ(bitmapOf(steps.unlockFocus()).pixels.at(3), 0xFF000000 | 104) << "the mean of 90 to 117, 103.5, by tens";
+    EXPECT_EQ(drawn(imageOf(70, 1, grey), {7, 1}, makeRect(0, 0, 7, 1)).at(3), 0xFF000000 | 104)
+        << "the mean of 90 to 117, 103.5, by tens";
 }
 
 // The fine filter rings beside edges, and a colour that rings above its alpha is no colour.
@@ -110,34 +112,11 @@ TEST(Canvas, NoColourIsAboveItsAlpha)
 {
     const NSImage image = imageOf(3, 2, {R, 0x80008000, 0, W, 0xFF000000, 0x01010101});
     for (const int hint : {2, 3})
-        for (const double side : {7.0, 20.5, 33.0}) {
-            NSGraphicsContext canvas({side, side});
-            canvas.drawInRectFromRectOperationFractionRespectFlippedHints(image, makeRect(0, 0, side, side), {},
-                NSCompositingOperation::SourceOver, 1, true, {{NSImageHintInterpolation, Value(hint)}});
-            const auto drawn = canvas.unlockFocus();
-            for (const auto word : bitmapOf(drawn).pixels)
+        for (const double side : {7.0, 20.5, 33.0})
+            for (const auto word :
+                drawn(image, {side, side}, makeRect(0, 0, side, side), {}, hint, NSCompositingOperation::SourceOver))
                 for (const int shift : {0, 8, 16})
                     ASSERT_LE(word >> shift & 255, word >> 24) << hint << " at " << side;
-        }
-}
-
-TEST(Canvas, ASizeInPointsOfItsOwnScalesTheSource)
-{
-    const NSImage image({1, 1}, {NSBitmapImageRep(std::make_shared<const Bitmap>(Bitmap{2, 2, {R, G, B, W}}))});
-    NSGraphicsContext canvas({1, 1});
-    canvas.drawInRectFromRectOperationFraction(
-        image, makeRect(0, 0, 1, 1), makeRect(0.5, 0, 0.5, 0.5), NSCompositingOperation::Copy, 1);
-    EXPECT_THAT(bitmapOf(canvas.unlockFocus()).pixels, ElementsAre(W));
-}
-
-TEST(Canvas, TransformsApplyToWhatIsDrawnAfterThem)
-{
-    NSGraphicsContext canvas({2, 2});
-    canvas.translateXByYBy(2, 0);
-    canvas.rotateByDegrees(90); // counter-clockwise: the lower edge becomes the right one
-    canvas.drawInRectFromRectOperationFraction(
-        imageOf(2, 2, {R, G, B, W}), makeRect(0, 0, 2, 2), {}, NSCompositingOperation::Copy, 1);
-    EXPECT_THAT(bitmapOf(canvas.unlockFocus()).pixels, ElementsAre(G, W, R, B));
 }
 
 TEST(Canvas, SizesThatAreNoneAndSizesThatAreTooLarge)

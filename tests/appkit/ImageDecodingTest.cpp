@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <vips/vips.h>
 
-#include <cstdlib>
+#include <array>
 #include <thread>
 
 namespace vitrel {
@@ -20,13 +20,18 @@ struct Picture {
 };
 
 // Two by three: red green / blue white / black grey.
-Picture smallPicture(int bands = 3)
+Picture smallPicture()
 {
-    Picture picture{2, 3, bands, {}};
-    for (const std::uint32_t colour : {0xFF0000u, 0x00FF00u, 0x0000FFu, 0xFFFFFFu, 0x000000u, 0x808080u})
-        for (int band = 0; band < bands; ++band)
-            picture.samples.push_back(band == 3 ? 255 : std::uint8_t(colour >> (16 - 8 * band)));
-    return picture;
+    return {2, 3, 3, {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255, 0, 0, 0, 128, 128, 128}};
+}
+
+// `count` pixels of the same samples.
+Bytes plain(int count, const Bytes& pixel)
+{
+    Bytes samples;
+    for (int k = 0; k < count; ++k)
+        samples.insert(samples.end(), pixel.begin(), pixel.end());
+    return samples;
 }
 
 Bytes encoded(const Picture& picture, const std::string& saver)
@@ -34,7 +39,9 @@ Bytes encoded(const Picture& picture, const std::string& saver)
     warmImageDecoding();
     VipsImage* image = vips_image_new_from_memory_copy(picture.samples.data(), picture.samples.size(), picture.width,
         picture.height, picture.bands, VIPS_FORMAT_UCHAR);
-    image->Type = picture.bands >= 3 ? VIPS_INTERPRETATION_sRGB : VIPS_INTERPRETATION_B_W;
+    image->Type = picture.bands == 1 ? VIPS_INTERPRETATION_B_W
+        : picture.bands == 3         ? VIPS_INTERPRETATION_sRGB
+                                     : VIPS_INTERPRETATION_CMYK;
     if (picture.orientation != 1)
         vips_image_set_int(image, "orientation", picture.orientation);
     void* data = nullptr;
@@ -114,10 +121,7 @@ TEST(ImageDecoding, TheFiveFormatsGiveTheSamePixels)
     }
     // JPEG loses; a plain block keeps its colour to within rounding.
     for (const char* saver : {".jpg[Q=100]", ".jpg[Q=100,interlace]"}) {
-        Picture block{16, 16, 3, {}};
-        for (int k = 0; k < 256; ++k)
-            block.samples.insert(block.samples.end(), {200, 100, 50});
-        const auto pixels = pixelsOf(NSImage::imageWithData(encoded(block, saver)));
+        const auto pixels = pixelsOf(NSImage::imageWithData(encoded({16, 16, 3, plain(256, {200, 100, 50})}, saver)));
         ASSERT_EQ(pixels.size(), 256u) << saver;
         EXPECT_NEAR(pixels[100] >> 16 & 255, 200, 2) << saver;
         EXPECT_NEAR(pixels[100] >> 8 & 255, 100, 2) << saver;
@@ -148,19 +152,8 @@ TEST(ImageDecoding, EveryDepthAndKindOfColourComesOutAsPremultipliedWords)
 
 TEST(ImageDecoding, CMYKIsTurnedToRGB)
 {
-    Picture ink{8, 8, 4, {}};
-    for (int k = 0; k < 64; ++k)
-        ink.samples.insert(ink.samples.end(), {255, 0, 0, 0}); // pure cyan
-    warmImageDecoding();
-    VipsImage* image
-        = vips_image_new_from_memory_copy(ink.samples.data(), ink.samples.size(), 8, 8, 4, VIPS_FORMAT_UCHAR);
-    image->Type = VIPS_INTERPRETATION_CMYK;
-    void* data = nullptr;
-    std::size_t size = 0;
-    ASSERT_EQ(vips_jpegsave_buffer(image, &data, &size, "Q", 100, nullptr), 0) << vips_error_buffer();
-    const auto pixels = pixelsOf(NSImage::imageWithData({static_cast<std::uint8_t*>(data), size}));
-    g_free(data);
-    g_object_unref(image);
+    const Picture cyan{8, 8, 4, plain(64, {255, 0, 0, 0})};
+    const auto pixels = pixelsOf(NSImage::imageWithData(encoded(cyan, ".jpg[Q=100]")));
     ASSERT_EQ(pixels.size(), 64u);
     EXPECT_EQ(pixels[0] >> 24, 255u) << "black is no alpha";
     EXPECT_LT(pixels[0] >> 16 & 255, 60u);
@@ -218,11 +211,7 @@ TEST(ImageDecoding, AFileCutAnywhereGivesNullOrTheWholeAndNeverCrashes)
 
 TEST(ImageDecoding, HugeDimensionsAreRefusedBeforeAPixelIsRead)
 {
-    struct {
-        std::uint32_t width, height;
-        int interlace;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<std::uint32_t, std::uint32_t, int, const char*> cases[] = {
         {65000, 65000, 0, "4 gigapixels"},
         {8193, 8192, 0, "a row beyond 64 megapixels"},
         {4097, 4096, 1, "interlaced: 16 megapixels at most"},
@@ -237,20 +226,11 @@ TEST(ImageDecoding, ATiffWithAHugeTileIsRefused)
 {
     // Little-endian, one directory: 1 x 1 pixel, tiles of 65520 x 65520.
     Bytes file = {'I', 'I', '*', 0, 8, 0, 0, 0, 9, 0};
-    const auto entry = [&](std::uint16_t tag, std::uint16_t type, std::uint32_t value) {
-        for (std::uint32_t part : {std::uint32_t(tag) | std::uint32_t(type) << 16, 1u, value})
+    for (const auto& [tag, type, value] : {std::array{256u, 4u, 1u}, {257, 4, 1}, {258, 3, 8}, {259, 3, 1}, {262, 3, 1},
+             {322, 4, 65520}, {323, 4, 65520}, {324, 4, 8}, {325, 4, 1}})
+        for (const std::uint32_t part : {tag | type << 16, 1u, value})
             for (int shift : {0, 8, 16, 24})
                 file.push_back(std::uint8_t(part >> shift));
-    };
-    entry(256, 4, 1);
-    entry(257, 4, 1);
-    entry(258, 3, 8);
-    entry(259, 3, 1);
-    entry(262, 3, 1);
-    entry(322, 4, 65520);
-    entry(323, 4, 65520);
-    entry(324, 4, 8);
-    entry(325, 4, 1);
     file.insert(file.end(), {0, 0, 0, 0});
     EXPECT_FALSE(NSImage::imageWithData(file));
 }
@@ -290,6 +270,22 @@ TEST(ImageDecoding, ManyThreadsMayDecodeAtOnce)
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(wrong, 0);
+}
+
+TEST(JpegRepresentation, ShowsThePicture)
+{
+    Bitmap bitmap{64, 32, std::vector<std::uint32_t>(64 * 32, 0xFF20C040u)};
+    EXPECT_TRUE(isOpaque(bitmap));
+    const auto file = jpegRepresentation(bitmap);
+    ASSERT_TRUE(file);
+    const auto image = NSImage::imageWithData(*file);
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->size(), (NSSize{64, 32}));
+    for (const std::uint32_t word : pixelsOf(image)) {
+        for (const int shift : {0, 8, 16, 24})
+            ASSERT_NEAR(double(word >> shift & 255), double(0xFF20C040u >> shift & 255), 4);
+    }
+    EXPECT_FALSE(jpegRepresentation(Bitmap{}));
 }
 
 TEST(PngRepresentation, ReadsBackAsItWas)

@@ -75,11 +75,7 @@ TEST(Codes, ABarcodeHasTheBarsOfTheStandardAndSevenModulesAround)
 TEST(Codes, WhatFitsInNoneGivesNone)
 {
     const std::string zeros(3, '\0');
-    const struct {
-        const char *generator, *why;
-        std::string message;
-        bool given;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::string, bool> cases[] = {
         {"CIQRCodeGenerator", "nothing", "", false},
         {"CICode128BarcodeGenerator", "nothing", "", false},
         {"CIQRCodeGenerator", "bytes of any kind", "\xFF\x80\x01", true},

@@ -30,11 +30,7 @@ TEST(Filters, KnowTheirKeysAndRefuseOthers)
 // Worked out from the curve: white is a light of 1, a stop down 0.5, which a screen shows as 187.5.
 TEST(ExposureAdjust, DoublesTheLightForEachStop)
 {
-    const struct {
-        double stops;
-        std::uint32_t from, to;
-        const char* why;
-    } cases[] = {
+    const std::tuple<double, std::uint32_t, std::uint32_t, const char*> cases[] = {
         {0, 0xFF8040C0, 0xFF8040C0, "as it is"},
         {-1, 0xFFFFFFFF, 0xFFBCBCBC, "half the light"},
         {1, 0xFFBCBCBC, 0xFFFFFFFF, "and back"},

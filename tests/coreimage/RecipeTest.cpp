@@ -64,11 +64,7 @@ TEST(Recipe, ExtentsFollowTheOperations)
     const CIImage clamped = image.imageByClampingToExtent();
     const CIImage color = *filtered("CIConstantColorGenerator", {});
     const CIImage moved = image.imageByApplyingTransform(CGAffineTransformMakeTranslation(10, -1.5));
-    const struct {
-        const char* why;
-        CIImage image;
-        NSRect extent;
-    } cases[] = {
+    const std::tuple<const char*, CIImage, NSRect> cases[] = {
         {"its pixels", image, makeRect(0, 0, 4, 2)},
         {"no edge", clamped, CGRectInfinite},
         {"a colour has none either", color, CGRectInfinite},

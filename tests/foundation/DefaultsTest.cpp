@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <functional>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -105,12 +106,9 @@ TEST(Defaults, GiveEachKindOnlyAsThatKind)
     in.defaults.removeObjectForKey("flag");
     EXPECT_EQ(in.defaults.objectForKey("flag"), std::nullopt);
     EXPECT_EQ(in.fresh("flag"), std::nullopt);
-    const struct {
-        Value value;
-        bool expected;
-    } cases[]
+    const std::pair<Value, bool> flags[]
         = {{true, true}, {0, false}, {2, true}, {"YES", true}, {"no", false}, {"1", true}, {Value(Array{}), false}};
-    for (const auto& [value, expected] : cases) {
+    for (const auto& [value, expected] : flags) {
         in.defaults.setObjectForKey(value, "b");
         EXPECT_EQ(in.defaults.boolForKey("b"), expected) << description(value);
     }
@@ -227,7 +225,7 @@ TEST(Defaults, AFileThatCanNotBeParsedIsSetAsideAndNeverOverwritten)
     EXPECT_EQ(in.folder.read(in.path() + ".damaged-2"), "<plist><array/></plist>");
 }
 
-TEST(Defaults, AStoreWithoutAFolderKeepsToItself)
+TEST(Defaults, AStoreWithoutAFolderKeepsToItselfAndADomainsNameStaysWithinTheFolder)
 {
     FileSystem files;
     DefaultsStore store("", files, {});
@@ -235,31 +233,24 @@ TEST(Defaults, AStoreWithoutAFolderKeepsToItself)
     defaults.setObjectForKey(1, "key");
     EXPECT_EQ(defaults.objectForKey("key"), Value(1));
     EXPECT_TRUE(defaults.synchronize());
+    const DefaultsStore inFolder("/f", files, {});
+    EXPECT_EQ(inFolder.pathForDomain("../../etc/passwd"), "/f/_._.._etc_passwd.plist");
+    EXPECT_EQ(inFolder.pathForDomain("org.x.Saver-1"), "/f/org.x.Saver-1.plist");
 }
 
-TEST(Defaults, ADomainsNameStaysWithinTheFolder)
-{
-    FileSystem files;
-    const DefaultsStore store("/f", files, {});
-    EXPECT_EQ(store.pathForDomain("../../etc/passwd"), "/f/_._.._etc_passwd.plist");
-    EXPECT_EQ(store.pathForDomain("org.x.Saver-1"), "/f/org.x.Saver-1.plist");
-}
-
-TEST(Defaults, TenProcessesWriteAThousandTimesEachAndLoseNothing)
+// Runs it in `count` processes at once, each with a store of the folder; what they leave in the domain "shared".
+Dictionary afterProcesses(int count, const std::function<void(DefaultsStore&, int)>& what)
 {
     TemporaryFolder folder;
     std::vector<pid_t> children;
-    for (int child = 0; child < 10; ++child) {
-        const pid_t pid = fork();
-        ASSERT_GE(pid, 0);
-        if (pid == 0) {
+    for (int child = 0; child < count; ++child) {
+        children.push_back(fork());
+        if (children.back() == 0) {
             QuickFiles files;
             DefaultsStore store(folder.path(), files, {});
-            for (int k = 0; k < 1000; ++k)
-                store.setValueForKey("shared", std::to_string(child) + ":" + std::to_string(k % 20), k);
+            what(store, child);
             _exit(store.synchronize("shared") ? 0 : 1);
         }
-        children.push_back(pid);
     }
     for (const pid_t pid : children) {
         int status = 0;
@@ -267,8 +258,15 @@ TEST(Defaults, TenProcessesWriteAThousandTimesEachAndLoseNothing)
         EXPECT_EQ(status, 0);
     }
     FileSystem files;
-    DefaultsStore store(folder.path(), files, {});
-    const Dictionary all = store.dictionaryForDomain("shared");
+    return DefaultsStore(folder.path(), files, {}).dictionaryForDomain("shared");
+}
+
+TEST(Defaults, TenProcessesWriteAThousandTimesEachAndLoseNothing)
+{
+    const Dictionary all = afterProcesses(10, [](DefaultsStore& store, int child) {
+        for (int k = 0; k < 1000; ++k)
+            store.setValueForKey("shared", std::to_string(child) + ":" + std::to_string(k % 20), k);
+    });
     EXPECT_EQ(all.size(), 200u);
     for (const auto& [key, value] : all)
         EXPECT_GE(value.number().value_or(0), 980) << key;
@@ -277,28 +275,14 @@ TEST(Defaults, TenProcessesWriteAThousandTimesEachAndLoseNothing)
 // Each reads a number and stores the next: without the batch, most of the steps are lost.
 TEST(Defaults, ABatchKeepsOthersOutFromItsReadToItsWrite)
 {
-    TemporaryFolder folder;
-    std::vector<pid_t> children;
-    for (int child = 0; child < 8; ++child) {
-        const pid_t pid = fork();
-        ASSERT_GE(pid, 0);
-        if (pid == 0) {
-            QuickFiles files;
-            DefaultsStore store(folder.path(), files, {});
-            for (int k = 0; k < 100; ++k) {
-                const DefaultsStore::Batch batch(store, "shared");
-                const auto count = store.valueForKey("shared", "count").value_or(Value(0)).number().value_or(0);
-                store.setValueForKey("shared", "count", count + 1);
-            }
-            _exit(0);
+    const Dictionary all = afterProcesses(8, [](DefaultsStore& store, int) {
+        for (int k = 0; k < 100; ++k) {
+            const DefaultsStore::Batch batch(store, "shared");
+            const auto count = store.valueForKey("shared", "count").value_or(Value(0)).number().value_or(0);
+            store.setValueForKey("shared", "count", count + 1);
         }
-        children.push_back(pid);
-    }
-    for (const pid_t pid : children)
-        waitpid(pid, nullptr, 0);
-    FileSystem files;
-    DefaultsStore store(folder.path(), files, {});
-    EXPECT_EQ(store.valueForKey("shared", "count").value_or(0).number(), 800);
+    });
+    EXPECT_EQ(all.at("count").number(), 800);
 }
 
 TEST(Defaults, ABatchIsOneWriteThatOthersSeeWhole)

@@ -35,9 +35,7 @@ TEST(Bundle, IsFoundUpwardsFromTheProgram)
 
 TEST(URL, GivesTheLastPartOfAPath)
 {
-    const struct {
-        const char *path, *last;
-    } cases[]
+    const std::pair<const char*, const char*> cases[]
         = {{"/a/Aurora.qtz", "Aurora.qtz"}, {"/a/b/", "b"}, {"x", "x"}, {"/", "/"}, {"", ""}, {"/a b/c.d.e", "c.d.e"}};
     for (const auto& [path, last] : cases)
         EXPECT_EQ(NSURL::fileURLWithPath(path).lastPathComponent(), last) << path;
@@ -142,11 +140,9 @@ TEST(Log, IsOneLineWithItsArgumentsInPlace)
 
 TEST(OperatingSystemVersion, ReadsAndCompares)
 {
-    const struct {
-        const char* text;
-        std::optional<OperatingSystemVersion> version;
-    } cases[] = {{"10.14.0", {{10, 14, 0}}}, {"10.14", {{10, 14, 0}}}, {"11", {{11, 0, 0}}}, {"", {}}, {"10.", {}},
-        {".1", {}}, {"10.1.2.3", {}}, {"10.x", {}}, {" 10", {}}, {"99999", {}}, {"-1", {}}};
+    const std::pair<const char*, std::optional<OperatingSystemVersion>> cases[]
+        = {{"10.14.0", {{10, 14, 0}}}, {"10.14", {{10, 14, 0}}}, {"11", {{11, 0, 0}}}, {"", {}}, {"10.", {}},
+            {".1", {}}, {"10.1.2.3", {}}, {"10.x", {}}, {" 10", {}}, {"99999", {}}, {"-1", {}}};
     for (const auto& [text, version] : cases)
         EXPECT_EQ(makeOperatingSystemVersion(text), version) << text;
     EXPECT_LT(OperatingSystemVersion{}, (OperatingSystemVersion{10, 14, 0})) << "the default takes the direct road";

@@ -42,57 +42,41 @@ private:
     ManualLoop& in_;
 };
 
-// A loop that lets new calls into the running turn spins for ever on a call that renews itself.
-TEST(RunLoop, DelayZeroIsTheNextTurnAlsoWhenAskedForInsideATurn)
+// A loop that lets new calls into the running turn spins for ever on a call that renews itself; one that copies its due
+// calls first runs them although they were cancelled meanwhile.
+TEST(RunLoop, ATurnRunsWhatIsDueWithoutWhatItAsksForOrCancels)
 {
     ManualLoop in;
-    auto probe = std::make_shared<Probe>(in);
-    probe->ask(SELECTOR(Probe, again), 0s);
-    EXPECT_EQ(probe->log, "");
+    auto renewed = std::make_shared<Probe>(in), stopped = std::make_shared<Probe>(in);
+    renewed->ask(SELECTOR(Probe, again), 0s);
+    EXPECT_EQ(renewed->log, "");
     in.loop.turn();
-    EXPECT_EQ(probe->log, "r");
+    EXPECT_EQ(renewed->log, "r");
     in.loop.turn();
-    EXPECT_EQ(probe->log, "rr");
-}
-
-// A turn that copies its due calls first runs them although they were cancelled meanwhile.
-TEST(RunLoop, CancelReachesCallsThatAreDueInTheSameTurn)
-{
-    ManualLoop in;
-    auto probe = std::make_shared<Probe>(in);
+    EXPECT_EQ(renewed->log, "rr");
     for (Selector s : {SELECTOR(Probe, a), SELECTOR(Probe, stop), SELECTOR(Probe, a)})
-        probe->ask(s, 1s);
+        stopped->ask(s, 1s);
     in.clock.time = 2s;
     in.loop.turn();
-    EXPECT_EQ(probe->log, "as");
+    EXPECT_EQ(stopped->log, "as");
 }
 
-TEST(RunLoop, CallsRunByDueTimeThenInTheOrderOfAsking)
-{
-    ManualLoop in;
-    auto probe = std::make_shared<Probe>(in);
-    probe->ask(SELECTOR(Probe, say), 2s, "late");
-    probe->ask(SELECTOR(Probe, a), 1s);
-    probe->ask(SELECTOR(Probe, b), 1s);
-    EXPECT_THAT(in.loop.pending(*probe), ElementsAre("a", "b", "say"));
-    in.fastForwardBy(0.999s);
-    EXPECT_EQ(probe->log, "");
-    in.fastForwardBy(2s);
-    EXPECT_EQ(probe->log, "ablate");
-}
-
-TEST(RunLoop, CancelByNameLeavesOtherNamesAndOtherTargets)
+TEST(RunLoop, CallsRunByDueTimeThenInTheOrderOfAskingUnlessTheirNameIsCancelled)
 {
     ManualLoop in;
     auto probe = std::make_shared<Probe>(in), other = std::make_shared<Probe>(in);
     for (const auto& target : {probe, other}) {
+        target->ask(SELECTOR(Probe, say), 2s, "late");
         target->ask(SELECTOR(Probe, a), 1s);
         target->ask(SELECTOR(Probe, b), 1s);
     }
-    in.loop.cancelPreviousPerformRequestsWithTargetSelector(*probe, SELECTOR(Probe, a));
-    in.fastForwardBy(1s);
-    EXPECT_EQ(probe->log, "b");
-    EXPECT_EQ(other->log, "ab");
+    EXPECT_THAT(in.loop.pending(*probe), ElementsAre("a", "b", "say"));
+    in.fastForwardBy(0.999s);
+    EXPECT_EQ(probe->log, "");
+    in.loop.cancelPreviousPerformRequestsWithTargetSelector(*other, SELECTOR(Probe, a));
+    in.fastForwardBy(2s);
+    EXPECT_EQ(probe->log, "ablate");
+    EXPECT_EQ(other->log, "blate");
 }
 
 // A view whose only holder is a delayed call must live until that call has run, and no longer.

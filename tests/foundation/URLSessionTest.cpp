@@ -4,7 +4,7 @@
 #include "support/KeepAliveServer.h"
 #include "support/LocalServer.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cstdlib>
 #include <future>
@@ -104,74 +104,44 @@ TEST(URLSession, FollowsNoRedirectAndSpeaksHttpAlone)
 // What a server can do to keep us busy or to fill our memory: each must end, and the next request must be answered.
 TEST(URLSession, EndsWhateverAServerDoes)
 {
-    const auto forever
-        = [](const LocalServer::Connection& to, const std::string& piece, std::chrono::milliseconds pause) {
-              while (to.send(piece))
-                  std::this_thread::sleep_for(pause);
-          };
-    const std::string block(1 << 16, 'x');
-    using Connection = LocalServer::Connection;
-    struct {
-        std::function<void(const Connection&)> script;
-        const char* error; // absent: any
-        const char* why;
-    } const cases[] = {
-        {[&](const Connection& to) {
-             to.send(LocalServer::head());
-             forever(to, block, 0ms);
-         },
-            "The answer is too large.", "an endless body"},
-        {[&](const Connection& to) {
-             to.send(LocalServer::head("Content-Length: 99999999999\r\n"));
-             to.stall();
-         },
-            "The answer is too large.", "a length beyond the limit"},
-        {[&](const Connection& to) {
-             to.send("HTTP/1.1 200 OK\r\n");
-             forever(to, "X-Again: " + std::string(1000, 'y') + "\r\n", 0ms);
-         },
-            "The answer is too large.", "endless headers"},
-        {[&](const Connection& to) { forever(to, "HTTP/1.1 100 Continue\r\n\r\n", 0ms); }, "The answer is too large.",
-            "endless beginnings"},
-        {[&](const Connection& to) {
-             to.send("HTTP/1.1 200 OK\r\nX: ");
-             forever(to, block, 0ms);
-         },
-            nullptr, "an endless header"},
-        {[&](const Connection& to) {
-             to.send(LocalServer::head());
-             forever(to, "x", 5ms);
-         },
-            "The request timed out.", "a byte at a time"},
-        {[&](const Connection& to) { to.stall(); }, "The request timed out.", "silence"},
-        {[&](const Connection& to) { to.send(std::string(1000, '\0')); }, nullptr, "no HTTP"},
-        {[&](const Connection& to) { to.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"); }, nullptr,
-            "half an answer"},
-        {[&](const Connection&) {}, nullptr, "nothing at all"},
+    const std::string block(1 << 16, 'x'), again = "X-Again: " + std::string(1000, 'y') + "\r\n",
+                                           head = LocalServer::head(), ok = "HTTP/1.1 200 OK\r\n",
+                                           large = "The answer is too large.", late = "The request timed out.";
+    enum Then { close, stall, repeat, drip };
+    const struct {
+        std::string first;
+        Then then;
+        std::string piece, error, why; // an empty error: any
+    } cases[] = {
+        {head, repeat, block, large, "an endless body"},
+        {LocalServer::head("Content-Length: 99999999999\r\n"), stall, "", large, "a length beyond the limit"},
+        {ok, repeat, again, large, "endless headers"},
+        {"", repeat, "HTTP/1.1 100 Continue\r\n\r\n", large, "endless beginnings"},
+        {ok + "X: ", repeat, block, "", "an endless header"},
+        {head, drip, "x", late, "a byte at a time"},
+        {"", stall, "", late, "silence"},
+        {std::string(1000, '\0'), close, "", "", "no HTTP"},
+        {ok + "Content-Length: 10\r\n\r\nhalf", close, "", "", "half an answer"},
+        {"", close, "", "", "nothing at all"},
     };
     CurlURLSession session({600ms, 1 << 20});
-    for (const auto& [script, error, why] : cases) {
-        const LocalServer server([&](const LocalServer::Request&, const Connection& to) { script(to); });
+    for (const auto& one : cases) {
+        const LocalServer server([&](const LocalServer::Request&, const LocalServer::Connection& to) {
+            to.send(one.first);
+            while (one.then >= repeat && to.send(one.piece))
+                std::this_thread::sleep_for(one.then == drip ? 5ms : 0ms);
+            if (one.then == stall)
+                to.stall();
+        });
         const auto answer = ask(session, server.url()).get();
-        EXPECT_EQ(answer.data, std::nullopt) << why;
-        EXPECT_TRUE(answer.error) << why;
-        if (error) {
-            EXPECT_EQ(answer.error, error) << why;
-        }
+        EXPECT_EQ(answer.data, std::nullopt) << one.why;
+        ASSERT_TRUE(answer.error) << one.why;
+        EXPECT_THAT(*answer.error, testing::StartsWith(one.error)) << one.why;
     }
     const LocalServer server(LocalServer::answer("well"));
     EXPECT_EQ(ask(session, server.url()).get().data, "well");
-}
-
-TEST(URLSession, NobodyAtThePortIsAnErrorAtOnce)
-{
-    std::string url;
-    {
-        const LocalServer gone(LocalServer::answer(""));
-        url = localhost(gone.port());
-    }
-    CurlURLSession session;
-    EXPECT_EQ(ask(session, url).get().error, "Could not connect to the server.");
+    const std::string gone = localhost(std::make_unique<LocalServer>("")->port());
+    EXPECT_EQ(ask(session, gone).get().error, "Could not connect to the server.");
 }
 
 TEST(URLSession, KeepsItsConnectionAndNoticesThatItWasClosed)
@@ -234,16 +204,10 @@ TEST(URLSession, ItsEndDropsWhatIsUnderWayWithoutAWord)
 TEST(UUIDString, IsCanonicalUpperCaseAndNeverTheSame)
 {
     std::set<std::string> seen;
-    for (int k = 0; k < 1000; ++k) {
-        const std::string uuid = UUIDString();
-        ASSERT_EQ(uuid.size(), 36u);
-        EXPECT_EQ(uuid.find_first_not_of("0123456789ABCDEF-"), std::string::npos) << uuid;
-        for (const std::size_t at : {8, 13, 18, 23})
-            EXPECT_EQ(uuid[at], '-') << uuid;
-        EXPECT_EQ(uuid[14], '4') << uuid;
-        EXPECT_NE(std::string("89AB").find(uuid[19]), std::string::npos) << uuid;
-        seen.insert(uuid);
-    }
+    for (int k = 0; k < 1000; ++k)
+        seen.insert(UUIDString());
+    EXPECT_THAT(seen,
+        testing::Each(testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")));
     EXPECT_EQ(seen.size(), 1000u);
 }
 

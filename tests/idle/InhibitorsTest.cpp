@@ -11,19 +11,11 @@ namespace {
 
 TEST(Inhibitors, MusicAloneHoldsNothingBack)
 {
-    const struct {
-        const char *who, *why;
-        bool holds;
-    } cases[] = {
-        {"firefox", "video-playing", true},
-        {"firefox", "audio-playing", false},
-        {"/usr/bin/chromium", "Playing audio", false},
-        {"/usr/bin/chromium", "Playing video", true},
-        {"Player", "Playing MUSIC", false},
-        {"Player", "Playing audio and video", true},
-        {"Talk", "Audio call", true},
-        {"vlc", "Playing some media.", true},
-        {"backup", "", true},
+    const std::tuple<const char*, const char*, bool> cases[] = {
+        {"firefox", "video-playing", true}, {"firefox", "audio-playing", false},
+        {"/usr/bin/chromium", "Playing audio", false}, {"/usr/bin/chromium", "Playing video", true},
+        {"Player", "Playing MUSIC", false}, {"Player", "Playing audio and video", true}, {"Talk", "Audio call", true},
+        {"vlc", "Playing some media.", true}, {"backup", "", true},
         {"audio", "writing a disc", true}, // the reason counts, not the name
     };
     for (const auto& [who, why, holds] : cases)
@@ -65,11 +57,7 @@ TEST(Inhibitors, AFloodOfRequestsIsRefused)
 
 TEST(PowerSupply, IsTheBatteryOnlyWhenNothingIsPluggedIn)
 {
-    const struct {
-        std::vector<std::pair<const char*, const char*>> files;
-        bool onBattery;
-        const char* why;
-    } cases[] = {
+    const std::tuple<std::vector<std::pair<const char*, const char*>>, bool, const char*> cases[] = {
         {{}, false, "a desktop"},
         {{{"AC/type", "Mains\n"}, {"AC/online", "1\n"}, {"BAT0/type", "Battery\n"}}, false, "plugged in"},
         {{{"AC/type", "Mains\n"}, {"AC/online", "0\n"}, {"BAT0/type", "Battery\n"}}, true, "not plugged in"},

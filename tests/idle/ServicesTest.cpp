@@ -29,16 +29,20 @@ protected:
         ::setenv("XDG_SESSION_ID", "c7", 1);
     }
     std::unique_ptr<sdbus::IConnection> connect() { return sdbus::createSessionBusConnectionWithAddress(address_); }
-    template <class Done> bool turnUntil(Done done, std::initializer_list<sdbus::IConnection*> others)
+    // `other` is a connection whose requests are served meanwhile.
+    template <class Done> bool turnUntil(Done done, sdbus::IConnection* other = nullptr, double seconds = 10)
     {
-        const Seconds end = clock_.now() + Seconds(10);
+        const Seconds end = clock_.now() + Seconds(seconds);
         while (!done() && clock_.now() < end) {
-            for (auto* other : others)
-                while (other->processPendingRequest()) { }
+            while (other && other->processPendingRequest()) { }
             loop_.wait(Seconds(0.005));
             loop_.turn();
         }
         return done();
+    }
+    void turnFor(double seconds, sdbus::IConnection* other)
+    {
+        turnUntil([] { return false; }, other, seconds);
     }
 
     const TemporaryFolder folder_;
@@ -54,7 +58,7 @@ TEST_F(Services, ApplicationsHoldTheSaverBackUntilTheyAreDoneOrDie)
     bool holds = false;
     service.onChanged = [&](const InhibitorBook& book) { holds = book.holdsSaverBack(); };
     service.start();
-    ASSERT_TRUE(turnUntil([&] { return service.isOurs(); }, {}));
+    ASSERT_TRUE(turnUntil([&] { return service.isOurs(); }));
 
     auto film = connect();
     std::optional<std::uint32_t> cookie;
@@ -67,7 +71,7 @@ TEST_F(Services, ApplicationsHoldTheSaverBackUntilTheyAreDoneOrDie)
             .onInterface("org.freedesktop.ScreenSaver")
             .withArguments(std::string("film"), why)
             .uponReplyInvoke([&](const sdbus::Error*, std::uint32_t number) { cookie = number; });
-        return turnUntil([&] { return cookie.has_value(); }, {film.get()});
+        return turnUntil([&] { return cookie.has_value(); }, film.get());
     };
     const auto uninhibit = [&](std::uint32_t number) {
         refusal.reset();
@@ -75,7 +79,7 @@ TEST_F(Services, ApplicationsHoldTheSaverBackUntilTheyAreDoneOrDie)
             .onInterface("org.freedesktop.ScreenSaver")
             .withArguments(number)
             .uponReplyInvoke([&](const sdbus::Error* error) { refusal = error ? error->getName() : ""; });
-        return turnUntil([&] { return refusal.has_value(); }, {film.get()});
+        return turnUntil([&] { return refusal.has_value(); }, film.get());
     };
     ASSERT_TRUE(inhibit("audio-playing"));
     EXPECT_FALSE(holds);
@@ -89,7 +93,7 @@ TEST_F(Services, ApplicationsHoldTheSaverBackUntilTheyAreDoneOrDie)
     EXPECT_TRUE(holds);
     proxy.reset();
     film.reset();
-    EXPECT_TRUE(turnUntil([&] { return !holds; }, {}));
+    EXPECT_TRUE(turnUntil([&] { return !holds; }));
 }
 
 TEST_F(Services, AnotherSaversNameIsNeverTaken)
@@ -98,9 +102,7 @@ TEST_F(Services, AnotherSaversNameIsNeverTaken)
     other->requestName("org.freedesktop.ScreenSaver");
     SaverService service(loop_);
     service.start();
-    bool settled = false;
-    loop_.postAfter(Seconds(0.2), [&] { settled = true; });
-    turnUntil([&] { return settled; }, {other.get()});
+    turnFor(0.2, other.get());
     EXPECT_FALSE(service.isOurs());
     other->releaseName("org.freedesktop.ScreenSaver");
 }
@@ -108,12 +110,9 @@ TEST_F(Services, AnotherSaversNameIsNeverTaken)
 TEST_F(Services, TheLoginManagerTellsOfLocksSleepAndInhibitors)
 {
     using Row = sdbus::Struct<std::string, std::string, std::string, std::string, std::uint32_t, std::uint32_t>;
-    std::vector<Row> rows = {
-        Row{"shutdown:idle", "talk", "presenting", "block", 0, 1},
-        Row{"idle", "later", "", "delay", 0, 1},
-        Row{"sleep", "net", "", "block", 0, 1},
-        Row{"idleness", "odd", "", "block", 0, 1},
-    };
+    std::vector<Row> rows
+        = {Row{"shutdown:idle", "talk", "presenting", "block", 0, 1}, Row{"idle", "later", "", "delay", 0, 1},
+            Row{"sleep", "net", "", "block", 0, 1}, Row{"idleness", "odd", "", "block", 0, 1}};
     auto system = connect();
     const std::string manager = "org.freedesktop.login1.Manager", session = "org.freedesktop.login1.Session";
     auto login = sdbus::createObject(*system, "/org/freedesktop/login1");
@@ -143,7 +142,7 @@ TEST_F(Services, TheLoginManagerTellsOfLocksSleepAndInhibitors)
             inhibitors.push_back(one.who + ": " + one.why);
     };
     watching.start();
-    ASSERT_TRUE(turnUntil([&] { return heard.size() == 1 && !inhibitors.empty(); }, {system.get()}));
+    ASSERT_TRUE(turnUntil([&] { return heard.size() == 1 && !inhibitors.empty(); }, system.get()));
     EXPECT_EQ(heard[0], "locked") << "as it is at the start";
     EXPECT_THAT(inhibitors, ElementsAre("talk: presenting"));
     mine->emitSignal("Unlock").onInterface(session);
@@ -154,7 +153,7 @@ TEST_F(Services, TheLoginManagerTellsOfLocksSleepAndInhibitors)
     mine->emitPropertiesChangedSignal(session, {"LockedHint"});
     rows.clear();
     login->emitPropertiesChangedSignal(manager, {"BlockInhibited"});
-    ASSERT_TRUE(turnUntil([&] { return heard.size() == 6 && inhibitors.empty(); }, {system.get()}));
+    ASSERT_TRUE(turnUntil([&] { return heard.size() == 6 && inhibitors.empty(); }, system.get()));
     EXPECT_THAT(heard, ElementsAre("locked", "unlocked", "locked", "asleep", "awake", "unlocked"));
     system->releaseName("org.freedesktop.login1");
 }
@@ -178,28 +177,25 @@ TEST_F(Services, AShellThatIsStartedAnewIsAskedAgain)
     });
     core->registerSignal("WatchFired").onInterface(monitor).withParameters<std::uint32_t>();
     core->finishRegistration();
-    const auto fire = [&](std::uint32_t watch) {
-        core->emitSignal("WatchFired").onInterface(monitor).withArguments(watch);
-    };
+    const auto fire
+        = [&](std::uint32_t watch) { core->emitSignal("WatchFired").onInterface(monitor).withArguments(watch); };
     shell->requestName(monitor);
 
     std::string heard;
     MutterIdle idle(loop_, Seconds(90));
     idle.onIdle = [&] { heard += "idle "; };
     idle.onActive = [&] { heard += "active "; };
-    ASSERT_TRUE(turnUntil([&] { return intervals.size() == 1; }, {shell.get()}));
+    ASSERT_TRUE(turnUntil([&] { return intervals.size() == 1; }, shell.get()));
     fire(77); // another program's
     fire(1);
-    ASSERT_TRUE(turnUntil([&] { return activeWatches == 1; }, {shell.get()}));
-    bool settled = false;
-    loop_.postAfter(Seconds(0.1), [&] { settled = true; });
-    turnUntil([&] { return settled; }, {shell.get()});
+    ASSERT_TRUE(turnUntil([&] { return activeWatches == 1; }, shell.get()));
+    turnFor(0.1, shell.get());
     fire(2);
     fire(1); // idle watches fire each time
-    ASSERT_TRUE(turnUntil([&] { return heard == "idle active idle "; }, {shell.get()})) << heard;
+    ASSERT_TRUE(turnUntil([&] { return heard == "idle active idle "; }, shell.get())) << heard;
     shell->releaseName(monitor);
     shell->requestName(monitor);
-    ASSERT_TRUE(turnUntil([&] { return intervals.size() == 2; }, {shell.get()}));
+    ASSERT_TRUE(turnUntil([&] { return intervals.size() == 2; }, shell.get()));
     EXPECT_THAT(intervals, testing::Each(90'000u));
     shell->releaseName(monitor);
 }

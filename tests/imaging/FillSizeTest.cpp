@@ -15,11 +15,7 @@ namespace {
 
 TEST(FillSize, TheSourceIsCutEquallyOnBothSidesAndRoundedDown)
 {
-    struct {
-        NSSize image, target;
-        NSRect source;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<NSSize, NSSize, NSRect, const char*> cases[] = {
         {{300, 200}, {100, 100}, makeRect(50, 0, 200, 200), "wide: the sides go"},
         {{200, 300}, {100, 100}, makeRect(0, 50, 200, 200), "tall: top and bottom go"},
         {{300, 200}, {150, 100}, makeRect(0, 0, 300, 200), "equal scales draw the whole"},

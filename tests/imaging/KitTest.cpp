@@ -77,10 +77,7 @@ TEST(CoreImageKit, ResizeStretches)
 
 TEST(CodeImages, HoldTheTextOrNothing)
 {
-    const struct {
-        const char *text, *why;
-        bool qr, bars;
-    } cases[] = {
+    const std::tuple<const char*, const char*, bool, bool> cases[] = {
         {"Vitrel 1", "ASCII", true, true},
         {"caf\xC3\xA9 \xC2\xBD \xC3\xBF", "Latin-1", true, false},
         {"\xE2\x82\xAC 5", "a euro is beyond Latin-1", false, false},

@@ -25,11 +25,7 @@ constexpr std::uint32_t R = 0xFFFF0000, G = 0xFF00FF00, B = 0xFF0000FF, W = 0xFF
 // The draw rounds to nearest where the fill resize rounds down, and its scale comes from the rounded height.
 TEST(AspectFill, TheSourceIsRoundedToNearestInPixelsOfTheResult)
 {
-    const struct {
-        NSSize image, target;
-        NSRect source;
-        const char* why;
-    } cases[] = {
+    const std::tuple<NSSize, NSSize, NSRect, const char*> cases[] = {
         {{300, 200}, {100, 100}, makeRect(50, 0, 200, 200), "wide: 150 by 100, 25 off each side, at half the scale"},
         {{200, 300}, {100, 100}, makeRect(0, 50, 200, 200), "tall"},
         {{300, 200}, {150, 100}, makeRect(0, 0, 300, 200), "the same shape"},
@@ -73,10 +69,7 @@ TEST(Fitting, TheResultHasTheSizeAndTheReceiverStays)
 
 TEST(Fitting, OneScaleServesBothSides)
 {
-    const struct {
-        NSSize image, target, result;
-        const char* why;
-    } cases[] = {
+    const std::tuple<NSSize, NSSize, NSSize, const char*> cases[] = {
         {{4, 2}, {8, 100}, {8, 4}, "wider than high: by the width"},
         {{2, 4}, {100, 8}, {4, 8}, "higher than wide: by the height"},
         {{2, 2}, {6, 100}, {6, 6}, "a square by the width"},

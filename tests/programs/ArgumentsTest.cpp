@@ -9,10 +9,7 @@ using Words = std::vector<std::string>;
 
 TEST(Arguments, PlayIsMeantWhereNoCommandStandsAndDaemonsAreUnderstood)
 {
-    const struct {
-        Words given, mended;
-        const char* why;
-    } cases[] = {
+    const std::tuple<Words, Words, const char*> cases[] = {
         {{}, {"play"}, "nothing at all"},
         {{"a.qtz"}, {"play", "a.qtz"}, "a file"},
         {{"--demo", "--fps"}, {"play", "--demo", "--fps"}, "options"},
@@ -36,11 +33,8 @@ TEST(Arguments, PlayIsMeantWhereNoCommandStandsAndDaemonsAreUnderstood)
 
 TEST(Arguments, AWindowsNumberIsDecimalOrHexadecimal)
 {
-    const struct {
-        const char* text;
-        unsigned long number;
-    } cases[] = {{"0x60000E", 0x60000E}, {"0X1f", 31}, {"12", 12}, {"012", 12}, {"", 0}, {"0x", 0}, {"12 ", 0},
-        {"-1", 0}, {"0x100000000", 0}, {"1f", 0}};
+    const std::pair<const char*, unsigned long> cases[] = {{"0x60000E", 0x60000E}, {"0X1f", 31}, {"12", 12},
+        {"012", 12}, {"", 0}, {"0x", 0}, {"12 ", 0}, {"-1", 0}, {"0x100000000", 0}, {"1f", 0}};
     for (const auto& [text, number] : cases)
         EXPECT_EQ(parseWindowNumber(text), number) << text;
 }

@@ -40,10 +40,7 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
 {
     const std::string composition = made(), junk = folder_.write("junk.qtz", "no plist");
     const std::string lost = folder_ / "no-such-file";
-    const struct {
-        std::vector<std::string> words;
-        int code;
-    } cases[] = {
+    const std::pair<std::vector<std::string>, int> cases[] = {
         {{"--no-such-option"}, 2},
         {{"inspect"}, 2},
         {{"inspect", lost}, 1},
@@ -137,14 +134,10 @@ TEST_F(Commands, EvaluatePrintsTheTimesInOrderAndTheSameEachTime)
 TEST_F(Commands, AnInputFromTheCommandLineIsConvertedAsAnyOther)
 {
     const std::string composition = made();
-    const struct {
-        const char *input, *member, *why;
-    } cases[] = {
-        {"A=4", R"("Twice":8.0)", "a number"},
-        {"A=\"4.5 apples\"", R"("Twice":9.0)", "a text's leading number"},
-        {"A=true", R"("Twice":2.0)", "a boolean is 0 or 1"},
-        {"A=no number", R"("Twice":0.0)", "what is no JSON is a text"},
-    };
+    const std::tuple<const char*, const char*, const char*> cases[]
+        = {{"A=4", R"("Twice":8.0)", "a number"}, {"A=\"4.5 apples\"", R"("Twice":9.0)", "a text's leading number"},
+            {"A=true", R"("Twice":2.0)", "a boolean is 0 or 1"},
+            {"A=no number", R"("Twice":0.0)", "what is no JSON is a text"}};
     for (const auto& [input, member, why] : cases)
         EXPECT_NE(printed({"evaluate", composition, "--input", input}).find(member), std::string::npos) << why;
     for (const char* input : {"Text=", "Text=3.5", "Tint=#ff000080", "Tint=[1,0,0,0.5]"})

@@ -63,30 +63,19 @@ TEST_F(Pictures, AWallpaperHasTheSizeAndTheStyle)
 TEST_F(Pictures, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
 {
     const std::string square = cover(4, 4), junk = folder_.write("junk.png", "\x89PNG\r\n\x1a\n and no more");
-    const struct {
-        std::vector<std::string> words;
-        int code;
-    } cases[] = {
-        {{"code", "text"}, 2},
-        {{"code", "text", out_, "--qr", "--barcode"}, 2},
-        {{"code", "text", out_, "--scale", "0"}, 2},
-        {{"code", "text", out_, "--scale", "1e9"}, 2},
-        {{"code", "", out_}, 1},
-        {{"code", "\xE2\x82\xAC", out_}, 1},
-        {{"code", std::string(2332, 'x'), out_}, 1},
-        {{"code", "caf\xC3\xA9", out_, "--barcode"}, 1},
+    const std::pair<std::vector<std::string>, int> cases[] = {{{"code", "text"}, 2},
+        {{"code", "text", out_, "--qr", "--barcode"}, 2}, {{"code", "text", out_, "--scale", "0"}, 2},
+        {{"code", "text", out_, "--scale", "1e9"}, 2}, {{"code", "", out_}, 1}, {{"code", "\xE2\x82\xAC", out_}, 1},
+        {{"code", std::string(2332, 'x'), out_}, 1}, {{"code", "caf\xC3\xA9", out_, "--barcode"}, 1},
         {{"code", std::string(50, 'x'), out_, "--barcode", "--scale", "100"}, 1},
-        {{"code", "text", folder_ / "no-folder/x.png"}, 1},
-        {{"wallpaper", square, out_}, 2},
-        {{"wallpaper", square, out_, "--size", "0x10"}, 2},
-        {{"wallpaper", square, out_, "--size", "8192x8192"}, 2},
+        {{"code", "text", folder_ / "no-folder/x.png"}, 1}, {{"wallpaper", square, out_}, 2},
+        {{"wallpaper", square, out_, "--size", "0x10"}, 2}, {{"wallpaper", square, out_, "--size", "8192x8192"}, 2},
         {{"wallpaper", square, out_, "--size", "8x8", "--style", "tiles"}, 2},
         {{"wallpaper", square, out_, "--size", "8x8", "--difference", "-1"}, 2},
         {{"wallpaper", junk, out_, "--size", "8x8"}, 1},
         {{"wallpaper", folder_ / "lost.png", out_, "--size", "8x8"}, 1},
         {{"wallpaper", folder_.path(), out_, "--size", "8x8"}, 1},
-        {{"wallpaper", square, folder_ / "no-folder/x.png", "--size", "8x8"}, 1},
-    };
+        {{"wallpaper", square, folder_ / "no-folder/x.png", "--size", "8x8"}, 1}};
     for (const auto& [words, code] : cases) {
         std::string line = "vitrel";
         for (const auto& word : words)

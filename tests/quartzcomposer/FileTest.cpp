@@ -58,11 +58,8 @@ TEST(CompositionFile, IsADictionaryWithARootPatchOfAClass)
     for (const std::string text : {"", "bplist00", "{\"rootPatch\": {}}", "<plist>", "\xff\xfe"})
         EXPECT_EQ(whyNot(readComposition(bytesOf(text))), "it is no property list") << text;
     const Value least = Dictionary{{"rootPatch", Dictionary{{"class", "QCPatch"}}}};
-    for (const Bytes& bytes : {binaryPropertyList(least), [&] {
-                                   const std::string x = xmlPropertyList(least);
-                                   return Bytes(x.begin(), x.end());
-                               }()})
-        EXPECT_TRUE(readComposition(bytes));
+    EXPECT_TRUE(readComposition(binaryPropertyList(least)));
+    EXPECT_TRUE(readComposition(bytesOf(xmlPropertyList(least))));
 }
 
 // Both forms under any name, by what is in the file; a pipe or a device would keep the reader waiting.
@@ -122,37 +119,32 @@ TEST(CompositionFile, IsLenientInside)
 // Stored values: custom after ivar, numbers in any form, two sources for one input.
 TEST(CompositionFile, ReadsValuesAndConnectionsAsTheEditorStoredThem)
 {
-    const auto value = [](const Value& ivar, const Value& custom) {
+    const auto number = [](const Value& ivar, const Value& custom = {}) {
         Dictionary state{{"ivarInputPortStates", Dictionary{{"inputValue", stored(ivar)}}}};
         if (!custom.isNothing())
             state["customInputPortStates"] = Dictionary{{"inputValue", stored(custom)}};
-        auto file = compositionOfPropertyList(composition({node("QCMath", "m", state)},
-            {{"publishedOutputPorts", Array{Dictionary{{"key", "out"}, {"node", "m"}, {"port", "outputValue"}}}}}));
-        Player player(std::move(*file));
-        player.frame(0);
-        return player.out();
+        return state;
     };
-    EXPECT_EQ(value(1.5, {}), "1.5");
-    EXPECT_EQ(value(true, {}), "1");
-    EXPECT_EQ(value("2.5", {}), "2.5");
-    EXPECT_EQ(value(1.5, 4), "4") << "custom after ivar";
-    EXPECT_EQ(value(std::nan(""), {}), "0") << "a NaN that is stored doesn't come out of arithmetic";
-    EXPECT_EQ(value(Array{1}, {}), "0");
-
+    const auto shows = [](Array nodes, Dictionary connections = {}) {
+        auto file = compositionOfPropertyList(composition(std::move(nodes),
+            {{"connections", std::move(connections)},
+                {"publishedOutputPorts", Array{Dictionary{{"key", "out"}, {"node", "m"}, {"port", "outputValue"}}}}}));
+        return Player(std::move(*file)).over({0});
+    };
+    EXPECT_EQ(shows({node("QCMath", "m", number(1.5))}), "1.5");
+    EXPECT_EQ(shows({node("QCMath", "m", number(true))}), "1");
+    EXPECT_EQ(shows({node("QCMath", "m", number("2.5"))}), "2.5");
+    EXPECT_EQ(shows({node("QCMath", "m", number(1.5, 4))}), "4") << "custom after ivar";
+    EXPECT_EQ(shows({node("QCMath", "m", number(std::nan("")))}), "0") << "a stored NaN doesn't come out of arithmetic";
+    EXPECT_EQ(shows({node("QCMath", "m", number(Array{1}))}), "0");
     Dictionary connections;
     for (int k = 1; k <= 12; ++k) // the twelfth is the last, though "connection_12" sorts before "connection_2"
         connections["connection_" + std::to_string(k)]
             = connection(k == 12 ? "two" : "one", "outputValue", "m", "inputValue");
-    const auto number = [](double n) {
-        return Dictionary{{"ivarInputPortStates", Dictionary{{"inputValue", stored(n)}}}};
-    };
-    auto file = compositionOfPropertyList(
-        composition({node("QCMath", "one", number(1)), node("QCMath", "two", number(2)), node("QCMath", "m")},
-            {{"connections", connections},
-                {"publishedOutputPorts", Array{Dictionary{{"key", "out"}, {"node", "m"}, {"port", "outputValue"}}}}}));
-    Player player(std::move(*file));
-    player.frame(0);
-    EXPECT_EQ(player.out(), "2") << "an input keeps the last of its sources";
+    EXPECT_EQ(
+        shows({node("QCMath", "one", number(1)), node("QCMath", "two", number(2)), node("QCMath", "m")}, connections),
+        "2")
+        << "an input keeps the last of its sources";
 }
 
 // The root's values stand at the top; what stands at the entry or the child is another's.

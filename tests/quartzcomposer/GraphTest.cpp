@@ -20,7 +20,7 @@ std::vector<std::string> keysOf(const std::vector<PublishedPort>& ports)
 // A sprite keeps what is connected to it computed: without a consumer nobody asks.
 std::string watched(const std::string& patches, const std::string& connections)
 {
-    return R"({"patches": {)" + patches + R"(, "eye": {"class": "QCSprite"}}, "connections": [)" + connections + "]}";
+    return "{patches: {" + patches + ", eye: QCSprite}, connections: [" + connections + "]}";
 }
 
 } // namespace
@@ -29,12 +29,12 @@ std::string watched(const std::string& patches, const std::string& connections)
 TEST(PublishedPorts, KeepTheirOrderTypesAndValues)
 {
     Player player(
-        R"({"inputs": {"z": "t.inputString", "a": "m.deep", "Title ": "c.inputColor", "gone": "t.noSuchPort", "q": "s.input"},
-        "outputs": {"y": "t.outputImage", "b": "c.output1"},
-        "values": {"z": "text", "a": 3, "Title ": "#ff0000ff", "unknown": 1},
-        "patches": {"t": {"class": "QCTextImage"}, "c": {"class": "QCColorToComponents"}, "s": {"class": "QCSplitter"},
-            "m": {"class": "QCPatch", "inputs": {"deep": "inner.deeper"}, "patches": {"inner": {"class": "QCPatch", "inputs": {"deeper": "r.inputValue"},
-                "patches": {"r": {"class": "QCRoundValue"}}}}}}})");
+        R"({inputs: {z: 't.inputString', a: 'm.deep', 'Title ': 'c.inputColor', gone: 't.noSuchPort', q: 's.input'},
+        outputs: {y: 't.outputImage', b: 'c.output1'},
+        values: {z: 'text', a: 3, 'Title ': '#ff0000ff', unknown: 1},
+        patches: {t: QCTextImage, c: QCColorToComponents, s: QCSplitter,
+            m: QCPatch {deep: 'inner.deeper'} patches {
+                inner: QCPatch {deeper: 'r.inputValue'} patches {r: QCRoundValue}}}})");
     EXPECT_THAT(
         keysOf(player.graph->inputs()), testing::ElementsAre("z:string", "a:number", "Title :color", "q:virtual"));
     EXPECT_THAT(keysOf(player.graph->outputs()), testing::ElementsAre("y:image", "b:number"));
@@ -49,54 +49,40 @@ TEST(PublishedPorts, KeepTheirOrderTypesAndValues)
 
 TEST(PublishedPorts, OfInnerMacrosTakeTheirOwnValue)
 {
-    EXPECT_EQ(
-        evaluated(
-            R"({"outputs": {"out": "m.o"}, "patches": {"m": {"class": "QCPatch", "inputs": {"i": "r.inputValue"}, "outputs": {"o": "r.outputCeil"},
-        "values": {"i": 2.5}, "patches": {"r": {"class": "QCRoundValue"}}}}})"),
-        "3");
-    EXPECT_EQ(
-        evaluated(
-            R"({"outputs": {"out": "m.o"}, "patches": {"n": {"class": "QCSplitter", "inputs": {"input": 7.5}, "settings": {"portClass": "QCNumberPort"}},
-        "m": {"class": "QCPatch", "inputs": {"i": "r.inputValue"}, "outputs": {"o": "r.outputCeil"},
-        "values": {"i": 2.5}, "patches": {"r": {"class": "QCRoundValue"}}}}, "connections": ["n.output > m.i"]})"),
+    const std::string macro
+        = "{outputs: {out: 'm.o'}, patches: {m: QCPatch {i: 'r.inputValue'} outputs {o: 'r.outputCeil'} "
+          "values {i: 2.5} patches {r: QCRoundValue}";
+    EXPECT_EQ(evaluated(macro + "}}"), "3");
+    EXPECT_EQ(evaluated(macro
+                  + ", n: QCSplitter {input: 7.5} with {portClass: 'QCNumberPort'}}, connections: ['n.output > m.i']}"),
         "8");
 }
 
 // Definitions are instances of a macro: their defaults, the instance's values, and one that holds itself.
 TEST(VirtualPatches, AreMacrosOfTheirDefinition)
 {
-    const char* const definition
-        = R"("virtualPatches": {"/twice": {"inputs": {"x": "m.inputValue", "y": "m.operand_1"}, "outputs": {"o": "m.outputValue"},
-        "values": {"x": 5, "y": 2}, "patches": {"m": {"class": "QCMath", "inputs": {"operation_1": 2}}}}})";
     const auto with = [&](const std::string& patches, const std::string& connections = "") {
-        return R"({"outputs": {"out": "p.o"}, "patches": {)" + patches + R"(}, "connections": [)" + connections + "], "
-            + definition + "}";
+        return evaluated("{outputs: {out: 'p.o'}, patches: {" + patches + "}, connections: [" + connections
+            + R"(], virtualPatches: {'/twice': {inputs: {x: 'm.inputValue', y: 'm.operand_1'},
+            outputs: {o: 'm.outputValue'}, values: {x: 5, y: 2}, patches: {m: QCMath {operation_1: 2}}}}})");
     };
-    EXPECT_EQ(evaluated(with(R"("p": {"class": "/twice"})")), "10") << "the definition's values";
-    EXPECT_EQ(evaluated(with(R"("p": {"class": "/twice", "inputs": {"x": 1.5}})")), "3") << "the instance's";
-    EXPECT_EQ(
-        evaluated(with(R"("q": {"class": "/twice", "inputs": {"x": 4}}, "p": {"class": "/twice", "inputs": {"y": 3}})",
-            R"("q.o > p.x")")),
-        "24")
-        << "two instances keep apart";
-    EXPECT_EQ(evaluated(with(R"("p": {"class": "/Twice"})")), "null") << "an identifier is compared exactly";
+    EXPECT_EQ(with("p: /twice"), "10") << "the definition's values";
+    EXPECT_EQ(with("p: /twice {x: 1.5}"), "3") << "the instance's";
+    EXPECT_EQ(with("q: /twice {x: 4}, p: /twice {y: 3}", "'q.o > p.x'"), "24") << "two instances keep apart";
+    EXPECT_EQ(with("p: /Twice"), "null") << "an identifier is compared exactly";
 
-    Player nested(R"({"outputs": {"out": "p.o"}, "patches": {"p": {"class": "/a"}}, "virtualPatches": {
-        "/a": {"outputs": {"o": "t.outputRound"}, "patches": {"t": {"class": "QCRoundValue", "inputs": {"inputValue": 4}}, "self": {"class": "/a"}, "other": {"class": "/b"}}},
-        "/b": {"patches": {"again": {"class": "/a"}}}}})");
-    nested.frame(0);
-    EXPECT_EQ(nested.out(), "4");
+    Player nested(R"({outputs: {out: 'p.o'}, patches: {p: /a}, virtualPatches: {'/b': {patches: {again: /a}},
+        '/a': {outputs: {o: 't.outputRound'}, patches: {t: QCRoundValue {inputValue: 4}, self: /a, other: /b}}}})");
+    EXPECT_EQ(nested.over({0}), "4");
     EXPECT_EQ(nested.graph->unsupported().at("/a"), 2) << "in itself, and in what it holds";
 }
 
 TEST(UnknownClasses, AreNamedAndHarmless)
 {
-    Player player(
-        R"({"outputs": {"out": "r.outputRound"}, "patches": {"k": {"class": "KinemeThing", "patches": {"in": {"class": "QCTime"}}, "outputs": {"o": "in.outputTime"}},
-        "g": {"class": "QCPlugInPatch", "identifier": "Plug"}, "f": {"class": "QCImageFilter", "identifier": "CIUnknown"}, "v": {"class": "/gone"},
-        "r": {"class": "QCRoundValue", "inputs": {"inputValue": 2}}}, "connections": ["k.o > r.inputValue", "r.outputRound > g.x"]})");
-    player.frame(0);
-    EXPECT_EQ(player.out(), "2");
+    Player player(R"({outputs: {out: 'r.outputRound'}, patches: {g: QCPlugInPatch/Plug, f: QCImageFilter/CIUnknown,
+        k: {class: 'KinemeThing', patches: {in: QCTime}, outputs: {o: 'in.outputTime'}}, v: /gone,
+        r: QCRoundValue {inputValue: 2}}, connections: ['k.o > r.inputValue', 'r.outputRound > g.x']})");
+    EXPECT_EQ(player.over({0}), "2");
     EXPECT_EQ(player.graph->dangling(), 0) << "a connection to a stranger isn't dangling";
     const std::map<std::string, int> named{
         {"KinemeThing", 1}, {"QCPlugInPatch/Plug", 1}, {"QCImageFilter/CIUnknown", 1}, {"/gone", 1}};
@@ -108,17 +94,15 @@ TEST(UnknownClasses, AreNamedAndHarmless)
 TEST(Laziness, TheMultiplexerAsksOnlyTheChosenSource)
 {
     Player player(
-        R"({"inputs": {"index": "x.inputIndex", "signal": "c.inputSignal"}, "outputs": {"out": "x.output"}, "patches": {
-        "c": {"class": "QCCounter"}, "x": {"class": "QCMultiplexer", "settings": {"inputCount": 2, "portClass": "QCNumberPort"}, "inputs": {"source_0": -1}}},
-        "connections": ["c.outputCount > x.source_1"]})");
+        R"({inputs: {index: 'x.inputIndex', signal: 'c.inputSignal'}, outputs: {out: 'x.output'}, patches: {
+        c: QCCounter, x: QCMultiplexer {source_0: -1} with {inputCount: 2, portClass: 'QCNumberPort'}},
+        connections: ['c.outputCount > x.source_1']})");
     for (int k = 0; k < 6; ++k) {
         player.graph->setInput("signal", k % 2 == 1);
-        player.frame(k);
-        player.out();
+        player.over({double(k)});
     }
     player.graph->setInput("index", 1);
-    player.frame(6);
-    EXPECT_EQ(player.out(), "1") << "only this frame's edge";
+    EXPECT_EQ(player.over({6}), "1") << "only this frame's edge";
     player.graph->setInput("index", 99);
     EXPECT_EQ(player.over({7}), "1") << "beyond the last: the last";
 }
@@ -126,41 +110,35 @@ TEST(Laziness, TheMultiplexerAsksOnlyTheChosenSource)
 TEST(Demultiplexer, HandsTheValueToOneDestination)
 {
     Player keeps(
-        R"({"inputs": {"index": "x.inputIndex", "v": "x.input"}, "outputs": {"a": "x.destination_0", "b": "x.destination_1"},
-        "patches": {"x": {"class": "QCDemultiplexer", "settings": {"outputCount": 2, "portClass": "QCNumberPort"}, "inputs": {"inputReset": -1}}}})");
+        R"({inputs: {index: 'x.inputIndex', v: 'x.input'}, outputs: {a: 'x.destination_0', b: 'x.destination_1'},
+        patches: {x: QCDemultiplexer {inputReset: -1} with {outputCount: 2, portClass: 'QCNumberPort'}}})");
     keeps.graph->setInput("v", 5);
     EXPECT_EQ(keeps.over({0}, "a"), "5");
     EXPECT_EQ(keeps.out("b"), "0");
     keeps.graph->setInput("index", 1);
     EXPECT_EQ(keeps.over({1}, "a"), "5") << "keeps its last value";
     EXPECT_EQ(keeps.out("b"), "5");
-    EXPECT_EQ(
-        evaluated(onePatch(
-            R"("class": "QCDemultiplexer", "settings": {"outputCount": 2, "portClass": "QCNumberPort", "resetOutputs": true},
-        "inputs": {"inputReset": -1, "inputIndex": 1, "input": 5})",
-            "destination_0")),
-        "-1");
+    expectAll({{"QCDemultiplexer {inputReset: -1, inputIndex: 1, input: 5} with {outputCount: 2, "
+                "portClass: 'QCNumberPort', resetOutputs: true}",
+        "destination_0", "-1"}});
 }
 
 // Cycles are legal and common: one answers with its last run, and the values settle in the frames that follow.
 TEST(Cycles, AnswerWithTheLastRunAndSettle)
 {
-    Player ring(
-        R"({"outputs": {"out": "a.outputValue"}, "patches": {"a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}},
-        "b": {"class": "QCRangeValue", "inputs": {"inputMin": 0, "inputMax": 3}}}, "connections": ["a.outputValue > b.inputValue", "b.outputClip > a.inputValue"]})");
-    EXPECT_EQ(ring.over({0, 1, 2, 3, 4, 5}), "1 2 3 4 4 4");
-    Player itself(
-        R"({"outputs": {"out": "a.outputValue"}, "patches": {"a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}}},
-        "connections": ["a.outputValue > a.inputValue"]})");
-    EXPECT_EQ(itself.over({0, 1, 2}), "1 2 3");
-    Player macros(
-        R"({"outputs": {"out": "m.o"}, "patches": {"m": {"class": "QCPatch", "inputs": {"i": "a.inputValue"}, "outputs": {"o": "a.outputValue"},
-        "patches": {"a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}}}}, "s": {"class": "QCSplitter", "settings": {"portClass": "QCNumberPort"}}},
-        "connections": ["m.o > s.input", "s.output > m.i"]})");
-    EXPECT_EQ(macros.over({0, 1, 2}), "1 2 3") << "through the ports of a macro";
-    Player frames(watched(
-        R"("a": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}}, "b": {"class": "QCRangeValue", "inputs": {"inputMin": 0, "inputMax": 3}})",
-        R"("a.outputValue > b.inputValue", "b.outputClip > a.inputValue", "b.outputClip > eye.inputX")"));
+    const std::string plus = "a: QCMath {operation_1: 0, operand_1: 1}",
+                      range = plus + ", b: QCRangeValue {inputMin: 0, inputMax: 3}",
+                      ring = "'a.outputValue > b.inputValue', 'b.outputClip > a.inputValue'";
+    const std::string published = "{outputs: {out: 'a.outputValue'}, patches: {";
+    EXPECT_EQ(evaluated(published + range + "}, connections: [" + ring + "]}", {0, 1, 2, 3, 4, 5}), "1 2 3 4 4 4");
+    EXPECT_EQ(evaluated(published + plus + "}, connections: ['a.outputValue > a.inputValue']}", {0, 1, 2}), "1 2 3");
+    EXPECT_EQ(evaluated("{outputs: {out: 'm.o'}, patches: {s: QCSplitter with {portClass: 'QCNumberPort'}, "
+                        "m: QCPatch {i: 'a.inputValue'} outputs {o: 'a.outputValue'} patches {"
+                      + plus + "}}, connections: ['m.o > s.input', 's.output > m.i']}",
+                  {0, 1, 2}),
+        "1 2 3")
+        << "through the ports of a macro";
+    Player frames(watched(range, ring + ", 'b.outputClip > eye.inputX'"));
     int asked = 0;
     for (double t = 0; t < 20; ++t)
         asked += std::isfinite(frames.frame(t).next);
@@ -171,21 +149,14 @@ TEST(Cycles, AnswerWithTheLastRunAndSettle)
 // A still composition costs nothing: no frame is asked for and none of four thousand patches is computed again.
 TEST(Stillness, NothingChangesNothingIsComputed)
 {
-    std::string patches = R"("m0": {"class": "QCMath"})", connections;
-    for (int k = 1; k < 4000; ++k) {
-        const std::string n = std::to_string(k), before = std::to_string(k - 1);
-        patches += ", \"m" + n + R"(": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}})";
-        // A tree rather than a chain, so that each is within reach.
-        connections
-            += (k > 1 ? ", " : "") + ("\"m" + std::to_string((k - 1) / 2)) + ".outputValue > m" + n + ".inputValue\"";
-    }
-    std::string text = R"({"inputs": {"in": "m0.inputValue"}, "patches": {)" + patches;
-    for (int k = 2000; k < 4000; ++k) {
-        const std::string n = std::to_string(k);
-        text += ", \"s" + n + R"(": {"class": "QCSprite"})";
-        connections += ", \"m" + n + ".outputValue > s" + n + ".inputX\"";
-    }
-    Player player(text + R"(}, "connections": [)" + connections + "]}");
+    // A tree rather than a chain, so that each is within reach.
+    std::string tree;
+    for (int k = 1; k < 4000; ++k)
+        tree += "'m" + std::to_string((k - 1) / 2) + ".outputValue > m" + std::to_string(k) + ".inputValue', ";
+    Player player("{inputs: {in: 'm0.inputValue'}, patches: {m0: QCMath, "
+        + repeated(1, 4000, "m{k}: QCMath {operation_1: 0, operand_1: 1}") + ", "
+        + repeated(2000, 4000, "s{k}: QCSprite") + "}, connections: [" + tree
+        + repeated(2000, 4000, "'m{k}.outputValue > s{k}.inputX'") + "]}");
     EXPECT_EQ(player.graph->dangling(), 0);
     const auto first = player.frame(0);
     EXPECT_GE(first.evaluations, 4000u);
@@ -208,38 +179,37 @@ TEST(Stillness, TheNextFrameIsAskedForWhenItCanDiffer)
         const char* output;
         double next; // after a frame at 1.25
     } const cases[] = {
-        {R"("class": "QCRoundValue")", "outputRound", never},
-        {R"("class": "QCTime")", "outputTime", 1.25},
-        {R"("class": "QCTime", "settings": {"timebase": "external"})", "outputTime", never},
-        {R"("class": "QCLFO")", "outputValue", 1.25},
-        {R"("class": "QCLFO", "inputs": {"inputAmplitude": 0})", "outputValue", never},
-        {R"("class": "QCLFO", "inputs": {"inputType": 3, "inputPeriod": 4})", "outputValue", 2},
-        {R"("class": "QCLFO", "inputs": {"inputType": 7, "inputPeriod": 2})", "outputValue", 2},
-        {R"("class": "QCInterpolation", "inputs": {"inputValue2": 1, "inputDuration": 1})", "outputValue", never},
-        {R"("class": "QCInterpolation", "inputs": {"inputValue2": 1, "inputDuration": 2})", "outputValue", 1.25},
-        {R"("class": "QCInterpolation", "inputs": {"inputValue2": 0, "inputRepeat": 1})", "outputValue", never},
-        {R"("class": "QCSmooth", "inputs": {"inputValue": 1})", "outputValue", never},
-        {R"("class": "QCSignal", "inputs": {"inputMode": 0, "inputParam": 3})", "outputSignal", 4.25},
-        {R"("class": "QCRandom", "inputs": {"inputMin": 1, "inputMax": 1})", "outputValue", never},
-        {R"("class": "QCClock")", "outputTime", never},
-        {R"("class": "QCSystemTime")", "outputTime", 1.25},
+        {"QCRoundValue", "outputRound", never},
+        {"QCTime", "outputTime", 1.25},
+        {"QCTime with {timebase: 'external'}", "outputTime", never},
+        {"QCLFO", "outputValue", 1.25},
+        {"QCLFO {inputAmplitude: 0}", "outputValue", never},
+        {"QCLFO {inputType: 3, inputPeriod: 4}", "outputValue", 2},
+        {"QCLFO {inputType: 7, inputPeriod: 2}", "outputValue", 2},
+        {"QCInterpolation {inputValue2: 1, inputDuration: 1}", "outputValue", never},
+        {"QCInterpolation {inputValue2: 1, inputDuration: 2}", "outputValue", 1.25},
+        {"QCInterpolation {inputValue2: 0, inputRepeat: 1}", "outputValue", never},
+        {"QCSmooth {inputValue: 1}", "outputValue", never},
+        {"QCSignal {inputMode: 0, inputParam: 3}", "outputSignal", 4.25},
+        {"QCRandom {inputMin: 1, inputMax: 1}", "outputValue", never},
+        {"QCClock", "outputTime", never},
+        {"QCSystemTime", "outputTime", 1.25},
     };
     for (const auto& [patch, output, next] : cases) {
-        Player player(watched(std::string("\"p\": {") + patch + "}", "\"p." + std::string(output) + " > eye.inputX\""));
+        Player player(watched("p: " + std::string(patch), "'p." + std::string(output) + " > eye.inputX'"));
         EXPECT_DOUBLE_EQ(player.frame(1.25).next, next) << patch;
     }
-    Player hidden(
-        R"({"patches": {"t": {"class": "QCTime"}, "eye": {"class": "QCSprite", "inputs": {"_enable": false}}}, "connections": ["t.outputTime > eye.inputX"]})");
+    Player hidden("{patches: {t: QCTime, eye: QCSprite {_enable: false}}, connections: ['t.outputTime > eye.inputX']}");
     EXPECT_TRUE(std::isinf(hidden.frame(1).next)) << "a disabled consumer pulls nothing";
 }
 
 // A disabled macro doesn't run its nodes, and what it published stays.
 TEST(Enable, RestsAMacroAndKeepsItsOutputs)
 {
-    Player player(R"({"inputs": {"on": "m._enable"}, "outputs": {"n": "c.outputCount"}, "patches": {
-        "p": {"class": "QCLFO", "inputs": {"inputType": 3, "inputPeriod": 2}}, "c": {"class": "QCCounter"},
-        "m": {"class": "QCPatch", "inputs": {"i": "eye.inputX"}, "patches": {"eye": {"class": "QCSprite"}}}},
-        "connections": ["p.outputValue > c.inputSignal", "c.outputCount > m.i"]})");
+    Player player(R"({inputs: {on: 'm._enable'}, outputs: {n: 'c.outputCount'}, patches: {
+        p: QCLFO {inputType: 3, inputPeriod: 2}, c: QCCounter,
+        m: QCPatch {i: 'eye.inputX'} patches {eye: QCSprite}},
+        connections: ['p.outputValue > c.inputSignal', 'c.outputCount > m.i']})");
     EXPECT_EQ(player.graph->inputs().size(), 1u);
     player.graph->setInput("on", false);
     EXPECT_EQ(player.frame(0).evaluations, 0u);
@@ -250,47 +220,25 @@ TEST(Enable, RestsAMacroAndKeepsItsOutputs)
 // A chain longer than the stack is deep is computed over several frames, and none is lost.
 TEST(LongChains, CatchUpInTheFramesThatFollow)
 {
-    constexpr int kLength = 20'000;
-    std::string patches = R"("m0": {"class": "QCMath", "inputs": {"inputValue": 5}})", connections;
-    for (int k = 1; k < kLength; ++k) {
-        const std::string n = std::to_string(k);
-        patches += ", \"m" + n + R"(": {"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}})";
-        connections += (k > 1 ? ", \"m" : "\"m") + std::to_string(k - 1) + ".outputValue > m" + n + ".inputValue\"";
-    }
-    Player player(R"({"outputs": {"out": "m)" + std::to_string(kLength - 1) + R"(.outputValue"}, "patches": {)"
-        + patches + R"(}, "connections": [)" + connections + "]}");
-    std::string last;
-    for (int frame = 0; frame < 12; ++frame)
-        last = player.over({double(frame)});
-    EXPECT_EQ(last, std::to_string(5 + kLength - 1));
+    Player player("{outputs: {out: 'm19999.outputValue'}, patches: {m0: QCMath {inputValue: 5}, "
+        + repeated(1, 20'000, "m{k}: QCMath {operation_1: 0, operand_1: 1}") + "}, connections: ["
+        + repeated(1, 20'000, "'m{k-1}.outputValue > m{k}.inputValue'") + "]}");
+    EXPECT_EQ(player.after(12), "20004");
 }
 
 // The same way through published ports alone: sixty levels down and up again for each of a chain's links.
 TEST(LongChains, LeadThroughTheLevelsOfMacros)
 {
-    constexpr int kLength = 900, kDeep = 60;
-    std::string patches, connections;
-    for (int k = 0; k < kLength; ++k) {
-        std::string macro = R"({"class": "QCMath", "inputs": {"operation_1": 0, "operand_1": 1}})", in = "m.inputValue",
-                    out = "m.outputValue";
-        for (int level = 0; level < kDeep; ++level) {
-            macro = R"({"class": "QCPatch", "inputs": {"i": ")" + in + R"("}, "outputs": {"o": ")" + out
-                + R"("}, "patches": {"m": )" + macro + "}}";
-            in = "m.i";
-            out = "m.o";
-        }
-        const std::string name = "c" + std::to_string(k), before = "c" + std::to_string(k - 1);
-        patches += (k ? ", \"" : "\"") + name + "\": " + macro;
-        if (k)
-            connections += (k > 1 ? ", \"" : "\"") + before + ".o > " + name + ".i\"";
+    std::string macro = "QCMath {operation_1: 0, operand_1: 1}", in = "m.inputValue", out = "m.outputValue";
+    for (int level = 0; level < 60; ++level) {
+        macro = "QCPatch {i: '" + in + "'} outputs {o: '" + out + "'} patches {m: " + macro + "}";
+        in = "m.i";
+        out = "m.o";
     }
-    Player player(R"({"outputs": {"out": "c)" + std::to_string(kLength - 1) + R"(.o"}, "patches": {)" + patches
-        + R"(}, "connections": [)" + connections + "]}");
+    Player player("{outputs: {out: 'c899.o'}, patches: {" + repeated(0, 900, "c{k}: " + macro) + "}, connections: ["
+        + repeated(1, 900, "'c{k-1}.o > c{k}.i'") + "]}");
     EXPECT_EQ(player.graph->dangling(), 0);
-    std::string last;
-    for (int frame = 0; frame < 80; ++frame)
-        last = player.over({double(frame)});
-    EXPECT_EQ(last, std::to_string(kLength));
+    EXPECT_EQ(player.after(80), "900");
 }
 
 } // namespace vitrel::qc

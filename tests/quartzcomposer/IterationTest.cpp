@@ -8,17 +8,15 @@ namespace vitrel::qc {
 
 namespace {
 
-// An iterator "i" over `inner`, which gives "v" on the port `published`; "q" gathers what "i.o" was in each iteration.
-std::string iterated(int count, const std::string& inner, const std::string& connections, const std::string& gathered)
+// What `gathered`, a port inside of an iterator with the patches `inner` and "v" for its place, is in each iteration.
+std::string iterated(const char* count, const std::string& gathered, const std::string& inner = "",
+    const std::string& connections = "", const std::vector<double>& times = {0})
 {
-    return R"({"inputs": {"n": "i.inputCount"}, "outputs": {"list": "i.list", "last": "i.last"}, "values": {"n": )"
-        + std::to_string(count) + R"(},
-        "patches": {"i": {"class": "QCIterator", "outputs": {"list": "q.outputQueue", "last": ")"
-        + gathered + R"("},
-            "patches": {"v": {"class": "QCIteratorVariables"}, "q": {"class": "QCQueue", "inputs": {"inputSize": 100}})"
-        + inner + R"(},
-            "connections": [")"
-        + gathered + R"( > q.inputValue")" + connections + "]}}}";
+    Player player("{outputs: {out: 'i.list'}, patches: {i: QCIterator {inputCount: " + std::string(count)
+        + "} outputs {list: 'q.outputQueue'} patches {v: QCIteratorVariables, q: QCQueue {inputSize: 100}" + inner
+        + "} connections ['" + gathered + " > q.inputValue'" + connections + "]}}");
+    player.over(times);
+    return player.out();
 }
 
 } // namespace
@@ -26,29 +24,26 @@ std::string iterated(int count, const std::string& inner, const std::string& con
 // Position, count and index in each iteration; outputs of the iterator are those of its last one.
 TEST(Iterator, TellsItsNodesWhereTheyAre)
 {
-    EXPECT_EQ(Player(iterated(4, "", "", "v.outputIndex")).over({0}, "list"), "[0, 1, 2, 3]");
-    EXPECT_EQ(Player(iterated(5, "", "", "v.outputPosition")).over({0}, "list"), "[0, 0.25, 0.5, 0.75, 1]");
-    EXPECT_EQ(Player(iterated(1, "", "", "v.outputPosition")).over({0}, "list"), "[0]");
-    EXPECT_EQ(Player(iterated(3, "", "", "v.outputCount")).over({0}, "list"), "[3, 3, 3]");
-    EXPECT_EQ(Player(iterated(4, "", "", "v.outputIndex")).over({0}, "last"), "3");
-    EXPECT_EQ(evaluated(onePatch(R"("class": "QCIteratorVariables")", "outputCount")), "1") << "none is running";
-    Player player(iterated(3, "", "", "v.outputIndex"));
-    player.frame(0);
-    player.out("list");
+    EXPECT_EQ(iterated("4", "v.outputIndex"), "[0, 1, 2, 3]");
+    EXPECT_EQ(iterated("5", "v.outputPosition"), "[0, 0.25, 0.5, 0.75, 1]");
+    EXPECT_EQ(iterated("1", "v.outputPosition"), "[0]");
+    EXPECT_EQ(iterated("3", "v.outputCount"), "[3, 3, 3]");
+    EXPECT_EQ(evaluated(onePatch("QCIteratorVariables", "outputCount")), "1") << "none is running";
+    Player player(R"({inputs: {n: 'i.inputCount'}, values: {n: 4}, outputs: {out: 'i.last'}, patches: {
+        i: QCIterator {} outputs {last: 'v.outputIndex'} patches {v: QCIteratorVariables}}})");
+    EXPECT_EQ(player.over({0}), "3");
     player.graph->setInput("n", 0);
-    player.frame(1);
-    EXPECT_EQ(player.out("last"), "2") << "no iteration leaves what was";
+    EXPECT_EQ(player.over({1}), "3") << "no iteration leaves what was";
 }
 
 // A patch without memory that depends on nothing of the iteration is computed once; one that does, in each.
 TEST(Iterator, ComputesOnlyWhatDiffers)
 {
-    Player player(iterated(3, R"(, "a": {"class": "QCMath", "inputs": {"operation_1": 2, "operand_1": 10}})",
-        R"(, "v.outputIndex > a.inputValue")", "a.outputValue"));
-    EXPECT_EQ(player.over({0}, "list"), "[0, 10, 20]");
-    Player still(
-        R"({"patches": {"i": {"class": "QCIterator", "inputs": {"inputCount": 50}, "patches": {"a": {"class": "QCMath"}, "s": {"class": "QCSprite"}},
-        "connections": ["a.outputValue > s.inputX"]}}})");
+    EXPECT_EQ(iterated("3", "a.outputValue", ", a: QCMath {operation_1: 2, operand_1: 10}",
+                  ", 'v.outputIndex > a.inputValue'"),
+        "[0, 10, 20]");
+    Player still(R"({patches: {i: QCIterator {inputCount: 50} patches {a: QCMath, s: QCSprite}
+        connections ['a.outputValue > s.inputX']}})");
     EXPECT_EQ(still.frame(0).evaluations, 51u);
     EXPECT_EQ(still.frame(1).evaluations, 50u);
 }
@@ -57,42 +52,38 @@ TEST(Iterator, ComputesOnlyWhatDiffers)
 TEST(Iterator, KeepsMemoryApart)
 {
     // In iteration k a pulse comes in every frame in which the time is k + 1 or more.
-    Player player(iterated(3,
-        R"(, "t": {"class": "QCTime"}, "e": {"class": "QCConditional", "inputs": {"inputTest": 2}}, "c": {"class": "QCCounter"},
-        "f": {"class": "QCLogic"}, "b": {"class": "QCExpression", "settings": {"expression": "i + 0.5"}})",
-        R"(, "v.outputIndex > b.i", "t.outputTime > e.inputValue1", "b.outputResult > e.inputValue2", "e.outputResult > c.inputSignal")",
-        "c.outputCount"));
-    EXPECT_EQ(player.over({0}, "list"), "[0, 0, 0]");
-    EXPECT_EQ(player.over({1}, "list"), "[0, 0, 0, 1, 0, 0]");
-    EXPECT_EQ(player.over({2}, "list"), "[0, 0, 0, 1, 0, 0, 1, 1, 0]");
-    EXPECT_EQ(player.over({3}, "list"), "[0, 0, 0, 1, 0, 0, 1, 1, 0, 1, 1, 1]");
+    EXPECT_EQ(iterated("3", "c.outputCount",
+                  ", t: QCTime, e: QCConditional {inputTest: 2}, c: QCCounter, "
+                  "b: QCExpression with {expression: 'i + 0.5'}",
+                  ", 'v.outputIndex > b.i', 't.outputTime > e.inputValue1', 'b.outputResult > e.inputValue2', "
+                  "'e.outputResult > c.inputSignal'",
+                  {0, 1, 2, 3}),
+        "[0, 0, 0, 1, 0, 0, 1, 1, 0, 1, 1, 1]");
 }
 
 TEST(Iterator, NestsAndTheInnermostCounts)
 {
-    const std::string text
-        = R"({"outputs": {"list": "o.list"}, "patches": {"o": {"class": "QCIterator", "inputs": {"inputCount": 2}, "outputs": {"list": "q.outputQueue"},
-        "patches": {"v": {"class": "QCIteratorVariables"}, "q": {"class": "QCQueue", "inputs": {"inputSize": 100}},
-            "i": {"class": "QCIterator", "inputs": {"inputCount": 3, "outer": "e.outer"}, "outputs": {"r": "e.outputResult"}, "patches": {
-                "w": {"class": "QCPatch", "outputs": {"x": "v.outputIndex"}, "patches": {"v": {"class": "QCIteratorVariables"}}},
-                "e": {"class": "QCExpression", "settings": {"expression": "outer * 10 + inner"}}}, "connections": ["w.x > e.inner"]}},
-        "connections": ["v.outputIndex > i.outer", "i.r > q.inputValue"]}}})";
-    EXPECT_EQ(Player(text).over({0}, "list"), "[2, 12]");
+    EXPECT_EQ(iterated("2", "i.r",
+                  R"(, i: QCIterator {inputCount: 3, outer: 'e.outer'} outputs {r: 'e.outputResult'} patches {
+                w: QCPatch {} outputs {x: 'v.outputIndex'} patches {v: QCIteratorVariables},
+                e: QCExpression with {expression: 'outer * 10 + inner'}} connections ['w.x > e.inner'])",
+                  ", 'v.outputIndex > i.outer'"),
+        "[2, 12]");
 }
 
 // All iterators of a frame together stay below a bound, whatever the counts say.
 TEST(Iterator, EndsHoweverManyTimesItIsToRun)
 {
-    std::string inner = R"("s": {"class": "QCSprite"})";
+    std::string inner = "s: QCSprite", copies = "s: QCSprite";
     for (int level = 0; level < 5; ++level)
-        inner = R"("i": {"class": "QCIterator", "inputs": {"inputCount": 4000000000}, "patches": {)" + inner + "}}";
-    Player player(R"({"patches": {)" + inner + "}}");
-    EXPECT_LE(player.frame(0).evaluations, 1'000'000u);
-    EXPECT_LE(player.frame(1).evaluations, 1'000'000u);
-    Player copies(
-        R"({"patches": {"r": {"class": "QCReplicator", "inputs": {"inputCopies": 4000000000}, "patches": {"r": {"class": "QCReplicator",
-        "inputs": {"inputCopies": 4000000000}, "patches": {"s": {"class": "QCSprite"}}}}}}})");
-    EXPECT_LE(copies.frame(0).evaluations, 1'000'000u);
+        inner = "i: QCIterator {inputCount: 4000000000} patches {" + inner + "}";
+    for (int level = 0; level < 2; ++level)
+        copies = "r: QCReplicator {inputCopies: 4000000000} patches {" + copies + "}";
+    for (const std::string& patches : {inner, copies}) {
+        Player player("{patches: {" + patches + "}}");
+        EXPECT_LE(player.frame(0).evaluations, 1'000'000u);
+        EXPECT_LE(player.frame(1).evaluations, 1'000'000u);
+    }
 }
 
 } // namespace vitrel::qc

@@ -8,58 +8,33 @@
 
 namespace vitrel::qc {
 
-namespace {
-
-struct Row {
-    const char* members; // of the patch
-    const char* port;
-    const char* result;
-};
-
-void expectAll(std::initializer_list<Row> rows)
-{
-    for (const auto& [members, port, result] : rows)
-        EXPECT_EQ(evaluated(onePatch(members, port)), result) << members << " " << port;
-}
-
-} // namespace
-
 // Operations by their number, left to right without precedence; zero where arithmetic gives up.
 TEST(Math, AppliesItsOperationsInTurn)
 {
     const char* const results[] = {"9", "5", "14", "3.5", "1", "49", "2", "7", "7"};
     for (int k = 0; k <= 8; ++k) {
-        const std::string members = R"("class": "QCMath", "inputs": {"inputValue": 7, "operation_1": )"
-            + std::to_string(k) + R"(, "operand_1": 2},
-            "settings": {"numberOfOperations": 1})";
-        EXPECT_EQ(evaluated(onePatch(members, "outputValue")), results[k]) << "operation " << k;
+        const std::string operation = "QCMath {inputValue: 7, operand_1: 2, operation_1: " + std::to_string(k);
+        expectAll({{operation + "} with {numberOfOperations: 1}", "outputValue", results[k]}});
     }
     expectAll({
-        {R"("class": "QCMath", "settings": {"operationCount": 2}, "inputs": {"inputValue": 1, "operation_1": 0, "operand_1": 2, "operation_2": 2, "operand_2": 3})",
+        {"QCMath {inputValue: 1, operation_1: 0, operand_1: 2, operation_2: 2, operand_2: 3} with {operationCount: 2}",
             "outputValue", "9"},
-        {R"("class": "QCMath", "settings": {"numberOfOperations": 0}, "inputs": {"inputValue": 4})", "outputValue",
-            "4"},
-        {R"("class": "QCMath", "inputs": {"inputValue": 4, "operation_1": 3, "operand_1": 0})", "outputValue", "0"},
-        {R"("class": "QCMath", "inputs": {"inputValue": 4, "operation_1": 4, "operand_1": 0})", "outputValue", "0"},
-        {R"("class": "QCMath", "inputs": {"inputValue": -7, "operation_1": 4, "operand_1": 4})", "outputValue", "-3"},
-        {R"("class": "QCMath", "inputs": {"inputValue": -4, "operation_1": 5, "operand_1": 0.5})", "outputValue", "0"},
+        {"QCMath {inputValue: 4} with {numberOfOperations: 0}", "outputValue", "4"},
+        {"QCMath {inputValue: 4, operation_1: 3, operand_1: 0}", "outputValue", "0"},
+        {"QCMath {inputValue: 4, operation_1: 4, operand_1: 0}", "outputValue", "0"},
+        {"QCMath {inputValue: -7, operation_1: 4, operand_1: 4}", "outputValue", "-3"},
+        {"QCMath {inputValue: -4, operation_1: 5, operand_1: 0.5}", "outputValue", "0"},
     });
 }
 
+// For 00, 01, 10, 11: AND, OR, XOR, NOT of the first, NAND, NOR, NXOR.
 TEST(Logic, HasSevenOperations)
 {
-    // For 00, 01, 10, 11: AND, OR, XOR, NOT of the first, NAND, NOR, NXOR.
-    const char* const results[] = {"0001", "0111", "0110", "1100", "1110", "1000", "1001"};
-    for (int operation = 0; operation < 7; ++operation) {
-        std::string got;
-        for (int both = 0; both < 4; ++both) {
-            const std::string members = R"("class": "QCLogic", "inputs": {"inputOperation": )"
-                + std::to_string(operation) + R"(, "inputValue1": )" + std::to_string(both / 2) + R"(, "inputValue2": )"
-                + std::to_string(both % 2) + "}";
-            got += evaluated(onePatch(members, "outputResult")) == "true" ? '1' : '0';
-        }
-        EXPECT_EQ(got, results[operation]) << "operation " << operation;
-    }
+    const std::string results[] = {"0001", "0111", "0110", "1100", "1110", "1000", "1001"};
+    for (std::size_t k = 0; k < 7 * 4; ++k)
+        expectAll({{"QCLogic {inputOperation: " + std::to_string(k / 4) + ", inputValue1: " + std::to_string(k / 2 % 2)
+                + ", inputValue2: " + std::to_string(k % 2) + "}",
+            "outputResult", results[k / 4][k % 4] == '1' ? "true" : "false"}});
 }
 
 TEST(Conditional, ComparesWithATolerance)
@@ -73,62 +48,46 @@ TEST(Conditional, ComparesWithATolerance)
         {1.5, 1, 0.25, "011010"}, {1, 1, -1, "100011"}, // no tolerance below 0
     };
     for (const auto& [first, second, tolerance, results] : cases) {
-        std::string got;
-        for (int test = 0; test < 6; ++test) {
-            Player player(
-                R"({"inputs": {"a": "p.inputValue1", "b": "p.inputValue2", "t": "p.inputTolerance", "k": "p.inputTest"},
-                "outputs": {"out": "p.outputResult"}, "patches": {"p": {"class": "QCConditional"}}})");
-            player.graph->setInput("a", first);
-            player.graph->setInput("b", second);
-            player.graph->setInput("t", tolerance);
-            player.graph->setInput("k", test);
-            player.frame(0);
-            got += player.out() == "true" ? '1' : '0';
-        }
-        EXPECT_EQ(got, results) << first << " " << second << " " << tolerance;
+        for (int test = 0; test < 6; ++test)
+            expectAll({{"QCConditional {inputValue1: " + std::to_string(first)
+                    + ", inputValue2: " + std::to_string(second) + ", inputTolerance: " + std::to_string(tolerance)
+                    + ", inputTest: " + std::to_string(test) + "}",
+                "outputResult", results[test] == '1' ? "true" : "false"}});
     }
 }
 
 TEST(RoundAndRange, TakeNumbersApart)
 {
     expectAll({
-        {R"("class": "QCRoundValue", "inputs": {"inputValue": 2.5})", "outputRound", "3"},
-        {R"("class": "QCRoundValue", "inputs": {"inputValue": -2.5})", "outputRound", "-3"},
-        {R"("class": "QCRoundValue", "inputs": {"inputValue": -2.5})", "outputFloor", "-3"},
-        {R"("class": "QCRoundValue", "inputs": {"inputValue": -2.5})", "outputCeil", "-2"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": 7, "inputMin": 0, "inputMax": 5})", "outputClip", "5"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": 7, "inputMin": 0, "inputMax": 5})", "outputRoll", "2"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": -1, "inputMin": 0, "inputMax": 5})", "outputRoll", "4"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": -1, "inputMin": 10, "inputMax": 12})", "outputRoll",
-            "11"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": 3, "inputMin": 5, "inputMax": 1})", "outputClip", "3"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": 3, "inputMin": 2, "inputMax": 2})", "outputRoll", "2"},
-        {R"("class": "QCRangeValue", "inputs": {"inputValue": 1e9, "inputMin": 0, "inputMax": {"real": "nan"}})",
-            "outputClip", "1e+09"},
+        {"QCRoundValue {inputValue: 2.5}", "outputRound", "3"},
+        {"QCRoundValue {inputValue: -2.5}", "outputRound", "-3"},
+        {"QCRoundValue {inputValue: -2.5}", "outputFloor", "-3"},
+        {"QCRoundValue {inputValue: -2.5}", "outputCeil", "-2"},
+        {"QCRangeValue {inputValue: 7, inputMin: 0, inputMax: 5}", "outputClip", "5"},
+        {"QCRangeValue {inputValue: 7, inputMin: 0, inputMax: 5}", "outputRoll", "2"},
+        {"QCRangeValue {inputValue: -1, inputMin: 0, inputMax: 5}", "outputRoll", "4"},
+        {"QCRangeValue {inputValue: -1, inputMin: 10, inputMax: 12}", "outputRoll", "11"},
+        {"QCRangeValue {inputValue: 3, inputMin: 5, inputMax: 1}", "outputClip", "3"},
+        {"QCRangeValue {inputValue: 3, inputMin: 2, inputMax: 2}", "outputRoll", "2"},
+        {"QCRangeValue {inputValue: 1e9, inputMin: 0, inputMax: {real: 'nan'}}", "outputClip", "1e+09"},
     });
 }
 
 TEST(Colors, AreMadeOfComponentsAndTakenApart)
 {
     expectAll({
-        {R"("class": "QCColorFromComponents", "identifier": "rgb", "inputs": {"input1": 0.25, "input2": 0.5, "input3": 1, "inputAlpha": 0.5})",
-            "outputColor", "rgba(0.25, 0.5, 1, 0.5)"},
-        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 0, "input2": 1, "input3": 0.5})",
-            "outputColor", "rgba(1, 0, 0, 1)"},
-        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 0.5, "input2": 1, "input3": 0.25})",
-            "outputColor", "rgba(0, 0.5, 0.5, 1)"},
-        {R"("class": "QCColorFromComponents", "identifier": "hsl", "inputs": {"input1": 1.5, "input2": 1, "input3": 0.5})",
-            "outputColor", "rgba(0, 1, 1, 1)"},
-        {R"("class": "QCColorToComponents", "identifier": "rgb", "inputs": {"inputColor": "#ff8000ff"})", "output3",
-            "0"},
-        {R"("class": "QCColorToComponents", "identifier": "hsl", "inputs": {"inputColor": "#00ff00ff"})", "output1",
-            "0.333333"},
-        {R"("class": "QCColorToComponents", "identifier": "hsl", "inputs": {"inputColor": "#00ff00ff"})", "output3",
-            "0.5"},
-        {R"("class": "QCColorTransform", "inputs": {"inputColor": "#ff0000ff", "inputHue": 120, "inputAlpha": 0.5})",
-            "outputColor", "rgba(0, 1, 0, 0.5)"},
-        {R"("class": "QCColorMixer", "inputs": {"inputColor1": "#000000ff", "inputColor2": "#ffffff00", "inputMix": 0.25})",
-            "outputColor", "rgba(0.25, 0.25, 0.25, 0.75)"},
+        {"QCColorFromComponents/rgb {input1: 0.25, input2: 0.5, input3: 1, inputAlpha: 0.5}", "outputColor",
+            "rgba(0.25, 0.5, 1, 0.5)"},
+        {"QCColorFromComponents/hsl {input1: 0, input2: 1, input3: 0.5}", "outputColor", "rgba(1, 0, 0, 1)"},
+        {"QCColorFromComponents/hsl {input1: 0.5, input2: 1, input3: 0.25}", "outputColor", "rgba(0, 0.5, 0.5, 1)"},
+        {"QCColorFromComponents/hsl {input1: 1.5, input2: 1, input3: 0.5}", "outputColor", "rgba(0, 1, 1, 1)"},
+        {"QCColorToComponents/rgb {inputColor: '#ff8000ff'}", "output3", "0"},
+        {"QCColorToComponents/hsl {inputColor: '#00ff00ff'}", "output1", "0.333333"},
+        {"QCColorToComponents/hsl {inputColor: '#00ff00ff'}", "output3", "0.5"},
+        {"QCColorTransform {inputColor: '#ff0000ff', inputHue: 120, inputAlpha: 0.5}", "outputColor",
+            "rgba(0, 1, 0, 0.5)"},
+        {"QCColorMixer {inputColor1: '#000000ff', inputColor2: '#ffffff00', inputMix: 0.25}", "outputColor",
+            "rgba(0.25, 0.25, 0.25, 0.75)"},
     });
 }
 
@@ -152,12 +111,10 @@ TEST(Curves, FollowTheirFormulas)
         for (const double t : {0.2, 0.5, 0.7})
             EXPECT_NEAR(curve(in + 1, t), 1 - curve(in, 1 - t), 1e-12) << in;
     }
-    struct {
-        std::uint32_t number;
-        double at, value;
-    } const byHand[] = {{0, 0.3, 0.3}, {1, 0.5, 0.25}, {2, 0.5, 0.75}, {3, 0.25, 0.125}, {4, 0.5, 0.125},
-        {5, 0.5, 0.875}, {6, 0.25, 0.0625}, {7, 0.5, 0.03125}, {8, 0.1, 0.5}, {9, 0.25, 0.015625},
-        {10, 1.0 / 3, 1 - std::sqrt(3) / 2}, {11, 1.0 / 3, 0.5}, {12, 1.0 / 3, 0.25}, {99, 0.3, 0.3}};
+    const std::tuple<std::uint32_t, double, double> byHand[]
+        = {{0, 0.3, 0.3}, {1, 0.5, 0.25}, {2, 0.5, 0.75}, {3, 0.25, 0.125}, {4, 0.5, 0.125}, {5, 0.5, 0.875},
+            {6, 0.25, 0.0625}, {7, 0.5, 0.03125}, {8, 0.1, 0.5}, {9, 0.25, 0.015625},
+            {10, 1.0 / 3, 1 - std::sqrt(3) / 2}, {11, 1.0 / 3, 0.5}, {12, 1.0 / 3, 0.25}, {99, 0.3, 0.3}};
     for (const auto& [number, at, value] : byHand)
         EXPECT_NEAR(curve(number, at), value, 1e-12) << number;
 }

@@ -13,7 +13,9 @@ namespace vitrel::qc {
 
 const PatchRegistry& registry();
 
-// A composition from its text form; the test fails if the text isn't one.
+// A composition from its text form, with less ink: names go without quotes, texts may stand in single ones, and a patch
+// may be QCMath {inputValue: 4} with {numberOfOperations: 0}: its class, its inputs, its settings; then, if it has
+// them, outputs {...} patches {...} connections [...]. The test fails if the text is no composition.
 CompositionFile fileOf(std::string_view text);
 
 // A composition that is played by hand, without a picture.
@@ -29,7 +31,10 @@ public:
     PortValue value(const std::string& key = "out") { return graph->output(key, stage); }
     double number(const std::string& key = "out");
     // `key` at each of the times, in frames of their own.
-    std::string over(std::initializer_list<double> times, const std::string& key = "out");
+    std::string over(const std::vector<double>& times, const std::string& key = "out");
+
+    // The same after `frames` frames, at the times 0, 1, 2 and so on, each of which is asked for it.
+    std::string after(int frames, const std::string& key = "out");
 
     std::unique_ptr<CompositionFile> file;
     NullCanvas canvas;
@@ -42,9 +47,20 @@ public:
 std::string shown(const PortValue& value);
 
 // The published output "out" of a composition, at each of the times.
-std::string evaluated(std::string_view text, std::initializer_list<double> times = {0});
+std::string evaluated(std::string_view text, const std::vector<double>& times = {0});
 
-// The text form of one patch "p", whose members are given, with its output `port` published as "out".
-std::string onePatch(std::string_view members, std::string_view port);
+// A composition of the patch "p", with its output `port` published as "out".
+std::string onePatch(std::string_view patch, std::string_view port);
+
+// The text for each number from `from` on below `to`, with it for {k} and the one before it for {k-1}; commas between.
+std::string repeated(int from, int to, std::string_view text);
+
+// What a patch alone has at a port, at each of the times.
+struct Row {
+    std::string patch, port, result;
+    std::vector<double> times = {0};
+    const char* why = "";
+};
+void expectAll(std::initializer_list<Row> rows);
 
 } // namespace vitrel::qc

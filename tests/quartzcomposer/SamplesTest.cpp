@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 
 namespace vitrel::qc {
@@ -17,19 +16,22 @@ namespace vitrel::qc {
 namespace {
 
 // Compositions that people made, where they are at hand.
-std::vector<std::string> samples()
-{
-    std::vector<std::string> paths;
-    const char* const folder = std::getenv("VITREL_SHARED_SAMPLES");
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(
-             std::filesystem::path(folder ? folder : "/nowhere") / "compositions", error)) {
-        if (entry.path().extension() == ".qtz")
-            paths.push_back(entry.path());
+struct Samples : testing::Test {
+    void SetUp() override
+    {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(VITREL_SAMPLES "/compositions", error)) {
+            if (entry.path().extension() != ".qtz")
+                continue;
+            auto file = readCompositionFile(entry.path());
+            ASSERT_TRUE(file) << entry.path();
+            files.push_back(std::move(*file));
+        }
+        if (files.empty())
+            GTEST_SKIP();
     }
-    std::sort(paths.begin(), paths.end());
-    return paths;
-}
+    std::vector<CompositionFile> files;
+};
 
 bool sound(const PortValue& value, int depth = 0)
 {
@@ -44,73 +46,60 @@ bool sound(const PortValue& value, int depth = 0)
 
 } // namespace
 
-TEST(Samples, ComeBackFromTheirTextForm)
+TEST_F(Samples, ComeBackFromTheirTextForm)
 {
-    const auto paths = samples();
-    if (paths.empty())
-        GTEST_SKIP();
-    for (const std::string& path : paths) {
-        const auto file = readCompositionFile(path);
-        ASSERT_TRUE(file) << path;
-        const auto back = compositionFromText(textForm(*file), "");
-        ASSERT_TRUE(back) << path << ": " << back.error().reason;
-        EXPECT_EQ(difference(comparable(file->propertyList), comparable(*back)), "") << path;
+    for (const CompositionFile& file : files) {
+        const auto back = compositionFromText(textForm(file), "");
+        ASSERT_TRUE(back) << file.path << ": " << back.error().reason;
+        EXPECT_EQ(difference(comparable(file.propertyList), comparable(*back)), "") << file.path;
     }
 }
 
 // Every connection and publication leads somewhere, unless a stranger is at one of its ends; and the published inputs
 // are those of the file, with its values.
-TEST(Samples, ResolveWholly)
+TEST_F(Samples, ResolveWholly)
 {
-    const auto paths = samples();
-    if (paths.empty())
-        GTEST_SKIP();
-    for (const std::string& path : paths) {
-        const auto file = readCompositionFile(path);
-        ASSERT_TRUE(file) << path;
-        const CompositionGraph graph(*file, registry());
-        EXPECT_EQ(graph.dangling(), 0) << path;
+    for (const CompositionFile& file : files) {
+        const CompositionGraph graph(file, registry());
+        EXPECT_EQ(graph.dangling(), 0) << file.path;
         std::vector<std::string> keys, expected;
         for (const PublishedPort& port : graph.inputs()) {
             keys.push_back(port.key);
-            const auto given = file->inputParameters.find(port.key);
-            if (given == file->inputParameters.end())
+            const auto given = file.inputParameters.find(port.key);
+            if (given == file.inputParameters.end())
                 continue;
             if (given->second.number()) {
                 EXPECT_EQ(graph.input(port.key).number(),
                     port.type == PortType::Boolean ? double(*given->second.number() != 0) : *given->second.number())
-                    << path << " " << port.key;
+                    << file.path << " " << port.key;
             } else if (given->second.as<std::string>()) {
-                EXPECT_EQ(graph.input(port.key), given->second) << path << " " << port.key;
+                EXPECT_EQ(graph.input(port.key), given->second) << file.path << " " << port.key;
             }
         }
-        for (const FilePublishedPort& port : file->root.publishedInputs)
+        for (const FilePublishedPort& port : file.root.publishedInputs)
             expected.push_back(port.key);
-        EXPECT_TRUE(!graph.unsupported().empty() || keys == expected) << path;
+        EXPECT_TRUE(!graph.unsupported().empty() || keys == expected) << file.path;
     }
 }
 
-TEST(Samples, PlayForThreeSeconds)
+TEST_F(Samples, PlayForThreeSeconds)
 {
-    const auto paths = samples();
-    if (paths.empty() || !GLContext::current())
+    if (!GLContext::current())
         GTEST_SKIP();
     auto canvas = GLCanvas::make(320, 180, true);
     ASSERT_TRUE(canvas);
     std::vector<std::uint32_t> pixels(320 * 180);
-    for (const std::string& path : paths) {
-        const auto file = readCompositionFile(path);
-        ASSERT_TRUE(file) << path;
-        CompositionGraph graph(*file, registry());
+    for (const CompositionFile& file : files) {
+        CompositionGraph graph(file, registry());
         Stage stage(*canvas);
         canvas->clear({0, 0, 0, 1}, true, true, 0xF);
         for (int frame = 0; frame < 30; ++frame) {
             graph.frame(stage, frame / 10.0, Date::fromReferenceDate(frame / 10.0));
             canvas->readInto(pixels.data(), 320);
             for (const PublishedPort& port : graph.outputs())
-                EXPECT_TRUE(sound(graph.output(port.key, stage))) << path << " " << port.key;
+                EXPECT_TRUE(sound(graph.output(port.key, stage))) << file.path << " " << port.key;
         }
-        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR)) << path;
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR)) << file.path;
     }
 }
 

@@ -54,65 +54,61 @@ TEST(TextForm, BecomesThePropertyListOfTheFormat)
             "nan": {"real": "nan"}, "inf": {"real": "-inf"}, "when": {"date": 60}, "odd": {"dictionary": {"text": 1}}}}},
         "connections": [["a.b", "outputImage", "f", "inputImage"], "t.output.1 > f.in.2"]})",
         folder.path());
-    const std::string nodes = "rootPatch/state/nodes/";
-    EXPECT_EQ(at(list, "inputParameters/Name"), Value("No title"));
-    EXPECT_EQ(at(list, "rootPatch/class"), Value("QCPatch"));
-    EXPECT_EQ(at(list, nodes + "0/key"), Value("t"));
-    EXPECT_EQ(at(list, nodes + "0/state/ivarInputPortStates/inputGlyphSize/value"), Value(0.5));
-    EXPECT_EQ(at(list, nodes + "0/state/systemInputPortStates/_enable/value"), Value(true));
-    EXPECT_EQ(at(list, nodes + "0/state/manualLayout"), Value(false));
-    EXPECT_EQ(at(list, nodes + "0/state/script"), Value("a\n\nb"));
-    EXPECT_EQ(at(list, nodes + "1/key"), Value("a.b"));
-    EXPECT_EQ(at(list, nodes + "1/state/imageData"), Value(Bytes{'b', 'y', 't', 'e', 's'}));
-    EXPECT_EQ(at(list, nodes + "1/state/other"), Value(Bytes{1, 2, 255}));
-    EXPECT_EQ(at(list, nodes + "2/class"), Value("QCImageFilter"));
-    EXPECT_EQ(at(list, nodes + "2/identifier"), Value("CIGaussianBlur"));
-    const std::string ports = nodes + "2/state/ivarInputPortStates/";
-    EXPECT_EQ(at(list, ports + "inputColor/value"),
-        Value(Dictionary{{"red", 1.0}, {"green", 128 / 255.0}, {"blue", 0.0}, {"alpha", 1.0}}));
-    EXPECT_EQ(at(list, ports + "short/value/alpha"), Value(1.0));
-    EXPECT_EQ(at(list, ports + "text/value"), Value("#ff8000ff"));
+    const std::string root = "rootPatch/state/", nodes = root + "nodes/",
+                      ports = nodes + "2/state/ivarInputPortStates/", connections = root + "connections/connection_";
+    const std::pair<std::string, Value> places[] = {
+        {"inputParameters/Name", "No title"},
+        {"rootPatch/class", "QCPatch"},
+        {nodes + "0/key", "t"},
+        {nodes + "0/state/ivarInputPortStates/inputGlyphSize/value", 0.5},
+        {nodes + "0/state/systemInputPortStates/_enable/value", true},
+        {nodes + "0/state/manualLayout", false},
+        {nodes + "0/state/script", "a\n\nb"},
+        {nodes + "1/key", "a.b"},
+        {nodes + "1/state/imageData", Bytes{'b', 'y', 't', 'e', 's'}},
+        {nodes + "1/state/other", Bytes{1, 2, 255}},
+        {nodes + "2/class", "QCImageFilter"},
+        {nodes + "2/identifier", "CIGaussianBlur"},
+        {ports + "inputColor/value", Dictionary{{"red", 1.0}, {"green", 128 / 255.0}, {"blue", 0.0}, {"alpha", 1.0}}},
+        {ports + "short/value/alpha", 1.0},
+        {ports + "text/value", "#ff8000ff"},
+        {ports + "inf/value", -HUGE_VAL},
+        {ports + "when/value", Date::fromReferenceDate(60)},
+        {ports + "odd/value", Dictionary{{"text", 1}}},
+        {connections + "1/sourceNode", "a.b"},
+        {connections + "2/sourcePort", "output.1"},
+        {connections + "2/destinationPort", "in.2"},
+        {root + "publishedInputPorts/0/port", "inputString"},
+    };
+    for (const auto& [path, value] : places)
+        EXPECT_EQ(at(list, path), value) << path;
     EXPECT_TRUE(std::isnan(*at(list, ports + "nan/value").number()));
-    EXPECT_EQ(at(list, ports + "inf/value"), Value(-HUGE_VAL));
-    EXPECT_EQ(at(list, ports + "when/value"), Value(Date::fromReferenceDate(60)));
-    EXPECT_EQ(at(list, ports + "odd/value"), Value(Dictionary{{"text", 1}}));
-    EXPECT_EQ(at(list, "rootPatch/state/connections/connection_1/sourceNode"), Value("a.b"));
-    EXPECT_EQ(at(list, "rootPatch/state/connections/connection_2/sourcePort"), Value("output.1"));
-    EXPECT_EQ(at(list, "rootPatch/state/connections/connection_2/destinationPort"), Value("in.2"));
-    EXPECT_EQ(at(list, "rootPatch/state/publishedInputPorts/0/port"), Value("inputString"));
 }
 
-// A value that stands at the port that is published is the published input's.
-TEST(TextForm, MovesAPublishedPortsValueToItsPlace)
+// A value at the port that is published is the published input's; layers are drawn in the order of the text, not of the
+// alphabet.
+TEST(TextForm, MovesAPublishedPortsValueAndKeepsTheOrder)
 {
-    const Value root = listOf(
-        R"({"inputs": {"n": "m.inputValue"}, "patches": {"m": {"class": "QCMath", "inputs": {"inputValue": 5}}}})");
-    EXPECT_EQ(at(root, "inputParameters/n"), Value(5));
+    const Value root = listOf(R"({"inputs": {"z": "m.inputValue", "a": "a.input"},
+        "patches": {"m": {"class": "QCMath", "inputs": {"inputValue": 5}}, "a": {"class": "QCSplitter"}}})");
+    EXPECT_EQ(at(root, "inputParameters/z"), Value(5));
     EXPECT_TRUE(at(root, "rootPatch/state/nodes/0/state/ivarInputPortStates/inputValue").isNothing());
-    const Value inner = listOf(
-        R"({"patches": {"p": {"class": "QCPatch", "inputs": {"n": "m.inputValue"}, "patches": {"m": {"class": "QCMath", "inputs": {"inputValue": 5}}}}}})");
+    EXPECT_EQ(at(root, "rootPatch/state/nodes/0/key"), Value("m"));
+    EXPECT_EQ(at(root, "rootPatch/state/publishedInputPorts/0/key"), Value("z"));
+    const Value inner = listOf(R"({"patches": {"p": {"class": "QCPatch", "inputs": {"n": "m.inputValue"},
+        "patches": {"m": {"class": "QCMath", "inputs": {"inputValue": 5}}}}}})");
     EXPECT_EQ(at(inner, "rootPatch/state/nodes/0/state/publishedInputPorts/0/state/value"), Value(5));
-}
-
-// Layers are drawn in the order of the text, not of the alphabet.
-TEST(TextForm, KeepsTheOrderOfPatchesAndInputs)
-{
-    const Value list = listOf(
-        R"({"inputs": {"z": "b.input", "a": "a.input"}, "patches": {"b": {"class": "QCSplitter"}, "a": {"class": "QCSplitter"}}})");
-    EXPECT_EQ(at(list, "rootPatch/state/nodes/0/key"), Value("b"));
-    EXPECT_EQ(at(list, "rootPatch/state/publishedInputPorts/0/key"), Value("z"));
 }
 
 // One line with the place, for a person with an editor.
 TEST(TextForm, SaysWhatIsWrongWhere)
 {
-    struct {
-        const char *text, *reason;
-    } const cases[] = {
-        {"", "the text is no JSON object with \"patches\""},
-        {"[]", "the text is no JSON object with \"patches\""},
-        {"{\"patches\": {}", "the text is no JSON object with \"patches\""},
-        {R"({"inputs": {}})", "the text is no JSON object with \"patches\""},
+    const char* const noObject = "the text is no JSON object with \"patches\"";
+    const std::pair<const char*, const char*> cases[] = {
+        {"", noObject},
+        {"[]", noObject},
+        {"{\"patches\": {}", noObject},
+        {"{\"inputs\": {}}", noObject},
         {R"({"patches": {"a": 1}})", "in /a: a patch is an object"},
         {R"({"patches": {"a": {"class": "QCPatch", "patches": {"b": {}}}}})", "in /a/b: a patch needs a class"},
         {R"({"inputs": {"x": "a.b"}, "patches": {}})", "at the top: input \"x\" publishes no port of a patch here"},
@@ -149,10 +145,10 @@ TEST(TextForm, StandsWrongTypesEverywhere)
         "{\"ports\": {\"ivarInputPortStates\": {\"a\": [1]}}, \"published\": {\"publishedInputPorts\": 1}}"};
     for (const char* member : members) {
         for (const char* value : wrong) {
-            const std::string entry = "\"" + std::string(member) + "\": " + value;
+            const std::string entry = "\"" + std::string(member) + "\": " + value + "}";
             for (const std::string& text :
-                {"{\"patches\": {}, " + entry + "}", R"({"patches": {"p": {"class": "QCPatch", )" + entry + "}}}",
-                    R"({"patches": {}, "virtualPatches": {"/v": {"patches": {}, )" + entry + "}}}"}) {
+                {"{\"patches\": {}, " + entry, R"({"patches": {"p": {"class": "QCPatch", )" + entry + "}}",
+                    R"({"patches": {}, "virtualPatches": {"/v": {"patches": {}, )" + entry + "}}"}) {
                 const auto list = compositionFromText(text, "");
                 EXPECT_TRUE(list || !list.error().reason.empty()) << text;
                 if (list && compositionOfPropertyList(*list))
@@ -166,20 +162,19 @@ TEST(TextForm, StandsWrongTypesEverywhere)
 TEST(TextForm, ComesBackAsTheSameFile)
 {
     const auto port = [](Value value) { return Dictionary{{"value", std::move(value)}}; };
+    const auto node = [](const char* className, const char* key, Dictionary state) {
+        return Dictionary{{"class", className}, {"key", key}, {"state", std::move(state)}};
+    };
+    const Dictionary labelled{{"operand_1", port(1.5)}, {"label", Dictionary{{"userInfo", Bytes{1}}}}};
     const Dictionary state{
         {"nodes",
-            Array{Dictionary{{"class", "QCMath"}, {"key", "a.b"},
-                      {"state",
-                          Dictionary{{"ivarInputPortStates", Dictionary{{"inputValue", port(2)}}},
-                              {"customInputPortStates",
-                                  Dictionary{{"operand_1", port(1.5)}, {"label", Dictionary{{"userInfo", Bytes{1}}}}}},
-                              {"systemInputPortStates", Dictionary{{"_enable", port(false)}}},
-                              {"userInfo", Bytes{4, 11}}, {"numberOfOperations", 1}}}},
-                Dictionary{{"class", "QCSplitter"}, {"key", " > "},
-                    {"state", Dictionary{{"portClass", "QCNumberPort"}, {"indexLabels", Array{"-", "#ffffff"}}}}},
-                Dictionary{{"class", "/v"}, {"key", "v"},
-                    {"state", Dictionary{{"customInputPortStates", Dictionary{{"Z ", port(std::nan(""))}}}}}},
-                Dictionary{{"class", "QCPatch"}, {"key", "m"}, {"state", Dictionary{{"nodes", Array{}}}}}}},
+            Array{node("QCMath", "a.b",
+                      {{"ivarInputPortStates", Dictionary{{"inputValue", port(2)}}},
+                          {"customInputPortStates", labelled}, {"userInfo", Bytes{4, 11}},
+                          {"systemInputPortStates", Dictionary{{"_enable", port(false)}}}, {"numberOfOperations", 1}}),
+                node("QCSplitter", " > ", {{"portClass", "QCNumberPort"}, {"indexLabels", Array{"-", "#ffffff"}}}),
+                node("/v", "v", {{"customInputPortStates", Dictionary{{"Z ", port(std::nan(""))}}}}),
+                node("QCPatch", "m", {{"nodes", Array{}}})}},
         {"connections",
             Dictionary{{"connection_7",
                 Dictionary{{"sourceNode", "a.b"}, {"sourcePort", "outputValue"}, {"destinationNode", " > "},
@@ -189,20 +184,15 @@ TEST(TextForm, ComesBackAsTheSameFile)
                 {"state", Dictionary{{"userInfo", Bytes{9}}}}}}},
         {"publishedOutputPorts",
             Array{Dictionary{{"key", "out"}, {"node", " > "}, {"port", "output"}, {"state", Dictionary{}}}}}};
+    const Dictionary inner{{"nodes", Array{node("QCTime", "t", {{"timebase", "local"}})}}};
+    const Dictionary definition{{"frameworkVersion", "1"}, {"inputParameters", Dictionary{{"Z ", 3.0}}},
+        {"rootPatch", Dictionary{{"class", "QCPatch"}, {"state", inner}}}};
     const Value list = Dictionary{{"frameworkVersion", "{156.28}"}, {"description", "line\nline"}, {"aspectRatio", 1.6},
         {"templateImageData", Bytes{1, 2}}, {"portAttributes", Dictionary{{"in", Dictionary{{"name", "In"}}}}},
         {"inputParameters",
             Dictionary{{"in", Dictionary{{"red", 0.2}, {"green", 0.4}, {"blue", 0.6}, {"alpha", 1.0}}}}},
         {"rootPatch", Dictionary{{"class", "QCPatch"}, {"state", state}}},
-        {"virtualPatches",
-            Dictionary{{"/v",
-                Dictionary{{"frameworkVersion", "1"}, {"inputParameters", Dictionary{{"Z ", 3.0}}},
-                    {"rootPatch",
-                        Dictionary{{"class", "QCPatch"},
-                            {"state",
-                                Dictionary{{"nodes",
-                                    Array{Dictionary{{"class", "QCTime"}, {"key", "t"},
-                                        {"state", Dictionary{{"timebase", "local"}}}}}}}}}}}}}}};
+        {"virtualPatches", Dictionary{{"/v", definition}}}};
     const auto file = compositionOfPropertyList(list);
     ASSERT_TRUE(file);
     const auto back = compositionFromText(textForm(*file), "");

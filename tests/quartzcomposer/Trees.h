@@ -11,28 +11,34 @@ namespace vitrel::qc {
 // order of everything else stays.
 inline Value comparable(const Value& value);
 
-inline Value withoutPublishedValues(const Value& root)
+inline Dictionary dictionaryAt(const Dictionary& in, const std::string& key)
 {
-    Dictionary node = *root.dictionary();
-    Dictionary state = node.count("state") ? *node.at("state").dictionary() : Dictionary();
+    const auto found = in.find(key);
+    return found != in.end() && found->second.dictionary() ? *found->second.dictionary() : Dictionary();
+}
+
+// Takes the values out of the entries of published inputs in a node's state: those of a definition's root may repeat
+// the value of its parameters.
+inline Dictionary takePublishedValues(Dictionary& node)
+{
+    Dictionary values, state = dictionaryAt(node, "state");
+    const auto published = state.find("publishedInputPorts");
+    if (published == state.end() || !published->second.array())
+        return values;
     Array entries;
-    if (state.count("publishedInputPorts")) {
-        for (const Value& entry : *state.at("publishedInputPorts").array()) {
-            Dictionary members = *entry.dictionary();
-            if (members.count("state")) {
-                Dictionary inner = *members.at("state").dictionary();
-                inner.erase("value");
-                members.erase("state");
-                if (!inner.empty())
-                    members["state"] = inner;
-            }
-            entries.push_back(members);
-        }
-        state["publishedInputPorts"] = entries;
+    for (const Value& given : *published->second.array()) {
+        Dictionary entry = *given.dictionary(), inner = dictionaryAt(entry, "state");
+        if (inner.count("value"))
+            values[description(entry.at("key"))] = comparable(inner.at("value"));
+        inner.erase("value");
+        entry.erase("state");
+        if (!inner.empty())
+            entry["state"] = inner;
+        entries.push_back(entry);
     }
-    if (node.count("state"))
-        node["state"] = state;
-    return node;
+    published->second = entries;
+    node["state"] = state;
+    return values;
 }
 
 inline Value comparable(const Value& value)
@@ -43,62 +49,41 @@ inline Value comparable(const Value& value)
             all.push_back(comparable(member));
         return all;
     }
-    const auto* members = value.dictionary();
-    if (!members)
+    if (!value.dictionary())
         return value.number() && !value.as<bool>() ? Value(*value.number()) : value;
-    Dictionary all, ports;
+    Dictionary members = *value.dictionary(), all, ports, parameters;
     for (const char* kind : {"systemInputPortStates", "ivarInputPortStates", "customInputPortStates"}) {
-        const auto found = members->find(kind);
-        if (found == members->end() || !found->second.dictionary())
-            continue;
-        for (const auto& [key, port] : *found->second.dictionary()) {
-            if (port.dictionary()) {
-                Dictionary merged = ports[key].dictionary() ? *ports[key].dictionary() : Dictionary();
-                for (const auto& [part, inner] : *port.dictionary())
-                    merged.insert_or_assign(part, comparable(inner));
-                ports[key] = merged;
-            }
+        for (const auto& [key, port] : dictionaryAt(members, kind)) {
+            Dictionary merged = dictionaryAt(ports, key);
+            for (const auto& [part, inner] : *port.dictionary())
+                merged.insert_or_assign(part, comparable(inner));
+            ports[key] = merged;
         }
+        members.erase(kind);
     }
-    if (!ports.empty())
-        all["ports"] = ports;
-    // Entries of published inputs of a definition's root may repeat the value of its parameters.
-    const auto* root = members->count("rootPatch") ? members->at("rootPatch").dictionary() : nullptr;
-    const auto* state = root && root->count("state") ? root->at("state").dictionary() : nullptr;
-    const auto* published
-        = state && state->count("publishedInputPorts") ? state->at("publishedInputPorts").array() : nullptr;
-    Dictionary parameters;
-    for (std::size_t k = 0; published && k < published->size(); ++k) {
-        const auto* entry = (*published)[k].dictionary();
-        const auto* inner = entry && entry->count("state") ? entry->at("state").dictionary() : nullptr;
-        if (inner && inner->count("value"))
-            parameters[description(entry->at("key"))] = comparable(inner->at("value"));
+    if (Dictionary root = dictionaryAt(members, "rootPatch"); !root.empty()) {
+        parameters = takePublishedValues(root);
+        members["rootPatch"] = root;
     }
-    for (const auto& [key, member] : *members) {
-        if (key.ends_with("InputPortStates"))
-            continue;
+    for (const auto& [name, given] : dictionaryAt(members, "inputParameters"))
+        parameters.insert_or_assign(name, comparable(given));
+    members.erase("inputParameters");
+    if (const Dictionary connections = dictionaryAt(members, "connections"); !connections.empty()) {
+        std::vector<std::string> sorted;
+        for (const auto& [name, ends] : connections)
+            sorted.push_back(description(ends));
+        std::sort(sorted.begin(), sorted.end());
+        members["connections"] = Array(sorted.begin(), sorted.end());
+    }
+    for (const auto& [key, member] : members) {
         Value inner = comparable(member);
-        if (key == "rootPatch")
-            inner = withoutPublishedValues(inner);
-        if (key == "inputParameters") {
-            for (const auto& [name, given] : *inner.dictionary())
-                parameters.insert_or_assign(name, given);
-            continue;
-        }
-        if (key == "connections" && member.dictionary()) {
-            std::vector<std::string> sorted;
-            for (const auto& [name, ends] : *member.dictionary())
-                sorted.push_back(description(ends));
-            std::sort(sorted.begin(), sorted.end());
-            Array list(sorted.begin(), sorted.end());
-            inner = list;
-        }
-        if ((inner.dictionary() && inner.dictionary()->empty()) || (inner.array() && inner.array()->empty()))
-            continue;
-        all[key] = inner;
+        if (!(inner.dictionary() && inner.dictionary()->empty()) && !(inner.array() && inner.array()->empty()))
+            all[key] = inner;
     }
-    if (!parameters.empty())
-        all["inputParameters"] = parameters;
+    for (const auto& [key, gathered] : {std::pair("ports", ports), {"inputParameters", parameters}}) {
+        if (!gathered.empty())
+            all[key] = gathered;
+    }
     return all;
 }
 

@@ -97,12 +97,10 @@ TEST_F(View, DrawsNoFasterThanItsRate)
     show();
     ASSERT_TRUE(view->loadCompositionFromFile(write("moving.qtz", moving)));
     EXPECT_NEAR(framesIn(2), 120, 2);
-    view->setMaxRenderingFrameRate(10);
-    EXPECT_NEAR(framesIn(2), 20, 2);
-    view->setMaxRenderingFrameRate(0);
-    EXPECT_NEAR(framesIn(2), 120, 2);
-    view->setMaxRenderingFrameRate(1000);
-    EXPECT_NEAR(framesIn(2), 120, 2);
+    for (const auto& [rate, frames] : {std::pair(10, 20), {0, 120}, {1000, 120}}) {
+        view->setMaxRenderingFrameRate(rate);
+        EXPECT_NEAR(framesIn(2), frames, 2) << rate;
+    }
 }
 
 TEST_F(View, PauseKeepsTheTimeAndStopBeginsAnew)
@@ -142,7 +140,7 @@ TEST_F(View, WithoutAWindowKeepsItsInputsAndDrawsNothing)
     EXPECT_EQ(framesIn(5), 0u);
 }
 
-TEST_F(View, EvaluatesNothingWhileItIsHidden)
+TEST_F(View, EvaluatesNothingWhileItIsHiddenAndFollowsTheSizeOfItsSurface)
 {
     show();
     ASSERT_TRUE(view->loadCompositionFromFile(write("moving.qtz", moving)));
@@ -153,11 +151,6 @@ TEST_F(View, EvaluatesNothingWhileItIsHidden)
     EXPECT_EQ(view->evaluations(), before);
     surface->hidden = false;
     EXPECT_GT(framesIn(2), 60u) << "comes back within its beat";
-}
-
-TEST_F(View, FollowsTheSizeOfItsSurface)
-{
-    show();
     ASSERT_TRUE(view->loadCompositionFromFile(write("still.qtz", still)));
     framesIn(1);
     surface->memory.resize(100, 20);

@@ -51,11 +51,7 @@ const std::string kUsual
 
 TEST(SaverList, KnowsItsEntryInEverySpelling)
 {
-    struct {
-        const char* entry;
-        State state;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<const char*, State, const char*> cases[] = {
         {"vitrel", State::Listed, "a command alone"},
         {"\t\"My saver\"\t/opt/v/bin/vitrel --root --file a.qtz ", State::Listed, "a name and a path"},
         {" GL: vitrel --root", State::Listed, "a visual"},
@@ -79,11 +75,7 @@ TEST(SaverList, KnowsItsEntryInEverySpelling)
 // A byte of the user's that is lost, an entry that swallows its neighbour, a list that isn't ended.
 TEST(SaverList, ComesLastAndGoesWithoutATrace)
 {
-    struct {
-        std::string text;
-        std::vector<std::string> before;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<std::string, std::vector<std::string>, const char*> cases[] = {
         {kUsual, {"GL: \t\t\"Bars\"  bars --root", "-\t\t\"Off\"  off --root"}, "the usual one"},
         {"programs: a\\n\\\n  b", {"a", "b"}, "no line end at the end"},
         {"programs: a\\n\\\n", {"a"}, "a last line that goes on into nothing"},
@@ -116,21 +108,16 @@ TEST(SaverList, ComesLastAndGoesWithoutATrace)
         EXPECT_THAT(entriesOf(with), ElementsAre(kOurs)) << text << ": " << with;
         EXPECT_EQ(listOf(with).without(), "") << text;
     }
-}
-
-TEST(SaverList, IsSwitchedOnWhereItStands)
-{
     EXPECT_EQ(listOf("programs: a\\n\\\n-\t\"V\" vitrel -x\\n b\n").with("vitrel --root"),
-        "programs: a\\n\\\n\t\"V\" vitrel -x\\n b\n");
+        "programs: a\\n\\\n\t\"V\" vitrel -x\\n b\n")
+        << "switched on where it stands";
     EXPECT_EQ(listOf("programs: \\-vitrel").with("vitrel"), "programs: vitrel") << "the mark may be escaped";
 }
 
 // A wrong number and the user's screen shows another saver than the chosen one.
 TEST(SaverList, TheChosenSaverStaysChosen)
 {
-    struct {
-        const char *text, *without, *why;
-    } const cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"selected: 2\nprograms: vitrel \\n a \\n b\n", "selected: 1\nprograms: a \\n b\n", "behind it"},
         {"programs: a \\n vitrel \\n b\nselected:\t2 \n", "programs: a  \\n b\nselected:\t1 \n", "and after it"},
         {"programs: a \\n vitrel \\n b\nselected: 0\n", "programs: a  \\n b\nselected: 0\n", "ahead of it"},
@@ -147,9 +134,7 @@ TEST(SaverList, TheChosenSaverStaysChosen)
 TEST(SaverList, LeavesAloneWhatItDoesNotUnderstand)
 {
     using namespace std::string_literals;
-    struct {
-        std::string text, why;
-    } const cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"programs: a\0b\n"s, "it isn't text"},
         {"timeout: 1\r\nprograms: a\r\n", "it isn't text"},
         {"a: b\\\n c\nnonsense\n", "line 3 is no setting"},

@@ -28,11 +28,7 @@ std::string listed(const ScriptHeader& header)
 
 TEST(ScriptHeader, IsFoundWhereverItStands)
 {
-    struct {
-        const char* text;
-        const char* ports;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"function (__number a) main (__string b) { }", "N:a|S:b", "the plain form"},
         {"function () main () {}", "|", "no ports"},
         {"function(__boolean a,__index b,__number c,__string d,__color e,__image f,__structure g,__virtual h)main(){}",
@@ -76,10 +72,7 @@ TEST(ScriptHeader, IsFoundWhereverItStands)
 
 TEST(ScriptHeader, TheTextBecomesPlainJavaScriptLineByLine)
 {
-    struct {
-        const char* text;
-        const char* source;
-    } const cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"var n = 0;\nfunction (__number a,\n__number b) main (__number c , __string d[2])\n{\n return 1; }",
             "var n = 0;\nfunction main(c, d) {\n\n\n return 1; }"},
         {"function () main () { __structure params = new Object(); }",

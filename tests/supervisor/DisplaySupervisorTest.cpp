@@ -59,6 +59,22 @@ protected:
             exitCode = code;
         };
     }
+    // Each gives what became of the children.
+    std::string displays(const std::set<std::string>& list)
+    {
+        supervisor.setDisplays({list.begin(), list.end()});
+        return children.take();
+    }
+    std::string pass(double seconds)
+    {
+        in.fastForwardBy(Seconds(seconds));
+        return children.take();
+    }
+    std::string exits(const std::string& display, int status, double seconds = 0)
+    {
+        children.exit(display, status);
+        return seconds > 0 ? pass(seconds) : children.take();
+    }
     ManualLoop in;
     Children children;
     DisplaySupervisor supervisor{in.loop, children};
@@ -68,106 +84,73 @@ protected:
 
 TEST_F(Supervisor, EachDisplayHasAChildAndOneThatCrashedIsBackWithinASecond)
 {
-    supervisor.setDisplays({"a", "b"});
-    EXPECT_EQ(children.take(), " +a +b");
-    children.exit("a", -SIGSEGV);
-    in.fastForwardBy(Seconds(1));
-    EXPECT_EQ(children.take(), " +a") << "b goes on";
-    children.exit("a", 1);
-    in.fastForwardBy(Seconds(1));
-    EXPECT_EQ(children.take(), " +a") << "a failure is a crash";
+    EXPECT_EQ(displays({"a", "b"}), " +a +b");
+    EXPECT_EQ(exits("a", -SIGSEGV, 1), " +a") << "b goes on";
+    EXPECT_EQ(exits("a", 1, 1), " +a") << "a failure is a crash";
     EXPECT_EQ(exitCode, -1);
 }
 
 TEST_F(Supervisor, TheThirdCrashBringsTheDefaultCompositionAndItsCrashesComeSlower)
 {
-    supervisor.setDisplays({"a", "b"});
-    children.take();
-    std::string starts;
-    for (int crash = 0; crash < 3; ++crash) {
-        children.exit("a", -SIGSEGV);
-        in.fastForwardBy(Seconds(1));
-    }
-    EXPECT_EQ(children.take(), " +a +a *a");
+    displays({"a", "b"});
+    for (const char* start : {" +a", " +a", " *a"})
+        EXPECT_EQ(exits("a", -SIGSEGV, 1), start);
     for (const double pause : {1.0, 2.0, 4.0}) {
-        children.exit("a", -SIGSEGV);
-        in.fastForwardBy(Seconds(pause - 0.01));
-        EXPECT_EQ(children.take(), "") << pause;
-        in.fastForwardBy(Seconds(0.02));
-        EXPECT_EQ(children.take(), " *a") << pause;
+        EXPECT_EQ(exits("a", -SIGSEGV, pause - 0.01), "") << pause;
+        EXPECT_EQ(pass(0.02), " *a") << pause;
     }
-    for (int crash = 0; crash < 20; ++crash) {
-        children.exit("a", -SIGSEGV);
-        in.fastForwardBy(Seconds(30));
-        EXPECT_EQ(children.take(), " *a") << "never given up";
-    }
-    children.exit("b", -SIGSEGV);
-    in.fastForwardBy(Seconds(1));
-    EXPECT_EQ(children.take(), " +b") << "each display for itself";
+    for (int crash = 0; crash < 20; ++crash)
+        EXPECT_EQ(exits("a", -SIGSEGV, 30), " *a") << "never given up";
+    EXPECT_EQ(exits("b", -SIGSEGV, 1), " +b") << "each display for itself";
 }
 
 TEST_F(Supervisor, AChildThatRanForLongStartsToCountAnew)
 {
-    supervisor.setDisplays({"a"});
+    displays({"a"});
     for (int crash = 0; crash < 5; ++crash) {
-        in.fastForwardBy(Seconds(400));
-        children.exit("a", -SIGSEGV);
-        in.fastForwardBy(Seconds(1));
+        pass(400);
+        EXPECT_EQ(exits("a", -SIGSEGV, 1), " +a");
     }
-    EXPECT_EQ(children.take(), " +a +a +a +a +a +a");
 }
 
 TEST_F(Supervisor, AChildThatHangsIsKilledUnlessTheWholeMachineSlept)
 {
-    supervisor.setDisplays({"a", "b"});
-    in.fastForwardBy(Seconds(100));
-    children.take();
+    displays({"a", "b"});
+    pass(100);
     children.hanging = {"a"};
-    in.fastForwardBy(Seconds(5));
-    EXPECT_EQ(children.take(), "");
-    in.fastForwardBy(Seconds(4));
-    EXPECT_EQ(children.take(), " !a") << "and b goes on";
+    EXPECT_EQ(pass(5), "");
+    EXPECT_EQ(pass(4), " !a") << "and b goes on";
     children.hanging = {};
-    children.exit("a", -SIGKILL);
-    in.fastForwardBy(Seconds(0.3));
-    EXPECT_EQ(children.take(), " +a") << "back at once";
+    EXPECT_EQ(exits("a", -SIGKILL, 0.3), " +a") << "back at once";
     children.hanging = {"a", "b"};
     in.clock.time += Seconds(3600);
     in.loop.turn();
-    in.fastForwardBy(Seconds(5));
-    EXPECT_EQ(children.take(), "") << "they get their time again";
-    in.fastForwardBy(Seconds(4));
-    EXPECT_EQ(children.take(), " !a !b");
+    EXPECT_EQ(pass(5), "") << "they get their time again";
+    EXPECT_EQ(pass(4), " !a !b");
 }
 
 TEST_F(Supervisor, OneThatIsDismissedEndsAll)
 {
-    supervisor.setDisplays({"a", "b", "c"});
-    children.exit("c", -SIGSEGV); // waits for its next start
-    children.take();
-    children.exit("a", int(DisplayExit::Dismissed));
-    EXPECT_EQ(children.take(), " -b");
+    displays({"a", "b", "c"});
+    exits("c", -SIGSEGV); // waits for its next start
+    EXPECT_EQ(exits("a", int(DisplayExit::Dismissed)), " -b");
     in.loop.turn();
     EXPECT_EQ(exitCode, -1);
-    children.exit("b", 0);
+    exits("b", 0);
     in.loop.turn();
     EXPECT_EQ(exitCode, 0);
-    in.fastForwardBy(Seconds(60));
-    EXPECT_EQ(children.take(), "") << "c isn't started any more";
+    EXPECT_EQ(pass(60), "") << "c isn't started any more";
 }
 
 TEST_F(Supervisor, AStopTakesASecondAtMostWhateverTheChildrenDo)
 {
-    supervisor.setDisplays({"a", "b"});
-    children.take();
+    displays({"a", "b"});
     supervisor.stop();
     supervisor.stop();
     EXPECT_EQ(children.take(), " -a -b");
-    children.exit("a", -SIGTERM);
-    in.fastForwardBy(Seconds(0.95));
-    EXPECT_EQ(children.take(), " !b");
+    EXPECT_EQ(exits("a", -SIGTERM, 0.95), " !b");
     EXPECT_EQ(exitCode, -1);
-    in.fastForwardBy(Seconds(5));
+    pass(5);
     EXPECT_EQ(exitCode, 0);
     EXPECT_LE(endedAt, Seconds(1)) << "though b is still there";
 }
@@ -181,60 +164,44 @@ TEST_F(Supervisor, AStopWithoutChildrenEndsAtOnce)
 
 TEST_F(Supervisor, DisplaysThatComeAndGoGetAndLoseTheirChildren)
 {
-    supervisor.setDisplays({"a", "b"});
-    children.take();
-    supervisor.setDisplays({"b", "c"});
-    EXPECT_EQ(children.take(), " -a +c");
-    supervisor.setDisplays({"b", "c"});
-    EXPECT_EQ(children.take(), "") << "told once";
-    supervisor.setDisplays({"a", "b", "c"});
-    EXPECT_EQ(children.take(), "") << "the old child is still there";
-    children.exit("a", 0);
-    EXPECT_EQ(children.take(), " +a") << "and was no dismissal";
-    in.fastForwardBy(Seconds(2));
-    EXPECT_EQ(children.take(), "") << "the new child isn't killed for the old one";
+    displays({"a", "b"});
+    EXPECT_EQ(displays({"b", "c"}), " -a +c");
+    EXPECT_EQ(displays({"b", "c"}), "") << "told once";
+    EXPECT_EQ(displays({"a", "b", "c"}), "") << "the old child is still there";
+    EXPECT_EQ(exits("a", 0), " +a") << "and was no dismissal";
+    EXPECT_EQ(pass(2), "") << "the new child isn't killed for the old one";
 
-    supervisor.setDisplays({"b", "c"});
-    EXPECT_EQ(children.take(), " -a");
-    in.fastForwardBy(Seconds(1));
-    EXPECT_EQ(children.take(), " !a") << "one that doesn't listen";
-    children.exit("a", -SIGKILL);
-    EXPECT_EQ(children.take(), "");
+    EXPECT_EQ(displays({"b", "c"}), " -a");
+    EXPECT_EQ(pass(1), " !a") << "one that doesn't listen";
+    EXPECT_EQ(exits("a", -SIGKILL), "");
 
-    children.exit("b", -SIGSEGV);
-    supervisor.setDisplays({"c"});
-    in.fastForwardBy(Seconds(5));
-    EXPECT_EQ(children.take(), "") << "a start that was put off";
+    exits("b", -SIGSEGV);
+    displays({"c"});
+    EXPECT_EQ(pass(5), "") << "a start that was put off";
     EXPECT_EQ(exitCode, -1);
 }
 
 TEST_F(Supervisor, ItEndsWhenNoDisplayIsLeft)
 {
-    supervisor.setDisplays({"a", "b"});
-    children.exit("a", int(DisplayExit::Gone));
-    in.fastForwardBy(Seconds(5));
+    displays({"a", "b"});
+    EXPECT_EQ(exits("a", int(DisplayExit::Gone), 5), "");
     EXPECT_EQ(exitCode, -1);
-    children.exit("b", int(DisplayExit::Gone));
-    in.fastForwardBy(Seconds(5));
+    EXPECT_EQ(exits("b", int(DisplayExit::Gone), 5), "");
     EXPECT_EQ(exitCode, 0);
-    EXPECT_EQ(children.take(), " +a +b");
 }
 
-TEST_F(Supervisor, WithoutADisplayToPlayOnItFails)
-{
-    supervisor.setDisplays({});
-    in.fastForwardBy(Seconds(1));
-    EXPECT_EQ(exitCode, 1);
-}
-
-TEST_F(Supervisor, AChildThatCannotBeStartedIsTriedAgain)
+TEST_F(Supervisor, WithoutADisplayToPlayOnItFailsAndAChildThatCannotBeStartedIsTriedAgain)
 {
     children.fails = true;
-    supervisor.setDisplays({"a"});
-    in.fastForwardBy(Seconds(0.2));
+    displays({"a"});
+    pass(0.2);
     children.fails = false;
-    in.fastForwardBy(Seconds(1));
-    EXPECT_EQ(children.take(), " +a");
+    EXPECT_EQ(pass(1), " +a");
+    DisplaySupervisor other(in.loop, children);
+    other.onEnded = [this](int code) { exitCode = code; };
+    other.setDisplays({});
+    pass(1);
+    EXPECT_EQ(exitCode, 1);
 }
 
 } // namespace

@@ -56,7 +56,8 @@ TEST(ForkedDisplays, HearsThatAChildIsAliveAndThatItHasNothingMoreToSay)
     ForkedDisplays displays(
         in.loop,
         [](const std::string& display, bool) {
-            const std::string say = display == "talks" ? "while echo x >&3; do sleep 0.02; done" : "exec 3>&-; sleep 60";
+            const std::string say
+                = display == "talks" ? "while echo x >&3; do sleep 0.02; done" : "exec 3>&-; sleep 60";
             return std::vector<std::string>{"sh", "-c", say};
         },
         "/bin/sh");

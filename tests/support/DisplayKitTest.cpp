@@ -67,18 +67,9 @@ struct Displays {
 
 TEST(DisplayKit, ANumberIsUnsignedWith32BitsOrAbsent)
 {
-    struct {
-        Value entry;
-        std::optional<std::string> text;
-    } const cases[] = {
-        {Value(), std::nullopt},
-        {Value("7"), std::nullopt},
-        {Value(-1), std::nullopt},
-        {Value(std::int64_t(4294967296)), std::nullopt},
-        {Value(7.0), std::nullopt},
-        {Value(std::int64_t(4294967295)), "4294967295"},
-        {Value(0), "0"},
-    };
+    const std::pair<Value, std::optional<std::string>> cases[] = {{Value(), std::nullopt}, {Value("7"), std::nullopt},
+        {Value(-1), std::nullopt}, {Value(std::int64_t(4294967296)), std::nullopt}, {Value(7.0), std::nullopt},
+        {Value(std::int64_t(4294967295)), "4294967295"}, {Value(0), "0"}};
     for (const auto& [entry, text] : cases) {
         const NSScreen screen = screenWith(entry);
         EXPECT_EQ(displayIDInt(screen).has_value(), text.has_value()) << description(entry);

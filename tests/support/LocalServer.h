@@ -79,24 +79,20 @@ public:
         , listener_(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
         sockaddr_in6 address = {};
-        socklen_t size = sizeof address;
         auto& four = reinterpret_cast<sockaddr_in&>(address);
-        if (family == AF_INET) {
-            size = sizeof four;
-            four.sin_family = AF_INET;
-            four.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin6_family = static_cast<sa_family_t>(family);
+        address.sin6_port = htons(static_cast<std::uint16_t>(port)); // at the same place in both
+        if (family == AF_INET)
             four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        } else {
-            address.sin6_family = AF_INET6;
-            address.sin6_port = htons(static_cast<std::uint16_t>(port));
+        else
             address.sin6_addr = in6addr_loopback;
-        }
+        socklen_t size = family == AF_INET ? sizeof four : sizeof address;
         const int on = 1;
         ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
         const bool bound = ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) == 0;
         ::listen(listener_, 64);
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-        port_ = bound ? ntohs(family == AF_INET ? four.sin_port : address.sin6_port) : 0;
+        port_ = bound ? ntohs(address.sin6_port) : 0;
         accepting_ = std::thread([this] { acceptAll(); });
     }
     // Gives every request the same answer.
@@ -197,28 +193,25 @@ private:
     static bool read(int socket, Request& request)
     {
         std::string bytes;
-        const auto readUntil = [&](const std::function<bool()>& isEnough) {
+        const auto more = [&] {
             char piece[4096];
-            while (!isEnough()) {
-                const auto count = ::recv(socket, piece, sizeof piece, 0);
-                if (count <= 0)
-                    return false;
-                bytes.append(piece, static_cast<std::size_t>(count));
-            }
-            return true;
+            const auto count = ::recv(socket, piece, sizeof piece, 0);
+            bytes.append(piece, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+            return count > 0;
         };
         const auto isHttp = [&] { return bytes.empty() || (bytes[0] >= 'A' && bytes[0] <= 'Z'); };
-        if (!readUntil([&] { return !isHttp() || bytes.find("\r\n\r\n") != bytes.npos; }))
-            return false;
+        while (isHttp() && bytes.find("\r\n\r\n") == bytes.npos)
+            if (!more())
+                return false;
         if (!isHttp())
             return true;
         const auto end = bytes.find("\r\n\r\n");
         parseHead(bytes.substr(0, end + 2), request);
         bytes.erase(0, end + 4);
         const auto length = std::strtoul(request.header("content-length").c_str(), nullptr, 10);
-        const bool complete = readUntil([&] { return bytes.size() >= length; });
+        while (bytes.size() < length && more()) { }
         request.body = bytes.substr(0, length);
-        return complete;
+        return bytes.size() >= length;
     }
 
     static void parseHead(std::string_view head, Request& request)

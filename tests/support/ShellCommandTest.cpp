@@ -41,11 +41,7 @@ using Status = ShellCommandStatus;
 
 TEST_F(ShellCommandTest, GivesOutputAndStatus)
 {
-    const struct {
-        const char* command;
-        std::optional<std::string> output;
-        Status status;
-    } cases[] = {
+    const std::tuple<const char*, std::optional<std::string>, Status> cases[] = {
         {"echo 'a  b'", "a  b\n", Status::success},
         {"true", std::nullopt, Status::successButNoAvailableDataReturnedEmpty},
         {"", std::nullopt, Status::successButNoAvailableDataReturnedEmpty},

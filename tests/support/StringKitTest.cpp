@@ -22,10 +22,7 @@ std::string hex(const MD5Digest& digest)
 TEST(HashMD5Data, IsTheDigestOfTheStandard)
 {
     const std::string digits = "1234567890";
-    struct {
-        std::string text;
-        const char* digest;
-    } const cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"", "d41d8cd98f00b204e9800998ecf8427e"},
         {"a", "0cc175b9c0f1b6a831c399e269772661"},
         {"abc", "900150983cd24fb0d6963f7d28e17f72"},

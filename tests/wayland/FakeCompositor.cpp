@@ -77,17 +77,15 @@ wl_resource* make(wl_client* client, wl_resource* parent, const wl_interface& in
     return made;
 }
 
-const struct wl_region_interface kRegion = {
-    .destroy = destroy,
-    .add = [](wl_client*, wl_resource*, std::int32_t, std::int32_t, std::int32_t, std::int32_t) {},
-    .subtract = [](wl_client*, wl_resource*, std::int32_t, std::int32_t, std::int32_t, std::int32_t) {},
-};
+// What a client asks for and this compositor doesn't do.
+constexpr auto ignore = [](auto...) {};
 
-const struct wl_surface_interface kSurface = {
-    .destroy = destroy,
+const struct wl_region_interface kRegion = {.destroy = destroy, .add = ignore, .subtract = ignore};
+
+const struct wl_surface_interface kSurface = {.destroy = destroy,
     .attach = [](wl_client*, wl_resource* surface, wl_resource* buffer, std::int32_t,
                   std::int32_t) { of(surface).pending = buffer; },
-    .damage = [](wl_client*, wl_resource*, std::int32_t, std::int32_t, std::int32_t, std::int32_t) {},
+    .damage = ignore,
     .frame =
         [](wl_client* client, wl_resource* surface, std::uint32_t id) {
             auto* callback = wl_resource_create(client, &wl_callback_interface, 1, id);
@@ -95,8 +93,8 @@ const struct wl_surface_interface kSurface = {
                 [](wl_resource* callback) { std::erase(of(callback).frames, callback); });
             of(surface).frames.push_back(callback);
         },
-    .set_opaque_region = [](wl_client*, wl_resource*, wl_resource*) {},
-    .set_input_region = [](wl_client*, wl_resource*, wl_resource*) {},
+    .set_opaque_region = ignore,
+    .set_input_region = ignore,
     .commit =
         [](wl_client*, wl_resource* surface) {
             auto& in = of(surface);
@@ -106,17 +104,15 @@ const struct wl_surface_interface kSurface = {
             else if (!in.configured && (in.layer || in.toplevel))
                 in.configure(in.outside->firstWidth, in.outside->firstHeight);
         },
-    .set_buffer_transform = [](wl_client*, wl_resource*, std::int32_t) {},
+    .set_buffer_transform = ignore,
     .set_buffer_scale =
         [](wl_client*, wl_resource* surface, std::int32_t scale) {
             auto& picture = of(surface).state.picture;
-            if (!picture)
-                picture = FakeCompositor::Picture();
+            picture = picture.value_or(FakeCompositor::Picture());
             picture->scale = scale;
         },
-    .damage_buffer = [](wl_client*, wl_resource*, std::int32_t, std::int32_t, std::int32_t, std::int32_t) {},
-    .offset = [](wl_client*, wl_resource*, std::int32_t, std::int32_t) {},
-};
+    .damage_buffer = ignore,
+    .offset = ignore};
 
 const struct wl_compositor_interface kCompositor = {
     .create_surface =
@@ -132,18 +128,16 @@ const struct wl_compositor_interface kCompositor = {
                          std::uint32_t id) { make(client, compositor, wl_region_interface, id, &kRegion); },
 };
 
-const struct zwlr_layer_surface_v1_interface kLayer = {
-    .set_size = [](wl_client*, wl_resource*, std::uint32_t, std::uint32_t) {},
-    .set_anchor = [](wl_client*, wl_resource*, std::uint32_t) {},
-    .set_exclusive_zone = [](wl_client*, wl_resource*, std::int32_t) {},
-    .set_margin = [](wl_client*, wl_resource*, std::int32_t, std::int32_t, std::int32_t, std::int32_t) {},
-    .set_keyboard_interactivity = [](wl_client*, wl_resource*, std::uint32_t) {},
-    .get_popup = [](wl_client*, wl_resource*, wl_resource*) {},
+const struct zwlr_layer_surface_v1_interface kLayer = {.set_size = ignore,
+    .set_anchor = ignore,
+    .set_exclusive_zone = ignore,
+    .set_margin = ignore,
+    .set_keyboard_interactivity = ignore,
+    .get_popup = ignore,
     .ack_configure
     = [](wl_client*, wl_resource* layer, std::uint32_t serial) { of(layer).state.acknowledged = serial == 7; },
     .destroy = destroy,
-    .set_layer = [](wl_client*, wl_resource*, std::uint32_t) {},
-};
+    .set_layer = ignore};
 
 const struct zwlr_layer_shell_v1_interface kLayerShell = {
     .get_layer_surface =
@@ -158,13 +152,11 @@ const struct zwlr_layer_shell_v1_interface kLayerShell = {
     .destroy = destroy,
 };
 
-const struct xdg_toplevel_interface kToplevel = {
-    .destroy = destroy,
-    .set_parent = [](wl_client*, wl_resource*, wl_resource*) {},
-    .set_title = [](wl_client*, wl_resource*, const char*) {},
-    .set_app_id = [](wl_client*, wl_resource*, const char*) {},
-    .set_fullscreen = [](wl_client*, wl_resource* toplevel, wl_resource*) { of(toplevel).state.fullScreen = true; },
-};
+const struct xdg_toplevel_interface kToplevel = {.destroy = destroy,
+    .set_parent = ignore,
+    .set_title = ignore,
+    .set_app_id = ignore,
+    .set_fullscreen = [](wl_client*, wl_resource* toplevel, wl_resource*) { of(toplevel).state.fullScreen = true; }};
 
 const struct xdg_surface_interface kShellSurface = {
     .destroy = destroy,
@@ -196,27 +188,24 @@ const struct wl_pointer_interface kPointer = {
 const struct wl_keyboard_interface kKeyboard = {.release = destroy};
 const struct wl_touch_interface kTouch = {.release = destroy};
 
-const struct wl_seat_interface kSeat = {
-    .get_pointer =
-        [](wl_client* client, wl_resource* seat, std::uint32_t id) {
-            of(seat).pointer = make(client, seat, wl_pointer_interface, id, &kPointer,
-                [](wl_resource* pointer) { of(pointer).pointer = nullptr; });
-        },
+// A device of the seat, which is forgotten when the client lets it go.
+template <wl_resource* Inside::*device, const wl_interface& interface, const auto& implementation>
+void makeDevice(wl_client* client, wl_resource* seat, std::uint32_t id)
+{
+    of(seat).*device
+        = make(client, seat, interface, id, &implementation, [](wl_resource* gone) { of(gone).*device = nullptr; });
+}
+
+const struct wl_seat_interface kSeat = {.get_pointer = makeDevice<&Inside::pointer, wl_pointer_interface, kPointer>,
     .get_keyboard =
         [](wl_client* client, wl_resource* seat, std::uint32_t id) {
-            of(seat).keyboard = make(client, seat, wl_keyboard_interface, id, &kKeyboard,
-                [](wl_resource* keyboard) { of(keyboard).keyboard = nullptr; });
+            makeDevice<&Inside::keyboard, wl_keyboard_interface, kKeyboard>(client, seat, id);
             const int file = ::open("/dev/null", O_RDONLY);
             wl_keyboard_send_keymap(of(seat).keyboard, WL_KEYBOARD_KEYMAP_FORMAT_NO_KEYMAP, file, 0);
             ::close(file);
         },
-    .get_touch =
-        [](wl_client* client, wl_resource* seat, std::uint32_t id) {
-            of(seat).touch = make(
-                client, seat, wl_touch_interface, id, &kTouch, [](wl_resource* touch) { of(touch).touch = nullptr; });
-        },
-    .release = destroy,
-};
+    .get_touch = makeDevice<&Inside::touch, wl_touch_interface, kTouch>,
+    .release = destroy};
 
 const struct wl_output_interface kOutput = {.release = destroy};
 
@@ -353,31 +342,20 @@ void FakeCompositor::input(Input what, double x, double y)
         wl_array_init(&keys);
         *static_cast<std::uint32_t*>(wl_array_add(&keys, 4)) = 28;
         const auto atX = wl_fixed_from_double(x), atY = wl_fixed_from_double(y);
-        switch (what) {
-        case Input::Enter:
+        if (what == Input::Enter)
             wl_pointer_send_enter(in.pointer, 1, in.surface, atX, atY);
-            break;
-        case Input::Motion:
+        else if (what == Input::Motion)
             wl_pointer_send_motion(in.pointer, 0, atX, atY);
-            break;
-        case Input::HeldKeys:
+        else if (what == Input::HeldKeys)
             wl_keyboard_send_enter(in.keyboard, 1, in.surface, &keys);
-            break;
-        case Input::Key:
-        case Input::KeyUp:
+        else if (what == Input::Key || what == Input::KeyUp)
             wl_keyboard_send_key(in.keyboard, 2, 0, 30, what == Input::Key);
-            break;
-        case Input::Button:
-        case Input::ButtonUp:
+        else if (what == Input::Button || what == Input::ButtonUp)
             wl_pointer_send_button(in.pointer, 3, 0, 0x110, what == Input::Button);
-            break;
-        case Input::Axis:
+        else if (what == Input::Axis)
             wl_pointer_send_axis(in.pointer, 0, 0, wl_fixed_from_int(10));
-            break;
-        case Input::Touch:
+        else
             wl_touch_send_down(in.touch, 4, 0, in.surface, 0, atX, atY);
-            break;
-        }
         wl_array_release(&keys);
     });
 }

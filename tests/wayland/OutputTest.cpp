@@ -9,10 +9,7 @@ WaylandOutput output(
     const std::string& name, const std::string& make, const std::string& model, const std::string& description)
 {
     WaylandOutput output;
-    output.name = name;
-    output.make = make;
-    output.model = model;
-    output.description = description;
+    std::tie(output.name, output.make, output.model, output.description) = std::tie(name, make, model, description);
     return output;
 }
 
@@ -20,11 +17,7 @@ WaylandOutput output(
 TEST(WaylandOutput, HasANumberThatIsItsDisplaysAlone)
 {
     const auto dell = output("DP-1", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 5QRT1 (DP-1)");
-    const struct {
-        WaylandOutput other;
-        bool same;
-        const char* why;
-    } cases[] = {
+    const std::tuple<WaylandOutput, bool, const char*> cases[] = {
         {dell, true, "the same again"},
         {output("DP-2", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 5QRT1 (DP-2)"), true, "another connector"},
         {output("DP-1", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 7XXX2 (DP-1)"), false, "another serial"},

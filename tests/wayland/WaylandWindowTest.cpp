@@ -84,11 +84,7 @@ protected:
 
 TEST_F(OnFake, WhatACompositorLacksIsNamedAndNoWindowIsMadeWithoutIt)
 {
-    const struct {
-        Globals lacks;
-        const char *toCover, *inWindow;
-        bool isLayer;
-    } cases[] = {
+    const std::tuple<Globals, const char*, const char*, bool> cases[] = {
         {{}, "", "", true},
         {{"zwlr_layer_shell_v1"}, "", "", false},
         {{"xdg_wm_base"}, "", "xdg_wm_base", true},
@@ -222,11 +218,7 @@ TEST_F(OnFake, InputDismissesButNotANudgeNorWhatWasHeldAlready)
         Input what;
         double x = 0, y = 0;
     };
-    const struct {
-        std::vector<Step> steps;
-        int dismissed;
-        const char* why;
-    } cases[] = {
+    const std::tuple<std::vector<Step>, int, const char*> cases[] = {
         {{{Input::Enter, 100, 100}, {Input::Motion, 110, 90}, {Input::Motion, 90, 110}}, 0, "10 pixels from the first"},
         {{{Input::Enter, 100, 100}, {Input::Motion, 106, 100}, {Input::Motion, 111, 100}}, 1, "11 in two steps"},
         {{{Input::Enter, 100, 100}, {Input::Motion, 100, 80}, {Input::Motion, 300, 80}}, 1, "told once"},

@@ -9,14 +9,21 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
+#include <utility>
+
 namespace vitrel {
 
 // A server, a connection of ours, and one of somebody else who looks and interferes.
 class X11 : public testing::Test
 {
 protected:
-    void start(const std::string& screen = "640x480x24", std::vector<std::string> more = {})
+    void SetUp() override { start("640x480x24"); }
+    // Another server in the place of the first.
+    void start(const std::string& screen, std::vector<std::string> more = {})
     {
+        connection_.reset();
+        if (other_)
+            XCloseDisplay(std::exchange(other_, nullptr));
         server_ = std::make_unique<XvfbServer>(screen, std::move(more));
         if (server_->display().empty())
             GTEST_SKIP() << "no Xvfb here";
@@ -81,10 +88,20 @@ protected:
         return turnUntil([&] { return surface.wantsFrame(); });
     }
 
+    Window root() const { return DefaultRootWindow(other_); }
+    void movePointer(int x, int y)
+    {
+        XWarpPointer(other_, None, root(), 0, 0, 0, 0, x, y);
+        XSync(other_, False);
+    }
+    int grabPointer()
+    {
+        return XGrabPointer(other_, root(), True, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime);
+    }
+
     Window foreignWindow(int width, int height)
     {
-        const Window window
-            = XCreateSimpleWindow(other_, DefaultRootWindow(other_), 0, 0, unsigned(width), unsigned(height), 0, 0, 0);
+        const Window window = XCreateSimpleWindow(other_, root(), 0, 0, unsigned(width), unsigned(height), 0, 0, 0);
         XMapWindow(other_, window);
         XSync(other_, False);
         return window;

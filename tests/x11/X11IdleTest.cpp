@@ -10,9 +10,6 @@ namespace {
 
 TEST_F(X11, TellsOfIdlenessAndLeavesTheServerAsItWas)
 {
-    start();
-    if (IsSkipped())
-        return;
     XSetScreenSaver(other_, 77, 5, PreferBlanking, AllowExposures);
     XSync(other_, False);
     const auto timeout = [&] {
@@ -40,8 +37,8 @@ TEST_F(X11, TellsOfIdlenessAndLeavesTheServerAsItWas)
     EXPECT_TRUE(X11Idle::make(connection_, Seconds(1e9))) << "longer than the protocol has numbers for";
     EXPECT_FALSE(X11Idle::isTaken(*connection_));
     const long id = 5;
-    XChangeProperty(other_, DefaultRootWindow(other_), XInternAtom(other_, "_MIT_SCREEN_SAVER_ID", False), XA_INTEGER,
-        32, PropModeReplace, reinterpret_cast<const unsigned char*>(&id), 1);
+    XChangeProperty(other_, root(), XInternAtom(other_, "_MIT_SCREEN_SAVER_ID", False), XA_INTEGER, 32, PropModeReplace,
+        reinterpret_cast<const unsigned char*>(&id), 1);
     XSync(other_, False);
     EXPECT_TRUE(X11Idle::isTaken(*connection_));
     EXPECT_EQ(connection_->errors(), 0u);
@@ -49,10 +46,6 @@ TEST_F(X11, TellsOfIdlenessAndLeavesTheServerAsItWas)
 
 TEST_F(X11, KnowsWhetherTheActiveWindowFillsTheScreen)
 {
-    start();
-    if (IsSkipped())
-        return;
-    const Window root = DefaultRootWindow(other_);
     const Window film = foreignWindow(100, 100), note = foreignWindow(50, 50);
     const auto set = [&](Window window, const char* name, Atom type, std::vector<Atom> words) {
         XChangeProperty(other_, window, XInternAtom(other_, name, False), type, 32, PropModeReplace,
@@ -62,7 +55,7 @@ TEST_F(X11, KnowsWhetherTheActiveWindowFillsTheScreen)
     const Atom full = XInternAtom(other_, "_NET_WM_STATE_FULLSCREEN", False);
     const Atom above = XInternAtom(other_, "_NET_WM_STATE_ABOVE", False);
     set(film, "_NET_WM_STATE", XA_ATOM, {above, full});
-    set(root, "_NET_ACTIVE_WINDOW", XA_WINDOW, {film});
+    set(root(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {film});
     X11FullScreen watch(connection_);
     EXPECT_TRUE(watch.isFullScreen()) << "from the start";
     int changes = 0;
@@ -71,14 +64,14 @@ TEST_F(X11, KnowsWhetherTheActiveWindowFillsTheScreen)
     EXPECT_TRUE(turnUntil([&] { return !watch.isFullScreen(); }));
     set(film, "_NET_WM_STATE", XA_ATOM, {full});
     EXPECT_TRUE(turnUntil([&] { return watch.isFullScreen(); }));
-    set(root, "_NET_ACTIVE_WINDOW", XA_WINDOW, {note});
+    set(root(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {note});
     EXPECT_TRUE(turnUntil([&] { return !watch.isFullScreen(); }));
     EXPECT_EQ(changes, 3);
-    set(root, "_NET_ACTIVE_WINDOW", XA_WINDOW, {film});
+    set(root(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {film});
     EXPECT_TRUE(turnUntil([&] { return watch.isFullScreen(); }));
     XDestroyWindow(other_, film);
     XDestroyWindow(other_, note);
-    set(root, "_NET_ACTIVE_WINDOW", XA_WINDOW, {note});
+    set(root(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {note});
     EXPECT_TRUE(turnUntil([&] { return !watch.isFullScreen(); })) << "a window that is gone already";
 }
 

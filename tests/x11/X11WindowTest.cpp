@@ -10,12 +10,12 @@ namespace {
 
 TEST_F(X11, AWindowShowsItsFramesInSharedMemoryAndConvertedWithoutIt)
 {
-    struct {
+    const struct {
         const char* screen;
         std::vector<std::string> more;
         unsigned long red, white;
         const char* why;
-    } const cases[] = {
+    } cases[] = {
         {"640x480x24", {}, 0xFF2040, 0xFFFFFF, "shared, as the frame lies"},
         {"640x480x24", {"-extension", "MIT-SHM"}, 0xFF2040, 0xFFFFFF, "sent"},
         {"640x480x16", {}, 31 << 11 | 8 << 5 | 8, 0xFFFF, "shared, converted to 5, 6 and 5 bits"},
@@ -23,8 +23,6 @@ TEST_F(X11, AWindowShowsItsFramesInSharedMemoryAndConvertedWithoutIt)
     };
     for (const auto& [screen, more, red, white, why] : cases) {
         start(screen, more);
-        if (IsSkipped())
-            return;
         auto window = X11Window::open(connection_, "Title", 101, 50);
         ASSERT_TRUE(window) << why;
         auto surface = window->makeSurface();
@@ -40,19 +38,12 @@ TEST_F(X11, AWindowShowsItsFramesInSharedMemoryAndConvertedWithoutIt)
         EXPECT_FALSE(surface->wantsFrame());
         surface->setAlphaValue(1);
         EXPECT_TRUE(becomes(window->number(), 100, 49, red)) << why << ": the last frame is back";
-        surface.reset();
-        window.reset();
-        connection_.reset();
-        XCloseDisplay(std::exchange(other_, nullptr));
     }
 }
 
 // A still picture isn't drawn again, so the surface has to.
 TEST_F(X11, WhatWasCoveredIsShownAgain)
 {
-    start();
-    if (IsSkipped())
-        return;
     auto window = X11Window::open(connection_, "", 60, 40);
     auto surface = window->makeSurface();
     ASSERT_TRUE(show(*surface, 0xFF00FF00));
@@ -67,9 +58,6 @@ TEST_F(X11, WhatWasCoveredIsShownAgain)
 
 TEST_F(X11, AResizedWindowTellsAndItsSurfaceFollows)
 {
-    start();
-    if (IsSkipped())
-        return;
     const Window foreign = foreignWindow(50, 50);
     auto window = X11Window::adopt(connection_, foreign);
     ASSERT_TRUE(window);
@@ -94,9 +82,6 @@ TEST_F(X11, AResizedWindowTellsAndItsSurfaceFollows)
 // Xlib's own handler ends the process at the first frame into a window that is gone.
 TEST_F(X11, AWindowDestroyedFromOutsideIsClosedAndNothingEnds)
 {
-    start();
-    if (IsSkipped())
-        return;
     const Window foreign = foreignWindow(50, 50);
     auto window = X11Window::adopt(connection_, foreign);
     auto surface = window->makeSurface();
@@ -120,9 +105,6 @@ TEST_F(X11, AWindowDestroyedFromOutsideIsClosedAndNothingEnds)
 
 TEST_F(X11, AServerThatGoesAwayClosesTheWindowsAndNothingEnds)
 {
-    start();
-    if (IsSkipped())
-        return;
     auto window = X11Window::open(connection_, "", 60, 40);
     auto surface = window->makeSurface();
     ASSERT_TRUE(show(*surface, 0xFF00FF00));
@@ -146,9 +128,6 @@ TEST_F(X11, AServerThatGoesAwayClosesTheWindowsAndNothingEnds)
 
 TEST_F(X11, TheUserMayCloseAnOwnWindowAndItsTitleIsSet)
 {
-    start();
-    if (IsSkipped())
-        return;
     const Bitmap icon{1, 1, {0xFF102030}};
     auto window = X11Window::open(connection_, "Gr\xC3\xBC\xC3\x9F", 60, 40, &icon);
     bool closed = false;
@@ -180,26 +159,19 @@ TEST_F(X11, TheUserMayCloseAnOwnWindowAndItsTitleIsSet)
 
 TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
 {
-    start();
-    if (IsSkipped())
-        return;
     const auto monitors = x11Monitors(*connection_);
     ASSERT_EQ(monitors.size(), 1u);
     EXPECT_EQ(monitors[0].screen.frame, makeRect(0, 0, 640, 480));
     for (const bool byKey : {false, true}) {
-        XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, 100, 100);
-        XSync(other_, False);
+        movePointer(100, 100);
         auto window = X11Window::cover(connection_, monitors[0]);
         ASSERT_TRUE(window);
         int dismissed = 0;
         window->onDismissed = [&] { ++dismissed; };
         ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
-        EXPECT_EQ(XGrabPointer(other_, DefaultRootWindow(other_), False, 0, GrabModeAsync, GrabModeAsync, None, None,
-                      CurrentTime),
-            AlreadyGrabbed);
+        EXPECT_EQ(grabPointer(), AlreadyGrabbed);
         for (const int x : {102, 108, 110, 95}) {
-            XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, x, 100);
-            XSync(other_, False);
+            movePointer(x, 100);
             turnFor(Seconds(0.02));
         }
         EXPECT_EQ(dismissed, 0) << "8 pixels to the right of where it was first seen, then 7 to the left";
@@ -207,11 +179,11 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
             XEvent event{};
             event.xkey.type = KeyPress;
             event.xkey.window = window->number();
-            event.xkey.root = DefaultRootWindow(other_);
+            event.xkey.root = root();
             event.xkey.keycode = 38;
             XSendEvent(other_, window->number(), False, KeyPressMask, &event);
         } else {
-            XWarpPointer(other_, None, DefaultRootWindow(other_), 0, 0, 0, 0, 100, 120);
+            movePointer(100, 120);
         }
         XSync(other_, False);
         EXPECT_TRUE(turnUntil([&] { return dismissed == 1; }));
@@ -222,13 +194,8 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
 // Each try to take a grab waits for the server's answer, and with the answer come events: that a frame was read, say.
 TEST_F(X11, FramesGoOnWhileSomebodyElseHoldsTheGrabs)
 {
-    start();
-    if (IsSkipped())
-        return;
-    const Window root = DefaultRootWindow(other_);
-    XGrabKeyboard(other_, root, True, GrabModeAsync, GrabModeAsync, CurrentTime);
-    XGrabPointer(other_, root, True, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime);
-    XSync(other_, False);
+    XGrabKeyboard(other_, root(), True, GrabModeAsync, GrabModeAsync, CurrentTime);
+    ASSERT_EQ(grabPointer(), GrabSuccess);
     auto window = X11Window::cover(connection_, x11Monitors(*connection_)[0]);
     const auto surface = window->makeSurface();
     const Seconds end = clock_.now() + Seconds(1.2); // longer than it is tried
@@ -240,27 +207,23 @@ TEST_F(X11, FramesGoOnWhileSomebodyElseHoldsTheGrabs)
 // Otherwise the desktop would be seen to flash on its way to the first picture, and again on the way back.
 TEST_F(X11, ACoveringWindowComesUpLikeTheDesktopAndLeavesAtOnce)
 {
-    start();
-    if (IsSkipped())
-        return;
-    const Window root = DefaultRootWindow(other_);
-    const Window desk = XCreateSimpleWindow(other_, root, 100, 100, 50, 50, 0, 0, 0x336699);
+    const Window desk = XCreateSimpleWindow(other_, root(), 100, 100, 50, 50, 0, 0, 0x336699);
     XMapWindow(other_, desk);
-    ASSERT_TRUE(becomes(root, 120, 120, 0x336699));
+    ASSERT_TRUE(becomes(root(), 120, 120, 0x336699));
     const auto monitors = x11Monitors(*connection_);
     auto window = X11Window::cover(connection_, monitors[0], true);
     const auto surface = window->makeSurface();
     ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
     EXPECT_EQ(pixelAt(window->number(), 120, 120), 0x336699u);
-    EXPECT_EQ(pixelAt(root, 120, 120), 0x336699u);
+    EXPECT_EQ(pixelAt(root(), 120, 120), 0x336699u);
     ASSERT_TRUE(show(*surface, 0xFFFF0000));
-    EXPECT_TRUE(becomes(root, 120, 120, 0xFF0000)) << "the fade ends by itself";
+    EXPECT_TRUE(becomes(root(), 120, 120, 0xFF0000)) << "the fade ends by itself";
     bool dismissed = false;
     window->onDismissed = window->onClosed = [&] { dismissed = true; };
     window->leave();
-    EXPECT_TRUE(becomes(root, 120, 120, 0x336699));
-    EXPECT_EQ(XGrabPointer(other_, root, False, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime), GrabSuccess);
-    XWarpPointer(other_, None, root, 0, 0, 0, 0, 300, 300);
+    EXPECT_TRUE(becomes(root(), 120, 120, 0x336699));
+    EXPECT_EQ(grabPointer(), GrabSuccess);
+    movePointer(300, 300);
     turnFor(Seconds(0.05));
     EXPECT_FALSE(dismissed);
     EXPECT_FALSE(surface->wantsFrame());
@@ -270,8 +233,6 @@ TEST_F(X11, ACoveringWindowComesUpLikeTheDesktopAndLeavesAtOnce)
 TEST_F(X11, MonitorsHaveStableNumbersAndAWindowIsOnOneOfThem)
 {
     start("800x600x24");
-    if (IsSkipped())
-        return;
     const std::string xrandr = "DISPLAY=" + server_->display() + " xrandr --setmonitor ";
     if (std::system((xrandr + "L 300/100x600/200+0+0 screen 2>/dev/null").c_str()) != 0)
         GTEST_SKIP() << "no xrandr here";
@@ -279,23 +240,21 @@ TEST_F(X11, MonitorsHaveStableNumbersAndAWindowIsOnOneOfThem)
     connection_->onScreensChanged = [&] { changed = true; };
     ASSERT_EQ(std::system((xrandr + "R 500/170x400/190+300+0 none").c_str()), 0);
     EXPECT_TRUE(turnUntil([&] { return changed; }));
-    const auto monitors = x11Monitors(*connection_);
+    const auto monitors = x11Monitors(*connection_), again = x11Monitors(*connection_);
     ASSERT_EQ(monitors.size(), 2u);
-    const auto* left = &monitors[0];
-    const auto* right = &monitors[1];
-    if (left->name != "L")
-        std::swap(left, right);
-    EXPECT_EQ(left->screen.frame.size, (NSSize{300, 600}));
-    EXPECT_EQ(right->screen.frame.size, (NSSize{500, 400}));
-    if (left == &monitors[0]) {
-        EXPECT_EQ(right->screen.frame.origin, (NSPoint{300, 200})) << "y upwards from the first one's lower edge";
+    const bool leftFirst = monitors[0].name == "L";
+    const auto &left = monitors[leftFirst ? 0 : 1], &right = monitors[leftFirst ? 1 : 0];
+    EXPECT_EQ(left.screen.frame.size, (NSSize{300, 600}));
+    EXPECT_EQ(right.screen.frame.size, (NSSize{500, 400}));
+    if (leftFirst) {
+        EXPECT_EQ(right.screen.frame.origin, (NSPoint{300, 200})) << "y upwards from the first one's lower edge";
     }
     const auto number = [](const X11Monitor& monitor) {
         return *monitor.screen.deviceDescription.at("NSScreenNumber").as<std::int64_t>();
     };
-    EXPECT_NE(number(*left), number(*right));
-    EXPECT_GT(number(*left), 0);
-    EXPECT_EQ(number(x11Monitors(*connection_)[0]), number(monitors[0]));
+    EXPECT_NE(number(left), number(right));
+    EXPECT_GT(number(left), 0);
+    EXPECT_EQ(number(again[0]), number(monitors[0]));
 
     const Window foreign = foreignWindow(100, 100);
     EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, foreign)->name, "L");
