@@ -68,8 +68,7 @@ TEST(Companion, IsAskedTwiceASecondForTheDisplayThatTheViewIsOn)
     for (std::size_t k = 0; k < screens.size(); ++k) {
         in.session.answer("{}");
         window->setScreen(screens[k]);
-        in.fastForwardBy(0.5s);
-        in.interactive.drain();
+        EXPECT_TRUE(in.comesAfter(0.5s, [&] { return in.interactive.drain(), in.session.requests.size() == 1; }));
         ASSERT_EQ(in.session.requests.size(), 1u);
         EXPECT_EQ(in.display(0), expected[k]);
     }
