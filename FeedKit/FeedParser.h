@@ -11,6 +11,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 
 namespace FeedKit {
 
@@ -37,24 +38,29 @@ public:
     // Blocks until done, the fetch included. Again on a URL fetches anew; on a stream it goes on where that stands.
     Result<Feed, ParserError> parse();
     // The same unless the resource is still the one that came with `validators` (then absent, and nothing is parsed);
-    // they become those of what was fetched, if the parse gives a feed. Without a URL, as parse().
-    std::optional<Result<Feed, ParserError>> parseIfModified(Validators& validators);
+    // they become those of what was fetched, if the parse gives a feed. Without a URL, as parse(). A request to `stop`
+    // is a call of abortParsing(), also if it came before.
+    std::optional<Result<Feed, ParserError>> parseIfModified(Validators& validators, std::stop_token stop = {});
     // Submits one block that parses and calls `result`, all on `queue`. The parser must live until then.
     void parseAsync(const DispatchQueue& queue, std::function<void(Result<Feed, ParserError>)> result);
-    // Ends a parse of XML that runs with an error. Without effect on a fetch, on JSON and when nothing runs. Any
-    // thread.
+    // Ends a parse of XML or a fetch that runs with an error, at once; one that waits for a stream, too, if the stream
+    // can tell that it waits (NSInputStream::waitForBytes). Without effect on the parse of JSON and when nothing runs.
+    // Any thread.
     void abortParsing();
 
 private:
-    Result<Feed, ParserError> parseData();
-    Result<Feed, ParserError> run(std::shared_ptr<FeedParserProtocol> parser);
+    std::stop_token begin();
+    Result<Feed, ParserError> parseGiven(const std::stop_token& stop);
+    Result<Feed, ParserError> parseData(const std::stop_token& stop);
+    Result<Feed, ParserError> run(std::shared_ptr<FeedParserProtocol> parser, const std::stop_token& stop);
 
     std::optional<Bytes> data_;
     std::optional<URL> url_;
     std::shared_ptr<NSInputStream> xmlStream_;
     std::shared_ptr<Fetcher> fetcher_;
 
-    std::mutex mutex_; // for parser_
+    std::mutex mutex_; // for what follows
+    std::stop_source stop_; // of the latest parse, its fetch included
     std::shared_ptr<FeedParserProtocol> parser_;
 };
 

@@ -6,9 +6,9 @@
 
 namespace vitrel {
 
-// Appends `text` to `out` as a JSON string (RFC 8259, section 7): in quotes, escaping only what must be, with the short
-// form where there is one. `text` is UTF-8; what isn't goes through as it is.
-inline void appendQuotedJson(std::string& out, std::string_view text)
+// Appends `text` to `out` as what stands between the quotes of a JSON string (RFC 8259, section 7), escaping only what
+// must be, with the short form where there is one. `text` is UTF-8; what isn't goes through as it is.
+inline void appendEscapedJson(std::string& out, std::string_view text)
 {
     const auto escape = [&out](unsigned char c) {
         constexpr char digits[] = "0123456789abcdef";
@@ -19,7 +19,6 @@ inline void appendQuotedJson(std::string& out, std::string_view text)
         else
             ((out += "\\u00") += digits[c >> 4]) += digits[c & 15];
     };
-    out += '"';
     std::size_t done = 0;
     for (std::size_t at = 0; at < text.size(); ++at) {
         const auto c = static_cast<unsigned char>(text[at]);
@@ -30,6 +29,13 @@ inline void appendQuotedJson(std::string& out, std::string_view text)
         done = at + 1;
     }
     out.append(text, done);
+}
+
+// The same as a whole string, in quotes.
+inline void appendQuotedJson(std::string& out, std::string_view text)
+{
+    out += '"';
+    appendEscapedJson(out, text);
     out += '"';
 }
 

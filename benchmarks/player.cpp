@@ -121,10 +121,10 @@ void firstFrame(const std::string& display, const std::string& name, std::vector
 struct Shown {
     explicit Shown(SaverOptions options)
     {
-        int code = 0;
-        host = SaverHost::make(options, code);
-        if (!host)
+        auto made = SaverHost::make(options);
+        if (!made)
             std::exit(1);
+        host = *std::move(made);
         connection = X11Connection::open(host->runLoop());
         x = X11Window::open(connection, "bench_player", kWidth, kHeight);
         window = std::make_shared<NSWindow>(makeRect(0, 0, kWidth, kHeight), x->makeSurface());

@@ -1,8 +1,7 @@
 #include "feedinput/FeedInput.h"
 
-#include "FeedKit/FeedParser.h"
+#include "feedinput/FeedLoads.h"
 #include "platform/foundation/NSJSONSerialization.h"
-#include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/Surroundings.h"
 #include "preferences/Settings.h"
@@ -103,22 +102,14 @@ void FeedInput::loadRSSFeed(const std::string& address)
 {
     if (!surroundings_.feedFetcher || !isAddress(address))
         return;
-    const auto parser = std::make_shared<FeedKit::FeedParser>(FeedKit::URL(address), surroundings_.feedFetcher);
-    Queue& queue = *surroundings_.userInitiatedQueue;
-    RunLoop& mainQueue = *surroundings_.runLoop;
-    parser->parseAsync([&queue](std::function<void()> block) { queue.async(std::move(block)); },
-        [this, parser, &mainQueue, count = articlesCount_, view = view_.retained()](
-            const FeedKit::Result<FeedKit::Feed, FeedKit::ParserError>& result) mutable {
-            // The view goes along, so that its last holder is never this thread.
-            if (!result) {
-                mainQueue.post([view = std::move(view), error = result.error()] { print::line(description(error)); });
-                return;
-            }
-            // Here rather than on the main thread, which draws: two hundred articles take a tenth of a second.
-            auto texts = articleTexts(*result, count);
-            mainQueue.post(
-                [this, view = std::move(view), feed = *result, texts = std::move(texts)] { receive(feed, texts); });
-        });
+    // The view is held until the result is there.
+    FeedLoads::shared(surroundings_)
+        .load(address, articlesCount_, this,
+            [this, view = view_.retained()](const FeedLoads::Outcome& outcome, const ArticleTexts& texts) {
+                if (!outcome)
+                    return print::line(description(outcome.error()));
+                receive(*outcome, texts);
+            });
 }
 
 void FeedInput::receive(const FeedKit::Feed& feed, const ArticleTexts& texts)
@@ -160,8 +151,11 @@ void FeedInput::setQuartzCompositionJSONValue(const Dictionary& info, const std:
 
 void FeedInput::stop()
 {
+    // What ends here may be all that holds it.
+    const auto view = view_.retained();
     send(rssFeedReloader_, &NSTimer::invalidate);
     rssFeedReloader_.reset();
+    FeedLoads::shared(surroundings_).cancel(this);
 }
 
 } // namespace vitrel

@@ -40,8 +40,8 @@ public:
 };
 
 // Keeps the feed of one view's composition. It writes the last feed that is known at once, loads it anew each time, and
-// writes that when it has come. Loads may run side by side; the last that comes wins. Main thread; documents are
-// fetched and parsed, and articles turned into plain text, on the queue for what the user waits for.
+// writes that when it has come; of several addresses the last that comes wins. Main thread; the work of a load is done
+// elsewhere (FeedLoads).
 class FeedInput
 {
 public:
@@ -56,7 +56,7 @@ public:
     void didReceiveAtomFeed(const FeedKit::AtomFeed& feed, const ArticleTexts& texts = {});
     // Writes the dictionary as JSON, one turn later. Nothing if it has no such form.
     void setQuartzCompositionJSONValue(const Dictionary& info, const std::string& key);
-    // Ends the reloads.
+    // Ends the reloads, and what is under way.
     void stop();
 
     // The last good feed, as the dictionary; nothing before the first.

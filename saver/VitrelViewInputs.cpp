@@ -99,6 +99,8 @@ void VitrelView::updateView()
 
 void VitrelView::updateCompositionInputs()
 {
+    if (!dataiTunes_)
+        return; // the stop has begun, and has ended the loads
     feedInput_.updateCompositionInputs();
 }
 

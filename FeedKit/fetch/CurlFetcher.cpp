@@ -15,6 +15,8 @@ namespace {
 
 // Real ones are a line; what is longer would make every later request too large for its server.
 constexpr std::size_t kLongestValidator = 4096;
+// Milliseconds; the library's own timers end a wait earlier.
+constexpr int kLongestPoll = 1000;
 
 using Error = std::string;
 
@@ -24,7 +26,11 @@ struct EasyDeleter {
 struct ListDeleter {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
+struct MultiDeleter {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+};
 using Easy = std::unique_ptr<CURL, EasyDeleter>;
+using Multi = std::unique_ptr<CURLM, MultiDeleter>;
 using HeaderList = std::unique_ptr<curl_slist, ListDeleter>;
 
 // Once for the process, whichever thread comes first, and never undone: others in the process may use the library too.
@@ -115,13 +121,17 @@ public:
             prepare(url);
     }
 
-    vitrel::Result<std::optional<FetchedContents>, Error> run()
+    vitrel::Result<std::optional<FetchedContents>, Error> run(const std::stop_token& stop)
     {
-        if (!easy_)
+        const Multi multi(easy_ ? curl_multi_init() : nullptr);
+        if (!multi || curl_multi_add_handle(multi.get(), easy_.get()) != CURLM_OK)
             return Error("not enough memory for the transfer");
-        const CURLcode code = curl_easy_perform(easy_.get());
-        if (code != CURLE_OK)
-            return errorOf(code);
+        const auto code = perform(multi.get(), stop);
+        curl_multi_remove_handle(multi.get(), easy_.get());
+        if (!code)
+            return Error("the fetch was stopped");
+        if (*code != CURLE_OK)
+            return errorOf(*code);
         const long status = get<long>(CURLINFO_RESPONSE_CODE);
         if (status == 304 && conditions_)
             return std::optional<FetchedContents>();
@@ -131,6 +141,24 @@ public:
     }
 
 private:
+    // Absent if it was stopped. curl_easy_perform would look only once a second whether it should go on.
+    static std::optional<CURLcode> perform(CURLM* multi, const std::stop_token& stop)
+    {
+        const std::stop_callback wake(stop, [multi] { curl_multi_wakeup(multi); });
+        for (;;) {
+            int running = 0;
+            if (stop.stop_requested())
+                return std::nullopt;
+            if (curl_multi_perform(multi, &running) != CURLM_OK)
+                return CURLE_OUT_OF_MEMORY;
+            int left = 0;
+            if (const auto* message = curl_multi_info_read(multi, &left); message && message->msg == CURLMSG_DONE)
+                return message->data.result;
+            if (curl_multi_poll(multi, nullptr, 0, kLongestPoll, nullptr) != CURLM_OK)
+                return CURLE_OUT_OF_MEMORY;
+        }
+    }
+
     template <class T> void set(CURLoption option, T value) { curl_easy_setopt(easy_.get(), option, value); }
     template <class T> T get(CURLINFO info) const
     {
@@ -160,6 +188,8 @@ private:
         set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(limits_.bytes));
         set(CURLOPT_TIMEOUT_MS, static_cast<long>(limits_.time.count()));
         set(CURLOPT_NOSIGNAL, 1L);
+        // A name lookup that hangs is left to itself when the transfer ends.
+        set(CURLOPT_QUICK_EXIT, 1L);
         set(CURLOPT_USERAGENT, "FeedKit/" FEEDKIT_VERSION);
         set(CURLOPT_HTTPHEADER, conditions_.get());
         set(CURLOPT_WRITEFUNCTION, &Sink::write);
@@ -250,22 +280,14 @@ std::optional<Error> faultOf(const URL& url)
 
 } // namespace
 
-vitrel::Result<vitrel::Bytes, std::string> CurlFetcher::contentsOf(const URL& url)
-{
-    auto contents = contentsOfIfModified(url, {});
-    if (!contents)
-        return contents.error();
-    return std::move((*contents)->bytes);
-}
-
 vitrel::Result<std::optional<FetchedContents>, std::string> CurlFetcher::contentsOfIfModified(
-    const URL& url, const Validators& known)
+    const URL& url, const Validators& known, std::stop_token stop)
 {
     if (auto fault = faultOf(url))
         return *std::move(fault);
     if (sameIgnoringCase(url.scheme(), "file"))
         return localContentsOfIfModified(url, known, limits_.bytes);
-    return Transfer(url, known, limits_).run();
+    return Transfer(url, known, limits_).run(stop);
 }
 
 } // namespace FeedKit

@@ -18,7 +18,7 @@ struct FetchLimits {
 // out of http and https; proxies are those of the environment. Sends and keeps no cookies, knows no passwords but those
 // of the address, and takes no certificate that the system doesn't trust. A status of 400 or above is an error.
 //
-// Any thread, any number of calls at once. A hanging name lookup may take the resolver's own time beyond the limit.
+// Any thread, any number of calls at once.
 class CurlFetcher final : public Fetcher
 {
 public:
@@ -26,9 +26,8 @@ public:
         : limits_(limits)
     { }
 
-    vitrel::Result<vitrel::Bytes, std::string> contentsOf(const URL& url) override;
     vitrel::Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
-        const URL& url, const Validators& known) override;
+        const URL& url, const Validators& known, std::stop_token stop = {}) override;
 
 private:
     FetchLimits limits_;

@@ -5,6 +5,7 @@
 #include "base/Result.h"
 
 #include <optional>
+#include <stop_token>
 #include <string>
 
 namespace FeedKit {
@@ -28,12 +29,23 @@ class Fetcher
 public:
     virtual ~Fetcher() = default;
 
-    // The whole resource. Blocks the calling thread. The error is a reason in words, for people.
-    virtual vitrel::Result<vitrel::Bytes, std::string> contentsOf(const URL& url) = 0;
-    // The whole resource, or absent if it is still the one that came with `known`.
+    // The whole resource, or absent if it is still the one that came with `known`, which may be nothing. Blocks the
+    // calling thread. The error is a reason in words, for people. Once `stop` is requested, by whichever thread, it
+    // ends at once, with an error.
     virtual vitrel::Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
-        const URL& url, const Validators& known)
+        const URL& url, const Validators& known, std::stop_token stop = {})
         = 0;
+
+    // The whole resource, in the same way.
+    vitrel::Result<vitrel::Bytes, std::string> contentsOf(const URL& url, std::stop_token stop = {})
+    {
+        auto contents = contentsOfIfModified(url, {}, std::move(stop));
+        if (!contents)
+            return contents.error();
+        if (!*contents)
+            return std::string("nothing came, though nothing was known");
+        return std::move((*contents)->bytes);
+    }
 };
 
 } // namespace FeedKit

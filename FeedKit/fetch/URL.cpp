@@ -75,11 +75,7 @@ std::optional<URL> replacing(const URL& url, std::string_view scheme, std::strin
         return url;
     if (!isScheme(with))
         return std::nullopt;
-    URL replaced(std::string(with).append(url.text(), had.size()));
-    const bool needsHost = sameIgnoringCase(with, "http") || sameIgnoringCase(with, "https");
-    if (needsHost && replaced.host().empty())
-        return std::nullopt;
-    return replaced;
+    return URL(std::string(with).append(url.text(), had.size()));
 }
 
 } // namespace FeedKit

@@ -39,8 +39,7 @@ private:
 };
 
 // `url` with the scheme `with` if its scheme is `scheme` (in any case of letters), else unchanged. Nothing but the
-// scheme changes. Absent when there is no address of that form: `with` is no scheme, or it is "http" or "https" and
-// there is no host.
+// scheme changes. Absent if `with` is no scheme.
 std::optional<URL> replacing(const URL& url, std::string_view scheme, std::string_view with);
 
 // Equal but for the case of ASCII letters, as schemes and hosts are compared.

@@ -32,10 +32,15 @@ struct JSONDecodingError {
 // A key that is missing or null leaves its field absent; a value of another type than the field's, or a date that the
 // strategy doesn't read, is an error of the whole. Unknown keys may hold anything. Of a key that occurs twice the last
 // value counts. An integer may be written with a fraction of zero or an exponent (3.0, 3e2) if it is whole and fits.
-// Errors too: numbers that fit neither 64 bits nor a double, in unknown keys as well, half surrogate pairs, values
-// nested deeper than 1024, documents of 4 GiB, and models out of proportion to the document (ModelBudget).
+// Errors too: numbers in known keys that fit neither 64 bits nor a double, half surrogate pairs, values nested deeper
+// than 1024, documents of 4 GiB, and models out of proportion to the document (ModelBudget).
+//
+// `padding` bytes behind `json` may be read, whatever they hold; with kPadding of them the document isn't copied.
 template <Model T>
-vitrel::Result<T, JSONDecodingError> decode(vitrel::ByteView json, const DateDecodingStrategy& dates);
+vitrel::Result<T, JSONDecodingError> decode(
+    vitrel::ByteView json, const DateDecodingStrategy& dates, std::size_t padding = 0);
+
+inline constexpr std::size_t kPadding = 64;
 
 // A JSON object with all keys of the type, each once and in a fixed order; null for an absent field. Bytes that aren't
 // UTF-8 become U+FFFD; a number that JSON can't write (NaN, infinite) becomes null.

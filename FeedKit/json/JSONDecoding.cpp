@@ -1,4 +1,5 @@
 #include "FeedKit/json/JSONCoding.h"
+#include "FeedKit/json/LargeNumbers.h"
 #include "FeedKit/models/ModelBudget.h"
 
 #include <array>
@@ -14,6 +15,9 @@ namespace dom = simdjson::dom;
 // Whole doubles below these are all integers of 64 bits.
 constexpr double kBelowIntegers = -9223372036854775808.0;
 constexpr double kAboveIntegers = 9223372036854775808.0;
+
+// The document and its texts lie beside the model.
+constexpr std::size_t kMostModel = 112u << 20;
 
 // In messages; a text from a hostile document may be as long as the document.
 constexpr std::size_t kMaxQuoted = 60;
@@ -39,6 +43,8 @@ std::string_view nameOf(dom::element_type type)
     return "nothing";
 }
 
+static_assert(kPadding >= simdjson::SIMDJSON_PADDING);
+
 // What the object of a model may hold: its keys, in the order of the model's list.
 template <Model T> constexpr auto keysOf()
 {
@@ -49,10 +55,12 @@ template <Model T> constexpr auto keysOf()
 class Decoder
 {
 public:
-    Decoder(const DateDecodingStrategy& dates, std::size_t inputSize)
+    // `treeBytes` are those of the tree that it decodes from, which is there as long as the model grows.
+    Decoder(const DateDecodingStrategy& dates, std::size_t inputSize, std::size_t treeBytes)
         : dates_(dates)
     {
         budget_.allowForInput(inputSize);
+        budget_.take(treeBytes);
     }
 
     std::string error() const
@@ -157,7 +165,14 @@ private:
     }
     bool wrongType(dom::element value, std::string_view expected)
     {
-        return fail("is " + std::string(nameOf(value.type())) + " where " + std::string(expected) + " belongs.");
+        const auto given = isBeyondRange(value) ? "a number beyond all range" : nameOf(value.type());
+        return fail("is " + std::string(given) + " where " + std::string(expected) + " belongs.");
+    }
+    // Also said of a document that holds what stands for it: an array with nothing but an empty one.
+    static bool isBeyondRange(dom::element value)
+    {
+        dom::array outer, inner;
+        return !value.get(outer) && outer.size() == 1 && !outer.at(0).get(inner) && inner.size() == 0;
     }
     bool take(std::size_t bytes) { return budget_.take(bytes) || fail("makes the feed too large for its document."); }
     // Called on the way out, so the steps come from the innermost on.
@@ -168,7 +183,7 @@ private:
     }
 
     const DateDecodingStrategy& dates_;
-    ModelBudget budget_;
+    ModelBudget budget_{kMostModel};
     std::string problem_;
     std::string path_;
 };
@@ -181,21 +196,45 @@ std::string_view withoutByteOrderMark(vitrel::ByteView json)
     return text;
 }
 
-// The tree that the reader makes takes up to two words for each value: "0," is two bytes. Only a large document can
-// take much by that, so only there is it worth counting.
-constexpr std::size_t kCountedFrom = 4u << 20;
+// The tree that the reader makes takes up to two words for each value, "0," is two bytes, and on the way to it a place
+// of four bytes for each mark. Only a large document can take much by that, so only there is it worth counting.
+constexpr std::size_t kCountedFrom = 2u << 20;
 constexpr std::size_t kBytesPerValue = 16;
+constexpr std::size_t kBytesPerMark = 4;
 
-bool isTooDense(std::string_view text)
-{
-    if (text.size() < kCountedFrom)
-        return false;
+struct Density {
     std::size_t values = 0;
-    for (const char c : text)
-        values += (c == ',') + (c == ':') + (c == '[') + (c == '{');
+    std::size_t marks = 0; // brackets, commas, colons, and the beginnings of values and keys
+
+    std::size_t treeBytes() const { return values * kBytesPerValue; }
+};
+
+Density densityOf(std::string_view text)
+{
+    Density density;
+    if (text.size() < kCountedFrom)
+        return density;
+    std::size_t ends = 0;
+    for (const char c : text) {
+        density.values += (c == ',') + (c == ':') + (c == '[') + (c == '{');
+        ends += (c == ']') + (c == '}');
+    }
+    density.marks = 2 * density.values + ends;
+    return density;
+}
+
+bool isTooDense(const Density& density, std::size_t inputSize)
+{
     ModelBudget budget;
-    budget.allowForInput(text.size());
-    return !budget.take(values * kBytesPerValue);
+    budget.allowForInput(inputSize / 2);
+    return !budget.take(density.treeBytes() + density.marks * kBytesPerMark);
+}
+
+// The root of `text` in `document`. `padding` bytes behind it may be read.
+simdjson::simdjson_result<dom::element> parse(dom::document& document, std::string_view text, std::size_t padding)
+{
+    dom::parser parser; // what it needs beside the tree goes with it
+    return parser.parse_into_document(document, text.data(), text.size(), padding < simdjson::SIMDJSON_PADDING);
 }
 
 } // namespace
@@ -209,26 +248,42 @@ DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter)
     };
 }
 
-template <Model T> vitrel::Result<T, JSONDecodingError> decode(vitrel::ByteView json, const DateDecodingStrategy& dates)
+template <Model T>
+vitrel::Result<T, JSONDecodingError> decode(
+    vitrel::ByteView json, const DateDecodingStrategy& dates, std::size_t padding)
 {
     const auto text = withoutByteOrderMark(json);
-    if (isTooDense(text))
+    const auto density = densityOf(text);
+    if (isTooDense(density, text.size()))
         return JSONDecodingError{"The document holds more values than a feed of its size."};
-    dom::parser parser;
+    dom::document document;
     dom::element root;
-    if (const auto error = parser.parse(text.data(), text.size()).get(root))
+    auto error = parse(document, text, padding).get(root);
+    // The reader takes no number beyond its range, whatever the key.
+    if (error) {
+        if (auto mended = withinRange(text); mended != text) {
+            const auto size = mended.size();
+            mended.append(kPadding, ' ');
+            error = parse(document, std::string_view(mended).substr(0, size), kPadding).get(root);
+        }
+    }
+    if (error)
         return JSONDecodingError{std::string("The document isn't valid JSON: ") + simdjson::error_message(error)};
-    Decoder decoder(dates, json.size());
+    Decoder decoder(dates, json.size(), density.treeBytes());
     T model;
     if (!decoder.read(root, model))
         return JSONDecodingError{decoder.error()};
     return model;
 }
 
-template vitrel::Result<JSONFeed, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&);
-template vitrel::Result<JSONFeedItem, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&);
-template vitrel::Result<JSONFeedAttachment, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&);
-template vitrel::Result<JSONFeedAuthor, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&);
-template vitrel::Result<JSONFeedHub, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&);
+template vitrel::Result<JSONFeed, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
+template vitrel::Result<JSONFeedItem, JSONDecodingError> decode(
+    vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
+template vitrel::Result<JSONFeedAttachment, JSONDecodingError> decode(
+    vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
+template vitrel::Result<JSONFeedAuthor, JSONDecodingError> decode(
+    vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
+template vitrel::Result<JSONFeedHub, JSONDecodingError> decode(
+    vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
 
 } // namespace FeedKit

@@ -6,7 +6,7 @@ namespace FeedKit {
 
 vitrel::Result<Feed, ParserError> JSONFeedParser::parse()
 {
-    auto feed = decode<JSONFeed>(data, formatted(std::make_shared<RFC3339DateFormatter>()));
+    auto feed = decode<JSONFeed>(data, formatted(std::make_shared<RFC3339DateFormatter>()), padding_);
     if (!feed)
         return ParserError::internalError(feed.error().description);
     return Feed::json(std::move(*feed));

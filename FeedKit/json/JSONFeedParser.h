@@ -9,9 +9,10 @@ namespace FeedKit {
 class JSONFeedParser final : public FeedParserProtocol
 {
 public:
-    // `data` must outlive the parser.
-    explicit JSONFeedParser(vitrel::ByteView data)
+    // `data` must outlive the parser. `padding` bytes behind it may be read, as decode() has it.
+    explicit JSONFeedParser(vitrel::ByteView data, std::size_t padding = 0)
         : data(data)
+        , padding_(padding)
     { }
 
     // Blocks until done. A failure anywhere fails the document: internalError with what is wrong, and where. Dates are
@@ -20,6 +21,9 @@ public:
     vitrel::Result<Feed, ParserError> parse() override;
 
     const vitrel::ByteView data;
+
+private:
+    std::size_t padding_;
 };
 
 } // namespace FeedKit

@@ -1,7 +1,8 @@
 #include "FeedKit/models/RSSFeed.h"
 
-#include <algorithm>
 #include <array>
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
 
 namespace FeedKit {
 
@@ -11,13 +12,20 @@ constexpr std::array<std::string_view, 5> kPeriods = {"hourly", "daily", "weekly
 constexpr std::array<std::string_view, 7> kDays
     = {"monday", "tuesday", "wednesday", "thursday", "friday", "saturday", "sunday"};
 
+// No name has more than nine letters, and none is the small form of a letter of more than three bytes.
+constexpr std::size_t kLongest = 27;
+
 template <class Enum, std::size_t Count>
 std::optional<Enum> named(const std::array<std::string_view, Count>& names, std::string_view text)
 {
-    const auto sameLetter
-        = [](char given, char name) { return given == name || (given >= 'A' && given <= 'Z' && given + 32 == name); };
+    if (text.size() > kLongest)
+        return std::nullopt;
+    std::string small;
+    icu::UnicodeString::fromUTF8({text.data(), static_cast<std::int32_t>(text.size())})
+        .toLower(icu::Locale::getRoot())
+        .toUTF8String(small);
     for (std::size_t k = 0; k < Count; ++k) {
-        if (std::equal(text.begin(), text.end(), names[k].begin(), names[k].end(), sameLetter))
+        if (names[k] == small)
             return static_cast<Enum>(k);
     }
     return std::nullopt;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 namespace FeedKit {
@@ -10,19 +11,26 @@ namespace FeedKit {
 class ModelBudget
 {
 public:
-    // Small documents may be as dense as they like; large ones hold at least as much text as objects.
-    static constexpr std::size_t kFree = 64u << 20;
+    // Small documents may be as dense as they like; large ones hold at least as much text as objects. No model is
+    // larger than leaves the input and the parser room within 256 MiB.
+    static constexpr std::size_t kFree = 16u << 20;
     static constexpr std::size_t kPerInputByte = 2;
+    static constexpr std::size_t kMost = 144u << 20;
+
+    explicit ModelBudget(std::size_t most = kMost)
+        : most_(most)
+    { }
 
     void allowForInput(std::size_t bytes) { allowed_ += kPerInputByte * bytes; }
     // False once the model has become too large.
     bool take(std::size_t bytes)
     {
         taken_ += bytes;
-        return taken_ <= allowed_;
+        return taken_ <= std::min(allowed_, most_);
     }
 
 private:
+    std::size_t most_;
     std::size_t allowed_ = kFree;
     std::size_t taken_ = 0;
 };

@@ -14,7 +14,7 @@ using vitrel::Date;
 enum class SyndicationUpdatePeriod { hourly, daily, weekly, monthly, yearly };
 
 std::string_view rawValue(SyndicationUpdatePeriod period);
-// In any case of letters; absent for an unknown word. Nothing is trimmed.
+// In any case of letters, by Unicode's rules; absent for an unknown word. Nothing is trimmed.
 std::optional<SyndicationUpdatePeriod> makeSyndicationUpdatePeriod(std::string_view text);
 
 // How often a channel is renewed (prefix "sy").

@@ -174,6 +174,12 @@ bool InputDecoder::openConverter(const std::string& name)
     return true;
 }
 
+bool InputDecoder::isReady() const
+{
+    return headAt_ < head_.size() || unitsAt_ < units_.size() || ended_
+        || stream_.waitForBytes(std::chrono::milliseconds(0)) == StreamReadiness::ready;
+}
+
 std::ptrdiff_t InputDecoder::read(std::uint8_t* buffer, std::size_t maxLength)
 {
     if (from_)

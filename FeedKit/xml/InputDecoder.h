@@ -25,6 +25,8 @@ public:
     const char* open();
     // As NSInputStream::read. Bytes that are invalid in the encoding are a failure once all before them have been read.
     std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength);
+    // Whether a read would give something without waiting for the stream; false if the stream can't tell.
+    bool isReady() const;
     // About how many bytes are left to read; 0 if that isn't known.
     std::size_t bytesLeft() const { return from_ ? 0 : head_.size() - headAt_ + stream_.bytesLeft(); }
     // Line ends in the white space that stood ahead of the document.

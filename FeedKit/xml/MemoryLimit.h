@@ -15,6 +15,9 @@ public:
     { }
     MemoryLimit(const MemoryLimit&) = delete;
 
+    // From now on so many bytes more.
+    void allow(std::size_t bytes) { left_ += bytes; }
+
     // Functions for XML_ParserCreate_MM. They draw on the limit that is current on this thread.
     static const XML_Memory_Handling_Suite& suite();
 

@@ -3,11 +3,15 @@
 #include "base/Bytes.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
 namespace FeedKit {
+
+// Whether a read would give something at once: bytes, the end or a failure.
+enum class StreamReadiness { ready, waiting, unknown };
 
 // A pull source of bytes.
 class NSInputStream
@@ -18,6 +22,9 @@ public:
     // Reads up to `maxLength` bytes into `buffer`, waiting until there is at least one. The number read; 0 at the end,
     // -1 on failure.
     virtual std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength) = 0;
+    // Waits until a read would give something, so long at most. A source that may be slow should know: a parse that
+    // waits for one that doesn't is aborted only when its read returns.
+    virtual StreamReadiness waitForBytes(std::chrono::milliseconds) { return StreamReadiness::unknown; }
     // About how many bytes are left; 0 if that isn't known.
     virtual std::size_t bytesLeft() const { return 0; }
     // Why a read failed, in words.
@@ -40,6 +47,7 @@ public:
         return static_cast<std::ptrdiff_t>(count);
     }
 
+    StreamReadiness waitForBytes(std::chrono::milliseconds) override { return StreamReadiness::ready; }
     std::size_t bytesLeft() const override { return rest_.size(); }
 
 private:

@@ -4,6 +4,8 @@
 #include "FeedKit/xml/MemoryLimit.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstring>
 #include <expat.h>
 
 namespace FeedKit {
@@ -13,12 +15,31 @@ namespace {
 // expat counts the lines of each piece but the last by going over it once more, so what fits is parsed in one.
 constexpr std::size_t kPiece = 64 * 1024;
 constexpr std::size_t kMostPiece = 4u << 20;
-// A million elements, one in the other, take about 150 MiB.
-constexpr std::size_t kMostMemory = 192u << 20;
+// What the tokeniser may hold: so much of any document, and as much again as it is long, up to a limit.
+constexpr std::size_t kFreeMemory = 24u << 20;
+constexpr std::size_t kMostMemory = 48u << 20;
+constexpr char kTooManyAttributes[] = "the document declares too many attributes";
 constexpr char kTooMuchMemory[] = "the document's markup takes too much memory";
 // Real feeds hold up to a hundred thousand references, none of which expands to more than a few characters.
 constexpr float kMostAmplification = 10;
 constexpr unsigned long long kAmplificationCountsFrom = 8u << 20;
+// expat expands an entity in an entity by calling itself, so a chain of fifty thousand runs over the stack. Documents
+// that bring the names of HTML's characters along declare 250.
+constexpr std::size_t kMostEntities = 1000;
+// At each start tag expat walks over the attributes that are declared for the element. Feeds that declare any declare a
+// handful, and have fifty bytes for each element.
+constexpr std::size_t kMostAttributes = 256;
+constexpr std::size_t kFreeWalks = 4u << 20;
+constexpr std::size_t kWalksPerByte = 4;
+// XHTML in an article goes some thirty deep.
+constexpr std::size_t kMostDepth = 10'000;
+constexpr std::size_t kMostOpenNames = 1u << 20; // bytes
+// Unfinished markup is scanned anew with each piece; a document may cost so many bytes of that before larger pieces are
+// waited for.
+constexpr std::size_t kFreeRescans = 16u << 20;
+constexpr std::size_t kRescansPerByte = 4;
+// How late a stop is seen while a stream gives nothing.
+constexpr std::chrono::milliseconds kBetweenLooks{20};
 // Joined text goes on in pieces of this size, so that a long one isn't held twice.
 constexpr std::size_t kMostJoined = 64 * 1024;
 // Text that must be seen as a whole, a date or a list of keywords, is held until it is over.
@@ -41,6 +62,37 @@ bool startsInvalidUtf8(vitrel::ByteView bytes)
         || (lead == 0xF4 && second >= 0x90);
 }
 
+// Gives up waiting for the stream once the parse is aborted.
+class AbortableStream final : public NSInputStream
+{
+public:
+    AbortableStream(NSInputStream& stream, const std::atomic<bool>& aborted)
+        : stream_(stream)
+        , aborted_(aborted)
+    { }
+
+    std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength) override
+    {
+        do {
+            if (isAborted())
+                return -1;
+        } while (stream_.waitForBytes(kBetweenLooks) == StreamReadiness::waiting);
+        return stream_.read(buffer, maxLength);
+    }
+    StreamReadiness waitForBytes(std::chrono::milliseconds time) override { return stream_.waitForBytes(time); }
+    std::size_t bytesLeft() const override { return stream_.bytesLeft(); }
+    std::string streamError() const override
+    {
+        return isAborted() ? XML_ErrorString(XML_ERROR_ABORTED) : stream_.streamError();
+    }
+
+private:
+    bool isAborted() const { return aborted_.load(std::memory_order_relaxed); }
+
+    NSInputStream& stream_;
+    const std::atomic<bool>& aborted_;
+};
+
 } // namespace
 
 // What one parse holds: expat, and the text that is being joined. expat cuts a text at line ends and at the ends of its
@@ -58,7 +110,11 @@ struct NSXMLParser::Expat {
 
     void create(const char* encoding);
     void run(InputDecoder& input);
+    bool readPiece(InputDecoder& input, std::uint8_t* buffer, std::size_t length, std::size_t atLeast);
+    void allowFor(std::size_t bytes);
     void report(const InputDecoder& input);
+    void refuse(const char* why);
+    void take(std::size_t& count, std::size_t most, const char* why);
 
     void deliver(TextDelivery wanted);
     void flush();
@@ -76,7 +132,15 @@ struct NSXMLParser::Expat {
 
     NSXMLParser& owner;
     NSXMLParserDelegate& delegate;
-    MemoryLimit memory{kMostMemory};
+    MemoryLimit memory{kFreeMemory};
+    std::size_t fed = 0; // bytes handed to expat
+    std::size_t pieceLength = 0;
+    bool ended = false; // nothing follows
+    std::size_t entities = 0; // declared, as are the attributes
+    std::size_t attributes = 0;
+    std::size_t walks = 0; // over declared attributes
+    std::size_t depth = 0;
+    std::size_t openNames = 0; // bytes
     XML_Parser parser = nullptr;
     TextDelivery delivery = TextDelivery::none;
     std::string run_;
@@ -100,6 +164,15 @@ void NSXMLParser::Expat::create(const char* encoding)
     XML_SetStartDoctypeDeclHandler(parser, [](void* self, const XML_Char*, const XML_Char*, const XML_Char*, int) {
         of(self).delegate.parserFoundDoctype();
     });
+    XML_SetEntityDeclHandler(parser,
+        [](void* self, const XML_Char*, int, const XML_Char*, int, const XML_Char*, const XML_Char*, const XML_Char*,
+            const XML_Char*) {
+            of(self).take(of(self).entities, kMostEntities, "the document declares too many entities");
+        });
+    XML_SetAttlistDeclHandler(
+        parser, [](void* self, const XML_Char*, const XML_Char*, const XML_Char*, const XML_Char*, int) {
+            of(self).take(of(self).attributes, kMostAttributes, kTooManyAttributes);
+        });
     XML_SetSkippedEntityHandler(parser, [](void* self, const XML_Char*, int) { of(self).cut(); });
     XML_SetBillionLaughsAttackProtectionMaximumAmplification(parser, kMostAmplification);
     XML_SetBillionLaughsAttackProtectionActivationThreshold(parser, kAmplificationCountsFrom);
@@ -112,34 +185,56 @@ void NSXMLParser::Expat::run(InputDecoder& input)
     if (!encoding)
         return delegate.parserParseErrorOccurred(owner, input.error());
     create(encoding);
-    std::size_t fed = 0;
     std::size_t length = std::min(input.bytesLeft() ? input.bytesLeft() + 1 : kPiece, kMostPiece);
-    for (bool ended = false; !ended;) {
+    std::size_t rescanned = 0;
+    std::size_t atLeast = 1;
+    while (!ended) {
         const auto buffer = parser ? XML_GetBuffer(parser, static_cast<int>(length)) : nullptr;
         if (!buffer)
             return delegate.parserParseErrorOccurred(owner, kTooMuchMemory);
-        std::size_t count = 0;
-        while (count < length && !ended) {
-            const auto more = input.read(static_cast<std::uint8_t*>(buffer) + count, length - count);
-            ended = more <= 0;
-            count += static_cast<std::size_t>(std::max<std::ptrdiff_t>(more, 0));
-            if (more < 0)
-                inputError = input.error();
-        }
-        if (owner.aborted_.load(std::memory_order_relaxed))
+        if (!readPiece(input, static_cast<std::uint8_t*>(buffer), length, atLeast))
             return delegate.parserParseErrorOccurred(owner, XML_ErrorString(XML_ERROR_ABORTED));
-        fed += count;
-        delegate.parserWillReadBytes(count);
         // What was read ahead of a failure still counts: the document may end in it.
         const bool whole = ended && !inputError;
-        if (XML_ParseBuffer(parser, static_cast<int>(count), whole) != XML_STATUS_OK)
+        if (XML_ParseBuffer(parser, static_cast<int>(pieceLength), whole) != XML_STATUS_OK)
             return report(input);
-        // Unfinished markup is scanned anew with each piece: as much again each time keeps the whole linear.
         const auto pending = fed - static_cast<std::size_t>(std::max<XML_Index>(XML_GetCurrentByteIndex(parser), 0));
         length = std::clamp(pending, std::max(kPiece, std::min(input.bytesLeft() + 1, kMostPiece)), kMostMemory);
+        // As much again each time keeps the whole linear.
+        rescanned += pending;
+        atLeast = rescanned <= kFreeRescans + kRescansPerByte * fed
+            ? 1
+            : std::min(std::max<std::size_t>(pending, 1), length);
     }
     if (inputError)
         delegate.parserParseErrorOccurred(owner, *inputError);
+}
+
+// Reads what is there, and no less than `atLeast`: who sends a document slowly gets its feed when its root has ended.
+// False if the parse is aborted meanwhile.
+bool NSXMLParser::Expat::readPiece(InputDecoder& input, std::uint8_t* buffer, std::size_t length, std::size_t atLeast)
+{
+    pieceLength = 0;
+    while (pieceLength < length && !ended && (pieceLength < atLeast || input.isReady())) {
+        const auto more = input.read(buffer + pieceLength, length - pieceLength);
+        ended = more <= 0;
+        pieceLength += static_cast<std::size_t>(std::max<std::ptrdiff_t>(more, 0));
+        if (more < 0)
+            inputError = input.error();
+    }
+    if (owner.aborted_.load(std::memory_order_relaxed))
+        return false;
+    allowFor(pieceLength);
+    delegate.parserWillReadBytes(pieceLength);
+    return true;
+}
+
+void NSXMLParser::Expat::allowFor(std::size_t bytes)
+{
+    const auto allowed = [&] { return std::min(fed, kMostMemory - kFreeMemory); };
+    const auto former = allowed();
+    fed += bytes;
+    memory.allow(allowed() - former);
 }
 
 void NSXMLParser::Expat::report(const InputDecoder& input)
@@ -160,6 +255,19 @@ void NSXMLParser::Expat::report(const InputDecoder& input)
             + std::to_string(XML_GetCurrentColumnNumber(parser) + 1);
     }
     delegate.parserParseErrorOccurred(owner, text);
+}
+
+void NSXMLParser::Expat::refuse(const char* why)
+{
+    delegate.parserParseErrorOccurred(owner, why);
+    XML_StopParser(parser, XML_FALSE);
+}
+
+// Counts one more.
+void NSXMLParser::Expat::take(std::size_t& count, std::size_t most, const char* why)
+{
+    if (++count > most)
+        refuse(why);
 }
 
 // Text that nobody wants, most of it the white space between elements, isn't even reported.
@@ -220,9 +328,7 @@ void NSXMLParser::Expat::characters(std::string_view piece)
         referenceAt = at;
     }
     if (run_.size() + piece.size() > kMostHeld) {
-        delegate.parserParseErrorOccurred(owner, "a text is too long for its element");
-        XML_StopParser(parser, XML_FALSE);
-        return;
+        return refuse("a text is too long for its element");
     }
     run_.append(piece);
     sawText = true;
@@ -233,16 +339,25 @@ void XMLCALL NSXMLParser::Expat::onStart(void* self, const XML_Char* name, const
     auto& in = of(self);
     in.flush();
     in.deliver(TextDelivery::none);
+    const std::string_view view(name);
+    in.openNames += view.size();
+    in.walks += in.attributes;
+    if (in.walks > kFreeWalks + kWalksPerByte * in.fed)
+        return in.refuse(kTooManyAttributes);
+    if (++in.depth > kMostDepth || in.openNames > kMostOpenNames)
+        return in.refuse("the document's elements are nested too deep");
     if (!in.owner.aborted_.load(std::memory_order_relaxed))
-        in.delegate.parserDidStartElement(in.owner, name, ElementAttributes(attributes));
+        in.delegate.parserDidStartElement(in.owner, view, ElementAttributes(attributes));
     in.stopIfAborted();
 }
 
-void XMLCALL NSXMLParser::Expat::onEnd(void* self, const XML_Char*)
+void XMLCALL NSXMLParser::Expat::onEnd(void* self, const XML_Char* name)
 {
     auto& in = of(self);
     in.flush();
     in.deliver(TextDelivery::none);
+    --in.depth;
+    in.openNames -= std::strlen(name);
     if (!in.owner.aborted_.load(std::memory_order_relaxed))
         in.delegate.parserDidEndElement(in.owner);
     in.stopIfAborted();
@@ -280,7 +395,8 @@ NSXMLParser::~NSXMLParser() = default;
 
 void NSXMLParser::parse()
 {
-    InputDecoder input(stream_);
+    AbortableStream stream(stream_, aborted_);
+    InputDecoder input(stream);
     expat_ = std::make_unique<Expat>(*this, delegate_);
     expat_->run(input);
     expat_.reset();

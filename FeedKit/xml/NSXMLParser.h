@@ -46,9 +46,10 @@ public:
 };
 
 // A push tokeniser for one document, over expat. Names arrive as written, prefixes included; references are resolved;
-// external entities are never fetched. Entities of the document may not expand to many times its size, and what the
-// tokeniser itself holds is limited (unfinished markup, open elements, distinct names): beyond it the document is in
-// error. Whatever is wrong with a document is reported once, and ends the parse.
+// external entities are never fetched. Entities of the document may not expand to many times its size, how many of them
+// and of attributes it declares is limited, and so is what the tokeniser itself holds (unfinished markup, open
+// elements, distinct names): beyond it the document is in error. Whatever is wrong with a document is reported once,
+// and ends the parse.
 class NSXMLParser
 {
 public:
@@ -59,7 +60,8 @@ public:
 
     // Runs to the end of the document, an error or a stop. Once.
     void parse();
-    // Makes parse() end with an error. Any thread, at any moment; from inside an event it takes effect at once.
+    // Makes parse() end with an error. Any thread, at any moment; from inside an event, and while the stream says that
+    // it waits, it takes effect at once.
     void abortParsing();
     // From inside a start event, for the element that starts: until the next event of an element. None at the
     // beginning.

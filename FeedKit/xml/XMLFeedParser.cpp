@@ -4,6 +4,13 @@
 
 namespace FeedKit {
 
+namespace {
+
+// A text is held twice while it grows.
+constexpr std::size_t kMostText = 112u << 20;
+
+} // namespace
+
 std::string_view rawValue(XMLFeedType type)
 {
     switch (type) {
@@ -160,6 +167,7 @@ void XMLFeedParser::mapStart(const PathTable<Feed>& table, Feed& feed, const Ele
     }
     if (row.text.run) {
         textRow_ = index;
+        textBytes_ = 0;
         xmlParser_.setTextDelivery(row.text.delivery);
     }
 }
@@ -168,6 +176,9 @@ template <class Feed> void XMLFeedParser::mapTextIn(const PathTable<Feed>& table
 {
     const auto& action = table.row(textRow_).text;
     take(text.size());
+    textBytes_ += text.size();
+    if (textBytes_ > kMostText)
+        refuse();
     if (action.pieceCost)
         take(action.pieceCost * (1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), ','))));
     if (!parsingError_)
@@ -215,8 +226,12 @@ void XMLFeedParser::fail(ParserError error)
 
 void XMLFeedParser::take(std::size_t bytes)
 {
-    if (budget_.take(bytes))
-        return;
+    if (!budget_.take(bytes))
+        refuse();
+}
+
+void XMLFeedParser::refuse()
+{
     fail(ParserError::internalError("the document makes a feed of too much memory for its size"));
     xmlParser_.abortParsing();
 }

@@ -61,6 +61,7 @@ private:
     template <class Feed> void mapTextIn(const PathTable<Feed>& table, Feed& feed, std::string_view text);
     void mapText(std::string_view text);
     void take(std::size_t bytes);
+    void refuse();
     void fail(ParserError error);
 
     std::shared_ptr<NSInputStream> stream_;
@@ -77,6 +78,7 @@ private:
     std::string unknown_;
     bool childEnded_ = false;
     std::int32_t textRow_ = PathAutomaton::kNoRow; // whose text the next one is
+    std::size_t textBytes_ = 0; // of the open element
 
     std::optional<ParserError> parsingError_;
     bool parseComplete_ = false;

@@ -11,7 +11,8 @@ namespace vitrel {
 class NSAttributedString
 {
 public:
-    // Reads an HTML document or a piece of one as browsers do: whatever `html` holds gives a text. White space
+    // Reads an HTML document or a piece of one, in UTF-8 whatever it says of that, as browsers do: whatever `html`
+    // holds gives a text. White space
     // collapses; paragraphs, headings, items of lists, cells of tables and line breaks end a line; scripts, styles and
     // what else is not shown are left out, as are pictures. There is no line end behind the last paragraph. Nothing
     // that the document names is fetched. In time linear to its length, of which the first 4 MiB count. Absent if the

@@ -209,18 +209,17 @@ DefaultsStore::Domain& DefaultsStore::refreshed(const std::string& name)
     const std::optional<Stamp> stamp = there ? std::optional(stampOf(status)) : std::nullopt;
     if (domain.known && stamp == domain.stamp && (domain.settled || !stamp))
         return domain;
-    bool damaged = false;
-    const int error = read(name, domain, damaged);
-    if ((error || damaged) && !std::exchange(domain.reportedDamage, true))
+    const auto reading = read(name, domain);
+    const bool damaged = reading && *reading == Reading::Damaged;
+    if ((!reading || damaged) && !std::exchange(domain.reportedDamage, true))
         NSLog(log_,
             damaged ? "The settings in %@ can't be read and will be set aside" : "The settings in %@ can't be read: %@",
-            {pathForDomain(name), std::strerror(error)});
+            {pathForDomain(name), damaged ? "" : std::strerror(reading.error())});
     return domain;
 }
 
-int DefaultsStore::read(const std::string& name, Domain& domain, bool& damaged)
+Result<DefaultsStore::Reading, int> DefaultsStore::read(const std::string& name, Domain& domain)
 {
-    damaged = false;
     domain.known = true;
     const FileDescriptor file(files_, files_.open(pathForDomain(name).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
     if (file.get() < 0) {
@@ -229,7 +228,9 @@ int DefaultsStore::read(const std::string& name, Domain& domain, bool& damaged)
         domain.parsed.reset();
         domain.stamp.reset();
         domain.known = error == ENOENT;
-        return error == ENOENT ? 0 : error;
+        if (error != ENOENT)
+            return error;
+        return Reading::Fine;
     }
     struct ::stat status {
     };
@@ -240,21 +241,21 @@ int DefaultsStore::read(const std::string& name, Domain& domain, bool& damaged)
     const auto bytes = readAll(files_, file.get(), kMaximumFile);
     if (!bytes) {
         domain.known = false;
-        damaged = bytes.error() == EFBIG;
-        return damaged ? 0 : bytes.error();
+        if (bytes.error() != EFBIG)
+            return bytes.error();
+        return Reading::Damaged;
     }
     // A file that is looked at often before its stamp says enough is read, but not understood anew each time.
     if (domain.parsed == *bytes)
-        return 0;
+        return Reading::Fine;
     const auto value = propertyListWithData(*bytes);
-    damaged = !value || !value->dictionary();
     domain.stored.clear();
     domain.parsed.reset();
-    if (!damaged) {
-        domain.stored = *withTexts(*value, unescaped).dictionary();
-        domain.parsed = *bytes;
-    }
-    return 0;
+    if (!value || !value->dictionary())
+        return Reading::Damaged;
+    domain.stored = *withTexts(*value, unescaped).dictionary();
+    domain.parsed = *bytes;
+    return Reading::Fine;
 }
 
 void DefaultsStore::store(const std::string& name, Domain& domain)
@@ -285,21 +286,23 @@ int DefaultsStore::lock(int fd)
     return 0;
 }
 
-std::unique_ptr<FileDescriptor> DefaultsStore::locked(const std::string& name, int& error)
+Result<std::unique_ptr<FileDescriptor>, int> DefaultsStore::locked(const std::string& name)
 {
     std::error_code made;
     std::filesystem::create_directories(folder_, made);
     auto guard = std::make_unique<FileDescriptor>(
         files_, files_.open((pathForDomain(name) + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    error = guard->get() < 0 ? errno : lock(guard->get());
-    return error ? nullptr : std::move(guard);
+    if (const int error = guard->get() < 0 ? errno : lock(guard->get()))
+        return error;
+    return guard;
 }
 
 int DefaultsStore::write(const std::string& name, Domain& domain)
 {
-    int error = 0;
-    const auto guard = domain.lock ? nullptr : locked(name, error);
-    return error ? error : writeLocked(name, domain); // closing the descriptor ends the lock
+    if (domain.lock)
+        return writeLocked(name, domain);
+    const auto guard = locked(name); // closing the descriptor ends the lock
+    return guard ? writeLocked(name, domain) : guard.error();
 }
 
 DefaultsStore::Batch::Batch(DefaultsStore& store, std::string domain)
@@ -320,8 +323,8 @@ void DefaultsStore::beginBatch(const std::string& name)
     Domain& domain = domains_[name];
     if (domain.batches++ > 0 || folder_.empty())
         return;
-    int error = 0;
-    domain.lock = locked(name, error);
+    if (auto guard = locked(name))
+        domain.lock = *std::move(guard);
 }
 
 void DefaultsStore::endBatch(const std::string& name)
@@ -337,9 +340,10 @@ void DefaultsStore::endBatch(const std::string& name)
 
 int DefaultsStore::writeLocked(const std::string& name, Domain& domain)
 {
-    bool damaged = false;
-    if (const int error = read(name, domain, damaged))
-        return error;
+    const auto reading = read(name, domain);
+    if (!reading)
+        return reading.error();
+    const bool damaged = *reading == Reading::Damaged;
     std::string path = pathForDomain(name);
     std::error_code error;
     // People keep their settings elsewhere and link them here: it is that file which is replaced, not the link.

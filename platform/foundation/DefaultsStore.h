@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "platform/foundation/FileSystem.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/Value.h"
@@ -81,12 +82,13 @@ private:
     static Stamp stampOf(const struct ::stat& status);
     static bool isSettled(const Stamp& stamp);
     Domain& refreshed(const std::string& name);
-    // 0, or errno. `damaged` if there is a file and it can't be parsed; `stored` is empty then.
-    int read(const std::string& name, Domain& domain, bool& damaged);
+    enum class Reading { Fine, Damaged }; // there is a file and it can't be parsed; `stored` is empty then
+    // Or errno.
+    Result<Reading, int> read(const std::string& name, Domain& domain);
     // Brings `unwritten` into the file. 0, or errno.
     int write(const std::string& name, Domain& domain);
-    // The lock of the domain's file, or errno in `error`.
-    std::unique_ptr<FileDescriptor> locked(const std::string& name, int& error);
+    // The lock of the domain's file, or errno.
+    Result<std::unique_ptr<FileDescriptor>, int> locked(const std::string& name);
     void beginBatch(const std::string& name);
     void endBatch(const std::string& name);
     int writeLocked(const std::string& name, Domain& domain);

@@ -130,11 +130,15 @@ public:
         XML_SetCharacterDataHandler(parser_, [](void* self, const char* text, int size) {
             static_cast<Reader*>(self)->text({text, static_cast<std::size_t>(size)});
         });
-        // A property list declares no entities; what does wants to grow. An external subset is never fetched.
+        // A property list declares no entities and no attributes; what does wants to grow, to nest deeper than the
+        // stack, or to make each element costly. An external subset is never fetched.
         XML_SetEntityDeclHandler(parser_,
             [](void* self, const char*, int, const char*, int, const char*, const char*, const char*, const char*) {
                 static_cast<Reader*>(self)->fail();
             });
+        XML_SetAttlistDeclHandler(parser_, [](void* self, const char*, const char*, const char*, const char*, int) {
+            static_cast<Reader*>(self)->fail();
+        });
         // In one piece: expat then keeps no copy of the input and looks at each byte once.
         const bool parsed
             = XML_Parse(parser_, reinterpret_cast<const char*>(data.data()), static_cast<int>(data.size()), XML_TRUE)

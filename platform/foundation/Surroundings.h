@@ -79,6 +79,8 @@ struct Surroundings {
     Queue* userInitiatedQueue = nullptr;
     // For the covers of tracks alone, so that they wait for nothing else.
     Queue* artworkQueue = nullptr;
+    // Of the same quality, for feeds alone: a server may take a minute over one, which nothing else should wait for.
+    Queue* feedQueue = nullptr;
     DefaultsStore* defaults = nullptr;
     // The bundle with the saver's classes and resources, and the host's own, which may be the same. May be null.
     const NSBundle* classBundle = nullptr;

@@ -2,9 +2,9 @@
 
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
+#include "FeedKit/xml/DescriptorInputStream.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,70 +23,48 @@ constexpr std::size_t kBeginning = 200;
 // JSON has to be in memory as a whole, as what is fetched has.
 constexpr std::size_t kLargestJson = 64u << 20;
 
-// A descriptor's bytes, of which the first have been looked at already.
-class DescriptorStream final : public NSInputStream
+// A stream of which the first bytes have been looked at already.
+class PeekedStream final : public NSInputStream
 {
 public:
-    // Takes the descriptor over; standard input stays open.
-    explicit DescriptorStream(int descriptor)
-        : descriptor_(descriptor)
-    {
-        struct stat file = {};
-        if (::fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode))
-            unread_ = static_cast<std::size_t>(std::max<off_t>(file.st_size, 0));
-    }
-    ~DescriptorStream() override
-    {
-        if (descriptor_ > 0)
-            ::close(descriptor_);
-    }
-    DescriptorStream(const DescriptorStream&) = delete;
-    DescriptorStream& operator=(const DescriptorStream&) = delete;
+    explicit PeekedStream(int descriptor)
+        : rest_(descriptor)
+    { }
 
-    // The first bytes, up to `length`; fewer at the end or on failure. They will be read again.
-    ByteView peek(std::size_t length)
+    // The type that the first bytes show. They are read as they come, and will be read again.
+    std::optional<FeedDataType> type()
     {
-        ahead_.resize(length);
+        ahead_.resize(kBeginning);
         std::size_t have = 0;
-        std::ptrdiff_t count = 1;
-        while (have < length && count > 0) {
-            count = readFrom(ahead_.data() + have, length - have);
+        std::optional<FeedDataType> type;
+        for (std::ptrdiff_t count = 1; have < kBeginning && count > 0 && !type;) {
+            count = rest_.read(ahead_.data() + have, kBeginning - have);
             have += static_cast<std::size_t>(std::max<std::ptrdiff_t>(count, 0));
+            // What shows nothing may yet do so: a character can be cut.
+            type = makeFeedDataType({ahead_.data(), have});
         }
         ahead_.resize(have);
-        return ahead_;
+        return type;
     }
 
     std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength) override
     {
         const auto count = std::min(maxLength, ahead_.size());
         if (count == 0)
-            return readFrom(buffer, maxLength);
+            return rest_.read(buffer, maxLength);
         std::copy_n(ahead_.begin(), count, buffer);
         ahead_.erase(ahead_.begin(), ahead_.begin() + static_cast<std::ptrdiff_t>(count));
         return static_cast<std::ptrdiff_t>(count);
     }
-    std::size_t bytesLeft() const override { return ahead_.size() + unread_; }
-    // Empty if no read failed.
-    std::string streamError() const override { return error_ == 0 ? std::string() : ::strerrordesc_np(error_); }
+    StreamReadiness waitForBytes(std::chrono::milliseconds atMost) override
+    {
+        return ahead_.empty() ? rest_.waitForBytes(atMost) : StreamReadiness::ready;
+    }
+    std::size_t bytesLeft() const override { return ahead_.size() + rest_.bytesLeft(); }
+    std::string streamError() const override { return rest_.streamError(); }
 
 private:
-    std::ptrdiff_t readFrom(std::uint8_t* buffer, std::size_t maxLength)
-    {
-        std::ptrdiff_t count = 0;
-        do
-            count = ::read(descriptor_, buffer, maxLength);
-        while (count < 0 && errno == EINTR);
-        if (count < 0)
-            error_ = errno;
-        else
-            unread_ -= std::min(unread_, static_cast<std::size_t>(count));
-        return count;
-    }
-
-    int descriptor_;
-    int error_ = 0;
-    std::size_t unread_ = 0; // as far as it is known
+    DescriptorInputStream rest_;
     Bytes ahead_;
 };
 
@@ -111,11 +89,12 @@ Result<Bytes, std::string> contentsOf(NSInputStream& stream)
 
 ParsedFeed parseFile(const std::string& name)
 {
-    const int descriptor = name == "-" ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    // A copy, for the stream closes it.
+    const int descriptor = name == "-" ? ::dup(STDIN_FILENO) : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0)
         return ParserError::internalError(::strerrordesc_np(errno));
-    const auto stream = std::make_shared<DescriptorStream>(descriptor);
-    const auto type = makeFeedDataType(stream->peek(kBeginning));
+    const auto stream = std::make_shared<PeekedStream>(descriptor);
+    const auto type = stream->type();
     if (!stream->streamError().empty())
         return ParserError::internalError(stream->streamError());
     if (type == FeedDataType::xml)

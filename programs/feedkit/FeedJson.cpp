@@ -1,7 +1,6 @@
 #include "programs/feedkit/FeedJson.h"
 
 #include "base/Text.h"
-#include "programs/feedkit/JsonText.h"
 
 #include <type_traits>
 
@@ -113,9 +112,9 @@ std::string_view kindOf(const Feed& feed)
     return {};
 }
 
-std::string documentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout)
+void writeDocumentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout, const TextSink& sink)
 {
-    JsonText to(layout == JsonLayout::pretty);
+    JsonText to(layout == JsonLayout::pretty, sink);
     to.begin('{');
     to.key("file");
     to.string(repairedUtf8(name));
@@ -134,7 +133,16 @@ std::string documentJson(std::string_view name, const ParsedFeed& parsed, JsonLa
         to.end('}');
     }
     to.end('}');
-    return std::move(to).text();
+}
+
+std::string documentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout)
+{
+    std::string text;
+    writeDocumentJson(name, parsed, layout, [&](std::string_view piece) {
+        text += piece;
+        return true;
+    });
+    return text;
 }
 
 } // namespace vitrel

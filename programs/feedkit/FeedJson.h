@@ -3,6 +3,7 @@
 #include "FeedKit/models/Feed.h"
 #include "FeedKit/models/ParserError.h"
 #include "base/Result.h"
+#include "programs/feedkit/JsonText.h"
 
 #include <string>
 #include <string_view>
@@ -22,6 +23,7 @@ std::string_view kindOf(const FeedKit::Feed& feed);
 // What is known of one document: its name and either kind and feed or the error. The feed has the models' field names
 // and nothing for absent fields; enumerations are their text, dates seconds since 1970-01-01 UTC. Bytes of the name
 // that aren't UTF-8 become U+FFFD. No line end behind it.
+void writeDocumentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout, const TextSink& sink);
 std::string documentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout);
 
 } // namespace vitrel

@@ -17,6 +17,12 @@ constexpr std::size_t kAheadPerThread = 16;
 // Bytes of reports waiting for their turn before no further document is begun.
 constexpr std::size_t kWaitingBytes = 16u << 20;
 
+// One that isn't a text yet stops the others until it has been taken.
+std::size_t weightOf(const Report& report)
+{
+    return report.writeLong ? kWaitingBytes : report.text.size();
+}
+
 class Line
 {
 public:
@@ -36,7 +42,7 @@ public:
             lock.unlock();
             auto report = make(index);
             lock.lock();
-            waitingBytes_ += report.text.size();
+            waitingBytes_ += weightOf(report);
             waiting_.emplace(index, std::move(report));
             if (index == taken_)
                 mayTake_.notify_one();
@@ -56,7 +62,7 @@ public:
             }
             auto report = std::move(waiting_.begin()->second);
             waiting_.erase(waiting_.begin());
-            waitingBytes_ -= report.text.size();
+            waitingBytes_ -= weightOf(report);
             ++taken_;
             mayBegin_.notify_all();
             lock.unlock();

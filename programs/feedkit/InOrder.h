@@ -3,12 +3,15 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <string_view>
 
 namespace vitrel {
 
 struct Report {
     std::string text;
     bool failed = false;
+    // Writes the text, where that is too long to wait as one; whatever it needs for that waits instead.
+    std::function<void(const std::function<void(std::string_view)>& to)> writeLong = {};
 };
 
 // Makes the reports 0 to count-1, several at once, and hands them over in that order. `make` runs on `threads` threads,

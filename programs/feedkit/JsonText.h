@@ -3,24 +3,28 @@
 #include "base/Json.h"
 #include "base/Text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
 namespace vitrel {
 
-// Writes JSON (RFC 8259) piece by piece, in the order of the calls; commas and colons come by themselves.
+// Takes the next piece of a text. False if no more of it is wanted.
+using TextSink = std::function<bool(std::string_view piece)>;
+
+// Writes JSON (RFC 8259) piece by piece, in the order of the calls; commas and colons come by themselves. The text goes
+// on in pieces of some size, the last of which end() hands on.
 class JsonText
 {
 public:
-    explicit JsonText(bool pretty)
+    JsonText(bool pretty, const TextSink& sink)
         : pretty_(pretty)
+        , sink_(sink)
     { }
-
-    const std::string& text() const& { return out_; }
-    std::string text() && { return std::move(out_); }
 
     void begin(char bracket)
     {
@@ -36,6 +40,7 @@ public:
             breakLine();
         out_ += bracket;
         first_ = false;
+        handOn(depth_ == 0 ? 1 : kPiece);
     }
     void key(std::string_view name)
     {
@@ -48,7 +53,12 @@ public:
     void string(std::string_view text)
     {
         separate();
-        appendQuotedJson(out_, text);
+        out_ += '"';
+        for (; !text.empty() && wanted_; text.remove_prefix(std::min(text.size(), kPiece))) {
+            appendEscapedJson(out_, text.substr(0, kPiece));
+            handOn(kPiece);
+        }
+        out_ += '"';
     }
     void integer(std::int64_t number)
     {
@@ -82,8 +92,20 @@ private:
             out_.append(1, '\n').append(2 * depth_, ' ');
     }
 
+    void handOn(std::size_t atLeast)
+    {
+        if (out_.size() < atLeast)
+            return;
+        wanted_ = wanted_ && sink_(out_);
+        out_.clear();
+    }
+
+    static constexpr std::size_t kPiece = 1u << 16;
+
     std::string out_;
     bool pretty_;
+    const TextSink& sink_;
+    bool wanted_ = true;
     bool first_ = true; // nothing in the open array or object yet
     bool keyed_ = false; // a value must follow
     std::size_t depth_ = 0;

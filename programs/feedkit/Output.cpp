@@ -33,13 +33,18 @@ Output::Output()
 
 void Output::line(std::string_view text)
 {
-    // A long line isn't copied.
+    piece(text);
+    piece("\n");
+}
+
+void Output::piece(std::string_view text)
+{
+    // A long one isn't copied.
     if (text.size() >= kGathered) {
         flush();
-        write(text);
-        text = {};
+        return write(text);
     }
-    gathered_.append(text).append(1, '\n');
+    gathered_.append(text);
     if (gathered_.size() >= kGathered)
         flush();
 }

@@ -15,6 +15,8 @@ public:
     Output();
 
     void line(std::string_view text);
+    // Of a line.
+    void piece(std::string_view text);
     void flush();
 
 private:

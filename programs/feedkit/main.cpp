@@ -36,9 +36,38 @@ std::string kindLine(const std::string& name, const ParsedFeed& parsed)
     return line.append("\t").append(parsed ? kindOf(*parsed) : "error");
 }
 
+std::string lineOf(const std::string& name, const ParsedFeed& parsed, const Options& options)
+{
+    return options.kindOnly ? kindLine(name, parsed) : documentJson(name, parsed, options.layout);
+}
+
+// Beyond this the text of a document isn't kept beside its model.
+constexpr std::size_t kLongText = 4u << 20;
+
 Report reportOf(const std::string& name, const ParsedFeed& parsed, const Options& options)
 {
-    return {options.kindOnly ? kindLine(name, parsed) : documentJson(name, parsed, options.layout), !parsed};
+    Report report{{}, !parsed};
+    if (options.kindOnly) {
+        report.text = kindLine(name, parsed);
+        return report;
+    }
+    bool fits = true;
+    writeDocumentJson(name, parsed, options.layout, [&](std::string_view piece) {
+        fits = report.text.size() + piece.size() <= kLongText;
+        if (fits)
+            report.text += piece;
+        return fits;
+    });
+    if (!fits) {
+        report.text = {};
+        report.writeLong = [name, parsed, layout = options.layout](const auto& to) {
+            writeDocumentJson(name, parsed, layout, [&](std::string_view piece) {
+                to(piece);
+                return true;
+            });
+        };
+    }
+    return report;
 }
 
 int printAll(const Options& options)
@@ -52,6 +81,8 @@ int printAll(const Options& options)
         [&](std::size_t index) { return reportOf(names[index], parseDocument(names[index]), options); },
         [&](const Report& report) {
             failed = failed || report.failed;
+            if (report.writeLong)
+                report.writeLong([&](std::string_view piece) { output.piece(piece); });
             output.line(report.text);
             progress.step();
         },
@@ -72,9 +103,9 @@ int printAll(const Options& options)
             // A server that is back must not say "not modified" of what was shown ahead of its error.
             if (!*parsed)
                 validators = {};
-            auto report = reportOf(name, *parsed, options);
-            if (report.text != last) {
-                last = std::move(report.text);
+            auto line = lineOf(name, *parsed, options);
+            if (line != last) {
+                last = std::move(line);
                 output.line(last);
                 output.flush();
             }

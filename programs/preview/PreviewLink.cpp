@@ -107,9 +107,7 @@ struct PreviewLink::Child {
     {
         bool news = false;
         for (;;) {
-            int descriptor = -1;
-            bool closed = false;
-            const auto message = receivePreviewMessage(socket_, descriptor, closed);
+            const auto [message, descriptor, closed] = receivePreviewMessage(socket_);
             if (message && message->kind == PreviewMessage::memory) {
                 takeMemory(descriptor, message->a, message->b);
             } else if (descriptor >= 0) {

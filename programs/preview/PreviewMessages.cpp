@@ -40,7 +40,7 @@ bool sendPreviewMessage(int socket, const PreviewMessage& message, int descripto
     return sent == ssize_t(sizeof copy);
 }
 
-std::optional<PreviewMessage> receivePreviewMessage(int socket, int& descriptor, bool& closed)
+PreviewReceived receivePreviewMessage(int socket)
 {
     PreviewMessage message;
     iovec part{&message, sizeof message};
@@ -54,14 +54,15 @@ std::optional<PreviewMessage> receivePreviewMessage(int socket, int& descriptor,
     do {
         got = recvmsg(socket, &whole, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     } while (got < 0 && errno == EINTR);
-    descriptor = -1;
-    closed = got == 0 || (got < 0 && errno != EAGAIN && errno != EWOULDBLOCK);
+    PreviewReceived received;
+    received.closed = got == 0 || (got < 0 && errno != EAGAIN && errno != EWOULDBLOCK);
     if (got != ssize_t(sizeof message))
-        return std::nullopt;
+        return received;
+    received.message = message;
     const cmsghdr* header = CMSG_FIRSTHDR(&whole);
     if (header && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS)
-        std::memcpy(&descriptor, CMSG_DATA(header), sizeof(int));
-    return message;
+        std::memcpy(&received.descriptor, CMSG_DATA(header), sizeof(int));
+    return received;
 }
 
 } // namespace vitrel

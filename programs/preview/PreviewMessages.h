@@ -29,8 +29,11 @@ constexpr std::uint32_t kMostPreviewPixels = 4096; // a side
 
 // False if the other end is gone or takes nothing more. `descriptor`, unless negative, goes along.
 bool sendPreviewMessage(int socket, const PreviewMessage& message, int descriptor = -1);
-// Absent if there is none; `closed` tells whether there will be none any more. A descriptor that came along is the
-// caller's, -1 without one.
-std::optional<PreviewMessage> receivePreviewMessage(int socket, int& descriptor, bool& closed);
+struct PreviewReceived {
+    std::optional<PreviewMessage> message; // absent if there is none now
+    int descriptor = -1; // the caller's, if one came along
+    bool closed = false; // there will be none any more
+};
+PreviewReceived receivePreviewMessage(int socket);
 
 } // namespace vitrel

@@ -51,8 +51,7 @@ void PreviewSurface::makeMemory(int width, int height)
             pixels_ = static_cast<std::uint32_t*>(mapped);
     }
     if (pixels_)
-        sendPreviewMessage(
-            socket_, {PreviewMessage::memory, std::uint32_t(width_), std::uint32_t(height_)}, memory);
+        sendPreviewMessage(socket_, {PreviewMessage::memory, std::uint32_t(width_), std::uint32_t(height_)}, memory);
     if (memory >= 0)
         ::close(memory);
     slot_ = untaken_ = 0;
@@ -82,9 +81,7 @@ void PreviewSurface::present()
 void PreviewSurface::receive()
 {
     for (;;) {
-        int descriptor = -1;
-        bool closed = false;
-        const auto message = receivePreviewMessage(socket_, descriptor, closed);
+        const auto [message, descriptor, closed] = receivePreviewMessage(socket_);
         if (descriptor >= 0)
             ::close(descriptor);
         if (!message) {
@@ -98,7 +95,8 @@ void PreviewSurface::receive()
         switch (message->kind) {
         case PreviewMessage::resize:
             if (int(message->a) != width_ || int(message->b) != height_) {
-                makeMemory(int(std::min(message->a, kMostPreviewPixels)), int(std::min(message->b, kMostPreviewPixels)));
+                makeMemory(
+                    int(std::min(message->a, kMostPreviewPixels)), int(std::min(message->b, kMostPreviewPixels)));
                 if (onResize)
                     onResize(width_, height_);
             }

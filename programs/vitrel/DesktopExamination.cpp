@@ -36,7 +36,8 @@ void examineGraphics(Report& report)
 {
     const auto* context = qc::GLContext::current();
     if (!context)
-        return report.broken("OpenGL", "there is no OpenGL 3.3; install the driver, or libegl-mesa0 and libgl1-mesa-dri");
+        return report.broken(
+            "OpenGL", "there is no OpenGL 3.3; install the driver, or libegl-mesa0 and libgl1-mesa-dri");
     const std::string& name = context->renderer();
     if (context->software())
         report.good("OpenGL", name + ", on the processor: plain compositions run smoothly, deep ones may not");
@@ -62,8 +63,7 @@ void examineIdleness(RunLoop& loop, Report& report)
     else
         report.idle("idle start",
             source.name + " tells of idleness, and nobody listens; systemctl --user enable --now vitrel-idle");
-    const auto locker
-        = std::find_if(savers.begin(), savers.end(), [](const OtherSaver& saver) { return saver.locks; });
+    const auto locker = std::find_if(savers.begin(), savers.end(), [](const OtherSaver& saver) { return saver.locks; });
     report.idle("locker",
         locker != savers.end() ? locker->program + " runs; Vitrel leaves the screen to it when it locks"
                                : "none is seen; Vitrel never locks, so have one if the screen is to be locked");

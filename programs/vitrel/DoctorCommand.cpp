@@ -116,10 +116,10 @@ void examineFeed(SaverHost& host, Report& report)
 
 int doctor(const SaverOptions& options)
 {
-    int code = 0;
-    const auto host = SaverHost::make(options, code);
-    if (!host)
-        return code;
+    const auto made = SaverHost::make(options);
+    if (!made)
+        return made.error();
+    const auto& host = *made;
     Report report;
     examineDesktop(report);
     examinePlayer(*host, report);

@@ -110,9 +110,9 @@ std::unique_ptr<DisplayList> openDisplays(RunLoop& loop, bool wayland)
 int playFullScreen(PlayOptions options)
 {
     // What is wrong is said once, and not by each child.
+    if (const auto wrong = complainOfSaverOptions(options))
+        return *wrong;
     int code = 0;
-    if (!checkSaverOptions(options, code))
-        return code;
     options.chosen = chosenAtRandom(options);
     SystemClock clock;
     RunLoop loop(clock);

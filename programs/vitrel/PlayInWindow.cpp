@@ -50,7 +50,7 @@ public:
     ~X11Player() override;
 
 private:
-    std::unique_ptr<HostWindow> open(int& code) override;
+    Opened open() override;
     std::vector<Display> displays() override;
     std::string displayOfWindow() override;
     bool isConnected() const override { return connection_->isAlive(); }
@@ -87,23 +87,19 @@ std::unique_ptr<X11Window> X11Player::makeWindow()
     return X11Window::open(connection_, "Vitrel", width, height);
 }
 
-std::unique_ptr<HostWindow> X11Player::open(int& code)
+WindowPlayer::Opened X11Player::open()
 {
     connection_ = X11Connection::open(host().runLoop());
-    if (!connection_) {
-        code = complainOfDisplay();
-        return nullptr;
-    }
+    if (!connection_)
+        return complainOfDisplay();
     monitors_ = x11Monitors(*connection_);
     auto window = makeWindow();
-    if (!window) {
-        code = covers() ? int(DisplayExit::Gone) : complain("there is no such window");
-        return nullptr;
-    }
+    if (!window)
+        return covers() ? int(DisplayExit::Gone) : complain("there is no such window");
     x_ = window.get();
     x_->onClosed = x_->onDismissed = connection_->onLost = [this] { dismiss(); };
     connection_->onScreensChanged = [this] { displaysChanged(); };
-    return window;
+    return std::unique_ptr<HostWindow>(std::move(window));
 }
 
 std::vector<WindowPlayer::Display> X11Player::displays()
@@ -127,10 +123,9 @@ void X11Player::coverAgain()
 
 int playInWindow(const PlayOptions& options)
 {
-    bool noHost = false;
-    const int code = playWith(
-        options, [&](SaverHost& host) { return std::make_unique<X11Player>(options, host); }, &noHost);
-    return noHost && isGuest(options) && code == 1 ? stayBlack(options, code) : code;
+    return playWith(
+        options, [&](SaverHost& host) { return std::make_unique<X11Player>(options, host); },
+        [&](int code) { return isGuest(options) && code == 1 ? stayBlack(options, code) : code; });
 }
 
 } // namespace vitrel

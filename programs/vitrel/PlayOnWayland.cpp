@@ -32,7 +32,7 @@ public:
     ~WaylandPlayer() override;
 
 private:
-    std::unique_ptr<HostWindow> open(int& code) override;
+    Opened open() override;
     std::vector<Display> displays() override { return displaysOf(connection_->outputs()); }
     std::string displayOfWindow() override;
     bool isConnected() const override { return connection_->isAlive(); }
@@ -61,19 +61,15 @@ std::unique_ptr<WaylandWindow> WaylandPlayer::makeWindow()
     return nullptr;
 }
 
-std::unique_ptr<HostWindow> WaylandPlayer::open(int& code)
+WindowPlayer::Opened WaylandPlayer::open()
 {
     connection_ = openWayland(host().runLoop(), covers());
-    if (!connection_) {
-        code = 1;
-        return nullptr;
-    }
+    if (!connection_)
+        return 1;
     auto window = makeWindow();
-    if (!window || window->isClosed()) {
-        // Without a compositor the supervisor ends, too.
-        code = covers() ? int(DisplayExit::Gone) : complain("the compositor makes no window");
-        return nullptr;
-    }
+    // Without a compositor the supervisor ends, too.
+    if (!window || window->isClosed())
+        return covers() ? int(DisplayExit::Gone) : complain("the compositor makes no window");
     window->onDismissed = connection_->onLost = [this] { dismiss(); };
     window->onClosed = [this] {
         // A window that is full screen is moved elsewhere, or closed, by compositors when its output goes.
@@ -83,7 +79,7 @@ std::unique_ptr<HostWindow> WaylandPlayer::open(int& code)
             dismiss();
     };
     connection_->onOutputsChanged = [this] { displaysChanged(); };
-    return window;
+    return std::unique_ptr<HostWindow>(std::move(window));
 }
 
 // Where an ordinary window stands nobody is told; so it counts as being on the first.

@@ -16,10 +16,10 @@ int preview(int width, int height)
     if (fcntl(ChildProcess::kInherited, F_GETFD) < 0)
         return complain("only the settings window starts this", 2);
     qc::prepareSoftwareRendering();
-    int code = 0;
-    const auto host = SaverHost::make({}, code, [](SaverHost& saver) { saver.stop(); });
-    if (!host)
-        return code;
+    const auto made = SaverHost::make({}, [](SaverHost& saver) { saver.stop(); });
+    if (!made)
+        return made.error();
+    const auto& host = *made;
     auto surface = std::make_unique<PreviewSurface>(host->runLoop(), ChildProcess::kInherited, width, height);
     PreviewSurface& screen = *surface;
     const NSSize size{double(screen.width()), double(screen.height())};

@@ -55,20 +55,23 @@ SaverHost::~SaverHost()
     surroundings_.shared.clear();
 }
 
-std::unique_ptr<SaverHost> SaverHost::make(
-    const SaverOptions& options, int& code, std::function<void(SaverHost&)> onSignal)
+Result<std::unique_ptr<SaverHost>, int> SaverHost::make(
+    const SaverOptions& options, std::function<void(SaverHost&)> onSignal)
 {
     std::unique_ptr<SaverHost> host(new SaverHost);
     if (onSignal)
         host->signals_ = std::make_unique<HostSignals>(
             host->runLoop_, [raw = host.get(), onSignal = std::move(onSignal)](int) { onSignal(*raw); });
-    return host->configure(options, code) ? std::move(host) : nullptr;
+    if (const auto code = host->configure(options))
+        return *code;
+    return host;
 }
 
-bool SaverHost::configure(const SaverOptions& options, int& code)
+// An exit code if it can't be.
+std::optional<int> SaverHost::configure(const SaverOptions& options)
 {
-    if (!checkSaverOptions(options, code))
-        return false;
+    if (const auto code = complainOfSaverOptions(options))
+        return code;
     for (const std::string& text : options.inputs)
         inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);
@@ -80,6 +83,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     surroundings_.userInteractiveQueue = &userInteractive_;
     surroundings_.userInitiatedQueue = &userInitiated_;
     surroundings_.artworkQueue = &artwork_;
+    surroundings_.feedQueue = &feeds_;
     surroundings_.defaults = defaults_.get();
     surroundings_.classBundle = surroundings_.mainBundle = &bundle_;
     surroundings_.notificationCenter = &notifications_;
@@ -92,10 +96,8 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
     }
     if (!options.trace.empty()) {
         traceFile_.open(options.trace, options.addToTrace ? std::ios::app : std::ios::trunc);
-        if (!traceFile_) {
-            code = complain("can't write " + options.trace);
-            return false;
-        }
+        if (!traceFile_)
+            return complain("can't write " + options.trace);
         trace_ = std::make_unique<InputTrace>(
             clock_, [this](const std::string& line) { traceFile_ << line << std::flush; });
     }
@@ -122,7 +124,7 @@ bool SaverHost::configure(const SaverOptions& options, int& code)
         };
         return view;
     };
-    return true;
+    return std::nullopt;
 }
 
 // Which composition plays. What the command line says is for this run alone.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "platform/appkit/NSWindow.h"
 #include "platform/foundation/CurlURLSession.h"
 #include "platform/foundation/DefaultsStore.h"
@@ -30,10 +31,10 @@ namespace vitrel {
 class SaverHost
 {
 public:
-    // Null, with a line on standard error and the exit code in `code`, for options that make no sense. With `onSignal`
-    // it hears the signals that end a program, from then on; without, they do so on the spot.
-    static std::unique_ptr<SaverHost> make(
-        const SaverOptions& options, int& code, std::function<void(SaverHost&)> onSignal = {});
+    // An exit code, with a line on standard error, for options that make no sense. With `onSignal` it hears the signals
+    // that end a program, from then on; without, they do so on the spot.
+    static Result<std::unique_ptr<SaverHost>, int> make(
+        const SaverOptions& options, std::function<void(SaverHost&)> onSignal = {});
     ~SaverHost();
 
     RunLoop& runLoop() { return runLoop_; }
@@ -54,7 +55,7 @@ public:
 
 private:
     SaverHost();
-    bool configure(const SaverOptions& options, int& code);
+    std::optional<int> configure(const SaverOptions& options);
     void choose(const SaverOptions& options);
     void playOnly(const std::string& path);
     void showDemoFeed(const std::string& path);
@@ -72,6 +73,7 @@ private:
     NSDistributedNotificationCenter notifications_;
     CurlURLSession urlSession_;
     PoolQueue userInteractive_{2}, userInitiated_{2}, artwork_{2};
+    PoolQueue feeds_{4}; // of as many addresses at once
     std::ofstream traceFile_;
     std::unique_ptr<InputTrace> trace_;
     std::vector<InputArgument> inputs_;

@@ -31,23 +31,19 @@ void addSaverOptions(CLI::App& command, SaverOptions& options)
         ->allow_extra_args(false);
 }
 
-bool checkSaverOptions(const SaverOptions& options, int& code)
+std::optional<int> complainOfSaverOptions(const SaverOptions& options)
 {
-    const auto fail = [&code](const std::string& message, int with) {
-        code = complain(message, with);
-        return false;
-    };
     for (const std::string& text : options.inputs) {
         if (!inputArgument(text))
-            return fail("--input takes KEY=VALUE", 2);
+            return complain("--input takes KEY=VALUE", 2);
     }
     const std::string version = systemVersionText(options);
     if (!makeOperatingSystemVersion(version))
-        return fail("\"" + version + "\" is no system version", 2);
+        return complain("\"" + version + "\" is no system version", 2);
     if (options.file.empty())
-        return true;
+        return std::nullopt;
     const auto read = qc::readCompositionFile(options.file);
-    return read || fail(options.file + " is no composition: " + read.error().reason, 1);
+    return read ? std::nullopt : std::optional(complain(options.file + " is no composition: " + read.error().reason));
 }
 
 } // namespace vitrel

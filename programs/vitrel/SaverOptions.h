@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,8 @@ struct SaverOptions {
 
 // Adds them to a command.
 void addSaverOptions(CLI::App& command, SaverOptions& options);
-// False, with a line on standard error and the exit code in `code`, for options that make no sense.
-bool checkSaverOptions(const SaverOptions& options, int& code);
+// An exit code, with a line on standard error, for options that make no sense.
+std::optional<int> complainOfSaverOptions(const SaverOptions& options);
 // The system version that the saver sees: the option's, else the environment's, else the usual one.
 std::string systemVersionText(const SaverOptions& options);
 

@@ -45,10 +45,10 @@ int snapshot(const SnapshotOptions& options)
         alarm(kThumbnailSeconds);
     }
     qc::prepareSoftwareRendering();
-    int code = 0;
-    const auto host = SaverHost::make(options, code);
-    if (!host)
-        return code;
+    const auto made = SaverHost::make(options);
+    if (!made)
+        return made.error();
+    const auto& host = *made;
     auto surface = std::make_unique<MemorySurface>(size->first, size->second);
     MemorySurface& screen = *surface;
     const NSRect frame = makeRect(0, 0, size->first, size->second);

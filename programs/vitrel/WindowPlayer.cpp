@@ -82,9 +82,10 @@ int WindowPlayer::run()
 {
     if (options_.supervisor > 0 && getppid() == options_.supervisor)
         signOfLife_ = std::make_unique<SignOfLife>(host_.runLoop());
-    hostWindow_ = open(code_);
-    if (!hostWindow_)
-        return code_;
+    auto opened = open();
+    if (!opened)
+        return opened.error();
+    hostWindow_ = *std::move(opened);
     const NSSize size{double(hostWindow_->width()), double(hostWindow_->height())};
     window_ = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, hostWindow_->makeSurface());
     hostWindow_->onResized = [this](int width, int height) {
@@ -120,23 +121,20 @@ int WindowPlayer::run()
     return code_;
 }
 
-int playWith(
-    const PlayOptions& options, const std::function<std::unique_ptr<WindowPlayer>(SaverHost&)>& make, bool* noHost)
+int playWith(const PlayOptions& options, const std::function<std::unique_ptr<WindowPlayer>(SaverHost&)>& make,
+    const std::function<int(int)>& noHost)
 {
     qc::prepareSoftwareRendering();
     WindowPlayer* running = nullptr;
-    int code = 0;
-    const auto host = SaverHost::make(options, code, [&](SaverHost& host) {
+    const auto host = SaverHost::make(options, [&](SaverHost& host) {
         if (running)
             running->stop();
         else
             host.stop();
     });
-    if (noHost)
-        *noHost = !host;
     if (!host)
-        return code;
-    const auto player = make(*host);
+        return noHost ? noHost(host.error()) : host.error();
+    const auto player = make(**host);
     running = player.get();
     return player->run();
 }

@@ -44,9 +44,10 @@ protected:
         return displays;
     }
 
-    // Connects, and makes the window. Null, with the exit code in `code` and a line said if one is due, if there is
-    // none to be had. From here on what is below may be called, and dismiss, displayIsGone and displaysChanged.
-    virtual std::unique_ptr<HostWindow> open(int& code) = 0;
+    // Connects, and makes the window. An exit code, with a line said if one is due, if there is none to be had. From
+    // here on what is below may be called, and dismiss, displayIsGone and displaysChanged.
+    using Opened = Result<std::unique_ptr<HostWindow>, int>;
+    virtual Opened open() = 0;
     // As they are now.
     virtual std::vector<Display> displays() = 0;
     // The name of the display that an ordinary window is on.
@@ -80,9 +81,9 @@ private:
     std::unique_ptr<SignOfLife> signOfLife_;
 };
 
-// Makes the host, and in it the player, and runs it. Gives the exit code; `noHost`, if not null, is set if it is that
-// of a host that couldn't be made.
+// Makes the host, and in it the player, and runs it. Gives the exit code. One for a host that can't be made goes
+// through `noHost` first, if that is given.
 int playWith(const PlayOptions& options, const std::function<std::unique_ptr<WindowPlayer>(SaverHost&)>& make,
-    bool* noHost = nullptr);
+    const std::function<int(int code)>& noHost = {});
 
 } // namespace vitrel

@@ -81,7 +81,14 @@ std::vector<std::string> namesIn(const std::string& path)
     return names;
 }
 
-// The elements of the path, one in the other, and `inner` in place of the last one.
+// The root selects the type and does nothing else.
+bool isRoot(const Listed& row)
+{
+    return std::count(row.path.begin(), row.path.end(), '/') == 1;
+}
+
+// The elements of the path, one in the other, and `inner` in place of the last one, behind an element that means
+// nothing: with that the model is there also at the level of the root.
 std::string documentAround(const std::string& path, const std::string& inner)
 {
     auto names = namesIn(path);
@@ -89,7 +96,7 @@ std::string documentAround(const std::string& path, const std::string& inner)
     std::string document;
     for (const auto& name : names)
         document += "<" + name + ">";
-    document += inner;
+    document += "<x/>" + inner;
     for (auto name = names.rbegin(); name != names.rend(); ++name)
         document += "</" + *name + ">";
     return document;
@@ -157,8 +164,11 @@ class ListedElement : public testing::TestWithParam<Listed>
 TEST_P(ListedElement, MakesItsObjectsAndReadsTheirAttributes)
 {
     const auto& row = GetParam();
-    if (std::count(row.path.begin(), row.path.end(), '/') < 3)
-        return; // the model isn't there without them
+    if (isRoot(row)) {
+        EXPECT_TRUE(row.start.empty());
+        EXPECT_EQ(parsed("<" + row.path.substr(1) + " version='1'><x/></" + row.path.substr(1) + ">"), Leaves());
+        return;
+    }
     const Leaves before = parsed(documentAround(row.path, ""));
     Leaves expected = before;
     for (const auto& making : row.start)
@@ -191,22 +201,48 @@ TEST_P(ListedElement, MakesItsObjectsAndReadsTheirAttributes)
 TEST_P(ListedElement, ComesTwice)
 {
     const auto& row = GetParam();
-    if (row.start.empty() || row.start.back().attributes.empty())
+    if (isRoot(row)) {
+        EXPECT_TRUE(row.start.empty());
         return;
-    const auto& making = row.start.back();
-    const auto text = std::find_if(making.attributes.begin(), making.attributes.end(),
-        [](const Attribute& attribute) { return attribute.type.empty(); });
-    if (text == making.attributes.end())
+    }
+    const std::string how = row.start.empty() ? "" : row.start.back().how;
+    const auto twice = [&](const std::string& attribute, const std::string& one, const std::string& two) {
+        const auto with = [&](const std::string& value) {
+            return attribute.empty() ? std::string() : " " + attribute + "='" + value + "'";
+        };
+        return parsed(documentAround(row.path, element(row.path, with(one), one) + element(row.path, with(two), two)));
+    };
+    // Two empty ones: each one more of its array, or as good as one.
+    auto expected = parsed(documentAround(row.path, element(row.path, "", "")));
+    if (how == "added")
+        expected[placeOf(row.start.back().field, 1)] = "{}";
+    EXPECT_EQ(twice("", "", ""), expected);
+
+    const auto good = sampleOf(row.textRule, true), bad = sampleOf(row.textRule, false);
+    if (row.textRule == "appended" && how == "added") {
+        expected[placeOf(row.textField, 0)] = "\"A\"";
+        expected[placeOf(row.textField, 1)] = "\"B\"";
+        EXPECT_EQ(twice("", "A", "B"), expected);
+    } else if (row.textRule == "appended") {
+        expected[placeOf(row.textField)] = how == "last" ? "\"B\"" : "\"AB\"";
+        EXPECT_EQ(twice("", "A", "B"), expected);
+    } else if (bad.value == nullptr && how != "added") {
+        EXPECT_EQ(twice("", good.text, bad.text), expected) << "what doesn't read takes away what did";
+    }
+
+    if (how.empty())
         return;
-    const auto with = [&](const char* value) { return " " + text->name + "='" + value + "'"; };
-    const auto leaves
-        = parsed(documentAround(row.path, element(row.path, with("one"), "") + element(row.path, with("two"), "")));
+    const auto& attributes = row.start.back().attributes;
+    const auto text = std::find_if(attributes.begin(), attributes.end(), [](auto& one) { return one.type.empty(); });
+    if (text == attributes.end())
+        return;
+    const auto leaves = twice(text->name, "one", "two");
     const auto value = [&](int last) {
-        const auto found = leaves.find(placeOf(making.field, last) + ".attributes." + text->name);
+        const auto found = leaves.find(placeOf(row.start.back().field, last) + ".attributes." + text->name);
         return found == leaves.end() ? std::string("none") : found->second;
     };
-    EXPECT_EQ(value(0), making.how == "last" ? "\"two\"" : "\"one\"");
-    if (making.how == "added") {
+    EXPECT_EQ(value(0), how == "last" ? "\"two\"" : "\"one\"");
+    if (how == "added") {
         EXPECT_EQ(value(1), "\"two\"");
     }
 }
@@ -214,8 +250,10 @@ TEST_P(ListedElement, ComesTwice)
 TEST_P(ListedElement, PutsItsTextIntoItsFieldAndNowhereElse)
 {
     const auto& row = GetParam();
-    if (std::count(row.path.begin(), row.path.end(), '/') < 3)
+    if (isRoot(row)) {
+        EXPECT_EQ(row.textRule, "");
         return;
+    }
     const auto with
         = [&](const std::string& text) { return parsed(documentAround(row.path, element(row.path, "", text))); };
     const Leaves without = with("");

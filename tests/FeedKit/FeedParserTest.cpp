@@ -1,8 +1,14 @@
 #include "FeedKit/FeedParser.h"
 #include "FeedKit/FeedDataType.h"
+#include "FeedKit/xml/DescriptorInputStream.h"
+#include "support/LocalServer.h"
 
+#include <sys/ioctl.h>
+
+#include <chrono>
 #include <deque>
 #include <gmock/gmock.h>
+#include <thread>
 
 namespace FeedKit {
 namespace {
@@ -78,24 +84,17 @@ TEST(FeedParser, SendsADocumentToTheParserOfItsType)
 class RecordingFetcher final : public Fetcher
 {
 public:
-    Result<Bytes, std::string> contentsOf(const URL& url) override
-    {
-        asked.push_back(url.text());
-        if (answers.empty())
-            return std::string("the host was not found");
-        auto answer = answers.front();
-        answers.pop_front();
-        return bytes(answer);
-    }
     Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
-        const URL& url, const Validators& known) override
+        const URL& url, const Validators& known, std::stop_token) override
     {
         if (known.eTag == "current")
             return std::optional<FetchedContents>();
-        auto contents = contentsOf(url);
-        if (!contents)
-            return contents.error();
-        return std::optional(FetchedContents{*contents, {.eTag = "current"}});
+        asked.push_back(url.text());
+        if (answers.empty())
+            return std::string("the host was not found");
+        const auto answer = answers.front();
+        answers.pop_front();
+        return std::optional(FetchedContents{bytes(answer), {.eTag = "current"}});
     }
 
     std::vector<std::string> asked;
@@ -114,6 +113,8 @@ TEST(FeedParser, FetchesAnewAtEachParseAndReadsFeedAsHttp)
         {"feeds://host/", "feeds://host/"},
         {"file:///tmp/feed", "file:///tmp/feed"},
         {"no address", "no address"},
+        {"feed:nothing", "http:nothing"},
+        {"feed:///path", "http:///path"},
     };
     for (const auto& [url, asked] : cases) {
         const auto fetcher = std::make_shared<RecordingFetcher>();
@@ -124,7 +125,7 @@ TEST(FeedParser, FetchesAnewAtEachParseAndReadsFeedAsHttp)
         EXPECT_EQ(reasonOf(parser.parse()), "the host was not found") << "what was fetched before is no answer";
         EXPECT_THAT(fetcher->asked, testing::Each(asked));
     }
-    EXPECT_EQ(reasonOf(FeedParser(URL("feed:nothing")).parse()), "Failed url sanitizing.");
+    EXPECT_EQ(reasonOf(FeedParser(URL("feed:///path")).parse()), "the address has no host") << "the fetch's word";
 }
 
 TEST(FeedParser, ParsesNothingThatItHasSeen)
@@ -179,6 +180,85 @@ TEST(FeedParser, AbortsOnlyWhatRuns)
     EXPECT_EQ(reasonOf(streaming.parse()), "parsing aborted");
 }
 
+// Both ends of a pipe.
+struct Pipe {
+    int ends[2] = {-1, -1};
+    Pipe() { EXPECT_EQ(::pipe(ends), 0); }
+    ~Pipe() { ::close(ends[1]); } // the reader closes its own
+    void write(std::string_view text) const
+    {
+        EXPECT_EQ(::write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    bool isDrained() const
+    {
+        int left = -1;
+        ::ioctl(ends[1], FIONREAD, &left);
+        return left == 0;
+    }
+};
+
+// How long a parse on another thread goes on behind an abort, and what it says then.
+std::pair<std::chrono::milliseconds, std::string> timeToAbort(
+    FeedParser& parser, const std::function<bool()>& isWaiting)
+{
+    std::string reason;
+    std::thread thread([&] { reason = reasonOf(parser.parse()); });
+    while (!isWaiting())
+        std::this_thread::yield();
+    const auto begun = std::chrono::steady_clock::now();
+    parser.abortParsing();
+    thread.join();
+    return {std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begun), reason};
+}
+
+// The best of some attempts, for a machine may be busy with other things.
+TEST(FeedParser, AbortsWhatWaitsForAServerOrAStreamWithinATenthOfASecond)
+{
+    const auto expectQuick = [](const char* why, const char* reason, const auto& attempt) {
+        std::chrono::milliseconds best{1 << 20};
+        for (int k = 0; k < 5 && best.count() >= 100; ++k) {
+            const auto [time, said] = attempt();
+            EXPECT_EQ(said, reason) << why;
+            best = std::min(best, time);
+        }
+        EXPECT_LT(best.count(), 100) << why;
+    };
+    for (const std::string& said : {std::string(), vitrel::LocalServer::head() + "<rss>"}) {
+        std::atomic<int> asked = 0;
+        vitrel::LocalServer server([&](const auto&, const vitrel::LocalServer::Connection& to) {
+            to.send(said);
+            ++asked;
+            to.stall();
+        });
+        expectQuick("a server", "the fetch was stopped", [&] {
+            asked = 0;
+            FeedParser parser{URL(server.url())};
+            return timeToAbort(parser, [&] { return asked > 0; });
+        });
+    }
+    expectQuick("a pipe", "parsing aborted", [] {
+        const Pipe pipe;
+        FeedParser parser(std::make_shared<DescriptorInputStream>(pipe.ends[0]));
+        pipe.write("<rss><channel><item>");
+        return timeToAbort(parser, [&] { return pipe.isDrained(); });
+    });
+    // A stop that was asked for before the parse is none of an earlier one.
+    std::stop_source stop;
+    stop.request_stop();
+    Validators unknown;
+    FeedParser stopped{URL("http://127.0.0.1:1/")};
+    EXPECT_EQ(reasonOf(*stopped.parseIfModified(unknown, stop.get_token())), "the fetch was stopped");
+}
+
+TEST(FeedParser, AnswersAtTheEndOfTheRootThoughThePipeStaysOpen)
+{
+    for (const char* encoding : {"UTF-8", "windows-1252"}) {
+        const Pipe pipe;
+        pipe.write(std::string("<?xml version='1.0' encoding='") + encoding + "'?>\n" + kRSS);
+        EXPECT_EQ(reasonOf(FeedParser(std::make_shared<DescriptorInputStream>(pipe.ends[0])).parse()), "a feed");
+    }
+}
+
 TEST(ParserError, TellsItsCodeAndTexts)
 {
     const auto path = ParserError::feedCDATABlockEncodingError("/rss/channel");
@@ -231,6 +311,11 @@ TEST(Models, AreEqualWhenAllTheirFieldsAre)
         for (const auto& other : documents)
             EXPECT_EQ(feed(one) == feed(other), std::string_view(one) == other) << one << " and " << other;
     }
+    // By Unicode's rules the Kelvin sign is a capital k, but I with a dot keeps its dot.
+    EXPECT_EQ(makeSyndicationUpdatePeriod("WEE\u212ALY"), SyndicationUpdatePeriod::weekly);
+    EXPECT_EQ(makeSyndicationUpdatePeriod("DA\u0130LY"), std::nullopt);
+    EXPECT_EQ(makeRSSFeedSkipDay("Friday "), std::nullopt);
+    EXPECT_EQ(makeRSSFeedSkipDay("FRIDAY"), RSSFeedSkipDay::friday);
     MediaTag tag;
     EXPECT_EQ(tag.weight, 1);
     EXPECT_FALSE(tag == *MediaTag::tagsFrom("")[0]);

@@ -1,7 +1,10 @@
 #include "programs/Program.h"
 #include "support/LocalServer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -80,6 +83,18 @@ TEST_F(FeedTool, ReadsStandardInput)
     EXPECT_NE(run({"-"}, std::string(200, ' ') + rss("one")).output.find("feedNotFound"), std::string::npos);
 }
 
+// Who writes may have more to say later, of which nothing belongs to the feed.
+TEST_F(FeedTool, AnswersAtTheEndOfTheRootThoughThePipeStaysOpen)
+{
+    const std::string pipe = folder_ / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const int held = ::open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    const std::string feed = rss("one");
+    ASSERT_EQ(::write(held, feed.data(), feed.size()), static_cast<ssize_t>(feed.size()));
+    EXPECT_EQ(run({pipe}).output, rssLine(pipe, "one"));
+    ::close(held);
+}
+
 TEST_F(FeedTool, KeepsTheOrderOfTheArgumentsWithAnyNumberOfJobs)
 {
     std::vector<std::string> words;
@@ -128,10 +143,22 @@ TEST_F(FeedTool, FetchesAddresses)
         rssLine(feed, "one") + rssLine(asFeed, "one") + rssLine(file, "two")
             + errorLine(lost, "the server answered with status 404 (not found)")
             + errorLine("gopher://127.0.0.1/", R"(unsupported scheme \"gopher\")")
-            + errorLine("feed:lost", "Failed url sanitizing."));
+            + errorLine("feed:lost", "the address has no host"));
     // Only what can't be a file's name by accident is an address.
     const std::string odd = folder_.write("a:b", rss("three"));
     EXPECT_EQ(run({odd}).output, rssLine(odd, "three"));
+}
+
+// What is too long to wait as a text is written from its feed when its turn has come.
+TEST_F(FeedTool, WritesLongDocumentsInTheirTurn)
+{
+    const std::string title(5'000'000, '"'), small = folder_.write("small", rss("one"));
+    const std::string large = folder_.write("large", rss(title));
+    std::string escaped;
+    for (std::size_t k = 0; k < title.size(); ++k)
+        escaped += "\\\"";
+    EXPECT_TRUE(
+        run({large, small, large}).output == rssLine(large, escaped) + rssLine(small, "one") + rssLine(large, escaped));
 }
 
 // The server's story, one letter a request, and what is printed of it in the end.

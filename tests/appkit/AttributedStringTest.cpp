@@ -39,6 +39,19 @@ TEST(NSAttributedString, LaysHTMLOutInLines)
         {"5 < 6 > 4", "5 < 6 > 4", "a bare less-than"},
         {"日本<br>\u00FCber", "日本\n\u00FCber", "UTF-8"},
         {"<meta charset='utf-16'>\u00E9", "\u00E9", "a document's own word on its encoding doesn't count"},
+        {"<meta charset=koi8-r>\u00E9日", "\u00E9日", "whichever it is"},
+        {"\u00E9<meta http-equiv=Content-Type content='text/html; charset=iso-8859-1'>日", "\u00E9日",
+            "or in which form"},
+        {"<?xml version='1.0' encoding='windows-1252'?>\u00E9日", "\u00E9日", "of XML, too"},
+        {"&comma;&check;&NewLine;&Tab;&NotEqualTilde;&Copf;&copy;", ",\u2713 \u2242\u0338\u2102\u00A9",
+            "names that HTML 4 hadn't, of one character and of two"},
+        {"&copy2 &notit; &notin; &amplt; &eacute&Eacute.", "\u00A92 \u00ACit; \u2209 &lt; \u00E9\u00C9.",
+            "old names without a semicolon, the longest that is there"},
+        {"&lt;b&gt; &LT &lbrack;&num;38&semi; &amp;lt; &check &hellip", "<b> < [#38; &lt; &check &hellip",
+            "what they stand for is no markup, and new names need their semicolon"},
+        {"<a title='&quot;>no&QUOT;'>A&quot;</a>", "A\"", "in attributes they end nothing"},
+        {"A<video><source src=x><p>no</p></video><audio>no</audio><canvas>no</canvas><iframe>no</iframe>B", "AB",
+            "what is there for browsers that can't show the element"},
         {"<p", "", "a tag that is cut off"},
         {"A</div></p></b>B", "A\nB", "ends without starts"},
     };
@@ -57,6 +70,19 @@ TEST(NSAttributedString, TakesLinearTimeOverHostileDocuments)
         EXPECT_LE(plain(html + "end").size(), 2 * html.size() + 3) << piece;
     }
     EXPECT_EQ(plain(std::string(8u << 20, 'x')).size(), 4u << 20) << "what is beyond the limit doesn't count";
+}
+
+TEST(NSAttributedString, CutsNoCharacter)
+{
+    // Of three bytes each, which fit neither the reader's pieces nor the limit.
+    const auto text = [](std::size_t count) {
+        std::string made = "a";
+        for (std::size_t k = 0; k < count; ++k)
+            made += "日";
+        return made;
+    };
+    EXPECT_TRUE(plain(text(100'000)) == text(100'000));
+    EXPECT_TRUE(plain(text(2'000'000)) == text(((4u << 20) - 1) / 3)) << "as many as fit whole";
 }
 
 } // namespace

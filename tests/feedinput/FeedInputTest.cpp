@@ -8,6 +8,7 @@
 #include <atomic>
 #include <deque>
 #include <gmock/gmock.h>
+#include <thread>
 
 namespace vitrel {
 namespace {
@@ -20,24 +21,25 @@ using testing::IsEmpty;
 class FakeFetcher final : public FeedKit::Fetcher
 {
 public:
-    Result<Bytes, std::string> contentsOf(const FeedKit::URL& url) override
+    Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
+        const FeedKit::URL& url, const FeedKit::Validators& known, std::stop_token stop) override
     {
+        if (stop.stop_requested())
+            return std::string("stopped");
         asked.push_back(url.text());
+        if (eTag && known.eTag == eTag)
+            return std::optional<FeedKit::FetchedContents>();
         if (answers.empty())
             return std::string("the host was not found");
         const auto text = answers.front();
         answers.pop_front();
         const auto view = bytesOf(text);
-        return Bytes(view.begin(), view.end());
-    }
-    Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
-        const FeedKit::URL&, const FeedKit::Validators&) override
-    {
-        return std::string("not asked for here");
+        return std::optional(FeedKit::FetchedContents{Bytes(view.begin(), view.end()), {.eTag = eTag}});
     }
 
     std::vector<std::string> asked;
     std::deque<std::string> answers;
+    std::optional<std::string> eTag; // of what is there now
 };
 
 std::string feedOf(const std::string& title, int items = 1)
@@ -97,9 +99,8 @@ struct Feeding : TestSurroundings {
     }
     std::vector<std::string> settle()
     {
-        while (!initiated.blocks.empty() || loop.nextDue() == clock.time) {
-            for (auto& block : std::exchange(initiated.blocks, {}))
-                block();
+        while (!feeds.blocks.empty() || loop.nextDue() == clock.time) {
+            feeds.drain();
             loop.turn();
         }
         return std::exchange(view->log, {});
@@ -243,12 +244,109 @@ TEST(FeedInput, TheLastLoadThatComesWins)
     Feeding in;
     in.item().setIsRSSVisualizer(true);
     in.fetcher->answers = {feedOf("Second"), feedOf("First")};
-    in.view->updateCompositionInputs();
-    in.view->updateCompositionInputs();
-    ASSERT_EQ(in.initiated.blocks.size(), 2u);
-    std::swap(in.initiated.blocks[0], in.initiated.blocks[1]);
+    for (const char* address : {"http://host/first", "http://host/second"}) {
+        in.item().setRssFeedURL(address);
+        in.view->updateCompositionInputs();
+    }
+    ASSERT_EQ(in.feeds.blocks.size(), 2u);
+    std::swap(in.feeds.blocks[0], in.feeds.blocks[1]);
     in.settle();
+    EXPECT_THAT(in.fetcher->asked, ElementsAre("http://host/second", "http://host/first"));
     EXPECT_THAT(in.view->written, HasSubstr("\"Title\":\"First\""));
+}
+
+// Each publication writes what it always does, and so does the end of each load; only the requests are fewer.
+TEST(FeedInput, JoinsTheLoadThatIsUnderWay)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    const auto other = std::make_shared<View>(in.surroundings);
+    other->keys = {"Muralis_RSS_Feed", "Muralis_RSS_ArticlesCount"};
+    other->count = 2;
+    in.fetcher->answers = {feedOf("A", 3), feedOf("B")};
+    other->updateCompositionInputs();
+    in.view->updateCompositionInputs();
+    in.view->updateCompositionInputs();
+    EXPECT_EQ(in.feeds.blocks.size(), 1u);
+    EXPECT_TRUE(in.initiated.blocks.empty()) << "nothing else waits behind a feed";
+    const std::string hello = "Muralis_RSS_Feed Hello", a = "Muralis_RSS_Feed A";
+    EXPECT_THAT(in.settle(), ElementsAre(hello, hello, a, a));
+    EXPECT_THAT(other->log, ElementsAre(hello, a));
+    EXPECT_EQ(in.fetcher->asked.size(), 1u);
+    EXPECT_THAT(in.view->written, HasSubstr("\"title\":\"3\"")) << "each as many articles as it wants";
+    EXPECT_THAT(other->written, testing::Not(HasSubstr("\"title\":\"3\"")));
+    EXPECT_THAT(in.update(), ElementsAre(a, "Muralis_RSS_Feed B")) << "what is over can't be joined";
+    other->input.stop();
+}
+
+TEST(FeedInput, WritesTheLastFeedAgainWhenTheServerSaysThatNothingChanged)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    in.view->keys.push_back("Muralis_RSS_ArticlesCount");
+    in.view->count = 1;
+    const std::string a = "Muralis_RSS_Feed A", b = "Muralis_RSS_Feed B";
+    in.fetcher->answers = {feedOf("A", 3), "no feed", feedOf("B")};
+    in.fetcher->eTag = "one";
+    in.update();
+    EXPECT_THAT(in.update(), ElementsAre(a, a)) << "though there was one answer alone";
+    in.view->count = 0;
+    in.update();
+    EXPECT_THAT(
+        in.view->written, testing::ContainsRegex(R"("description":"text","link":null,"systemTime":null,"title":"3")"))
+        << "more of its articles";
+    in.fetcher->eTag = "two";
+    EXPECT_THAT(in.update(), ElementsAre(a)) << "a document that is no feed";
+    in.fetcher->eTag = "one";
+    EXPECT_THAT(in.update(), ElementsAre(a, a)) << "is no reason to forget the last";
+    in.fetcher->eTag = std::nullopt;
+    EXPECT_THAT(in.update(), ElementsAre(a, b));
+    EXPECT_THAT(in.fetcher->asked, testing::SizeIs(6));
+}
+
+TEST(FeedInput, StopsTheLoadThatNobodyWaitsFor)
+{
+    Feeding in;
+    in.item().setIsRSSVisualizer(true);
+    const auto other = std::make_shared<View>(in.surroundings);
+    other->keys = {"Muralis_RSS_Feed"};
+    in.fetcher->answers = {feedOf("A"), feedOf("B")};
+    in.view->updateCompositionInputs();
+    other->updateCompositionInputs();
+    in.view->input.stop();
+    EXPECT_THAT(in.settle(), ElementsAre("Muralis_RSS_Feed Hello"));
+    EXPECT_THAT(other->log, ElementsAre("Muralis_RSS_Feed Hello", "Muralis_RSS_Feed A")) << "who still waits gets it";
+    testing::internal::CaptureStdout();
+    other->updateCompositionInputs();
+    other->input.stop();
+    in.view->updateCompositionInputs();
+    EXPECT_EQ(in.feeds.blocks.size(), 2u) << "one that is stopped isn't joined";
+    EXPECT_THAT(in.settle(), ElementsAre("Muralis_RSS_Feed Hello", "Muralis_RSS_Feed B"));
+    EXPECT_EQ(in.fetcher->asked.size(), 2u);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "to stop is no failure";
+}
+
+// A whole saver's end, with a server that has taken the connection and says nothing.
+TEST(FeedInput, EndsWithoutWaitingForAServer)
+{
+    std::atomic<int> asked = 0;
+    LocalServer server([&](const LocalServer::Request&, const LocalServer::Connection& connection) {
+        ++asked;
+        connection.stall();
+    });
+    Feeding in;
+    in.surroundings.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
+    in.item().setIsRSSVisualizer(true);
+    in.item().setRssFeedURL(server.url("/feed"));
+    auto queue = std::make_unique<PoolQueue>(1);
+    in.surroundings.feedQueue = queue.get();
+    in.view->updateCompositionInputs();
+    while (asked == 0)
+        std::this_thread::yield();
+    const auto begun = std::chrono::steady_clock::now();
+    in.view->input.stop();
+    queue.reset(); // waits for what it has begun
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 5s) << "of the 60 that a fetch may take";
 }
 
 TEST(FeedInput, SaysWhatFailedOnStandardOutputAndPublishesNoJSONFeed)
@@ -312,22 +410,31 @@ TEST(FeedInput, KeepsTheLastGoodFeedThroughAServersBadDays)
     testing::internal::GetCapturedStdout();
 }
 
-// What a load holds must not go on another thread, and not at all while the load is under way.
-TEST(FeedInput, HoldsTheViewWhileALoadIsUnderWay)
+// What a load holds must not go on another thread, and not at all while the load or the timer is there.
+TEST(FeedInput, HoldsTheViewWhileALoadIsUnderWayAndThenByItsTimer)
 {
     Feeding in;
     in.item().setIsRSSVisualizer(true);
     in.fetcher->answers = {feedOf("A")};
-    auto view = std::make_shared<View>(in.surroundings);
-    view->keys = {"Muralis_RSS_Feed"};
-    const std::weak_ptr<View> watched = view;
-    view->updateCompositionInputs();
-    view->input.stop();
-    view.reset();
-    in.loop.turn();
-    EXPECT_FALSE(watched.expired());
-    in.settle();
-    EXPECT_TRUE(watched.expired());
+    for (const bool timed : {false, true}) {
+        auto view = std::make_shared<View>(in.surroundings);
+        view->keys = {"Muralis_RSS_Feed"};
+        const std::weak_ptr<View> watched = view;
+        if (timed)
+            view->updateCompositionInputs();
+        else
+            view->input.loadRSSFeed("http://host/feed");
+        auto* input = &view->input;
+        view.reset();
+        EXPECT_FALSE(watched.expired()) << timed;
+        in.settle();
+        EXPECT_EQ(watched.expired(), !timed) << "the timer holds it on";
+        if (timed) {
+            input->stop();
+            in.loop.turn();
+        }
+        EXPECT_TRUE(watched.expired()) << timed;
+    }
 }
 
 } // namespace

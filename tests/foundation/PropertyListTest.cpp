@@ -183,8 +183,10 @@ TEST(PropertyList, ReadsTheTextFormAsPeopleWriteIt)
         EXPECT_EQ(read(framed(inside)), value) << why;
     EXPECT_EQ(read("\n  <?xml version=\"1.0\"?>\n" + framed("<true/>")), Value(true)) << "blanks ahead of it";
     EXPECT_EQ(read("<array><true/></array>"), Value(Array{true})) << "no plist around it";
-    EXPECT_EQ(read("<!DOCTYPE plist [<!ENTITY a \"x\">]>" + framed("<string>&a;</string>")), std::nullopt)
-        << "entities of its own";
+    for (const char* declared : {"<!ENTITY a \"x\">", "<!ENTITY % a \"x\">", "<!ATTLIST string a CDATA \"x\">",
+             "<!ATTLIST string a CDATA #IMPLIED>"})
+        EXPECT_EQ(read(std::string("<!DOCTYPE plist [") + declared + "]>" + framed("<true/>")), std::nullopt)
+            << declared << ": declarations of its own";
 }
 
 // Each of these has ended a reader somewhere: by recursion, by a count it believed, by copies.

@@ -323,9 +323,13 @@ TEST(PreferencesWC, StandsWithoutAWindowDescriptionAndLeavesItsTableBehind)
     in.settle();
     EXPECT_THAT(table->dataSource(), IsNull());
     table->chooseRow(1);
-    in.bundleFolder.write("PreferencesWC.ui", "<ui><widget class='QDialog'>");
-    in.open();
-    EXPECT_THAT(in.controller->tableviewQuartzCompositions(), IsNull());
+    const std::string form = kForm;
+    for (const auto& broken : {std::string("<ui><widget class='QDialog'>"), "<!DOCTYPE ui [<!ENTITY a 'x'>]>" + form,
+             "<!DOCTYPE ui [<!ATTLIST widget x CDATA 'x'>]>" + form}) {
+        in.bundleFolder.write("PreferencesWC.ui", broken);
+        in.open();
+        EXPECT_THAT(in.controller->tableviewQuartzCompositions(), IsNull()) << broken.substr(0, 50);
+    }
     in.controller->quartzRemoveFile();
     EXPECT_EQ(in.stored(), "*/b ");
     EXPECT_EQ(in.player->told, 1);

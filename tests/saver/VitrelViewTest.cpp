@@ -1,4 +1,5 @@
 #include "saver/VitrelView.h"
+#include "FeedKit/fetch/Fetcher.h"
 
 #include "support/Saver.h"
 
@@ -122,6 +123,28 @@ TEST(VitrelView, StopsInOrderAndOnlyThenLetsGo)
     in.interactive.drain(); // a query that hadn't begun
     in.loop.turn();
     EXPECT_TRUE(weak.expired());
+}
+
+TEST(VitrelView, StopsTheLoadOfItsFeed)
+{
+    struct SilentServer : FeedKit::Fetcher {
+        std::vector<bool> stopped;
+        Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
+            const FeedKit::URL&, const FeedKit::Validators&, std::stop_token stop) override
+        {
+            stopped.push_back(stop.stop_requested());
+            return std::string("silence");
+        }
+    };
+    Saver in(kDirect);
+    const auto server = std::make_shared<SilentServer>();
+    in.surroundings.feedFetcher = server;
+    in.activate(in.composition("Muralis RSS Almanac", {"Muralis_RSS_Feed"}));
+    const auto view = in.makeView();
+    in.fastForwardBy(6s);
+    view->cleanup();
+    in.feeds.drain();
+    EXPECT_THAT(server->stopped, ElementsAre(true)) << "two publications, one load";
 }
 
 TEST(VitrelView, LeavesThePlayersManagerWhenItStops)

@@ -62,7 +62,12 @@ private:
         bool end_object() override { return leave(); }
         bool start_array(std::size_t) override { return enter(); }
         bool end_array() override { return leave(); }
-        bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override { return false; }
+        bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception& error) override
+        {
+            constexpr int kNumberOutOfRange = 406;
+            borderline |= error.id == kNumberOutOfRange;
+            return false;
+        }
     };
 
     template <class Dates> static bool read(const Json& json, std::string& text, const Dates&)

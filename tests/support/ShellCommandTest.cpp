@@ -81,6 +81,17 @@ TEST_F(ShellCommandTest, GivesOutputAndStatus)
     EXPECT_EQ(description(*makeShellCommandStatus(1)), "Success with no available data");
 }
 
+TEST_F(ShellCommandTest, HandsErrorsOnOnlyIfAsked)
+{
+    for (const bool logErrors : {true, false}) {
+        testing::internal::CaptureStderr();
+        runShellCommand(surroundings_, "echo first >&2", logErrors, 0);
+        runShellScriptAsync(surroundings_, "echo second >&2", logErrors, 0, [](const std::string&, bool) {});
+        test_.initiated.drain();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), logErrors ? "first\nsecond\n" : "");
+    }
+}
+
 TEST_F(ShellCommandTest, ReadsMuchMoreThanAPipeHolds)
 {
     const auto result = run("head -c 100000000 /dev/zero | tr '\\0' x; echo end");

@@ -27,7 +27,7 @@ struct TestSurroundings : ManualLoop {
     DefaultsStore store{"", files, sink};
     NSBundle bundle{bundleFolder.path()};
     NSDistributedNotificationCenter center{loop};
-    ManualQueue interactive, initiated, artwork;
+    ManualQueue interactive, initiated, artwork, feeds;
     Surroundings surroundings;
 
     TestSurroundings()
@@ -37,6 +37,7 @@ struct TestSurroundings : ManualLoop {
         surroundings.userInteractiveQueue = &interactive;
         surroundings.userInitiatedQueue = &initiated;
         surroundings.artworkQueue = &artwork;
+        surroundings.feedQueue = &feeds;
         surroundings.defaults = &store;
         surroundings.classBundle = surroundings.mainBundle = &bundle;
         surroundings.notificationCenter = &center;

@@ -62,6 +62,14 @@ public:
         XML_SetUserData(parser_, this);
         XML_SetElementHandler(parser_, &Reader::start, &Reader::end);
         XML_SetCharacterDataHandler(parser_, &Reader::characters);
+        // A form declares nothing; what does wants to nest entities deeper than the stack, or to grow each element.
+        XML_SetEntityDeclHandler(parser_,
+            [](void* context, const char*, int, const char*, int, const char*, const char*, const char*, const char*) {
+                XML_StopParser(self(context).parser_, XML_FALSE);
+            });
+        XML_SetAttlistDeclHandler(parser_, [](void* context, const char*, const char*, const char*, const char*, int) {
+            XML_StopParser(self(context).parser_, XML_FALSE);
+        });
         const auto* text = reinterpret_cast<const char*>(form.data());
         const bool whole = XML_Parse(parser_, text, static_cast<int>(form.size()), 1) == XML_STATUS_OK;
         title = title_;
