@@ -130,6 +130,8 @@ public:
 
     bool isFileLoaded() const { return isFileLoaded_; }
     bool compositionSupportsItunes() const { return compositionSupportsItunes_; }
+    // Whether the composition that was loaded last declares an input of system statistics.
+    bool isQCSystemCompatible() const { return isQCSystemCompatible_; }
     // The last image of a track packet.
     const std::shared_ptr<const NSImage>& debugImage() const { return debugImage_; }
     const std::shared_ptr<QCView>& viewQuartzComposition() const { return viewQuartzComposition_; }

@@ -129,39 +129,5 @@ TEST(RealCompanion, ThatHasGoneMadIsPolledOnUntilItRecovers)
     }
 }
 
-TEST(RealCompanion, ThatIsGoneIsAskedForAtEachTickAndFoundWhenItComes)
-{
-    int port = 0;
-    {
-        const LocalServer gone(serveTrack);
-        port = gone.port();
-    }
-    RealLink in(port, {});
-    int ticks = 0;
-    const auto counter = in.loop.scheduledTimer(Seconds(0.05), true, [&] { ++ticks; });
-    ASSERT_TRUE(in.turnUntil([&] { return ticks == 8; }));
-    EXPECT_TRUE(in.owner->packets.empty());
-    const LocalServer back(serveTrack, AF_INET, port);
-    if (back.port() != port)
-        GTEST_SKIP() << "somebody else has taken the port";
-    EXPECT_TRUE(in.turnUntil([&] { return !in.owner->packets.empty(); }));
-}
-
-TEST(RealCompanion, TheLinksEndLeavesNothingBehind)
-{
-    std::weak_ptr<LinkOwner> weak;
-    {
-        const LocalServer server([](const Request&, const Connection& to) { to.stall(); });
-        RealLink in(server.port(), {});
-        ASSERT_TRUE(in.turnUntil([&] { return !server.requests().empty(); }));
-        weak = in.owner;
-        in.owner.reset();
-        in.ticks->invalidate();
-        EXPECT_FALSE(weak.expired()) << "held by its request";
-        in.session.invalidateAndCancel();
-        EXPECT_TRUE(in.turnUntil([&] { return weak.expired(); }));
-    }
-}
-
 } // namespace
 } // namespace vitrel

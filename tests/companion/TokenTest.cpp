@@ -31,16 +31,13 @@ TEST(Token, IsWhatAShellWorksOut)
             "&s=CdrslBiI5+/BZwKV1EYcvg==&id=00000000-0000-4000-8000-000000000005&d=2026-11-16 21.54.29.123"
             "&h=ACgmsdm05JoAEPJYBuLW1Q=="},
     };
-    for (const auto& [id, query] : cases)
+    for (const auto& [id, query] : cases) {
         EXPECT_EQ(companionQuery(id, kDate), query);
-}
-
-// A "+" that was escaped, or a "/", is another text to a server that compares what it got.
-TEST(Token, OnlyTheBlankOfTheDateIsEscaped)
-{
-    EXPECT_EQ(escapedCompanionQuery("00000000-0000-4000-8000-000000000005", kDate),
-        "&s=CdrslBiI5+/BZwKV1EYcvg==&id=00000000-0000-4000-8000-000000000005&d=2026-11-16%2021.54.29.123"
-        "&h=ACgmsdm05JoAEPJYBuLW1Q==");
+        // A "+" that was escaped, or a "/", is another text to a server that compares what it got.
+        std::string escaped = query;
+        escaped.replace(escaped.find(' '), 1, "%20");
+        EXPECT_EQ(escapedCompanionQuery(id, kDate), escaped);
+    }
 }
 
 TEST(Token, TheCharactersOfAQueryStayAndAllOthersAreEscapedByteByByte)
@@ -55,20 +52,6 @@ TEST(Token, TheCharactersOfAQueryStayAndAllOthersAreEscapedByteByByte)
     EXPECT_EQ(escapedWithURLQueryAllowed(kept), kept);
     EXPECT_EQ(escapedWithURLQueryAllowed(rest).size(), 3 * rest.size());
     EXPECT_EQ(escapedWithURLQueryAllowed("a b#\n%20 \xC3\xA9"), "a%20b%23%0A%2520%20%C3%A9");
-}
-
-// A seal that forgets one of them lets it be changed under way.
-TEST(Token, TheSealIsOverSignatureIdentityAndDate)
-{
-    const std::string sealed = companionSealedText("S", "I", "D");
-    EXPECT_EQ(sealed, "&s=S&id=I&d=D");
-    const std::string seal = companionSeal(sealed);
-    EXPECT_EQ(seal.size(), 24u);
-    for (const auto& other :
-        {companionSealedText("T", "I", "D"), companionSealedText("S", "J", "D"), companionSealedText("S", "I", "E")})
-        EXPECT_NE(companionSeal(other), seal) << other;
-    EXPECT_NE(companionSignature("6F9619FF-8B86-D011-B42D-00C04FC964F1"),
-        companionSignature("6F9619FF8B86D011B42D00C04FC964F1"));
 }
 
 } // namespace

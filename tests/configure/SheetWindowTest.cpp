@@ -376,7 +376,7 @@ TEST(SheetWindow, TheDialogAsksForCompositionsAndTheWindowStaysAlive)
     in.key(in.list(), Qt::Key_O, Qt::ControlModifier);
     auto* dialog = in.window->findChild<QFileDialog*>();
     ASSERT_TRUE(dialog) << "by shortcut";
-    EXPECT_EQ(dialog->nameFilters(), QStringList{QStringLiteral("Compositions (*.qtz)")});
+    EXPECT_EQ(dialog->nameFilters(), QStringList{QStringLiteral("Compositions (*.qtz *.json)")});
     dialog->reject();
     in.settle();
     EXPECT_EQ(in.stored(), " | ");

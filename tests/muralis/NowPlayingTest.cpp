@@ -37,24 +37,6 @@ std::shared_ptr<SBTrack> fullTrack()
     return track;
 }
 
-std::shared_ptr<SBTrack> copyOf(const SBTrack& from)
-{
-    auto track = trackNamed(from.name);
-    track->artist = from.artist;
-    track->album = from.album;
-    track->genre = from.genre;
-    track->composer = from.composer;
-    track->time = from.time;
-    track->year = from.year;
-    track->trackNumber = from.trackNumber;
-    track->trackCount = from.trackCount;
-    track->discNumber = from.discNumber;
-    track->discCount = from.discCount;
-    track->rating = from.rating;
-    track->playedCount = from.playedCount;
-    return track;
-}
-
 std::shared_ptr<SBArtwork> artworkOf(Bytes bytes)
 {
     return std::make_shared<SBArtwork>(std::make_shared<const Bytes>(std::move(bytes)));
@@ -103,7 +85,7 @@ TEST(ChangeID, MovesExactlyWhenTheDataDo)
         const std::string before = in.changeID();
         const Json data = in.data();
         in.clock.time += Seconds(1);
-        auto track = copyOf(*in.player.track);
+        auto track = fullTrack();
         change(*track);
         in.player.track = track;
         in.post();
@@ -114,19 +96,21 @@ TEST(ChangeID, MovesExactlyWhenTheDataDo)
     in.play(fullTrack());
     EXPECT_NE(in.changeID(), none);
     step("nothing", false, [](SBTrack&) {});
-    step("name", true, [](SBTrack& t) { t.name = "x"; });
-    step("artist", true, [](SBTrack& t) { t.artist = "x"; });
-    step("album", true, [](SBTrack& t) { t.album = "x"; });
-    step("genre", true, [](SBTrack& t) { t.genre = "x"; });
-    step("composer", true, [](SBTrack& t) { t.composer = "x"; });
-    step("time", true, [](SBTrack& t) { t.time = "9:59"; });
-    step("year", true, [](SBTrack& t) { t.year = 1; });
-    step("track number", true, [](SBTrack& t) { t.trackNumber = 1; });
-    step("track count", true, [](SBTrack& t) { t.trackCount = 1; });
-    step("disc number", true, [](SBTrack& t) { t.discNumber = 2; });
-    step("disc count", true, [](SBTrack& t) { t.discCount = 1; });
-    step("rating", true, [](SBTrack& t) { t.rating = 1; });
-    step("played count", true, [](SBTrack& t) { t.playedCount = 1; });
+    const std::pair<const char*, std::string SBTrack::*> texts[]
+        = {{"name", &SBTrack::name}, {"artist", &SBTrack::artist}, {"album", &SBTrack::album},
+            {"genre", &SBTrack::genre}, {"composer", &SBTrack::composer}, {"time", &SBTrack::time}};
+    const auto nothing = [](SBTrack&) {};
+    for (const auto& [what, member] : texts) {
+        step(what, true, [member = member](SBTrack& t) { t.*member = "9:59"; });
+        step("and back", true, nothing);
+    }
+    const std::pair<const char*, std::int64_t SBTrack::*> numbers[] = {{"year", &SBTrack::year},
+        {"track", &SBTrack::trackNumber}, {"tracks", &SBTrack::trackCount}, {"disc", &SBTrack::discNumber},
+        {"discs", &SBTrack::discCount}, {"rating", &SBTrack::rating}, {"played", &SBTrack::playedCount}};
+    for (const auto& [what, member] : numbers) {
+        step(what, true, [member = member](SBTrack& t) { t.*member = 99; });
+        step("and back", true, nothing);
+    }
     step("position", false, [&](SBTrack&) { in.player.position = 100; });
     step("paused", true, [&](SBTrack&) { in.player.state = kPlayerStatePaused; });
     step("stopped", true, [&](SBTrack&) { in.player.state = kPlayerStateStopped; });
@@ -242,7 +226,7 @@ TEST(NowPlaying, DoesNotWaitForACoverThatIsLong)
     EXPECT_NE(without, none);
     EXPECT_FALSE(in.hasCover());
 
-    track = copyOf(*track);
+    track = fullTrack();
     track->artworks = {artworkOf(pngOf(4, 4))};
     in.play(track);
     in.makeCovers();

@@ -112,12 +112,12 @@ TEST(NqiTunesManager, PollsAPausedPlayerTwiceAndChecksWhetherItCloses)
     in.players.player->state = kPlayerStatePaused;
     in.post("Paused");
     EXPECT_THAT(in.heard(), ElementsAre("clear 1", "paused"));
-    in.fastForwardBy(0.2s);
     in.players.player->running = false;
-    in.fastForwardBy(0.2s);
-    EXPECT_THAT(in.heard(), ElementsAre("closed")) << "the check after 0.3 s";
-    in.fastForwardBy(1s);
-    EXPECT_THAT(in.heard(), ElementsAre("closed")) << "the poll after 1 s";
+    const auto hears = [&] { return !in.listener->log.empty(); };
+    EXPECT_TRUE(in.comesAfter(0.3s, hears)) << "the check";
+    EXPECT_THAT(in.heard(), ElementsAre("closed"));
+    EXPECT_TRUE(in.comesAfter(0.7s, hears)) << "the poll";
+    EXPECT_THAT(in.heard(), ElementsAre("closed"));
     in.post("Stopped");
     in.fastForwardBy(2s);
     EXPECT_THAT(in.heard(), ElementsAre("closed")) << "no extra poll for a stop";
@@ -129,10 +129,10 @@ TEST(NqiTunesManager, RetriesAnUnknownStateUntilItIsKnown)
     in.play("A");
     in.players.player->state = 0;
     in.manager->updateiTunesInfo();
-    in.fastForwardBy(10s);
+    in.fastForwardBy(0.31s);
     EXPECT_THAT(in.heard(), IsEmpty());
     in.players.player->state = kPlayerStatePlaying;
-    in.fastForwardBy(0.4s);
+    EXPECT_TRUE(in.comesAfter(0.29s, [&] { return !in.listener->log.empty(); }));
     EXPECT_THAT(in.heard(), ElementsAre("changed A"));
     EXPECT_THAT(in.loop.pending(*in.manager), IsEmpty());
 }

@@ -36,9 +36,11 @@ TEST(Companion, ATrackReachesTheCompositionAndIsWrittenTwice)
     const auto view = in.makeView();
     in.fastForwardBy(0.01s);
     in.interactive.drain();
+    const auto other = in.makeView(); // of another display, which polls for itself
     in.session.answer(R"({"ChangeID": "A"})");
     in.fastForwardBy(0.01s);
     ASSERT_EQ(in.session.requests.size(), 1u);
+    EXPECT_EQ(other->lastStateID(), std::nullopt);
     EXPECT_NE(in.session.requests[0].url.find("/music/Data?screen=&s="), std::string::npos);
     const auto written = [&] { return std::exchange(Saver::recording(*view).writes, {}); };
     const std::pair<std::string, Value> song{"Name", "Song"};
@@ -68,26 +70,11 @@ TEST(Companion, IsAskedTwiceASecondForTheDisplayThatTheViewIsOn)
     for (std::size_t k = 0; k < screens.size(); ++k) {
         in.session.answer("{}");
         window->setScreen(screens[k]);
-        in.fastForwardBy(0.5s);
-        in.interactive.drain();
+        EXPECT_TRUE(in.comesAfter(0.5s, [&] { return in.interactive.drain(), in.session.requests.size() == 1; }));
         ASSERT_EQ(in.session.requests.size(), 1u);
         EXPECT_EQ(in.display(0), expected[k]);
     }
     EXPECT_EQ(in.session.sent, 5);
-}
-
-// Two displays poll for themselves: what one has fetched the other has not.
-TEST(Companion, EachViewHasItsOwnState)
-{
-    Polling in;
-    const auto first = in.makeView(), second = in.makeView();
-    in.interactive.drain();
-    in.session.answer(R"({"ChangeID": "A"})", 0);
-    in.fastForwardBy(0.01s);
-    EXPECT_EQ(first->lastStateID(), "A");
-    EXPECT_EQ(second->lastStateID(), std::nullopt);
-    EXPECT_TRUE(second->isDownloadInProgress());
-    EXPECT_FALSE(second->isDownloadScheduled());
 }
 
 TEST(Companion, AnAnswerThatComesAfterTheStopChangesNothing)
@@ -103,16 +90,6 @@ TEST(Companion, AnAnswerThatComesAfterTheStopChangesNothing)
     const std::weak_ptr<VitrelView> weak = view;
     view.reset();
     EXPECT_TRUE(weak.expired());
-}
-
-TEST(Companion, IsNotAskedBelowTheGate)
-{
-    Polling in;
-    in.surroundings.systemVersion = {10, 13, 6};
-    const auto view = in.makeView();
-    in.fastForwardBy(5s);
-    in.interactive.drain();
-    EXPECT_EQ(in.session.sent, 0);
 }
 
 } // namespace

@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+
 namespace vitrel {
 namespace {
 
@@ -39,8 +41,7 @@ TEST(VitrelView, StartsTheAnimationThreeTimesAndAStopStopsNothingElse)
     const auto view = in.makeView();
     EXPECT_FALSE(view->isAnimating());
     for (const Seconds step : {1s, 2s, 2s}) {
-        in.fastForwardBy(step);
-        EXPECT_TRUE(view->isAnimating());
+        EXPECT_TRUE(in.comesAfter(step, [&] { return view->isAnimating(); }));
         view->stopAnimation();
     }
     in.fastForwardBy(10s);
@@ -107,15 +108,11 @@ TEST(VitrelView, StopsInOrderAndOnlyThenLetsGo)
     EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "an answer that comes late";
     view->fileDidChange();
     EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "a reload would bring it back to life";
-    in.fastForwardBy(0.49s);
-    EXPECT_EQ(window->alphaValue(), 1);
     EXPECT_THAT(in.said(), IsEmpty());
-    in.fastForwardBy(0.02s);
-    EXPECT_EQ(window->alphaValue(), 0);
+    EXPECT_TRUE(in.comesAfter(0.5s, [&] { return window->alphaValue() == 0; }));
     EXPECT_FALSE(window->isClosed());
     EXPECT_THAT(in.said(), ElementsAre("1 pause", "1 no autostart"));
-    in.fastForwardBy(0.03s);
-    EXPECT_TRUE(window->isClosed());
+    EXPECT_TRUE(in.comesAfter(0.03s, [&] { return window->isClosed(); }));
     EXPECT_THAT(in.said(), ElementsAre("1 stop", "1 remove"));
     EXPECT_EQ(view->viewQuartzComposition(), nullptr);
 
@@ -192,34 +189,48 @@ TEST(VitrelView, TheSheetIsMadeAnewAndItsCloseReloads)
 
 TEST(Loading, ChoosesThePathByTheListAndFallsBackToTheResources)
 {
+    // Of the bundles the saver's own is S and the program's P, of the compositions there the Almanac A, the Still S.
+    const std::map<std::string, std::string> names{{"A", "Muralis RSS Almanac.qtz"}, {"S", "Muralis Cover Still.qtz"}};
+    const Value some(Array{"/x.qtz"}), none(Array{});
     const struct {
         const char* why;
         Value list, active;
-        std::vector<const char*> resources;
-        std::optional<std::string> expected;
+        std::vector<std::string> saver, program; // what lies in either
+        std::string expected, byDefault; // with the first letter of its bundle ahead
     } cases[] = {
-        {"the stored path", Value(Array{"/x.qtz"}), "/a.qtz", {"Muralis RSS Almanac"}, "/a.qtz"},
-        {"it needn't be in the list, but the list must have entries", Value(Array{}), "/a.qtz", {"Muralis RSS Almanac"},
-            "Muralis RSS Almanac.qtz"},
-        {"no list", Value(), "/a.qtz", {"Muralis RSS Almanac"}, "Muralis RSS Almanac.qtz"},
-        {"a list that is none", "text", "/a.qtz", {"Muralis RSS Almanac"}, "Muralis RSS Almanac.qtz"},
-        {"an empty path", Value(Array{"/x.qtz"}), "", {"Muralis Cover Still"}, "Muralis Cover Still.qtz"},
-        {"a path that is no text", Value(Array{"/x.qtz"}), 5, {"Muralis Cover Still"}, "Muralis Cover Still.qtz"},
-        {"the first before the second", Value(), Value(), {"Muralis Cover Still", "Muralis RSS Almanac"},
-            "Muralis RSS Almanac.qtz"},
-        {"nothing at all", Value(), Value(), {}, std::nullopt},
+        {"the stored path, which needn't be in the list", some, "/a.qtz", {"A"}, {"A"}, "/a.qtz", "saver A"},
+        {"but the list must have entries", none, "/a.qtz", {"A"}, {}, "saver A", "saver A"},
+        {"no list", {}, "/a.qtz", {"A"}, {}, "saver A", "saver A"},
+        {"a list that is none", "text", "/a.qtz", {"A"}, {}, "saver A", "saver A"},
+        {"an empty path", some, "", {"S"}, {}, "saver S", ""},
+        {"a path that is no text", some, 5, {"S"}, {}, "saver S", ""},
+        {"the saver's before the program's", {}, {}, {"S", "A"}, {"S", "A"}, "saver A", "saver A"},
+        {"the program's Almanac before the saver's Still", {}, {}, {"S"}, {"S", "A"}, "program A", "program A"},
+        {"the saver's Still before the program's", {}, {}, {"S"}, {"S"}, "saver S", ""},
+        {"the program's Still last", {}, {}, {}, {"S"}, "program S", ""},
+        {"nothing at all", {}, {}, {}, {}, "", ""},
     };
-    for (const auto& [why, list, active, resources, expected] : cases) {
+    for (const auto& row : cases) {
         Saver in(kDirect);
-        in.store.setValueForKey(Saver::kIdentifier, "Files Paths", list);
-        in.store.setValueForKey(Saver::kIdentifier, "Active File Path", active);
-        for (const char* name : resources)
-            in.composition(name, {});
+        const TemporaryFolder programFolder;
+        const NSBundle program(programFolder.path());
+        in.surroundings.mainBundle = &program;
+        in.store.setValueForKey(Saver::kIdentifier, "Files Paths", row.list);
+        in.store.setValueForKey(Saver::kIdentifier, "Active File Path", row.active);
+        for (const auto& name : row.saver)
+            in.bundleFolder.write(names.at(name), "");
+        for (const auto& name : row.program)
+            programFolder.write(names.at(name), "");
+        const auto path = [&](const std::string& expected) {
+            const auto blank = expected.find(' ');
+            if (blank == expected.npos)
+                return expected;
+            return (expected[0] == 's' ? in.bundleFolder : programFolder) / names.at(expected.substr(blank + 1));
+        };
         const auto view = in.makeView();
-        auto path = view->filePathActive();
-        if (path && path->starts_with(in.bundleFolder.path()))
-            path = path->substr(in.bundleFolder.path().size() + 1);
-        EXPECT_EQ(path, expected) << why;
+        EXPECT_EQ(view->filePathActive().value_or(""), path(row.expected)) << row.why;
+        const auto url = view->urlDefaultComposition();
+        EXPECT_EQ(url ? url->path() : "", path(row.byDefault)) << row.why;
     }
 }
 
@@ -306,16 +317,15 @@ TEST(Loading, ReloadsInThreeStepsWithoutAViewInBetween)
     in.said();
     view->fileDidChange();
     EXPECT_THAT(in.said(), ElementsAre("1 pause", "1 no autostart"));
-    in.fastForwardBy(0.029s);
-    EXPECT_THAT(in.said(), IsEmpty());
-    in.fastForwardBy(0.002s);
+    const auto speaks = [&] { return !in.composer.log.empty(); };
+    EXPECT_TRUE(in.comesAfter(0.03s, speaks));
     EXPECT_THAT(in.said(), ElementsAre("1 stop", "1 remove"));
     EXPECT_EQ(view->viewQuartzComposition(), nullptr);
     view->setQuartzCompositionValue("x", "Name");
-    in.fastForwardBy(0.1s);
+    EXPECT_TRUE(in.comesAfter(0.1s, speaks));
     EXPECT_THAT(in.said(), ElementsAre("2 frame 0,0 640x480", "2 rate 60", "2 autostart", "2 all events"));
     EXPECT_THAT(view->subviews(), IsEmpty()) << "loadFile adds it";
-    in.fastForwardBy(0.1s);
+    EXPECT_TRUE(in.comesAfter(0.1s, speaks));
     EXPECT_THAT(in.said(), ElementsAre("2 rate 60", "2 load Muralis RSS Almanac.qtz", "2 play", "2 frame 0,0 640x480"));
     EXPECT_EQ(view->subviews().size(), 1u);
 }

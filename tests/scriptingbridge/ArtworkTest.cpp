@@ -2,16 +2,12 @@
 
 #include "base/Text.h"
 #include "support/FakePlayer.h"
+#include "support/LocalServer.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
-#include <thread>
-
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace vitrel {
 namespace {
@@ -91,106 +87,37 @@ TEST(Artwork, KnowsHowManyPixelsItHas)
     EXPECT_EQ(fetchArtwork("data:,text", stop).pixels(), 0);
 }
 
-// Answers one connection after the other with the given bytes, on a port of the loopback.
-class Server
-{
-public:
-    // At an empty answer it sets `silent` and says nothing for as long as it is listened to.
-    explicit Server(std::vector<std::string> answers, std::atomic<bool>* silent = nullptr)
-        : answers_(std::move(answers))
-        , silent_(silent)
-        , listening_(::socket(AF_INET, SOCK_STREAM, 0))
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(::bind(listening_, reinterpret_cast<sockaddr*>(&address), size), 0);
-        EXPECT_EQ(::listen(listening_, 8), 0);
-        ::getsockname(listening_, reinterpret_cast<sockaddr*>(&address), &size);
-        port_ = ntohs(address.sin_port);
-        thread_ = std::thread([this] { serve(); });
-    }
-    ~Server()
-    {
-        ::shutdown(listening_, SHUT_RDWR);
-        thread_.join();
-        ::close(listening_);
-    }
-    std::string address(const std::string& path = "/") const
-    {
-        return "http://127.0.0.1:" + std::to_string(port_) + path;
-    }
-
-private:
-    void serve()
-    {
-        for (const std::string& answer : answers_) {
-            const int fd = ::accept(listening_, nullptr, nullptr);
-            if (fd < 0)
-                return;
-            char request[4096];
-            [[maybe_unused]] const auto got = ::recv(fd, request, sizeof request, 0);
-            if (answer.empty()) {
-                *silent_ = true;
-                while (::recv(fd, request, sizeof request, 0) > 0) { }
-            }
-            std::string_view left = answer;
-            while (!left.empty()) {
-                const ssize_t sent = ::send(fd, left.data(), left.size(), MSG_NOSIGNAL);
-                if (sent <= 0)
-                    break;
-                left.remove_prefix(static_cast<std::size_t>(sent));
-            }
-            ::close(fd);
-        }
-    }
-    const std::vector<std::string> answers_;
-    std::atomic<bool>* const silent_;
-    int listening_, port_ = 0;
-    std::thread thread_;
-};
-
 TEST(Artwork, IsFetchedWithinLimits)
 {
-    const std::string ok = "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n";
-    const std::string away = "HTTP/1.1 302 Found\r\nConnection: close\r\nLocation: ";
-    {
-        const Server server({ok + "bytes"});
-        EXPECT_EQ(fetched(server.address()), "bytes");
+    const struct {
+        const char* why;
+        std::string answer;
+        std::optional<std::string> bytes;
+    } cases[] = {
+        {"a picture", LocalServer::answer("bytes"), "bytes"},
+        {"a redirect", LocalServer::redirect("/there"), "moved"},
+        {"a redirect to a file", LocalServer::redirect("file:///etc/hostname"), std::nullopt},
+        {"a redirect without end", LocalServer::redirect("/again"), std::nullopt},
+        {"a page that says so is no cover", LocalServer::answer("no cover", "", "404 Not Found"), std::nullopt},
+        {"more than 16 MiB, unannounced", LocalServer::head() + std::string((16 << 20) + 1, 'x'), std::nullopt},
+    };
+    for (const auto& row : cases) {
+        const LocalServer server([&](const LocalServer::Request& request, const LocalServer::Connection& to) {
+            to.send(request.target == "/there" ? LocalServer::answer("moved") : row.answer);
+        });
+        EXPECT_EQ(fetched(server.url()), row.bytes) << row.why;
     }
-    {
-        const Server server({away + "/there\r\n\r\n", ok + "moved"});
-        EXPECT_EQ(fetched(server.address()), "moved");
-    }
-    {
-        const Server server({away + "file:///etc/hostname\r\n\r\n"});
-        EXPECT_EQ(fetched(server.address()), std::nullopt) << "a redirect to a file";
-    }
-    {
-        const Server server(std::vector<std::string>(8, away + "/again\r\n\r\n"));
-        EXPECT_EQ(fetched(server.address()), std::nullopt) << "a redirect without end";
-    }
-    {
-        const Server server({"HTTP/1.1 404 Not Found\r\nConnection: close\r\n\r\nno cover"});
-        EXPECT_EQ(fetched(server.address()), std::nullopt) << "a page that says so is no cover";
-    }
-    {
-        const Server server({ok + std::string((16 << 20) + 1, 'x')});
-        EXPECT_EQ(fetched(server.address()), std::nullopt) << "more than 16 MiB, unannounced";
-    }
-    {
-        const Server server({ok + "bytes"});
-        const std::atomic<bool> stop{true};
-        EXPECT_EQ(fetchArtwork(server.address(), stop).bytes, nullptr) << "the program ends";
-    }
-    {
-        std::atomic<bool> stop{false};
-        const Server server({""}, &stop);
-        const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(fetchArtwork(server.address(), stop).bytes, nullptr) << "another track, while the server is silent";
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
-    }
+    const LocalServer good(LocalServer::answer("bytes"));
+    std::atomic<bool> stop{true};
+    EXPECT_EQ(fetchArtwork(good.url(), stop).bytes, nullptr) << "the program ends";
+    stop = false;
+    const LocalServer silent([&](const LocalServer::Request&, const LocalServer::Connection& to) {
+        stop = true;
+        to.stall();
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(fetchArtwork(silent.url(), stop).bytes, nullptr) << "another track, while the server is silent";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500));
 }
 
 } // namespace

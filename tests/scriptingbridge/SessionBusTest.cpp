@@ -208,32 +208,20 @@ TEST_F(SessionBusTest, WhatOnePlayerSaysIsNotTheOthers)
                 const char name = word < 'a' ? 'a' : 'b';
                 BusPlayer& player = *on[std::size_t(name - 'a')];
                 const std::string text = std::string(1, name) + word;
-                switch (word | 0x20) {
-                case 'p':
+                const char what = word | 0x20;
+                if (what == 'p' || what == 'x')
                     player.say({{"PlaybackStatus", sdbus::Variant(text)}});
-                    break;
-                case 't':
+                else if (what == 't')
                     player.say({{"Metadata", sdbus::Variant(titled(text))}});
-                    break;
-                case 's':
+                else if (what == 's')
                     player.seek(name * 1'000'000);
-                    break;
-                case 'g':
-                    player.release(std::string(1, name));
-                    break;
-                case 'x':
-                    player.say({{"PlaybackStatus", sdbus::Variant("after it has gone")}});
-                    break;
-                }
-                player.flush();
-                if (expected[name].back() == "gone" || (word | 0x20) == 'x')
-                    continue;
-                if ((word | 0x20) == 's')
-                    expected[name].push_back("at " + std::to_string(int(name)));
-                else if ((word | 0x20) == 'g')
-                    expected[name].push_back("gone");
                 else
-                    expected[name].push_back(text);
+                    player.release(std::string(1, name));
+                player.flush();
+                if (expected[name].back() != "gone" && what != 'x')
+                    expected[name].push_back(what == 's' ? "at " + std::to_string(int(name))
+                            : what == 'g'                ? "gone"
+                                                         : text);
             }
             EXPECT_TRUE(hears(expected['a'].size(), expected['b'].size())) << story;
             EXPECT_EQ(heard.of["a"], expected['a']) << story;
@@ -260,35 +248,6 @@ TEST_F(SessionBusTest, KnowsWhoNeverTellsAChangeAndAsksIt)
     EXPECT_TRUE(comesTrue([&] { return heard.of["quiet"].back() == "Paused"; }));
     EXPECT_FALSE(listened.isSilent("quiet"));
     listened.ask("nobody");
-}
-
-// Both are in this process, of whose names the shortest is shown.
-TEST_F(SessionBusTest, WhatIsShownStaysTheShownPlayers)
-{
-    for (const bool first : {true, false}) {
-        on.clear();
-        ASSERT_TRUE(comesTrue([&] { return !player->isRunning(); }));
-        if (first)
-            plays("a", titled("A"));
-        BusPlayer& other = plays("other", titled("B"));
-        ASSERT_TRUE(shows(first ? "A" : "B"));
-        if (!first)
-            plays("a", titled("A"));
-        ASSERT_TRUE(shows("A"));
-        ASSERT_TRUE(comesTrue([&] { return players->names().size() == 2; }));
-        BusPlayer& a = *on[first ? 0 : 1];
-        other.say({{"PlaybackStatus", sdbus::Variant("Paused")}, {"Metadata", sdbus::Variant(titled("B2"))}});
-        other.seek(90'000'000);
-        other.flush();
-        a.seek(20'000'000);
-        EXPECT_TRUE(comesTrue([&] { return player->playerPosition() >= 20; }));
-        EXPECT_LT(player->playerPosition(), 80);
-        EXPECT_EQ(player->playerState(), kPlayerStatePlaying);
-        other.release("other");
-        EXPECT_TRUE(comesTrue([&] { return players->names().size() == 1; }));
-        EXPECT_EQ(player->playerState(), kPlayerStatePlaying);
-        EXPECT_EQ(player->currentTrack()->name, "A");
-    }
 }
 
 TEST_F(SessionBusTest, OneThatWasThereBeforeIsFoundAndTheProxyForOthersIsNot)

@@ -21,6 +21,15 @@ struct ManualLoop {
         }
         clock.time = end;
     }
+    // Whether `event` comes to be true `delay` from now and no millisecond sooner. It is that time then.
+    template <class Event> bool comesAfter(Seconds delay, Event event)
+    {
+        constexpr Seconds kMillisecond{0.001}, kRounding{0.000001};
+        fastForwardBy(delay - kMillisecond);
+        const bool isEarly = event();
+        fastForwardBy(kMillisecond + kRounding);
+        return !isEarly && event();
+    }
 };
 
 } // namespace vitrel
