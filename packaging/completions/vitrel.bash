@@ -21,10 +21,11 @@ _vitrel()
         case $command in
         play) words="$saver --window --window-id --root --random --watch --no-fade --display" ;;
         idle) words="--after --not-on-battery --version" files=none ;;
-        snapshot) words="$saver --output --size --after --thumbnail" ;;
+        snapshot) words="$saver --output --size --after --thumbnail --verbose" ;;
         configure) ;;
+        feed-url) words="--verbose" ;;
         compositions)
-            words="list add remove use random" files=none
+            words="list add remove use random --verbose" files=none
             case ${COMP_WORDS[2]} in
             add) ((COMP_CWORD > 2)) && words="" files="qtz" ;;
             remove | use)

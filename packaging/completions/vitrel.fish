@@ -56,6 +56,7 @@ complete -c vitrel -n '__vitrel_in snapshot' -s o -l output -r -F -d 'The PNG fi
 complete -c vitrel -n '__vitrel_in snapshot' -l size -x -a "$sizes" -d 'Pixels'
 complete -c vitrel -n '__vitrel_in snapshot' -l after -x -d 'Seconds to play'
 complete -c vitrel -n '__vitrel_in snapshot' -l thumbnail -d 'For a file manager'
+complete -c vitrel -n '__vitrel_in snapshot compositions feed-url' -l verbose -d "The system's own lines, too"
 
 complete -c vitrel -n '__vitrel_in compositions; and not __vitrel_in list add remove use random' -a 'list add remove use random'
 complete -c vitrel -n '__vitrel_in compositions; and __vitrel_in add' -a '(__vitrel_files)'
