@@ -1,14 +1,13 @@
 #include "platform/foundation/DefaultsStore.h"
 #include "platform/foundation/NSUserDefaults.h"
 #include "platform/foundation/PropertyList.h"
+#include "support/FailingFiles.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
-#include <cerrno>
 #include <functional>
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,39 +17,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-// Fails the n-th of the calls that change something, and every later one if the disk is full.
-class FailingFiles final : public FileSystem
-{
-public:
-    int open(const char* path, int flags, unsigned mode) override
-    {
-        return flags & O_CREAT && fails() ? -1 : FileSystem::open(path, flags, mode);
-    }
-    ssize_t write(int fd, const void* data, std::size_t size) override
-    {
-        if (fails()) { // half of it went out
-            [[maybe_unused]] const auto half = FileSystem::write(fd, data, size / 2);
-            errno = ENOSPC;
-            return -1;
-        }
-        return FileSystem::write(fd, data, size);
-    }
-    int fsync(int fd) override { return fails() ? -1 : FileSystem::fsync(fd); }
-    int rename(const char* from, const char* to) override { return fails() ? -1 : FileSystem::rename(from, to); }
-
-    int calls = 0, failAt = 0;
-    bool isFull = false;
-
-private:
-    bool fails()
-    {
-        if (++calls != failAt && !isFull)
-            return false;
-        errno = ENOSPC;
-        return true;
-    }
-};
 
 // The disk is not asked to keep it, so that ten thousand writes take seconds.
 class QuickFiles final : public FileSystem

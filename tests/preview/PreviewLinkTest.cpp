@@ -1,5 +1,6 @@
 #include "programs/preview/PreviewLink.h"
 #include "preview/Children.h"
+#include "support/RealLoop.h"
 
 #include <gmock/gmock.h>
 
@@ -60,30 +61,22 @@ TEST(PreviewLink, ShowsWhatTheSettingsChooseInTheSizeAskedFor)
     ASSERT_EQ(std::system((VITREL_PROGRAM " make " + source + " " + file).c_str()), 0);
     setenv("XDG_CONFIG_HOME", (in.folder / "config").c_str(), 1);
     ASSERT_EQ(std::system((VITREL_PROGRAM " compositions add " + file + " 2>/dev/null").c_str()), 0);
-    SystemClock clock;
-    RunLoop loop(clock);
-    const auto until = [&](const std::function<bool()>& holds) {
-        for (int turn = 0; turn < 3000 && !holds(); ++turn) {
-            loop.wait(Seconds(0.02));
-            loop.turn();
-        }
-        return holds();
-    };
-    PreviewLink link(loop, VITREL_PROGRAM);
+    RealLoop real;
+    PreviewLink link(real.loop, VITREL_PROGRAM);
     const auto shows = [&](std::uint32_t color, int width, int height) {
         const auto frame = link.frame();
         return frame.pixels && frame.width == width && frame.height == height
             && (frame.pixels[std::size_t(height - 1) * frame.wordsPerRow + std::size_t(width - 1)] & 0xFFFFFF) == color;
     };
-    EXPECT_TRUE(until([&] { return shows(0xFF0000, 480, 270); }));
+    EXPECT_TRUE(real.turnUntil([&] { return shows(0xFF0000, 480, 270); }, 60));
     EXPECT_EQ(link.state(), State::playing);
     link.resize(200, 100);
-    EXPECT_TRUE(until([&] { return shows(0xFF0000, 200, 100); }));
+    EXPECT_TRUE(real.turnUntil([&] { return shows(0xFF0000, 200, 100); }, 60));
     in.folder.write(
         "red.json", R"({"patches":{"c":{"class":"QCClear","inputs":{"inputColor":"#0000ffff"}}},"connections":[]})");
     ASSERT_EQ(std::system((VITREL_PROGRAM " make " + source + " " + file).c_str()), 0);
     link.reload();
-    EXPECT_TRUE(until([&] { return shows(0x0000FF, 200, 100); }));
+    EXPECT_TRUE(real.turnUntil([&] { return shows(0x0000FF, 200, 100); }, 60));
     unsetenv("XDG_CONFIG_HOME");
 }
 

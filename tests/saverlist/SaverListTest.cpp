@@ -1,5 +1,6 @@
 #include "programs/saverlist/SaverList.h"
 #include "programs/saverlist/SaverListFile.h"
+#include "support/FailingFiles.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -7,7 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 
 namespace vitrel {
@@ -167,30 +167,6 @@ TEST(SaverList, LongListsTakeNoLongTime)
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
-// The n-th call that could fail does.
-class FailingFiles : public FileSystem
-{
-public:
-    int left = -1;
-    int open(const char* path, int flags, unsigned mode) override
-    {
-        return now() ? -1 : FileSystem::open(path, flags, mode);
-    }
-    ssize_t write(int fd, const void* data, std::size_t size) override
-    {
-        return now() ? -1 : FileSystem::write(fd, data, std::min<std::size_t>(size, 5));
-    }
-    int fsync(int fd) override { return now() ? -1 : FileSystem::fsync(fd); }
-    int rename(const char* from, const char* to) override { return now() ? -1 : FileSystem::rename(from, to); }
-
-private:
-    bool now()
-    {
-        errno = ENOSPC;
-        return left-- == 0;
-    }
-};
-
 TEST(SaverListFile, IsReplacedWholeOrNotAtAllBehindItsLinks)
 {
     TemporaryFolder folder;
@@ -200,9 +176,11 @@ TEST(SaverListFile, IsReplacedWholeOrNotAtAllBehindItsLinks)
     ASSERT_EQ(symlink("dotfiles/real", (folder / "middle").c_str()), 0);
     ASSERT_EQ(symlink((folder / "middle").c_str(), (folder / "link").c_str()), 0);
     FailingFiles files;
+    files.mostAtOnce = 5;
     int failures = 0;
     for (;; ++failures) {
-        files.left = failures;
+        files.calls = 0;
+        files.failAt = failures + 1;
         const std::string error = replaceSaverListFile(files, folder / "link", "a new text");
         const auto entries = std::distance(
             std::filesystem::directory_iterator(folder / "dotfiles"), std::filesystem::directory_iterator());
@@ -211,7 +189,7 @@ TEST(SaverListFile, IsReplacedWholeOrNotAtAllBehindItsLinks)
             break;
         EXPECT_EQ(TemporaryFolder::read(folder / "dotfiles/real"), "old") << failures;
     }
-    files.left = -1;
+    files.failAt = 0;
     EXPECT_EQ(failures, 5) << "open, two writes, fsync, rename";
     EXPECT_EQ(TemporaryFolder::read(folder / "dotfiles/real"), "a new text");
     EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));

@@ -1,5 +1,6 @@
 #include "programs/supervisor/ForkedDisplays.h"
 #include "programs/supervisor/HostSignals.h"
+#include "support/RealLoop.h"
 
 #include <gtest/gtest.h>
 
@@ -10,20 +11,6 @@
 
 namespace vitrel {
 namespace {
-
-struct RealLoop {
-    SystemClock clock;
-    RunLoop loop{clock};
-    template <class Done> bool turnUntil(Done done)
-    {
-        const Seconds end = clock.now() + Seconds(20);
-        while (!done() && clock.now() < end) {
-            loop.wait(Seconds(0.1));
-            loop.turn();
-        }
-        return done();
-    }
-};
 
 TEST(ForkedDisplays, TellsHowEachChildEnded)
 {

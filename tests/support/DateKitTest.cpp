@@ -29,27 +29,14 @@ struct LocalZone {
 TEST(DateKit, IdentifiersAreInUtcWhateverTheLocalZone)
 {
     const LocalZone zone("Asia/Tokyo");
-    struct {
-        std::string (*operation)(Date);
-        const char* text;
-    } const cases[] = {
-        {dateID, "20261116"},
-        {timeID, "220509"},
-        {timeMsID, "220509.123"},
-        {datetimeID, "20261116220509"},
-        {date_timeID, "20261116_220509"},
-        {date_timeIDDashed, "20261116-220509"},
-        {date_timeMsID, "20261116_220509.123"},
-        {date_timeMsIDDashed, "20261116-220509.123"},
-        {dateIDDashed, "2026-11-16"},
-        {timeIDDotted, "22.05.09"},
-        {timeMsIDDotted, "22.05.09.123"},
-        {dateTimeIDDashed, "2026-11-16 22.05.09"},
-        {dateTimeMsIDDashed, "2026-11-16 22.05.09.123"},
-        {dateAtTimeIDDashed, "2026-11-16 at 22.05.09"},
-        {dateAtTimeMsIDDashed, "2026-11-16 at 22.05.09.123"},
-        {dateFormattedYearTimeMiliSecondsID, "2026-11-16 22.05.09.123"},
-    };
+    const std::pair<std::string (*)(Date), const char*> cases[]
+        = {{dateID, "20261116"}, {timeID, "220509"}, {timeMsID, "220509.123"}, {datetimeID, "20261116220509"},
+            {date_timeID, "20261116_220509"}, {date_timeIDDashed, "20261116-220509"},
+            {date_timeMsID, "20261116_220509.123"}, {date_timeMsIDDashed, "20261116-220509.123"},
+            {dateIDDashed, "2026-11-16"}, {timeIDDotted, "22.05.09"}, {timeMsIDDotted, "22.05.09.123"},
+            {dateTimeIDDashed, "2026-11-16 22.05.09"}, {dateTimeMsIDDashed, "2026-11-16 22.05.09.123"},
+            {dateAtTimeIDDashed, "2026-11-16 at 22.05.09"}, {dateAtTimeMsIDDashed, "2026-11-16 at 22.05.09.123"},
+            {dateFormattedYearTimeMiliSecondsID, "2026-11-16 22.05.09.123"}};
     for (const auto& [operation, text] : cases)
         EXPECT_EQ(operation(kDate), text);
 }

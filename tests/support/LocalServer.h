@@ -57,6 +57,17 @@ public:
             }
             return !stopping_;
         }
+        // Waits for another request without a body. False if the other side has gone.
+        bool hasAnother() const
+        {
+            std::string head;
+            char piece[4096];
+            for (ssize_t count = 1; count > 0 && !head.ends_with("\r\n\r\n");) {
+                count = ::recv(socket_, piece, sizeof piece, 0);
+                head.append(piece, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+            }
+            return head.ends_with("\r\n\r\n");
+        }
         // Keeps silent until the other side has had enough.
         void stall() const
         {
@@ -105,16 +116,20 @@ public:
         ::shutdown(listener_, SHUT_RDWR);
         accepting_.join();
         ::close(listener_);
-        {
-            const std::lock_guard lock(mutex_);
-            for (const int socket : open_)
-                ::shutdown(socket, SHUT_RDWR);
-        }
+        hangUp();
         for (auto& thread : serving_)
             thread.join();
     }
     LocalServer(const LocalServer&) = delete;
     LocalServer& operator=(const LocalServer&) = delete;
+
+    // Ends all connections that are open.
+    void hangUp()
+    {
+        const std::lock_guard lock(mutex_);
+        for (const int socket : open_)
+            ::shutdown(socket, SHUT_RDWR);
+    }
 
     // 0 if this machine hasn't that family.
     int port() const { return port_; }

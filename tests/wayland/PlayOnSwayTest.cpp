@@ -1,6 +1,7 @@
 // On a real compositor without a screen: what is on the screen, and how it ends.
 #include "platform/appkit/wayland/WaylandIdle.h"
 #include "programs/Program.h"
+#include "support/RealLoop.h"
 #include "wayland/SwayServer.h"
 
 #include <gtest/gtest.h>
@@ -83,9 +84,8 @@ TEST_F(OnSway, ACompositorThatDiesEndsThePlayQuietly)
 
 TEST_F(OnSway, OutputsAreDescribedAndIdlenessIsToldAndItsEnd)
 {
-    SystemClock clock;
-    RunLoop loop(clock);
-    const auto connection = WaylandConnection::open(loop, sway_.display());
+    RealLoop in;
+    const auto connection = WaylandConnection::open(in.loop, sway_.display());
     ASSERT_TRUE(connection);
     ASSERT_EQ(connection->outputs().size(), 2u);
     EXPECT_EQ(connection->outputs()[1].screen.frame, makeRect(320, 80, 200, 120))
@@ -99,14 +99,9 @@ TEST_F(OnSway, OutputsAreDescribedAndIdlenessIsToldAndItsEnd)
     std::string log;
     idle->onIdle = [&] { log += 'i'; };
     idle->onResumed = [&] { log += 'r'; };
-    const auto until = [&](const std::string& wanted) {
-        for (const Seconds end = clock.now() + Seconds(10); log != wanted && clock.now() < end; loop.turn())
-            loop.wait(Seconds(0.1));
-        return log == wanted;
-    };
-    EXPECT_TRUE(until("i")) << log;
+    EXPECT_TRUE(in.turnUntil([&] { return log == "i"; })) << log;
     ASSERT_TRUE(sway_.pressAKey());
-    EXPECT_TRUE(until("iri")) << log;
+    EXPECT_TRUE(in.turnUntil([&] { return log == "iri"; })) << log;
 }
 
 TEST_F(OnSway, AnIdleDesktopIsPlayedOnUntilAKey)

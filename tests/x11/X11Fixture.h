@@ -2,6 +2,7 @@
 
 #include "platform/appkit/Surface.h"
 #include "platform/appkit/x11/X11Connection.h"
+#include "support/RealLoop.h"
 #include "x11/XvfbServer.h"
 
 #include <gtest/gtest.h>
@@ -40,16 +41,7 @@ protected:
             XCloseDisplay(other_);
     }
 
-    // Turns the loop until `done`; false after ten seconds.
-    template <class Done> bool turnUntil(Done done)
-    {
-        const Seconds end = clock_.now() + Seconds(10);
-        while (!done() && clock_.now() < end) {
-            loop_.wait(Seconds(0.02));
-            loop_.turn();
-        }
-        return done();
-    }
+    template <class Done> bool turnUntil(Done done) { return real_.turnUntil(done, 10); }
     void turnFor(Seconds span)
     {
         const Seconds end = clock_.now() + span;
@@ -107,8 +99,9 @@ protected:
         return window;
     }
 
-    SystemClock clock_;
-    RunLoop loop_{clock_};
+    RealLoop real_;
+    SystemClock& clock_ = real_.clock;
+    RunLoop& loop_ = real_.loop;
     std::unique_ptr<XvfbServer> server_;
     std::shared_ptr<X11Connection> connection_;
     Display* other_ = nullptr;

@@ -170,11 +170,11 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
         window->onDismissed = [&] { ++dismissed; };
         ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
         EXPECT_EQ(grabPointer(), AlreadyGrabbed);
-        for (const int x : {102, 108, 110, 95}) {
+        for (const int x : {102, 108, 112, 95}) {
             movePointer(x, 100);
             turnFor(Seconds(0.02));
         }
-        EXPECT_EQ(dismissed, 0) << "8 pixels to the right of where it was first seen, then 7 to the left";
+        EXPECT_EQ(dismissed, 0) << "10 pixels to the right of where it was first seen, then 7 to the left";
         if (byKey) {
             XEvent event{};
             event.xkey.type = KeyPress;
@@ -183,7 +183,7 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
             event.xkey.keycode = 38;
             XSendEvent(other_, window->number(), False, KeyPressMask, &event);
         } else {
-            movePointer(100, 120);
+            movePointer(102, 111);
         }
         XSync(other_, False);
         EXPECT_TRUE(turnUntil([&] { return dismissed == 1; }));
