@@ -217,6 +217,43 @@ TEST(NqiTunesManager, ReadsArtworkAsEachPlayerGivesIt)
     EXPECT_THAT(newer.log, ElementsAre(HasSubstr("Exception : Error Domain=d Code=5")));
 }
 
+TEST(NqiTunesManager, ReadsThePlayerThatIsThere)
+{
+    for (const OperatingSystemVersion version : {OperatingSystemVersion{10, 13, 6}, {10, 15, 0}}) {
+        Room in(version);
+        in.play("A");
+        in.players.player->position = 12.5;
+        const auto track = in.players.player->track;
+        track->artworks = {std::make_shared<SBArtwork>(std::make_shared<const Bytes>(pngOf(2, 3))), nullptr};
+        const auto tracks = [&] {
+            return std::vector{
+                in.manager->currentTrack(), in.manager->currentTrackiTunes(), in.manager->currentTrackMusic()};
+        };
+        EXPECT_EQ(in.manager->playerPosition(), 12.5f);
+        EXPECT_THAT(tracks(), testing::Each(track));
+        EXPECT_EQ(NqiTunesManager::trackArtwork(in.surroundings)->size(), (NSSize{2, 3}));
+        in.players.player->running = false;
+        EXPECT_THAT(tracks(), testing::Each(nullptr));
+        EXPECT_EQ(NqiTunesManager::currentTrack(in.surroundings), track) << "without asking whether it runs";
+        track->artworks = {nullptr};
+        EXPECT_EQ(NqiTunesManager::trackArtwork(in.surroundings), nullptr);
+        track->artworks.clear();
+        EXPECT_EQ(NqiTunesManager::trackArtwork(in.surroundings), nullptr);
+        in.players.player->track = nullptr;
+        EXPECT_EQ(NqiTunesManager::trackArtwork(in.surroundings), nullptr);
+    }
+}
+
+TEST(NqiTunesManager, SaysEveryTenthOfASecondWhetherThePlayerRuns)
+{
+    Room in;
+    in.manager->logiTunesStatus();
+    in.play("A");
+    EXPECT_TRUE(in.comesAfter(0.1s, [&] { return in.log.size() == 2; }));
+    EXPECT_TRUE(in.comesAfter(0.1s, [&] { return in.log.size() == 3; }));
+    EXPECT_THAT(in.log, ElementsAre(HasSubstr("is NOT running"), HasSubstr("is running"), HasSubstr("is running")));
+}
+
 TEST(NqiTunesManager, WorksOnWithoutALibraryAndWithoutAPlayer)
 {
     TestSurroundings in;
@@ -228,7 +265,7 @@ TEST(NqiTunesManager, WorksOnWithoutALibraryAndWithoutAPlayer)
 
     TestSurroundings bare;
     auto& manager = NqiTunesManager::shared(bare.surroundings);
-    EXPECT_FALSE(manager.isRunning());
+    EXPECT_FALSE(manager.isRunning() || manager.isARunningApplication());
     EXPECT_EQ(manager.currentTrack(), nullptr);
     manager.updateiTunesInfo();
     manager.cleanup();

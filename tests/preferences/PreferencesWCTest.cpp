@@ -302,16 +302,21 @@ TEST(PreferencesWC, TellsItsVersionTheMusicNoteAndTheWebPage)
     EXPECT_FALSE(in.controller->labelMusicAppsSupport()->isHidden());
     in.controller->webpageQuartzComps();
     EXPECT_THAT(in.desktop.opened, IsEmpty()) << "the bundle names no site";
-    in.bundleFolder.write("Info.plist",
-        "<plist><dict><key>CFBundleIdentifier</key><string>org.example.saver</string>"
-        "<key>CFBundleShortVersionString</key><string>2.5</string><key>CFBundleVersion</key><string>77</string>"
-        "<key>VitrelWebsite</key><string>https://example.org</string></dict></plist>");
-    const NSBundle bundle(in.bundleFolder.path());
-    in.surroundings.classBundle = &bundle;
-    in.controller->updateView();
-    EXPECT_EQ(in.controller->labelVersion()->stringValue(), "Version 2.5 (77)");
-    in.controller->webpageQuartzComps();
-    EXPECT_THAT(in.desktop.opened, ElementsAre("https://example.org/apps/muralis/quartz/"));
+    for (const char* site : {"", "https://example.org", "https://example.org/"}) {
+        in.bundleFolder.write("Info.plist",
+            "<plist><dict><key>CFBundleIdentifier</key><string>org.example.saver</string>"
+            "<key>CFBundleShortVersionString</key><string>2.5</string><key>CFBundleVersion</key><string>77</string>"
+            "<key>VitrelWebsite</key><string>"
+                + std::string(site) + "</string></dict></plist>");
+        const NSBundle bundle(in.bundleFolder.path());
+        in.surroundings.classBundle = &bundle;
+        in.controller->updateView();
+        EXPECT_EQ(in.controller->labelVersion()->stringValue(), "Version 2.5 (77)");
+        in.controller->webpageQuartzComps();
+    }
+    const std::string page = "https://example.org/apps/muralis/quartz/";
+    EXPECT_THAT(in.desktop.opened, ElementsAre(page, page)) << "an empty name is none";
+    in.surroundings.classBundle = nullptr;
 }
 
 // A pop-up opened on a list that is filled, a table that outlives its controller, a bundle without the description.
@@ -333,6 +338,9 @@ TEST(PreferencesWC, StandsWithoutAWindowDescriptionAndLeavesItsTableBehind)
     in.controller->quartzRemoveFile();
     EXPECT_EQ(in.stored(), "*/b ");
     EXPECT_EQ(in.player->told, 1);
+    in.controller->setUseRandomScreenSaver(true);
+    in.controller->saveData();
+    EXPECT_EQ(in.store.valueForKey(Sheet::kIdentifier, "Use Random Screen Saver"), Value(true)) << "by a command";
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "preferences/Settings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/InitialChoice.h"
 #include "preferences/PreferencesWC.h"
 #include "support/TestSurroundings.h"
 
@@ -72,6 +73,43 @@ TEST(VitrelItem, TellsAbsentFromFalse)
     EXPECT_EQ(in.stored("a.qtz: Is RSS Visualizer"), std::nullopt) << "nothing removes the key";
     item.setRssFeedURL(std::nullopt);
     EXPECT_EQ(item.rssFeedURL(), std::nullopt);
+}
+
+// What comes along is the choice of who has made none, and nothing of that is stored.
+TEST(InitialChoice, HoldsUntilTheUserHasChosen)
+{
+    for (const bool listed : {false, true}) {
+        Saver in;
+        const auto key = [&](const char* name) { return in.stored(name); };
+        setInitialChoice(in.surroundings, listed);
+        EXPECT_EQ(key("Active File Path"), std::nullopt) << "without such a composition";
+        const std::string path = in.bundleFolder.write("Muralis RSS Almanac.qtz", "");
+        setInitialChoice(in.surroundings, listed);
+        const auto defaults = in.settings().screenSaverDefaults();
+        EXPECT_EQ(defaults->objectForKey("Active File Path"), Value(path));
+        EXPECT_EQ(defaults->objectForKey("Muralis RSS Almanac.qtz: Is RSS Visualizer"), Value(true));
+        EXPECT_EQ(defaults->objectForKey("Files Paths"), listed ? std::optional<Value>(Array{path}) : std::nullopt);
+        EXPECT_TRUE(in.store.dictionaryForDomain(Saver::kIdentifier).empty());
+        defaults->setObjectForKey("/mine.qtz", "Active File Path");
+        EXPECT_EQ(defaults->objectForKey("Active File Path"), Value("/mine.qtz"));
+    }
+}
+
+TEST(RandomComposition, IsOneOfTwoOrMoreAndStoresNothing)
+{
+    const struct {
+        Value list;
+        std::uint32_t number;
+        std::optional<std::string> path;
+    } cases[] = {{Value(), 0, std::nullopt}, {Value(Array{"/a"}), 0, std::nullopt}, {Value(Array{"/a", "/b"}), 3, "/b"},
+        {Value(Array{"/a", "/b", "/c"}), 4294967295u, "/a"}, {Value(Array{"/a", 5}), 1, std::nullopt}};
+    for (const auto& [list, number, path] : cases) {
+        Saver in;
+        in.store.setValueForKey(Saver::kIdentifier, "Files Paths", list);
+        in.surroundings.arc4random = [number = number] { return number; };
+        EXPECT_EQ(randomComposition(in.surroundings), path) << description(list);
+        EXPECT_EQ(in.stored("Active File Path"), std::nullopt);
+    }
 }
 
 TEST(PreferencesWC, TheGateOpensAtTenFourteen)

@@ -17,7 +17,8 @@ struct Texts : TestSurroundings {
         bundleFolder.write("de.lproj/Localizable.strings",
             "/* Knöpfe */ \"okButton.lskf\" = \"Das ist mir alles recht\"; // lang\n"
             "\"okButton.lskf.tooltip\"=\"Sichert\\n\\\"alles\\\"\";\n\"abc-de-fgh\" = \"Feld\";\n"
-            "\"abc-de-fgh.tooltip\" = \"Rat\"; \"Plain\" = \"Schlicht\"; \"Hint\" = \"Wink\"; \"entry.lsk\" = \"Eins\";\n"
+            "\"abc-de-fgh.tooltip\" = \"Rat\"; \"Plain\" = \"Schlicht\"; \"Hint\" = \"Wink\"; \"entry.lsk\" = "
+            "\"Eins\";\n"
             "\"col.lsk\" = \"Name\"; \"pop.lsk.tooltip\" = \"Wahl\";");
         surroundings.languages = {"de-AT", "de"};
     }
@@ -47,6 +48,19 @@ TEST(ViewLocalization, AMarkIsTheKeyOnceAndGoesOutOfTheIdentifier)
     button->setTitle("Plain");
     localizeView(*in.window, in.surroundings);
     EXPECT_EQ(button->title(), "Schlicht") << "a second run finds no mark: the text is the key";
+    const auto twice = in.add<NSButton>("a.lsk.lskf.lskf");
+    twice->setFrame(makeRect(0, 0, 5000, 10));
+    const auto wide = in.add<NSButton>("a.lsk"), narrow = in.add<NSButton>("b.lsk");
+    wide->setFrame(makeRect(0, 0, 5000, 10));
+    const auto inner = std::make_shared<NSTextField>(); // a button's own views are its own matter
+    inner->setStringValue("Plain");
+    wide->addSubview(inner);
+    localizeView(*in.window, in.surroundings);
+    EXPECT_EQ(twice->identifier(), "a") << "all marks go";
+    EXPECT_LT(twice->bounds().size.width, 5000);
+    EXPECT_EQ(wide->bounds().size.width, 5000) << "it isn't asked to fit";
+    EXPECT_EQ(narrow->bounds().size.width, narrow->cell().cellSize().width) << "but has to";
+    EXPECT_EQ(inner->stringValue(), "Plain");
 }
 
 TEST(ViewLocalization, TellsKeysFromIdentifiersThatAreNone)
@@ -87,6 +101,7 @@ TEST(ViewLocalization, PlaceholdersEntriesAndColumnsFollow)
     table->addTableColumn(std::make_shared<NSTableColumn>());
     table->tableColumns()[0]->setIdentifier("col.lsk");
     localizeView(*in.window, in.surroundings);
+    EXPECT_EQ(plain->stringValue(), "");
     EXPECT_EQ(keyed->placeholderString(), "Rat") << "the tool tip's key";
     EXPECT_EQ(keyed->toolTip(), "Rat");
     EXPECT_EQ(plain->placeholderString(), "Wink");

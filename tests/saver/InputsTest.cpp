@@ -1,3 +1,4 @@
+#include "base/Text.h"
 #include "saver/InputTrace.h"
 #include "saver/VitrelView.h"
 #include "support/Saver.h"
@@ -126,6 +127,19 @@ TEST(Inputs, SquaresArtworkForWhoAsksAndKeepsTheRecord)
             EXPECT_EQ(in.view->dataiTunes()->at(key).image()->size(), picture) << why << " as " << key;
         }
     }
+}
+
+TEST(Inputs, KeepsTheLastImageThatAPacketBrought)
+{
+    Playing in(kCompanion, {"Artwork"});
+    const auto size = [&] { return in.view->debugImage() ? in.view->debugImage()->size() : NSSize{}; };
+    in.view->setTrackDataFromPacket({{"Track Artwork", encodeBase64(pngOf(3, 2))}});
+    EXPECT_EQ(size(), (NSSize{3, 2}));
+    in.view->setTrackDataFromPacket({{"Name", "N"}});
+    EXPECT_EQ(size(), (NSSize{3, 2})) << "none was offered";
+    in.view->setTrackDataFromPacket({{"Track Artwork", "AAAA"}});
+    EXPECT_EQ(in.view->debugImage(), nullptr) << "one that is no picture";
+    EXPECT_EQ(in.view->imageFromText(encodeBase64(pngOf(5, 4)))->size(), (NSSize{5, 4}));
 }
 
 TEST(Inputs, AnImageWithoutPixelsGoesOutUnsquared)

@@ -35,6 +35,28 @@ TEST(VitrelView, IsBuiltInOrderAndLoadsInTheNextTurn)
     EXPECT_EQ(view->loadedURL(), view->urlDefaultComposition());
 }
 
+TEST(VitrelView, FillsTheWindowThatItIsIn)
+{
+    Saver in(kDirect);
+    const auto view = in.makeView();
+    const auto window = in.show(view);
+    const auto content = [&] { return window->contentView()->frame(); };
+    window->setFrameDisplay(makeRect(5, 6, 300, 200), true);
+    window->setAlphaValue(0.5);
+    in.said();
+    view->loadQuartzView();
+    EXPECT_EQ(window->alphaValue(), 0.5);
+    EXPECT_EQ(content(), makeRect(0, 0, 300, 200));
+    EXPECT_THAT(in.said(), ElementsAre("2 frame 0,0 300x200", "2 rate 60", "2 autostart", "2 all events"));
+    window->setFrameDisplay(makeRect(5, 6, 30, 20), true);
+    view->awakeFromNib();
+    EXPECT_EQ(window->alphaValue(), 1);
+    EXPECT_EQ(content(), makeRect(0, 0, 30, 20));
+    EXPECT_THAT(in.said(), ElementsAre("3 frame 0,0 30x20", "3 rate 60", "3 autostart", "3 all events"));
+    view->updateQuartzViewFrame();
+    EXPECT_THAT(in.said(), ElementsAre("3 frame 0,0 640x480")) << "the view's bounds";
+}
+
 TEST(VitrelView, StartsTheAnimationThreeTimesAndAStopStopsNothingElse)
 {
     Saver in(kCompanion);
@@ -99,12 +121,17 @@ TEST(VitrelView, StopsInOrderAndOnlyThenLetsGo)
     view->reloadFile();
     in.said();
 
+    const auto track = view->dataiTunes(), statistics = view->dataSystem();
+    (*statistics)["CPU"] = 1;
     view->cleanup();
+    EXPECT_TRUE(track->empty() && statistics->empty()) << "whoever else holds them";
     EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "no tick, no reload";
     EXPECT_FALSE(timer->isValid());
     EXPECT_EQ(view->dataiTunes(), nullptr);
     EXPECT_EQ(view->dataSystem(), nullptr);
     view->setTrackDataFromPacket({{"Name", "late"}});
+    view->setTrackData({});
+    view->itunesDidClose();
     EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "an answer that comes late";
     view->fileDidChange();
     EXPECT_THAT(in.loop.pending(*view), ElementsAre("cleanupNow")) << "a reload would bring it back to life";
