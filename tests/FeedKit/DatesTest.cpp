@@ -4,11 +4,7 @@
 #include "support/PlainDates.h"
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <regex>
 #include <set>
 #include <thread>
 
@@ -246,31 +242,6 @@ TEST(Formatters, ServeThreadsAtOnce)
     std::thread first(read), second(read);
     first.join();
     second.join();
-}
-
-TEST(SharedFeeds, HoldNoDateThatICUReadsOtherwise)
-{
-    const std::filesystem::path folder = std::string(std::getenv("VITREL_SHARED_SAMPLES")) + "/feeds";
-    if (!std::filesystem::is_directory(folder))
-        GTEST_SKIP() << "no sample feeds";
-    const PlainDates plain;
-    const std::regex dates(R"((\d{4}-\d\d-\d\d[T ][^<"]{5,40})|((Mon|Tue|Wed|Thu|Fri|Sat|Sun)[a-z]*,? \d[^<"]{5,40}))"
-                           R"(|[Dd]ate>([^<]{1,100})<)");
-    std::set<std::string> texts;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-        if (!entry.is_regular_file() || entry.file_size() > 2'000'000)
-            continue;
-        std::ifstream in(entry.path(), std::ios::binary);
-        const std::string all{std::istreambuf_iterator<char>(in), {}};
-        for (std::sregex_iterator match(all.begin(), all.end(), dates), end; match != end; ++match)
-            texts.insert((*match)[4].matched ? (*match)[4] : (*match)[0]);
-    }
-    int read = 0;
-    for (const auto& text : texts) {
-        ASSERT_EQ(toPermissiveDate(text), plain.permissive(text)) << text;
-        read += toPermissiveDate(text).has_value();
-    }
-    EXPECT_GT(read, 1000);
 }
 
 // The machine's locale and zone, for as long as a test lasts.

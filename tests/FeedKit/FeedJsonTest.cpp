@@ -53,13 +53,8 @@ TEST(FeedJson, PrintsNumbersSoThatTheyReadBackAsTheyWere)
     const struct {
         double seconds;
         const char* text;
-    } dates[] = {
-        {0, "0"},
-        {1700000000, "1700000000"},
-        {1700000000.25, "1700000000.25"},
-        {1700000000.123, "1700000000.123"},
-        {-62135596800, "-62135596800"},
-    };
+    } dates[] = {{0, "0"}, {1700000000, "1700000000"}, {1700000000.25, "1700000000.25"},
+        {1700000000.123, "1700000000.123"}, {-62135596800, "-62135596800"}};
     for (const auto& [seconds, text] : dates) {
         auto atom = std::make_shared<AtomFeed>();
         atom->updated = Date{seconds};

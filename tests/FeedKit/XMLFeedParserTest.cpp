@@ -269,29 +269,6 @@ TEST(XMLFeedParser, AbortsFromAnywhere)
     EXPECT_TRUE(result);
 }
 
-// Under the thread sanitizer.
-TEST(XMLFeedParser, AbortsFromAnotherThreadAtAnyMoment)
-{
-    std::string items;
-    for (int k = 0; k < 3000; ++k)
-        items += "<item><title>t</title><pubDate>Mon, 02 Jan 2006 15:04:05 GMT</pubDate></item>";
-    const auto document = rss(items);
-    for (int round = 0; round < 20; ++round) {
-        XMLFeedParser parser(vitrel::bytesOf(document));
-        std::thread other([&] {
-            for (int k = 0; k < round * 50; ++k)
-                std::this_thread::yield();
-            parser.abortParsing();
-        });
-        const auto result = parser.parse();
-        other.join();
-        if (result)
-            EXPECT_EQ(result->rssFeed()->items->size(), 3000u);
-        else
-            EXPECT_EQ(result.error().payload(), "parsing aborted");
-    }
-}
-
 TEST(XMLFeedParser, SaysWhyAStreamCouldNotBeRead)
 {
     class Broken final : public NSInputStream

@@ -223,13 +223,8 @@ TEST(Packet, IsAppliedAgainAfterASecondIfTheStateIsStillTheSame)
         std::optional<std::string> before, after;
         std::size_t times;
         const char* why;
-    } const cases[] = {
-        {"A", "A", 2, "the same"},
-        {std::nullopt, std::nullopt, 2, "both null"},
-        {"A", "B", 1, "moved on"},
-        {std::nullopt, "A", 1, "came"},
-        {std::nullopt, "", 1, "null is not empty"},
-    };
+    } const cases[] = {{"A", "A", 2, "the same"}, {std::nullopt, std::nullopt, 2, "both null"},
+        {"A", "B", 1, "moved on"}, {std::nullopt, "A", 1, "came"}, {std::nullopt, "", 1, "null is not empty"}};
     for (const auto& [before, after, times, why] : cases) {
         LinkInHand in;
         in.link.setLastStateID(before);

@@ -189,17 +189,8 @@ TEST(FeedInput, AsksForAsManyArticlesAsTheCompositionWants)
     struct {
         Value value;
         std::int64_t count;
-    } const cases[] = {
-        {3, 3},
-        {2.0, 2},
-        {2.5, 7},
-        {"3", 7},
-        {Value(), 7},
-        {true, 1},
-        {-1, -1},
-        {1e300, 7},
-        {std::nan(""), 7},
-    };
+    } const cases[]
+        = {{3, 3}, {2.0, 2}, {2.5, 7}, {"3", 7}, {Value(), 7}, {true, 1}, {-1, -1}, {1e300, 7}, {std::nan(""), 7}};
     for (const auto& [value, count] : cases) {
         Feeding in;
         in.item().setIsRSSVisualizer(true);

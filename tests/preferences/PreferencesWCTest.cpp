@@ -274,6 +274,19 @@ TEST(PreferencesWC, TheFeedFieldIsOnForCompositionsThatShowFeeds)
     EXPECT_THAT(none.store.dictionaryForDomain(Sheet::kIdentifier), testing::SizeIs(1)) << "the random switch alone";
 }
 
+// As the window description names them.
+TEST(PreferencesWC, KnowsItsActionsByName)
+{
+    const Sheet in;
+    for (const std::string name :
+        {"buttonOK", "buttonCancel", "quartzAddFile", "quartzRemoveFile", "menuRemoveFile", "showInFinder",
+            "searchFieldDidChange", "checkboxUseRandomScreenSaver", "textFieldRSSFeedURL", "webpageQuartzComps"}) {
+        const auto action = in.controller->actionNamed(name + ":");
+        EXPECT_EQ(action ? action->name : "none", name);
+        EXPECT_FALSE(in.controller->actionNamed(name));
+    }
+}
+
 TEST(PreferencesWC, EveryEditIsStoredAtOnceAndCancelTakesNothingBack)
 {
     Sheet in("/a /b", "/a");
