@@ -1,6 +1,7 @@
 #include "platform/foundation/OutOfMemory.h"
 
 #include <cstring>
+#include <initializer_list>
 #include <new>
 
 #include <unistd.h>
