@@ -109,7 +109,10 @@ TEST(PreferencesWC, ShowsTheListInItsOrderWithTheActiveOneChosen)
     EXPECT_EQ(Sheet().shown(), "");
     EXPECT_EQ(Sheet("/z/B.qtz /a/A.qtz /q/B.qtz", "/q/B.qtz").shown(), "B.qtz A.qtz *B.qtz ");
     EXPECT_EQ(Sheet("/a/A.qtz /a/B.qtz", "/gone.qtz").shown(), "A.qtz B.qtz ") << "the active path isn't in the list";
-    EXPECT_EQ(Sheet("/a /a", "/a").shown(), "*a a ") << "one file twice is two rows";
+    Sheet twice("/a /a", "/a");
+    EXPECT_EQ(twice.shown(), "*a a ") << "one file twice is two rows";
+    for (const int row : {-1, 2, 3})
+        EXPECT_EQ(twice.table().dataSource()->tableViewObjectValueForTableColumnRow(twice.table(), nullptr, row), "");
 }
 
 TEST(PreferencesWC, RemovingMakesTheOneThatMovesUpActive)
@@ -296,6 +299,9 @@ TEST(PreferencesWC, EveryEditIsStoredAtOnceAndCancelTakesNothingBack)
     box->setState(NSButton::kOn);
     box->sendAction();
     EXPECT_EQ(random(), Value(true));
+    in.controller->updateView();
+    EXPECT_EQ(random(), Value(true)) << "what is stored stays";
+    EXPECT_EQ(box->state(), NSButton::kOn);
     in.table().chooseRow(1);
     in.controller->buttonCancel();
     EXPECT_EQ(in.ended, 1);
