@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 namespace vitrel {
 namespace {
 
@@ -168,6 +170,21 @@ TEST_F(Commands, ASnapshotIsAPictureOfTheSizeAskedFor)
         ASSERT_GT(png.size(), 33u) << why << ": " << program.errors();
         EXPECT_EQ(png.substr(1, 3), "PNG");
         EXPECT_EQ(png.substr(16, 8), size) << why;
+    }
+}
+
+// The renderer's compiler would end it by a signal, and an exception would tear what is written in C.
+TEST(Memory, ThatIsTooLittleEndsInOneLine)
+{
+    for (const rlim_t mebibytes : {400, 512, 800}) {
+        rlimit before{};
+        ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
+        const rlimit little{mebibytes << 20, before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_AS, &little), 0);
+        Program program({"snapshot", "--demo", "-o", "/dev/null", "--after", "0.3"});
+        setrlimit(RLIMIT_AS, &before);
+        EXPECT_EQ(program.wait(), 1) << mebibytes;
+        EXPECT_TRUE(program.saidOneError()) << mebibytes << ": " << program.errors();
     }
 }
 

@@ -5,11 +5,24 @@
 
 #include <cstdlib>
 
+#include <sys/resource.h>
+
 namespace vitrel::qc {
 
 namespace {
+
 std::uint64_t contextsMade = 0;
+
+// The software renderer's compiler dies by a signal where an allocation fails. It and its libraries take some 700 MiB
+// of addresses, of which little is ever touched.
+bool hasRoomForRenderer()
+{
+    constexpr rlim_t kLeast = rlim_t(1) << 30;
+    rlimit limit{};
+    return getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY || limit.rlim_cur >= kLeast;
 }
+
+} // namespace
 
 void prepareSoftwareRendering()
 {
@@ -32,6 +45,7 @@ GLContext* GLContext::current()
         delete context;
         context = nullptr;
     }
+    failed |= !context && !hasRoomForRenderer();
     if (!context && !failed) {
         auto* made = new GLContext;
         if (made->make(nullptr)) {
