@@ -22,12 +22,6 @@ std::shared_ptr<const NSImage> imageOf(const std::shared_ptr<const Bytes>& bytes
     return bytes ? NSImage::imageWithData(*bytes) : nullptr;
 }
 
-const Value* member(const Dictionary& members, const char* key)
-{
-    const auto found = members.find(key);
-    return found == members.end() ? nullptr : &found->second;
-}
-
 } // namespace
 
 NqiTunesManager& NqiTunesManager::shared(const Surroundings& surroundings)

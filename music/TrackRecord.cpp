@@ -3,6 +3,7 @@
 #include "base/Text.h"
 #include "music/TrackKeys.h"
 #include "platform/appkit/NSImage.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSObject.h"
 #include "platform/foundation/Surroundings.h"
@@ -10,8 +11,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <iterator>
 #include <limits>
 
 namespace vitrel {
@@ -63,16 +62,10 @@ void fill(Dictionary& record, const Fields& fields)
     set(false, {"Show_performance_info", kiVisualizeShowHelpOnStart, kiVisualizeShowInformations, "Christmas_mode"});
 }
 
-const Value* field(const Dictionary& packet, const char* name)
-{
-    const auto found = packet.find(name);
-    return found == packet.end() ? nullptr : &found->second;
-}
-
 std::int64_t integerField(const Dictionary& packet, const char* name)
 {
     using Limits = std::numeric_limits<std::int64_t>;
-    const Value* value = field(packet, name);
+    const Value* value = member(packet, name);
     if (!value)
         return 0;
     if (const auto* integer = value->as<std::int64_t>())
@@ -144,14 +137,14 @@ void writeTrack(Dictionary& record, const SBTrack* track, bool isPlaying, std::s
 void writePacket(Dictionary& record, const Dictionary& packet, std::shared_ptr<const NSImage> artworkEmpty)
 {
     Fields fields;
-    if (const Value* artwork = field(packet, "Track Artwork")) {
+    if (const Value* artwork = member(packet, "Track Artwork")) {
         const auto* text = artwork->as<std::string>();
         fields.image = text ? imageFromText(*text) : nullptr;
         fields.isArtworkAvailable = true;
     } else {
         fields.image = std::move(artworkEmpty);
     }
-    const auto text = [&](const char* name) { return validString(field(packet, name)); };
+    const auto text = [&](const char* name) { return validString(member(packet, name)); };
     fields.name = text(kiTunesName);
     fields.artist = text(kiTunesArtist);
     fields.album = text(kAlbum);
@@ -167,7 +160,7 @@ void writePacket(Dictionary& record, const Dictionary& packet, std::shared_ptr<c
     fields.rating = integerField(packet, kiTunesUserRating);
     fields.playedCount = integerField(packet, kiTunesPlayCount);
     fields.totalTime = totalTimeInMilliseconds(text(kiTunesTime));
-    const Value* state = field(packet, "Player State");
+    const Value* state = member(packet, "Player State");
     const auto* stateText = state ? state->as<std::string>() : nullptr;
     fields.isPlaying = stateText && *stateText == "Playing";
     fill(record, fields);
@@ -201,15 +194,16 @@ std::int64_t totalTimeInMilliseconds(std::string_view time)
 
 std::shared_ptr<const NSImage> artworkEmpty(const Surroundings& surroundings)
 {
+    constexpr std::size_t kMostBytes = 16u << 20;
     const auto make = [&] {
         auto made = std::make_shared<EmptyArtwork>();
         for (const NSBundle* bundle : {surroundings.classBundle, surroundings.mainBundle}) {
             const auto path = bundle ? bundle->pathForResourceOfType("ArtworkEmpty", "png") : std::nullopt;
             if (!path || made->image)
                 continue;
-            std::ifstream file(*path, std::ios::binary);
-            const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-            made->image = NSImage::imageWithData(bytesOf(bytes));
+            const auto bytes = readFile(*path, kMostBytes);
+            if (bytes)
+                made->image = NSImage::imageWithData(*bytes);
         }
         return made;
     };

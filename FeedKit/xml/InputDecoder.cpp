@@ -1,6 +1,7 @@
 #include "FeedKit/xml/InputDecoder.h"
 
-#include <cctype>
+#include "base/Text.h"
+
 #include <cstring>
 #include <unicode/ucnv.h>
 
@@ -17,13 +18,6 @@ constexpr std::size_t kMostDeclaration = 1024;
 bool isSpace(std::uint8_t byte)
 {
     return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';
-}
-
-std::string lowerCased(std::string text)
-{
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
 }
 
 // As XML has it (EncName). The converter library would look for a file of any other name.
@@ -111,7 +105,7 @@ const char* InputDecoder::open()
     if (!skipAhead())
         return nullptr;
     name_ = declaredEncoding();
-    const auto name = lowerCased(name_);
+    const auto name = vitrel::asciiLowercase(name_);
     if (name.empty() || name == "utf-8" || name == "utf8")
         return "UTF-8";
     if (name == "iso-8859-1" || name == "us-ascii")

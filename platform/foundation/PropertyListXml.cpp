@@ -17,15 +17,6 @@ namespace {
 
 using namespace plist;
 
-std::string_view trimmed(std::string_view text)
-{
-    while (!text.empty() && isBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
 std::optional<Value> integerOf(std::string_view text)
 {
     text = trimmed(text);

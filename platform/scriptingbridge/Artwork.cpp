@@ -2,13 +2,11 @@
 
 #include "base/Text.h"
 #include "platform/appkit/NSImage.h"
+#include "platform/foundation/Files.h"
 
 #include <optional>
 
 #include <curl/curl.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace vitrel {
 namespace {
@@ -44,36 +42,19 @@ std::optional<std::string_view> pathOf(std::string_view address)
     return address.starts_with('/') ? std::optional(address) : std::nullopt;
 }
 
-std::optional<Bytes> readFile(const std::string& path)
+std::optional<Bytes> bytesAt(const std::string& path)
 {
     if (path.find('\0') != std::string::npos)
         return std::nullopt;
-    // A pipe or a device must not hold the thread: it is opened without waiting and not read.
-    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (fd < 0)
-        return std::nullopt;
-    struct ::stat status {
-    };
-    std::optional<Bytes> out;
-    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode)
-        && static_cast<std::uint64_t>(status.st_size) <= kMaximumBytes) {
-        out.emplace();
-        std::uint8_t buffer[65536];
-        ssize_t got = 0;
-        while ((got = ::read(fd, buffer, sizeof buffer)) > 0 && out->size() + std::size_t(got) <= kMaximumBytes)
-            out->insert(out->end(), buffer, buffer + got);
-        if (got != 0)
-            out.reset();
-    }
-    ::close(fd);
-    return out;
+    auto bytes = readFile(path, kMaximumBytes);
+    return bytes ? std::optional(*std::move(bytes)) : std::nullopt;
 }
 
 // Some players escape their files' names, some don't, and some do so with a few characters only.
 std::optional<Bytes> readEither(const std::string& path, const std::string& other)
 {
-    auto bytes = readFile(path);
-    return bytes || path == other ? std::move(bytes) : readFile(other);
+    auto bytes = bytesAt(path);
+    return bytes || path == other ? std::move(bytes) : bytesAt(other);
 }
 
 // "data:image/png;base64,...": what stands behind the first comma.

@@ -1,13 +1,11 @@
 #include "platform/scriptingbridge/DemoPlayer.h"
 
 #include "platform/appkit/NSImage.h"
-#include "platform/foundation/FileSystem.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSDistributedNotificationCenter.h"
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/Surroundings.h"
-
-#include <fcntl.h>
 
 namespace vitrel {
 
@@ -19,10 +17,8 @@ std::shared_ptr<const Bytes> coverNamed(const NSBundle& bundle, const std::strin
     const auto path = bundle.pathForResourceOfType(name, "png");
     if (!path)
         return nullptr;
-    FileSystem files;
-    const FileDescriptor file(files, files.open(path->c_str(), O_RDONLY | O_CLOEXEC, 0));
-    auto bytes = readAll(files, file.get(), kMost);
-    return bytes ? std::make_shared<const Bytes>(std::move(*bytes)) : nullptr;
+    auto bytes = readFile(*path, kMost);
+    return bytes ? std::make_shared<const Bytes>(*std::move(bytes)) : nullptr;
 }
 
 } // namespace

@@ -14,16 +14,6 @@ constexpr std::size_t kMaximumListMembers = 64;
 // Artwork within its address is base64 of at most 16 MiB.
 constexpr std::size_t kMaximumAddress = std::size_t(24) << 20;
 
-std::string lowerCase(std::string_view text)
-{
-    std::string out(text);
-    for (char& c : out) {
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    }
-    return out;
-}
-
 class Fields
 {
 public:
@@ -31,7 +21,7 @@ public:
     {
         for (const auto& [key, value] : metadata) {
             if (!isEmpty(value))
-                values_.emplace(lowerCase(key), &value);
+                values_.emplace(asciiLowercase(key), &value);
         }
     }
 
@@ -112,7 +102,7 @@ private:
 // Of a file the whole name, for players that don't escape "#" and "?"; of other addresses without query and fragment.
 std::string lastPartOf(std::string_view address)
 {
-    if (lowerCase(address.substr(0, 5)) == "file:")
+    if (asciiLowercase(address.substr(0, 5)) == "file:")
         address.remove_prefix(5);
     else if (!address.starts_with('/'))
         address = address.substr(0, address.find_first_of("?#"));

@@ -1,5 +1,7 @@
 #include "platform/scriptingbridge/PlayerRecord.h"
 
+#include "base/Text.h"
+
 #include <algorithm>
 #include <tuple>
 
@@ -11,15 +13,6 @@ constexpr const char* kYielding[]
     = {"chromium", "chrome", "google-chrome", "firefox", "librewolf", "brave", "vivaldi", "opera", "edge", "msedge",
         "microsoft-edge", "epiphany", "plasma-browser-integration", "falkon", "qutebrowser", "kdeconnect"};
 
-std::string lowerCase(std::string text)
-{
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    }
-    return text;
-}
-
 bool yields(const PlayerRecord& player)
 {
     return std::any_of(std::begin(kYielding), std::end(kYielding),
@@ -28,7 +21,7 @@ bool yields(const PlayerRecord& player)
 
 std::uint32_t stateNamed(const std::string& status)
 {
-    const std::string text = lowerCase(status);
+    const std::string text = asciiLowercase(status);
     return text == "playing" ? kPlayerStatePlaying : text == "paused" ? kPlayerStatePaused : kPlayerStateStopped;
 }
 
@@ -133,7 +126,7 @@ double PlayerRecord::positionAt(Seconds now) const
 
 bool isPlayerNamed(const std::string& name, const std::string& wanted)
 {
-    const std::string whole = lowerCase(name), head = lowerCase(wanted);
+    const std::string whole = asciiLowercase(name), head = asciiLowercase(wanted);
     if (!whole.starts_with(head))
         return false;
     const std::string rest = whole.substr(head.size());
