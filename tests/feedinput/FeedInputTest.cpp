@@ -165,6 +165,9 @@ TEST(FeedInput, TakesTheDefaultFeedForNoAddressAndNothingForABadOne)
         {"two words", false},
         {"http://host/\n", false},
         {"http://host/%2", false},
+        {"http://host/%2G", false},
+        {"http://host/%@2x", false},
+        {"http://host/%aF", true},
         {"http://h\u00F6st/", false},
         {"javascript:\"x\"", false},
     };
