@@ -323,8 +323,12 @@ std::optional<Bitmap> decode(ByteView data)
     const int orientation = vips_image_get_orientation(image.get());
     int shrink = shrinkOf(image.get());
     if (*format == Format::JPEG && shrink > 1) {
-        // The decoder leaves pixels out at no cost.
-        image = open(*format, data, shrink > 4 ? 8 : shrink > 2 ? 4 : 2);
+        // The decoder leaves pixels out at no cost. But where it would leave no row or column the library aborts.
+        const int shorter = std::min(vips_image_get_width(image.get()), vips_image_get_height(image.get()));
+        int leftOut = shrink > 4 ? 8 : shrink > 2 ? 4 : 2;
+        while (leftOut > shorter)
+            leftOut /= 2;
+        image = open(*format, data, leftOut);
         if (!image)
             return std::nullopt;
         shrink = shrinkOf(image.get());

@@ -254,6 +254,18 @@ TEST(ImageDecoding, AnImageBeyondTheLongestSideIsScaledDown)
     }
 }
 
+// A decoder that is told to leave out more rows than there are leaves none, and the library aborts over it.
+TEST(ImageDecoding, AStripThinnerThanItsScaleIsStillAPicture)
+{
+    for (const auto& [width, height, size] : {std::tuple(17000, 3, NSSize{4250, 1}), {3, 17000, NSSize{1, 4250}},
+             {40000, 1, NSSize{8000, 1}}, {17000, 4, NSSize{4250, 1}}}) {
+        const Picture strip{width, height, 3, Bytes(std::size_t(width) * std::size_t(height) * 3, 0x70)};
+        const auto image = NSImage::imageWithData(encoded(strip, ".jpg"));
+        ASSERT_TRUE(image) << width << "x" << height;
+        EXPECT_EQ(image->size(), size) << width << "x" << height;
+    }
+}
+
 TEST(ImageDecoding, ManyThreadsMayDecodeAtOnce)
 {
     const Bytes files[] = {encoded(smallPicture(), ".png"), encoded(smallPicture(), ".gif"), {1, 2, 3}};
