@@ -7,6 +7,8 @@
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/Settings.h"
 
+#include <vector>
+
 namespace vitrel {
 
 void setInitialChoice(const Surroundings& surroundings, bool listed)
@@ -34,10 +36,14 @@ std::optional<std::string> defaultCompositionPath(const Surroundings& surroundin
 std::optional<std::string> randomComposition(const Surroundings& surroundings)
 {
     const auto stored = Settings::shared(surroundings).screenSaverDefaults()->arrayForKey("Files Paths");
-    if (!stored || stored->size() < 2)
+    std::vector<std::string> paths;
+    for (const Value& entry : stored.value_or(Array())) {
+        if (const auto* path = entry.as<std::string>())
+            paths.push_back(*path);
+    }
+    if (paths.size() < 2)
         return std::nullopt;
-    const auto* path = (*stored)[arc4random(surroundings) % stored->size()].as<std::string>();
-    return path ? std::optional(*path) : std::nullopt;
+    return paths[arc4random(surroundings) % paths.size()];
 }
 
 } // namespace vitrel

@@ -64,11 +64,8 @@ void VitrelView::randomizeFile()
     const auto defaults = screensaverDefaults();
     if (!send(defaults, &ScreenSaverDefaults::boolForKey, "Use Random Screen Saver"))
         return;
-    const auto paths = filePaths();
-    if (!paths || paths->size() < 2)
-        return;
-    const std::uint32_t number = arc4random(surroundings_);
-    defaults->setObjectForKey((*paths)[number % paths->size()], "Active File Path");
+    if (const auto path = randomComposition(surroundings_))
+        defaults->setObjectForKey(*path, "Active File Path");
 }
 
 void VitrelView::loadFile()
