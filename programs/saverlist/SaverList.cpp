@@ -40,6 +40,8 @@ std::size_t endOfLine(std::string_view text, std::size_t begin)
 bool startsVitrel(std::string_view entry)
 {
     entry = trimmedLine(entry.substr(entry.starts_with('-') ? 1 : 0));
+    if (entry.starts_with('-')) // switched on, it would be off still
+        return false;
     const auto word = entry.substr(0, std::min(entry.find_first_of(kBlanks), entry.size()));
     if (word.ends_with(':') && word.find('"') == std::string_view::npos)
         entry = trimmedLine(entry.substr(word.size()));

@@ -63,6 +63,7 @@ TEST(SaverList, KnowsItsEntryInEverySpelling)
         {"\"vitrel", State::Absent, "a name without an end"},
         {"vitrel-old --root", State::Absent, "another program"},
         {"--/vitrel", State::Absent, "a mark is one dash"},
+        {"--s: vitrel", State::Absent, "nor does a visual begin with one"},
         {"other vitrel", State::Absent, "an argument"},
         {"", State::Absent, "nothing"},
     };
