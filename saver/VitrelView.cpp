@@ -136,7 +136,7 @@ void VitrelView::updateQuartzViewFrame()
 void VitrelView::loop()
 {
     if (PreferencesWC::isCatalinaHTTPAPIFixEnabled(surroundings_))
-        scheduleQueryMuralisApp();
+        muralisLink_.scheduleQueryMuralisApp();
     ask(SELECTOR(VitrelView, loop), kLoopInterval);
 }
 

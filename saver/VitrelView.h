@@ -12,7 +12,6 @@
 #include "platform/screensaver/ScreenSaverView.h"
 #include "preferences/PreferencesWC.h"
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -27,7 +26,7 @@ struct Surroundings;
 // The saver's view, one for each display and each preview. It chooses and loads a composition into a QCView of its
 // own and keeps the composition's inputs fed; it draws nothing and has no work per frame. What drives it are its own
 // delayed calls and the events of its subsystems. Views share the player's manager and the stored settings and don't
-// coordinate. Main thread, but for the three atomic members.
+// coordinate. Main thread.
 class VitrelView : public ScreenSaverView,
                    public NqiTunesObserver,
                    public FeedInputView,
@@ -50,83 +49,41 @@ public:
     bool hasConfigureSheet() const override { return true; }
     // A new controller at each call; the view becomes the delegate of its window.
     std::shared_ptr<NSWindow> configureSheet() override;
-
+    // Brings the composition to the view's size.
+    void updateQuartzViewFrame();
+    // Called after each write that an input of the composition took; nothing stands for a cleared one.
+    using InputObserver = std::function<void(const Value& value, const std::string& key)>;
+    void setInputObserver(InputObserver observer) { inputObserver_ = std::move(observer); }
     // Starts the orderly stop: ends all delayed calls and timers, after half a second fades the window and pauses,
     // 0.03 seconds later closes the window and lets go of the composition. The host calls it once.
     void cleanup();
-    void cleanupNow();
+    // The last of these steps, for a host that can't wait for it.
     void endCleanup();
 
+    // What the platform calls once the view has its window, and when the configure sheet closes.
     void awakeFromNib();
-    void loadQuartzView();
-    void windowDidLoad();
-    void updateQuartzViewFrame();
-    void loop();
     void windowWillClose(const Value& notification) override;
-    void updateData() { }
 
-    // Which composition plays. Null without an identifier of the bundle.
-    std::shared_ptr<ScreenSaverDefaults> screensaverDefaults() const;
-    std::optional<std::vector<std::string>> filePaths() const;
-    // The stored path if the user's list has entries, else that of a composition among the resources; absent if
-    // there is none either.
+    // Which composition plays: the stored path if the user's list has entries, else that of a composition among the
+    // resources; absent if there is none either.
     std::optional<std::string> filePathActive() const;
     std::optional<NSURL> urlDefaultComposition() const;
-    void randomizeFile();
+    void loadQuartzView();
     void loadFile();
-    void loadBundledComposition() { }
-    void fileDidChange() override;
     // Tears the composition's view down and builds it anew, in three steps of 0.23 seconds together. Asked for again
     // meanwhile, it starts over, so that one chain is under way at a time.
     void reloadFile();
-    void endCleanupForFileReload();
-    void prepareToReloadFile();
-
-    // Writes the track record to the inputs that the composition declares.
-    void updateQCRendererInputData();
-    void updateQCRendererInputDataSystem();
-    // Writes one input if the composition declares it. Nothing clears it.
-    void setQuartzCompositionValue(const Value& value, const std::string& key) override;
-
-    // The feed's articles (feedinput/FeedInput.h).
-    void updateCompositionInputs() override;
-    void loadRSSFeed(const std::string& address) { feedInput_.loadRSSFeed(address); }
-    void didReceiveRSSFeed(const FeedKit::RSSFeed& feed) { feedInput_.didReceiveRSSFeed(feed); }
-    void didReceiveAtomFeed(const FeedKit::AtomFeed& feed) { feedInput_.didReceiveAtomFeed(feed); }
-    void setQuartzCompositionJSONValue(const Dictionary& info, const std::string& key)
-    {
-        feedInput_.setQuartzCompositionJSONValue(info, key);
-    }
+    void fileDidChange() override;
 
     // The track. `info` is the dictionary of `trackChanged`, an SBTrack, or nothing.
     void setTrackData(const Value& info);
     void setTrackDataFromPacket(const Dictionary& packet);
-    void updateTrackData();
-    void removeiTunesData();
-    void trackChanged(const Value& info) override;
     void itunesDidClose() override;
-    void clearSongIDWithArtworkCount(const Value& count) override;
-    void iTunesIsPlaying() { }
-    void iTunesIsPaused() { updateData(); }
     std::shared_ptr<const NSImage> imageFromText(const std::string& text) const;
-
-    // The companion's link. Main thread, but for `queryMuralis` and `didFinishDownload`, which any thread may call.
-    void scheduleQueryMuralisApp() { muralisLink_.scheduleQueryMuralisApp(); }
-    void queryMuralisAppOnBackgroundThread() { muralisLink_.queryMuralisAppOnBackgroundThread(); }
-    // Sends one request with a fresh token: for the track if `requestData`, else for the state. `displayNumber` in
-    // decimal, empty if unknown. The answer holds the view until it has come.
-    void queryMuralis(const std::string& displayNumber, bool requestData)
-    {
-        muralisLink_.queryMuralis(displayNumber, requestData);
-    }
-    void didFinishDownload() { muralisLink_.didFinishDownload(); }
-    // Any thread.
-    bool isDownloadScheduled() const { return muralisLink_.isDownloadScheduled(); }
-    void setIsDownloadScheduled(bool value) { muralisLink_.setIsDownloadScheduled(value); }
-    bool isDownloadInProgress() const { return muralisLink_.isDownloadInProgress(); }
-    void setIsDownloadInProgress(bool value) { muralisLink_.setIsDownloadInProgress(value); }
-    std::optional<std::string> lastStateID() const { return muralisLink_.lastStateID(); }
-    void setLastStateID(std::optional<std::string> identifier) { muralisLink_.setLastStateID(std::move(identifier)); }
+    // Writes the track record to the inputs that the composition declares.
+    void updateQCRendererInputData();
+    // Writes one input if the composition declares it. Nothing clears it.
+    void setQuartzCompositionValue(const Value& value, const std::string& key) override;
 
     bool isFileLoaded() const { return isFileLoaded_; }
     bool compositionSupportsItunes() const { return compositionSupportsItunes_; }
@@ -136,41 +93,59 @@ public:
     const std::shared_ptr<const NSImage>& debugImage() const { return debugImage_; }
     const std::shared_ptr<QCView>& viewQuartzComposition() const { return viewQuartzComposition_; }
     const std::shared_ptr<PreferencesWC>& preferencesWC() const { return preferencesWC_; }
-    const Value& lastSentFeedJSON() const { return feedInput_.lastSentFeedJSON(); }
     const std::shared_ptr<NSTimer>& rssFeedReloader() const { return feedInput_.rssFeedReloader(); }
-    std::int64_t articlesCount() const { return feedInput_.articlesCount(); }
     const std::optional<NSURL>& loadedURL() const { return loadedURL_; }
+    std::optional<std::string> lastStateID() const { return muralisLink_.lastStateID(); }
     // The track record and the system record; null once the stop has begun.
     const std::shared_ptr<Dictionary>& dataiTunes() const { return dataiTunes_; }
     const std::shared_ptr<Dictionary>& dataSystem() const { return dataSystem_; }
     // Null on the companion's road.
     const std::shared_ptr<NqiTunesManager>& nqiTunesManager() const { return nqiTunesManager_; }
-    Date lastChange() const { return retrigger_.lastChange(); }
-
-    const Surroundings& surroundings() const { return surroundings_; }
-
-    // Called after each write that an input of the composition took; nothing stands for a cleared one.
-    using InputObserver = std::function<void(const Value& value, const std::string& key)>;
-    void setInputObserver(InputObserver observer) { inputObserver_ = std::move(observer); }
 
 private:
     explicit VitrelView(const Surroundings& surroundings);
     void ask(Selector selector, double seconds);
+    void windowDidLoad();
+    void loop();
+    void cleanupNow();
+    void updateData() { }
+
+    // The choice of a composition, its loading and reloading.
+    // Null without an identifier of the bundle.
+    std::shared_ptr<ScreenSaverDefaults> screensaverDefaults() const;
+    std::optional<std::vector<std::string>> filePaths() const;
+    std::optional<std::string> resource(const NSBundle* bundle, const char* name) const;
+    void randomizeFile();
     NSSize fitContentView();
     std::shared_ptr<QCView> makeQuartzView(NSSize size) const;
     void configureQuartzView();
-    std::optional<std::string> resource(const NSBundle* bundle, const char* name) const;
     void loadFileByBookmark();
+    void loadBundledComposition() { }
     void replaceQuartzView();
-    std::shared_ptr<FeedInputView> retained() override;
+    void endCleanupForFileReload();
+    void prepareToReloadFile();
+
+    // The inputs.
     std::vector<std::string> inputKeys() const override;
     Value valueForInputKey(const std::string& key) const override;
-    void updateView() override;
     void writeInput(const Value& value, const std::string& key);
     Value squared(const Value& image) const;
     void retrigger();
+    void updateQCRendererInputDataSystem();
+    void updateCompositionInputs() override;
+
+    // What the player tells.
+    void trackChanged(const Value& info) override;
+    void clearSongIDWithArtworkCount(const Value& count) override;
+    void iTunesIsPlaying() { }
+    void iTunesIsPaused() { updateData(); }
+    void updateTrackData();
+    void removeiTunesData();
     void trackDataDidChange();
 
+    // What the feed and the companion's link ask.
+    std::shared_ptr<FeedInputView> retained() override;
+    void updateView() override;
     std::shared_ptr<const void> keptAlive() override { return shared_from_this(); }
     std::string displayNumber() override;
     bool isCompanionUsed() override;
