@@ -13,7 +13,7 @@ namespace {
 using namespace vitrel;
 
 struct Owner : NSWindowController {
-    explicit Owner(const Surroundings& surroundings)
+    explicit Owner(const SheetSurroundings& surroundings)
         : NSWindowController(surroundings, "")
     { }
     void setOutlet(std::string_view, const std::shared_ptr<NSView>& view) override
@@ -37,7 +37,7 @@ int depthOf(const NSView& view)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const Surroundings surroundings;
+    const SheetSurroundings surroundings;
     Owner owner(surroundings);
     NSWindow window(NSRect{{0, 0}, {100, 100}}, nullptr);
     const auto before = window.contentView();

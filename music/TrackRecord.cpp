@@ -192,7 +192,7 @@ std::int64_t totalTimeInMilliseconds(std::string_view time)
     return (minutes * 60 + seconds) * 1000;
 }
 
-std::shared_ptr<const NSImage> artworkEmpty(const Surroundings& surroundings)
+std::shared_ptr<const NSImage> artworkEmpty(const BasicSurroundings& surroundings)
 {
     constexpr std::size_t kMostBytes = 16u << 20;
     const auto make = [&] {

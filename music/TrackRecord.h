@@ -11,7 +11,7 @@
 namespace vitrel {
 
 class SBTrack;
-struct Surroundings;
+struct BasicSurroundings;
 
 // The writers of the track record. Each fills all the keys that it has a source for, whatever stood there; with no
 // image the two artwork keys go. Nothing fails: what is missing or of another kind becomes "", 0, false or the
@@ -35,7 +35,7 @@ std::string validatedString(const Value* value);
 std::int64_t totalTimeInMilliseconds(std::string_view time);
 
 // The picture for tracks without artwork, from the resource "ArtworkEmpty"; null without one. Decoded once.
-std::shared_ptr<const NSImage> artworkEmpty(const Surroundings& surroundings);
+std::shared_ptr<const NSImage> artworkEmpty(const BasicSurroundings& surroundings);
 
 // When a composition's input "isPlaying" is to fall for a moment, so that it notices a change of track: on an update
 // that comes more than five seconds after the last such fall.

@@ -11,7 +11,7 @@
 
 namespace vitrel {
 
-void setInitialChoice(const Surroundings& surroundings, bool listed)
+void setInitialChoice(const SettingsSurroundings& surroundings, bool listed)
 {
     const auto path = defaultCompositionPath(surroundings);
     if (!path || !surroundings.defaults)
@@ -24,7 +24,7 @@ void setInitialChoice(const Surroundings& surroundings, bool listed)
         surroundings.defaults->setFallback("Files Paths", Array{*path});
 }
 
-std::optional<std::string> defaultCompositionPath(const Surroundings& surroundings)
+std::optional<std::string> defaultCompositionPath(const SettingsSurroundings& surroundings)
 {
     for (const NSBundle* bundle : {surroundings.classBundle, surroundings.mainBundle}) {
         if (auto path = send(bundle, &NSBundle::pathForResourceOfType, kDefaultComposition, "qtz"))
@@ -33,7 +33,7 @@ std::optional<std::string> defaultCompositionPath(const Surroundings& surroundin
     return std::nullopt;
 }
 
-std::optional<std::string> randomComposition(const Surroundings& surroundings)
+std::optional<std::string> randomComposition(const SettingsSurroundings& surroundings)
 {
     const auto stored = Settings::shared(surroundings).screenSaverDefaults()->arrayForKey("Files Paths");
     std::vector<std::string> paths;

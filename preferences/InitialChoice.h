@@ -6,7 +6,7 @@
 namespace vitrel {
 
 class NSBundle;
-struct Surroundings;
+struct SettingsSurroundings;
 
 // The composition that comes along and plays until the user chooses, by its name among the resources.
 inline constexpr const char* kDefaultComposition = "Muralis RSS Almanac";
@@ -14,12 +14,12 @@ inline constexpr const char* kDefaultComposition = "Muralis RSS Almanac";
 // Makes it the active one for as long as the user has chosen none, so that it has settings as any other and gets its
 // feed. Nothing is stored: whatever the user chooses holds at once, and a path that an update moves is never kept.
 // `listed`: an empty list has it as its one entry, for those who show the list. Once, ahead of the first view.
-void setInitialChoice(const Surroundings& surroundings, bool listed);
+void setInitialChoice(const SettingsSurroundings& surroundings, bool listed);
 
 // Its path: in the bundle with the saver's classes, else in the host's own.
-std::optional<std::string> defaultCompositionPath(const Surroundings& surroundings);
+std::optional<std::string> defaultCompositionPath(const SettingsSurroundings& surroundings);
 
 // One of the user's list by chance; absent if it has fewer than two entries. Stores nothing.
-std::optional<std::string> randomComposition(const Surroundings& surroundings);
+std::optional<std::string> randomComposition(const SettingsSurroundings& surroundings);
 
 } // namespace vitrel

@@ -21,7 +21,7 @@ constexpr const char* kCompositionsPage = "apps/muralis/quartz/";
 class ListChange
 {
 public:
-    ListChange(const Surroundings& surroundings, const NSUserDefaults* saver)
+    ListChange(const SheetSurroundings& surroundings, const NSUserDefaults* saver)
     {
         if (surroundings.defaults && saver) {
             saver_.emplace(*surroundings.defaults, saver->domain());

@@ -32,13 +32,13 @@ std::string informationText(const NSBundle* bundle, const char* key)
 
 } // namespace
 
-bool PreferencesWC::isCatalinaHTTPAPIFixEnabled(const Surroundings& surroundings)
+bool PreferencesWC::isCatalinaHTTPAPIFixEnabled(const SettingsSurroundings& surroundings)
 {
     return surroundings.systemVersion >= OperatingSystemVersion{10, 14, 0};
 }
 
 std::shared_ptr<PreferencesWC> PreferencesWC::initWithWindowNibName(
-    const Surroundings& surroundings, const std::string& name)
+    const SheetSurroundings& surroundings, const std::string& name)
 {
     return std::shared_ptr<PreferencesWC>(new PreferencesWC(surroundings, name));
 }

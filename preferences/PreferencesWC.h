@@ -15,7 +15,8 @@
 namespace vitrel {
 
 class ScreenSaverDefaults;
-struct Surroundings;
+struct SettingsSurroundings;
+struct SheetSurroundings;
 
 // Who plays what the sheet chooses, as the delegate of its window.
 class CompositionChangeReceiver
@@ -35,11 +36,11 @@ class PreferencesWC : public NSWindowController, private NSTableViewDataSource, 
 public:
     // Whether the track comes from the companion and the player is left alone: from version 10.14.0 of the system
     // on. Worked out afresh at each call. Any thread.
-    static bool isCatalinaHTTPAPIFixEnabled(const Surroundings& surroundings);
+    static bool isCatalinaHTTPAPIFixEnabled(const SettingsSurroundings& surroundings);
 
     // Never null. The window is loaded when it is first asked for.
     static std::shared_ptr<PreferencesWC> initWithWindowNibName(
-        const Surroundings& surroundings, const std::string& name);
+        const SheetSurroundings& surroundings, const std::string& name);
     ~PreferencesWC() override;
 
     // Fills the list anew from the store, by the filter.

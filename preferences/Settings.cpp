@@ -8,12 +8,12 @@
 
 namespace vitrel {
 
-Settings& Settings::shared(const Surroundings& surroundings)
+Settings& Settings::shared(const SettingsSurroundings& surroundings)
 {
     return surroundings.shared.of<Settings>([&] { return std::make_shared<Settings>(surroundings); });
 }
 
-Settings::Settings(const Surroundings& surroundings)
+Settings::Settings(const SettingsSurroundings& surroundings)
     : surroundings_(surroundings)
 { }
 

@@ -8,7 +8,7 @@
 namespace vitrel {
 
 class ScreenSaverDefaults;
-struct Surroundings;
+struct SettingsSurroundings;
 
 // The way to the saver's stored settings, and to those of the composition that is active now. Keeps nothing: every
 // call asks the store. Any thread.
@@ -16,9 +16,9 @@ class Settings
 {
 public:
     // One for each saver, made at the first call.
-    static Settings& shared(const Surroundings& surroundings);
+    static Settings& shared(const SettingsSurroundings& surroundings);
 
-    explicit Settings(const Surroundings& surroundings);
+    explicit Settings(const SettingsSurroundings& surroundings);
 
     // The saver's domain, named by the bundle's identifier; without one, a plain domain. Never null.
     std::shared_ptr<ScreenSaverDefaults> screenSaverDefaults() const;
@@ -28,7 +28,7 @@ public:
     std::optional<VitrelItem> selectedVitrelItem() const;
 
 private:
-    const Surroundings& surroundings_;
+    const SettingsSurroundings& surroundings_;
 };
 
 } // namespace vitrel

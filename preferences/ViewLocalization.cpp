@@ -53,21 +53,23 @@ template <class Item> LocalizationIdentifier identifierOf(Item& item)
 }
 
 // The entries of a pop-up button and the columns of a table.
-template <class Item> void localizeEntry(NSView& owner, Item& item, const Surroundings& surroundings, bool printLogs)
+template <class Item>
+void localizeEntry(NSView& owner, Item& item, const SettingsSurroundings& surroundings, bool printLogs)
 {
     const auto id = localizationIdentifier(item).id;
     localizeToolTip(owner, id, surroundings, printLogs);
     item.setTitle(NSLocalizedString(surroundings, id.value_or(item.title())));
 }
 
-void localizeButton(NSButton& button, const LocalizationIdentifier& identifier, const Surroundings& surroundings)
+void localizeButton(
+    NSButton& button, const LocalizationIdentifier& identifier, const SettingsSurroundings& surroundings)
 {
     button.setTitle(NSLocalizedString(surroundings, identifier.id.value_or(button.title())));
     if (button.bounds().size.width < button.cell().cellSize().width || identifier.sizeToFit)
         button.sizeToFit();
 }
 
-void localizeField(NSTextField& field, const std::optional<std::string>& id, const Surroundings& surroundings)
+void localizeField(NSTextField& field, const std::optional<std::string>& id, const SettingsSurroundings& surroundings)
 {
     field.setStringValue(NSLocalizedString(surroundings, id.value_or(field.stringValue())));
     if (id)
@@ -93,12 +95,12 @@ LocalizationIdentifier localizationIdentifier(NSTableColumn& item)
     return identifierOf(item);
 }
 
-void localizeViewAndLog(NSView& view, const Surroundings& surroundings)
+void localizeViewAndLog(NSView& view, const SettingsSurroundings& surroundings)
 {
     localizeView(view, surroundings, true);
 }
 
-void localizeView(NSView& view, const Surroundings& surroundings, bool printLogs)
+void localizeView(NSView& view, const SettingsSurroundings& surroundings, bool printLogs)
 {
     Stopwatch watch(*surroundings.clock);
     localizeText(view, surroundings, printLogs);
@@ -106,7 +108,7 @@ void localizeView(NSView& view, const Surroundings& surroundings, bool printLogs
         watch.addLap(typeName(view) + ".localizeView(_:)");
 }
 
-void localizeText(NSView& view, const Surroundings& surroundings, bool printLogs)
+void localizeText(NSView& view, const SettingsSurroundings& surroundings, bool printLogs)
 {
     const auto subviews = view.subviews();
     for (const auto& subview : subviews) {
@@ -116,7 +118,7 @@ void localizeText(NSView& view, const Surroundings& surroundings, bool printLogs
     }
 }
 
-void localizeUIItem(NSView& view, const Surroundings& surroundings, bool printLogs)
+void localizeUIItem(NSView& view, const SettingsSurroundings& surroundings, bool printLogs)
 {
     const auto identifier = localizationIdentifier(view);
     localizeToolTip(view, identifier.id, surroundings, printLogs);
@@ -133,7 +135,7 @@ void localizeUIItem(NSView& view, const Surroundings& surroundings, bool printLo
     }
 }
 
-void localizeToolTip(NSView& view, const std::optional<std::string>& id, const Surroundings& surroundings, bool)
+void localizeToolTip(NSView& view, const std::optional<std::string>& id, const SettingsSurroundings& surroundings, bool)
 {
     if (!id && !view.toolTip())
         return;

@@ -5,7 +5,7 @@
 
 namespace vitrel {
 
-VitrelItem::VitrelItem(const Surroundings& surroundings, std::string filename)
+VitrelItem::VitrelItem(const SettingsSurroundings& surroundings, std::string filename)
     : surroundings_(&surroundings)
     , filename_(std::move(filename))
 { }

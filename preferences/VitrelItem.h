@@ -9,7 +9,7 @@
 namespace vitrel {
 
 class ScreenSaverDefaults;
-struct Surroundings;
+struct SettingsSurroundings;
 
 // The stored settings of one composition. They go by the file's name alone, so they follow a file into another
 // folder, and two files of one name share them. Reads the store at each call. Any thread.
@@ -19,7 +19,7 @@ public:
     enum class Key { isRSSVisualizer, rssFeedURL };
 
     // `filename` is the last part of the composition's path, extension included.
-    VitrelItem(const Surroundings& surroundings, std::string filename);
+    VitrelItem(const SettingsSurroundings& surroundings, std::string filename);
 
     const std::string& filename() const { return filename_; }
     std::shared_ptr<ScreenSaverDefaults> screenSaverDefaults() const;
@@ -44,7 +44,7 @@ public:
     void setRssFeedURL(const std::optional<std::string>& address);
 
 private:
-    const Surroundings* surroundings_;
+    const SettingsSurroundings* surroundings_;
     std::string filename_;
 };
 

@@ -1,8 +1,6 @@
 #include "support/DisplayKit.h"
 
-#include "platform/appkit/DisplayInformation.h"
 #include "platform/appkit/NSScreen.h"
-#include "platform/foundation/Surroundings.h"
 #include "support/PrintKit.h"
 
 #include <utility>
@@ -25,7 +23,7 @@ const Value& entry(const Dictionary& members, const char* key)
     return found == members.end() ? nothing : found->second;
 }
 
-std::vector<DisplayInformation> displays(const Surroundings& surroundings)
+std::vector<DisplayInformation> displays(const DisplaySurroundings& surroundings)
 {
     return surroundings.displays ? surroundings.displays() : std::vector<DisplayInformation>{};
 }
@@ -38,7 +36,7 @@ bool saysItIs(const Value& info, const DisplayInformation& display)
         && unsigned32(entry(*members, "DisplaySerialNumber")).value_or(0) == display.serial;
 }
 
-template <class Test> std::shared_ptr<const NSScreen> firstScreen(const Surroundings& surroundings, Test test)
+template <class Test> std::shared_ptr<const NSScreen> firstScreen(const DisplaySurroundings& surroundings, Test test)
 {
     if (!surroundings.screens)
         return nullptr;
@@ -68,7 +66,7 @@ std::optional<std::string> screenNumberStringValue(const NSScreen& screen)
     return number ? std::optional(description(*number)) : std::nullopt;
 }
 
-std::uint32_t getIOService(const Surroundings& surroundings, std::uint32_t number)
+std::uint32_t getIOService(const DisplaySurroundings& surroundings, std::uint32_t number)
 {
     const auto list = displays(surroundings);
     for (const auto& display : list) {
@@ -82,7 +80,7 @@ std::uint32_t getIOService(const Surroundings& surroundings, std::uint32_t numbe
     return 0;
 }
 
-std::optional<std::string> _displayName(const Surroundings& surroundings, const NSScreen& screen)
+std::optional<std::string> _displayName(const DisplaySurroundings& surroundings, const NSScreen& screen)
 {
     const auto number = displayIDInt(screen);
     if (!number) {
@@ -110,19 +108,19 @@ std::optional<std::string> _displayName(const Surroundings& surroundings, const 
     return *names->begin()->second.as<std::string>();
 }
 
-std::optional<std::string> displayName(const Surroundings& surroundings, const NSScreen& screen)
+std::optional<std::string> displayName(const DisplaySurroundings& surroundings, const NSScreen& screen)
 {
     return _displayName(surroundings, screen);
 }
 
-std::optional<std::string> displayOrLocalizedName(const Surroundings& surroundings, const NSScreen& screen)
+std::optional<std::string> displayOrLocalizedName(const DisplaySurroundings& surroundings, const NSScreen& screen)
 {
     if (surroundings.systemVersion >= OperatingSystemVersion{10, 15, 0})
         return screen.localizedName;
     return _displayName(surroundings, screen);
 }
 
-std::optional<std::string> uuidForDisplayID(const Surroundings& surroundings, std::uint32_t number)
+std::optional<std::string> uuidForDisplayID(const DisplaySurroundings& surroundings, std::uint32_t number)
 {
     for (auto& display : displays(surroundings)) {
         if (display.number == number && !display.uuid.empty())
@@ -131,7 +129,8 @@ std::optional<std::string> uuidForDisplayID(const Surroundings& surroundings, st
     return std::nullopt;
 }
 
-std::shared_ptr<const NSScreen> screenForIdentifier(const Surroundings& surroundings, std::string_view identifier)
+std::shared_ptr<const NSScreen> screenForIdentifier(
+    const DisplaySurroundings& surroundings, std::string_view identifier)
 {
     return firstScreen(surroundings, [&](const NSScreen& screen) {
         const auto number = displayIDInt(screen);
@@ -139,7 +138,7 @@ std::shared_ptr<const NSScreen> screenForIdentifier(const Surroundings& surround
     });
 }
 
-std::shared_ptr<const NSScreen> screenForDisplayID(const Surroundings& surroundings, std::string_view displayID)
+std::shared_ptr<const NSScreen> screenForDisplayID(const DisplaySurroundings& surroundings, std::string_view displayID)
 {
     return firstScreen(surroundings, [&](const NSScreen& screen) {
         const auto number = displayIDInt(screen);
@@ -147,7 +146,7 @@ std::shared_ptr<const NSScreen> screenForDisplayID(const Surroundings& surroundi
     });
 }
 
-std::shared_ptr<const NSScreen> screenForNumber(const Surroundings& surroundings, std::string_view number)
+std::shared_ptr<const NSScreen> screenForNumber(const DisplaySurroundings& surroundings, std::string_view number)
 {
     return screenForDisplayID(surroundings, number);
 }

@@ -193,7 +193,7 @@ std::string description(ShellCommandStatus status)
 }
 
 ShellCommandResult runShellCommand(
-    const Surroundings& surroundings, const std::string& command, bool logErrors, double timeout)
+    const QueueSurroundings& surroundings, const std::string& command, bool logErrors, double timeout)
 {
     Shell shell;
     if (const int error = shell.launch(command, logErrors)) {
@@ -222,12 +222,12 @@ ShellCommandResult runShellCommand(
     return {repairedUtf8(shell.output), "", ShellCommandStatus::success};
 }
 
-std::optional<std::string> runShellScript(const Surroundings& surroundings, const std::string& command)
+std::optional<std::string> runShellScript(const QueueSurroundings& surroundings, const std::string& command)
 {
     return runShellCommand(surroundings, command, true, 0).output;
 }
 
-void runShellScriptAsync(const Surroundings& surroundings, const std::string& command, bool logErrors, double,
+void runShellScriptAsync(const QueueSurroundings& surroundings, const std::string& command, bool logErrors, double,
     std::function<void(const std::string&, bool)> handle)
 {
     surroundings.userInitiatedQueue->async([loop = surroundings.runLoop, command, logErrors, handle] {

@@ -9,7 +9,7 @@
 
 namespace vitrel {
 
-struct Surroundings;
+struct QueueSurroundings;
 
 // Texts as command lines of /bin/sh. Nothing is quoted here: shellQuoted does it for a single word. Each command has a
 // process group of its own, so that a time limit ends also what it has started; its input is empty.
@@ -38,14 +38,14 @@ constexpr std::size_t kMostShellOutput = 16u << 20;
 // process that it left behind may hold the pipe. A command that ends with another status than 0 is no failure here but
 // for a line on standard output. Any thread; `surroundings` give the log.
 ShellCommandResult runShellCommand(
-    const Surroundings& surroundings, const std::string& command, bool logErrors, double timeout);
+    const QueueSurroundings& surroundings, const std::string& command, bool logErrors, double timeout);
 // The output alone, with 10 seconds.
-std::optional<std::string> runShellScript(const Surroundings& surroundings, const std::string& command);
+std::optional<std::string> runShellScript(const QueueSurroundings& surroundings, const std::string& command);
 // Returns at once. Runs on the user-initiated queue, without a limit whatever `timeout` says; `handle` is then called
 // in a turn of the loop, with the output and whether the status was another than 0. Any thread; the surroundings' loop
 // and queue must outlive the command.
-void runShellScriptAsync(const Surroundings& surroundings, const std::string& command, bool logErrors, double timeout,
-    std::function<void(const std::string& output, bool failed)> handle);
+void runShellScriptAsync(const QueueSurroundings& surroundings, const std::string& command, bool logErrors,
+    double timeout, std::function<void(const std::string& output, bool failed)> handle);
 
 // As one word of a command line, whatever is in it. A NUL would end the command and is left out. Any thread.
 std::string shellQuoted(const std::string& word);

@@ -8,8 +8,7 @@
 
 namespace vitrel {
 
-// What is known of a connected display beside its NSScreen: who it is, by the system and by its own word. Surroundings
-// give the list.
+// What is known of a connected display beside its NSScreen: who it is, by the system and by its own word.
 struct DisplayInformation {
     // The screen's "NSScreenNumber": the same whenever this display is connected, and never 0.
     std::uint32_t number = 0;

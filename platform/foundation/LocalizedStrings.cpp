@@ -107,7 +107,7 @@ struct Table {
     std::map<std::string, std::string> texts;
 };
 
-std::shared_ptr<Table> tableOf(const Surroundings& surroundings)
+std::shared_ptr<Table> tableOf(const SettingsSurroundings& surroundings)
 {
     auto table = std::make_shared<Table>();
     auto languages = surroundings.languages;
@@ -160,7 +160,7 @@ std::vector<std::string> userLanguages()
     return preferred;
 }
 
-std::string NSLocalizedString(const Surroundings& surroundings, const std::string& key)
+std::string NSLocalizedString(const SettingsSurroundings& surroundings, const std::string& key)
 {
     const Table& table = surroundings.shared.of<Table>([&] { return tableOf(surroundings); });
     const auto found = table.texts.find(key);

@@ -9,7 +9,7 @@
 namespace vitrel {
 
 class NSBundle;
-struct Surroundings;
+struct SettingsSurroundings;
 
 // A table of texts: lines of `"key" = "text";` with comments as in C, and \" \\ \n \t within the quotes. UTF-8. Absent
 // for anything else and above a megabyte.
@@ -21,6 +21,6 @@ std::vector<std::string> userLanguages();
 
 // The text for `key` in the main bundle's default table, in the first of the surroundings' languages that the bundle
 // has a table of, else in English. A key without a text is its own. The table is read once. Any thread.
-std::string NSLocalizedString(const Surroundings& surroundings, const std::string& key);
+std::string NSLocalizedString(const SettingsSurroundings& surroundings, const std::string& key);
 
 } // namespace vitrel

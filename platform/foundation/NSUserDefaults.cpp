@@ -17,7 +17,7 @@ NSUserDefaults::NSUserDefaults(DefaultsStore& store, std::string domain)
     , domain_(std::move(domain))
 { }
 
-std::shared_ptr<NSUserDefaults> NSUserDefaults::standardUserDefaults(const Surroundings& surroundings)
+std::shared_ptr<NSUserDefaults> NSUserDefaults::standardUserDefaults(const SettingsSurroundings& surroundings)
 {
     return std::make_shared<NSUserDefaults>(*surroundings.defaults, kHostDomain);
 }

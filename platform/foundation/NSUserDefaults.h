@@ -9,7 +9,7 @@
 namespace vitrel {
 
 class DefaultsStore;
-struct Surroundings;
+struct SettingsSurroundings;
 
 // One domain of the stored defaults, beneath what the command line sets. Keeps nothing itself: each read goes to the
 // store and sees what any process wrote last, each change is stored before the call returns. Any thread.
@@ -21,7 +21,7 @@ public:
 
     // The domain that a host keeps for itself, beside those of the savers.
     static constexpr const char* kHostDomain = "host";
-    static std::shared_ptr<NSUserDefaults> standardUserDefaults(const Surroundings& surroundings);
+    static std::shared_ptr<NSUserDefaults> standardUserDefaults(const SettingsSurroundings& surroundings);
 
     std::optional<Value> objectForKey(const std::string& key) const;
     // Absent, too, for a value of another kind.

@@ -4,7 +4,7 @@
 
 namespace vitrel {
 
-std::uint32_t arc4random(const Surroundings& surroundings)
+std::uint32_t arc4random(const SettingsSurroundings& surroundings)
 {
     return surroundings.arc4random ? surroundings.arc4random() : ::arc4random();
 }

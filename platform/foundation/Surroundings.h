@@ -24,7 +24,6 @@ class DefaultsStore;
 class NSBundle;
 class NSDistributedNotificationCenter;
 class NSOpenPanel;
-class NSScreen;
 class NSWindow;
 class NSWorkspace;
 class PlayerProvider;
@@ -32,7 +31,6 @@ class QCView;
 class Queue;
 class RunLoop;
 class URLSession;
-struct DisplayInformation;
 
 // The platform's and the system's `shared` instances, one of each type, made when they are first asked for. Any
 // thread; what is made may ask for others, but not for itself.
@@ -69,55 +67,70 @@ private:
     std::vector<std::shared_ptr<void>> order_;
 };
 
-// All that differs between a real run and a test. Made by a program or a test, which owns what is pointed to and
-// keeps it alive for longer than anything that was made with it. There are no other globals, so two whole savers
-// live in one process.
-struct Surroundings {
+// All that differs between a real run and a test, in parts: each class asks for the part that it needs, each program
+// and test makes the smallest that has all of it. Who makes it owns what is pointed to and keeps it alive for longer
+// than anything that was made with it. There are no other globals, so two whole savers live in one process. What isn't
+// said to be absent at times is always there.
+struct BasicSurroundings {
     const Clock* clock = nullptr;
     RunLoop* runLoop = nullptr;
-    Queue* userInteractiveQueue = nullptr;
-    Queue* userInitiatedQueue = nullptr;
-    // For the covers of tracks alone, so that they wait for nothing else.
-    Queue* artworkQueue = nullptr;
-    // Of the same quality, for feeds alone: a server may take a minute over one, which nothing else should wait for.
-    Queue* feedQueue = nullptr;
-    DefaultsStore* defaults = nullptr;
-    // The bundle with the saver's classes and resources, and the host's own, which may be the same. May be null.
+    // The bundle with the classes and resources, and the host's own, which may be the same. May be null.
     const NSBundle* classBundle = nullptr;
     const NSBundle* mainBundle = nullptr;
-    NSDistributedNotificationCenter* notificationCenter = nullptr;
-    // Null without a player to observe.
-    PlayerProvider* players = nullptr;
-    // Null where nothing is fetched.
-    URLSession* urlSession = nullptr;
-    // Where feeds come from; null where none is loaded.
-    std::shared_ptr<FeedKit::Fetcher> feedFetcher;
-    OperatingSystemVersion systemVersion;
     LogSink log;
+    mutable SharedInstances shared;
+};
 
-    // Makes a view without a size that plays compositions. May give null.
-    std::function<std::shared_ptr<QCView>()> makeQCView;
-    // The displays, the main one first.
-    std::function<std::vector<std::shared_ptr<const NSScreen>>()> screens;
-    // What is known of the same displays beside; those that can be asked.
-    std::function<std::vector<DisplayInformation>()> displays;
-    // Bundle identifiers of the applications that run.
-    std::function<std::vector<std::string>()> runningApplications;
-    // What the sheet asks of the desktop; where it is absent, nothing happens.
+// For work beside the main thread.
+struct QueueSurroundings : virtual BasicSurroundings {
+    Queue* userInteractiveQueue = nullptr;
+    Queue* userInitiatedQueue = nullptr;
+};
+
+struct PlayerSurroundings : QueueSurroundings {
+    NSDistributedNotificationCenter* notificationCenter = nullptr;
+    // For the covers of tracks alone, so that they wait for nothing else.
+    Queue* artworkQueue = nullptr;
+    // Null without a player to observe, and while it is made.
+    PlayerProvider* players = nullptr;
+};
+
+// What is stored, and what it depends on.
+struct SettingsSurroundings : virtual BasicSurroundings {
+    DefaultsStore* defaults = nullptr;
+    OperatingSystemVersion systemVersion;
+    // The user's languages, the preferred one first, as in "de" or "zh-Hans"; without any, texts stay as they are.
+    std::vector<std::string> languages;
+    // A uniform number of 32 bits; the system's own where none is given.
+    std::function<std::uint32_t()> arc4random;
+};
+
+// What the configure sheet asks of the desktop; where one is absent, nothing happens.
+struct SheetSurroundings : SettingsSurroundings {
     NSWorkspace* workspace = nullptr;
     std::function<void(std::shared_ptr<NSOpenPanel>)> showOpenPanel;
     // Ends the sheet: the host closes its window.
     std::function<void(const std::shared_ptr<NSWindow>&)> endSheet;
-    // The user's languages, the preferred one first, as in "de" or "zh-Hans".
-    std::vector<std::string> languages;
-    // A uniform number of 32 bits; the system's own where none is given.
-    std::function<std::uint32_t()> arc4random;
+};
 
-    // Last, so that what it holds goes before all else.
-    mutable SharedInstances shared;
+// A whole saver's.
+struct Surroundings : PlayerSurroundings, SheetSurroundings {
+    // Makes a view without a size that plays compositions. May give null.
+    std::function<std::shared_ptr<QCView>()> makeQCView;
+    // Of the companion's queries; null where nothing is fetched.
+    URLSession* urlSession = nullptr;
+    // Where feeds come from; null where none is loaded.
+    std::shared_ptr<FeedKit::Fetcher> feedFetcher;
+    // For feeds alone: a server may take a minute over one, which nothing else should wait for.
+    Queue* feedQueue = nullptr;
+    // Bundle identifiers of the applications that run.
+    std::function<std::vector<std::string>()> runningApplications;
+
+    // What is shared goes before all else.
+    ~Surroundings() { shared.clear(); }
 };
 
 // The number that `surroundings` give, else one of the system's.
-std::uint32_t arc4random(const Surroundings& surroundings);
+std::uint32_t arc4random(const SettingsSurroundings& surroundings);
 
 } // namespace vitrel

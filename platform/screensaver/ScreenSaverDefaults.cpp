@@ -9,12 +9,12 @@ ScreenSaverDefaults::ScreenSaverDefaults(DefaultsStore& store, std::string domai
     : NSUserDefaults(store, std::move(domain))
 { }
 
-ScreenSaverDefaults::ScreenSaverDefaults(const Surroundings& surroundings)
+ScreenSaverDefaults::ScreenSaverDefaults(const SettingsSurroundings& surroundings)
     : NSUserDefaults(*surroundings.defaults, kHostDomain)
 { }
 
 std::shared_ptr<ScreenSaverDefaults> ScreenSaverDefaults::defaultsForModuleWithName(
-    const Surroundings& surroundings, const std::string& name)
+    const SettingsSurroundings& surroundings, const std::string& name)
 {
     if (name.empty())
         return nullptr;

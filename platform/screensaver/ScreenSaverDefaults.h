@@ -13,10 +13,10 @@ class ScreenSaverDefaults : public NSUserDefaults
 public:
     // Null for an empty name. Every call makes a new one; all of one name see the same store.
     static std::shared_ptr<ScreenSaverDefaults> defaultsForModuleWithName(
-        const Surroundings& surroundings, const std::string& name);
+        const SettingsSurroundings& surroundings, const std::string& name);
 
     // Without a module: the host's own domain.
-    explicit ScreenSaverDefaults(const Surroundings& surroundings);
+    explicit ScreenSaverDefaults(const SettingsSurroundings& surroundings);
 
 private:
     ScreenSaverDefaults(DefaultsStore& store, std::string domain);

@@ -50,7 +50,7 @@ private:
     const Clock& clock_;
 };
 
-DemoPlayer::DemoPlayer(const Surroundings& surroundings, std::vector<DemoTrack> tracks)
+DemoPlayer::DemoPlayer(const PlayerSurroundings& surroundings, std::vector<DemoTrack> tracks)
     : surroundings_(surroundings)
     , tracks_(std::move(tracks))
     , covers_(tracks_.size())

@@ -10,7 +10,7 @@
 namespace vitrel {
 
 class NSBundle;
-struct Surroundings;
+struct PlayerSurroundings;
 
 struct DemoTrack {
     std::string name, artist, album, genre;
@@ -31,7 +31,7 @@ public:
 
     // Without tracks it doesn't run. `surroundings` give the run loop, the queue for artwork and the notification
     // center. Each cover is decoded on that queue ahead of its track; the first comes a moment after its track.
-    DemoPlayer(const Surroundings& surroundings, std::vector<DemoTrack> tracks);
+    DemoPlayer(const PlayerSurroundings& surroundings, std::vector<DemoTrack> tracks);
     ~DemoPlayer() override;
 
     std::shared_ptr<SBApplication> applicationWithBundleIdentifier(const std::string& identifier) override;
@@ -42,7 +42,7 @@ private:
     void decode(std::size_t index);
     void tell();
 
-    const Surroundings& surroundings_;
+    const PlayerSurroundings& surroundings_;
     const std::vector<DemoTrack> tracks_;
     std::vector<std::shared_ptr<const NSImage>> covers_; // as far as they are decoded
     std::size_t index_ = 0;

@@ -40,7 +40,8 @@ public:
     std::shared_ptr<SBTrack> track;
 };
 
-MprisPlayers::MprisPlayers(const Surroundings& surroundings, std::unique_ptr<PlayerBus> bus, std::string preferred)
+MprisPlayers::MprisPlayers(
+    const PlayerSurroundings& surroundings, std::unique_ptr<PlayerBus> bus, std::string preferred)
     : surroundings_(surroundings)
     , preferred_(std::move(preferred))
     , artwork_(*surroundings.runLoop, *surroundings.artworkQueue, [this] { update(); })

@@ -13,7 +13,7 @@
 
 namespace vitrel {
 
-struct Surroundings;
+struct PlayerSurroundings;
 
 // The one player that the system shows, of all that are on the bus (see chosenPlayer). What it says is kept here, so
 // that the proxy answers at once. Each change of its state, its track, its artwork or its presence is posted as a
@@ -31,7 +31,7 @@ public:
 
     // `preferred` is a bus name without its prefix, as "mpv"; empty for none. `surroundings` give the run loop, the
     // queue for artwork and the notification center; they and the queue must outlive this.
-    MprisPlayers(const Surroundings& surroundings, std::unique_ptr<PlayerBus> bus, std::string preferred = {});
+    MprisPlayers(const PlayerSurroundings& surroundings, std::unique_ptr<PlayerBus> bus, std::string preferred = {});
     ~MprisPlayers() override;
 
     std::shared_ptr<SBApplication> applicationWithBundleIdentifier(const std::string& identifier) override;
@@ -81,7 +81,7 @@ private:
     void post();
     std::shared_ptr<SBTrack> trackOf(const PlayerRecord& player) const;
 
-    const Surroundings& surroundings_;
+    const PlayerSurroundings& surroundings_;
     const std::string preferred_;
     std::string identifier_;
     std::vector<PlayerRecord> players_; // in the order of their coming

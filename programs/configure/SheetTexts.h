@@ -6,7 +6,7 @@
 
 namespace vitrel {
 
-struct Surroundings;
+struct SettingsSurroundings;
 
 // A name or a path as it may be shown: bytes that are no UTF-8 as U+FFFD, line ends and other control characters,
 // those of the direction of writing too, as blanks. It can't be read back.
@@ -20,7 +20,7 @@ class SheetTexts
 {
 public:
     // `surroundings` must outlive it.
-    explicit SheetTexts(const Surroundings& surroundings)
+    explicit SheetTexts(const SettingsSurroundings& surroundings)
         : surroundings_(&surroundings)
     { }
 
@@ -29,7 +29,7 @@ public:
     QString operator()(const std::string& text) const;
 
 private:
-    const Surroundings* surroundings_;
+    const SettingsSurroundings* surroundings_;
 };
 
 } // namespace vitrel

@@ -74,8 +74,8 @@ private:
     SheetWindow& window_;
 };
 
-SheetWindow::SheetWindow(
-    Surroundings& surroundings, std::shared_ptr<PreferencesWC> controller, PreviewLink& preview, Thumbnails& thumbnails)
+SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<PreferencesWC> controller,
+    PreviewLink& preview, Thumbnails& thumbnails)
     : surroundings_(surroundings)
     , controller_(std::move(controller))
     , preview_(preview)

@@ -23,7 +23,7 @@ class NSOpenPanel;
 class PreviewLink;
 class TableBinder;
 class Thumbnails;
-struct Surroundings;
+struct SheetSurroundings;
 
 // The settings window: the controller's controls as widgets, the live preview, what is dropped onto the window, and
 // what other processes store meanwhile. Main thread.
@@ -32,7 +32,7 @@ class SheetWindow : public QDialog
 public:
     // All must outlive it but the controller, which it holds. What the controller asks of a desktop's windows is from
     // now on asked of this one: `surroundings` get `showOpenPanel` and `endSheet`.
-    SheetWindow(Surroundings& surroundings, std::shared_ptr<PreferencesWC> controller, PreviewLink& preview,
+    SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<PreferencesWC> controller, PreviewLink& preview,
         Thumbnails& thumbnails);
     ~SheetWindow() override;
 
@@ -68,7 +68,7 @@ private:
     std::string activePath() const;
     Dictionary stored() const;
 
-    Surroundings& surroundings_;
+    SheetSurroundings& surroundings_;
     const std::shared_ptr<PreferencesWC> controller_;
     PreviewLink& preview_;
     Thumbnails& thumbnails_;

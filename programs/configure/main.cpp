@@ -96,7 +96,7 @@ int run(int argc, char** argv, const std::vector<std::string>& files)
     const LogSink log = standardErrorLog(clock);
     DefaultsStore defaults(userFolder(UserFolder::Config), fileSystem, log);
     const NSBundle bundle = NSBundle::forExecutable();
-    Surroundings surroundings;
+    SheetSurroundings surroundings;
     surroundings.clock = &clock;
     surroundings.runLoop = &loop;
     surroundings.defaults = &defaults;

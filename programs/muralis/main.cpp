@@ -119,7 +119,7 @@ private:
     NSBundle bundle_ = NSBundle::forExecutable();
     NSDistributedNotificationCenter notifications_{runLoop_};
     PoolQueue queue_{2}, artwork_{2};
-    Surroundings surroundings_;
+    PlayerSurroundings surroundings_;
     std::unique_ptr<PlayerProvider> players_;
     std::unique_ptr<NowPlaying> nowPlaying_;
     Admission admission_{clock_};

@@ -23,7 +23,7 @@ public:
     int store();
 
     PreferencesWC& controller() { return *controller_; }
-    const Surroundings& surroundings() const { return surroundings_; }
+    const SheetSurroundings& surroundings() const { return surroundings_; }
 
 private:
     SystemClock clock_;
@@ -32,7 +32,7 @@ private:
     LogSink log_ = standardErrorLog(clock_);
     DefaultsStore defaults_;
     NSBundle bundle_ = NSBundle::forExecutable();
-    Surroundings surroundings_;
+    SheetSurroundings surroundings_;
     std::shared_ptr<PreferencesWC> controller_;
     std::optional<DefaultsStore::Batch> change_;
 };

@@ -16,11 +16,7 @@ WindowPlayer::WindowPlayer(const PlayOptions& options, SaverHost& host)
     , host_(host)
 { }
 
-WindowPlayer::~WindowPlayer()
-{
-    host_.surroundings().screens = nullptr;
-    host_.surroundings().displays = nullptr;
-}
+WindowPlayer::~WindowPlayer() = default;
 
 void WindowPlayer::stop()
 {
@@ -48,14 +44,14 @@ void WindowPlayer::displayIsGone()
     stop();
 }
 
-// Tells the surroundings of the displays, and the window which of them it is on.
+// Tells the window which display it is on.
 void WindowPlayer::lookAtDisplays()
 {
-    displays_ = displays();
+    const auto all = displays();
     const std::string here = covers() ? options_.monitor : displayOfWindow();
-    const auto place = std::find_if(
-        displays_.begin(), displays_.end(), [&](const Display& display) { return display.name == here; });
-    window_->setScreen(place == displays_.end() ? nullptr : place->screen);
+    const auto place
+        = std::find_if(all.begin(), all.end(), [&](const Display& display) { return display.name == here; });
+    window_->setScreen(place == all.end() ? nullptr : place->screen);
 }
 
 void WindowPlayer::displaysChanged()
@@ -90,18 +86,6 @@ int WindowPlayer::run()
     window_ = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, hostWindow_->makeSurface());
     hostWindow_->onResized = [this](int width, int height) {
         host_.resizeView(*window_, {double(width), double(height)});
-    };
-    host_.surroundings().screens = [this] {
-        std::vector<std::shared_ptr<const NSScreen>> screens;
-        for (const auto& display : displays_)
-            screens.push_back(display.screen);
-        return screens;
-    };
-    host_.surroundings().displays = [this] {
-        std::vector<DisplayInformation> displays;
-        for (const auto& display : displays_)
-            displays.push_back(display.information);
-        return displays;
     };
     lookAtDisplays();
     if (!qc::GLContext::current()) {

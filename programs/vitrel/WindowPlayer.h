@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/appkit/DisplayInformation.h"
 #include "platform/appkit/HostWindow.h"
 #include "platform/appkit/NSScreen.h"
 #include "programs/supervisor/DisplaySupervisor.h"
@@ -34,13 +33,12 @@ protected:
     struct Display {
         std::string name;
         std::shared_ptr<const NSScreen> screen;
-        DisplayInformation information;
     };
     template <class Displays> static std::vector<Display> displaysOf(const Displays& theirs)
     {
         std::vector<Display> displays;
         for (const auto& display : theirs)
-            displays.push_back({display.name, std::make_shared<const NSScreen>(display.screen), display.information});
+            displays.push_back({display.name, std::make_shared<const NSScreen>(display.screen)});
         return displays;
     }
 
@@ -73,7 +71,6 @@ private:
     const PlayOptions& options_;
     SaverHost& host_;
     int code_ = 0;
-    std::vector<Display> displays_;
     std::unique_ptr<HostWindow> hostWindow_;
     std::shared_ptr<NSWindow> window_;
     std::shared_ptr<VitrelView> view_;

@@ -2,7 +2,6 @@
 
 #include "platform/appkit/DisplayInformation.h"
 #include "platform/appkit/NSScreen.h"
-#include "platform/foundation/Surroundings.h"
 
 #include <gtest/gtest.h>
 
@@ -37,7 +36,7 @@ struct Displays {
         {14, 9, 9, 9, "UUID-14", {}},
     };
     int asked = 0;
-    Surroundings surroundings;
+    DisplaySurroundings surroundings;
 
     Displays()
     {
@@ -94,7 +93,7 @@ TEST(DisplayKit, FindsTheFirstScreenThatTheTextNamesExactly)
     EXPECT_EQ(uuidForDisplayID(in.surroundings, 12), "UUID-12");
     EXPECT_EQ(uuidForDisplayID(in.surroundings, 13), std::nullopt) << "empty is none";
     EXPECT_EQ(uuidForDisplayID(in.surroundings, 99), std::nullopt);
-    EXPECT_EQ(screenForNumber(Surroundings(), "12"), nullptr);
+    EXPECT_EQ(screenForNumber(DisplaySurroundings(), "12"), nullptr);
 }
 
 TEST(DisplayKit, TheNameIsThatOfTheMonitorWithAllThreeNumbers)

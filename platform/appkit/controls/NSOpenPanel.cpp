@@ -4,7 +4,7 @@
 
 namespace vitrel {
 
-std::shared_ptr<NSOpenPanel> NSOpenPanel::openPanel(const Surroundings& surroundings)
+std::shared_ptr<NSOpenPanel> NSOpenPanel::openPanel(const SheetSurroundings& surroundings)
 {
     return std::shared_ptr<NSOpenPanel>(new NSOpenPanel(surroundings));
 }

@@ -10,7 +10,7 @@
 
 namespace vitrel {
 
-struct Surroundings;
+struct SheetSurroundings;
 
 // Asks the user for files. The desktop's own dialog stands behind it. Main thread.
 class NSOpenPanel : public NSObject
@@ -19,7 +19,7 @@ public:
     static constexpr int kCancel = 0, kOK = 1;
 
     // Never null.
-    static std::shared_ptr<NSOpenPanel> openPanel(const Surroundings& surroundings);
+    static std::shared_ptr<NSOpenPanel> openPanel(const SheetSurroundings& surroundings);
 
     void setCanChooseFiles(bool can) { canChooseFiles_ = can; }
     bool canChooseFiles() const { return canChooseFiles_; }
@@ -41,11 +41,11 @@ public:
     void end(int result, std::vector<NSURL> urls);
 
 private:
-    explicit NSOpenPanel(const Surroundings& surroundings)
+    explicit NSOpenPanel(const SheetSurroundings& surroundings)
         : surroundings_(surroundings)
     { }
 
-    const Surroundings& surroundings_;
+    const SheetSurroundings& surroundings_;
     bool canChooseFiles_ = true, canChooseDirectories_ = false, allowsMultipleSelection_ = false;
     std::vector<std::string> allowedFileTypes_;
     std::function<void(int)> handler_;

@@ -11,7 +11,7 @@
 
 namespace vitrel {
 
-struct Surroundings;
+struct SheetSurroundings;
 
 // Owns a window that is loaded from a description among the resources of the saver's bundle when it is first asked
 // for (NSNib.h). Main thread.
@@ -30,17 +30,17 @@ public:
     virtual std::optional<Selector> actionNamed(std::string_view) const { return std::nullopt; }
 
 protected:
-    NSWindowController(const Surroundings& surroundings, std::string nibName)
+    NSWindowController(const SheetSurroundings& surroundings, std::string nibName)
         : surroundings_(surroundings)
         , nibName_(std::move(nibName))
     { }
 
-    const Surroundings& surroundings() const { return surroundings_; }
+    const SheetSurroundings& surroundings() const { return surroundings_; }
     // The window is there and its controls are bound.
     virtual void windowDidLoad() { }
 
 private:
-    const Surroundings& surroundings_;
+    const SheetSurroundings& surroundings_;
     const std::string nibName_;
     std::shared_ptr<NSWindow> window_;
 };

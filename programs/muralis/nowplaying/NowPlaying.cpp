@@ -28,7 +28,7 @@ private:
     NowPlaying& owner_;
 };
 
-NowPlaying::NowPlaying(const Surroundings& surroundings, std::string run)
+NowPlaying::NowPlaying(const PlayerSurroundings& surroundings, std::string run)
     : surroundings_(surroundings)
     , run_(std::move(run))
     , observer_(std::make_shared<Observer>(*this))

@@ -15,7 +15,7 @@
 
 namespace vitrel {
 
-struct Surroundings;
+struct PlayerSurroundings;
 
 // What the companion has to say: the packet of the track that plays, and an identifier that moves exactly when the
 // packet does. The player's position is no part of it. Both stand ready as JSON texts, so that an answer costs nothing.
@@ -29,7 +29,7 @@ public:
 
     // `surroundings` give the loop, the clock, the queue for covers (user-initiated), the notifications and the player.
     // `run` tells this run's identifiers from those of others; letters and digits.
-    NowPlaying(const Surroundings& surroundings, std::string run);
+    NowPlaying(const PlayerSurroundings& surroundings, std::string run);
     ~NowPlaying();
     NowPlaying(const NowPlaying&) = delete;
     NowPlaying& operator=(const NowPlaying&) = delete;
@@ -50,7 +50,7 @@ private:
     bool waitsForCover(bool isMissing);
     void publish(nlohmann::json packet);
 
-    const Surroundings& surroundings_;
+    const PlayerSurroundings& surroundings_;
     const std::string run_;
     std::shared_ptr<SBApplication> player_;
     std::shared_ptr<Observer> observer_;

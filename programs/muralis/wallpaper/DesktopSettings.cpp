@@ -34,7 +34,7 @@ std::string environment(const char* name)
     return value ? value : "";
 }
 
-std::optional<std::string> output(const Surroundings& surroundings, const std::string& command)
+std::optional<std::string> output(const QueueSurroundings& surroundings, const std::string& command)
 {
     // Its status is of no interest, and is made so, as another than 0 is told on standard output.
     auto text = runShellCommand(surroundings, command + "; :", false, kCommandTime).output;
@@ -43,12 +43,12 @@ std::optional<std::string> output(const Surroundings& surroundings, const std::s
     return text && !text->empty() ? text : std::nullopt;
 }
 
-bool hasTool(const Surroundings& surroundings, const std::string& tool)
+bool hasTool(const QueueSurroundings& surroundings, const std::string& tool)
 {
     return output(surroundings, "command -v " + tool).has_value();
 }
 
-std::function<void(const std::string&)> writing(const Surroundings& surroundings, const std::string& command)
+std::function<void(const std::string&)> writing(const QueueSurroundings& surroundings, const std::string& command)
 {
     return [&surroundings, command](const std::string& value) {
         runShellCommand(surroundings, command + " " + shellQuoted(value) + " >/dev/null; :", false, kCommandTime);
@@ -69,7 +69,7 @@ NSSize largest(const std::vector<NamedDisplay>& displays)
     return place == displays.end() ? kUsualSize : sound(place->size);
 }
 
-std::vector<WallpaperSetting> gnome(const Surroundings& surroundings, const std::vector<NamedDisplay>& displays)
+std::vector<WallpaperSetting> gnome(const QueueSurroundings& surroundings, const std::vector<NamedDisplay>& displays)
 {
     std::vector<WallpaperSetting> settings;
     for (const std::string key : {"picture-uri", "picture-uri-dark"}) {
@@ -105,13 +105,13 @@ std::optional<std::string> plasmaImage()
     return std::nullopt;
 }
 
-std::vector<WallpaperSetting> plasma(const Surroundings& surroundings, const std::vector<NamedDisplay>& displays)
+std::vector<WallpaperSetting> plasma(const QueueSurroundings& surroundings, const std::vector<NamedDisplay>& displays)
 {
     return {{"image", largest(displays), false, plasmaImage, writing(surroundings, "plasma-apply-wallpaperimage"),
         [](const std::string& file) { return file; }}};
 }
 
-std::vector<WallpaperSetting> xfce(const Surroundings& surroundings, const std::vector<NamedDisplay>& displays)
+std::vector<WallpaperSetting> xfce(const QueueSurroundings& surroundings, const std::vector<NamedDisplay>& displays)
 {
     std::vector<WallpaperSetting> settings;
     std::istringstream list(output(surroundings, "xfconf-query -c xfce4-desktop -l").value_or(""));
@@ -141,7 +141,7 @@ std::string swayQuoted(const std::string& word)
 }
 
 // What the configuration says behind "output NAME bg", the last that holds for the output.
-std::string swayBackground(const Surroundings& surroundings, const std::string& name)
+std::string swayBackground(const QueueSurroundings& surroundings, const std::string& name)
 {
     std::string found = "#000000 solid_color";
     const auto answer = Json::parse(output(surroundings, "swaymsg -r -t get_config").value_or(""), nullptr, false);
@@ -175,7 +175,7 @@ std::string swayBackground(const Surroundings& surroundings, const std::string& 
     return found;
 }
 
-std::vector<WallpaperSetting> sway(const Surroundings& surroundings)
+std::vector<WallpaperSetting> sway(const QueueSurroundings& surroundings)
 {
     std::vector<WallpaperSetting> settings;
     const auto outputs = Json::parse(output(surroundings, "swaymsg -r -t get_outputs").value_or(""), nullptr, false);
@@ -203,7 +203,7 @@ std::vector<WallpaperSetting> sway(const Surroundings& surroundings)
 } // namespace
 
 std::vector<WallpaperSetting> desktopSettings(
-    const Surroundings& surroundings, const std::vector<NamedDisplay>& displays)
+    const QueueSurroundings& surroundings, const std::vector<NamedDisplay>& displays)
 {
     std::string desktops = ":" + environment("XDG_CURRENT_DESKTOP") + ":";
     std::transform(desktops.begin(), desktops.end(), desktops.begin(), [](unsigned char c) { return std::toupper(c); });
@@ -221,7 +221,7 @@ std::vector<WallpaperSetting> desktopSettings(
     return {};
 }
 
-std::vector<NamedDisplay> xDisplays(const Surroundings& surroundings)
+std::vector<NamedDisplay> xDisplays(const QueueSurroundings& surroundings)
 {
     std::vector<NamedDisplay> displays;
     if (environment("DISPLAY").empty())

@@ -9,7 +9,7 @@
 
 namespace vitrel {
 
-struct Surroundings;
+struct QueueSurroundings;
 
 // One place where a desktop keeps a wallpaper: all displays', or one's. Any thread; each call but `valueOf` may run
 // commands, a few seconds at most.
@@ -30,9 +30,9 @@ struct NamedDisplay {
 // The settings of the desktop that this process runs in, told by the environment: GNOME's, Plasma's, Xfce's or sway's.
 // Empty where it is none of these, or its tools aren't there. `displays` as far as known; the desktop may know better.
 std::vector<WallpaperSetting> desktopSettings(
-    const Surroundings& surroundings, const std::vector<NamedDisplay>& displays);
+    const QueueSurroundings& surroundings, const std::vector<NamedDisplay>& displays);
 
 // The displays of the X server, if there is one.
-std::vector<NamedDisplay> xDisplays(const Surroundings& surroundings);
+std::vector<NamedDisplay> xDisplays(const QueueSurroundings& surroundings);
 
 } // namespace vitrel

@@ -50,7 +50,7 @@ std::string Wallpaper::userFolder()
     return vitrel::userFolder(UserFolder::Cache, "wallpapers");
 }
 
-std::unique_ptr<Wallpaper> Wallpaper::start(const Surroundings& surroundings, std::string folder)
+std::unique_ptr<Wallpaper> Wallpaper::start(const QueueSurroundings& surroundings, std::string folder)
 {
     auto settings = desktopSettings(surroundings, xDisplays(surroundings));
     if (settings.empty() || folder.empty())
@@ -58,7 +58,7 @@ std::unique_ptr<Wallpaper> Wallpaper::start(const Surroundings& surroundings, st
     return std::make_unique<Wallpaper>(surroundings, std::move(folder), std::move(settings));
 }
 
-Wallpaper::Wallpaper(const Surroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings)
+Wallpaper::Wallpaper(const QueueSurroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings)
     : surroundings_(surroundings)
     , folder_(std::move(folder))
     , settings_(std::move(settings))
