@@ -7,6 +7,7 @@ find_package(nlohmann_json REQUIRED)
 find_package(simdjson REQUIRED)
 find_package(Qt6 REQUIRED COMPONENTS Widgets DBus Test)
 
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)

@@ -9,10 +9,10 @@
 
 namespace vitrel {
 
-struct QueueSurroundings;
+struct BasicSurroundings;
 
-// One place where a desktop keeps a wallpaper: all displays', or one's. Any thread; each call but `valueOf` may run
-// commands, a few seconds at most.
+// One place where a desktop keeps a wallpaper: all displays', or one's. Any thread, one at a time; each call but
+// `valueOf` may ask another program, and gives up after some seconds.
 struct WallpaperSetting {
     std::string key;
     NSSize size; // of the picture, pixels
@@ -28,11 +28,10 @@ struct NamedDisplay {
 };
 
 // The settings of the desktop that this process runs in, told by the environment: GNOME's, Plasma's, Xfce's or sway's.
-// Empty where it is none of these, or its tools aren't there. `displays` as far as known; the desktop may know better.
-std::vector<WallpaperSetting> desktopSettings(
-    const QueueSurroundings& surroundings, const std::vector<NamedDisplay>& displays);
+// Empty where it is none of these, or doesn't answer. `displays` as far as known; the desktop may know better.
+std::vector<WallpaperSetting> desktopSettings(const std::vector<NamedDisplay>& displays);
 
 // The displays of the X server, if there is one.
-std::vector<NamedDisplay> xDisplays(const QueueSurroundings& surroundings);
+std::vector<NamedDisplay> xDisplays(const BasicSurroundings& surroundings);
 
 } // namespace vitrel

@@ -50,15 +50,15 @@ std::string Wallpaper::userFolder()
     return vitrel::userFolder(UserFolder::Cache, "wallpapers");
 }
 
-std::unique_ptr<Wallpaper> Wallpaper::start(const QueueSurroundings& surroundings, std::string folder)
+std::unique_ptr<Wallpaper> Wallpaper::start(const BasicSurroundings& surroundings, std::string folder)
 {
-    auto settings = desktopSettings(surroundings, xDisplays(surroundings));
+    auto settings = desktopSettings(xDisplays(surroundings));
     if (settings.empty() || folder.empty())
         return nullptr;
     return std::make_unique<Wallpaper>(surroundings, std::move(folder), std::move(settings));
 }
 
-Wallpaper::Wallpaper(const QueueSurroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings)
+Wallpaper::Wallpaper(const BasicSurroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings)
     : surroundings_(surroundings)
     , folder_(std::move(folder))
     , settings_(std::move(settings))

@@ -28,10 +28,10 @@ public:
     static std::string userFolder();
 
     // Looks at the desktop, which takes some ten milliseconds, and remembers its wallpaper. Null if the desktop offers
-    // no way or there is no folder. `surroundings` give loop, clock and log, and must outlive it.
-    static std::unique_ptr<Wallpaper> start(const QueueSurroundings& surroundings, std::string folder);
+    // no way or there is no folder. `surroundings` must outlive it.
+    static std::unique_ptr<Wallpaper> start(const BasicSurroundings& surroundings, std::string folder);
     // With the settings given, for tests.
-    Wallpaper(const QueueSurroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings);
+    Wallpaper(const BasicSurroundings& surroundings, std::string folder, std::vector<WallpaperSetting> settings);
     ~Wallpaper();
     Wallpaper(const Wallpaper&) = delete;
     Wallpaper& operator=(const Wallpaper&) = delete;
@@ -52,7 +52,7 @@ private:
     void remember();
     void prune() const;
 
-    const QueueSurroundings& surroundings_;
+    const BasicSurroundings& surroundings_;
     const std::string folder_;
     const std::vector<WallpaperSetting> settings_;
     std::shared_ptr<const Bytes> shown_; // what was asked for last
