@@ -4,6 +4,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <string>
+#include <type_traits>
+
+#include <dlfcn.h>
 
 namespace vitrel {
 
@@ -18,20 +22,34 @@ constexpr int kJpegQuality = 90;
 // environment be a crash.
 [[maybe_unused]] const int vipsHome = setenv("VIPSHOME", "/nonexistent", 1);
 
-bool startVips()
+const VipsLibrary* startVips()
 {
+    static VipsLibrary library;
+    // Of the interface that its headers describe. Never unloaded: it has threads and data of its own.
+    const std::string name = "libvips.so." + std::to_string(VIPS_LIBRARY_CURRENT - VIPS_LIBRARY_AGE);
+    void* const file = dlopen(name.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!file)
+        return nullptr;
+    bool isWhole = true;
+    const auto find = [&](const char* symbol, auto& function) {
+        function = reinterpret_cast<std::decay_t<decltype(function)>>(dlsym(file, symbol));
+        isWhole = isWhole && function;
+    };
+#define VITREL_FIND(name) find("vips_" #name, library.name);
+    VITREL_VIPS_FUNCTIONS(VITREL_FIND)
+#undef VITREL_FIND
     // What the library has to say about a broken file is nobody's business on a saver's standard error.
     g_log_set_handler(
         "VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION),
         [](const char*, GLogLevelFlags, const char*, void*) {}, nullptr);
-    if (vips_init("vitrel") != 0)
-        return false;
-    vips_block_untrusted_set(TRUE);
+    if (!isWhole || library.init("vitrel") != 0)
+        return nullptr;
+    library.block_untrusted_set(TRUE);
     // Decoding is a small job beside a frame of 16 ms: one thread, and nothing kept. The cache also tells buffers
     // apart by address alone, which a later file may have again.
-    vips_concurrency_set(1);
-    vips_cache_set_max(0);
-    return true;
+    library.concurrency_set(1);
+    library.cache_set_max(0);
+    return &library;
 }
 
 bool hasPixels(const Bitmap& bitmap)
@@ -46,28 +64,28 @@ std::optional<Bytes> takenFile(int failed, void* file, std::size_t size)
     if (!failed)
         result.emplace(static_cast<std::uint8_t*>(file), static_cast<std::uint8_t*>(file) + size);
     g_free(file);
-    vips_error_clear();
-    vips_thread_shutdown();
+    vips()->error_clear();
+    vips()->thread_shutdown();
     return result;
 }
 
 } // namespace
 
-bool vipsReady()
+const VipsLibrary* vips()
 {
-    static const bool ready = startVips();
-    return ready;
+    static const VipsLibrary* const library = startVips();
+    return library;
 }
 
 void warmImageDecoding()
 {
-    vipsReady();
+    vips();
 }
 
 std::optional<Bytes> pngRepresentation(const Bitmap& bitmap)
 {
     const std::size_t count = bitmap.pixels.size();
-    if (!hasPixels(bitmap) || !vipsReady())
+    if (!hasPixels(bitmap) || !vips())
         return std::nullopt;
     const bool opaque = isOpaque(bitmap);
     const int bands = opaque ? 3 : 4;
@@ -84,20 +102,20 @@ std::optional<Bytes> pngRepresentation(const Bitmap& bitmap)
         if (!opaque)
             *to++ = static_cast<std::uint8_t>(alpha);
     }
-    const VipsImageHandle image(vips_image_new_from_memory(
+    const VipsImageHandle image(vips()->image_new_from_memory(
         straight.data(), straight.size(), bitmap.width, bitmap.height, bands, VIPS_FORMAT_UCHAR));
     if (!image)
         return std::nullopt;
     image->Type = VIPS_INTERPRETATION_sRGB;
     void* file = nullptr;
     std::size_t size = 0;
-    const int failed = vips_pngsave_buffer(image.get(), &file, &size, "strip", TRUE, nullptr);
+    const int failed = vips()->pngsave_buffer(image.get(), &file, &size, "strip", TRUE, nullptr);
     return takenFile(failed, file, size);
 }
 
 std::optional<Bytes> jpegRepresentation(const Bitmap& bitmap)
 {
-    if (!hasPixels(bitmap) || !vipsReady())
+    if (!hasPixels(bitmap) || !vips())
         return std::nullopt;
     Bytes rows(bitmap.pixels.size() * 3);
     auto* to = rows.data();
@@ -106,13 +124,13 @@ std::optional<Bytes> jpegRepresentation(const Bitmap& bitmap)
             *to++ = static_cast<std::uint8_t>(word >> shift);
     }
     const VipsImageHandle image(
-        vips_image_new_from_memory(rows.data(), rows.size(), bitmap.width, bitmap.height, 3, VIPS_FORMAT_UCHAR));
+        vips()->image_new_from_memory(rows.data(), rows.size(), bitmap.width, bitmap.height, 3, VIPS_FORMAT_UCHAR));
     if (!image)
         return std::nullopt;
     image->Type = VIPS_INTERPRETATION_sRGB;
     void* file = nullptr;
     std::size_t size = 0;
-    const int failed = vips_jpegsave_buffer(image.get(), &file, &size, "Q", kJpegQuality, "strip", TRUE, nullptr);
+    const int failed = vips()->jpegsave_buffer(image.get(), &file, &size, "Q", kJpegQuality, "strip", TRUE, nullptr);
     return takenFile(failed, file, size);
 }
 

@@ -93,10 +93,15 @@ TiffPieces tiffPieces(ByteView data)
     return pieces;
 }
 
+std::uint64_t sizeOfPixel(const VipsImage* image)
+{
+    return vips()->format_sizeof(vips()->image_get_format(image)) * std::uint64_t(vips()->image_get_bands(image));
+}
+
 bool piecesAreSmall(const TiffPieces& pieces, const VipsImage* image)
 {
-    const std::uint64_t most = kMostTiffPiece / VIPS_IMAGE_SIZEOF_PEL(image);
-    const auto width = std::uint64_t(vips_image_get_width(image)), height = std::uint64_t(vips_image_get_height(image));
+    const std::uint64_t most = kMostTiffPiece / sizeOfPixel(image);
+    const auto width = std::uint64_t(vips()->image_get_width(image)), height = std::uint64_t(vips()->image_get_height(image));
     if (pieces.tileWidth || pieces.tileHeight)
         return pieces.tileWidth <= most && pieces.tileHeight <= most
             && (width + pieces.tileWidth) * pieces.tileHeight <= most;
@@ -113,23 +118,23 @@ VipsImageHandle open(Format format, ByteView data, int jpegShrink)
     // ends early is broken; small damage that the decoders get over is not.
     switch (format) {
     case Format::PNG:
-        failed = vips_pngload_buffer(
+        failed = vips()->pngload_buffer(
             bytes, data.size(), &out, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
         break;
     case Format::JPEG:
-        failed = vips_jpegload_buffer(bytes, data.size(), &out, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
+        failed = vips()->jpegload_buffer(bytes, data.size(), &out, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on",
             VIPS_FAIL_ON_TRUNCATED, "shrink", jpegShrink, nullptr);
         break;
     case Format::GIF:
-        failed = vips_gifload_buffer(
+        failed = vips()->gifload_buffer(
             bytes, data.size(), &out, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
         break;
     case Format::WebP:
-        failed = vips_webpload_buffer(
+        failed = vips()->webpload_buffer(
             bytes, data.size(), &out, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
         break;
     case Format::TIFF:
-        failed = vips_tiffload_buffer(
+        failed = vips()->tiffload_buffer(
             bytes, data.size(), &out, "access", VIPS_ACCESS_SEQUENTIAL, "fail_on", VIPS_FAIL_ON_TRUNCATED, nullptr);
         break;
     }
@@ -138,22 +143,22 @@ VipsImageHandle open(Format format, ByteView data, int jpegShrink)
 
 std::uint64_t pixelsOf(const VipsImage* image)
 {
-    return std::uint64_t(vips_image_get_width(image)) * std::uint64_t(vips_image_get_height(image));
+    return std::uint64_t(vips()->image_get_width(image)) * std::uint64_t(vips()->image_get_height(image));
 }
 
 bool isSet(VipsImage* image, const char* name)
 {
     int value = 0;
-    return vips_image_get_typeof(image, name) != 0 && vips_image_get_int(image, name, &value) == 0 && value != 0;
+    return vips()->image_get_typeof(image, name) != 0 && vips()->image_get_int(image, name, &value) == 0 && value != 0;
 }
 
 bool isWithinLimits(VipsImage* image, Format format, ByteView data)
 {
-    const int width = vips_image_get_width(image), height = vips_image_get_height(image);
-    const int bands = vips_image_get_bands(image);
+    const int width = vips()->image_get_width(image), height = vips()->image_get_height(image);
+    const int bands = vips()->image_get_bands(image);
     if (width < 1 || height < 1 || width > kLongestSide || height > kLongestSide || bands < 1 || bands > kMostBands)
         return false;
-    if (vips_band_format_iscomplex(vips_image_get_format(image)))
+    if (vips()->band_format_iscomplex(vips()->image_get_format(image)))
         return false;
     if (format == Format::TIFF && !piecesAreSmall(tiffPieces(data), image))
         return false;
@@ -166,7 +171,7 @@ bool isWithinLimits(VipsImage* image, Format format, ByteView data)
 // How many pixels each way have to become one so that the result is within its limits; 1 for nearly every image.
 int shrinkOf(const VipsImage* image)
 {
-    const int longest = std::max(vips_image_get_width(image), vips_image_get_height(image));
+    const int longest = std::max(vips()->image_get_width(image), vips()->image_get_height(image));
     const double most
         = std::max(double(longest) / kLongestResult, std::sqrt(double(pixelsOf(image)) / double(kMostPixelsAtOnce)));
     return std::max(1, int(std::ceil(most)));
@@ -175,27 +180,27 @@ int shrinkOf(const VipsImage* image)
 // 8-bit sRGB, with or without alpha. Null if the library can't get there.
 VipsImageHandle toSRGB(VipsImageHandle image)
 {
-    const auto interpretation = vips_image_guess_interpretation(image.get());
+    const auto interpretation = vips()->image_guess_interpretation(image.get());
     const bool cmyk = interpretation == VIPS_INTERPRETATION_CMYK;
-    if (cmyk || vips_image_get_typeof(image.get(), VIPS_META_ICC_NAME) != 0) {
+    if (cmyk || vips()->image_get_typeof(image.get(), VIPS_META_ICC_NAME) != 0) {
         VipsImage* out = nullptr;
-        if (vips_icc_transform(image.get(), &out, "srgb", "embedded", TRUE, "input_profile", cmyk ? "cmyk" : "srgb",
+        if (vips()->icc_transform(image.get(), &out, "srgb", "embedded", TRUE, "input_profile", cmyk ? "cmyk" : "srgb",
                 "intent", VIPS_INTENT_PERCEPTUAL, "depth", 8, nullptr)
             == 0)
             return VipsImageHandle(out);
     }
     VipsImage* out = nullptr;
-    if (vips_colourspace(image.get(), &out, VIPS_INTERPRETATION_sRGB, nullptr) != 0)
+    if (vips()->colourspace(image.get(), &out, VIPS_INTERPRETATION_sRGB, nullptr) != 0)
         return nullptr;
     return VipsImageHandle(out);
 }
 
 VipsImageHandle cast8(VipsImageHandle image)
 {
-    if (!image || vips_image_get_format(image.get()) == VIPS_FORMAT_UCHAR)
+    if (!image || vips()->image_get_format(image.get()) == VIPS_FORMAT_UCHAR)
         return image;
     VipsImage* out = nullptr;
-    return vips_cast_uchar(image.get(), &out, nullptr) == 0 ? VipsImageHandle(out) : nullptr;
+    return vips()->cast_uchar(image.get(), &out, nullptr) == 0 ? VipsImageHandle(out) : nullptr;
 }
 
 // A row of one to four 8-bit bands (of which `bands` lie beside each other in memory) to premultiplied words.
@@ -266,17 +271,17 @@ private:
 // Pulls the pixels through, some rows at a time. False if the file turned out to be broken.
 bool pull(VipsImage* image, int shrink, Bitmap& bitmap)
 {
-    const int width = vips_image_get_width(image), height = vips_image_get_height(image);
-    const int bands = vips_image_get_bands(image);
+    const int width = vips()->image_get_width(image), height = vips()->image_get_height(image);
+    const int bands = vips()->image_get_bands(image);
     Shrinker shrinker(width, height, shrink, bitmap);
     std::vector<std::uint32_t> row(std::size_t(shrink == 1 ? 0 : width));
-    VipsRegion* region = vips_region_new(image);
+    VipsRegion* region = vips()->region_new(image);
     bool good = region != nullptr;
     for (int top = 0; good && top < height; top += kRowsAtOnce) {
         const VipsRect rows{0, top, width, std::min(kRowsAtOnce, height - top)};
-        good = vips_region_prepare(region, &rows) == 0;
+        good = vips()->region_prepare(region, &rows) == 0;
         for (int y = top; good && y < top + rows.height; ++y) {
-            const auto* from = reinterpret_cast<const std::uint8_t*>(VIPS_REGION_ADDR(region, 0, y));
+            const auto* from = reinterpret_cast<const std::uint8_t*>(region->data) + (y - region->valid.top) * region->bpl;
             if (shrink == 1) {
                 packRow(from, bands, bitmap.pixels.data() + std::size_t(y) * std::size_t(width), width);
             } else {
@@ -312,23 +317,20 @@ Bitmap upright(Bitmap bitmap, int orientation)
     return out;
 }
 
-std::optional<Bitmap> decode(ByteView data)
+std::optional<Bitmap> decode(Format format, ByteView data)
 {
-    const auto format = formatOf(data);
-    if (!format || !vipsReady())
+    auto image = open(format, data, 1);
+    if (!image || !isWithinLimits(image.get(), format, data))
         return std::nullopt;
-    auto image = open(*format, data, 1);
-    if (!image || !isWithinLimits(image.get(), *format, data))
-        return std::nullopt;
-    const int orientation = vips_image_get_orientation(image.get());
+    const int orientation = vips()->image_get_orientation(image.get());
     int shrink = shrinkOf(image.get());
-    if (*format == Format::JPEG && shrink > 1) {
+    if (format == Format::JPEG && shrink > 1) {
         // The decoder leaves pixels out at no cost. But where it would leave no row or column the library aborts.
-        const int shorter = std::min(vips_image_get_width(image.get()), vips_image_get_height(image.get()));
+        const int shorter = std::min(vips()->image_get_width(image.get()), vips()->image_get_height(image.get()));
         int leftOut = shrink > 4 ? 8 : shrink > 2 ? 4 : 2;
         while (leftOut > shorter)
             leftOut /= 2;
-        image = open(*format, data, leftOut);
+        image = open(format, data, leftOut);
         if (!image)
             return std::nullopt;
         shrink = shrinkOf(image.get());
@@ -347,11 +349,12 @@ std::shared_ptr<const NSImage> NSImage::imageWithData(ByteView data)
 {
     if (data.empty() || data.size() > kMostInput)
         return nullptr;
-    auto bitmap = decode(data);
-    if (vipsReady()) {
-        vips_error_clear();
-        vips_thread_shutdown();
-    }
+    const auto format = formatOf(data);
+    if (!format || !vips())
+        return nullptr;
+    auto bitmap = decode(*format, data);
+    vips()->error_clear();
+    vips()->thread_shutdown();
     if (!bitmap)
         return nullptr;
     return std::make_shared<const NSImage>(std::make_shared<const Bitmap>(std::move(*bitmap)));

@@ -1,5 +1,4 @@
 // The process behind the settings window's preview. Not for users: the window starts it.
-#include "platform/quartzcomposer/drawing/GLContext.h"
 #include "programs/child/ChildProcess.h"
 #include "programs/preview/PreviewSurface.h"
 #include "programs/vitrel/Commands.h"
@@ -15,7 +14,6 @@ int preview(int width, int height)
 {
     if (fcntl(ChildProcess::kInherited, F_GETFD) < 0)
         return complain("only the settings window starts this", 2);
-    qc::prepareSoftwareRendering();
     const auto made = SaverHost::make({}, [](SaverHost& saver) { saver.stop(); });
     if (!made)
         return made.error();

@@ -5,6 +5,8 @@
 #include "platform/appkit/ImageCoding.h"
 #include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/CompositionView.h"
+#include "platform/quartzcomposer/drawing/GLContext.h"
+#include "platform/quartzcomposer/patches/TextLayout.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "platform/scriptingbridge/DemoPlayer.h"
 #include "platform/scriptingbridge/SessionBus.h"
@@ -72,6 +74,8 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
 {
     if (const auto code = complainOfSaverOptions(options))
         return code;
+    qc::prepareSoftwareRendering();
+    qc::GLContext::makeEarly();
     for (const std::string& text : options.inputs)
         inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);
@@ -103,7 +107,8 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
     }
     choose(options);
     firstView_ = options.firstView;
-    userInitiated_.async([] { warmImageDecoding(); });
+    userInitiated_.async(qc::readTypefaces);
+    userInitiated_.async(warmImageDecoding);
     if (options.demo) {
         players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
     } else if (!options.withoutData) {

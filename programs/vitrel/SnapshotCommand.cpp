@@ -44,7 +44,6 @@ int snapshot(const SnapshotOptions& options)
         size = screenWithin(*size);
         alarm(kThumbnailSeconds);
     }
-    qc::prepareSoftwareRendering();
     const auto made = SaverHost::make(options);
     if (!made)
         return made.error();

@@ -108,7 +108,6 @@ int WindowPlayer::run()
 int playWith(const PlayOptions& options, const std::function<std::unique_ptr<WindowPlayer>(SaverHost&)>& make,
     const std::function<int(int)>& noHost)
 {
-    qc::prepareSoftwareRendering();
     WindowPlayer* running = nullptr;
     const auto host = SaverHost::make(options, [&](SaverHost& host) {
         if (running)

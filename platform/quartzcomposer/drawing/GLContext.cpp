@@ -4,6 +4,7 @@
 #include <epoxy/gl.h>
 
 #include <cstdlib>
+#include <future>
 
 #include <sys/resource.h>
 
@@ -12,6 +13,8 @@ namespace vitrel::qc {
 namespace {
 
 std::uint64_t contextsMade = 0;
+// Waits for its thread where a program ends without ever asking.
+std::future<GLContext*> early;
 
 // The software renderer's compiler dies by a signal where an allocation fails. It and its libraries take some 700 MiB
 // of addresses, of which little is ever touched.
@@ -37,25 +40,41 @@ GLContext*& GLContext::shared()
     return context;
 }
 
+// One that is current nowhere; null if it can't be.
+GLContext* GLContext::made()
+{
+    if (!hasRoomForRenderer())
+        return nullptr;
+    std::unique_ptr<GLContext> context(new GLContext);
+    if (!context->make(nullptr))
+        return nullptr;
+    eglMakeCurrent(context->display_, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    return context.release();
+}
+
+void GLContext::makeEarly()
+{
+    early = std::async(std::launch::async, made);
+}
+
 GLContext* GLContext::current()
 {
     static bool failed = false;
     GLContext*& context = shared();
-    if (context && !eglMakeCurrent(context->display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context->context_)) {
+    if (context && !context->makeCurrent()) {
         delete context;
         context = nullptr;
     }
-    failed |= !context && !hasRoomForRenderer();
     if (!context && !failed) {
-        auto* made = new GLContext;
-        if (made->make(nullptr)) {
-            context = made;
-        } else {
-            delete made;
-            failed = true;
-        }
+        context = early.valid() ? early.get() : made();
+        failed = !context || !context->makeCurrent();
     }
-    return context;
+    return failed ? nullptr : context;
+}
+
+bool GLContext::makeCurrent()
+{
+    return eglBindAPI(EGL_OPENGL_API) && eglMakeCurrent(display_, EGL_NO_SURFACE, EGL_NO_SURFACE, context_);
 }
 
 bool GLContext::moveToDisplay(void* nativeDisplay)

@@ -13,6 +13,9 @@ class GLContext
 public:
     // Null where there is no OpenGL 3.3. Tries once, and again after a context was lost.
     static GLContext* current();
+    // Begins to make it on another thread, where `current` waits for it: a renderer takes longer to start than all else
+    // that a program does ahead of its first picture. At a program's start, after `prepareSoftwareRendering`.
+    static void makeEarly();
 
     // True if the processor draws: llvmpipe and its like.
     bool software() const { return software_; }
@@ -32,6 +35,8 @@ public:
 private:
     GLContext() = default;
     bool make(void* nativeDisplay);
+    bool makeCurrent();
+    static GLContext* made();
     static GLContext*& shared();
 
     void* nativeDisplay_ = nullptr; // Display*; null for a context without one

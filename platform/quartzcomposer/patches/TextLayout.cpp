@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 
+#include <fontconfig/fontconfig.h>
 #include <pango/pangocairo.h>
 
 #include <algorithm>
@@ -173,6 +174,11 @@ constexpr Substitute kSubstitutes[] = {{"Helvetica", "Inter,Helvetica,Arimo,Libe
     {"Times", "Times New Roman,Liberation Serif,Noto Serif,Serif"}, {"Georgia", "Georgia,Gelasio,Noto Serif,Serif"}};
 
 } // namespace
+
+void readTypefaces()
+{
+    FcInit();
+}
 
 std::string fontDescription(const std::string& name)
 {

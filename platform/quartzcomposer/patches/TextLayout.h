@@ -31,6 +31,10 @@ struct SetText {
 // ones. At most 4096 pixels a side and 100,000 characters. Main thread.
 SetText setText(const std::string& text, const TextStyle& style);
 
+// Reads the list of the machine's typefaces, for which the first text would otherwise wait. Any thread, any number of
+// times.
+void readTypefaces();
+
 // The font families to try for a name, most fitting first, and its style in Pango's words; for tests.
 std::string fontDescription(const std::string& name);
 
