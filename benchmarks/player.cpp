@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
 #include <optional>
 
@@ -46,6 +47,27 @@ double processorTime()
     getrusage(RUSAGE_SELF, &usage);
     const auto seconds = [](const timeval& time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// Of another process: resident, its share of it where pages are shared, and what is its own alone, in MiB.
+struct Memory {
+    double resident = 0, share = 0, own = 0;
+};
+
+Memory memoryOf(pid_t process)
+{
+    Memory memory;
+    std::ifstream file("/proc/" + std::to_string(process) + "/smaps_rollup");
+    for (std::string line; std::getline(file, line);) {
+        const double mebibytes = std::atof(line.c_str() + line.find(':') + 1) / 1024;
+        if (line.starts_with("Rss:"))
+            memory.resident = mebibytes;
+        else if (line.starts_with("Pss:"))
+            memory.share = mebibytes;
+        else if (line.starts_with("Private_"))
+            memory.own += mebibytes;
+    }
+    return memory;
 }
 
 double residentMiB()
@@ -285,7 +307,7 @@ std::optional<Change> change(const Shown& shown, BusPlayer& player, const std::s
     return covered ? std::optional(result) : std::nullopt;
 }
 
-void changes(int count, bool memory)
+void changes(int count)
 {
     const Bus bus;
     const TemporaryFolder folder;
@@ -309,10 +331,7 @@ void changes(int count, bool memory)
         written.push_back(took->written * 1000);
         first.push_back(took->shown * 1000);
         whole.push_back(took->cover * 1000);
-        if (memory && (k == 10 || k == 100 || k == 500 || k == count))
-            row("  resident memory after " + std::to_string(k) + " changes", text("%.1f MiB", residentMiB()));
-        if (!memory)
-            shown.turnFor(0.25);
+        shown.turnFor(0.25);
     }
     const auto worst = [](const std::vector<double>& values) {
         return values.empty() ? 0 : *std::max_element(values.begin(), values.end());
@@ -321,6 +340,39 @@ void changes(int count, bool memory)
     row("  signal to the first input written: median, worst", text("%.1f, %.1f ms", median(written), worst(written)));
     row("  signal to a frame with the title: median, worst", text("%.1f, %.1f ms", median(first), worst(first)));
     row("  signal to a frame with the cover: median, worst", text("%.1f, %.1f ms", median(whole), worst(whole)));
+}
+
+// Of the program itself, which this process only plays to.
+void memory(int count)
+{
+    const Bus bus;
+    const TemporaryFolder folder;
+    const auto pictures = covers(folder, 12);
+    BusPlayer player;
+    player.play("before", pictures[0]);
+    const auto pumpFor = [&player](double seconds) {
+        for (const double end = now() + seconds; now() < end; usleep(2000))
+            player.pump();
+    };
+    const pid_t process = fork();
+    if (process == 0) {
+        execl(bin().c_str(), "vitrel", "play", "--window", "1280x720", "--fallback", nullptr);
+        _exit(127);
+    }
+    const auto tell = [process](const std::string& when) {
+        const auto [resident, share, own] = memoryOf(process);
+        row("memory of the program " + when, text("%.0f MiB, %.0f, %.0f", resident, share, own));
+    };
+    pumpFor(3);
+    tell("with one cover: resident, its share, its own");
+    for (int k = 1; k <= count; ++k) {
+        player.play("track" + std::to_string(k), pictures[std::size_t(k) % pictures.size()]);
+        pumpFor(0.6);
+        if (k == 10 || k == 100 || k == count)
+            tell("after " + std::to_string(k) + " changes");
+    }
+    ::kill(process, SIGTERM);
+    waitpid(process, nullptr, 0);
 }
 
 std::string share(const std::string& name)
@@ -374,8 +426,8 @@ int main(int argc, char** argv)
     if (wanted("still"))
         still();
     if (wanted("change"))
-        changes(40, false);
+        changes(40);
     if (wanted("memory"))
-        changes(1000, true);
+        memory(300);
     return 0;
 }

@@ -101,7 +101,8 @@ std::uint64_t sizeOfPixel(const VipsImage* image)
 bool piecesAreSmall(const TiffPieces& pieces, const VipsImage* image)
 {
     const std::uint64_t most = kMostTiffPiece / sizeOfPixel(image);
-    const auto width = std::uint64_t(vips()->image_get_width(image)), height = std::uint64_t(vips()->image_get_height(image));
+    const auto width = std::uint64_t(vips()->image_get_width(image)),
+               height = std::uint64_t(vips()->image_get_height(image));
     if (pieces.tileWidth || pieces.tileHeight)
         return pieces.tileWidth <= most && pieces.tileHeight <= most
             && (width + pieces.tileWidth) * pieces.tileHeight <= most;
@@ -281,7 +282,8 @@ bool pull(VipsImage* image, int shrink, Bitmap& bitmap)
         const VipsRect rows{0, top, width, std::min(kRowsAtOnce, height - top)};
         good = vips()->region_prepare(region, &rows) == 0;
         for (int y = top; good && y < top + rows.height; ++y) {
-            const auto* from = reinterpret_cast<const std::uint8_t*>(region->data) + (y - region->valid.top) * region->bpl;
+            const auto* from
+                = reinterpret_cast<const std::uint8_t*>(region->data) + (y - region->valid.top) * region->bpl;
             if (shrink == 1) {
                 packRow(from, bands, bitmap.pixels.data() + std::size_t(y) * std::size_t(width), width);
             } else {

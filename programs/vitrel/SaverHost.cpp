@@ -5,7 +5,6 @@
 #include "platform/appkit/ImageCoding.h"
 #include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/CompositionView.h"
-#include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/patches/TextLayout.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "platform/scriptingbridge/DemoPlayer.h"
@@ -75,7 +74,7 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
     if (const auto code = complainOfSaverOptions(options))
         return code;
     qc::prepareSoftwareRendering();
-    qc::GLContext::makeEarly();
+    earlyContext_.emplace();
     for (const std::string& text : options.inputs)
         inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);

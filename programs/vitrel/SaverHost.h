@@ -10,6 +10,7 @@
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/Surroundings.h"
+#include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/scriptingbridge/MprisPlayers.h"
 #include "platform/scriptingbridge/SessionBus.h"
 #include "programs/supervisor/HostSignals.h"
@@ -21,6 +22,7 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -67,6 +69,7 @@ private:
     SystemClock clock_;
     RunLoop runLoop_{clock_};
     std::unique_ptr<HostSignals> signals_; // before any thread is
+    std::optional<qc::EarlyGLContext> earlyContext_;
     FileSystem files_;
     std::unique_ptr<DefaultsStore> defaults_;
     NSBundle bundle_;

@@ -13,7 +13,6 @@ namespace vitrel::qc {
 namespace {
 
 std::uint64_t contextsMade = 0;
-// Waits for its thread where a program ends without ever asking.
 std::future<GLContext*> early;
 
 // The software renderer's compiler dies by a signal where an allocation fails. It and its libraries take some 700 MiB
@@ -52,9 +51,15 @@ GLContext* GLContext::made()
     return context.release();
 }
 
-void GLContext::makeEarly()
+EarlyGLContext::EarlyGLContext()
 {
-    early = std::async(std::launch::async, made);
+    early = std::async(std::launch::async, GLContext::made);
+}
+
+EarlyGLContext::~EarlyGLContext()
+{
+    if (early.valid())
+        early.wait();
 }
 
 GLContext* GLContext::current()

@@ -13,9 +13,6 @@ class GLContext
 public:
     // Null where there is no OpenGL 3.3. Tries once, and again after a context was lost.
     static GLContext* current();
-    // Begins to make it on another thread, where `current` waits for it: a renderer takes longer to start than all else
-    // that a program does ahead of its first picture. At a program's start, after `prepareSoftwareRendering`.
-    static void makeEarly();
 
     // True if the processor draws: llvmpipe and its like.
     bool software() const { return software_; }
@@ -33,6 +30,7 @@ public:
     ~GLContext();
 
 private:
+    friend class EarlyGLContext;
     GLContext() = default;
     bool make(void* nativeDisplay);
     bool makeCurrent();
@@ -45,6 +43,18 @@ private:
     std::string renderer_;
     bool software_ = false;
     std::uint64_t generation_ = 0;
+};
+
+// Begins to make the context on another thread, where `GLContext::current` waits for it: a renderer takes longer to
+// start than all else that a program does ahead of its first picture. One in a process, after
+// `prepareSoftwareRendering`. Its end waits for the thread, as a process can't end while libraries are being loaded.
+class EarlyGLContext
+{
+public:
+    EarlyGLContext();
+    ~EarlyGLContext();
+    EarlyGLContext(const EarlyGLContext&) = delete;
+    EarlyGLContext& operator=(const EarlyGLContext&) = delete;
 };
 
 // Bounds the threads of the software renderer, unless the user has said how many. Early in a program, before other

@@ -91,8 +91,8 @@ std::optional<std::string> xfceProperty(const std::string& key)
 
 void setXfceProperty(const std::string& key, const std::string& value)
 {
-    call(kXfconf, "SetProperty",
-        g_variant_new("(ssv)", kChannel, key.c_str(), g_variant_new_string(value.c_str())), nullptr);
+    call(kXfconf, "SetProperty", g_variant_new("(ssv)", kChannel, key.c_str(), g_variant_new_string(value.c_str())),
+        nullptr);
 }
 
 } // namespace
@@ -111,8 +111,7 @@ std::vector<WallpaperSetting> plasmaSettings(const std::vector<NamedDisplay>& di
         settings.push_back({"desktop " + number, largestPictureSize(displays), true, read,
             [number = number](const std::string& value) { setPlasmaWallpaper(number, value); },
             [](const std::string& file) {
-                const Json value{
-                    {"image", NSURL::fileURLWithPath(file).absoluteString()}, {"plugin", "org.kde.image"}};
+                const Json value{{"image", NSURL::fileURLWithPath(file).absoluteString()}, {"plugin", "org.kde.image"}};
                 return value.dump(-1, ' ', true, Json::error_handler_t::replace);
             }});
     }
@@ -135,8 +134,7 @@ std::vector<WallpaperSetting> xfceSettings(const std::vector<NamedDisplay>& disp
         const auto own = std::find_if(displays.begin(), displays.end(),
             [&](const NamedDisplay& display) { return key.find("/monitor" + display.name + "/") != key.npos; });
         settings.push_back({key, own == displays.end() ? largestPictureSize(displays) : pictureSize(own->size), true,
-            [key] { return xfceProperty(key); },
-            [key](const std::string& value) { setXfceProperty(key, value); },
+            [key] { return xfceProperty(key); }, [key](const std::string& value) { setXfceProperty(key, value); },
             [](const std::string& file) { return file; }});
     }
     return settings;

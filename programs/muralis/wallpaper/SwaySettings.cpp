@@ -103,9 +103,8 @@ std::string background(const std::string& socket, const std::string& name)
 {
     std::string found = "#000000 solid_color";
     const auto answer = ask(socket, Message::GetConfig);
-    std::istringstream text(answer.is_object() && answer.value("config", Json()).is_string()
-            ? answer["config"].get<std::string>()
-            : "");
+    std::istringstream text(
+        answer.is_object() && answer.value("config", Json()).is_string() ? answer["config"].get<std::string>() : "");
     static const std::set<std::string> modes{"stretch", "fill", "fit", "center", "tile", "solid_color"};
     bool inBlock = false; // in braces that follow our output's name
     for (std::string line; std::getline(text, line);) {
@@ -148,12 +147,12 @@ std::vector<WallpaperSetting> swaySettings(const std::string& socket)
         const NSSize size{mode["width"].get<double>(), mode["height"].get<double>()};
         if (!(size.width >= 1 && size.height >= 1))
             continue;
-        settings.push_back({name, pictureSize(size), false,
-            [socket, name] { return std::optional(background(socket, name)); },
-            [socket, name](const std::string& value) {
-                ask(socket, Message::RunCommand, "output " + quoted(name) + " bg " + value);
-            },
-            [](const std::string& file) { return quoted(file) + " fill"; }});
+        settings.push_back(
+            {name, pictureSize(size), false, [socket, name] { return std::optional(background(socket, name)); },
+                [socket, name](const std::string& value) {
+                    ask(socket, Message::RunCommand, "output " + quoted(name) + " bg " + value);
+                },
+                [](const std::string& file) { return quoted(file) + " fill"; }});
     }
     return settings;
 }
