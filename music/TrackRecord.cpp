@@ -194,16 +194,12 @@ std::int64_t totalTimeInMilliseconds(std::string_view time)
 
 std::shared_ptr<const NSImage> artworkEmpty(const BasicSurroundings& surroundings)
 {
-    constexpr std::size_t kMostBytes = 16u << 20;
     const auto make = [&] {
         auto made = std::make_shared<EmptyArtwork>();
         for (const NSBundle* bundle : {surroundings.classBundle, surroundings.mainBundle}) {
             const auto path = bundle ? bundle->pathForResourceOfType("ArtworkEmpty", "png") : std::nullopt;
-            if (!path || made->image)
-                continue;
-            const auto bytes = readFile(*path, kMostBytes);
-            if (bytes)
-                made->image = NSImage::imageWithData(*bytes);
+            if (path && !made->image)
+                made->image = NSImage::imageWithResource(*path);
         }
         return made;
     };

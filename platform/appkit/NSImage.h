@@ -55,6 +55,9 @@ public:
     // that can't be read row by row (interlaced PNG, progressive JPEG, GIF, WebP). An image of more than 16 megapixels
     // or 8192 pixels a side is scaled down to that.
     static std::shared_ptr<const NSImage> imageWithData(ByteView data);
+    // A PNG file that comes with the program, read without the image library, which a start doesn't wait for. Null if
+    // it is none. Not for files of others.
+    static std::shared_ptr<const NSImage> imageWithResource(const std::string& path);
 
     explicit NSImage(std::shared_ptr<const Bitmap> bitmap);
     // With a size of its own, in points, and possibly no representation.

@@ -24,9 +24,30 @@ void PoolQueue::async(std::function<void()> block)
 {
     const std::lock_guard lock(mutex_);
     blocks_.push_back(std::move(block));
-    if (idle_ < blocks_.size() && threads_.size() < limit_)
+    wakeThreads();
+}
+
+void PoolQueue::suspend()
+{
+    const std::lock_guard lock(mutex_);
+    suspended_ = true;
+}
+
+void PoolQueue::resume()
+{
+    const std::lock_guard lock(mutex_);
+    suspended_ = false;
+    wakeThreads();
+}
+
+// For the blocks that wait, with the mutex held.
+void PoolQueue::wakeThreads()
+{
+    if (suspended_)
+        return;
+    for (std::size_t k = idle_; k < blocks_.size() && threads_.size() < limit_; ++k)
         threads_.emplace_back([this] { work(); });
-    wake_.notify_one();
+    wake_.notify_all();
 }
 
 void PoolQueue::work()
@@ -34,7 +55,7 @@ void PoolQueue::work()
     std::unique_lock lock(mutex_);
     for (;;) {
         ++idle_;
-        wake_.wait(lock, [this] { return ending_ || !blocks_.empty(); });
+        wake_.wait(lock, [this] { return ending_ || (!suspended_ && !blocks_.empty()); });
         --idle_;
         if (ending_)
             return;

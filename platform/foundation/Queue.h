@@ -26,8 +26,12 @@ public:
     explicit PoolQueue(unsigned threads);
     ~PoolQueue() override;
     void async(std::function<void()> block) override;
+    // While it is suspended, blocks wait and no thread starts; those that have begun run on. Any thread.
+    void suspend();
+    void resume();
 
 private:
+    void wakeThreads();
     void work();
 
     const unsigned limit_;
@@ -36,7 +40,7 @@ private:
     std::deque<std::function<void()>> blocks_;
     std::vector<std::thread> threads_;
     unsigned idle_ = 0;
-    bool ending_ = false;
+    bool suspended_ = false, ending_ = false;
 };
 
 // A global queue that a test drains by hand, so that "before the queue ran" is a test and no race.

@@ -231,7 +231,9 @@ void CompositionView::renderFrame()
     const double time = compositionTime();
     const auto frame = graph_->frame(*stage_, time, runLoop_.clock().date());
     evaluations_ += frame.evaluations;
-    framesShown_ += show(*surface);
+    const bool isShown = show(*surface);
+    if (isShown && framesShown_++ == 0 && onFirstFrame)
+        onFirstFrame();
     if (std::isfinite(frame.next))
         schedule(epoch_ + Seconds(frame.next));
 }

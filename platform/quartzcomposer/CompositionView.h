@@ -48,6 +48,8 @@ public:
 
     // Called after each composition that was loaded, before it plays.
     std::function<void()> onLoad;
+    // Called after the first picture was handed to a surface.
+    std::function<void()> onFirstFrame;
 
     // Pictures handed to surfaces so far.
     std::uint64_t framesShown() const { return framesShown_; }

@@ -25,6 +25,8 @@ namespace {
 
 // From the beginning of the stop to its end, by the view's own delays, and a little.
 constexpr Seconds kStopTime{0.6};
+// So long covers wait for a first picture, if there is none.
+constexpr Seconds kPictureTime{1};
 
 // Players answer within a few milliseconds; the first picture is not to wait for one that doesn't.
 constexpr Seconds kPlayersTime{0.1};
@@ -74,7 +76,16 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
     if (const auto code = complainOfSaverOptions(options))
         return code;
     qc::prepareSoftwareRendering();
+    // Libraries load one at a time, and no thread starts meanwhile. The first picture waits for the renderer's; so
+    // those of the image library come after it, and the covers with them.
+    artwork_.suspend();
     earlyContext_.emplace();
+    userInitiated_.async([this] {
+        qc::readTypefaces();
+        earlyContext_->wait();
+        warmImageDecoding();
+    });
+    runLoop_.postAfter(kPictureTime, [this] { firstPictureIsThere(); });
     for (const std::string& text : options.inputs)
         inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);
@@ -106,8 +117,6 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
     }
     choose(options);
     firstView_ = options.firstView;
-    userInitiated_.async(qc::readTypefaces);
-    userInitiated_.async(warmImageDecoding);
     if (options.demo) {
         players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
     } else if (!options.withoutData) {
@@ -121,6 +130,7 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
     surroundings_.makeQCView = [this]() -> std::shared_ptr<QCView> {
         auto view = std::make_shared<CompositionView>(runLoop_);
         const std::weak_ptr<QCView> weak = view;
+        view->onFirstFrame = [this] { firstPictureIsThere(); };
         view->onLoad = [this, weak, view = view.get()] {
             knowFeedInput(*view);
             // After the first publication, which comes in this turn.
@@ -196,6 +206,13 @@ void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
         if (!view->setValueForInputKey(input.value, input.key))
             complain("the composition has no input \"" + input.key + "\" that takes this value");
     }
+}
+
+void SaverHost::firstPictureIsThere()
+{
+    if (std::exchange(hasPicture_, true))
+        return;
+    artwork_.resume();
 }
 
 void SaverHost::meetPlayers()

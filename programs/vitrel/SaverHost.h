@@ -62,6 +62,7 @@ private:
     void playOnly(const std::string& path);
     void showDemoFeed(const std::string& path);
     void knowFeedInput(const QCView& view);
+    void firstPictureIsThere();
     void applyInputs(const std::weak_ptr<QCView>& view);
 
     // Each after what it needs to its end: the session and the queues' blocks post to the loop, the blocks make
@@ -81,7 +82,7 @@ private:
     std::unique_ptr<InputTrace> trace_;
     std::vector<InputArgument> inputs_;
     int firstView_ = 0;
-    bool stopping_ = false, isForThisRun_ = false;
+    bool stopping_ = false, isForThisRun_ = false, hasPicture_ = false;
     Surroundings surroundings_;
     std::unique_ptr<PlayerProvider> players_;
     SessionBus* sessionBus_ = nullptr; // theirs

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <future>
+#include <utility>
 
 #include <sys/resource.h>
 
@@ -13,7 +14,8 @@ namespace vitrel::qc {
 namespace {
 
 std::uint64_t contextsMade = 0;
-std::future<GLContext*> early;
+std::shared_future<GLContext*> early;
+bool earlyIsTaken = false;
 
 // The software renderer's compiler dies by a signal where an allocation fails. It and its libraries take some 700 MiB
 // of addresses, of which little is ever touched.
@@ -53,10 +55,15 @@ GLContext* GLContext::made()
 
 EarlyGLContext::EarlyGLContext()
 {
-    early = std::async(std::launch::async, GLContext::made);
+    early = std::async(std::launch::async, GLContext::made).share();
 }
 
 EarlyGLContext::~EarlyGLContext()
+{
+    wait();
+}
+
+void EarlyGLContext::wait() const
 {
     if (early.valid())
         early.wait();
@@ -71,7 +78,8 @@ GLContext* GLContext::current()
         context = nullptr;
     }
     if (!context && !failed) {
-        context = early.valid() ? early.get() : made();
+        // It was that one if it is lost by now.
+        context = early.valid() && !std::exchange(earlyIsTaken, true) ? early.get() : made();
         failed = !context || !context->makeCurrent();
     }
     return failed ? nullptr : context;

@@ -53,6 +53,8 @@ class EarlyGLContext
 public:
     EarlyGLContext();
     ~EarlyGLContext();
+    // Until it is made, or can't be. Any thread.
+    void wait() const;
     EarlyGLContext(const EarlyGLContext&) = delete;
     EarlyGLContext& operator=(const EarlyGLContext&) = delete;
 };
