@@ -133,7 +133,7 @@ void firstFrame(const std::string& display, const std::string& name, std::vector
         waitpid(process, nullptr, 0);
     }
     XCloseDisplay(server);
-    row("first frame after the program's start, " + name + ", median of 10", text("%.0f ms", median(times)));
+    row("first frame: " + name + ", median of 10", text("%.0f ms", median(times)));
     row("  fastest, slowest",
         text("%.0f, %.0f ms", *std::min_element(times.begin(), times.end()),
             *std::max_element(times.begin(), times.end())));
@@ -412,8 +412,11 @@ int main(int argc, char** argv)
         return complain("no Xvfb here");
     setenv("DISPLAY", server.display().c_str(), 1);
     if (wanted("first")) {
-        firstFrame(server.display(), "window", {"play", "--window", "1280x720", "--demo"});
-        firstFrame(server.display(), "full screen", {"--demo"});
+        firstFrame(server.display(), "window, nothing to feed", {"play", "--window", "1280x720"});
+        firstFrame(server.display(), "window, demonstration", {"play", "--window", "1280x720", "--demo"});
+        firstFrame(server.display(), "full screen, nothing to feed", {"--no-fade"});
+        firstFrame(server.display(), "full screen, demonstration", {"--demo", "--no-fade"});
+        firstFrame(server.display(), "the same with the rise", {"--demo"});
     }
     if (wanted("frames")) {
         for (const char* name : {"Muralis RSS Almanac", "Muralis Cover Still"}) {
