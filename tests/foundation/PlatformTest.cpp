@@ -75,9 +75,7 @@ TEST(Bookmark, RefusesWhatIsNone)
     EXPECT_FALSE(NSURL::URLByResolvingBookmarkData({}).has_value());
 }
 
-class Listener : public NSObject
-{
-public:
+struct Listener : NSObject {
     void heard(const Value& value)
     {
         const auto notification = std::static_pointer_cast<NSNotification>(value.object());

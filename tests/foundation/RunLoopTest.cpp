@@ -13,9 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 
-class Probe : public NSObject
-{
-public:
+struct Probe : NSObject {
     explicit Probe(ManualLoop& in)
         : in_(in)
     { }
@@ -37,8 +35,6 @@ public:
         ask(SELECTOR(Probe, again), 0s);
     }
     std::string log;
-
-private:
     ManualLoop& in_;
 };
 
