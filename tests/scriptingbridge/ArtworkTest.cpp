@@ -29,33 +29,18 @@ TEST(Artwork, IsReadFromRegularFilesOfThisMachine)
     std::filesystem::resize_file(folder.write("huge", ""), (16 << 20) + 1);
     std::filesystem::resize_file(folder.write("large", "x"), 16 << 20);
     const std::string escaped = folder / "a%20b%25.jpg";
-    const struct {
-        std::string address;
-        bool reads;
-        const char* why;
-    } cases[] = {
-        {"file://" + escaped, true, "an escaped path"},
-        {"file://localhost" + escaped, true, "this machine by name"},
-        {"FILE:" + escaped, true, "the short form"},
+    const std::tuple<std::string, bool, const char*> cases[] = {{"file://" + escaped, true, "an escaped path"},
+        {"file://localhost" + escaped, true, "this machine by name"}, {"FILE:" + escaped, true, "the short form"},
         {"file://other" + escaped, false, "another machine"},
-        {"file://" + fifo, false, "a pipe, without waiting for its writer"},
-        {"file:///dev/zero", false, "a device"},
-        {"file://" + folder.path(), false, "a folder"},
-        {"file://" + (folder / "none"), false, "no file"},
-        {"file://" + (folder / "huge"), false, "above 16 MiB"},
-        {"file://" + (folder / "large"), true, "just within"},
-        {"file:///a%00b", false, "a path that ends early"},
-        {"file:relative", false, "a relative path"},
-        {path, true, "a bare path"},
-        {escaped, true, "a bare path, escaped"},
-        {"file://" + path, true, "not escaped"},
+        {"file://" + fifo, false, "a pipe, without waiting for its writer"}, {"file:///dev/zero", false, "a device"},
+        {"file://" + folder.path(), false, "a folder"}, {"file://" + (folder / "none"), false, "no file"},
+        {"file://" + (folder / "huge"), false, "above 16 MiB"}, {"file://" + (folder / "large"), true, "just within"},
+        {"file:///a%00b", false, "a path that ends early"}, {"file:relative", false, "a relative path"},
+        {path, true, "a bare path"}, {escaped, true, "a bare path, escaped"}, {"file://" + path, true, "not escaped"},
         {"file://" + (folder / "q#1?.jpg"), true, "with what would end a path elsewhere"},
         {"file://" + (folder / "100%2525.jpg"), true, "a name that looks escaped, escaped"},
         {"file://" + (folder / "100%25.jpg"), true, "the same, not escaped"},
-        {"a b%.jpg", false, "no scheme and no path"},
-        {"ftp://h/x", false, "another scheme"},
-        {"", false, "nothing"},
-    };
+        {"a b%.jpg", false, "no scheme and no path"}, {"ftp://h/x", false, "another scheme"}, {"", false, "nothing"}};
     for (const auto& [address, reads, why] : cases)
         EXPECT_EQ(fetched(address).has_value(), reads) << why;
     EXPECT_EQ(fetched("file://" + escaped), "bytes");
@@ -63,19 +48,11 @@ TEST(Artwork, IsReadFromRegularFilesOfThisMachine)
 
 TEST(Artwork, IsReadFromItsAddressItself)
 {
-    const struct {
-        const char* address;
-        std::optional<std::string> bytes;
-        const char* why;
-    } cases[] = {
-        {"data:image/png;base64,Zm9v", "foo", "base64"},
-        {"data:;base64,Zm9vYg", "foob", "without padding"},
-        {"data:;base64,Zm9v%0AYg%3D%3D", "foob", "escaped, in lines"},
-        {"data:text/plain,a%20b", "a b", "escaped bytes"},
-        {"data:;base64,!!!!", std::nullopt, "no base64"},
-        {"data:image/png", std::nullopt, "no comma"},
-        {"data:,", std::nullopt, "no bytes"},
-    };
+    const std::tuple<const char*, std::optional<std::string>, const char*> cases[]
+        = {{"data:image/png;base64,Zm9v", "foo", "base64"}, {"data:;base64,Zm9vYg", "foob", "without padding"},
+            {"data:;base64,Zm9v%0AYg%3D%3D", "foob", "escaped, in lines"},
+            {"data:text/plain,a%20b", "a b", "escaped bytes"}, {"data:;base64,!!!!", std::nullopt, "no base64"},
+            {"data:image/png", std::nullopt, "no comma"}, {"data:,", std::nullopt, "no bytes"}};
     for (const auto& [address, bytes, why] : cases)
         EXPECT_EQ(fetched(address), bytes) << why;
 }
@@ -93,14 +70,12 @@ TEST(Artwork, IsFetchedWithinLimits)
         const char* why;
         std::string answer;
         std::optional<std::string> bytes;
-    } cases[] = {
-        {"a picture", LocalServer::answer("bytes"), "bytes"},
+    } cases[] = {{"a picture", LocalServer::answer("bytes"), "bytes"},
         {"a redirect", LocalServer::redirect("/there"), "moved"},
         {"a redirect to a file", LocalServer::redirect("file:///etc/hostname"), std::nullopt},
         {"a redirect without end", LocalServer::redirect("/again"), std::nullopt},
         {"a page that says so is no cover", LocalServer::answer("no cover", "", "404 Not Found"), std::nullopt},
-        {"more than 16 MiB, unannounced", LocalServer::head() + std::string((16 << 20) + 1, 'x'), std::nullopt},
-    };
+        {"more than 16 MiB, unannounced", LocalServer::head() + std::string((16 << 20) + 1, 'x'), std::nullopt}};
     for (const auto& row : cases) {
         const LocalServer server([&](const LocalServer::Request& request, const LocalServer::Connection& to) {
             to.send(request.target == "/there" ? LocalServer::answer("moved") : row.answer);
