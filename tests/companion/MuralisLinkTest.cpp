@@ -204,11 +204,7 @@ TEST(Packet, IsAppliedAgainAfterASecondIfTheStateIsStillTheSame)
         in.fastForwardBy(Seconds(5));
         EXPECT_EQ(in.owner->packets.size(), times) << "and never again";
     }
-}
-
-TEST(Packet, WithANewStateIsAppliedOnceAndAskedForAnew)
-{
-    LinkInHand in;
+    LinkInHand in; // with a new state beside it
     in.link.setLastStateID("A");
     in.ask(R"({"ChangeID": "B", "Data": {"Name": "Song"}})");
     EXPECT_EQ(in.waiting(), "Data 7 ");
@@ -270,31 +266,22 @@ TEST(Packet, HugeOnesWaitForTheirSecondApplicationOnlyAsFarAsMemoryAllows)
 }
 
 // The owner is a view: it must live while a request does, and end on the main thread.
-TEST(Owner, LivesAsLongAsARequestAndNoLonger)
+TEST(Owner, LivesAsLongAsARequestAndGoesOnTheMainThreadAlsoWhereTheSessionOrTheQueueDropsIt)
 {
-    LinkInHand in;
-    const std::weak_ptr<LinkOwner> weak = in.owner;
-    in.poll();
-    in.owner.reset();
-    EXPECT_FALSE(weak.expired());
-    in.session.answer("{}");
-    EXPECT_FALSE(weak.expired()) << "not within the handler";
-    in.settle();
-    EXPECT_TRUE(weak.expired());
-}
-
-TEST(Owner, IsLetGoOnTheMainThreadWhenTheSessionOrTheQueueDropsARequest)
-{
-    LinkInHand in;
-    const std::weak_ptr<LinkOwner> weak = in.owner;
-    in.poll();
-    in.link.queryMuralisAppOnBackgroundThread();
-    in.owner.reset();
-    in.session.invalidateAndCancel();
-    in.queue.blocks.clear();
-    EXPECT_FALSE(weak.expired());
-    in.settle();
-    EXPECT_TRUE(weak.expired());
+    for (const bool isDropped : {false, true}) {
+        LinkInHand in;
+        const std::weak_ptr<LinkOwner> weak = in.owner;
+        in.poll();
+        if (isDropped)
+            in.link.queryMuralisAppOnBackgroundThread();
+        in.owner.reset();
+        EXPECT_FALSE(weak.expired());
+        isDropped ? in.session.invalidateAndCancel() : in.session.answer("{}");
+        in.queue.blocks.clear();
+        EXPECT_FALSE(weak.expired()) << "not within the handler";
+        in.settle();
+        EXPECT_TRUE(weak.expired());
+    }
 }
 
 } // namespace

@@ -151,6 +151,11 @@ TEST(NqiTunesManager, AFailedEventOfALostConnectionIsAClosedPlayer)
     EXPECT_THAT(in.heard(), IsEmpty()) << "not at once";
     in.loop.turn();
     EXPECT_THAT(in.heard(), ElementsAre("closed"));
+    in.play("A");
+    in.manager->cleanup();
+    in.post("Playing");
+    EXPECT_THAT(in.heard(), IsEmpty()) << "its cleanup ends everything";
+    EXPECT_FALSE(in.manager->isRunning());
 }
 
 TEST(NqiTunesManager, ChoosesThePlayerByTheSystemsVersion)
@@ -244,16 +249,6 @@ TEST(NqiTunesManager, WorksOnWithoutALibraryAndWithoutAPlayer)
     EXPECT_EQ(manager.currentTrack(), nullptr);
     manager.updateiTunesInfo();
     manager.cleanup();
-}
-
-TEST(NqiTunesManager, ItsCleanupEndsEverything)
-{
-    Room in;
-    in.play("A");
-    in.manager->cleanup();
-    in.post("Playing");
-    EXPECT_THAT(in.heard(), IsEmpty());
-    EXPECT_FALSE(in.manager->isRunning());
 }
 
 } // namespace

@@ -31,12 +31,7 @@ TEST(Settings, NameTheActiveCompositionByItsFile)
             EXPECT_EQ(item->filename(), *filename);
         }
     }
-}
-
-TEST(Settings, FallBackToAPlainDomainWithoutAnIdentifier)
-{
-    Saver in;
-    in.surroundings.classBundle = nullptr;
+    in.surroundings.classBundle = nullptr; // a plain domain where there is no identifier
     in.settings().screenSaverDefaults()->setObjectForKey(1, "key");
     EXPECT_EQ(in.settings().screenSaverDefaults()->objectForKey("key"), Value(1));
     EXPECT_EQ(in.stored("key"), std::nullopt);
@@ -52,12 +47,7 @@ TEST(VitrelItem, StoresUnderTheFilesNameColonBlankAndTheKey)
     EXPECT_EQ(in.stored("Aurora.qtz: Is RSS Visualizer"), Value(true));
     EXPECT_EQ(in.item("Aurora.qtz").rssFeedURL(), "http://example.org/feed") << "whatever folder it lies in";
     EXPECT_EQ(in.item("Other.qtz").rssFeedURL(), std::nullopt);
-}
-
-TEST(VitrelItem, TellsAbsentFromFalse)
-{
-    Saver in;
-    auto item = in.item("a.qtz");
+    // Absent is not false.
     const std::pair<Value, std::optional<bool>> cases[] = {{true, true}, {false, false}, {1, true}, {0, false},
         {2, std::nullopt}, {"true", std::nullopt}, {Value(), std::nullopt}};
     for (const auto& [value, flag] : cases) {
@@ -65,7 +55,7 @@ TEST(VitrelItem, TellsAbsentFromFalse)
         EXPECT_EQ(item.boolForKey(Key::isRSSVisualizer), flag) << description(value);
         EXPECT_EQ(item.isRSSVisualizer(), flag.value_or(false));
     }
-    EXPECT_EQ(in.stored("a.qtz: Is RSS Visualizer"), std::nullopt) << "nothing removes the key";
+    EXPECT_EQ(in.stored("Aurora.qtz: Is RSS Visualizer"), std::nullopt) << "nothing removes the key";
     item.setRssFeedURL(std::nullopt);
     EXPECT_EQ(item.rssFeedURL(), std::nullopt);
 }

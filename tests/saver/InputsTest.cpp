@@ -70,14 +70,18 @@ TEST(Inputs, WritesOnlyWhatIsDeclaredAndInTheFixedOrder)
     EXPECT_FALSE(none.view->compositionSupportsItunes());
 }
 
-TEST(Inputs, SaysNoMusicPlayingOnTheDirectRoadAlone)
+TEST(Inputs, FollowsThePlayerOnTheDirectRoadAndSaysNoMusicPlayingThereAlone)
 {
-    Playing direct(kDirect, {"Name", "name"});
+    Playing direct(kDirect, {"Name", "name", "isPlaying"});
     EXPECT_EQ(direct.input("Name"), Value("No music playing"));
     EXPECT_EQ(direct.input("name"), Value());
     direct.play(trackNamed("A"));
     EXPECT_EQ(direct.input("Name"), Value("A"));
     EXPECT_EQ(Saver::recording(*direct.other).valueForInputKey("Name"), Value("A")) << "both views observe";
+    direct.play(trackNamed("B"), kPlayerStatePaused);
+    direct.fastForwardBy(2s);
+    EXPECT_EQ(direct.input("Name"), Value("A")) << "a pause leaves the track on the screen";
+    EXPECT_EQ(direct.input("isPlaying"), Value(true));
     direct.players.player->running = false;
     direct.center.postNotificationNameObjectUserInfo(
         "com.apple.iTunes.playerInfo", "com.apple.iTunes.player", {{"Player State", "Stopped"}});
@@ -169,16 +173,6 @@ TEST(Inputs, RetriggersIsPlayingPastTheRecord)
     EXPECT_THAT(packet(), ElementsAre(rise));
     in.fastForwardBy(2s);
     EXPECT_THAT(packet(), ElementsAre(fall, rise));
-}
-
-TEST(Inputs, APausedPlayerLeavesTheTrackOnTheScreen)
-{
-    Playing in(kDirect, {"Name", "isPlaying"});
-    in.play(trackNamed("A"));
-    in.play(trackNamed("B"), kPlayerStatePaused);
-    in.fastForwardBy(2s);
-    EXPECT_EQ(in.input("Name"), Value("A"));
-    EXPECT_EQ(in.input("isPlaying"), Value(true));
 }
 
 TEST(Inputs, AViewThatComesToAPlayerThatRunsShowsItsTrack)

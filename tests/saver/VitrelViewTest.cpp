@@ -17,6 +17,9 @@ const OperatingSystemVersion kCompanion{10, 14, 0}, kDirect{10, 13, 6};
 TEST(VitrelView, IsBuiltInOrderAndLoadsInTheNextTurn)
 {
     Saver in(kDirect);
+    for (const double width : {-1.0, std::nan("")})
+        EXPECT_FALSE(VitrelView::initWithFrameIsPreview(in.surroundings, makeRect(0, 0, width, 5), false));
+    EXPECT_EQ(in.loop.nextDue(), std::nullopt) << "no view has such a frame";
     in.composition("Muralis RSS Almanac", {});
     const auto view = in.makeView(true); // a preview is a view like any other
     ASSERT_TRUE(view && view->isPreview());
@@ -80,14 +83,6 @@ TEST(VitrelView, TakesOneRoadAndNotTheOther)
     companion.loop.turn();
     companion.fastForwardBy(10s);
     EXPECT_THAT(companion.loop.pending(*polled), ElementsAre("loop")) << "it asks for itself anew";
-}
-
-TEST(VitrelView, HasNoViewForAFrameThatNoViewCanHave)
-{
-    Saver in(kDirect);
-    EXPECT_EQ(VitrelView::initWithFrameIsPreview(in.surroundings, makeRect(0, 0, -1, 5), false), nullptr);
-    EXPECT_EQ(VitrelView::initWithFrameIsPreview(in.surroundings, makeRect(0, 0, std::nan(""), 5), false), nullptr);
-    EXPECT_EQ(in.loop.nextDue(), std::nullopt);
 }
 
 TEST(VitrelView, StopsInOrderAndOnlyThenLetsGo)

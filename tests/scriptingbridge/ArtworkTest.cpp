@@ -46,7 +46,7 @@ TEST(Artwork, IsReadFromRegularFilesOfThisMachine)
     EXPECT_EQ(fetched("file://" + escaped), "bytes");
 }
 
-TEST(Artwork, IsReadFromItsAddressItself)
+TEST(Artwork, IsReadFromItsAddressItselfAndKnowsItsPixels)
 {
     const std::tuple<const char*, std::optional<std::string>, const char*> cases[]
         = {{"data:image/png;base64,Zm9v", "foo", "base64"}, {"data:;base64,Zm9vYg", "foob", "without padding"},
@@ -55,10 +55,6 @@ TEST(Artwork, IsReadFromItsAddressItself)
             {"data:image/png", std::nullopt, "no comma"}, {"data:,", std::nullopt, "no bytes"}};
     for (const auto& [address, bytes, why] : cases)
         EXPECT_EQ(fetched(address), bytes) << why;
-}
-
-TEST(Artwork, KnowsHowManyPixelsItHas)
-{
     const std::atomic<bool> stop{false};
     EXPECT_EQ(fetchArtwork("data:;base64," + encodeBase64(pngOf(20, 30)), stop).pixels(), 600);
     EXPECT_EQ(fetchArtwork("data:,text", stop).pixels(), 0);
