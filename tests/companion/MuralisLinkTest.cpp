@@ -1,7 +1,6 @@
 #include "companion/MuralisLink.h"
 
 #include "companion/LinkOwner.h"
-#include "support/DateKit.h"
 #include "support/Repeated.h"
 
 #include <gmock/gmock.h>

@@ -2,12 +2,12 @@
 #include "companion/LinkOwner.h"
 #include "platform/foundation/CurlURLSession.h"
 #include "support/LocalServer.h"
+#include "support/PeakMemory.h"
 #include "support/RealLoop.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
 #include <thread>
 
 namespace vitrel {
@@ -16,12 +16,6 @@ namespace {
 using namespace std::chrono_literals;
 using Connection = LocalServer::Connection;
 using Request = LocalServer::Request;
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsMemoryOurs = false;
-#else
-constexpr bool kIsMemoryOurs = true;
-#endif
 
 // A link as the program has it, with ticks ten times as fast.
 struct RealLink : RealLoop {
@@ -93,14 +87,7 @@ TEST(RealCompanion, ThatHasGoneMadIsPolledOnUntilItRecovers)
     const std::string printed = testing::internal::GetCapturedStdout();
     EXPECT_NE(printed.find("Error converting data"), printed.npos);
     EXPECT_LT(printed.size(), 4096u) << "no answer belongs on the terminal";
-    if (kIsMemoryOurs) {
-        std::ifstream status("/proc/self/status");
-        for (std::string line; std::getline(status, line);) {
-            if (line.starts_with("VmHWM:")) {
-                EXPECT_LT(std::stoul(line.substr(6)), 256u << 10) << "KiB";
-            }
-        }
-    }
+    EXPECT_LT(peakMebibytes(), 256);
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include "feedinput/FeedInput.h"
 #include "FeedKit/fetch/CurlFetcher.h"
-#include "platform/foundation/RunLoop.h"
 #include "preferences/Settings.h"
 #include "support/FakeFetcher.h"
 #include "support/LocalServer.h"

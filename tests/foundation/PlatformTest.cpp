@@ -4,7 +4,6 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/OperatingSystemVersion.h"
 #include "platform/foundation/PropertyList.h"
-#include "platform/foundation/Surroundings.h"
 #include "support/ManualLoop.h"
 #include "support/TemporaryFolder.h"
 

@@ -1,7 +1,6 @@
 #include "music/TrackRecord.h"
 
 #include "base/Text.h"
-#include "music/TrackKeys.h"
 #include "platform/appkit/NSImage.h"
 #include "support/FakePlayer.h"
 #include "support/TestSurroundings.h"

@@ -1,10 +1,11 @@
 #include "platform/quartzcomposer/script/Script.h"
 
+#include "support/PeakMemory.h"
+
 #include <gmock/gmock.h>
 
 #include <chrono>
 #include <cmath>
-#include <fstream>
 #include <thread>
 
 namespace vitrel {
@@ -153,27 +154,9 @@ TEST(Script, RunsThatNeverEndAreEndedAndTheThirdTimeIsTheLast)
     }
 }
 
-// The most memory that the process has had since the last call of resetPeak, in MiB. Nothing under a sanitizer, which
-// holds on to what was freed.
-long peakMebibytes()
-{
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return 0;
-#endif
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.starts_with("VmHWM:"))
-            return std::stol(line.substr(6)) / 1024;
-    return 0;
-}
-void resetPeak()
-{
-    std::ofstream("/proc/self/clear_refs") << 5;
-}
-
 TEST(Script, MemoryAndStackHaveAnEnd)
 {
-    resetPeak();
+    resetPeakMemory();
     const long before = peakMebibytes();
     const char* const bodies[] = {"var a = []; while (true) a.push({x: a.length});",
         "var s = 'x'; while (true) s += s + s.length;", "var a = [new Array(1e8).fill(0), 1]; return {n: a.length}",

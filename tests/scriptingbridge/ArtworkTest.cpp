@@ -62,27 +62,25 @@ TEST(Artwork, IsReadFromItsAddressItselfAndKnowsItsPixels)
 
 TEST(Artwork, IsFetchedWithinLimits)
 {
-    const struct {
-        const char* why;
-        std::string answer;
-        std::optional<std::string> bytes;
-    } cases[] = {{"a picture", LocalServer::answer("bytes"), "bytes"},
+    const std::tuple<const char*, std::string, std::optional<std::string>> cases[] = {
+        {"a picture", LocalServer::answer("bytes"), "bytes"},
         {"a redirect", LocalServer::redirect("/there"), "moved"},
         {"a redirect to a file", LocalServer::redirect("file:///etc/hostname"), std::nullopt},
         {"a redirect without end", LocalServer::redirect("/again"), std::nullopt},
         {"a page that says so is no cover", LocalServer::answer("no cover", "", "404 Not Found"), std::nullopt},
-        {"more than 16 MiB, unannounced", LocalServer::head() + std::string((16 << 20) + 1, 'x'), std::nullopt}};
-    for (const auto& row : cases) {
-        const LocalServer server([&](const LocalServer::Request& request, const LocalServer::Connection& to) {
-            to.send(request.target == "/there" ? LocalServer::answer("moved") : row.answer);
+        {"more than 16 MiB, unannounced", LocalServer::head() + std::string((16 << 20) + 1, 'x'), std::nullopt},
+    };
+    for (const auto& [why, answer, bytes] : cases) {
+        const LocalServer server([answer = answer](const auto& request, const auto& to) {
+            to.send(request.target == "/there" ? LocalServer::answer("moved") : answer);
         });
-        EXPECT_EQ(fetched(server.url()), row.bytes) << row.why;
+        EXPECT_EQ(fetched(server.url()), bytes) << why;
     }
     const LocalServer good(LocalServer::answer("bytes"));
     std::atomic<bool> stop{true};
     EXPECT_EQ(fetchArtwork(good.url(), stop).bytes, nullptr) << "the program ends";
     stop = false;
-    const LocalServer silent([&](const LocalServer::Request&, const LocalServer::Connection& to) {
+    const LocalServer silent([&](const auto&, const auto& to) {
         stop = true;
         to.stall();
     });
