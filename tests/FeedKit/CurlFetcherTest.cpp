@@ -221,7 +221,7 @@ TEST(CurlFetcher, ReadsFilesOfThisMachine)
     const std::string feed = folder.path() + "/a%20b%25.xml", invalid = "error: the address is not valid";
     const std::pair<std::string, std::string> cases[]
         = {{"file://" + feed, "<rss/>"}, {"file://" + feed + "?x#y", "<rss/>"}, {"FILE://localhost" + feed, "<rss/>"},
-            {"file:" + feed, "<rss/>"}, {url("no-such-file"), "error: file not found"},
+            {"file:" + feed, "<rss/>"}, {url("a b%25.xml"), "<rss/>"}, {url("no-such-file"), "error: file not found"},
             {url("a%20b%25.xml/x"), "error: file not found"}, {url(""), "error: is a directory"},
             {url("pipe"), "error: is not a regular file"}, {url("a%00b"), invalid}, {"file:a.xml", invalid},
             {"file:", invalid}, {"file://elsewhere/a.xml", "error: the file is on another machine"}};

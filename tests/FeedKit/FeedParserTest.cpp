@@ -252,6 +252,8 @@ TEST(Models, AreEqualWhenAllTheirFieldsAre)
     EXPECT_EQ(makeSyndicationUpdatePeriod("DA\u0130LY"), std::nullopt);
     EXPECT_EQ(makeRSSFeedSkipDay("Friday "), std::nullopt);
     EXPECT_EQ(makeRSSFeedSkipDay("FRIDAY"), RSSFeedSkipDay::friday);
+    for (const std::string day : {"monday", "tuesday", "wednesday", "thursday", "friday", "saturday", "sunday"})
+        EXPECT_TRUE(makeRSSFeedSkipDay(day)) << day;
     MediaTag tag;
     EXPECT_EQ(tag.weight, 1);
     EXPECT_FALSE(tag == *MediaTag::tagsFrom("")[0]);

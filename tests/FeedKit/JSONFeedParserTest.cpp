@@ -212,7 +212,7 @@ TEST(Coding, TakesTheCallersDateStrategy)
     EXPECT_THAT(none.error().description, HasSubstr("Date decoding strategy failed."));
 }
 
-// Every document of the folder, by a second reader of JSON, and there and back.
+// Every document of the folder, by a second reader of JSON.
 TEST(SharedFeeds, ReadAsASecondReaderReadsThem)
 {
     const auto samples = sampleFeeds();
@@ -231,12 +231,6 @@ TEST(SharedFeeds, ReadAsASecondReaderReadsThem)
             continue;
         ++feeds;
         EXPECT_TRUE(*feed == *plain) << path;
-        const auto precise = [](Date date) { return std::to_string(date.secondsSince1970); };
-        const auto read = [](std::string_view text) -> vitrel::Result<Date, DateDecodingError> {
-            return Date{std::stod(std::string(text))};
-        };
-        const auto again = decode<JSONFeed>(bytesOf(encode(*feed, precise)), read);
-        EXPECT_TRUE(again && *again == *feed) << path << " changes when it is written and read again";
     }
     EXPECT_GT(feeds, 5);
 }

@@ -87,6 +87,7 @@ TEST(XMLFeedParser, MapsTextOnlyBetweenAStartTagAndTheFirstChild)
     EXPECT_EQ(outcomeOf(rss("<title>A<![CDATA[B]]>C</title>")), "title=\"ABC\"\n");
     EXPECT_EQ(outcomeOf(rss("<title>Foo &amp; Bar</title><title>!</title>")), "title=\"Foo & Bar!\"\n");
     EXPECT_EQ(outcomeOf(rss("<title>one<!-- c -->two<?p i?>three</title>")), "title=\"onetwothree\"\n");
+    EXPECT_EQ(outcomeOf(rss("<title>A</title><xescription>B</xescription>")), "title=\"A\"\n") << "another's end";
     // A child that is known by no row must not bring its grandchildren into the rows of the parent.
     EXPECT_EQ(outcomeOf(rss("<x><title>A</title></x><item><x><y/><title>B</title></x><title>C</title></item>")),
         "items=[]\nitems[0]={}\nitems[0].title=\"C\"\n");
@@ -147,6 +148,7 @@ TEST(XMLFeedParser, TellsACDATASectionThatIsNotUTF8)
         EXPECT_EQ(result.error(), ParserError::internalError("`CDATAblock` encoding error"));
         EXPECT_EQ(parser.parsingError(), ParserError::feedCDATABlockEncodingError("/rss/channel/item/title"));
     }
+    EXPECT_THAT(outcomeOf(rss("<title><![CDATA[a]]>\xFF</title>")), testing::StartsWith("not well-formed"));
     // A character that XML forbids is well-formed UTF-8: an error of the document, not of the encoding.
     EXPECT_THAT(outcomeOf(rss("<title><![CDATA[\xEF\xBF\xBE]]></title>")), testing::StartsWith("not well-formed"));
     EXPECT_THAT(outcomeOf(rss("<title><![CDATA[\x02]]></title>")), testing::StartsWith("not well-formed"));
@@ -183,7 +185,7 @@ TEST(XMLFeedParser, ReadsOtherEncodings)
         {declared("GB18030", "\xD6\xD0\x84\x31\xA4\x37"), "中\uFFFD"}, {declared("Big5", "\xA4\xA4"), "中"},
         {"\xFF\xFE" + wide(declared("UTF-16", "A"), true), "A"}, {"\xFE\xFF" + wide(title("A"), false), "A"},
         {wide(declared("UTF-16LE", "A"), true), "A"}, {wide(title("A"), false), "A"}, {declared("US-ASCII", "A"), "A"},
-        {declared("EUC-JP", "A") + "\xC6", "A"}, {wide(title("A"), true) + "\xFF", "A"}};
+        {declared("ASCII", "A"), "A"}, {declared("EUC-JP", "A") + "\xC6", "A"}, {wide(title("A"), true) + "\xFF", "A"}};
     for (const auto& [document, text] : titles)
         expect(document, "title=\"" + std::string(text) + "\"\n");
     for (const std::string unknown : {"no-such", "../../x", "Shift_JIS,version=1", "UTF-7"})

@@ -60,19 +60,15 @@ TEST(Companion, IsAskedTwiceASecondForTheDisplayThatTheViewIsOn)
     const auto window = in.show(view);
     in.interactive.drain();
     EXPECT_EQ(in.display(), "") << "no window when the first query was asked for";
-    std::vector<std::shared_ptr<const NSScreen>> screens{nullptr};
-    for (Value number : {Value(4294967295), Value("text"), Value(12)}) {
+    for (const auto& [number, display] : std::vector<std::pair<Value, const char*>>{
+             {Value(), ""}, {4294967295, "4294967295"}, {"text", ""}, {12, "12"}}) {
         NSScreen screen;
         screen.deviceDescription["NSScreenNumber"] = number;
-        screens.push_back(std::make_shared<const NSScreen>(screen));
-    }
-    const char* expected[] = {"", "4294967295", "", "12"};
-    for (std::size_t k = 0; k < screens.size(); ++k) {
         in.session.answer("{}");
-        window->setScreen(screens[k]);
+        window->setScreen(number == Value() ? nullptr : std::make_shared<const NSScreen>(screen));
         EXPECT_TRUE(in.comesAfter(0.5s, [&] { return in.interactive.drain(), in.session.requests.size() == 1; }));
         ASSERT_EQ(in.session.requests.size(), 1u);
-        EXPECT_EQ(in.display(), expected[k]);
+        EXPECT_EQ(in.display(), display);
     }
     EXPECT_EQ(in.session.sent, 5);
 }

@@ -73,7 +73,7 @@ Variants titled(const std::string& title)
         {"xesam:artist", sdbus::Variant(std::vector<std::string>{"A", "B"})}};
 }
 
-struct SessionBusTest : testing::Test {
+struct SessionBusTest : testing::Test, RealLoop {
     void SetUp() override
     {
         if (!daemon->isThere())
@@ -106,7 +106,7 @@ struct SessionBusTest : testing::Test {
     }
     template <class Condition> bool comesTrue(Condition condition)
     {
-        return real.turnUntil(condition, 20, [&] {
+        return turnUntil(condition, 20, [&] {
             for (const auto& one : on)
                 one->pump();
         });
@@ -119,9 +119,6 @@ struct SessionBusTest : testing::Test {
     TemporaryFolder folder;
     std::string address = "unix:path=" + (folder / "bus");
     std::unique_ptr<BusDaemon> daemon = std::make_unique<BusDaemon>(address);
-    RealLoop real;
-    SystemClock& clock = real.clock;
-    RunLoop& loop = real.loop;
     PoolQueue queue{2};
     NSDistributedNotificationCenter center{loop};
     Surroundings surroundings;
