@@ -153,8 +153,9 @@ TEST(NqiTunesManager, AFailedEventOfALostConnectionIsAClosedPlayer)
     EXPECT_THAT(in.heard(), ElementsAre("closed"));
     in.play("A");
     in.manager->cleanup();
-    in.post("Playing");
+    in.post("Paused");
     EXPECT_THAT(in.heard(), IsEmpty()) << "its cleanup ends everything";
+    EXPECT_THAT(in.loop.pending(*in.manager), IsEmpty());
     EXPECT_FALSE(in.manager->isRunning());
 }
 
