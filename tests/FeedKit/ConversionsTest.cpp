@@ -7,11 +7,7 @@ namespace {
 
 TEST(Trimmed, TakesUnicodeSpacesOffTheEndsAndNothingElse)
 {
-    struct {
-        const char* text;
-        const char* left;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {" \t\r\n\v\fa b\n", "a b", "ASCII; blanks within stay"},
         {"\u00A0\u2003x\u3000\u2028\u0085", "x", "no-break, em and ideographic space, line separator, next line"},
         {"\u200Bx", "\u200Bx", "a zero width space is a format character"},
@@ -26,15 +22,12 @@ TEST(Trimmed, TakesUnicodeSpacesOffTheEndsAndNothingElse)
 
 TEST(Numbers, TakeTheWholeTextOrNothing)
 {
-    struct {
-        const char* text;
-        std::optional<std::int64_t> integer;
-        std::optional<double> real;
-    } const cases[] = {{"60", 60, 60.0}, {"-7", -7, -7.0}, {"+7", 7, 7.0}, {"+-7", {}, {}}, {"-+7", {}, {}},
-        {"", {}, {}}, {"-", {}, {}}, {" 60", {}, {}}, {"60 ", {}, {}}, {"1.5", {}, 1.5}, {"-2.5e2", {}, -250.0},
-        {"0x10", {}, {}}, {"inf", {}, {}}, {"nan", {}, {}}, {"1e999", {}, {}},
-        {"9223372036854775807", INT64_MAX, 9223372036854775808.0}, {"9223372036854775808", {}, 9223372036854775808.0},
-        {"-9223372036854775808", INT64_MIN, -9223372036854775808.0}, {"1,5", {}, {}}};
+    const std::tuple<const char*, std::optional<std::int64_t>, std::optional<double>> cases[] = {{"60", 60, 60.0},
+        {"-7", -7, -7.0}, {"+7", 7, 7.0}, {"+-7", {}, {}}, {"-+7", {}, {}}, {"", {}, {}}, {"-", {}, {}},
+        {" 60", {}, {}}, {"60 ", {}, {}}, {"1.5", {}, 1.5}, {"-2.5e2", {}, -250.0}, {"0x10", {}, {}}, {"inf", {}, {}},
+        {"nan", {}, {}}, {"1e999", {}, {}}, {"9223372036854775807", INT64_MAX, 9223372036854775808.0},
+        {"9223372036854775808", {}, 9223372036854775808.0}, {"-9223372036854775808", INT64_MIN, -9223372036854775808.0},
+        {"1,5", {}, {}}};
     for (const auto& [text, integer, real] : cases) {
         EXPECT_EQ(toInteger(text), integer) << '"' << text << '"';
         EXPECT_EQ(toDouble(text), real) << '"' << text << '"';
@@ -53,24 +46,13 @@ TEST(ToBool, KnowsTenWordsExactly)
 
 TEST(ToDuration, ReadsPiecesFromTheRight)
 {
-    struct {
-        const char* text;
-        std::optional<double> seconds;
-        const char* why;
-    } const cases[] = {
-        {"90", 90, "seconds alone"},
-        {"1:30", 90, "minutes and seconds"},
-        {"01:02:03", 3723, "hours too"},
-        {"1:0:0:0", 216000, "no limit of three pieces"},
-        {"-1:30", -30, "a sign belongs to its piece"},
-        {" 5:00\n", 300, "blanks and newlines around it go"},
-        {"5: 00", std::nullopt, "blanks inside don't"},
-        {"90.5", std::nullopt, "a decimal point makes no integer"},
-        {"1::2", std::nullopt, "one empty piece fails the whole"},
-        {":", std::nullopt, "so do two"},
-        {"", std::nullopt, "and one alone"},
-        {"9223372036854775808", std::nullopt, "beyond 64 bits"},
-    };
+    const std::tuple<const char*, std::optional<double>, const char*> cases[]
+        = {{"90", 90, "seconds alone"}, {"1:30", 90, "minutes and seconds"}, {"01:02:03", 3723, "hours too"},
+            {"1:0:0:0", 216000, "no limit of three pieces"}, {"-1:30", -30, "a sign belongs to its piece"},
+            {" 5:00\n", 300, "blanks and newlines around it go"}, {"5: 00", std::nullopt, "blanks inside don't"},
+            {"90.5", std::nullopt, "a decimal point makes no integer"},
+            {"1::2", std::nullopt, "one empty piece fails the whole"}, {":", std::nullopt, "so do two"},
+            {"", std::nullopt, "and one alone"}, {"9223372036854775808", std::nullopt, "beyond 64 bits"}};
     std::string zeros = "0";
     for (int piece = 0; piece < 300; ++piece)
         zeros += ":0";

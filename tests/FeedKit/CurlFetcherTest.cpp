@@ -5,7 +5,6 @@
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <zlib.h>
 
@@ -45,30 +44,54 @@ std::string fetched(const std::string& url, FetchLimits limits = {})
     return contents ? std::string(vitrel::textOf(*contents)) : "error: " + contents.error();
 }
 
-TEST(CurlFetcher, GivesTheBytesOfAnAnswerHoweverTheyTravel)
+TEST(CurlFetcher, GivesTheBytesOfAnAnswerHoweverTheyTravelOrSaysWhatIsWrong)
 {
-    const std::string text(100'000, 'x');
+    const FetchLimits limits{.bytes = 100'000};
+    const std::string text(100'000, 'x'), tooMuch = text + "x", bytes(5000, 'x');
+    const std::string tooLarge = "error: too large: more than 100000 bytes",
+                      status = "error: the server answered with status ", brokeOff = "error: the connection broke off",
+                      damaged = "error: the answer's compression is damaged";
+    const auto chunked = LocalServer::head("Transfer-Encoding: chunked\r\n"), end = LocalServer::chunk("");
     const auto gzip = "Content-Encoding: gzip\r\n", deflate = "Content-Encoding: deflate\r\n";
-    const struct {
-        std::string answer;
-        const char* why;
-    } cases[] = {
-        {LocalServer::answer(text), "plain"},
-        {LocalServer::head() + text, "to the connection's end"},
-        {LocalServer::head("Transfer-Encoding: chunked\r\n") + LocalServer::chunk(text.substr(1))
-                + LocalServer::chunk("x") + LocalServer::chunk(""),
-            "chunked"},
-        {LocalServer::answer(compressed(text, 31), gzip), "gzip"},
-        {LocalServer::answer(compressed(text, 15), deflate), "deflate"},
-        {LocalServer::answer(text, {}, "203 Other"), "any status of success"},
-        {"HTTP/1.1 100 Continue\r\n\r\n" + LocalServer::answer(text), "an answer ahead of the answer"},
+    const std::tuple<const char*, std::string, std::string> cases[] = {
+        {"plain, as much as may be", LocalServer::answer(text), text},
+        {"nothing", LocalServer::answer(""), ""},
+        {"to the connection's end", LocalServer::head() + text, text},
+        {"chunked", chunked + LocalServer::chunk(text.substr(1)) + LocalServer::chunk("x") + end, text},
+        {"gzip", LocalServer::answer(compressed(text, 31), gzip), text},
+        {"deflate", LocalServer::answer(compressed(text, 15), deflate), text},
+        {"any status of success", LocalServer::answer(text, {}, "203 Other"), text},
+        {"an answer ahead of the answer", "HTTP/1.1 100 Continue\r\n\r\n" + LocalServer::answer(text), text},
+        {"404", LocalServer::answer("no", {}, "404 Who cares"), status + "404 (not found)"},
+        {"500", LocalServer::answer("no", {}, "500 X"), status + "500 (internal server error)"},
+        {"a status without a name", LocalServer::answer("no", {}, "418 X"), status + "418"},
+        {"304 without having asked for it", LocalServer::answer("", {}, "304 X"), status + "304"},
+        {"a redirect to no address", LocalServer::answer("x", {}, "302 X"), status + "302"},
+        {"a byte too few", LocalServer::head("Content-Length: 5001\r\n") + bytes, brokeOff},
+        {"no last chunk", chunked + LocalServer::chunk(bytes), brokeOff},
+        {"half a chunk", chunked + "1388\r\nxxx", brokeOff},
+        {"no gzip", LocalServer::answer("\x1f\x8b no gzip", gzip), damaged},
+        {"an unknown compression", LocalServer::head("Content-Encoding: no-such\r\n") + "x", damaged},
+        {"no byte", "", "error: the server answered nothing"},
+        {"no HTTP", "<rss/>", "error: the server's answer is no HTTP"},
+        {"one byte more", LocalServer::answer(tooMuch), tooLarge},
+        {"one byte more, not announced", LocalServer::head() + tooMuch, tooLarge},
+        {"too much is announced", LocalServer::head("Content-Length: 99999999999\r\n") + "x", tooLarge},
+        {"too much in chunks", chunked + LocalServer::chunk(tooMuch) + end, tooLarge},
+        {"small on the wire alone", LocalServer::answer(compressed(std::string(3'000'000, 'x'), 31), gzip), tooLarge},
     };
-    for (const auto& [answer, why] : cases) {
+    for (const auto& [why, answer, outcome] : cases) {
         LocalServer server(answer);
-        EXPECT_TRUE(fetched(server.url()) == text) << why;
+        const auto got = fetched(server.url(), limits);
+        EXPECT_TRUE(got == outcome) << why << ": " << got.substr(0, 100);
     }
-    LocalServer empty(LocalServer::answer(""));
-    EXPECT_EQ(fetched(empty.url()), "");
+    LocalServer endless([](const Request&, const Connection& to) {
+        to.send(LocalServer::head());
+        while (to.send(std::string(4096, 'x'))) { }
+    });
+    EXPECT_EQ(fetched(endless.url(), limits), tooLarge);
+    LocalServer large(LocalServer::head("Content-Length: 67108865\r\n"));
+    EXPECT_EQ(fetched(large.url()), "error: too large: more than 64 MiB");
 }
 
 TEST(CurlFetcher, AsksPlainlyAndForTheAddressAsGiven)
@@ -108,66 +131,6 @@ TEST(CurlFetcher, NeverLeavesHttpByARedirect)
         LocalServer server(LocalServer::redirect(target));
         EXPECT_EQ(fetched(server.url()), "error: a redirect leads to a scheme that isn't supported") << target;
     }
-}
-
-TEST(CurlFetcher, SaysWhatIsWrongWithAnAnswer)
-{
-    const std::string bytes(5000, 'x');
-    const auto length = [](const char* text) { return "Content-Length: " + std::string(text) + "\r\n"; };
-    const auto chunked = LocalServer::head("Transfer-Encoding: chunked\r\n");
-    const struct {
-        std::string answer;
-        const char* error;
-    } cases[] = {
-        {LocalServer::answer("no", {}, "404 Who cares"), "the server answered with status 404 (not found)"},
-        {LocalServer::answer("no", {}, "500 X"), "the server answered with status 500 (internal server error)"},
-        {LocalServer::answer("no", {}, "418 X"), "the server answered with status 418"},
-        {LocalServer::answer("", {}, "304 X"), "the server answered with status 304"},
-        {LocalServer::answer("x", {}, "302 no address"), "the server answered with status 302"},
-        {LocalServer::head(length("5001")) + bytes, "the connection broke off"},
-        {chunked + LocalServer::chunk(bytes), "the connection broke off"},
-        {chunked + "1388\r\nxxx", "the connection broke off"},
-        {LocalServer::answer("\x1f\x8b no gzip", "Content-Encoding: gzip\r\n"), "the answer's compression is damaged"},
-        {LocalServer::head("Content-Encoding: no-such\r\n") + "x", "the answer's compression is damaged"},
-        {"", "the server answered nothing"},
-        {"<rss/>", "the server's answer is no HTTP"},
-    };
-    for (const auto& [answer, error] : cases) {
-        LocalServer server(answer);
-        EXPECT_EQ(fetched(server.url()), std::string("error: ") + error) << answer.substr(0, 60);
-    }
-}
-
-TEST(CurlFetcher, HoldsItsLimitOfBytesWhateverTheAnswerClaims)
-{
-    const FetchLimits limits{.bytes = 100'000};
-    const std::string most(100'000, 'x'), tooMuch = most + "x", bomb(3'000'000, 'x');
-    const auto gzip = "Content-Encoding: gzip\r\n";
-    LocalServer exact(LocalServer::answer(most));
-    EXPECT_EQ(fetched(exact.url(), limits).size(), most.size());
-    const struct {
-        std::string answer;
-        const char* why;
-    } cases[] = {
-        {LocalServer::answer(tooMuch), "one byte more"},
-        {LocalServer::head() + tooMuch, "one byte more, not announced"},
-        {LocalServer::head("Content-Length: 99999999999\r\n") + "x", "too much is announced"},
-        {LocalServer::head("Transfer-Encoding: chunked\r\n") + LocalServer::chunk(tooMuch) + LocalServer::chunk(""),
-            "chunked"},
-        {LocalServer::answer(compressed(bomb, 31), gzip), "small on the wire alone"},
-    };
-    for (const auto& [answer, why] : cases) {
-        LocalServer server(answer);
-        EXPECT_EQ(fetched(server.url(), limits), "error: too large: more than 100000 bytes") << why;
-    }
-    LocalServer endless([](const Request&, const Connection& to) {
-        to.send(LocalServer::head());
-        while (to.send(std::string(4096, 'x'))) { }
-    });
-    EXPECT_EQ(fetched(endless.url(), limits), "error: too large: more than 100000 bytes");
-    const std::string mebibytes = LocalServer::head("Content-Length: 67108865\r\n");
-    LocalServer large(mebibytes);
-    EXPECT_EQ(fetched(large.url()), "error: too large: more than 64 MiB");
 }
 
 TEST(CurlFetcher, EndsInTimeWhereverTheServerFallsSilent)
@@ -226,10 +189,7 @@ TEST(CurlFetcher, RefusesWhatItCannotFetchInWords)
     }
     LocalServer plain("HTTP/1.1 400 what\r\n\r\n");
     const auto port = std::to_string(unused);
-    const struct {
-        std::string url;
-        const char* error;
-    } cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {"http://127.0.0.1:" + port, "connection refused, or the host can't be reached"},
         {"http://" + std::string(64, 'a') + "/", "host not found"}, // no name is that long, so nobody is asked
         {"ftp://127.0.0.1/feed", "unsupported scheme \"ftp\""},
@@ -257,26 +217,16 @@ TEST(CurlFetcher, ReadsFilesOfThisMachine)
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     ::chmod(unreadable.c_str(), 0);
     const auto url = [&](const std::string& name) { return "file://" + folder.path() + "/" + name; };
-    EXPECT_EQ(fetched(url("a%20b%25.xml")), "<rss/>");
-    EXPECT_EQ(fetched(url("a%20b%25.xml?x#y")), "<rss/>");
-    EXPECT_EQ(fetched("FILE://localhost" + folder.path() + "/a%20b%25.xml"), "<rss/>");
-    EXPECT_EQ(fetched("file:" + folder.path() + "/a%20b%25.xml"), "<rss/>");
     EXPECT_FALSE(fetched("file:///proc/self/status").empty()) << "its size is said to be 0";
-    const struct {
-        std::string url;
-        const char* error;
-    } cases[] = {
-        {url("no-such-file"), "file not found"},
-        {url("a%20b%25.xml/x"), "file not found"},
-        {url(""), "is a directory"},
-        {url("pipe"), "is not a regular file"},
-        {url("a%00b"), "the address is not valid"},
-        {"file:a.xml", "the address is not valid"},
-        {"file:", "the address is not valid"},
-        {"file://elsewhere/a.xml", "the file is on another machine"},
-    };
-    for (const auto& [address, error] : cases)
-        EXPECT_EQ(fetched(address), std::string("error: ") + error) << address;
+    const std::string feed = folder.path() + "/a%20b%25.xml", invalid = "error: the address is not valid";
+    const std::pair<std::string, std::string> cases[]
+        = {{"file://" + feed, "<rss/>"}, {"file://" + feed + "?x#y", "<rss/>"}, {"FILE://localhost" + feed, "<rss/>"},
+            {"file:" + feed, "<rss/>"}, {url("a b%25.xml"), "<rss/>"}, {url("no-such-file"), "error: file not found"},
+            {url("a%20b%25.xml/x"), "error: file not found"}, {url(""), "error: is a directory"},
+            {url("pipe"), "error: is not a regular file"}, {url("a%00b"), invalid}, {"file:a.xml", invalid},
+            {"file:", invalid}, {"file://elsewhere/a.xml", "error: the file is on another machine"}};
+    for (const auto& [address, outcome] : cases)
+        EXPECT_EQ(fetched(address), outcome) << address;
     if (::geteuid() != 0) {
         EXPECT_EQ(fetched(url("unreadable")), "error: no permission to read the file");
     }

@@ -3,35 +3,21 @@
 #include "FeedKit/dates/QuickReader.h"
 #include "support/PlainDates.h"
 
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <set>
 #include <thread>
-
-namespace vitrel {
-
-void PrintTo(const Date& date, std::ostream* out)
-{
-    *out << std::fixed << date.secondsSince1970;
-}
-
-} // namespace vitrel
 
 namespace FeedKit {
 namespace {
 
 using Seconds = std::optional<double>;
 
-std::optional<Date> dateOf(Seconds seconds)
+Seconds secondsOf(const std::optional<Date>& date)
 {
-    return seconds ? std::optional(Date{*seconds}) : std::nullopt;
+    return date ? Seconds(date->secondsSince1970) : std::nullopt;
 }
 
-struct Case {
-    const char* text;
-    Seconds seconds; // date -u -d gives them
-    const char* why;
-};
+using Case = std::tuple<const char*, Seconds, const char*>; // the seconds are those of date -u -d
 
 TEST(ToPermissiveDate, ReadsWhatFeedsWrite)
 {
@@ -65,34 +51,23 @@ TEST(ToPermissiveDate, ReadsWhatFeedsWrite)
         {"\u0662\u0660\u0660\u0666-01-02T15:04:05Z", 1136214245, "digits of another script"},
     };
     for (const auto& [text, seconds, why] : cases)
-        EXPECT_EQ(toPermissiveDate(text), dateOf(seconds)) << '"' << text << "\": " << why;
+        EXPECT_EQ(secondsOf(toPermissiveDate(text)), seconds) << '"' << text << "\": " << why;
 }
 
 TEST(ToPermissiveDate, RefusesWhatNoPatternTakesWhole)
 {
-    const std::pair<const char*, const char*> cases[] = {
-        {"", "nothing"},
-        {" \n", "blanks"},
-        {"not a date", "words"},
-        {"2006-01-02", "no pattern has a date alone"},
-        {"2006-01-02T15:04:05", "nor seconds without a zone"},
-        {"Mon, 30 Feb 2006 15:04:05 GMT", "days don't run over"},
-        {"2006-13-01T15:04:05Z", "nor months"},
-        {"2006-01-02T24:00:00Z", "nor hours"},
-        {"2006-01-02T15:04:60Z", "nor seconds: there are no leap seconds"},
-        {"1900-02-29T00:00:00Z", "no leap year"},
-        {"Mon, 02 Jan 2006 15:04:05 CET", "a zone without an English name"},
+    const std::pair<const char*, const char*> cases[] = {{"", "nothing"}, {" \n", "blanks"}, {"not a date", "words"},
+        {"2006-01-02", "no pattern has a date alone"}, {"2006-01-02T15:04:05", "nor seconds without a zone"},
+        {"Mon, 30 Feb 2006 15:04:05 GMT", "days don't run over"}, {"2006-13-01T15:04:05Z", "nor months"},
+        {"2006-01-02T24:00:00Z", "nor hours"}, {"2006-01-02T15:04:60Z", "nor seconds: there are no leap seconds"},
+        {"1900-02-29T00:00:00Z", "no leap year"}, {"Mon, 02 Jan 2006 15:04:05 CET", "a zone without an English name"},
         {"Mon, 02 Jan 2006 15:04:05 +0100 (CET)", "more text behind it"},
         {"Mon, 02 Sept 2006 15:04:05 GMT", "an abbreviation of four letters"},
-        {"Mon 02 Jan 2006 15:04:05 GMT", "no comma"},
-        {"2006-01-02t15:04:05Z", "literals have a case"},
-        {"2006-01-02T15:04:05+24:00", "an offset of a day"},
-        {"1 Feb 2004 00:00 +EST", "a sign before a name"},
-        {"1 Feb 2004 00:00 UTEST", "two names"},
-        {"2006-01-02T15:04:05Z-08:00", "two zones"},
-        {"1582-10-15T15:04:05\xFF", "bytes that aren't UTF-8"},
-        {"\xE2\x80(2000-02-06T15:04", "a cut character is no white space"},
-    };
+        {"Mon 02 Jan 2006 15:04:05 GMT", "no comma"}, {"Mon02 Jan 2006 15:04:05 GMT", "nor a blank"},
+        {"2006-01-02t15:04:05Z", "literals have a case"}, {"2006-01-02T15:04:05+24:00", "an offset of a day"},
+        {"1 Feb 2004 00:00 +EST", "a sign before a name"}, {"1 Feb 2004 00:00 UTEST", "two names"},
+        {"2006-01-02T15:04:05Z-08:00", "two zones"}, {"1582-10-15T15:04:05\xFF", "bytes that aren't UTF-8"},
+        {"\xE2\x80(2000-02-06T15:04", "a cut character is no white space"}};
     for (const auto& [text, why] : cases)
         EXPECT_EQ(toPermissiveDate(text), std::nullopt) << '"' << text << "\": " << why;
 }
@@ -100,23 +75,15 @@ TEST(ToPermissiveDate, RefusesWhatNoPatternTakesWhole)
 // One list of patterns for all three formatters would pass every other test here.
 TEST(Formatters, ReadTheirOwnPatternsAndNoOthers)
 {
-    struct {
-        const char* text;
-        Seconds rfc822, rfc3339, iso8601;
-    } const cases[] = {
-        {"Mon, 02 Jan 2006 15:04:05 GMT", 1136214245, {}, {}},
-        {"2 January 2006 15:04:05 GMT", 1136214245, {}, {}},
-        {"2006-01-02 15:04:05 Z", 1136214245, {}, {}},
-        {"2006-01-02T15:04:05.5+0100", {}, 1136210645.5, 1136210645.5},
-        {"2006-01-02T15:04:05 Z", {}, 1136214245, 1136214245},
-        {"2006-01-02T15:04:05-08:+0100", {}, 1136210645.08, {}},
-        {"2006-01-02T15:0412Z", {}, {}, 1136214240.12},
-        {"2006-01-02T15:04", {}, {}, 1136214240},
-    };
+    const std::tuple<const char*, Seconds, Seconds, Seconds> cases[] = {
+        {"Mon, 02 Jan 2006 15:04:05 GMT", 1136214245, {}, {}}, {"2 January 2006 15:04:05 GMT", 1136214245, {}, {}},
+        {"2006-01-02 15:04:05 Z", 1136214245, {}, {}}, {"2006-01-02T15:04:05.5+0100", {}, 1136210645.5, 1136210645.5},
+        {"2006-01-02T15:04:05 Z", {}, 1136214245, 1136214245}, {"2006-01-02T15:04:05-08:+0100", {}, 1136210645.08, {}},
+        {"2006-01-02T15:0412Z", {}, {}, 1136214240.12}, {"2006-01-02T15:04", {}, {}, 1136214240}};
     for (const auto& [text, rfc822, rfc3339, iso8601] : cases) {
-        EXPECT_EQ(RFC822DateFormatter().date(text), dateOf(rfc822)) << text;
-        EXPECT_EQ(RFC3339DateFormatter().date(text), dateOf(rfc3339)) << text;
-        EXPECT_EQ(ISO8601DateFormatter().date(text), dateOf(iso8601)) << text;
+        EXPECT_EQ(secondsOf(RFC822DateFormatter().date(text)), rfc822) << text;
+        EXPECT_EQ(secondsOf(RFC3339DateFormatter().date(text)), rfc3339) << text;
+        EXPECT_EQ(secondsOf(ISO8601DateFormatter().date(text)), iso8601) << text;
     }
 }
 
@@ -126,7 +93,7 @@ std::vector<std::string> mutations(const std::string& form)
     std::vector<std::string> made{form};
     for (std::size_t at = 0; at <= form.size(); ++at) {
         for (const char* put :
-            {" ", "0", "9", "-", "+", ":", ".", ",", "Z", "T", "x", "E1", "\u200E", "\u00A0", "\u0663"})
+            {" ", "\r", "0", "9", "-", "+", ":", ".", ",", "Z", "T", "x", "E1", "\u200E", "\u00A0", "\u0663"})
             made.push_back(form.substr(0, at) + put + form.substr(at));
         if (at == form.size())
             break;
@@ -201,16 +168,10 @@ TEST(HostileDates, ComeBackSoonAndWithNoDate)
         toPermissiveDate("2006-01-02T15:04" + fraction + "Z");
         EXPECT_FALSE(decodingStrategy("2006-01-02T15:04:05." + fraction + "Z") && digits > 34);
     }
-    const std::string hostile[] = {
-        "Mon, " + million + million + million + million + " Jan 2006 15:04:05 GMT",
-        million + "-01-02T15:04:05Z",
-        "2006-01-02T15:04:05." + million + "Z",
-        "2006-01-02T15:04:05Z" + million,
-        std::string(1'000'000, ':'),
-        "Mon, 02 Jan 2006 15:04:05 " + std::string(1'000'000, 'E'),
-        std::string(1'000'000, 'a') + "1:2",
-        std::string(500'000, '-') + ":" + std::string(500'000, '-'),
-    };
+    const std::string hostile[] = {"Mon, " + million + million + million + million + " Jan 2006 15:04:05 GMT",
+        million + "-01-02T15:04:05Z", "2006-01-02T15:04:05." + million + "Z", "2006-01-02T15:04:05Z" + million,
+        std::string(1'000'000, ':'), "Mon, 02 Jan 2006 15:04:05 " + std::string(1'000'000, 'E'),
+        std::string(1'000'000, 'a') + "1:2", std::string(500'000, '-') + ":" + std::string(500'000, '-')};
     for (const auto& text : hostile) {
         EXPECT_EQ(toPermissiveDate(text), std::nullopt) << text.substr(0, 40);
         EXPECT_FALSE(decodingStrategy(text)) << text.substr(0, 40);
@@ -220,13 +181,9 @@ TEST(HostileDates, ComeBackSoonAndWithNoDate)
 TEST(HostileDates, PaddingThatICUSkipsChangesNothing)
 {
     const std::string zeros(100'000, '0'), blanks(100'000, ' '), tabs(100, '\t'), word(100'000, 'a');
-    const std::string padded[] = {
-        "Mon, " + zeros + "2 Jan 2006 15:04:05 GMT",
-        "Mon, 02" + blanks + "Jan" + tabs + " 2006 15:04:05 GMT",
-        zeros + "2006-01-02T15:" + blanks + zeros + "4:05Z",
-        word + ", 02 Jan 2006 15:04:05 GMT",
-        word + ", " + blanks + "02 Jan 2006 15:04:05 GMT",
-    };
+    const std::string padded[] = {"Mon, " + zeros + "2 Jan 2006 15:04:05 GMT",
+        "Mon, 02" + blanks + "Jan" + tabs + " 2006 15:04:05 GMT", zeros + "2006-01-02T15:" + blanks + zeros + "4:05Z",
+        word + ", 02 Jan 2006 15:04:05 GMT", word + ", " + blanks + "02 Jan 2006 15:04:05 GMT"};
     for (const auto& text : padded)
         EXPECT_EQ(toPermissiveDate(text), Date{1136214245}) << text.substr(0, 20);
     EXPECT_EQ(toPermissiveDate("Xyz, 02 " + std::string(40, ' ') + "\tJan 2006 15:04:05 GMT"), std::nullopt)
@@ -266,17 +223,13 @@ private:
 
 TEST(DecodingStrategy, ReadsTheThreePatternsAndSaysSoIfNoneFits)
 {
-    const Case cases[] = {
-        {"2006-01-02T15:04:05Z", 1136214245, "the first"},
+    const Case cases[] = {{"2006-01-02T15:04:05Z", 1136214245, "the first"},
         {"2006-01-02T15:04:05.25+01:00", 1136210645.25, "the second"},
-        {"2006-01-02T15:04:05-08:+0100", 1136210645.08, "the third"},
-        {"", {}, "an empty text"},
-        {"2006-01-02T15:04:05Z\n", {}, "nothing is trimmed"},
-        {"Mon, 02 Jan 2006 15:04:05 GMT", {}, "another pattern"},
-    };
+        {"2006-01-02T15:04:05-08:+0100", 1136210645.08, "the third"}, {"", {}, "an empty text"},
+        {"2006-01-02T15:04:05Z\n", {}, "nothing is trimmed"}, {"Mon, 02 Jan 2006 15:04:05 GMT", {}, "another pattern"}};
     for (const auto& [text, seconds, why] : cases) {
         const auto date = decodingStrategy(text);
-        EXPECT_EQ(date ? std::optional(*date) : std::nullopt, dateOf(seconds)) << why;
+        EXPECT_EQ(date ? Seconds(date->secondsSince1970) : std::nullopt, seconds) << why;
         EXPECT_EQ(date ? "" : date.error().message, seconds ? "" : "Date decoding strategy failed.") << why;
     }
 }

@@ -50,27 +50,22 @@ TEST(FeedJson, HasTheModelsFieldsAndNothingForWhatIsAbsent)
 
 TEST(FeedJson, PrintsNumbersSoThatTheyReadBackAsTheyWere)
 {
-    const struct {
-        double seconds;
-        const char* text;
-    } dates[] = {{0, "0"}, {1700000000, "1700000000"}, {1700000000.25, "1700000000.25"},
-        {1700000000.123, "1700000000.123"}, {-62135596800, "-62135596800"}};
+    const std::pair<double, const char*> dates[] = {{0, "0"}, {1700000000, "1700000000"},
+        {1700000000.25, "1700000000.25"}, {1700000000.123, "1700000000.123"}, {-62135596800, "-62135596800"}};
+    auto rss = std::make_shared<RSSFeed>();
     for (const auto& [seconds, text] : dates) {
-        auto atom = std::make_shared<AtomFeed>();
-        atom->updated = Date{seconds};
-        EXPECT_EQ(line(Feed::atom(atom)), std::string(R"({"file":"f","kind":"atom","feed":{"updated":)") + text + "}}");
+        rss->pubDate = Date{seconds};
+        EXPECT_EQ(line(Feed::rss(rss)), std::string(R"({"file":"f","kind":"rss","feed":{"pubDate":)") + text + "}}");
     }
+    const auto read = [&] { return nlohmann::json::parse(line(Feed::rss(rss)))["feed"]; };
     for (const auto number : {std::int64_t(0), INT64_MAX, INT64_MIN}) {
-        auto rss = std::make_shared<RSSFeed>();
         rss->ttl = number;
-        EXPECT_EQ(nlohmann::json::parse(line(Feed::rss(rss)))["feed"]["ttl"].get<std::int64_t>(), number);
+        EXPECT_EQ(read()["ttl"].get<std::int64_t>(), number);
     }
+    rss->iTunes = std::make_shared<ITunesNamespace>();
     for (const double number : {0.1, 1.0 / 3, 1e300, 5e-324, 1e15, 123456789012345678.0, -90.0}) {
-        auto rss = std::make_shared<RSSFeed>();
-        rss->iTunes = std::make_shared<ITunesNamespace>();
         rss->iTunes->iTunesDuration = number;
-        EXPECT_EQ(
-            nlohmann::json::parse(line(Feed::rss(rss)))["feed"]["iTunes"]["iTunesDuration"].get<double>(), number);
+        EXPECT_EQ(read()["iTunes"]["iTunesDuration"].get<double>(), number);
     }
 }
 
@@ -82,14 +77,10 @@ TEST(FeedJson, EscapesWhatMustNotStandInAText)
     EXPECT_NE(text.find(R"("\"\\/\b\f\n\r\t\u000b\u0001\u001f)"), text.npos) << text;
     EXPECT_EQ(nlohmann::json::parse(text)["feed"]["title"], *rss->title);
     EXPECT_EQ(text.find('\n'), text.npos);
-}
-
-// A file may be called anything; the line must stay JSON.
-TEST(FeedJson, RepairsNamesAndReasons)
-{
-    const std::string text = documentJson("a\xff\n\xe2\x82", ParserError::internalError("b\xc0"), JsonLayout::line);
+    // A file may be called anything; the line must stay JSON.
+    const std::string odd = documentJson("a\xff\n\xe2\x82", ParserError::internalError("b\xc0"), JsonLayout::line);
     EXPECT_EQ(
-        text, "{\"file\":\"a\uFFFD\\n\uFFFD\uFFFD\",\"error\":{\"case\":\"internalError\",\"reason\":\"b\uFFFD\"}}");
+        odd, "{\"file\":\"a\uFFFD\\n\uFFFD\uFFFD\",\"error\":{\"case\":\"internalError\",\"reason\":\"b\uFFFD\"}}");
     EXPECT_EQ(documentJson("f", ParserError::feedNotFound(), JsonLayout::line),
         R"({"file":"f","error":{"case":"feedNotFound","reason":"Couldn't parse any known feed"}})");
 }

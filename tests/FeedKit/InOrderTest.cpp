@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -12,15 +11,14 @@ namespace {
 TEST(InOrder, HandsOverInOrderWhateverTheNumberOfThreads)
 {
     for (const unsigned threads : {1u, 2u, 7u, 64u}) {
-        std::string taken;
-        std::string expected;
+        std::string taken, expected;
+        std::size_t failures = 0;
         // The later, the sooner made.
         const auto make = [](std::size_t index) {
             for (std::size_t k = index % 8; k < 8; ++k)
                 std::this_thread::yield();
             return Report{std::to_string(index) + " ", index == 3};
         };
-        std::size_t failures = 0;
         inOrder(
             500, threads, make,
             [&](const Report& report) {

@@ -12,80 +12,38 @@ namespace FeedKit {
 // fields have no entry.
 using Leaves = std::map<std::string, std::string>;
 
-namespace leaves {
-
-template <class T> void put(Leaves& to, const std::string& path, const T& value);
-
-inline void putValue(Leaves& to, const std::string& path, const std::string& text)
+template <class T> void putLeaves(Leaves& to, const std::string& path, const T& value)
 {
-    to[path] = '"' + text + '"';
+    if constexpr (std::is_same_v<T, std::string>)
+        to[path] = '"' + value + '"';
+    else if constexpr (std::is_same_v<T, bool>)
+        to[path] = value ? "yes" : "no";
+    else if constexpr (std::is_arithmetic_v<T>)
+        to[path] = std::to_string(value);
+    else if constexpr (std::is_same_v<T, Date>)
+        to[path] = std::to_string(value.secondsSince1970);
+    else if constexpr (std::is_enum_v<T>)
+        to[path] = rawValue(value);
+    else if constexpr (Model<T>) {
+        if (!path.empty())
+            to[path] = "{}";
+        forEachField<T>([&](const auto& field) {
+            putLeaves(to, path + (path.empty() ? "" : ".") + std::string(field.name), value.*field.member);
+        });
+    } else if constexpr (requires { value.size(); }) {
+        to[path] = "[]";
+        for (std::size_t k = 0; k < value.size(); ++k)
+            putLeaves(to, path + '[' + std::to_string(k) + ']', value[k]);
+    } else if (value)
+        putLeaves(to, path, *value);
 }
-inline void putValue(Leaves& to, const std::string& path, bool flag)
-{
-    to[path] = flag ? "yes" : "no";
-}
-inline void putValue(Leaves& to, const std::string& path, std::int64_t number)
-{
-    to[path] = std::to_string(number);
-}
-inline void putValue(Leaves& to, const std::string& path, double number)
-{
-    to[path] = std::to_string(number);
-}
-inline void putValue(Leaves& to, const std::string& path, Date date)
-{
-    to[path] = std::to_string(date.secondsSince1970);
-}
-inline void putValue(Leaves& to, const std::string& path, RSSFeedSkipDay day)
-{
-    to[path] = rawValue(day);
-}
-inline void putValue(Leaves& to, const std::string& path, SyndicationUpdatePeriod period)
-{
-    to[path] = rawValue(period);
-}
-
-template <class T> void putValue(Leaves& to, const std::string& path, const std::vector<T>& array)
-{
-    to[path] = "[]";
-    for (std::size_t k = 0; k < array.size(); ++k)
-        put(to, path + '[' + std::to_string(k) + ']', array[k]);
-}
-
-template <Model T> void putValue(Leaves& to, const std::string& path, const T& object)
-{
-    if (!path.empty())
-        to[path] = "{}";
-    forEachField<T>([&](const auto& field) {
-        put(to, path + (path.empty() ? "" : ".") + std::string(field.name), object.*field.member);
-    });
-}
-
-template <class T> struct IsOptional : std::false_type { };
-template <class T> struct IsOptional<std::optional<T>> : std::true_type { };
-template <class T> struct IsOptional<std::shared_ptr<T>> : std::true_type { };
-
-template <class T> void put(Leaves& to, const std::string& path, const T& value)
-{
-    if constexpr (IsOptional<T>::value) {
-        if (value)
-            putValue(to, path, *value);
-    } else {
-        putValue(to, path, value);
-    }
-}
-
-} // namespace leaves
 
 inline Leaves leavesOf(const Feed& feed)
 {
     Leaves to;
-    if (const auto rss = feed.rssFeed())
-        leaves::put(to, "", *rss);
-    if (const auto atom = feed.atomFeed())
-        leaves::put(to, "", *atom);
-    if (const auto json = feed.jsonFeed())
-        leaves::put(to, "", *json);
+    putLeaves(to, "", feed.rssFeed());
+    putLeaves(to, "", feed.atomFeed());
+    putLeaves(to, "", feed.jsonFeed());
     return to;
 }
 

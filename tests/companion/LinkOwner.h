@@ -6,15 +6,14 @@
 #include "support/ManualLoop.h"
 
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
 namespace vitrel {
 
 // What stands in for a view: it notes what it is given.
-class LinkOwner final : public MuralisLinkOwner, public std::enable_shared_from_this<LinkOwner>
-{
-public:
+struct LinkOwner final : MuralisLinkOwner, std::enable_shared_from_this<LinkOwner> {
     explicit LinkOwner(const MuralisLink::Means& means)
         : link(means, *this)
     { }
@@ -48,20 +47,20 @@ struct LinkInHand : ManualLoop {
         link.scheduleQueryMuralisApp();
         queue.drain();
     }
-    // "state" or "data" and the display of each unanswered request.
+    // A tick whose query is answered.
+    void ask(const std::string& answer)
+    {
+        poll();
+        session.answer(answer);
+        settle();
+    }
+    // What is asked for, and the display, of each unanswered request.
     std::string waiting() const
     {
+        static const std::regex url("http://localhost:9802/music/(\\w+)\\?screen=(\\d*)&.*");
         std::string out;
-        for (const auto& request : session.requests) {
-            const bool isState = request.url.starts_with("http://localhost:9802/music/ChangeID?screen=");
-            const bool isData = request.url.starts_with("http://localhost:9802/music/Data?screen=");
-            const auto from = request.url.find('=') + 1;
-            out += (out.empty() ? "" : " ")
-                + std::string(isState ? "state"
-                        : isData      ? "data"
-                                      : "?")
-                + request.url.substr(from, request.url.find('&') - from);
-        }
+        for (const auto& request : session.requests)
+            out += std::regex_replace(request.url, url, "$1 $2 ");
         return out;
     }
 };

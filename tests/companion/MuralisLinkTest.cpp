@@ -1,7 +1,7 @@
 #include "companion/MuralisLink.h"
 
 #include "companion/LinkOwner.h"
-#include "support/DateKit.h"
+#include "support/Repeated.h"
 
 #include <gmock/gmock.h>
 
@@ -10,8 +10,7 @@
 namespace vitrel {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 // Plays events: t a tick, q the queue runs, f the answer of the oldest request has been dealt with, x a tick in which
 // the companion is gone.
@@ -32,12 +31,7 @@ void play(LinkInHand& in, const std::string& events)
 
 TEST(Pacing, OneStateQueryAtATimeAndNoWishIsLost)
 {
-    struct {
-        const char* events;
-        int sent;
-        bool inProgress, scheduled;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<const char*, int, bool, bool, const char*> cases[] = {
         {"", 0, false, false, "idle"},
         {"t", 0, false, true, "the mark is set by the query, not by the tick"},
         {"tq", 1, true, false, "idle: the tick starts one"},
@@ -102,13 +96,13 @@ TEST(Answer, ANewStateLeadsToTheTrackAndAtOnceToTheNextStateQuery)
     in.link.scheduleQueryMuralisApp();
     in.owner->display = "8"; // after the hand-over to the queue
     in.queue.drain();
-    EXPECT_EQ(in.waiting(), "state7");
+    EXPECT_EQ(in.waiting(), "ChangeID 7 ");
     in.session.answer(R"({"ChangeID": "A"})");
     EXPECT_EQ(in.link.lastStateID(), std::nullopt) << "nothing of it off the main queue";
     in.settle();
     in.queue.drain();
     EXPECT_EQ(in.link.lastStateID(), "A");
-    EXPECT_EQ(in.waiting(), "data7 state8") << "the data for the display of the answered request";
+    EXPECT_EQ(in.waiting(), "Data 7 ChangeID 8 ") << "the data for the display of the answered request";
     in.session.answer(R"({"Data": {"Name": "Song"}})");
     in.settle();
     EXPECT_THAT(in.owner->packets, ElementsAre(Dictionary{{"Name", "Song"}}));
@@ -121,25 +115,15 @@ TEST(Answer, ANewStateLeadsToTheTrackAndAtOnceToTheNextStateQuery)
 
 TEST(Answer, ChangesAreToldByInequalityAlone)
 {
-    struct {
-        std::optional<std::string> last;
-        const char* answer;
-        int requests;
-        const char* why;
-    } const cases[] = {
-        {std::nullopt, R"({"ChangeID": ""})", 1, "empty is not null"},
-        {"", R"({"ChangeID": ""})", 0, "empty again"},
-        {"A", R"({"ChangeID": "A"})", 0, "the same"},
-        {"A", R"({"ChangeID": "a"})", 1, "another"},
-        {"A", R"({"ChangeID": "A", "Data": {}})", 0, "a packet with the same state"},
-        {"A", R"({"ChangeID": "A", "ChangeID": "B"})", 1, "the last counts"},
-    };
+    const std::tuple<std::optional<std::string>, const char*, int, const char*> cases[]
+        = {{std::nullopt, R"({"ChangeID": ""})", 1, "empty is not null"}, {"", R"({"ChangeID": ""})", 0, "empty again"},
+            {"A", R"({"ChangeID": "A"})", 0, "the same"}, {"A", R"({"ChangeID": "a"})", 1, "another"},
+            {"A", R"({"ChangeID": "A", "Data": {}})", 0, "a packet with the same state"},
+            {"A", R"({"ChangeID": "A", "ChangeID": "B"})", 1, "the last counts"}};
     for (const auto& [last, answer, requests, why] : cases) {
         LinkInHand in;
         in.link.setLastStateID(last);
-        in.poll();
-        in.session.answer(answer);
-        in.settle();
+        in.ask(answer);
         EXPECT_EQ(in.session.sent - 1, requests) << why;
     }
 }
@@ -156,25 +140,13 @@ std::string printedFor(LinkInHand& in, const std::string& answer)
 // Whatever comes, the query ends and the next tick asks again.
 TEST(Answer, WhatIsOfAnotherKindIsPassedOver)
 {
-    struct {
-        const char* answer;
-        bool isPrinted;
-        std::size_t packets;
-        int requests;
-        const char* why;
-    } const cases[] = {
-        {"", true, 0, 0, "no bytes"},
-        {"<html>403</html>", true, 0, 0, "an error page"},
-        {R"({"ChangeID": "B")", true, 0, 0, "cut off"},
+    const std::tuple<const char*, bool, std::size_t, int, const char*> cases[] = {{"", true, 0, 0, "no bytes"},
+        {"<html>403</html>", true, 0, 0, "an error page"}, {R"({"ChangeID": "B")", true, 0, 0, "cut off"},
         {R"({"ChangeID": "B"} x)", true, 0, 0, "something behind it"},
         {"{\"ChangeID\": \"\xFF\"}", true, 0, 0, "no UTF-8"},
-        {R"({"ChangeID": 1e999})", true, 0, 0, "a number that is none"},
-        {"[1, 2]", false, 0, 0, "an array"},
-        {"5", false, 0, 0, "a number"},
-        {R"("ChangeID")", false, 0, 0, "a text"},
-        {"null", false, 0, 0, "null"},
-        {R"([{"ChangeID": "B", "Data": {}}])", false, 0, 0, "an object, but inside"},
-        {"{}", false, 0, 0, "empty"},
+        {R"({"ChangeID": 1e999})", true, 0, 0, "a number that is none"}, {"[1, 2]", false, 0, 0, "an array"},
+        {"5", false, 0, 0, "a number"}, {R"("ChangeID")", false, 0, 0, "a text"}, {"null", false, 0, 0, "null"},
+        {R"([{"ChangeID": "B", "Data": {}}])", false, 0, 0, "an object, but inside"}, {"{}", false, 0, 0, "empty"},
         {R"({"changeid": "B", "data": {}})", false, 0, 0, "other keys"},
         {R"({"ChangeID": 5, "Data": {}})", false, 1, 0, "a number for the state"},
         {R"({"ChangeID": null, "Data": {}})", false, 1, 0, "null for the state"},
@@ -184,8 +156,7 @@ TEST(Answer, WhatIsOfAnotherKindIsPassedOver)
         {R"({"ChangeID": "B", "Data": [{}]})", false, 0, 1, "an array for the packet"},
         {R"({"ChangeID": "B", "Data": null})", false, 0, 1, "null for the packet"},
         {R"({"ChangeID": "B", "Data": {}, "Data": 1})", false, 0, 1, "the last packet counts"},
-        {R"({"Other": {"Data": {}, "ChangeID": "B"}})", false, 0, 0, "further inside"},
-    };
+        {R"({"Other": {"Data": {}, "ChangeID": "B"}})", false, 0, 0, "further inside"}};
     for (const auto& [answer, isPrinted, packets, requests, why] : cases) {
         LinkInHand in;
         in.link.setLastStateID("A");
@@ -219,34 +190,23 @@ TEST(Answer, AFailedRequestPrintsNothingAndKeepsAll)
 
 TEST(Packet, IsAppliedAgainAfterASecondIfTheStateIsStillTheSame)
 {
-    struct {
-        std::optional<std::string> before, after;
-        std::size_t times;
-        const char* why;
-    } const cases[] = {{"A", "A", 2, "the same"}, {std::nullopt, std::nullopt, 2, "both null"},
-        {"A", "B", 1, "moved on"}, {std::nullopt, "A", 1, "came"}, {std::nullopt, "", 1, "null is not empty"}};
+    const std::tuple<std::optional<std::string>, std::optional<std::string>, std::size_t, const char*> cases[]
+        = {{"A", "A", 2, "the same"}, {std::nullopt, std::nullopt, 2, "both null"}, {"A", "B", 1, "moved on"},
+            {std::nullopt, "A", 1, "came"}, {std::nullopt, "", 1, "null is not empty"}};
     for (const auto& [before, after, times, why] : cases) {
         LinkInHand in;
         in.link.setLastStateID(before);
-        in.poll();
-        in.session.answer(R"({"Data": {"Name": "Song"}})");
-        in.settle();
+        in.ask(R"({"Data": {"Name": "Song"}})");
         ASSERT_EQ(in.owner->packets.size(), 1u) << why;
         in.link.setLastStateID(after);
         EXPECT_EQ(in.comesAfter(Seconds(1), [&] { return in.owner->packets.size() == 2; }), times == 2) << why;
         in.fastForwardBy(Seconds(5));
         EXPECT_EQ(in.owner->packets.size(), times) << "and never again";
     }
-}
-
-TEST(Packet, WithANewStateIsAppliedOnceAndAskedForAnew)
-{
-    LinkInHand in;
+    LinkInHand in; // with a new state beside it
     in.link.setLastStateID("A");
-    in.poll();
-    in.session.answer(R"({"ChangeID": "B", "Data": {"Name": "Song"}})");
-    in.settle();
-    EXPECT_EQ(in.waiting(), "data7");
+    in.ask(R"({"ChangeID": "B", "Data": {"Name": "Song"}})");
+    EXPECT_EQ(in.waiting(), "Data 7 ");
     in.fastForwardBy(Seconds(2));
     EXPECT_THAT(in.owner->packets, ElementsAre(Dictionary{{"Name", "Song"}}));
 }
@@ -254,10 +214,8 @@ TEST(Packet, WithANewStateIsAppliedOnceAndAskedForAnew)
 TEST(Packet, HoldsEveryKindOfValueThatJsonHas)
 {
     LinkInHand in;
-    in.poll();
-    in.session.answer(R"({"Data": {"t": "\u00e9\ud83c\udfb5", "i": -5, "big": 18446744073709551615, "f": 1.5, "b": true,
+    in.ask(R"({"Data": {"t": "\u00e9\ud83c\udfb5", "i": -5, "big": 18446744073709551615, "f": 1.5, "b": true,
         "n": null, "a": [1, ["x"]], "o": {"k": {}}, "twice": 1, "twice": 2}, "Rest": [{"t": 1}]})");
-    in.settle();
     ASSERT_EQ(in.owner->packets.size(), 1u);
     EXPECT_EQ(in.owner->packets[0],
         (Dictionary{{"t", "é🎵"}, {"i", -5}, {"big", 18446744073709551615.0}, {"f", 1.5}, {"b", true}, {"n", Value()},
@@ -266,33 +224,18 @@ TEST(Packet, HoldsEveryKindOfValueThatJsonHas)
 
 TEST(Answer, ThatIsBuiltToExhaustIsRefused)
 {
-    const auto nested = [](int levels, const char* open, const char* close) {
-        std::string text = "{\"ChangeID\": \"B\", \"Data\": {\"x\": ";
-        for (int k = 0; k < levels; ++k)
-            text += open;
-        text += "1";
-        for (int k = 0; k < levels; ++k)
-            text += close;
-        return text + "}}";
+    const auto nested = [](std::size_t levels, const char* open, const char* close) {
+        return "{\"ChangeID\": \"B\", \"Data\": {\"x\": " + repeated(open, levels) + "1" + repeated(close, levels)
+            + "}}";
     };
-    std::string many = "{\"Data\": {\"x\": [0";
-    for (int k = 0; k < 200'000; ++k)
-        many += ",0";
-    many += "]}}";
-    const std::string other = "{\"Rest" + many.substr(6); // the same beside the packet costs nothing
-    struct {
-        std::string answer;
-        bool isRefused;
-        const char* why;
-    } const cases[] = {
-        {nested(510, "[", "]"), false, "as deep as the platform reads"},
-        {nested(511, "[", "]"), true, "one deeper"},
-        {nested(100'000, "[", "]"), true, "arrays without end"},
-        {nested(100'000, "{\"a\": ", "}"), true, "objects without end"},
-        {std::string(1'000'000, '['), true, "opened alone"},
-        {many, true, "more values than a track has"},
-        {other, false, "as many of no interest"},
-    };
+    const auto many = [](std::size_t values) { return "{\"Data\": {\"x\": [0" + repeated(",0", values - 1) + "]}}"; };
+    const std::string other = "{\"Rest" + many(200'000).substr(6); // the same beside the packet costs nothing
+    const std::tuple<std::string, bool, const char*> cases[]
+        = {{nested(510, "[", "]"), false, "as deep as the platform reads"}, {nested(511, "[", "]"), true, "one deeper"},
+            {nested(100'000, "[", "]"), true, "arrays without end"},
+            {nested(100'000, "{\"a\": ", "}"), true, "objects without end"},
+            {std::string(1'000'000, '['), true, "opened alone"}, {many(100'000), false, "many values"},
+            {many(100'001), true, "one more"}, {other, false, "as many of no interest"}};
     for (const auto& [answer, isRefused, why] : cases) {
         LinkInHand in;
         EXPECT_EQ(!printedFor(in, answer).empty(), isRefused) << why;
@@ -309,9 +252,7 @@ TEST(Packet, HugeOnesWaitForTheirSecondApplicationOnlyAsFarAsMemoryAllows)
         return head + std::string(size - head.size() - tail.size(), 'A') + tail;
     };
     const auto take = [&](const std::string& answer) {
-        in.poll();
-        in.session.answer(answer);
-        in.settle();
+        in.ask(answer);
         return std::exchange(in.owner->packets, {}).size();
     };
     for (const std::size_t size : {40u << 20, (24u << 20) + 1, 24u << 20})
@@ -324,31 +265,22 @@ TEST(Packet, HugeOnesWaitForTheirSecondApplicationOnlyAsFarAsMemoryAllows)
 }
 
 // The owner is a view: it must live while a request does, and end on the main thread.
-TEST(Owner, LivesAsLongAsARequestAndNoLonger)
+TEST(Owner, LivesAsLongAsARequestAndGoesOnTheMainThreadAlsoWhereTheSessionOrTheQueueDropsIt)
 {
-    LinkInHand in;
-    const std::weak_ptr<LinkOwner> weak = in.owner;
-    in.poll();
-    in.owner.reset();
-    EXPECT_FALSE(weak.expired());
-    in.session.answer("{}");
-    EXPECT_FALSE(weak.expired()) << "not within the handler";
-    in.settle();
-    EXPECT_TRUE(weak.expired());
-}
-
-TEST(Owner, IsLetGoOnTheMainThreadWhenTheSessionOrTheQueueDropsARequest)
-{
-    LinkInHand in;
-    const std::weak_ptr<LinkOwner> weak = in.owner;
-    in.poll();
-    in.link.queryMuralisAppOnBackgroundThread();
-    in.owner.reset();
-    in.session.invalidateAndCancel();
-    in.queue.blocks.clear();
-    EXPECT_FALSE(weak.expired());
-    in.settle();
-    EXPECT_TRUE(weak.expired());
+    for (const bool isDropped : {false, true}) {
+        LinkInHand in;
+        const std::weak_ptr<LinkOwner> weak = in.owner;
+        in.poll();
+        if (isDropped)
+            in.link.queryMuralisAppOnBackgroundThread();
+        in.owner.reset();
+        EXPECT_FALSE(weak.expired());
+        isDropped ? in.session.invalidateAndCancel() : in.session.answer("{}");
+        in.queue.blocks.clear();
+        EXPECT_FALSE(weak.expired()) << "not within the handler";
+        in.settle();
+        EXPECT_TRUE(weak.expired());
+    }
 }
 
 } // namespace

@@ -2,11 +2,12 @@
 #include "companion/LinkOwner.h"
 #include "platform/foundation/CurlURLSession.h"
 #include "support/LocalServer.h"
+#include "support/PeakMemory.h"
+#include "support/RealLoop.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
 #include <thread>
 
 namespace vitrel {
@@ -16,16 +17,8 @@ using namespace std::chrono_literals;
 using Connection = LocalServer::Connection;
 using Request = LocalServer::Request;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kIsMemoryOurs = false;
-#else
-constexpr bool kIsMemoryOurs = true;
-#endif
-
 // A link as the program has it, with ticks ten times as fast.
-struct RealLink {
-    SystemClock clock;
-    RunLoop loop{clock};
+struct RealLink : RealLoop {
     CurlURLSession session;
     PoolQueue queue{2};
     std::shared_ptr<LinkOwner> owner;
@@ -39,37 +32,12 @@ struct RealLink {
         ticks = loop.scheduledTimer(Seconds(0.05), true, [this] { owner->link.scheduleQueryMuralisApp(); });
     }
     ~RealLink() { session.invalidateAndCancel(); }
-
-    // False if `isDone` doesn't hold within half a minute.
-    template <class Test> bool turnUntil(Test isDone)
-    {
-        const Seconds end = clock.now() + Seconds(30);
-        while (!isDone() && clock.now() < end) {
-            loop.wait(Seconds(0.02));
-            loop.turn();
-        }
-        return isDone();
-    }
 };
 
 void serveTrack(const Request& request, const Connection& to)
 {
     const bool isData = request.target.starts_with(kCompanionDataTarget);
     to.send(LocalServer::answer(isData ? R"({"Data": {"Name": "Song"}})" : R"({"ChangeID": "well"})"));
-}
-
-TEST(RealCompanion, OfEitherAddressFamilyGivesItsTrack)
-{
-    for (const int family : {AF_INET, AF_INET6}) {
-        const LocalServer server(serveTrack, family);
-        if (server.port() == 0)
-            continue; // no IPv6 on this machine
-        RealLink in(server.port(), {});
-        ASSERT_TRUE(in.turnUntil([&] { return in.owner->packets.size() == 2; })) << "at once and a second later";
-        EXPECT_EQ(in.owner->packets[0], (Dictionary{{"Name", "Song"}}));
-        for (const auto& request : server.requests())
-            EXPECT_NE(request.target.find("screen=7&s="), std::string::npos) << request.target;
-    }
 }
 
 // Each of these has hung, crashed or filled a poller somewhere. The companion does all in turn and then recovers.
@@ -113,20 +81,13 @@ TEST(RealCompanion, ThatHasGoneMadIsPolledOnUntilItRecovers)
                 serveTrack(request, to);
         });
         RealLink in(server.port(), {400ms, URLSessionLimits().bytes});
-        EXPECT_TRUE(in.turnUntil([&] { return in.owner->packets.size() >= 2; })) << "stopped at " << next;
+        EXPECT_TRUE(in.turnUntil([&] { return in.owner->packets.size() >= 2; }, 30)) << "stopped at " << next;
         EXPECT_EQ(in.owner->packets.back(), (Dictionary{{"Name", "Song"}}));
     }
     const std::string printed = testing::internal::GetCapturedStdout();
     EXPECT_NE(printed.find("Error converting data"), printed.npos);
     EXPECT_LT(printed.size(), 4096u) << "no answer belongs on the terminal";
-    if (kIsMemoryOurs) {
-        std::ifstream status("/proc/self/status");
-        for (std::string line; std::getline(status, line);) {
-            if (line.starts_with("VmHWM:")) {
-                EXPECT_LT(std::stoul(line.substr(6)), 256u << 10) << "KiB";
-            }
-        }
-    }
+    EXPECT_LT(peakMebibytes(), 256);
 }
 
 } // namespace

@@ -18,9 +18,7 @@ constexpr const char* kDate = "2026-11-16 21.54.29.123";
 // with the salts in `first` and `second`.
 TEST(Token, IsWhatAShellWorksOut)
 {
-    struct {
-        const char *id, *query;
-    } const cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"6F9619FF-8B86-D011-B42D-00C04FC964F1",
             "&s=kfPjHVwcYik1U3F1BI1x8A==&id=6F9619FF-8B86-D011-B42D-00C04FC964F1&d=2026-11-16 21.54.29.123"
             "&h=qxb+UHEVpzccpI0m9BKAyg=="},

@@ -6,22 +6,16 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace vitrel {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::HasSubstr, testing::IsEmpty;
 
 // The disk is not asked to keep it, so that ten thousand writes take seconds.
-class QuickFiles final : public FileSystem
-{
-public:
+struct QuickFiles final : FileSystem {
     int fsync(int) override { return 0; }
 };
 

@@ -21,17 +21,12 @@ TEST(NSJSONSerialization, WritesContainersCompactly)
 
 TEST(NSJSONSerialization, RefusesWhatJSONHasNoFormFor)
 {
-    EXPECT_EQ(json("text"), "none");
-    EXPECT_EQ(json(Value()), "none");
-    EXPECT_EQ(json(Array{std::nan("")}), "none");
-    EXPECT_EQ(json(Array{HUGE_VAL}), "none");
-    EXPECT_EQ(json(Array{Date{0}}), "none");
-    EXPECT_EQ(json(Array{Bytes{1}}), "none");
-    EXPECT_EQ(json(Array{"\xFF"}), "none");
     Value deep{Array{}};
     for (int level = 0; level < 600; ++level)
         deep = Value(Array{deep});
-    EXPECT_EQ(json(deep), "none");
+    for (const Value& value : {Value("text"), Value(), Value(Array{std::nan("")}), Value(Array{HUGE_VAL}),
+             Value(Array{Date{0}}), Value(Array{Bytes{1}}), Value(Array{"\xFF"}), deep})
+        EXPECT_EQ(json(value), "none");
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include "platform/foundation/NSURL.h"
 #include "platform/foundation/OperatingSystemVersion.h"
 #include "platform/foundation/PropertyList.h"
-#include "platform/foundation/Surroundings.h"
 #include "support/ManualLoop.h"
 #include "support/TemporaryFolder.h"
 
@@ -42,7 +41,7 @@ TEST(URL, GivesTheLastPartOfAPath)
     EXPECT_EQ(NSURL::fileURLWithPath("/a b/\xC3\xBC%").absoluteString(), "file:///a%20b/%C3%BC%25");
 }
 
-TEST(Bookmark, FindsAFileThatWasRenamedInItsFolder)
+TEST(Bookmark, FindsAFileThatWasRenamedInItsFolderOrSaysNo)
 {
     TemporaryFolder folder;
     const std::string path = folder.write("One.qtz", "1");
@@ -64,10 +63,7 @@ TEST(Bookmark, FindsAFileThatWasRenamedInItsFolder)
     EXPECT_THAT(resolved(), testing::HasSubstr("doesn't exist"));
     EXPECT_FALSE(NSURL::fileURLWithPath(path).startAccessingSecurityScopedResource());
     EXPECT_EQ(NSURL::fileURLWithPath(path).bookmarkData(), std::nullopt);
-}
-
-TEST(Bookmark, RefusesWhatIsNone)
-{
+    // What is none.
     for (const Value& value :
         {Value("text"), Value(Dictionary{}), Value(Dictionary{{"path", "/a"}, {"device", 1}, {"inode", 1}}),
             Value(Dictionary{{"path", Bytes{'/', 'a'}}, {"device", "1"}, {"inode", 1}})})
@@ -75,9 +71,7 @@ TEST(Bookmark, RefusesWhatIsNone)
     EXPECT_FALSE(NSURL::URLByResolvingBookmarkData({}).has_value());
 }
 
-class Listener : public NSObject
-{
-public:
+struct Listener : NSObject {
     void heard(const Value& value)
     {
         const auto notification = std::static_pointer_cast<NSNotification>(value.object());
@@ -147,16 +141,6 @@ TEST(OperatingSystemVersion, ReadsAndCompares)
         EXPECT_EQ(makeOperatingSystemVersion(text), version) << text;
     EXPECT_LT(OperatingSystemVersion{}, (OperatingSystemVersion{10, 14, 0})) << "the default takes the direct road";
     EXPECT_LT((OperatingSystemVersion{10, 9, 9}), (OperatingSystemVersion{10, 10, 0})) << "numbers, not texts";
-}
-
-TEST(Surroundings, HaveSharedInstancesOfTheirOwn)
-{
-    Surroundings first, second;
-    int made = 0;
-    const auto make = [&] { return std::make_shared<int>(++made); };
-    EXPECT_EQ(&first.shared.of<int>(make), &first.shared.of<int>(make));
-    EXPECT_NE(&first.shared.of<int>(make), &second.shared.of<int>(make));
-    EXPECT_EQ(made, 2);
 }
 
 } // namespace

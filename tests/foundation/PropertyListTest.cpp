@@ -1,12 +1,10 @@
 #include "platform/foundation/PropertyList.h"
+#include "support/Repeated.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <plist/plist.h>
 
-#include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <limits>
 
 namespace vitrel {
@@ -38,12 +36,9 @@ Bytes binaryFile(const std::vector<std::string>& objects, std::size_t referenceS
     };
     for (const std::size_t offset : offsets)
         number(offset, offsetSize);
-    number(0, 6);
-    number(offsetSize, 1);
-    number(referenceSize, 1);
-    number(objects.size(), 8);
-    number(0, 8);
-    number(table, 8);
+    for (const auto& [value, size] : {std::pair<std::size_t, std::size_t>{0, 6}, {offsetSize, 1}, {referenceSize, 1},
+             {objects.size(), 8}, {0, 8}, {table, 8}})
+        number(value, size);
     return Bytes(out.begin(), out.end());
 }
 
@@ -58,29 +53,11 @@ std::string bytes(std::initializer_list<int> values)
 Dictionary everyKind()
 {
     const Value shared(Array{Value(1), Value("two"), Value(Dictionary{{"three", 3.5}})});
-    return {
-        {"yes", true},
-        {"no", false},
-        {"small", 7},
-        {"byte", 200},
-        {"word", 65535},
-        {"long", std::int64_t(1) << 40},
-        {"negative", -1},
-        {"least", std::numeric_limits<std::int64_t>::min()},
-        {"real", 0.1},
-        {"huge", 1e300},
-        {"date", Date{1335787141}},
-        {"text", "a <b> & \"c\"\n\tend "},
-        {"wide", "gr\xC3\xBC\xC3\x9F \xF0\x9F\x8E\xB5"},
-        {"empty", ""},
-        {"data", Bytes{0, 1, 254, 255}},
-        {"nodata", Bytes{}},
-        {"list", shared},
-        {"again", shared},
-        {"none", Array{}},
-        {"nothing at all", Dictionary{}},
-        {"long text", std::string(70000, 'x')},
-    };
+    return {{"yes", true}, {"no", false}, {"small", 7}, {"byte", 200}, {"word", 65535}, {"long", std::int64_t(1) << 40},
+        {"negative", -1}, {"least", std::numeric_limits<std::int64_t>::min()}, {"real", 0.1}, {"huge", 1e300},
+        {"date", Date{1335787141}}, {"text", "a <b> & \"c\"\n\tend "}, {"wide", "gr\xC3\xBC\xC3\x9F \xF0\x9F\x8E\xB5"},
+        {"empty", ""}, {"data", Bytes{0, 1, 254, 255}}, {"nodata", Bytes{}}, {"list", shared}, {"again", shared},
+        {"none", Array{}}, {"nothing at all", Dictionary{}}, {"long text", std::string(70000, 'x')}};
 }
 
 // A writer that forgets that it has seen a container writes a billion of them.
@@ -139,30 +116,23 @@ TEST(PropertyList, ReadsTheKindsOfTheBinaryForm)
 TEST(PropertyList, ReadsTheTextFormAsPeopleWriteIt)
 {
     const std::tuple<const char*, std::optional<Value>, const char*> cases[] = {
-        {"<integer> -12 </integer>", -12, "blanks around a number"},
-        {"<integer>0xff</integer>", 255, "hexadecimal"},
+        {"<integer> -12 </integer>", -12, "blanks around a number"}, {"<integer>0xff</integer>", 255, "hexadecimal"},
         {"<integer>99999999999999999999</integer>", std::numeric_limits<std::int64_t>::max(), "saturates"},
         {"<integer>-9223372036854775808</integer>", std::numeric_limits<std::int64_t>::min(), "the least"},
-        {"<integer>1x</integer>", std::nullopt, "no number"},
-        {"<integer></integer>", std::nullopt, "an empty number"},
-        {"<real>+1.5e3</real>", 1500.0, "a sign"},
-        {"<date>2012-04-30T11:59:01Z</date>", Date{1335787141}, "a date"},
+        {"<integer>1x</integer>", std::nullopt, "no number"}, {"<integer></integer>", std::nullopt, "an empty number"},
+        {"<real>+1.5e3</real>", 1500.0, "a sign"}, {"<date>2012-04-30T11:59:01Z</date>", Date{1335787141}, "a date"},
         {"<date>2012-02-30T11:59:01Z</date>", std::nullopt, "no such day"},
         {"<data>\n\tAAH+\n\t/w==\n</data>", Bytes{0, 1, 254, 255}, "broken into lines"},
         {"<data>A</data>", std::nullopt, "no base64"},
         {"<string>a<![CDATA[<b>]]>&#x20AC;</string>", "a<b>\xE2\x82\xAC", "pieces join"},
-        {"<!-- x --><true/>", true, "a comment"},
-        {"<dict><key>CF$UID</key><integer>5</integer></dict>", 5, "a UID"},
+        {"<!-- x --><true/>", true, "a comment"}, {"<dict><key>CF$UID</key><integer>5</integer></dict>", 5, "a UID"},
         {"<dict><key>a</key></dict>", std::nullopt, "a key without a value"},
         {"<dict><true/></dict>", std::nullopt, "a value without a key"},
         {"<dict><key>a</key><key>b</key></dict>", std::nullopt, "two keys"},
         {"<array><key>a</key></array>", std::nullopt, "a key in an array"},
         {"<string><true/></string>", std::nullopt, "an element in a text"},
-        {"<array>x</array>", std::nullopt, "text in an array"},
-        {"<true/><true/>", std::nullopt, "two values"},
-        {"", std::nullopt, "no value"},
-        {"<blink/>", std::nullopt, "an unknown element"},
-    };
+        {"<array>x</array>", std::nullopt, "text in an array"}, {"<true/><true/>", std::nullopt, "two values"},
+        {"", std::nullopt, "no value"}, {"<blink/>", std::nullopt, "an unknown element"}};
     for (const auto& [inside, value, why] : cases)
         EXPECT_EQ(read(framed(inside)), value) << why;
     EXPECT_EQ(read("\n  <?xml version=\"1.0\"?>\n" + framed("<true/>")), Value(true)) << "blanks ahead of it";
@@ -188,24 +158,19 @@ TEST(PropertyList, RefusesHostileFiles)
     deep.push_back(bytes({0x09}));
     EXPECT_FALSE(propertyListWithData(binaryFile(deep, 3, 4))) << "60,000 nested arrays";
 
-    EXPECT_FALSE(propertyListWithData(binaryFile({bytes({0xA1, 0x00})}))) << "an array in itself";
-    EXPECT_FALSE(propertyListWithData(binaryFile({bytes({0xA1, 0x01}), bytes({0xD1, 0x02, 0x00}), bytes({0x51, 'k'})})))
-        << "a circle of two";
-    EXPECT_FALSE(propertyListWithData(binaryFile({bytes({0xD1, 0x01, 0x01}), bytes({0x09})})))
-        << "a key that is no text";
-    for (const int kind : {0x4F, 0x5F, 0x6F, 0xAF, 0xDF}) {
-        EXPECT_FALSE(
-            propertyListWithData(binaryFile({bytes({kind, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF})})))
+    const auto isRead
+        = [](const std::vector<std::string>& objects) { return propertyListWithData(binaryFile(objects)).has_value(); };
+    EXPECT_FALSE(isRead({bytes({0xA1, 0x00})})) << "an array in itself";
+    EXPECT_FALSE(isRead({bytes({0xA1, 0x01}), bytes({0xD1, 0x02, 0x00}), bytes({0x51, 'k'})})) << "a circle of two";
+    EXPECT_FALSE(isRead({bytes({0xD1, 0x01, 0x01}), bytes({0x09})})) << "a key that is no text";
+    for (const int kind : {0x4F, 0x5F, 0x6F, 0xAF, 0xDF})
+        EXPECT_FALSE(isRead({bytes({kind, 0x13, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF})}))
             << "a count that can't be, of kind " << kind;
-    }
     std::string wide = bytes({0xAF, 0x12, 0x00, 0x98, 0x96, 0x80}); // ten million times the same text
     wide.append(10'000'000, '\1');
     EXPECT_FALSE(propertyListWithData(binaryFile({wide, bytes({0x51, 'x'})}, 1, 4)));
 
-    std::string nested;
-    for (int level = 0; level < 1'000'000; ++level)
-        nested += "<array>";
-    EXPECT_FALSE(read(nested)) << "a million nested arrays of XML";
+    EXPECT_FALSE(read(repeated("<array>", 1'000'000))) << "a million nested arrays of XML";
 }
 
 TEST(PropertyList, ReadsWhatIsAsDeepAsItWrites)
@@ -274,9 +239,8 @@ TEST(PropertyList, ComesBackFromBothFormsAlsoByAnotherReader)
 
 TEST(PropertyList, ReadsRealCompositionsAsAnotherReaderDoes)
 {
-    const char* samples = std::getenv("VITREL_SHARED_SAMPLES");
-    const std::filesystem::path folder = std::filesystem::path(samples ? samples : "") / "compositions";
-    if (!samples || !std::filesystem::is_directory(folder))
+    const std::filesystem::path folder = VITREL_SAMPLES "/compositions";
+    if (!std::filesystem::is_directory(folder))
         GTEST_SKIP() << "no samples on this machine";
     int files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {

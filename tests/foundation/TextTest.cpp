@@ -15,11 +15,8 @@ TEST(Base64, IsReadStrictly)
             {"Zm9v ", std::nullopt, "a blank behind"}, {"Zm-_", std::nullopt, "the other alphabet"}};
     for (const auto& [text, bytes, why] : cases) {
         const auto decoded = decodeBase64(text);
-        ASSERT_EQ(decoded.has_value(), bytes.has_value()) << why;
-        if (bytes) {
-            EXPECT_EQ(textOf(*decoded), *bytes) << why;
-            EXPECT_EQ(encodeBase64(*decoded), text) << why;
-        }
+        EXPECT_EQ(decoded ? std::optional(std::string(textOf(*decoded))) : std::nullopt, bytes) << why;
+        EXPECT_EQ(decoded ? encodeBase64(*decoded) : text, text) << why;
     }
 }
 
@@ -33,26 +30,22 @@ TEST(LeadingNumber, TakesWhatStandsAtTheHeadAndNoWords)
 
 TEST(ShortestDecimal, ReadsBackAndHasNoPointOnWholeNumbers)
 {
-    EXPECT_EQ(shortestDecimal(3.0), "3");
     EXPECT_EQ(shortestDecimal(0.1f), "0.1") << "and not the nearest double's 17 digits";
-    EXPECT_EQ(shortestDecimal(-0.0), "0");
-    EXPECT_EQ(shortestDecimal(0.1), "0.1");
-    EXPECT_EQ(shortestDecimal(1e21), "1e+21");
-    EXPECT_EQ(shortestDecimal(773988893892888887296.0), "7.739888938928889e+20") << "no integer that overflows";
-    EXPECT_EQ(shortestDecimal(std::nan("")), "nan");
+    const std::pair<double, const char*> cases[] = {{3.0, "3"}, {-0.0, "0"}, {0.1, "0.1"}, {1e21, "1e+21"},
+        {773988893892888887296.0, "7.739888938928889e+20"}, {std::nan(""), "nan"}}; // the fifth overflows an integer
+    for (const auto& [number, text] : cases)
+        EXPECT_EQ(shortestDecimal(number), text);
 }
 
 // A text port takes what a player sends; what isn't UTF-8 must not reach the text engine.
 TEST(RepairedUtf8, ReplacesWhatIsNotWellFormed)
 {
-    EXPECT_EQ(repairedUtf8("gr\xC3\xBC\xC3\x9F \xF0\x9F\x8E\xB5"), "gr\xC3\xBC\xC3\x9F \xF0\x9F\x8E\xB5");
-    EXPECT_EQ(repairedUtf8("a\xFF"
-                           "b"),
-        "a\xEF\xBF\xBD"
-        "b");
-    EXPECT_EQ(repairedUtf8("\xED\xA0\x80"), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD") << "a surrogate";
-    EXPECT_EQ(repairedUtf8("\xC3"), "\xEF\xBF\xBD") << "cut off";
-    EXPECT_EQ(repairedUtf8("\xC0\xAF"), "\xEF\xBF\xBD\xEF\xBF\xBD") << "an overlong form";
+    const std::tuple<const char*, const char*, const char*> cases[]
+        = {{"grüß \U0001F3B5", "grüß \U0001F3B5", "well-formed"}, {"a\xFF!", "a\uFFFD!", "no such byte"},
+            {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD", "a surrogate"}, {"\xC3", "\uFFFD", "cut off"},
+            {"\xC0\xAF", "\uFFFD\uFFFD", "an overlong form"}};
+    for (const auto& [text, repaired, why] : cases)
+        EXPECT_EQ(repairedUtf8(text), repaired) << why;
 }
 
 TEST(PercentDecoded, KeepsWhatIsNoEscape)

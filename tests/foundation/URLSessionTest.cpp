@@ -45,7 +45,7 @@ std::string localhost(int port)
 
 TEST(URLSession, GivesTheBodyWhateverTheStatus)
 {
-    const LocalServer server([](const LocalServer::Request& request, const LocalServer::Connection& to) {
+    const LocalServer server([](const auto& request, const auto& to) {
         const bool isKnown = request.method == "GET" && request.target == "/x?screen=1&d=a%20b&h=+/==";
         to.send(LocalServer::answer(isKnown ? "yes" : request.target, "", "403 Forbidden"));
     });
@@ -64,9 +64,7 @@ TEST(URLSession, GivesTheBodyWhateverTheStatus)
 TEST(URLSession, FindsAServerOnEitherAddressOfThisMachine)
 {
     for (const int family : {AF_INET, AF_INET6}) {
-        const LocalServer server([](const LocalServer::Request&,
-                                     const LocalServer::Connection& to) { to.send(LocalServer::answer("here")); },
-            family);
+        const LocalServer server([](const auto&, const auto& to) { to.send(LocalServer::answer("here")); }, family);
         if (server.port() == 0)
             continue; // no IPv6 on this machine
         CurlURLSession session({5s});
@@ -112,21 +110,17 @@ TEST(URLSession, EndsWhateverAServerDoes)
         std::string first;
         Then then;
         std::string piece, error, why; // an empty error: any
-    } cases[] = {
-        {head, repeat, block, large, "an endless body"},
+    } cases[] = {{head, repeat, block, large, "an endless body"},
         {LocalServer::head("Content-Length: 99999999999\r\n"), stall, "", large, "a length beyond the limit"},
         {ok, repeat, again, large, "endless headers"},
         {"", repeat, "HTTP/1.1 100 Continue\r\n\r\n", large, "endless beginnings"},
-        {ok + "X: ", repeat, block, "", "an endless header"},
-        {head, drip, "x", late, "a byte at a time"},
-        {"", stall, "", late, "silence"},
-        {std::string(1000, '\0'), close, "", "", "no HTTP"},
+        {ok + "X: ", repeat, block, "", "an endless header"}, {head, drip, "x", late, "a byte at a time"},
+        {"", stall, "", late, "silence"}, {std::string(1000, '\0'), close, "", "", "no HTTP"},
         {ok + "Content-Length: 10\r\n\r\nhalf", close, "", "", "half an answer"},
-        {"", close, "", "", "nothing at all"},
-    };
+        {"", close, "", "", "nothing at all"}};
     CurlURLSession session({600ms, 1 << 20});
     for (const auto& one : cases) {
-        const LocalServer server([&](const LocalServer::Request&, const LocalServer::Connection& to) {
+        const LocalServer server([&](const auto&, const auto& to) {
             to.send(one.first);
             while (one.then >= repeat && to.send(one.piece))
                 std::this_thread::sleep_for(one.then == drip ? 5ms : 0ms);
@@ -161,7 +155,7 @@ TEST(URLSession, ATaskRunsOnceAndOnlyWhenResumed)
     const LocalServer server(LocalServer::answer("x"));
     CurlURLSession session;
     std::atomic<int> called = 0;
-    const auto count = [&](const std::optional<Bytes>&, const std::optional<std::string>&) { ++called; };
+    const auto count = [&](const auto&, const auto&) { ++called; };
     const auto never = session.dataTaskWithURLCompletionHandler(server.url("/never"), count);
     const auto twice = session.dataTaskWithURLCompletionHandler(server.url("/twice"), count);
     twice->resume();
@@ -176,15 +170,15 @@ TEST(URLSession, ATaskRunsOnceAndOnlyWhenResumed)
 // A handler holds the view that asked. It must neither run after the session's end nor keep the view.
 TEST(URLSession, ItsEndDropsWhatIsUnderWayWithoutAWord)
 {
-    const LocalServer silent([](const LocalServer::Request&, const LocalServer::Connection& to) { to.stall(); });
+    const LocalServer silent([](const auto&, const auto& to) { to.stall(); });
     bool called = false;
     auto held = std::make_shared<int>(1);
     std::shared_ptr<URLSessionDataTask> late;
     {
         CurlURLSession session;
         const auto task = [&] {
-            return session.dataTaskWithURLCompletionHandler(silent.url(),
-                [held, &called](const std::optional<Bytes>&, const std::optional<std::string>&) { called = true; });
+            return session.dataTaskWithURLCompletionHandler(
+                silent.url(), [held, &called](const auto&, const auto&) { called = true; });
         };
         for (int k = 0; k < 10; ++k)
             task()->resume();

@@ -20,13 +20,10 @@ namespace vitrel {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
 // A tree, and a monitor of it that writes down what it is told as "isFile, created a/b".
-class FolderMonitor : public testing::Test
-{
-protected:
+struct FolderMonitor : testing::Test {
     void watch(FSEventStreamEventId since = kFSEventStreamEventIdSinceNow, std::vector<std::string> paths = {})
     {
         if (paths.empty())

@@ -12,70 +12,60 @@ namespace {
 struct FakePlayer final : IdlePlayer {
     bool start() override
     {
-        ++starts;
+        log += '+';
         return canStart;
     }
-    void stop() override { ++stops; }
-    int starts = 0, stops = 0;
+    void stop() override { log += '-'; }
+    std::string log;
     bool canStart = true;
 };
 
 struct IdlePlayTest : testing::Test, ManualLoop {
     FakePlayer player;
     IdlePlay play{loop, player};
+
+    // i: idle, a: active, e: the player ends well, k: it is killed as it was asked, t: ten minutes; capitals set a
+    // hold, their small letters take it back: P of an application, L locked, F full screen, S asleep.
+    std::string after(const std::string& events)
+    {
+        for (const char event : events) {
+            const auto hold = std::string("PLFS").find(static_cast<char>(event & ~0x20));
+            if (event == 'i')
+                play.becameIdle();
+            else if (event == 'a')
+                play.becameActive();
+            else if (event == 'e' || event == 'k')
+                player.onEnded(event == 'e' ? 0 : -SIGTERM);
+            else if (event == 't')
+                fastForwardBy(Seconds(600));
+            else
+                play.setHold(
+                    std::array{Hold::application, Hold::locked, Hold::fullScreen, Hold::asleep}[hold], event < 'a');
+        }
+        return std::exchange(player.log, {});
+    }
 };
 
-TEST_F(IdlePlayTest, PlaysOnceForEachIdleTimeAndLeavesTheEndToThePlayer)
+TEST_F(IdlePlayTest, PlaysOnceForEachIdleTimeUnlessSomethingHoldsItBack)
 {
-    play.becameIdle();
-    EXPECT_EQ(player.starts, 1);
-    play.becameIdle();
-    play.becameActive();
-    EXPECT_EQ(player.stops, 0) << "a nudged table";
-    play.becameIdle();
-    EXPECT_EQ(player.starts, 1) << "it plays on";
-    player.onEnded(0);
-    fastForwardBy(Seconds(600));
-    EXPECT_EQ(player.starts, 1) << "dismissed";
-    play.becameActive();
-    play.becameIdle();
-    EXPECT_EQ(player.starts, 2);
-}
-
-TEST_F(IdlePlayTest, AnyHoldKeepsItBackAndEndsWhatPlays)
-{
-    play.setHold(Hold::application, true);
-    play.setHold(Hold::locked, true);
-    play.becameIdle();
-    play.setHold(Hold::application, false);
-    EXPECT_EQ(player.starts, 0) << "one is left";
-    play.setHold(Hold::locked, false);
-    EXPECT_EQ(player.starts, 1) << "the desktop is still idle";
-    play.setHold(Hold::fullScreen, true);
-    play.setHold(Hold::asleep, true);
-    EXPECT_EQ(player.stops, 1);
-    play.setHold(Hold::fullScreen, false);
-    play.setHold(Hold::asleep, false);
-    EXPECT_EQ(player.starts, 1) << "not two at once";
-    player.onEnded(-SIGTERM);
-    EXPECT_EQ(player.starts, 2) << "asked to end, it didn't crash";
-    play.becameActive();
-    play.setHold(Hold::locked, true);
-    player.onEnded(0);
-    play.setHold(Hold::locked, false);
-    EXPECT_EQ(player.starts, 2) << "the user was there meanwhile";
+    const std::tuple<const char*, const char*, const char*> steps[]
+        = {{"i", "+", "idle"}, {"iai", "", "a nudged table: it plays on"}, {"et", "", "dismissed"},
+            {"ai", "+", "another idle time"}, {"e", "", ""}, {"aPLip", "", "one hold is left"},
+            {"l", "+", "the desktop is still idle"}, {"FS", "-", "once"}, {"fs", "", "not two at once"},
+            {"k", "+", "asked to end, it didn't crash"}, {"aLel", "-", "the user was there meanwhile"}};
+    for (const auto& [events, log, why] : steps)
+        EXPECT_EQ(after(events), log) << events << ": " << why;
 }
 
 TEST_F(IdlePlayTest, StartsAnewWhatCrashesAfterLongerAndLongerPauses)
 {
-    play.becameIdle();
+    after("i");
     std::vector<double> pauses;
     for (int crash = 0; crash < 8; ++crash) {
         const Seconds before = clock.now();
-        const int starts = player.starts;
         player.canStart = crash != 3; // that it can't be started counts as a crash
         player.onEnded(-SIGSEGV);
-        while (player.starts == starts)
+        while (after("").empty())
             fastForwardBy(Seconds(0.5));
         pauses.push_back((clock.now() - before).count());
     }
@@ -83,31 +73,30 @@ TEST_F(IdlePlayTest, StartsAnewWhatCrashesAfterLongerAndLongerPauses)
     fastForwardBy(Seconds(61));
     player.onEnded(1);
     fastForwardBy(Seconds(1));
-    EXPECT_EQ(player.starts, 10) << "after a long sound run it was the first again";
+    EXPECT_EQ(after(""), "+") << "after a long sound run it was the first again";
     player.onEnded(1);
-    play.becameActive();
-    fastForwardBy(Seconds(600));
-    EXPECT_EQ(player.starts, 10) << "nobody wants it any more";
+    EXPECT_EQ(after("at"), "") << "nobody wants it any more";
 }
 
 TEST_F(IdlePlayTest, FinishesAfterThePlayer)
 {
     int done = 0;
-    play.becameIdle();
-    play.finish([&] { ++done; });
-    loop.turn();
+    const auto finish = [&](const std::string& events) {
+        play.finish([&] { ++done; });
+        const auto log = after(events);
+        loop.turn();
+        return log;
+    };
+    after("i");
+    EXPECT_EQ(finish(""), "-");
     EXPECT_EQ(done, 0);
-    EXPECT_EQ(player.stops, 1);
-    player.onEnded(0);
+    after("e");
     loop.turn();
     EXPECT_EQ(done, 1);
-    play.becameIdle();
-    play.finish([&] { ++done; });
-    player.onEnded(-SIGKILL);
-    loop.turn();
+    after("i");
+    finish("k");
     EXPECT_EQ(done, 2);
-    play.finish([&] { ++done; });
-    loop.turn();
+    finish("");
     EXPECT_EQ(done, 3) << "at once where nothing plays";
 }
 

@@ -15,12 +15,9 @@
 namespace vitrel {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
-class Services : public testing::Test
-{
-protected:
+struct Services : testing::Test {
     void SetUp() override
     {
         if (!daemon_.isThere())

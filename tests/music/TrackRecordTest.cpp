@@ -1,7 +1,6 @@
 #include "music/TrackRecord.h"
 
 #include "base/Text.h"
-#include "music/TrackKeys.h"
 #include "platform/appkit/NSImage.h"
 #include "support/FakePlayer.h"
 #include "support/TestSurroundings.h"
@@ -36,12 +35,9 @@ Dictionary written(const Dictionary& packet)
 
 TEST(TotalTime, CountsMinutesAndSecondsAlone)
 {
-    const struct {
-        const char* time;
-        std::int64_t milliseconds;
-    } cases[] = {{"3:45", 225000}, {"59:59", 3599000}, {"0:07", 7000}, {"3:xx", 180000}, {"x:5", 5000}, {":", 0},
-        {"1:02:03", 0}, {"45", 0}, {"", 0}, {"::", 0}, {" 3: 5", 185000}, {"-1:30", -30000},
-        {"99999999999:0", std::int64_t(2147483647) * 60000}};
+    const std::pair<const char*, std::int64_t> cases[] = {{"3:45", 225000}, {"59:59", 3599000}, {"0:07", 7000},
+        {"3:xx", 180000}, {"x:5", 5000}, {":", 0}, {"1:02:03", 0}, {"45", 0}, {"", 0}, {"::", 0}, {" 3: 5", 185000},
+        {"-1:30", -30000}, {"99999999999:0", std::int64_t(2147483647) * 60000}};
     for (const auto& [time, milliseconds] : cases)
         EXPECT_EQ(totalTimeInMilliseconds(time), milliseconds) << time;
 }
@@ -49,41 +45,21 @@ TEST(TotalTime, CountsMinutesAndSecondsAlone)
 // Each field of the packet by itself, with the keys that it must land in.
 TEST(Packet, FillsBothFamiliesOfKeys)
 {
-    const struct {
-        const char* field;
-        Value value;
-        std::vector<const char*> keys;
-        Value expected;
-    } cases[] = {
-        {"Name", "N", {"Name", "name"}, "N"},
-        {"Artist", "A", {"Artist", "artist"}, "A"},
-        {"Album", "B", {"Album", "album"}, "B"},
-        {"Genre", "G", {"Genre", "genre"}, "G"},
-        {"Composer", "C", {"Composer"}, "C"},
-        {"Date", "D", {"Date"}, "D"},
-        {"Length", "1:02:03", {"Length"}, "1:02:03"},
-        {"Time", "3:45", {"totalTimeInMS"}, 225000},
-        {"Year", 1999.9, {"Year", "year"}, 1999},
-        {"UserRating", 80, {"UserRating", "userRating"}, 80},
-        {"PlayCount", 7, {"PlayCount", "playCount"}, 7},
-        {"TrackNumber", 3, {"TrackNumber", "trackNumber"}, 3},
-        {"TrackCount", 12, {"TrackCount", "numTracks"}, 12},
-        {"DiscNumber", 1, {"DiscNumber"}, 1},
-        {"DiscCount", 2, {"DiscCount"}, 2},
-        {"Player State", "Playing", {"isPlaying"}, true},
-        {"Player State", "playing", {"isPlaying"}, false},
-        {"Player State", 1, {"isPlaying"}, false},
-        {"Name", Value(), {"Name", "name"}, "<null>"},
-        {"Name", 99.5, {"Name", "name"}, "99.5"},
-        {"Year", "1999", {"Year", "year"}, 0},
-        {"Year", Value(), {"Year", "year"}, 0},
-        {"Year", Value(Array{1}), {"Year", "year"}, 0},
-        {"Year", 1e30, {"Year", "year"}, Limits::max()},
-        {"Year", -1e30, {"Year", "year"}, Limits::min()},
-        {"Year", std::nan(""), {"Year", "year"}, 0},
-        {"Year", 9223372036854775808.0, {"Year", "year"}, Limits::max()},
-        {"Year", -0.9, {"Year", "year"}, 0},
-    };
+    const std::tuple<const char*, Value, std::vector<const char*>, Value> cases[]
+        = {{"Name", "N", {"Name", "name"}, "N"}, {"Artist", "A", {"Artist", "artist"}, "A"},
+            {"Album", "B", {"Album", "album"}, "B"}, {"Genre", "G", {"Genre", "genre"}, "G"},
+            {"Composer", "C", {"Composer"}, "C"}, {"Date", "D", {"Date"}, "D"},
+            {"Length", "1:02:03", {"Length"}, "1:02:03"}, {"Time", "3:45", {"totalTimeInMS"}, 225000},
+            {"Year", 1999.9, {"Year", "year"}, 1999}, {"UserRating", 80, {"UserRating", "userRating"}, 80},
+            {"PlayCount", 7, {"PlayCount", "playCount"}, 7}, {"TrackNumber", 3, {"TrackNumber", "trackNumber"}, 3},
+            {"TrackCount", 12, {"TrackCount", "numTracks"}, 12}, {"DiscNumber", 1, {"DiscNumber"}, 1},
+            {"DiscCount", 2, {"DiscCount"}, 2}, {"Player State", "Playing", {"isPlaying"}, true},
+            {"Player State", "playing", {"isPlaying"}, false}, {"Player State", 1, {"isPlaying"}, false},
+            {"Name", Value(), {"Name", "name"}, "<null>"}, {"Name", 99.5, {"Name", "name"}, "99.5"},
+            {"Year", "1999", {"Year", "year"}, 0}, {"Year", Value(), {"Year", "year"}, 0},
+            {"Year", Value(Array{1}), {"Year", "year"}, 0}, {"Year", 1e30, {"Year", "year"}, Limits::max()},
+            {"Year", -1e30, {"Year", "year"}, Limits::min()}, {"Year", std::nan(""), {"Year", "year"}, 0},
+            {"Year", 9223372036854775808.0, {"Year", "year"}, Limits::max()}, {"Year", -0.9, {"Year", "year"}, 0}};
     const Dictionary untouched = written({});
     for (const auto& [field, value, keys, expected] : cases) {
         const Dictionary record = written({{field, value}});
@@ -111,19 +87,12 @@ TEST(Packet, TellsArtworkThatWasOfferedFromArtworkThatDecodes)
     const Bytes png = pngOf(4, 3);
     std::string broken = encodeBase64(png);
     broken.insert(20, "\n");
-    const struct {
-        const char* why;
-        Dictionary packet;
-        bool available;
-        std::optional<NSSize> size;
-    } cases[] = {
-        {"a picture", {{"Track Artwork", encodeBase64(png)}}, true, NSSize{4, 3}},
-        {"none", {}, false, NSSize{1, 1}},
-        {"base64 in lines", {{"Track Artwork", broken}}, true, std::nullopt},
-        {"no picture", {{"Track Artwork", "AAAA"}}, true, std::nullopt},
-        {"no text", {{"Track Artwork", 5}}, true, std::nullopt},
-        {"null", {{"Track Artwork", Value()}}, true, std::nullopt},
-    };
+    const std::tuple<const char*, Dictionary, bool, std::optional<NSSize>> cases[]
+        = {{"a picture", {{"Track Artwork", encodeBase64(png)}}, true, NSSize{4, 3}}, {"none", {}, false, NSSize{1, 1}},
+            {"base64 in lines", {{"Track Artwork", broken}}, true, std::nullopt},
+            {"no picture", {{"Track Artwork", "AAAA"}}, true, std::nullopt},
+            {"no text", {{"Track Artwork", 5}}, true, std::nullopt},
+            {"null", {{"Track Artwork", Value()}}, true, std::nullopt}};
     for (const auto& [why, packet, available, size] : cases) {
         Dictionary record{{"Artwork", "old"}, {"albumArt", "old"}};
         writePacket(record, packet, emptyPicture());
@@ -153,14 +122,12 @@ TEST(Track, IsWrittenAsItStandsAndLeavesTheDate)
     track.artworks = {std::make_shared<SBArtwork>(std::make_shared<const Bytes>(pngOf(2, 2))), nullptr};
     Dictionary record{{"Date", "earlier"}};
     writeTrack(record, &track, true, emptyPicture());
-    const struct {
-        const char* key;
-        Value value;
-    } cases[] = {{"Name", "N"}, {"name", "N"}, {"Artist", ""}, {"Length", "1:02:03"}, {"totalTimeInMS", 0},
-        {"UserRating", 60}, {"playCount", 2}, {"numTracks", 9}, {"isPlaying", true}, {"IsArtworkAvailable", true},
-        {"Date", "earlier"}, {"Show_CD", true}, {"Transition_selection", true}, {"Show_cover_transition", true},
-        {"Cover_transition", true}, {"Show_performance_info", false}, {"Show_help_on_start", false},
-        {"Show_informations", false}, {"Christmas_mode", false}, {"volumeArt", "absent"}};
+    const std::pair<const char*, Value> cases[]
+        = {{"Name", "N"}, {"name", "N"}, {"Artist", ""}, {"Length", "1:02:03"}, {"totalTimeInMS", 0},
+            {"UserRating", 60}, {"playCount", 2}, {"numTracks", 9}, {"isPlaying", true}, {"IsArtworkAvailable", true},
+            {"Date", "earlier"}, {"Show_CD", true}, {"Transition_selection", true}, {"Show_cover_transition", true},
+            {"Cover_transition", true}, {"Show_performance_info", false}, {"Show_help_on_start", false},
+            {"Show_informations", false}, {"Christmas_mode", false}, {"volumeArt", "absent"}};
     for (const auto& [key, value] : cases)
         EXPECT_EQ(at(record, key), value) << key;
     EXPECT_EQ(at(record, "Artwork").image()->size(), (NSSize{2, 2}));

@@ -21,10 +21,8 @@ TEST(Settings, NameTheActiveCompositionByItsFile)
 {
     Saver in;
     EXPECT_FALSE(in.settings().selectedVitrelItem()) << "nothing is stored";
-    const struct {
-        Value path;
-        std::optional<std::string> filename;
-    } cases[] = {{"/Users/a/Aurora.qtz", "Aurora.qtz"}, {"/gone/X.qtz", "X.qtz"}, {"", ""}, {7, std::nullopt}};
+    const std::pair<Value, std::optional<std::string>> cases[]
+        = {{"/Users/a/Aurora.qtz", "Aurora.qtz"}, {"/gone/X.qtz", "X.qtz"}, {"", ""}, {7, std::nullopt}};
     for (const auto& [path, filename] : cases) {
         in.store.setValueForKey(Saver::kIdentifier, "Active File Path", path);
         const auto item = in.settings().selectedVitrelItem();
@@ -33,12 +31,7 @@ TEST(Settings, NameTheActiveCompositionByItsFile)
             EXPECT_EQ(item->filename(), *filename);
         }
     }
-}
-
-TEST(Settings, FallBackToAPlainDomainWithoutAnIdentifier)
-{
-    Saver in;
-    in.surroundings.classBundle = nullptr;
+    in.surroundings.classBundle = nullptr; // a plain domain where there is no identifier
     in.settings().screenSaverDefaults()->setObjectForKey(1, "key");
     EXPECT_EQ(in.settings().screenSaverDefaults()->objectForKey("key"), Value(1));
     EXPECT_EQ(in.stored("key"), std::nullopt);
@@ -54,23 +47,15 @@ TEST(VitrelItem, StoresUnderTheFilesNameColonBlankAndTheKey)
     EXPECT_EQ(in.stored("Aurora.qtz: Is RSS Visualizer"), Value(true));
     EXPECT_EQ(in.item("Aurora.qtz").rssFeedURL(), "http://example.org/feed") << "whatever folder it lies in";
     EXPECT_EQ(in.item("Other.qtz").rssFeedURL(), std::nullopt);
-}
-
-TEST(VitrelItem, TellsAbsentFromFalse)
-{
-    Saver in;
-    auto item = in.item("a.qtz");
-    const struct {
-        Value stored;
-        std::optional<bool> flag;
-    } cases[] = {{true, true}, {false, false}, {1, true}, {0, false}, {2, std::nullopt}, {"true", std::nullopt},
-        {Value(), std::nullopt}};
+    // Absent is not false.
+    const std::pair<Value, std::optional<bool>> cases[] = {{true, true}, {false, false}, {1, true}, {0, false},
+        {2, std::nullopt}, {"true", std::nullopt}, {Value(), std::nullopt}};
     for (const auto& [value, flag] : cases) {
         item.setData(value, Key::isRSSVisualizer);
         EXPECT_EQ(item.boolForKey(Key::isRSSVisualizer), flag) << description(value);
         EXPECT_EQ(item.isRSSVisualizer(), flag.value_or(false));
     }
-    EXPECT_EQ(in.stored("a.qtz: Is RSS Visualizer"), std::nullopt) << "nothing removes the key";
+    EXPECT_EQ(in.stored("Aurora.qtz: Is RSS Visualizer"), std::nullopt) << "nothing removes the key";
     item.setRssFeedURL(std::nullopt);
     EXPECT_EQ(item.rssFeedURL(), std::nullopt);
 }
@@ -97,12 +82,9 @@ TEST(InitialChoice, HoldsUntilTheUserHasChosen)
 
 TEST(RandomComposition, IsOneOfTwoOrMoreAndStoresNothing)
 {
-    const struct {
-        Value list;
-        std::uint32_t number;
-        std::optional<std::string> path;
-    } cases[] = {{Value(), 0, std::nullopt}, {Value(Array{"/a"}), 0, std::nullopt}, {Value(Array{"/a", "/b"}), 3, "/b"},
-        {Value(Array{"/a", "/b", "/c"}), 4294967295u, "/a"}, {Value(Array{"/a", 5}), 1, std::nullopt}};
+    const std::tuple<Value, std::uint32_t, std::optional<std::string>> cases[]
+        = {{Value(), 0, std::nullopt}, {Value(Array{"/a"}), 0, std::nullopt}, {Value(Array{"/a", "/b"}), 3, "/b"},
+            {Value(Array{"/a", "/b", "/c"}), 4294967295u, "/a"}, {Value(Array{"/a", 5}), 1, std::nullopt}};
     for (const auto& [list, number, path] : cases) {
         Saver in;
         in.store.setValueForKey(Saver::kIdentifier, "Files Paths", list);
@@ -116,10 +98,8 @@ TEST(PreferencesWC, TheGateOpensAtTenFourteen)
 {
     Saver in;
     EXPECT_FALSE(PreferencesWC::isCatalinaHTTPAPIFixEnabled(in.surroundings));
-    const struct {
-        OperatingSystemVersion version;
-        bool enabled;
-    } cases[] = {{{10, 13, 99}, false}, {{10, 14, 0}, true}, {{11, 0, 0}, true}, {{10, 9, 0}, false}};
+    const std::pair<OperatingSystemVersion, bool> cases[]
+        = {{{10, 13, 99}, false}, {{10, 14, 0}, true}, {{11, 0, 0}, true}, {{10, 9, 0}, false}};
     for (const auto& [version, enabled] : cases) {
         in.surroundings.systemVersion = version;
         EXPECT_EQ(PreferencesWC::isCatalinaHTTPAPIFixEnabled(in.surroundings), enabled) << version.minorVersion;

@@ -65,19 +65,12 @@ TEST(ViewLocalization, AMarkIsTheKeyOnceAndGoesOutOfTheIdentifier)
 
 TEST(ViewLocalization, TellsKeysFromIdentifiersThatAreNone)
 {
-    struct {
-        std::optional<std::string> identifier;
-        std::string text;
-        std::optional<std::string> left;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<std::optional<std::string>, std::string, std::optional<std::string>, const char*> cases[] = {
         {"abc-de-fgh", "Feld", "abc-de-fgh", "two dashes are a key and stay"},
         {std::nullopt, "Schlicht", std::nullopt, "the text is the key"},
-        {"one-dash", "Schlicht", "one-dash", "one dash is no key"},
-        {"a-b-c-d", "Schlicht", "a-b-c-d", "nor are three"},
+        {"one-dash", "Schlicht", "one-dash", "one dash is no key"}, {"a-b-c-d", "Schlicht", "a-b-c-d", "nor are three"},
         {"gone.lsk", "gone.lsk", "gone", "a key without a translation shows"},
-        {".lskf", "Schlicht", "", "a mark alone is no key"},
-    };
+        {".lskf", "Schlicht", "", "a mark alone is no key"}};
     for (const auto& [identifier, text, left, why] : cases) {
         Texts in;
         const auto field = in.add<NSTextField>(identifier);
@@ -126,10 +119,8 @@ TEST(ViewLocalization, ReportsItsTimeOnlyWhenAsked)
 
 TEST(ViewLocalization, TakesTheUsersFirstLanguageThatThereIsElseEnglish)
 {
-    const struct {
-        std::vector<std::string> languages;
-        const char* text;
-    } cases[] = {{{"fr", "de"}, "Das ist mir alles recht"}, {{"fr"}, "Fine"}, {{}, "Fine"}, {{"../de"}, "Fine"}};
+    const std::pair<std::vector<std::string>, const char*> cases[]
+        = {{{"fr", "de"}, "Das ist mir alles recht"}, {{"fr"}, "Fine"}, {{}, "Fine"}, {{"../de"}, "Fine"}};
     for (const auto& [languages, text] : cases) {
         Texts in;
         in.surroundings.languages = languages;

@@ -9,9 +9,7 @@ namespace vitrel {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
+using testing::ElementsAre, testing::IsEmpty, testing::Pair;
 
 const OperatingSystemVersion kCompanion{10, 14, 0}, kDirect{10, 13, 6};
 
@@ -51,9 +49,8 @@ TEST(Inputs, WritesOnlyWhatIsDeclaredAndInTheFixedOrder)
         "Show_help_on_start", "Cover_transition", "trackNumber", "Transition_selection", "userRating", "volumeArt",
         "year", "totalTimeInMS", "genre", "Show_performance_info", "Christmas_mode"};
     std::vector<std::string> declared(all.rbegin(), all.rend());
-    declared.push_back("Show_informations");
-    declared.push_back("CPU");
-    declared.push_back("Mine");
+    for (const char* unwritten : {"Show_informations", "CPU", "Mine"})
+        declared.push_back(unwritten);
     Playing in(kCompanion, declared);
     in.view->setTrackDataFromPacket({{"Name", "N"}});
     in.loop.turn();
@@ -64,27 +61,27 @@ TEST(Inputs, WritesOnlyWhatIsDeclaredAndInTheFixedOrder)
     EXPECT_TRUE(in.view->compositionSupportsItunes());
     EXPECT_EQ(in.input("volumeArt"), Value());
     EXPECT_EQ(in.input("Show_CD"), Value(true));
-    EXPECT_THAT(Saver::recording(*in.other).valueForInputKey("Name"), Value())
-        << "the other view has a record of its own";
+    EXPECT_EQ(Saver::recording(*in.other).valueForInputKey("Name"), Value()) << "which has a record of its own";
+
+    Playing none(kCompanion, {"Mine", "RequiresSquareImage"});
+    none.view->setTrackDataFromPacket({{"Name", "N"}});
+    none.fastForwardBy(10s);
+    EXPECT_THAT(none.writes(), IsEmpty());
+    EXPECT_FALSE(none.view->compositionSupportsItunes());
 }
 
-TEST(Inputs, ACompositionWithoutTrackInputsGetsNothing)
+TEST(Inputs, FollowsThePlayerOnTheDirectRoadAndSaysNoMusicPlayingThereAlone)
 {
-    Playing in(kCompanion, {"Mine", "RequiresSquareImage"});
-    in.view->setTrackDataFromPacket({{"Name", "N"}});
-    in.fastForwardBy(10s);
-    EXPECT_THAT(in.writes(), IsEmpty());
-    EXPECT_FALSE(in.view->compositionSupportsItunes());
-}
-
-TEST(Inputs, SaysNoMusicPlayingOnTheDirectRoadAlone)
-{
-    Playing direct(kDirect, {"Name", "name"});
+    Playing direct(kDirect, {"Name", "name", "isPlaying"});
     EXPECT_EQ(direct.input("Name"), Value("No music playing"));
     EXPECT_EQ(direct.input("name"), Value());
     direct.play(trackNamed("A"));
     EXPECT_EQ(direct.input("Name"), Value("A"));
     EXPECT_EQ(Saver::recording(*direct.other).valueForInputKey("Name"), Value("A")) << "both views observe";
+    direct.play(trackNamed("B"), kPlayerStatePaused);
+    direct.fastForwardBy(2s);
+    EXPECT_EQ(direct.input("Name"), Value("A")) << "a pause leaves the track on the screen";
+    EXPECT_EQ(direct.input("isPlaying"), Value(true));
     direct.players.player->running = false;
     direct.center.postNotificationNameObjectUserInfo(
         "com.apple.iTunes.playerInfo", "com.apple.iTunes.player", {{"Player State", "Stopped"}});
@@ -101,11 +98,7 @@ TEST(Inputs, SaysNoMusicPlayingOnTheDirectRoadAlone)
 
 TEST(Inputs, SquaresArtworkForWhoAsksAndKeepsTheRecord)
 {
-    const struct {
-        const char* why;
-        std::vector<std::string> keys;
-        NSSize picture, published;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<std::string>, NSSize, NSSize> cases[] = {
         {"wide", {"Artwork", "RequiresSquareImage"}, {600, 400}, {400, 400}},
         {"tall", {"albumArt", "RequiresSquareImage"}, {20, 50}, {20, 20}},
         {"one pixel", {"Artwork", "albumArt", "RequiresSquareImage"}, {3, 1}, {1, 1}},
@@ -117,11 +110,10 @@ TEST(Inputs, SquaresArtworkForWhoAsksAndKeepsTheRecord)
         track->artworks = {
             std::make_shared<SBArtwork>(std::make_shared<const Bytes>(pngOf(int(picture.width), int(picture.height))))};
         in.play(track);
+        EXPECT_EQ(in.input("RequiresSquareImage"), Value()) << "never written";
         for (const auto& key : keys) {
-            if (key == "RequiresSquareImage") {
-                EXPECT_EQ(in.input(key), Value()) << "never written";
+            if (key == "RequiresSquareImage")
                 continue;
-            }
             ASSERT_TRUE(in.input(key).image()) << why;
             EXPECT_EQ(in.input(key).image()->size(), published) << why << " as " << key;
             EXPECT_EQ(in.view->dataiTunes()->at(key).image()->size(), picture) << why << " as " << key;
@@ -183,16 +175,6 @@ TEST(Inputs, RetriggersIsPlayingPastTheRecord)
     EXPECT_THAT(packet(), ElementsAre(fall, rise));
 }
 
-TEST(Inputs, APausedPlayerLeavesTheTrackOnTheScreen)
-{
-    Playing in(kDirect, {"Name", "isPlaying"});
-    in.play(trackNamed("A"));
-    in.play(trackNamed("B"), kPlayerStatePaused);
-    in.fastForwardBy(2s);
-    EXPECT_EQ(in.input("Name"), Value("A"));
-    EXPECT_EQ(in.input("isPlaying"), Value(true));
-}
-
 TEST(Inputs, AViewThatComesToAPlayerThatRunsShowsItsTrack)
 {
     Saver in(kDirect);
@@ -250,12 +232,9 @@ TEST(InputTrace, WritesOneLineForEveryWrite)
 
 TEST(InputTrace, HasAFormForEveryKindOfValue)
 {
-    const struct {
-        Value value;
-        const char* text;
-    } cases[] = {{true, "true"}, {2.5, "2.5"}, {std::nan(""), "null"}, {NSColor{1, 0.5, 0, 1}, "[1.0,0.5,0.0,1.0]"},
-        {Value(Array{1, "a", Value()}), "[1,\"a\",null]"}, {Value(Dictionary{{"k", Value(Array{})}}), "{\"k\":[]}"},
-        {Date{5}, "5.0"}};
+    const std::pair<Value, const char*> cases[] = {{true, "true"}, {2.5, "2.5"}, {std::nan(""), "null"},
+        {NSColor{1, 0.5, 0, 1}, "[1.0,0.5,0.0,1.0]"}, {Value(Array{1, "a", Value()}), "[1,\"a\",null]"},
+        {Value(Dictionary{{"k", Value(Array{})}}), "{\"k\":[]}"}, {Date{5}, "5.0"}};
     for (const auto& [value, text] : cases)
         EXPECT_EQ(InputTrace::jsonText(value), text);
 }

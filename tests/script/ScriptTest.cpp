@@ -1,18 +1,17 @@
 #include "platform/quartzcomposer/script/Script.h"
 
+#include "support/PeakMemory.h"
+
 #include <gmock/gmock.h>
 
 #include <chrono>
 #include <cmath>
-#include <fstream>
 #include <thread>
 
 namespace vitrel {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::HasSubstr, testing::IsEmpty;
 
 std::unique_ptr<Script> compiled(std::string_view source, ScriptLimits limits = {})
 {
@@ -72,24 +71,18 @@ TEST(Script, ReadsMembersMakesStructuresAndParsesJSON)
     const ScriptValue parsed
         = ScriptObject{{"n", {}}, {"a", ScriptArray{ScriptArray{1, ScriptArray{2.5}}, ScriptObject{}}},
             {"t", "\xC3\xA9\xF0\x9F\x8E\xB5\n"}, {"big", 1234567890123.0}, {"e", ""}};
-    const std::tuple<const char*, ScriptValue, ScriptValue> cases[] = {
-        {"a.items.length", feed, 2},
-        {"a.items[1].title", feed, "Two"},
-        {"a.items.map(function(i) { return i.title.length; })", feed, ScriptArray{3, 3}},
-        {"a.red + a.alpha", ScriptColor{0.25, 0, 0, 0.5}, 0.75},
-        {"Object.keys(a).join()", ScriptObject{{"b", 1}, {"a", 2}}, "b,a"},
-        {"new String('x')", {}, "x"},
-        {"new Date(5)", {}, 5},
-        {"function() {}", {}, {}},
-        {"(function() { var s = []; s[2] = 1; return s; })()", {}, ScriptArray{{}, {}, 1}},
-        {"JSON.parse(a)", json, parsed},
-        {"eval('(' + a + ')')", json, parsed},
-        {"JSON.stringify(JSON.parse(a).a)", json, "[[1,[2.5]],{}]"},
-        {"_testMode", {}, false},
-        {"[print('x'), log('x'), alert('x')].length", {}, 3},
-        {"isNaN(Number('x')) && /b+/.test('abb') && Math.max(1, 2) == 2", {}, true},
-        {"new Date().getFullYear() > 2000", {}, true},
-    };
+    const std::tuple<const char*, ScriptValue, ScriptValue> cases[]
+        = {{"a.items.length", feed, 2}, {"a.items[1].title", feed, "Two"},
+            {"a.items.map(function(i) { return i.title.length; })", feed, ScriptArray{3, 3}},
+            {"a.red + a.alpha", ScriptColor{0.25, 0, 0, 0.5}, 0.75},
+            {"Object.keys(a).join()", ScriptObject{{"b", 1}, {"a", 2}}, "b,a"}, {"new String('x')", {}, "x"},
+            {"new Date(5)", {}, 5}, {"function() {}", {}, {}},
+            {"(function() { var s = []; s[2] = 1; return s; })()", {}, ScriptArray{{}, {}, 1}},
+            {"JSON.parse(a)", json, parsed}, {"eval('(' + a + ')')", json, parsed},
+            {"JSON.stringify(JSON.parse(a).a)", json, "[[1,[2.5]],{}]"}, {"_testMode", {}, false},
+            {"[print('x'), log('x'), alert('x')].length", {}, 3},
+            {"isNaN(Number('x')) && /b+/.test('abb') && Math.max(1, 2) == 2", {}, true},
+            {"new Date().getFullYear() > 2000", {}, true}};
     for (const auto& [expression, a, result] : cases)
         EXPECT_EQ(valueOf(expression, a), result) << expression;
     for (const std::string name : {"ArrayBuffer", "SharedArrayBuffer", "Uint8Array", "Float64Array", "DataView",
@@ -137,18 +130,14 @@ TEST(Script, WhatIsNoScriptIsAnError)
 
 TEST(Script, RunsThatNeverEndAreEndedAndTheThirdTimeIsTheLast)
 {
-    const char* const bodies[] = {
-        "while (true) {}",
-        "for (;;) { try { while (true) {} } catch (e) {} finally { while (true) {} } }",
-        "/(a+)+$/.test('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab')",
-        "(function f() { try { f(); } finally { f(); } })()",
-        "return new Proxy({}, {ownKeys: function() { while (true) {} }})",
-        "return {get a() { while (true) {} }}",
-        "function p() { Promise.resolve().then(p); } p(); return {a: 1}",
-        "var s = 'x'; while (true) { s = JSON.stringify([s, s]); s = s.substr(0, 100000); }",
-        "[3, 2, 1].sort(function() { while (true) {} })",
-        "'x'.replace(/x/, function() { while (true) {} })",
-    };
+    const char* const bodies[]
+        = {"while (true) {}", "for (;;) { try { while (true) {} } catch (e) {} finally { while (true) {} } }",
+            "/(a+)+$/.test('aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab')",
+            "(function f() { try { f(); } finally { f(); } })()",
+            "return new Proxy({}, {ownKeys: function() { while (true) {} }})", "return {get a() { while (true) {} }}",
+            "function p() { Promise.resolve().then(p); } p(); return {a: 1}",
+            "var s = 'x'; while (true) { s = JSON.stringify([s, s]); s = s.substr(0, 100000); }",
+            "[3, 2, 1].sort(function() { while (true) {} })", "'x'.replace(/x/, function() { while (true) {} })"};
     for (const char* body : bodies) {
         auto script = compiled(
             std::string("var n = 0; function main(stop) { if (stop) return {n: ++n}; ") + body + " }", {250, 20});
@@ -165,45 +154,20 @@ TEST(Script, RunsThatNeverEndAreEndedAndTheThirdTimeIsTheLast)
     }
 }
 
-// The most memory that the process has had since the last call of resetPeak, in MiB. Nothing under a sanitizer, which
-// holds on to what was freed.
-long peakMebibytes()
-{
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return 0;
-#endif
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.starts_with("VmHWM:"))
-            return std::stol(line.substr(6)) / 1024;
-    return 0;
-}
-void resetPeak()
-{
-    std::ofstream("/proc/self/clear_refs") << 5;
-}
-
 TEST(Script, MemoryAndStackHaveAnEnd)
 {
-    resetPeak();
+    resetPeakMemory();
     const long before = peakMebibytes();
-    const char* const bodies[] = {
-        "var a = []; while (true) a.push({x: a.length});",
-        "var s = 'x'; while (true) s += s + s.length;",
-        "var a = [new Array(1e8).fill(0), 1]; return {n: a.length}",
+    const char* const bodies[] = {"var a = []; while (true) a.push({x: a.length});",
+        "var s = 'x'; while (true) s += s + s.length;", "var a = [new Array(1e8).fill(0), 1]; return {n: a.length}",
         "var a = []; while (true) a.push(new Array(1e6).fill(1));",
         "var a = []; while (true) a.push('y'.repeat(1e6) + a.length);",
-        "var m = new Map(); for (var k = 0; ; k++) m.set(k, k);",
-        "var a = {}; while (true) a = {a: a, b: a};",
+        "var m = new Map(); for (var k = 0; ; k++) m.set(k, k);", "var a = {}; while (true) a = {a: a, b: a};",
         "(function f() { f(); f(); })()",
         "var a = []; for (var k = 0; k < 1e5; k++) a = [a]; return {a: JSON.stringify(a)}",
-        "'x'.repeat(1 << 29).toUpperCase()",
-        "var s = 'x'; for (var k = 0; k < 29; k++) s += s; encodeURIComponent(s)",
-        "new Function('return ' + '1+'.repeat(1e7) + '1')",
-        "JSON.parse('['.repeat(1e7))",
-        "eval(new Array(100000).join('('))",
-        "new RegExp(new Array(100000).join('('))",
-    };
+        "'x'.repeat(1 << 29).toUpperCase()", "var s = 'x'; for (var k = 0; k < 29; k++) s += s; encodeURIComponent(s)",
+        "new Function('return ' + '1+'.repeat(1e7) + '1')", "JSON.parse('['.repeat(1e7))",
+        "eval(new Array(100000).join('('))", "new RegExp(new Array(100000).join('('))"};
     for (const char* body : bodies) {
         auto script
             = compiled(std::string("function main(stop) { if (stop) return {n: 1}; ") + body + " }", {250, 300});

@@ -7,11 +7,8 @@ namespace {
 
 TEST(TrackTime, HasHoursOnlyWhenThereAreSome)
 {
-    const struct {
-        double seconds;
-        const char* text;
-    } cases[] = {{0, ""}, {-5, ""}, {0.4, "0:00"}, {59.9, "0:59"}, {225, "3:45"}, {3599, "59:59"}, {3600, "1:00:00"},
-        {36061, "10:01:01"}, {1e300, ""}, {std::nan(""), ""}};
+    const std::pair<double, const char*> cases[] = {{0, ""}, {-5, ""}, {0.4, "0:00"}, {59.9, "0:59"}, {225, "3:45"},
+        {3599, "59:59"}, {3600, "1:00:00"}, {36061, "10:01:01"}, {1e300, ""}, {std::nan(""), ""}};
     for (const auto& [seconds, text] : cases)
         EXPECT_EQ(trackTime(seconds), text) << seconds;
 }
@@ -30,13 +27,7 @@ TEST(Metadata, IsReadLenientlyFieldByField)
     const Get rating = [](const TrackMetadata& m) { return std::to_string(m.track->rating); };
     const Get played = [](const TrackMetadata& m) { return std::to_string(m.track->playedCount); };
     const Get art = [](const TrackMetadata& m) { return m.artAddress; };
-    const struct {
-        const char* key;
-        Value value;
-        Get get;
-        const char* expected;
-        const char* why;
-    } cases[] = {
+    const std::tuple<const char*, Value, Get, const char*, const char*> cases[] = {
         {"xesam:title", "T", name, "T", "a title"},
         {"xesam:title", Value(Array{"T", "U"}), name, "T, U", "a title as a list"},
         {"xesam:title", 5, name, "5", "a title as a number"},
@@ -103,12 +94,7 @@ TEST(Metadata, CutsWhatIsHuge)
 TEST(Metadata, TakesTheBetterOfTwoFields)
 {
     const Value none = "", blank = Value(Array{""});
-    const struct {
-        Dictionary fields;
-        const char *title, *artist;
-        std::int64_t year, number;
-        const char* why;
-    } cases[] = {
+    const std::tuple<Dictionary, const char*, const char*, std::int64_t, std::int64_t, const char*> cases[] = {
         {{{"year", 2021}, {"xesam:contentCreated", "2026-11-25"}}, "", "", 2021, 0, "the song's year, not its file's"},
         {{{"sayonara:year", 2021}, {"date", "1990"}, {"DATE", "1990"}}, "", "", 2021, 0, "and before a date"},
         {{{"date", "2021"}, {"xesam:contentCreated", "2026"}}, "", "", 2021, 0, "a date's"},
@@ -137,11 +123,7 @@ TEST(Metadata, TellsTracksApart)
     const auto identity = [](const Dictionary& members) { return trackMetadata(members).identity; };
     const Dictionary one{{"mpris:trackid", "/1"}, {"xesam:title", "T"}, {"mpris:length", 5}};
     const Dictionary bare{{"mpris:trackid", "/1"}, {"xesam:title", ""}, {"xesam:artist", Value(Array{""})}};
-    const struct {
-        Dictionary a, b;
-        bool same;
-        const char* why;
-    } cases[] = {
+    const std::tuple<Dictionary, Dictionary, bool, const char*> cases[] = {
         {one, {{"mpris:trackid", "/1"}, {"xesam:title", "T"}, {"mpris:length", 6}}, true, "a corrected length"},
         {one, {{"mpris:trackid", "/2"}, {"xesam:title", "T"}}, true, "another name at each message"},
         {one, {{"mpris:trackid", "/1"}, {"xesam:title", "U"}}, false, "a title"},

@@ -12,12 +12,9 @@ namespace vitrel {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::ElementsAre, testing::IsEmpty;
 
-class FakeBus final : public PlayerBus
-{
-public:
+struct FakeBus final : PlayerBus {
     void start(PlayerBusListener& listener) override { this->listener = &listener; }
     bool isSettled() const override { return true; }
     bool isSilent(const std::string&) const override { return isSilentPlayer; }
@@ -29,181 +26,37 @@ public:
 
 const PlayerArrival kThere{0, 0, true};
 
-class Listener final : public NSObject
-{
-public:
+// Writes down what is told, and when: the seconds, the state, the title, the length, and "+" with the picture, "?"
+// while that is on its way.
+struct Diary final : NSObject {
+    Diary(TestSurroundings& in, const std::shared_ptr<SBApplication>& player)
+        : in(in)
+        , player(*player)
+    { }
     void heard(const Value& value)
     {
         const auto notification = std::static_pointer_cast<NSNotification>(value.object());
+        const auto track = player.currentTrack();
+        char time[20];
+        std::snprintf(time, sizeof time, "%.2f ", in.clock.time.count());
         EXPECT_EQ(notification->object, "com.apple.iTunes.player");
-        const auto text = [&](const char* key) { return vitrel::description(notification->userInfo.at(key)); };
-        log.push_back(text("Player State") + " " + text("Artwork Count"));
-    }
-    std::vector<std::string> log;
-};
-
-struct Room : TestSurroundings {
-    std::shared_ptr<Listener> listener = std::make_shared<Listener>();
-    FakeBus* bus = nullptr;
-    std::unique_ptr<MprisPlayers> players;
-    std::shared_ptr<SBApplication> player;
-
-    explicit Room(const std::string& preferred = {})
-    {
-        auto made = std::make_unique<FakeBus>();
-        bus = made.get();
-        players = std::make_unique<MprisPlayers>(surroundings, std::move(made), preferred);
-        player = players->applicationWithBundleIdentifier("com.apple.iTunes");
-        center.addObserverSelectorNameObject(listener, SELECTOR(Listener, heard), "com.apple.iTunes.playerInfo");
-    }
-    static Dictionary properties(const std::string& status, const std::string& title, const std::string& art = {})
-    {
-        Dictionary metadata{{"xesam:title", title}, {"mpris:trackid", "/" + title}, {"mpris:length", 100'000'000}};
-        if (!art.empty())
-            metadata["mpris:artUrl"] = art;
-        return {{"PlaybackStatus", status}, {"Metadata", Value(metadata)}};
-    }
-    // One that was there before, so that its track is told at once.
-    void appears(const std::string& name, const std::string& status, const std::string& title, int process = 0)
-    {
-        bus->listener->playerAppeared(name, {process, 0, true}, properties(status, title));
-        turn();
-    }
-    void changes(const std::string& name, const Dictionary& properties)
-    {
-        bus->listener->playerChanged(name, properties);
-        turn();
-    }
-    // With the time that a change of track is held back.
-    void changesTrack(const std::string& title, const std::string& art = {})
-    {
-        changes("mpv", properties("Playing", title, art));
-        fastForwardBy(0.4s);
-        turn();
-    }
-    // Lets notifications and artwork come.
-    void turn()
-    {
-        for (int k = 0; k < 4; ++k) {
-            loop.turn();
-            artwork.drain();
+        const auto told = player.playerState();
+        const std::string state = told == kPlayerStatePlaying ? "Playing"
+            : told == kPlayerStatePaused                      ? "Paused"
+                                                              : "Stopped";
+        if (track) {
+            EXPECT_EQ(notification->userInfo.at("Player State"), Value(state));
+            EXPECT_EQ(notification->userInfo.at("Artwork Count"), Value(int(track->artworks.size())));
         }
-        loop.turn();
+        lines.push_back(time + (!track ? "gone" : state + " " + track->name + " " + track->time)
+            + (!track || track->artworks.empty()       ? ""
+                    : track->artworks.front()->image() ? "+"
+                                                       : "?"));
     }
-    std::string title() { return player->currentTrack() ? player->currentTrack()->name : "none"; }
-    std::shared_ptr<const Bytes> art() { return player->currentTrack()->artworks.at(0)->rawData(); }
-    std::vector<std::string> heard() { return std::exchange(listener->log, {}); }
+    TestSurroundings& in;
+    SBApplication& player;
+    std::vector<std::string> lines;
 };
-
-TEST(MprisPlayers, TellsPresenceStateAndTrackOnceEach)
-{
-    Room in;
-    EXPECT_FALSE(in.player->isRunning());
-    EXPECT_EQ(in.player->currentTrack(), nullptr);
-    in.appears("mpv", "Playing", "A");
-    EXPECT_TRUE(in.player->isRunning());
-    EXPECT_EQ(in.player->playerState(), kPlayerStatePlaying);
-    EXPECT_EQ(in.title(), "A");
-    EXPECT_THAT(in.players->runningApplications(), ElementsAre("com.apple.iTunes"));
-    EXPECT_THAT(in.heard(), ElementsAre("Playing 0"));
-    in.changes("mpv", Room::properties("Playing", "A"));
-    EXPECT_THAT(in.heard(), IsEmpty()) << "a repetition";
-    in.changes("mpv", {{"PlaybackStatus", "Paused"}});
-    EXPECT_EQ(in.player->playerState(), kPlayerStatePaused);
-    in.changes("mpv", {{"Volume", 0.5}, {"PlaybackStatus", Value(Array{})}});
-    EXPECT_EQ(in.player->playerState(), kPlayerStateStopped) << "a state that is none";
-    in.bus->listener->playerVanished("mpv");
-    in.turn();
-    EXPECT_FALSE(in.player->isRunning());
-    EXPECT_EQ(in.player->currentTrack(), nullptr);
-    EXPECT_THAT(in.heard(), ElementsAre("Paused 0", "Stopped 0", "Stopped 0"));
-}
-
-// a and b are applications, f is a browser; capitals play, small letters pause. The last state is what counts.
-TEST(MprisPlayers, ChoosesTheOneToShow)
-{
-    const struct {
-        std::vector<std::string> events;
-        const char* preferred;
-        const char* shown;
-        const char* why;
-    } cases[] = {
-        {{"a", "b"}, "", "a", "none has played: the first"},
-        {{"a", "B"}, "", "b", "the one that plays"},
-        {{"A", "B"}, "", "b", "of two that play the last that began"},
-        {{"A", "B", "A"}, "", "b", "a repetition is no beginning"},
-        {{"A", "B", "b"}, "", "a", "the other still plays"},
-        {{"A", "B", "a", "b"}, "", "b", "all pause: the last that ended"},
-        {{"A", "B", "b", "a"}, "", "a", "though it began first"},
-        {{"A", "B", "b", "a", "B", "b"}, "", "b", "and played again"},
-        {{"a", "B", "b"}, "", "b", "one that has played before one that hasn't"},
-        {{"A", "F"}, "", "a", "a browser yields to an application"},
-        {{"a", "F"}, "", "firefox.instance_1", "unless that doesn't play"},
-        {{"A", "B"}, "a", "a", "the user's choice"},
-        {{"a", "B"}, "A", "a", "even if it pauses"},
-        {{"A", "f"}, "firefox", "firefox.instance_1", "by the first part of its name"},
-        {{"A", "B"}, "mpv", "b", "a choice that isn't there"},
-        {{"A", "B", "-b"}, "", "a", "one that went"},
-    };
-    for (const auto& [events, preferred, shown, why] : cases) {
-        Room in(preferred);
-        for (const std::string& event : events) {
-            const char letter = static_cast<char>(event.back() | 0x20);
-            const std::string name = letter == 'f' ? "firefox.instance_1" : std::string(1, letter);
-            const std::string status = event.back() == letter ? "Paused" : "Playing";
-            const auto names = in.players->names();
-            if (event.front() == '-')
-                in.bus->listener->playerVanished(name);
-            else if (std::find(names.begin(), names.end(), name) == names.end())
-                in.bus->listener->playerAppeared(name, {}, Room::properties(status, name));
-            else
-                in.changes(name, {{"PlaybackStatus", status}});
-            in.fastForwardBy(1s);
-        }
-        EXPECT_EQ(in.title(), shown) << why;
-        EXPECT_EQ(in.players->names().front(), shown) << why;
-    }
-}
-
-TEST(MprisPlayers, CountsAProgramWithTwoNamesOnce)
-{
-    Room in;
-    in.appears("vlc.instance7", "Playing", "A", 7);
-    in.appears("vlc", "Paused", "B", 7);
-    EXPECT_EQ(in.title(), "B") << "the shorter name speaks";
-    in.appears("mpv.instance9", "Playing", "C", 9);
-    EXPECT_EQ(in.title(), "C") << "another process";
-}
-
-TEST(MprisPlayers, ExtrapolatesThePosition)
-{
-    Room in;
-    auto properties = Room::properties("Playing", "A");
-    properties["Position"] = 10'000'000;
-    in.bus->listener->playerAppeared("mpv", kThere, properties);
-    in.turn();
-    EXPECT_EQ(in.player->playerPosition(), 10);
-    in.clock.time += 5s;
-    EXPECT_EQ(in.player->playerPosition(), 15);
-    in.changes("mpv", {{"Rate", 2.0}});
-    in.clock.time += 5s;
-    EXPECT_EQ(in.player->playerPosition(), 25);
-    in.changes("mpv", {{"PlaybackStatus", "Paused"}});
-    in.clock.time += 5s;
-    EXPECT_EQ(in.player->playerPosition(), 25);
-    in.bus->listener->playerSeeked("mpv", 40);
-    EXPECT_EQ(in.player->playerPosition(), 40);
-    in.changes("mpv", {{"PlaybackStatus", "Playing"}});
-    in.clock.time += 1000s;
-    EXPECT_EQ(in.player->playerPosition(), 100) << "not beyond its end";
-    in.changes("mpv", Room::properties("Playing", "B"));
-    EXPECT_EQ(in.player->playerPosition(), 0) << "a new track";
-}
-
-std::string dataOf(int side)
-{
-    return "data:;base64," + encodeBase64(pngOf(side, side));
-}
 
 Dictionary track(const std::string& title, const std::string& art = {}, int length = 60)
 {
@@ -218,52 +71,167 @@ Dictionary status(const char* text)
     return {{"PlaybackStatus", text}};
 }
 
-// Writes down what is told, and when: the seconds, the state, the title, the length, and "+" with the picture, "?"
-// while that is on its way.
-class Diary final : public NSObject
+Dictionary with(const char* state, const std::string& title, const std::string& art = {}, int position = 0)
 {
-public:
-    Diary(const Room& room)
-        : room_(room)
-    { }
-    void heard(const Value&)
-    {
-        char time[20];
-        std::snprintf(time, sizeof time, "%.2f ", room_.clock.time.count());
-        const std::uint32_t state = room_.player->playerState();
-        const auto track = room_.player->currentTrack();
-        lines.push_back(time
-            + (!track ? "gone"
-                      : (state == kPlayerStatePlaying         ? "Playing "
-                                : state == kPlayerStatePaused ? "Paused "
-                                                              : "Stopped ")
-                        + track->name + " " + track->time
-                        + (track->artworks.empty()                 ? ""
-                                : track->artworks.front()->image() ? "+"
-                                                                   : "?")));
-    }
-    std::vector<std::string> lines;
+    Dictionary out = track(title, art);
+    out["PlaybackStatus"] = state;
+    if (position)
+        out["Position"] = position * 1'000'000;
+    return out;
+}
 
-private:
-    const Room& room_;
+struct Room : TestSurroundings {
+    FakeBus* bus = nullptr;
+    std::unique_ptr<MprisPlayers> players;
+    std::shared_ptr<SBApplication> player;
+    std::shared_ptr<Diary> diary;
+
+    explicit Room(const std::string& preferred = {})
+    {
+        auto made = std::make_unique<FakeBus>();
+        bus = made.get();
+        players = std::make_unique<MprisPlayers>(surroundings, std::move(made), preferred);
+        player = players->applicationWithBundleIdentifier("com.apple.iTunes");
+        diary = std::make_shared<Diary>(*this, player);
+        center.addObserverSelectorNameObject(diary, SELECTOR(Diary, heard), "com.apple.iTunes.playerInfo");
+    }
+    // One that was there before, so that its track is told at once.
+    void appears(const std::string& name, const Dictionary& properties, int process = 0)
+    {
+        bus->listener->playerAppeared(name, {process, 0, true}, properties);
+        turn();
+    }
+    void changes(const std::string& name, const Dictionary& properties)
+    {
+        bus->listener->playerChanged(name, properties);
+        turn();
+    }
+    // With the time that a change of track is held back.
+    void changesTrack(const std::string& title, const std::string& art = {})
+    {
+        changes("mpv", with("Playing", title, art));
+        fastForwardBy(0.4s);
+        turn();
+    }
+    // Lets notifications and artwork come.
+    void turn()
+    {
+        for (int k = 0; k < 4; ++k) {
+            loop.turn();
+            artwork.drain();
+        }
+        loop.turn();
+    }
+    std::string title() { return player->currentTrack() ? player->currentTrack()->name : "none"; }
+    std::shared_ptr<const Bytes> art() { return player->currentTrack()->artworks.at(0)->rawData(); }
+    std::vector<std::string> heard() { return std::exchange(diary->lines, {}); }
 };
 
+std::string dataOf(int side)
+{
+    return "data:;base64," + encodeBase64(pngOf(side, side));
+}
+
+TEST(MprisPlayers, TellsPresenceStateAndTrackOnceEach)
+{
+    Room in;
+    EXPECT_FALSE(in.player->isRunning());
+    EXPECT_EQ(in.player->currentTrack(), nullptr);
+    in.appears("mpv", with("Playing", "A"));
+    EXPECT_TRUE(in.player->isRunning());
+    EXPECT_THAT(in.players->runningApplications(), ElementsAre("com.apple.iTunes"));
+    in.changes("mpv", with("Playing", "A")); // a repetition
+    in.changes("mpv", status("Paused"));
+    in.changes("mpv", {{"Volume", 0.5}, {"PlaybackStatus", Value(Array{})}}); // a state that is none
+    in.bus->listener->playerVanished("mpv");
+    in.turn();
+    EXPECT_FALSE(in.player->isRunning());
+    EXPECT_THAT(
+        in.heard(), ElementsAre("0.00 Playing A 1:00", "0.00 Paused A 1:00", "0.00 Stopped A 1:00", "0.00 gone"));
+}
+
+// a and b are applications, f is a browser; capitals play, small letters pause. The last state is what counts.
+TEST(MprisPlayers, ChoosesTheOneToShow)
+{
+    const std::tuple<std::vector<std::string>, const char*, const char*, const char*> cases[] = {
+        {{"a", "b"}, "", "a", "none has played: the first"}, {{"a", "B"}, "", "b", "the one that plays"},
+        {{"A", "B"}, "", "b", "of two that play the last that began"},
+        {{"A", "B", "A"}, "", "b", "a repetition is no beginning"}, {{"A", "B", "b"}, "", "a", "the other still plays"},
+        {{"A", "B", "a", "b"}, "", "b", "all pause: the last that ended"},
+        {{"A", "B", "b", "a"}, "", "a", "though it began first"},
+        {{"A", "B", "b", "a", "B", "b"}, "", "b", "and played again"},
+        {{"a", "B", "b"}, "", "b", "one that has played before one that hasn't"},
+        {{"A", "F"}, "", "a", "a browser yields to an application"},
+        {{"a", "F"}, "", "firefox.instance_1", "unless that doesn't play"}, {{"A", "B"}, "a", "a", "the user's choice"},
+        {{"a", "B"}, "A", "a", "even if it pauses"},
+        {{"A", "f"}, "firefox", "firefox.instance_1", "by the first part of its name"},
+        {{"A", "B"}, "mpv", "b", "a choice that isn't there"}, {{"A", "B", "-b"}, "", "a", "one that went"}};
+    for (const auto& [events, preferred, shown, why] : cases) {
+        Room in(preferred);
+        for (const std::string& event : events) {
+            const char letter = static_cast<char>(event.back() | 0x20);
+            const std::string name = letter == 'f' ? "firefox.instance_1" : std::string(1, letter);
+            const char* state = event.back() == letter ? "Paused" : "Playing";
+            const auto names = in.players->names();
+            if (event.front() == '-')
+                in.bus->listener->playerVanished(name);
+            else if (std::find(names.begin(), names.end(), name) == names.end())
+                in.bus->listener->playerAppeared(name, {}, with(state, name));
+            else
+                in.changes(name, status(state));
+            in.fastForwardBy(1s);
+        }
+        EXPECT_EQ(in.title(), shown) << why;
+        EXPECT_EQ(in.players->names().front(), shown) << why;
+    }
+}
+
+TEST(MprisPlayers, CountsAProgramWithTwoNamesOnce)
+{
+    Room in;
+    in.appears("vlc.instance7", with("Playing", "A"), 7);
+    in.appears("vlc", with("Paused", "B"), 7);
+    EXPECT_EQ(in.title(), "B") << "the shorter name speaks";
+    in.appears("mpv.instance9", with("Playing", "C"), 9);
+    EXPECT_EQ(in.title(), "C") << "another process";
+}
+
+TEST(MprisPlayers, ExtrapolatesThePosition)
+{
+    Room in;
+    in.appears("mpv", with("Playing", "A", "", 10));
+    EXPECT_EQ(in.player->playerPosition(), 10);
+    in.clock.time += 5s;
+    EXPECT_EQ(in.player->playerPosition(), 15);
+    in.changes("mpv", {{"Rate", 2.0}});
+    in.clock.time += 5s;
+    EXPECT_EQ(in.player->playerPosition(), 25);
+    in.changes("mpv", status("Paused"));
+    in.clock.time += 5s;
+    EXPECT_EQ(in.player->playerPosition(), 25);
+    in.bus->listener->playerSeeked("mpv", 40);
+    EXPECT_EQ(in.player->playerPosition(), 40);
+    in.changes("mpv", status("Playing"));
+    in.clock.time += 1000s;
+    EXPECT_EQ(in.player->playerPosition(), 60) << "not beyond its end";
+    in.changes("mpv", with("Playing", "B"));
+    EXPECT_EQ(in.player->playerPosition(), 0) << "a new track";
+}
+
 // A track "A" plays. Then come the player's words, each so many seconds after the first; with an empty one it goes.
+// The queue for artwork runs from the time behind them.
 TEST(MprisPlayers, HoldsAChangeOfTrackUntilItIsWhole)
 {
     const TemporaryFolder files;
     const std::string cover = "file://" + files.write("cover.png", textOf(pngOf(4, 4)));
-    const struct {
-        const char* why;
-        std::vector<std::pair<double, Dictionary>> words;
-        double read; // when the queue for artwork comes to run
-        std::vector<std::string> told;
-    } cases[] = {
+    using Words = std::vector<std::pair<double, Dictionary>>;
+    const std::tuple<const char*, Words, double, std::vector<std::string>> cases[] = {
         {"half told first", {{0, track("B.flac")}, {0.08, track("B")}}, 0, {"0.25 Playing B 1:00"}},
         {"the old length", {{0, track("B")}, {0.2, track("B", "", 90)}}, 0, {"0.25 Playing B 1:30"}},
         {"nothing between", {{0, track("")}, {0.1, track("B")}}, 0, {"0.25 Playing B 1:00"}},
         {"two changes", {{0, track("B")}, {0.26, track("C")}}, 0, {"0.25 Playing B 1:00", "0.51 Playing C 1:00"}},
         {"and back", {{0, track("")}, {0.1, track("A")}}, 0, {}},
+        {"and on", {{0, track("B")}, {0.1, track("A")}, {0.2, track("C")}}, 0, {"0.25 Playing C 1:00"}},
         {"a correction is no change", {{0, track("A", "", 61)}}, 0, {"0.00 Playing A 1:01"}},
         {"a pause", {{0, status("Paused")}}, 0, {"0.00 Paused A 1:00"}},
         {"a pause within", {{0, track("B")}, {0.1, status("Paused")}}, 0, {"0.10 Paused A 1:00", "0.25 Paused B 1:00"}},
@@ -274,6 +242,8 @@ TEST(MprisPlayers, HoldsAChangeOfTrackUntilItIsWhole)
             {"0.00 Paused A 1:00", "0.55 Playing A 1:00"}},
         {"it plays, and then says what", {{0, status("Paused")}, {0.5, status("Playing")}, {0.54, track("B")}}, 0,
             {"0.00 Paused A 1:00", "0.75 Playing B 1:00"}},
+        {"it plays at a hold's end", {{0, status("Paused")}, {0.4, track("B")}, {0.62, status("Playing")}}, 0,
+            {"0.00 Paused A 1:00", "0.67 Playing B 1:00"}},
         {"of nothing", {{0, status("Stopped")}, {0, track("")}, {0.5, status("Playing")}, {0.7, track("B")}}, 0,
             {"0.00 Stopped A 1:00", "0.25 Stopped  1:00", "0.75 Playing B 1:00"}},
         {"a cover's end first", {{0, track("A", cover)}, {0.5, track("A")}, {0.51, track("B")}}, 0,
@@ -292,12 +262,8 @@ TEST(MprisPlayers, HoldsAChangeOfTrackUntilItIsWhole)
     };
     for (const auto& [why, words, read, told] : cases) {
         Room in;
-        const auto diary = std::make_shared<Diary>(in);
-        auto playing = track("A");
-        playing["PlaybackStatus"] = "Playing";
-        in.bus->listener->playerAppeared("mpv", kThere, playing);
-        in.turn();
-        in.center.addObserverSelectorNameObject(diary, SELECTOR(Diary, heard), "com.apple.iTunes.playerInfo");
+        in.appears("mpv", with("Playing", "A"));
+        in.heard();
         std::size_t next = 0;
         for (int hundredth = 0; hundredth < 140; ++hundredth) {
             in.fastForwardBy(Seconds(hundredth / 100.0) - in.clock.time);
@@ -312,27 +278,26 @@ TEST(MprisPlayers, HoldsAChangeOfTrackUntilItIsWhole)
                 in.artwork.drain();
             in.loop.turn();
         }
-        EXPECT_EQ(diary->lines, told) << why;
+        EXPECT_EQ(in.heard(), told) << why;
     }
 }
 
 TEST(MprisPlayers, HoldsAPlayerThatBeginsButNoneThatWasThere)
 {
     Room in;
-    in.bus->listener->playerAppeared("mpv", {}, Room::properties("Playing", "A.flac"));
+    in.bus->listener->playerAppeared("mpv", {}, with("Playing", "A.flac"));
     in.fastForwardBy(0.2s);
     EXPECT_FALSE(in.player->isRunning());
-    in.changes("mpv", Room::properties("Playing", "A"));
+    in.changes("mpv", with("Playing", "A"));
     in.fastForwardBy(0.1s);
-    EXPECT_EQ(in.title(), "A");
-    EXPECT_THAT(in.heard(), ElementsAre("Playing 0"));
-    in.bus->listener->playerAppeared("vlc", {}, Room::properties("Playing", "B"));
+    EXPECT_THAT(in.heard(), ElementsAre("0.25 Playing A 1:00"));
+    in.bus->listener->playerAppeared("vlc", {}, with("Playing", "B"));
     in.fastForwardBy(0.2s);
     EXPECT_EQ(in.title(), "A");
-    in.changes("vlc", {{"PlaybackStatus", "Paused"}});
+    in.changes("vlc", status("Paused"));
     in.fastForwardBy(0.1s);
     EXPECT_THAT(in.heard(), IsEmpty()) << "it stopped before it was shown";
-    in.changes("vlc", {{"PlaybackStatus", "Playing"}});
+    in.changes("vlc", status("Playing"));
     in.fastForwardBy(0.05s);
     EXPECT_EQ(in.title(), "B") << "its track has long been told";
     in.bus->listener->playerVanished("vlc");
@@ -343,24 +308,14 @@ TEST(MprisPlayers, HoldsAPlayerThatBeginsButNoneThatWasThere)
 // Of players that were there and don't play; each row's players come in the order of their connections.
 TEST(MprisPlayers, TellsFromWhatIsThereWhoPlayedLast)
 {
-    const auto at = [](const char* state, const char* title, int position) {
-        Dictionary out = Room::properties(state, title);
-        out["Position"] = position * 1'000'000;
-        return out;
-    };
-    const Dictionary bare{{"PlaybackStatus", "Paused"}};
-    const struct {
-        Dictionary first, second;
-        const char* browser; // the name of the first
-        const char* shown;
-        const char* why;
-    } cases[] = {
-        {at("Stopped", "A", 9), at("Paused", "B", 9), "a", "B", "paused before stopped"},
-        {at("Paused", "A", 0), at("Paused", "B", 9), "a", "B", "within its track before at its beginning"},
-        {bare, at("Stopped", "B", 0), "a", "B", "a track before none"},
-        {at("Paused", "A", 9), at("Paused", "B", 9), "a", "A", "nothing tells: the first"},
-        {at("Paused", "A", 9), at("Paused", "B", 9), "firefox", "B", "a browser yields"},
-        {at("Playing", "A", 0), at("Playing", "B", 0), "a", "B", "two that play: the one that came last"},
+    const Dictionary bare = status("Paused");
+    const std::tuple<Dictionary, Dictionary, const char*, const char*, const char*> cases[] = {
+        {with("Stopped", "A", "", 9), with("Paused", "B", "", 9), "a", "B", "paused before stopped"},
+        {with("Paused", "A"), with("Paused", "B", "", 9), "a", "B", "within its track before at its beginning"},
+        {bare, with("Stopped", "B"), "a", "B", "a track before none"},
+        {with("Paused", "A", "", 9), with("Paused", "B", "", 9), "a", "A", "nothing tells: the first"},
+        {with("Paused", "A", "", 9), with("Paused", "B", "", 9), "firefox", "B", "a browser yields"},
+        {with("Playing", "A"), with("Playing", "B"), "a", "B", "two that play: the one that came last"},
     };
     for (const bool inOrder : {true, false}) {
         for (const auto& [first, second, name, shown, why] : cases) {
@@ -378,16 +333,14 @@ TEST(MprisPlayers, TellsFromWhatIsThereWhoPlayedLast)
 
 TEST(MprisPlayers, BrowsersAndOtherDevicesYieldToApplications)
 {
-    const struct {
-        const char* name;
-        bool yields;
-    } cases[] = {{"firefox.instance_1_2", true}, {"chromium.instance9", true}, {"plasma-browser-integration", true},
-        {"plasma-browser-integration-4711", true}, {"kdeconnect.mpris_000001", true}, {"KDEConnect.x", true},
-        {"vlc", false}, {"operatic", false}, {"edge-of-reason", false}, {"brave-", false}};
+    const std::pair<const char*, bool> cases[]
+        = {{"firefox.instance_1_2", true}, {"chromium.instance9", true}, {"plasma-browser-integration", true},
+            {"plasma-browser-integration-4711", true}, {"kdeconnect.mpris_000001", true}, {"KDEConnect.x", true},
+            {"vlc", false}, {"operatic", false}, {"edge-of-reason", false}, {"brave-", false}};
     for (const auto& [name, yields] : cases) {
         Room in;
-        in.appears("spotify", "Playing", "mine");
-        in.bus->listener->playerAppeared(name, {}, Room::properties("Playing", "other"));
+        in.appears("spotify", with("Playing", "mine"));
+        in.bus->listener->playerAppeared(name, {}, with("Playing", "other"));
         in.fastForwardBy(1s);
         EXPECT_EQ(in.title(), yields ? "mine" : "other") << name;
     }
@@ -397,9 +350,7 @@ TEST(MprisPlayers, AsksAPlayerThatNeverTellsAnything)
 {
     Room in;
     in.bus->isSilentPlayer = true;
-    auto properties = Room::properties("Playing", "A"); // of 100 seconds
-    properties["Position"] = 75'000'000;
-    in.bus->listener->playerAppeared("spotifyd", kThere, properties);
+    in.bus->listener->playerAppeared("spotifyd", kThere, with("Playing", "A", "", 35)); // of 60 seconds
     in.fastForwardBy(9.9s);
     EXPECT_THAT(in.bus->asked, IsEmpty());
     in.fastForwardBy(0.2s); // 10.1
@@ -410,12 +361,12 @@ TEST(MprisPlayers, AsksAPlayerThatNeverTellsAnything)
     EXPECT_EQ(in.bus->asked.size(), 2u);
     in.fastForwardBy(0.2s);
     EXPECT_EQ(in.bus->asked.size(), 3u) << "half a second after the end";
-    in.changes("spotifyd", Room::properties("Playing", "B"));
+    in.changes("spotifyd", with("Playing", "B"));
     in.fastForwardBy(0.3s);
     EXPECT_EQ(in.title(), "B");
-    in.appears("mpv", "Playing", "other");
+    in.appears("mpv", with("Playing", "other"));
     in.bus->isSilentPlayer = false;
-    in.changes("mpv", {{"PlaybackStatus", "Playing"}});
+    in.changes("mpv", status("Playing"));
     EXPECT_THAT(in.loop.nextDue(), testing::Eq(std::nullopt)) << "who tells isn't asked";
 }
 
@@ -424,8 +375,7 @@ TEST(MprisPlayers, ANewTrackReadsTheSameAddressAnew)
 {
     Room in;
     const std::string path = in.bundleFolder.write("cover.png", textOf(pngOf(1, 1))), address = "file://" + path;
-    in.bus->listener->playerAppeared("mpv", kThere, Room::properties("Playing", "A", address));
-    in.turn();
+    in.appears("mpv", with("Playing", "A", address));
     EXPECT_EQ(*in.art(), pngOf(1, 1));
     in.bundleFolder.write("cover.png", textOf(pngOf(2, 2)));
     in.changesTrack("B", address);
@@ -440,7 +390,7 @@ TEST(MprisPlayers, AnAnswerForATrackThatHasGoneIsDropped)
 {
     Room in;
     const std::string address = "file://" + in.bundleFolder.write("cover.png", textOf(pngOf(2, 2)));
-    in.bus->listener->playerAppeared("mpv", kThere, Room::properties("Playing", "A", address));
+    in.bus->listener->playerAppeared("mpv", kThere, with("Playing", "A", address));
     in.loop.turn();
     in.changesTrack("B", address); // both reads run now
     in.bundleFolder.write("cover.png", textOf(pngOf(1, 1)));
@@ -451,22 +401,14 @@ TEST(MprisPlayers, AnAnswerForATrackThatHasGoneIsDropped)
 
 TEST(MprisPlayers, ASmallerPictureOfTheSameTrackReplacesNothing)
 {
-    const struct {
-        std::vector<std::string> addresses;
-        int shown;
-        const char* why;
-    } cases[] = {
-        {{dataOf(8), dataOf(4)}, 8, "smaller"},
-        {{dataOf(4), dataOf(8)}, 8, "larger"},
-        {{dataOf(8), "data:,broken"}, 8, "none at all"},
-        {{"data:,broken", dataOf(8)}, 8, "after none"},
-        {{dataOf(8), "data:;base64,!"}, 8, "one that can't be read"},
-    };
+    const std::tuple<std::vector<std::string>, int, const char*> cases[] = {{{dataOf(8), dataOf(4)}, 8, "smaller"},
+        {{dataOf(4), dataOf(8)}, 8, "larger"}, {{dataOf(8), "data:,broken"}, 8, "none at all"},
+        {{"data:,broken", dataOf(8)}, 8, "after none"}, {{dataOf(8), "data:;base64,!"}, 8, "one that can't be read"}};
     for (const auto& [addresses, shown, why] : cases) {
         Room in;
-        in.appears("mpv", "Playing", "A");
+        in.appears("mpv", with("Playing", "A"));
         for (const std::string& address : addresses)
-            in.changes("mpv", Room::properties("Playing", "A", address));
+            in.changes("mpv", with("Playing", "A", address));
         EXPECT_EQ(*in.art(), pngOf(shown, shown)) << why;
         in.changesTrack("B", dataOf(2));
         EXPECT_EQ(*in.art(), pngOf(2, 2)) << why << ": another track";
@@ -477,8 +419,7 @@ TEST(MprisPlayers, WaitsForAFileThatIsNamedBeforeItIsWhole)
 {
     Room in;
     const std::string path = in.bundleFolder.write("late.png", "half of it"), whole{textOf(pngOf(3, 3))};
-    in.bus->listener->playerAppeared("mpv", kThere, Room::properties("Playing", "A", path));
-    in.turn();
+    in.appears("mpv", with("Playing", "A", path));
     EXPECT_EQ(in.art(), nullptr);
     in.bundleFolder.write("late.png", whole);
     in.fastForwardBy(0.2s);
@@ -491,8 +432,7 @@ TEST(MprisPlayers, WaitsForAFileThatIsNamedBeforeItIsWhole)
 TEST(MprisPlayers, GivesUpOnAFileThatNeverComes)
 {
     Room in;
-    in.bus->listener->playerAppeared("mpv", kThere, Room::properties("Playing", "A", "file:///none.png"));
-    in.turn();
+    in.appears("mpv", with("Playing", "A", "file:///none.png"));
     std::size_t reads = 0;
     for (const double pause : {0.14, 0.02, 0.98, 0.04, 1.0}) { // tried at 0, 0.15, 1.15, 2.15 and 3.15
         in.fastForwardBy(Seconds(pause));
@@ -500,23 +440,23 @@ TEST(MprisPlayers, GivesUpOnAFileThatNeverComes)
         in.loop.turn();
     }
     EXPECT_EQ(reads, 3u);
-    EXPECT_THAT(in.heard(), ElementsAre("Playing 1"));
+    EXPECT_THAT(in.heard(), ElementsAre("0.00 Playing A 1:00?"));
     in.fastForwardBy(1s);
     in.turn();
-    EXPECT_THAT(in.heard(), ElementsAre("Playing 0"));
+    EXPECT_THAT(in.heard(), ElementsAre("3.18 Playing A 1:00"));
     EXPECT_EQ(in.loop.nextDue(), std::nullopt);
     EXPECT_THAT(in.artwork.blocks, IsEmpty());
-    in.changes("mpv", Room::properties("Playing", "A", dataOf(4)));
-    EXPECT_THAT(in.heard(), ElementsAre("Playing 1", "Playing 1")) << "offered, and there";
+    in.changes("mpv", with("Playing", "A", dataOf(4)));
+    EXPECT_THAT(in.heard(), ElementsAre("3.18 Playing A 1:00?", "3.18 Playing A 1:00+"));
 }
 
 // What is under way when the program ends must find nothing that is gone.
 TEST(MprisPlayers, MayGoWhileArtworkIsOnItsWay)
 {
     Room in;
-    in.bus->listener->playerAppeared("mpv", kThere, Room::properties("Playing", "A", dataOf(4)));
+    in.bus->listener->playerAppeared("mpv", kThere, with("Playing", "A", dataOf(4)));
     in.loop.turn();
-    in.bus->listener->playerChanged("mpv", {{"PlaybackStatus", "Paused"}});
+    in.bus->listener->playerChanged("mpv", status("Paused"));
     in.players.reset();
     in.turn();
     EXPECT_FALSE(in.player->isRunning());
@@ -526,28 +466,25 @@ TEST(MprisPlayers, MayGoWhileArtworkIsOnItsWay)
 TEST(DemoPlayer, PlaysItsTracksInTurn)
 {
     TestSurroundings in;
-    const auto listener = std::make_shared<Listener>();
     const auto cover = std::make_shared<const Bytes>(pngOf(1, 1));
     auto demo = std::make_unique<DemoPlayer>(in.surroundings,
         std::vector<DemoTrack>{{"A", "X", "", "", 1999, 225, cover}, {"B", "", "", "", 0, 0, nullptr}});
     const auto player = demo->applicationWithBundleIdentifier("com.apple.iTunes");
-    in.center.addObserverSelectorNameObject(listener, SELECTOR(Listener, heard), "com.apple.iTunes.playerInfo");
+    const auto diary = std::make_shared<Diary>(in, player);
+    in.center.addObserverSelectorNameObject(diary, SELECTOR(Diary, heard), "com.apple.iTunes.playerInfo");
     EXPECT_TRUE(player->isRunning());
-    EXPECT_EQ(player->playerState(), kPlayerStatePlaying);
-    EXPECT_EQ(player->currentTrack()->time, "3:45");
     EXPECT_EQ(player->currentTrack()->artworks.at(0)->rawData(), nullptr) << "not decoded on this thread";
     EXPECT_EQ(in.artwork.drain(), 1u);
     in.loop.turn();
     in.loop.turn();
     EXPECT_EQ(player->currentTrack()->artworks.at(0)->rawData(), cover);
-    std::string names = player->currentTrack()->name;
     for (int k = 0; k < 4; ++k) {
         in.fastForwardBy(20s);
         in.loop.turn();
-        names += player->currentTrack()->name;
     }
-    EXPECT_EQ(names, "ABABA");
-    EXPECT_THAT(listener->log, ElementsAre("Playing 1", "Playing 0", "Playing 1", "Playing 0", "Playing 1"));
+    EXPECT_THAT(diary->lines,
+        ElementsAre("0.00 Playing A 3:45+", "20.00 Playing B ", "40.00 Playing A 3:45+", "60.00 Playing B ",
+            "80.00 Playing A 3:45+"));
     demo.reset();
     EXPECT_FALSE(player->isRunning());
     in.fastForwardBy(100s);

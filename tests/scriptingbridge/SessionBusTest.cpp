@@ -6,6 +6,7 @@
 #include "platform/foundation/Surroundings.h"
 #include "platform/scriptingbridge/MprisPlayers.h"
 #include "support/BusDaemon.h"
+#include "support/RealLoop.h"
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -22,21 +23,17 @@ using Variants = std::map<std::string, sdbus::Variant>;
 const std::string kPlayer = "org.mpris.MediaPlayer2.Player";
 
 // A player on the bus. Answers only while it is pumped.
-class BusPlayer
-{
-public:
+struct BusPlayer {
     BusPlayer(const std::string& address, const std::string& name, Variants metadata, bool oddStatus = false)
         : metadata_(std::move(metadata))
         , connection_(sdbus::createSessionBusConnectionWithAddress(address))
         , object_(sdbus::createObject(*connection_, "/org/mpris/MediaPlayer2"))
     {
         object_->registerProperty("Metadata").onInterface(kPlayer).withGetter([this] { return metadata_; });
-        if (oddStatus)
-            object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter([] { return std::int32_t(1); });
-        else
-            object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter([] {
-                return std::string("Playing");
-            });
+        const auto status = [&](const auto& getter) {
+            object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter(getter);
+        };
+        oddStatus ? status([] { return std::int32_t(1); }) : status([] { return std::string("Playing"); });
         object_->registerProperty("Position").onInterface(kPlayer).withGetter([] { return std::int64_t(5'000'000); });
         object_->registerSignal("Seeked").onInterface(kPlayer).withParameters<std::int64_t>();
         object_->finishRegistration();
@@ -64,8 +61,6 @@ public:
             .storeResultsTo(text);
     }
     void seek(std::int64_t position) { object_->emitSignal("Seeked").onInterface(kPlayer).withArguments(position); }
-
-private:
     Variants metadata_;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IObject> object_;
@@ -78,9 +73,7 @@ Variants titled(const std::string& title)
         {"xesam:artist", sdbus::Variant(std::vector<std::string>{"A", "B"})}};
 }
 
-class SessionBusTest : public testing::Test
-{
-protected:
+struct SessionBusTest : testing::Test, RealLoop {
     void SetUp() override
     {
         if (!daemon->isThere())
@@ -90,7 +83,12 @@ protected:
         surroundings.runLoop = &loop;
         surroundings.artworkQueue = &queue;
         surroundings.notificationCenter = &center;
-        auto made = std::make_unique<SessionBus>(loop, 0.05s);
+        listen();
+    }
+    void listen(Seconds pause = 0.05s)
+    {
+        players.reset();
+        auto made = std::make_unique<SessionBus>(loop, pause);
         bus = made.get();
         players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
         player = players->applicationWithBundleIdentifier("com.apple.iTunes");
@@ -108,16 +106,10 @@ protected:
     }
     template <class Condition> bool comesTrue(Condition condition)
     {
-        const Seconds end = clock.now() + 20s;
-        while (!condition()) {
-            if (clock.now() > end)
-                return false;
+        return turnUntil(condition, 20, [&] {
             for (const auto& one : on)
                 one->pump();
-            loop.wait(1ms);
-            loop.turn();
-        }
-        return true;
+        });
     }
     bool shows(const std::string& title)
     {
@@ -127,8 +119,6 @@ protected:
     TemporaryFolder folder;
     std::string address = "unix:path=" + (folder / "bus");
     std::unique_ptr<BusDaemon> daemon = std::make_unique<BusDaemon>(address);
-    SystemClock clock;
-    RunLoop loop{clock};
     PoolQueue queue{2};
     NSDistributedNotificationCenter center{loop};
     Surroundings surroundings;
@@ -255,10 +245,7 @@ TEST_F(SessionBusTest, OneThatWasThereBeforeIsFoundAndTheProxyForOthersIsNot)
     players.reset();
     plays("playerctld", titled("Copy"));
     plays("one", titled("Real"));
-    auto made = std::make_unique<SessionBus>(loop);
-    bus = made.get();
-    players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
-    player = players->applicationWithBundleIdentifier("com.apple.iTunes");
+    listen();
     EXPECT_FALSE(bus->isSettled());
     EXPECT_TRUE(shows("Real"));
     EXPECT_TRUE(bus->isSettled());
@@ -326,17 +313,14 @@ TEST_F(SessionBusTest, ABusThatDiesTakesItsPlayersAndIsFoundAgain)
 
 TEST_F(SessionBusTest, WithoutABusThereIsNoPlayer)
 {
-    players.reset();
     ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + (folder / "none")).c_str(), 1);
-    auto made = std::make_unique<SessionBus>(loop, 0.001s);
-    bus = made.get();
-    players = std::make_unique<MprisPlayers>(surroundings, std::move(made));
+    listen(0.001s);
     EXPECT_FALSE(bus->isConnected());
     EXPECT_TRUE(bus->isSettled());
     players->settle(10s);
     int tries = 0;
     EXPECT_TRUE(comesTrue([&] { return ++tries > 20; }));
-    EXPECT_FALSE(players->applicationWithBundleIdentifier("x")->isRunning());
+    EXPECT_FALSE(player->isRunning());
 }
 
 } // namespace

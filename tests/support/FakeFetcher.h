@@ -1,0 +1,38 @@
+#pragma once
+
+#include "FeedKit/fetch/Fetcher.h"
+#include "base/Text.h"
+
+#include <deque>
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+// Answers requests for feeds with the texts that it is given, in turn.
+struct FakeFetcher final : FeedKit::Fetcher {
+    Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
+        const FeedKit::URL& url, const FeedKit::Validators& known, std::stop_token stop) override
+    {
+        if (stop.stop_requested()) {
+            ++stopped;
+            return std::string("stopped");
+        }
+        asked.push_back(url.text());
+        if (eTag && known.eTag == eTag)
+            return std::optional<FeedKit::FetchedContents>();
+        if (answers.empty())
+            return std::string("the host was not found");
+        const auto text = answers.front();
+        answers.pop_front();
+        const auto view = bytesOf(text);
+        return std::optional(FeedKit::FetchedContents{Bytes(view.begin(), view.end()), {.eTag = eTag}});
+    }
+
+    std::vector<std::string> asked;
+    std::deque<std::string> answers;
+    std::optional<std::string> eTag; // of what is there now
+    int stopped = 0;
+};
+
+} // namespace vitrel
