@@ -26,14 +26,6 @@ Table tableOf(const std::string& language)
     return localizedStringsInText(text).value_or(Table());
 }
 
-std::set<std::string> keysOf(const Table& table)
-{
-    std::set<std::string> keys;
-    for (const auto& [key, text] : table)
-        keys.insert(key);
-    return keys;
-}
-
 // Each widget of the description with its dynamic properties and texts, by a reader that isn't ours.
 std::map<std::string, std::map<std::string, std::string>> widgetsOfForm()
 {
@@ -64,12 +56,13 @@ char32_t mnemonicOf(const std::string& text)
 
 TEST(Texts, AllLanguagesHaveTheSameKeysAndPlaces)
 {
-    const auto english = keysOf(tableOf("en"));
+    const Table english = tableOf("en");
     ASSERT_GT(english.size(), 30u);
     for (const char* language : kLanguages) {
         const Table table = tableOf(language);
-        EXPECT_EQ(keysOf(table), english) << language;
+        EXPECT_EQ(table.size(), english.size()) << language;
         for (const auto& [key, text] : table) {
+            EXPECT_TRUE(english.contains(key)) << language << ": " << key;
             EXPECT_FALSE(text.empty()) << language << ": " << key;
             EXPECT_EQ(key.find("%@") == key.npos, text.find("%@") == text.npos) << language << ": " << key;
         }
@@ -78,19 +71,15 @@ TEST(Texts, AllLanguagesHaveTheSameKeysAndPlaces)
 
 TEST(Texts, EveryTextOfTheFormHasAKeyInEveryLanguage)
 {
-    const auto widgets = widgetsOfForm();
+    auto widgets = widgetsOfForm();
     int marked = 0;
     for (const char* language : kLanguages) {
         const Table table = tableOf(language);
         std::set<char32_t> mnemonics;
-        for (const auto& [name, given] : widgets) {
-            const auto property = [&](const char* key) {
-                const auto found = given.find(key);
-                return found == given.end() ? std::string() : found->second;
-            };
-            const std::string identifier = property("identifier");
-            EXPECT_EQ(property("text").empty(), identifier.empty()) << name << ": a text without a key";
-            for (const auto& own : {property("placeholderText"), property("windowTitle"), identifier})
+        for (auto& [name, given] : widgets) {
+            const std::string identifier = given["identifier"];
+            EXPECT_EQ(given["text"].empty(), identifier.empty()) << name << ": a text without a key";
+            for (const auto& own : {given["placeholderText"], given["windowTitle"], identifier})
                 EXPECT_TRUE(own.empty() || table.contains(own)) << language << ": " << own;
             if (identifier.empty())
                 continue;
@@ -106,8 +95,7 @@ TEST(Texts, EveryTextOfTheFormHasAKeyInEveryLanguage)
 
 TEST(Texts, FormatsOfTheControllerAreTranslatedToo)
 {
-    Sheet in;
-    in.surroundings.languages = {"es-MX", "es"};
+    Sheet in({}, "", [](Sheet& in) { in.surroundings.languages = {"es-MX", "es"}; });
     const SheetTexts texts(in.surroundings);
     EXPECT_EQ(texts("Delete").toStdString(), "Quitar de la lista");
     EXPECT_EQ(texts("Version 0.1 (beta) (7)").toStdString(), "Versión 0.1 (beta) (7)") << "a value like the format";
@@ -139,9 +127,7 @@ void expectNothingCut(Sheet& in, const std::string& where)
         EXPECT_TRUE(in.window->rect().contains(QRect(widget->mapTo(in.window.get(), QPoint()), widget->size())))
             << name;
     }
-    const QRect preview(
-        in.find<QWidget>("preview").mapTo(in.window.get(), QPoint()), in.find<QWidget>("preview").size());
-    EXPECT_GE(preview.height(), 90) << where;
+    EXPECT_GE(in.find<QWidget>("preview").height(), 90) << where;
     EXPECT_GE(in.list().height(), 2 * in.list().sizeHintForRow(0)) << where;
 }
 
@@ -167,13 +153,15 @@ TEST(Texts, FitTheWindowInEveryLanguageAndSize)
                 QApplication::setPalette(full ? light : darkPalette());
                 Sheet in({"/home/user/Pictures/Aurora.qtz",
                              "/home/user/Pictures/A name that is much too long for one line of a list.qtz"},
-                    "/home/user/Pictures/Aurora.qtz");
-                in.resources = NSBundle(full ? bundleWithSite.path() : std::string(VITREL_SHARE));
-                in.surroundings.languages = {language};
-                if (full)
-                    in.surroundings.systemVersion = {10, 14, 0};
-                in.disk.setValueForKey(Sheet::kDomain, "Aurora.qtz: Is RSS Visualizer", full);
-                in.open(width, height);
+                    "/home/user/Pictures/Aurora.qtz", [&](Sheet& in) {
+                        in.resources = NSBundle(full ? bundleWithSite.path() : std::string(VITREL_SHARE));
+                        in.surroundings.languages = {language};
+                        if (full)
+                            in.surroundings.systemVersion = {10, 14, 0};
+                        in.disk.setValueForKey(Sheet::kDomain, "Aurora.qtz: Is RSS Visualizer", full);
+                    });
+                in.window->resize(width, height);
+                in.settle();
                 EXPECT_EQ(in.window->width(), width) << language;
                 EXPECT_EQ(in.window->height(), height) << language;
                 const std::string name = language + std::string(full ? "-full-" : "-dark-") + std::to_string(width);
@@ -187,10 +175,10 @@ TEST(Texts, FitTheWindowInEveryLanguageAndSize)
 
 TEST(Texts, WhoHearsTheWindowIsToldEachControlsName)
 {
-    Sheet in({"/a.qtz"}, "/a.qtz");
-    in.surroundings.languages = {"de"};
-    in.surroundings.systemVersion = {10, 14, 0};
-    in.open();
+    Sheet in({"/a.qtz"}, "/a.qtz", [](Sheet& in) {
+        in.surroundings.languages = {"de"};
+        in.surroundings.systemVersion = {10, 14, 0};
+    });
     int controls = 0;
     for (auto* widget : in.window->findChildren<QWidget*>()) {
         const bool isControl = widget->focusPolicy() != Qt::NoFocus || widget->objectName() == QLatin1String("preview");
