@@ -131,12 +131,7 @@ TEST(ImageDecoding, TheFiveFormatsGiveTheSamePixels)
 
 TEST(ImageDecoding, EveryDepthAndKindOfColourComesOutAsPremultipliedWords)
 {
-    struct {
-        int depth, colour;
-        Bytes row;
-        std::vector<std::uint32_t> pixels;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<int, int, Bytes, std::vector<std::uint32_t>, const char*> cases[] = {
         {8, 0, {0, 0x40, 0xC0}, {0xFF404040, 0xFFC0C0C0}, "grey"},
         {1, 0, {0, 0x40}, {0xFF000000, 0xFFFFFFFF}, "black and white in bits"},
         {8, 4, {0, 0x40, 0xFF, 0x80, 0x80}, {0xFF404040, 0x80404040}, "grey with alpha"},

@@ -20,15 +20,13 @@ Bitmap halves(int width, int height)
 
 TEST(ScaledToFit, KeepsTheShapeAndNeverMakesAnythingLarger)
 {
-    const struct {
-        int width, height, side, toWidth, toHeight;
-    } cases[] = {{10, 20, 20, 10, 20}, {10, 20, 100, 10, 20}, {40, 20, 20, 20, 10}, {100, 100, 7, 7, 7},
-        {1000, 1, 10, 10, 1}, {1, 1000, 10, 1, 10}, {3000, 2000, 1, 1, 1}};
-    for (const auto& one : cases) {
-        const auto scaled = scaledToFit(halves(one.width, one.height), one.side);
-        ASSERT_TRUE(scaled) << one.width << 'x' << one.height;
-        EXPECT_EQ(scaled->width, one.toWidth) << one.width << 'x' << one.height;
-        EXPECT_EQ(scaled->height, one.toHeight) << one.width << 'x' << one.height;
+    const std::tuple<int, int, int, int, int> cases[] = {{10, 20, 20, 10, 20}, {10, 20, 100, 10, 20},
+        {40, 20, 20, 20, 10}, {100, 100, 7, 7, 7}, {1000, 1, 10, 10, 1}, {1, 1000, 10, 1, 10}, {3000, 2000, 1, 1, 1}};
+    for (const auto& [width, height, side, toWidth, toHeight] : cases) {
+        const auto scaled = scaledToFit(halves(width, height), side);
+        ASSERT_TRUE(scaled) << width << 'x' << height;
+        EXPECT_EQ(scaled->width, toWidth) << width << 'x' << height;
+        EXPECT_EQ(scaled->height, toHeight) << width << 'x' << height;
     }
     EXPECT_FALSE(scaledToFit(Bitmap{}, 10));
     EXPECT_FALSE(scaledToFit(Bitmap{2, 2, {0}}, 10)) << "pixels are missing";

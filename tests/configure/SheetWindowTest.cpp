@@ -197,11 +197,7 @@ TEST(SheetWindow, TheFeedAddressCountsWhenTheUserIsDoneWithIt)
 
 TEST(SheetWindow, EndsByEveryWayOutAndKeepsWhatWasDone)
 {
-    struct {
-        void (*leave)(Sheet&);
-        const char* address;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<void (*)(Sheet&), const char*, const char*> cases[] = {
         {[](Sheet& in) { in.click("okButton"); }, "http://x", "OK"},
         {[](Sheet& in) { in.button("okButton").click(); }, "http://x", "OK that takes no focus"},
         {[](Sheet& in) { in.click("cancelButton"); }, "http://x", "Cancel takes nothing back"},

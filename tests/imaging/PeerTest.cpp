@@ -89,10 +89,8 @@ TEST_F(Peer, TheMuralIsAScaledCoverUponABackdrop)
 
 TEST_F(Peer, AFillIsACutAndAScaling)
 {
-    const struct {
-        int width, height, side, x, y;
-        double mean;
-    } cases[] = {{900, 600, 200, 150, 0, 1.0}, {600, 900, 150, 0, 150, 1.0}, {80, 60, 300, 10, 0, 1.5}};
+    const std::tuple<int, int, int, int, int, double> cases[]
+        = {{900, 600, 200, 150, 0, 1.0}, {600, 900, 150, 0, 150, 1.0}, {80, 60, 300, 10, 0, 1.5}};
     for (const auto& [width, height, side, x, y, mean] : cases) {
         const auto cover = drawnCover(width, height);
         const int cut = std::min(width, height);

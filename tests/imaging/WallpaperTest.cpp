@@ -40,11 +40,7 @@ std::pair<int, int> brightRun(const NSImage& image, bool across)
 
 TEST(Wallpaper, TheCoverStandsWholeInTheMiddleOfItsDarkCopy)
 {
-    const struct {
-        NSSize cover, screen;
-        std::pair<int, int> across, upwards;
-        const char* why;
-    } cases[] = {
+    const std::tuple<NSSize, NSSize, std::pair<int, int>, std::pair<int, int>, const char*> cases[] = {
         {{90, 90}, {160, 90}, {35, 90}, {0, 90}, "square on 16:9: margins left and right"},
         {{40, 40}, {160, 90}, {35, 90}, {0, 90}, "a small one is scaled up"},
         {{300, 300}, {160, 90}, {35, 90}, {0, 90}, "a large one is scaled down"},
@@ -68,12 +64,7 @@ TEST(Wallpaper, TheCoverStandsWholeInTheMiddleOfItsDarkCopy)
 // d is single(w / h) - single(iw / ih): not greater than the threshold, and not zero, gives the plain fill.
 TEST(Wallpaper, ShapesThatNearlyMatchAreFilled)
 {
-    const struct {
-        NSSize cover, screen;
-        float difference;
-        bool filled;
-        const char* why;
-    } cases[] = {
+    const std::tuple<NSSize, NSSize, float, bool, const char*> cases[] = {
         {{170, 100}, {160, 90}, 0.1f, true, "1.70 on 1.78: off by 0.08"},
         {{100, 100}, {160, 90}, 0.1f, false, "off by 0.78"},
         {{100, 100}, {160, 90}, 0.78f, true, "a threshold may be as large as one likes"},

@@ -5,22 +5,20 @@
 namespace vitrel {
 namespace {
 
-HttpReading reading(std::string_view bytes)
-{
+struct Read {
     HttpRequest request;
     std::size_t length = 0;
-    return readHttpRequest(bytes, request, length);
-}
+    HttpReading reading;
+    explicit Read(std::string_view bytes)
+        : reading(readHttpRequest(bytes, request, length))
+    { }
+};
 
 // A head that two programs read differently is how a request is smuggled past one of them; all such are refused.
 TEST(HttpRequest, ReadsStrictlyOrNotAtAll)
 {
     const std::string nul("GET / HTTP/1.1\r\nHost: a\0b\r\n\r\n", 30);
-    const struct {
-        std::string bytes;
-        HttpReading reading;
-        const char* why;
-    } cases[] = {
+    const std::tuple<std::string, HttpReading, const char*> cases[] = {
         {"GET / HTTP/1.1\r\nHost: a\r\n\r\n", HttpReading::Complete, "plain"},
         {"GET / HTTP/1.0\r\n\r\n", HttpReading::Complete, "no field at all"},
         {"GET / HTTP/1.1\r\nContent-Length: 0\r\n\r\n", HttpReading::Complete, "an empty body is none"},
@@ -47,59 +45,48 @@ TEST(HttpRequest, ReadsStrictlyOrNotAtAll)
         {"GET / HTTP/1.1\r\nContent-Length: +0\r\n\r\n", HttpReading::Broken, "a length in another spelling"},
         {"GET / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", HttpReading::Broken, "a body in chunks"},
     };
-    for (const auto& one : cases)
-        EXPECT_EQ(reading(one.bytes), one.reading) << one.why;
+    for (const auto& [bytes, reading, why] : cases)
+        EXPECT_EQ(Read(bytes).reading, reading) << why;
 }
 
 TEST(HttpRequest, MayHaveEightKilobytesAndNotAByteMore)
 {
     const std::string begin = "GET / HTTP/1.1\r\nX: ", end = "\r\n\r\n";
     const std::string full = begin + std::string(8192 - begin.size() - end.size(), 'x') + end;
-    EXPECT_EQ(reading(full), HttpReading::Complete);
-    EXPECT_EQ(reading(full.substr(0, 8191)), HttpReading::Incomplete);
+    EXPECT_EQ(Read(full).reading, HttpReading::Complete);
+    EXPECT_EQ(Read(full.substr(0, 8191)).reading, HttpReading::Incomplete);
     const std::string over = begin + std::string(8193 - begin.size() - end.size(), 'x') + end;
-    EXPECT_EQ(reading(over), HttpReading::Broken);
-    EXPECT_EQ(reading(over.substr(0, 8192)), HttpReading::Broken) << "it can't end in time any more";
+    EXPECT_EQ(Read(over).reading, HttpReading::Broken);
+    EXPECT_EQ(Read(over.substr(0, 8192)).reading, HttpReading::Broken) << "it can't end in time any more";
 }
 
 // The bytes behind the head are the next request's; of the target nothing may be decoded, for "+" is no blank.
-TEST(HttpRequest, TellsWhatItReadAndHowFarItWent)
+TEST(HttpRequest, TellsWhatItReadHowFarItWentAndWhetherAPageAsks)
 {
     const std::string first = "GET /music/Data?h=a+b%2B%20= HTTP/1.1\r\nHOST:  localhost:9802 \r\n\r\n";
-    HttpRequest request;
-    std::size_t length = 0;
-    ASSERT_EQ(readHttpRequest(first + "GET /next", request, length), HttpReading::Complete);
-    EXPECT_EQ(length, first.size());
-    EXPECT_EQ(request.method, "GET");
-    EXPECT_EQ(request.target, "/music/Data?h=a+b%2B%20=");
-    EXPECT_EQ(request.host, "localhost:9802");
-    EXPECT_TRUE(request.keepsAlive);
-    EXPECT_FALSE(request.isFromPage);
-}
-
-TEST(HttpRequest, KnowsWhenTheConnectionEndsAndWhenAPageAsks)
-{
-    const struct {
-        const char* version;
-        const char* field;
-        bool keepsAlive, isFromPage;
-    } cases[] = {
-        {"1.1", "connection: keep-alive", true, false},
-        {"1.1", "Connection: foo , CLOSE", false, false},
-        {"1.0", "Connection: keep-alive", false, false},
-        {"1.1", "ORIGIN: null", true, true},
-        {"1.1", "Origin:", true, true},
-        {"1.1", "Sec-Fetch-Site: cross-site", true, true},
-        {"1.1", "Originality: much", true, false},
-        {"1.1", "Sec-Fetc: h", true, false},
+    const Read read(first + "GET /next");
+    ASSERT_EQ(read.reading, HttpReading::Complete);
+    EXPECT_EQ(read.length, first.size());
+    EXPECT_EQ(read.request.method, "GET");
+    EXPECT_EQ(read.request.target, "/music/Data?h=a+b%2B%20=");
+    EXPECT_EQ(read.request.host, "localhost:9802");
+    EXPECT_TRUE(read.request.keepsAlive);
+    EXPECT_FALSE(read.request.isFromPage);
+    const std::tuple<std::string, bool, bool> cases[] = {
+        {"1.1\r\nconnection: keep-alive", true, false},
+        {"1.1\r\nConnection: foo , CLOSE", false, false},
+        {"1.0\r\nConnection: keep-alive", false, false},
+        {"1.1\r\nORIGIN: null", true, true},
+        {"1.1\r\nOrigin:", true, true},
+        {"1.1\r\nSec-Fetch-Site: cross-site", true, true},
+        {"1.1\r\nOriginality: much", true, false},
+        {"1.1\r\nSec-Fetc: h", true, false},
     };
-    for (const auto& one : cases) {
-        HttpRequest request;
-        std::size_t length = 0;
-        const std::string bytes = std::string("GET / HTTP/") + one.version + "\r\n" + one.field + "\r\n\r\n";
-        ASSERT_EQ(readHttpRequest(bytes, request, length), HttpReading::Complete) << one.field;
-        EXPECT_EQ(request.keepsAlive, one.keepsAlive) << one.field;
-        EXPECT_EQ(request.isFromPage, one.isFromPage) << one.field;
+    for (const auto& [head, keepsAlive, isFromPage] : cases) {
+        const Read one("GET / HTTP/" + head + "\r\n\r\n");
+        ASSERT_EQ(one.reading, HttpReading::Complete) << head;
+        EXPECT_EQ(one.request.keepsAlive, keepsAlive) << head;
+        EXPECT_EQ(one.request.isFromPage, isFromPage) << head;
     }
 }
 

@@ -1,5 +1,6 @@
 #include "programs/muralis/http/HttpServer.h"
 #include "muralis/Caller.h"
+#include "support/LocalServer.h"
 #include "support/ManualLoop.h"
 
 #include <gtest/gtest.h>
@@ -194,16 +195,10 @@ TEST(HttpServer, SaysWhenItsPortIsTakenOnEitherAddress)
     ASSERT_FALSE(second);
     EXPECT_EQ(second.error(), "can't listen on port " + std::to_string(in.server->port()) + ": Address already in use");
 
-    const int six = ::socket(AF_INET6, SOCK_STREAM, 0);
-    sockaddr_in6 own{};
-    own.sin6_family = AF_INET6;
-    own.sin6_addr = in6addr_loopback;
-    socklen_t size = sizeof own;
-    if (::bind(six, reinterpret_cast<sockaddr*>(&own), size) != 0 || ::listen(six, 1) != 0)
+    const LocalServer six([](const auto&, const auto&) {}, AF_INET6);
+    if (six.port() == 0)
         GTEST_SKIP() << "no IPv6 here";
-    ::getsockname(six, reinterpret_cast<sockaddr*>(&own), &size);
-    EXPECT_FALSE(HttpServer::listen(in.loop, ntohs(own.sin6_port), handler));
-    ::close(six);
+    EXPECT_FALSE(HttpServer::listen(in.loop, std::uint16_t(six.port()), handler));
 }
 
 TEST(HttpServer, EndsWithItsConnectionsAndCanBeginAnew)

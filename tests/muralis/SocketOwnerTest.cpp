@@ -24,11 +24,7 @@ TEST(SocketOwner, IsTheOneOfTheLivingSocketAtThePeersEnd)
     const ConnectionEnds ends{address(0x7F000001, 0x81B0), address(0x7F000001, 0x264A)};
     const std::string head = "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid\n";
     const std::string tail = " 00000000:00000000 00:00000000 00000000 ";
-    const struct {
-        std::string line;
-        std::optional<uid_t> owner;
-        const char* why;
-    } cases[] = {
+    const std::tuple<std::string, std::optional<uid_t>, const char*> cases[] = {
         {"   2: 0100007F:81B0 0100007F:264A 01" + tail + "  1000        0 673597 2\n", 1000, "the peer's socket"},
         {" 123: 0100007F:81B0 0100007F:264A 01" + tail + "4294967294 0 1\n", 4294967294, "the greatest user"},
         {"   2: 0000000000000000FFFF00000100007F:81B0 0000000000000000FFFF00000100007F:264A 01" + tail + " 33 0 1\n",
@@ -42,9 +38,10 @@ TEST(SocketOwner, IsTheOneOfTheLivingSocketAtThePeersEnd)
         {"   1: 0100007F:81B0 0100007F:264A 01" + tail, std::nullopt, "cut off"},
         {"", std::nullopt, "nothing"},
     };
-    for (const auto& one : cases)
-        EXPECT_EQ(ownerInSocketList(head + one.line, ends), one.owner) << one.why;
-    EXPECT_EQ(ownerInSocketList(head + cases[7].line + cases[0].line, ends), 1000u) << "a number used again";
+    for (const auto& [line, owner, why] : cases)
+        EXPECT_EQ(ownerInSocketList(head + line, ends), owner) << why;
+    EXPECT_EQ(ownerInSocketList(head + std::get<0>(cases[7]) + std::get<0>(cases[0]), ends), 1000u)
+        << "a number used again";
 }
 
 TEST(SocketOwner, IsFoundForRealConnectionsOfEachKind)

@@ -75,20 +75,16 @@ public:
         return ended_ ? status_ : -1000;
     }
     void signal(int number) const { ::kill(process_, number); }
+    // It ends in good order and without a word, or with this status and one line of what is wrong.
+    bool endsWell(double seconds = 30) { return wait(seconds) == 0 && errors().empty(); }
+    bool fails(int status) { return wait() == status && saidOneError(); }
     pid_t process() const { return process_; }
     // Processes that it has started and that still run.
     std::vector<pid_t> children() const
     {
         const std::string process = std::to_string(process_);
-        std::vector<pid_t> found;
-        std::string word;
-        for (const char c : TemporaryFolder::read("/proc/" + process + "/task/" + process + "/children")) {
-            if (c == ' ')
-                found.push_back(std::stoi(std::exchange(word, {})));
-            else
-                word += c;
-        }
-        return found;
+        std::ifstream list("/proc/" + process + "/task/" + process + "/children");
+        return {std::istream_iterator<pid_t>(list), std::istream_iterator<pid_t>()};
     }
 
     std::string output() const { return TemporaryFolder::read(folder_ / "out"); }

@@ -3,7 +3,6 @@
 #include "quartzcomposer/Play.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cmath>
 
@@ -12,20 +11,18 @@ namespace vitrel::qc {
 // Precedence, associativity, degrees: each row is one way to be wrong.
 TEST(Expression, ReadsTheGrammar)
 {
-    struct {
-        const char* text;
-        double result; // with a = 2, b = 3, c = -1.5
-        const char* why;
-    } const cases[] = {{"1 + 2 * 3", 7, "* before +"}, {"10 - 4 - 3", 3, "left to right"},
-        {"12 / 2 / 3", 2, "left to right"}, {"2 ^ 3 ^ 2", 512, "^ from the right"}, {"2 * 3 ^ 2", 18, "^ before *"},
-        {"-2 ^ 2", -4, "^ before the sign"}, {"2 ^ -1", 0.5, "a sign behind ^"}, {"7 % 4", 3, "C's modulo"},
-        {"-7 % 4", -3, "with the sign of the first"}, {"1 < 2 == 1", 1, "< before =="}, {"1 + 1 > 1", 1, "+ before >"},
-        {"2 >= 2 && 3 <= 2", 0, ">= before &&"}, {"1 || 0 && 0", 1, "&& before ||"}, {"!0 + 1", 2, "! before +"},
-        {"!2", 0, "not 0 is true"}, {"1 != 1", 0, "unequal"}, {"(a & !0) | 0", 1, "single ones, as files have them"},
-        {"0 ? 1 : 2", 2, "choice"}, {"0 ? 1 : 1 ? 3 : 4", 3, "choices from the right"},
-        {"1 < 2 ? 5 : 6", 5, "comparison before choice"}, {"sin(90)", 1, "degrees"}, {"cos(180)", -1, "degrees"},
-        {"atan2(1, 0)", 90, "degrees"}, {"asin(1)", 90, "degrees"}, {"log(1000)", 3, "base 10"},
-        {"ln(e)", 1, "natural"}, {"min(3, 1, 2)", 1, "of more than two"}, {"max(a, b)", 3, "variables"},
+    // result: with a = 2, b = 3, c = -1.5
+    const std::tuple<const char*, double, const char*> cases[] = {{"1 + 2 * 3", 7, "* before +"},
+        {"10 - 4 - 3", 3, "left to right"}, {"12 / 2 / 3", 2, "left to right"}, {"2 ^ 3 ^ 2", 512, "^ from the right"},
+        {"2 * 3 ^ 2", 18, "^ before *"}, {"-2 ^ 2", -4, "^ before the sign"}, {"2 ^ -1", 0.5, "a sign behind ^"},
+        {"7 % 4", 3, "C's modulo"}, {"-7 % 4", -3, "with the sign of the first"}, {"1 < 2 == 1", 1, "< before =="},
+        {"1 + 1 > 1", 1, "+ before >"}, {"2 >= 2 && 3 <= 2", 0, ">= before &&"}, {"1 || 0 && 0", 1, "&& before ||"},
+        {"!0 + 1", 2, "! before +"}, {"!2", 0, "not 0 is true"}, {"1 != 1", 0, "unequal"},
+        {"(a & !0) | 0", 1, "single ones, as files have them"}, {"0 ? 1 : 2", 2, "choice"},
+        {"0 ? 1 : 1 ? 3 : 4", 3, "choices from the right"}, {"1 < 2 ? 5 : 6", 5, "comparison before choice"},
+        {"sin(90)", 1, "degrees"}, {"cos(180)", -1, "degrees"}, {"atan2(1, 0)", 90, "degrees"},
+        {"asin(1)", 90, "degrees"}, {"log(1000)", 3, "base 10"}, {"ln(e)", 1, "natural"},
+        {"min(3, 1, 2)", 1, "of more than two"}, {"max(a, b)", 3, "variables"},
         {"round(2.5) + floor(c) + ceil(c)", 0, "3 - 2 - 1"}, {"sign(c) * abs(c)", -1.5, "sign"},
         {"mod(7, 4) + fmod(7, 4)", 6, "both names"}, {"pow(2, 10)", 1024, "pow"},
         {"0.00000045 * 1e6", 0.45, "long and short literals"}, {".5 + 5.", 5.5, "points at either end"},

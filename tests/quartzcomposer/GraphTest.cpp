@@ -1,7 +1,6 @@
 #include "quartzcomposer/Play.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cmath>
 
@@ -174,11 +173,8 @@ TEST(Stillness, NothingChangesNothingIsComputed)
 TEST(Stillness, TheNextFrameIsAskedForWhenItCanDiffer)
 {
     const double never = HUGE_VAL;
-    struct {
-        const char* patch;
-        const char* output;
-        double next; // after a frame at 1.25
-    } const cases[] = {
+    // next: after a frame at 1.25
+    const std::tuple<const char*, const char*, double> cases[] = {
         {"QCRoundValue", "outputRound", never},
         {"QCTime", "outputTime", 1.25},
         {"QCTime with {timebase: 'external'}", "outputTime", never},

@@ -39,10 +39,8 @@ TEST(Logic, HasSevenOperations)
 
 TEST(Conditional, ComparesWithATolerance)
 {
-    struct {
-        double first, second, tolerance;
-        const char* results; // tests 0 to 5: = != > < >= <=
-    } const cases[] = {
+    // results: tests 0 to 5: = != > < >= <=
+    const std::tuple<double, double, double, const char*> cases[] = {
         {1, 1, 0, "100011"}, {2, 1, 0, "011010"}, {1, 2, 0, "010101"},
         {1.25, 1, 0.25, "101011"}, // equal within the tolerance; greater counts from second - tolerance
         {1.5, 1, 0.25, "011010"}, {1, 1, -1, "100011"}, // no tolerance below 0

@@ -12,14 +12,13 @@ namespace {
 // A composition of one patch with every output published; `settings` as its state.
 CompositionFile alone(const std::string& name, const Dictionary& settings)
 {
-    Dictionary state = settings, node{{"class", name.substr(0, name.find('/'))}, {"key", "p"}};
-    if (name.find('/') != std::string::npos)
-        node["identifier"] = name.substr(name.find('/') + 1);
+    const std::string identifier = name.substr(std::min(name.find('/'), name.size() - 1) + 1);
+    Dictionary node{{"class", name.substr(0, name.find('/'))}, {"key", "p"}, {"state", settings}};
+    if (!identifier.empty())
+        node["identifier"] = identifier;
     Array published;
     auto patch = registry().make(name);
-    node["state"] = state;
-    patch->configure(
-        {node["state"].dictionary(), name.find('/') == std::string::npos ? "" : name.substr(name.find('/') + 1), {}});
+    patch->configure({&settings, identifier, {}});
     for (const auto& port : patch->outputs())
         published.push_back(Dictionary{{"key", port->key()}, {"node", "p"}, {"port", port->key()}});
     const Dictionary root{
@@ -39,63 +38,53 @@ std::string outputsOf(Player& player)
     return all;
 }
 
-class EveryPatch : public testing::TestWithParam<std::string>
-{
-};
-
 } // namespace
 
-// Two ports of one key: the second can be neither stored nor connected.
-TEST_P(EveryPatch, HasNoTwoPortsOfOneKey)
+// Two ports of one key: the second can be neither stored nor connected. A patch that reads a setting that isn't there,
+// divides by its zero defaults, or gives other values when the same moment is asked for again.
+TEST(EveryPatch, HasNoTwoPortsOfOneKeyAndGivesFiniteNumbersTheSameAgainForTheSameTimes)
 {
-    auto patch = registry().make(GetParam());
-    patch->timebase = Patch::Timebase::External;
-    patch->configure({});
-    patch->addSystemPorts();
-    std::set<std::string> inputs, outputs;
-    for (const auto& port : patch->inputs())
-        EXPECT_TRUE(inputs.insert(port->key()).second) << port->key();
-    for (const auto& port : patch->outputs())
-        EXPECT_TRUE(outputs.insert(port->key()).second) << port->key();
-}
-
-// A patch that reads a setting that isn't there, divides by its zero defaults, or gives other values when the same
-// moment is asked for again.
-TEST_P(EveryPatch, GivesFiniteNumbersAndTheSameAgainForTheSameTimes)
-{
-    Player first(alone(GetParam(), {})), second(alone(GetParam(), {}));
-    for (const double time : {0.0, 0.5, 7.25, 1.0, 1.0, 0.0}) {
-        first.frame(time);
-        second.frame(time);
-        EXPECT_EQ(outputsOf(first), outputsOf(second)) << "at " << time;
+    for (const std::string& name : registry().names()) {
+        SCOPED_TRACE(name);
+        auto patch = registry().make(name);
+        patch->timebase = Patch::Timebase::External;
+        patch->configure({});
+        patch->addSystemPorts();
+        std::set<std::string> inputs, outputs;
+        for (const auto& port : patch->inputs())
+            EXPECT_TRUE(inputs.insert(port->key()).second) << port->key();
+        for (const auto& port : patch->outputs())
+            EXPECT_TRUE(outputs.insert(port->key()).second) << port->key();
+        Player first(alone(name, {})), second(alone(name, {}));
+        for (const double time : {0.0, 0.5, 7.25, 1.0, 1.0, 0.0}) {
+            first.frame(time);
+            second.frame(time);
+            EXPECT_EQ(outputsOf(first), outputsOf(second)) << "at " << time;
+        }
+        EXPECT_EQ(first.graph->dangling(), 0);
     }
-    EXPECT_EQ(first.graph->dangling(), 0);
 }
 
 // Settings come from files: a text where a number stands, a number that isn't one, a list in place of a text.
-TEST_P(EveryPatch, TakesSettingsOfWrongTypesForMissing)
+TEST(EveryPatch, TakesSettingsOfWrongTypesForMissing)
 {
     const Value wrong[] = {"text", -1, 1e300, std::nan(""), true, Array{1, "x"}, Dictionary{{"a", 1}}, Bytes{1, 2, 3}};
-    for (const Value& value : wrong) {
-        Dictionary settings;
-        for (const char* key : {"inputCount", "outputCount", "numberOfOperations", "operationCount", "numberOfInputs",
-                 "portClass", "savedPorts", "format", "style", "expression", "script", "randomSeed", "variability",
-                 "imageData", "keys", "slices", "stacks", "lightCount", "numberOfLights", "numberOfPoints", "sizeMode",
-                 "manualLayout", "fontName", "fontSize", "horizontalAlignment", "startUpDelay", "controlPointTimes",
-                 "controlPointValues", "controlPointStart", "timebase", "resetOutputs", "continuous", "hasBypass"})
-            settings[key] = value;
-        Player player(alone(GetParam(), settings));
-        player.frame(0);
-        player.frame(1);
-        outputsOf(player);
+    for (const std::string& name : registry().names()) {
+        SCOPED_TRACE(name);
+        for (const Value& value : wrong) {
+            Dictionary settings;
+            for (const char* key :
+                {"inputCount", "outputCount", "numberOfOperations", "operationCount", "numberOfInputs", "portClass",
+                    "savedPorts", "format", "style", "expression", "script", "randomSeed", "variability", "imageData",
+                    "keys", "slices", "stacks", "lightCount", "numberOfLights", "numberOfPoints", "sizeMode",
+                    "manualLayout", "fontName", "fontSize", "horizontalAlignment", "startUpDelay", "controlPointTimes",
+                    "controlPointValues", "controlPointStart", "timebase", "resetOutputs", "continuous", "hasBypass"})
+                settings[key] = value;
+            Player player(alone(name, settings));
+            player.over({0, 1});
+            outputsOf(player);
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Registry, EveryPatch, testing::ValuesIn(registry().names()), [](const auto& info) {
-    std::string name = info.param;
-    for (char& c : name)
-        c = c == '/' ? '_' : c;
-    return name;
-});
 
 } // namespace vitrel::qc

@@ -104,11 +104,7 @@ TEST(Memory, GivesEachFrameWhatFollowsFromThoseBefore)
     const auto signal = [](int mode) { return "QCSignal {inputParam: 2, inputMode: " + std::to_string(mode) + "}"; };
     const std::vector<Step> seconds = {{0}, {1}, {2}, {3}, {4}, {5}},
                             edges = {{0}, {1, {{up, on}}}, {2}, {3, {{up, off}}}};
-    const struct {
-        std::string patch, output;
-        std::vector<Step> steps;
-        const char *results, *why;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::vector<Step>, const char*, const char*> cases[] = {
         {smooth, "outputValue", {{0, {{to, 10}}}, {1, {{to, 14}}}, {2}, {3}, {4}}, "10 10 12 14 14",
             "the first value at once, then two seconds up"},
         {smooth, "outputValue", {{0, {{to, 10}}}, {1, {{to, 6}}}, {1.5}, {2}}, "10 10 8 6", "one second down"},

@@ -155,13 +155,6 @@ TEST_F(Supervisor, AStopTakesASecondAtMostWhateverTheChildrenDo)
     EXPECT_LE(endedAt, Seconds(1)) << "though b is still there";
 }
 
-TEST_F(Supervisor, AStopWithoutChildrenEndsAtOnce)
-{
-    supervisor.stop();
-    in.fastForwardBy(Seconds(0));
-    EXPECT_EQ(exitCode, 0);
-}
-
 TEST_F(Supervisor, DisplaysThatComeAndGoGetAndLoseTheirChildren)
 {
     displays({"a", "b"});
@@ -181,27 +174,27 @@ TEST_F(Supervisor, DisplaysThatComeAndGoGetAndLoseTheirChildren)
     EXPECT_EQ(exitCode, -1);
 }
 
-TEST_F(Supervisor, ItEndsWhenNoDisplayIsLeft)
+TEST_F(Supervisor, ItEndsWhenNoDisplayIsLeftAndWithoutAnyItFails)
 {
+    children.fails = true;
     displays({"a", "b"});
+    pass(0.2);
+    children.fails = false;
+    EXPECT_EQ(pass(1), " +a +b") << "a child that can't be started is tried again";
     EXPECT_EQ(exits("a", int(DisplayExit::Gone), 5), "");
     EXPECT_EQ(exitCode, -1);
     EXPECT_EQ(exits("b", int(DisplayExit::Gone), 5), "");
     EXPECT_EQ(exitCode, 0);
-}
-
-TEST_F(Supervisor, WithoutADisplayToPlayOnItFailsAndAChildThatCannotBeStartedIsTriedAgain)
-{
-    children.fails = true;
-    displays({"a"});
-    pass(0.2);
-    children.fails = false;
-    EXPECT_EQ(pass(1), " +a");
-    DisplaySupervisor other(in.loop, children);
-    other.onEnded = [this](int code) { exitCode = code; };
-    other.setDisplays({});
-    pass(1);
-    EXPECT_EQ(exitCode, 1);
+    for (const bool stopped : {false, true}) {
+        DisplaySupervisor other(in.loop, children);
+        other.onEnded = [this](int code) { exitCode = code; };
+        if (stopped)
+            other.stop();
+        else
+            other.setDisplays({});
+        pass(0);
+        EXPECT_EQ(exitCode, stopped ? 0 : 1) << "at once";
+    }
 }
 
 } // namespace

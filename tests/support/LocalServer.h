@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -214,12 +215,12 @@ private:
             bytes.append(piece, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
             return count > 0;
         };
-        const auto isHttp = [&] { return bytes.empty() || (bytes[0] >= 'A' && bytes[0] <= 'Z'); };
-        while (isHttp() && bytes.find("\r\n\r\n") == bytes.npos)
+        do {
             if (!more())
                 return false;
-        if (!isHttp())
-            return true;
+            if (bytes[0] < 'A' || bytes[0] > 'Z')
+                return true;
+        } while (bytes.find("\r\n\r\n") == bytes.npos);
         const auto end = bytes.find("\r\n\r\n");
         parseHead(bytes.substr(0, end + 2), request);
         bytes.erase(0, end + 4);
@@ -229,25 +230,17 @@ private:
         return bytes.size() >= length;
     }
 
-    static void parseHead(std::string_view head, Request& request)
+    static void parseHead(const std::string& head, Request& request)
     {
-        const auto line = [&] {
-            const auto length = head.find("\r\n");
-            const auto found = head.substr(0, length);
-            head.remove_prefix(length + 2);
-            return found;
-        };
-        const auto first = line();
-        const auto blank = first.find(' ');
-        request.method = first.substr(0, blank);
-        request.target = first.substr(blank + 1, first.rfind(' ') - blank - 1);
-        while (!head.empty()) {
-            const auto header = line();
-            const auto colon = header.find(':');
-            std::string name(header.substr(0, colon));
+        std::istringstream lines(head);
+        std::string line;
+        lines >> request.method >> request.target;
+        std::getline(lines, line);
+        while (std::getline(lines, line)) {
+            const auto colon = line.find(':'), value = line.find_first_not_of(' ', colon + 1), end = line.find('\r');
+            std::string name = line.substr(0, colon);
             std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
-            const auto value = colon == header.npos ? header.npos : header.find_first_not_of(' ', colon + 1);
-            request.headers[name] = value == header.npos ? std::string() : std::string(header.substr(value));
+            request.headers[name] = line.substr(value, end - value);
         }
     }
 

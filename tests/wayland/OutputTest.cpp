@@ -50,11 +50,7 @@ TEST(WaylandOutput, HasANumberThatIsItsDisplaysAlone)
 
 TEST(WaylandOutput, SaysOfItsDisplayWhatIsKnown)
 {
-    const struct {
-        WaylandOutput given;
-        std::uint32_t vendor, model, serial;
-        const char* name;
-    } cases[] = {
+    const std::tuple<WaylandOutput, std::uint32_t, std::uint32_t, std::uint32_t, const char*> cases[] = {
         // A is 1, O 15, C 3: 1 << 10 | 15 << 5 | 3.
         {output("DP-1", "AOC", "0x2701", "AOC 0x2701 0x0000010A (DP-1)"), 1507, 0x2701, 0x10A, "AOC 0x2701"},
         {output("DP-1", "AOC", "0x2701", "AOC 0x2701 0x00000000 (DP-1)"), 1507, 0x2701, 0, "AOC 0x2701"},

@@ -113,11 +113,7 @@ TEST_F(OnFake, WhatACompositorLacksIsNamedAndNoWindowIsMadeWithoutIt)
 TEST_F(OnFake, ASizeIsTakenAsItComesUnlessItMakesNoSense)
 {
     constexpr std::int32_t high = std::numeric_limits<std::int32_t>::min(); // 2 to the 31st, unsigned
-    const struct {
-        std::int32_t width, height;
-        int scale, pixelsWide, pixelsHigh;
-        const char* why;
-    } cases[] = {
+    const std::tuple<std::int32_t, std::int32_t, int, int, int, const char*> cases[] = {
         {300, 200, 1, 300, 200, "as told"},
         {300, 200, 2, 600, 400, "in the compositor's units"},
         {0, 0, 1, 640, 480, "our choice is the whole output"},

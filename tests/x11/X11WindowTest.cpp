@@ -10,12 +10,7 @@ namespace {
 
 TEST_F(X11, AWindowShowsItsFramesInSharedMemoryAndConvertedWithoutIt)
 {
-    const struct {
-        const char* screen;
-        std::vector<std::string> more;
-        unsigned long red, white;
-        const char* why;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<std::string>, unsigned long, unsigned long, const char*> cases[] = {
         {"640x480x24", {}, 0xFF2040, 0xFFFFFF, "shared, as the frame lies"},
         {"640x480x24", {"-extension", "MIT-SHM"}, 0xFF2040, 0xFFFFFF, "sent"},
         {"640x480x16", {}, 31 << 11 | 8 << 5 | 8, 0xFFFF, "shared, converted to 5, 6 and 5 bits"},
@@ -42,72 +37,18 @@ TEST_F(X11, AWindowShowsItsFramesInSharedMemoryAndConvertedWithoutIt)
 }
 
 // A still picture isn't drawn again, so the surface has to.
-TEST_F(X11, WhatWasCoveredIsShownAgain)
+TEST_F(X11, WhatWasCoveredIsShownAgainAndAServerThatGoesAwayEndsNothing)
 {
     auto window = X11Window::open(connection_, "", 60, 40);
     auto surface = window->makeSurface();
     ASSERT_TRUE(show(*surface, 0xFF00FF00));
-    const Window above = foreignWindow(100, 100);
+    const Window above = other_->makeWindow(0, 0, 100, 100);
     ASSERT_TRUE(turnUntil([&] { return !window->isVisible(); })) << "covered";
     EXPECT_FALSE(surface->wantsFrame());
-    XDestroyWindow(other_, above);
-    XSync(other_, False);
+    other_->destroy(above);
     EXPECT_TRUE(becomes(window->number(), 30, 20, 0x00FF00));
     EXPECT_TRUE(window->isVisible());
-}
 
-TEST_F(X11, AResizedWindowTellsAndItsSurfaceFollows)
-{
-    const Window foreign = foreignWindow(50, 50);
-    auto window = X11Window::adopt(connection_, foreign);
-    ASSERT_TRUE(window);
-    EXPECT_EQ(window->width(), 50);
-    auto surface = window->makeSurface();
-    ASSERT_TRUE(show(*surface, 0xFF0000FF));
-    int told = 0;
-    window->onResized = [&](int width, int height) {
-        ++told;
-        EXPECT_EQ(width, 200);
-        EXPECT_EQ(height, 120);
-    };
-    XResizeWindow(other_, foreign, 200, 120);
-    XMoveWindow(other_, foreign, 5, 5); // no change of size
-    XSync(other_, False);
-    ASSERT_TRUE(turnUntil([&] { return told > 0 && surface->width() == 200; }));
-    ASSERT_TRUE(show(*surface, 0xFF112233));
-    EXPECT_TRUE(becomes(foreign, 199, 119, 0x112233u));
-    EXPECT_EQ(told, 1);
-}
-
-// Xlib's own handler ends the process at the first frame into a window that is gone.
-TEST_F(X11, AWindowDestroyedFromOutsideIsClosedAndNothingEnds)
-{
-    const Window foreign = foreignWindow(50, 50);
-    auto window = X11Window::adopt(connection_, foreign);
-    auto surface = window->makeSurface();
-    ASSERT_TRUE(show(*surface, 0xFF0000FF));
-    int closed = 0;
-    window->onClosed = [&] { ++closed; };
-    surface->frameMemory();
-    XDestroyWindow(other_, foreign);
-    XSync(other_, False);
-    surface->present(); // before anybody here could know
-    EXPECT_TRUE(turnUntil([&] { return closed > 0; }));
-    turnFor(Seconds(0.1));
-    EXPECT_EQ(closed, 1);
-    EXPECT_FALSE(surface->wantsFrame());
-    EXPECT_EQ(surface->frameMemory().pixels, nullptr);
-    surface->present();
-    window->coverMonitor({});
-    EXPECT_FALSE(X11Window::adopt(connection_, foreign)) << "there is none any more";
-    EXPECT_TRUE(connection_->isAlive());
-}
-
-TEST_F(X11, AServerThatGoesAwayClosesTheWindowsAndNothingEnds)
-{
-    auto window = X11Window::open(connection_, "", 60, 40);
-    auto surface = window->makeSurface();
-    ASSERT_TRUE(show(*surface, 0xFF00FF00));
     std::string log;
     window->onClosed = [&] { log += 'c'; };
     connection_->onLost = [&] { log += 'l'; };
@@ -126,6 +67,45 @@ TEST_F(X11, AServerThatGoesAwayClosesTheWindowsAndNothingEnds)
     EXPECT_FALSE(X11Connection::open(loop_, ":64999"));
 }
 
+// Xlib's own handler ends the process at the first frame into a window that is gone.
+TEST_F(X11, AResizedWindowTellsAndOneThatIsDestroyedFromOutsideIsClosed)
+{
+    const Window foreign = other_->makeWindow(0, 0, 50, 50);
+    auto window = X11Window::adopt(connection_, foreign);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->width(), 50);
+    auto surface = window->makeSurface();
+    ASSERT_TRUE(show(*surface, 0xFF0000FF));
+    int told = 0;
+    window->onResized = [&](int width, int height) {
+        ++told;
+        EXPECT_EQ(width, 200);
+        EXPECT_EQ(height, 120);
+    };
+    other_->resize(foreign, 200, 120);
+    XMoveWindow(*other_, foreign, 5, 5); // no change of size
+    other_->sync();
+    ASSERT_TRUE(turnUntil([&] { return told > 0 && surface->width() == 200; }));
+    ASSERT_TRUE(show(*surface, 0xFF112233));
+    EXPECT_TRUE(becomes(foreign, 199, 119, 0x112233u));
+    EXPECT_EQ(told, 1);
+
+    int closed = 0;
+    window->onClosed = [&] { ++closed; };
+    surface->frameMemory();
+    other_->destroy(foreign);
+    surface->present(); // before anybody here could know
+    EXPECT_TRUE(turnUntil([&] { return closed > 0; }));
+    turnFor(Seconds(0.1));
+    EXPECT_EQ(closed, 1);
+    EXPECT_FALSE(surface->wantsFrame());
+    EXPECT_EQ(surface->frameMemory().pixels, nullptr);
+    surface->present();
+    window->coverMonitor({});
+    EXPECT_FALSE(X11Window::adopt(connection_, foreign)) << "there is none any more";
+    EXPECT_TRUE(connection_->isAlive());
+}
+
 TEST_F(X11, TheUserMayCloseAnOwnWindowAndItsTitleIsSet)
 {
     const Bitmap icon{1, 1, {0xFF102030}};
@@ -135,24 +115,24 @@ TEST_F(X11, TheUserMayCloseAnOwnWindowAndItsTitleIsSet)
         closed = true;
         window.reset(); // from inside its own callback
     };
-    XSync(other_, False);
+    other_->sync();
     Atom type = 0;
     int format = 0;
     unsigned long count = 0, left = 0;
     unsigned char* data = nullptr;
     turnFor(Seconds(0.05));
-    XGetWindowProperty(other_, window->number(), XInternAtom(other_, "_NET_WM_NAME", False), 0, 100, False,
+    XGetWindowProperty(*other_, window->number(), XInternAtom(*other_, "_NET_WM_NAME", False), 0, 100, False,
         AnyPropertyType, &type, &format, &count, &left, &data);
     EXPECT_EQ(std::string(reinterpret_cast<char*>(data), count), "Gr\xC3\xBC\xC3\x9F");
     XFree(data);
     XEvent event{};
     event.xclient.type = ClientMessage;
     event.xclient.window = window->number();
-    event.xclient.message_type = XInternAtom(other_, "WM_PROTOCOLS", False);
+    event.xclient.message_type = XInternAtom(*other_, "WM_PROTOCOLS", False);
     event.xclient.format = 32;
-    event.xclient.data.l[0] = long(XInternAtom(other_, "WM_DELETE_WINDOW", False));
-    XSendEvent(other_, window->number(), False, 0, &event);
-    XSync(other_, False);
+    event.xclient.data.l[0] = long(XInternAtom(*other_, "WM_DELETE_WINDOW", False));
+    XSendEvent(*other_, window->number(), False, 0, &event);
+    other_->sync();
     EXPECT_TRUE(turnUntil([&] { return closed; }));
     turnFor(Seconds(0.05));
 }
@@ -163,7 +143,7 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
     ASSERT_EQ(monitors.size(), 1u);
     EXPECT_EQ(monitors[0].screen.frame, makeRect(0, 0, 640, 480));
     for (const bool byKey : {false, true}) {
-        movePointer(100, 100);
+        other_->movePointer(100, 100);
         auto window = X11Window::cover(connection_, monitors[0]);
         ASSERT_TRUE(window);
         int dismissed = 0;
@@ -171,21 +151,14 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
         ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
         EXPECT_EQ(grabPointer(), AlreadyGrabbed);
         for (const int x : {102, 108, 112, 95}) {
-            movePointer(x, 100);
+            other_->movePointer(x, 100);
             turnFor(Seconds(0.02));
         }
         EXPECT_EQ(dismissed, 0) << "10 pixels to the right of where it was first seen, then 7 to the left";
-        if (byKey) {
-            XEvent event{};
-            event.xkey.type = KeyPress;
-            event.xkey.window = window->number();
-            event.xkey.root = root();
-            event.xkey.keycode = 38;
-            XSendEvent(other_, window->number(), False, KeyPressMask, &event);
-        } else {
-            movePointer(102, 111);
-        }
-        XSync(other_, False);
+        if (byKey)
+            other_->pressAKey(window->number());
+        else
+            other_->movePointer(102, 111);
         EXPECT_TRUE(turnUntil([&] { return dismissed == 1; }));
     }
     EXPECT_EQ(connection_->errors(), 0u);
@@ -194,7 +167,7 @@ TEST_F(X11, ACoveringWindowGoesWithAMovedPointerOrAKeyButNotWithANudge)
 // Each try to take a grab waits for the server's answer, and with the answer come events: that a frame was read, say.
 TEST_F(X11, FramesGoOnWhileSomebodyElseHoldsTheGrabs)
 {
-    XGrabKeyboard(other_, root(), True, GrabModeAsync, GrabModeAsync, CurrentTime);
+    XGrabKeyboard(*other_, other_->root(), True, GrabModeAsync, GrabModeAsync, CurrentTime);
     ASSERT_EQ(grabPointer(), GrabSuccess);
     auto window = X11Window::cover(connection_, x11Monitors(*connection_)[0]);
     const auto surface = window->makeSurface();
@@ -207,23 +180,22 @@ TEST_F(X11, FramesGoOnWhileSomebodyElseHoldsTheGrabs)
 // Otherwise the desktop would be seen to flash on its way to the first picture, and again on the way back.
 TEST_F(X11, ACoveringWindowComesUpLikeTheDesktopAndLeavesAtOnce)
 {
-    const Window desk = XCreateSimpleWindow(other_, root(), 100, 100, 50, 50, 0, 0, 0x336699);
-    XMapWindow(other_, desk);
-    ASSERT_TRUE(becomes(root(), 120, 120, 0x336699));
+    other_->makeWindow(100, 100, 50, 50, 0x336699);
+    ASSERT_TRUE(becomes(other_->root(), 120, 120, 0x336699));
     const auto monitors = x11Monitors(*connection_);
     auto window = X11Window::cover(connection_, monitors[0], true);
     const auto surface = window->makeSurface();
     ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
-    EXPECT_EQ(pixelAt(window->number(), 120, 120), 0x336699u);
-    EXPECT_EQ(pixelAt(root(), 120, 120), 0x336699u);
+    EXPECT_EQ(other_->pixelAt(window->number(), 120, 120), 0x336699u);
+    EXPECT_EQ(other_->pixelAt(other_->root(), 120, 120), 0x336699u);
     ASSERT_TRUE(show(*surface, 0xFFFF0000));
-    EXPECT_TRUE(becomes(root(), 120, 120, 0xFF0000)) << "the fade ends by itself";
+    EXPECT_TRUE(becomes(other_->root(), 120, 120, 0xFF0000)) << "the fade ends by itself";
     bool dismissed = false;
     window->onDismissed = window->onClosed = [&] { dismissed = true; };
     window->leave();
-    EXPECT_TRUE(becomes(root(), 120, 120, 0x336699));
+    EXPECT_TRUE(becomes(other_->root(), 120, 120, 0x336699));
     EXPECT_EQ(grabPointer(), GrabSuccess);
-    movePointer(300, 300);
+    other_->movePointer(300, 300);
     turnFor(Seconds(0.05));
     EXPECT_FALSE(dismissed);
     EXPECT_FALSE(surface->wantsFrame());
@@ -256,10 +228,10 @@ TEST_F(X11, MonitorsHaveStableNumbersAndAWindowIsOnOneOfThem)
     EXPECT_GT(number(left), 0);
     EXPECT_EQ(number(again[0]), number(monitors[0]));
 
-    const Window foreign = foreignWindow(100, 100);
+    const Window foreign = other_->makeWindow(0, 0, 100, 100);
     EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, foreign)->name, "L");
-    XMoveWindow(other_, foreign, 280, 0);
-    XSync(other_, False);
+    XMoveWindow(*other_, foreign, 280, 0);
+    other_->sync();
     EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, foreign)->name, "R") << "its centre counts";
     EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, 0x7777777), nullptr);
 }
