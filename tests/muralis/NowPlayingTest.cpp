@@ -101,7 +101,7 @@ TEST(ChangeID, MovesExactlyWhenTheDataDoAndFromRunToRun)
     };
     const auto nothing = [](SBTrack&) {};
     EXPECT_EQ(in.changeID(), "run-1");
-    EXPECT_NE(NowPlaying(in.surroundings, "other").stateAnswer(), in.nowPlaying->stateAnswer());
+    EXPECT_NE(*NowPlaying(in.surroundings, "other").stateAnswer(), *in.nowPlaying->stateAnswer());
     in.play(fullTrack());
     EXPECT_EQ(in.changeID(), "run-2");
     step("nothing", false, nothing);
