@@ -59,6 +59,14 @@ struct Drawing : testing::Test {
         }
     }
 
+    void expectEach(const std::vector<std::pair<std::string, Point>>& cases)
+    {
+        for (const auto& [patches, point] : cases) {
+            draw(patches);
+            expect({point});
+        }
+    }
+
     std::vector<std::uint32_t> pixels;
 };
 
@@ -100,7 +108,7 @@ TEST_F(Drawing, BlendsTestsDepthAndCulls)
     const std::string white = "c: QCClear {inputColor: '#ffffffff'}, s: QCSprite {inputColor: ",
                       red = "a: QCSprite {inputColor: '#ff0000ff', inputZ: ",
                       green = "}, b: QCSprite {inputColor: '#00ff00ff', inputZ: 0";
-    const std::pair<std::string, Point> cases[] = {
+    expectEach({
         {white + "'#00ff0080', inputBlending: 0}", {100, 50, 0x008000, "blending replaces"}},
         {white + "'#00ff0080', inputBlending: 1}", {100, 50, 0x80FF80, "blending lies over"}},
         {white + "'#00ff0080', inputBlending: 2}", {100, 50, 0xFFFFFF, "blending adds"}},
@@ -119,11 +127,7 @@ TEST_F(Drawing, BlendsTestsDepthAndCulls)
         {"s: QCSprite {inputRY: 180, inputCulling: 2}", {100, 50, 0xFFFFFF, "the back"}},
         {"s: QCSprite {inputZ: 1.7}", {100, 50, 0, "behind the near plane"}},
         {"m: QCColorMask {inputRed: false} patches {s: QCSprite}", {100, 50, 0x00FFFF, "a mask of colours"}},
-    };
-    for (const auto& [patches, point] : cases) {
-        draw(patches);
-        expect({point});
-    }
+    });
 }
 
 // The frustum of 60 degrees: what stands at z appears 1.732 / (1.732 - z) as large.
@@ -145,7 +149,7 @@ TEST_F(Drawing, CamerasMoveTurnAndScale)
     const auto camera = [](const std::string& inputs, const std::string& inside) {
         return "c: QCCamera {" + inputs + "} patches {" + inside + "}";
     };
-    const std::pair<std::string, Point> cases[] = {
+    expectEach({
         {camera("inputTranslateX: 0.3, inputTranslateY: 0.2", dot), {150, 30, 0xFFFFFF}},
         {camera("inputRotateZ: 90", dot), {100, 30, 0xFFFFFF, "counter-clockwise"}},
         {camera("inputRotateZ: 90, inputTranslateX: 0.3", dot), {130, 30, 0xFFFFFF, "the rotation comes first"}},
@@ -155,11 +159,7 @@ TEST_F(Drawing, CamerasMoveTurnAndScale)
         {camera("inputTranslateX: 0.3", camera("inputRotateZ: 90", dot)), {130, 30, 0xFFFFFF, "nested"}},
         {camera("inputTranslateX: 0.3", dot) + ", t: QCSprite {inputWidth: 0.04, inputHeight: 0.04}",
             {100, 50, 0xFFFFFF, "what comes after is where it was"}},
-    };
-    for (const auto& [patches, point] : cases) {
-        draw(patches);
-        expect({point});
-    }
+    });
 }
 
 TEST_F(Drawing, ReplicatesAndIteratesItsLayers)

@@ -90,11 +90,9 @@ inline Value comparable(const Value& value)
 // Where two compositions first differ in that form, for the message of a test; empty if nowhere.
 inline std::string difference(const Value& a, const Value& b)
 {
-    const Value one = comparable(a), other = comparable(b);
-    const Bytes bytes = binaryPropertyList(one); // NaN is NaN there
-    if (!bytes.empty() && bytes == binaryPropertyList(other))
+    const std::string x = xmlPropertyList(comparable(a)), y = xmlPropertyList(comparable(b)); // NaN is "nan" there
+    if (!x.empty() && x == y)
         return {};
-    const std::string x = xmlPropertyList(one), y = xmlPropertyList(other);
     const auto at = std::mismatch(x.begin(), x.end(), y.begin(), y.end()).first - x.begin();
     const auto from = std::size_t(std::max<std::ptrdiff_t>(at - 100, 0));
     return x.substr(from, 200) + " became " + y.substr(from, 200);
