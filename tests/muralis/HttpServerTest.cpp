@@ -93,9 +93,10 @@ TEST(HttpServer, RefusesAndCloses)
 }
 
 // A sender of a byte now and then would hold its connection for ever if each byte gave it new time.
-TEST(HttpServer, GivesARequestFiveSecondsInAll)
+TEST(HttpServer, GivesARequestFiveSecondsInAllAndAConnectionThirtyAndWakesUpForNothingElse)
 {
     Served in;
+    EXPECT_FALSE(in.loop.nextDue()) << "nobody is there";
     Caller silent(in.server->port()), slow(in.server->port()), second(in.server->port());
     EXPECT_TRUE(isGood(in.told(second, kGood)));
     EXPECT_EQ(in.told(slow, "G"), "");
@@ -109,12 +110,7 @@ TEST(HttpServer, GivesARequestFiveSecondsInAll)
     EXPECT_FALSE(second.isClosed()) << "its time began with its first byte";
     in.after(Seconds(2));
     EXPECT_TRUE(second.isClosed());
-}
 
-TEST(HttpServer, KeepsAConnectionForAWhileAndWakesUpForNothingElse)
-{
-    Served in;
-    EXPECT_FALSE(in.loop.nextDue()) << "nobody is there";
     Caller caller(in.server->port());
     EXPECT_TRUE(isGood(in.told(caller, kGood)));
     in.after(Seconds(29));

@@ -1,5 +1,7 @@
 #include "programs/muralis/http/SocketOwner.h"
 #include "muralis/Caller.h"
+#include "programs/muralis/http/HttpServer.h"
+#include "support/ManualLoop.h"
 
 #include <gtest/gtest.h>
 
@@ -46,32 +48,21 @@ TEST(SocketOwner, IsTheOneOfTheLivingSocketAtThePeersEnd)
 
 TEST(SocketOwner, IsFoundForRealConnectionsOfEachKind)
 {
-    for (const int family : {AF_INET, AF_INET6, AF_UNSPEC}) {
-        const int kind = family == AF_INET6 ? AF_INET6 : AF_INET;
-        const int listener = ::socket(kind, SOCK_STREAM, 0);
-        sockaddr_storage own{};
-        own.ss_family = sa_family_t(kind);
-        if (kind == AF_INET)
-            own = address(INADDR_LOOPBACK, 0);
-        else
-            reinterpret_cast<sockaddr_in6*>(&own)->sin6_addr = in6addr_loopback;
-        socklen_t size = sizeof own;
-        if (::bind(listener, reinterpret_cast<sockaddr*>(&own),
-                kind == AF_INET ? sizeof(sockaddr_in) : sizeof(sockaddr_in6))
-            != 0)
+    ManualLoop in;
+    std::optional<uid_t> owner;
+    const auto server = HttpServer::listen(in.loop, 0, [&](const HttpRequest&, const HttpServer::Owner& ownerOfCaller) {
+        owner = ownerOfCaller();
+        return HttpAnswer();
+    });
+    for (const int family : {AF_INET, AF_UNSPEC, AF_INET6}) {
+        const Caller caller((*server)->port(), family);
+        if (!caller.isConnected())
             GTEST_SKIP() << "no IPv6 here";
-        ::listen(listener, 1);
-        ::getsockname(listener, reinterpret_cast<sockaddr*>(&own), &size);
-        const Caller caller(ntohs(reinterpret_cast<sockaddr_in*>(&own)->sin_port), family);
-        ASSERT_TRUE(caller.isConnected());
-        ConnectionEnds ends;
-        size = sizeof ends.peer;
-        const int accepted = ::accept(listener, reinterpret_cast<sockaddr*>(&ends.peer), &size);
-        size = sizeof ends.own;
-        ::getsockname(accepted, reinterpret_cast<sockaddr*>(&ends.own), &size);
-        EXPECT_EQ(ownerOfPeer(ends), geteuid()) << family;
-        ::close(accepted);
-        ::close(listener);
+        owner.reset();
+        caller.send(get("/"));
+        for (int turn = 0; turn < 8; ++turn)
+            in.loop.turn();
+        EXPECT_EQ(owner, geteuid()) << family;
     }
 }
 

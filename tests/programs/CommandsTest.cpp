@@ -1,4 +1,5 @@
 #include "programs/Program.h"
+#include "programs/vitrel/Arguments.h"
 
 #include <gtest/gtest.h>
 
@@ -6,6 +7,8 @@
 
 namespace vitrel {
 namespace {
+
+using Words = std::vector<std::string>;
 
 constexpr const char* kSource = R"json({
   "inputs": {"A": "Twice.a", "Text": "Words.inputString", "Tint": "Clear.inputColor"},
@@ -22,7 +25,7 @@ class Commands : public testing::Test
 {
 protected:
     void SetUp() override { printed({"make", folder_.write("source.json", kSource), made_}); }
-    std::string printed(std::vector<std::string> words)
+    std::string printed(Words words)
     {
         Program program(std::move(words));
         EXPECT_TRUE(program.endsWell()) << program.errors();
@@ -36,12 +39,11 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
 {
     const std::string composition = made_, junk = folder_.write("junk.qtz", "no plist");
     const std::string lost = folder_ / "no-such-file";
-    const std::pair<std::vector<std::string>, int> cases[] = {
+    const std::pair<Words, int> cases[] = {
         {{"--no-such-option"}, 2},
         {{"inspect"}, 2},
         {{"inspect", lost}, 1},
         {{"inspect", junk}, 1},
-        {{"inspect", folder_.path()}, 1},
         {{"make", composition}, 2},
         {{"make", lost, folder_ / "x.qtz"}, 1},
         {{"make", junk, folder_ / "x.qtz"}, 1},
@@ -65,9 +67,7 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
         {{"play", "--window", junk}, 1},
         {{"play", junk}, 1},
         {{"play", "one.qtz", "two.qtz"}, 2},
-        {{"play"}, 1}, // there is no display
-        {{}, 1},
-        {{"--demo"}, 1},
+        {{}, 1}, // there is no display
         {{"-root"}, 1},
         {{"-window-id", "17"}, 1},
         {{"play", "--window", "--display", ":64999"}, 1},
@@ -110,7 +110,7 @@ TEST_F(Commands, InspectTellsInputsOutputsAndPatches)
 
 TEST_F(Commands, EvaluatePrintsTheTimesInOrderAndTheSameEachTime)
 {
-    const std::vector<std::string> words = {"evaluate", made_, "--at", "2", "--at", "0.5", "--input", "A=21"};
+    const Words words = {"evaluate", made_, "--at", "2", "--at", "0.5", "--input", "A=21"};
     const std::string text = printed(words);
     EXPECT_EQ(printed(words), text);
     const auto first = text.find(R"({"t":0.5,"outputs":{)"), second = text.find(R"({"t":2.0,"outputs":{)");
@@ -137,14 +137,14 @@ TEST_F(Commands, ASnapshotIsAPictureOfTheSizeAskedFor)
 {
     const std::string out = folder_ / "out.png";
     // size: in the header
-    const std::tuple<std::vector<std::string>, std::string, const char*> cases[] = {
+    const std::tuple<Words, std::string, const char*> cases[] = {
         {{"--size", "96x54"}, {"\0\0\0\x60\0\0\0\x36", 8}, "as it was said"},
         {{"--size", "96x96", "--thumbnail"}, {"\0\0\0\x60\0\0\0\x36", 8}, "a screen's shape in a square box"},
         {{"--size", "640x27", "--thumbnail"}, {"\0\0\0\x30\0\0\0\x1b", 8}, "in a wide one"},
         {{"--size", "1x1", "--thumbnail"}, {"\0\0\0\1\0\0\0\1", 8}, "in the least one"},
     };
     for (const auto& [more, size, why] : cases) {
-        std::vector<std::string> words{"snapshot", "-o", out, "--after", "0.3", made_};
+        Words words{"snapshot", "-o", out, "--after", "0.3", made_};
         words.insert(words.end(), more.begin(), more.end());
         std::filesystem::remove(out);
         Program program(words);
@@ -169,6 +169,38 @@ TEST(Memory, ThatIsTooLittleEndsInOneLine)
         setrlimit(RLIMIT_AS, &before);
         EXPECT_TRUE(program.fails(1)) << mebibytes << ": " << program.errors();
     }
+}
+
+TEST(Arguments, PlayIsMeantWhereNoCommandStandsAndDaemonsAreUnderstood)
+{
+    const std::tuple<Words, Words, const char*> cases[] = {
+        {{}, {"play"}, "nothing at all"},
+        {{"a.qtz"}, {"play", "a.qtz"}, "a file"},
+        {{"--demo", "--fps"}, {"play", "--demo", "--fps"}, "options"},
+        {{"--version"}, {"--version"}, "of the program"},
+        {{"-h"}, {"-h"}, "of the program"},
+        {{"inspect", "-root"}, {"inspect", "-root"}, "other commands are left alone"},
+        {{"-root"}, {"play", "--root"}, "of old daemons"},
+        {{"play", "-root", "-window-id", "0x1f"}, {"play", "--root", "--window-id", "0x1f"}, "both at once"},
+        {{"-window-id=7", "-visual", "x"}, {"play", "--window-id=7", "--visual", "x"}, "joined"},
+        {{"-x", "-rooted", "-"}, {"play", "-x", "-rooted", "-"}, "others keep their dash"},
+        {{"--", "-root"}, {"play", "--", "-root"}, "no options any more"},
+        {{"--window"}, {"play", "--window=1280x720"}, "at the end"},
+        {{"-window", "a.qtz"}, {"play", "--window=1280x720", "a.qtz"}, "a file is no size"},
+        {{"--window", "640x480", "a.qtz"}, {"play", "--window=640x480", "a.qtz"}, "a size"},
+        {{"--window", "9x"}, {"play", "--window=9x"}, "meant as one"},
+        {{"--window=1x2"}, {"play", "--window=1x2"}, "joined"},
+    };
+    for (const auto& [given, mended, why] : cases)
+        EXPECT_EQ(mendedArguments(given, {"play", "inspect"}), mended) << why;
+}
+
+TEST(Arguments, AWindowsNumberIsDecimalOrHexadecimal)
+{
+    const std::pair<const char*, unsigned long> cases[] = {{"0x60000E", 0x60000E}, {"0X1f", 31}, {"12", 12},
+        {"012", 12}, {"", 0}, {"0x", 0}, {"12 ", 0}, {"-1", 0}, {"0x100000000", 0}, {"1f", 0}};
+    for (const auto& [text, number] : cases)
+        EXPECT_EQ(parseWindowNumber(text), number) << text;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <arpa/inet.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -90,19 +91,17 @@ public:
         : script_(std::move(script))
         , listener_(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
-        sockaddr_in6 address = {};
-        auto& four = reinterpret_cast<sockaddr_in&>(address);
-        address.sin6_family = static_cast<sa_family_t>(family);
-        address.sin6_port = htons(static_cast<std::uint16_t>(port)); // at the same place in both
-        if (family == AF_INET)
-            four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        else
-            address.sin6_addr = in6addr_loopback;
-        socklen_t size = family == AF_INET ? sizeof four : sizeof address;
+        addrinfo hints{}, *own = nullptr;
+        hints.ai_flags = AI_NUMERICHOST;
+        hints.ai_socktype = SOCK_STREAM;
+        ::getaddrinfo(family == AF_INET ? "127.0.0.1" : "::1", std::to_string(port).c_str(), &hints, &own);
         const int on = 1;
         ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        const bool bound = ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) == 0;
+        const bool bound = ::bind(listener_, own->ai_addr, own->ai_addrlen) == 0;
+        ::freeaddrinfo(own);
         ::listen(listener_, 64);
+        sockaddr_in6 address{}; // the port is at the same place in both
+        socklen_t size = sizeof address;
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
         port_ = bound ? ntohs(address.sin6_port) : 0;
         accepting_ = std::thread([this] { acceptAll(); });

@@ -129,14 +129,12 @@ TEST_F(OnFake, ASizeIsTakenAsItComesUnlessItMakesNoSense)
             compositor_->firstWidth = width;
             compositor_->firstHeight = height;
             cover();
-            EXPECT_EQ(surface_->width(), pixelsWide) << why;
-            EXPECT_EQ(surface_->height(), pixelsHigh) << why;
+            EXPECT_EQ(std::pair(surface_->width(), surface_->height()), std::pair(pixelsWide, pixelsHigh)) << why;
             int commits = compositor_->state().commits;
             ASSERT_TRUE(draw(0xFFFFFFFF)) << why;
             const auto picture = nextPicture(commits);
-            EXPECT_EQ(picture.width, pixelsWide) << why;
-            EXPECT_EQ(picture.height, pixelsHigh) << why;
-            EXPECT_EQ(picture.scale, scale) << why;
+            EXPECT_EQ(std::tie(picture.width, picture.height, picture.scale), std::tie(pixelsWide, pixelsHigh, scale))
+                << why;
             EXPECT_TRUE(compositor_->state().acknowledged);
             std::string told;
             window_->onResized = [&](int w, int h) { told += std::to_string(w) + "x" + std::to_string(h) + " "; };
@@ -193,16 +191,13 @@ TEST_F(OnFake, TheFirstPictureComesUpAndThenAtMostTwoAreOnTheirWay)
     picture = nextPicture(commits);
     EXPECT_TRUE(picture.hasAlpha);
     EXPECT_EQ(picture.pixel, 0u) << "what lies beneath shows";
-}
 
-TEST_F(OnFake, WhereTheSaverIsOnAlreadyAnOutputIsBlackAtOnce)
-{
     start();
-    int commits = 1;
+    commits = 1;
     cover(WaylandWindow::Entrance::AtOnce);
-    auto picture = nextPicture(commits);
+    picture = nextPicture(commits);
     EXPECT_FALSE(picture.hasAlpha);
-    EXPECT_EQ(picture.pixel, 0u);
+    EXPECT_EQ(picture.pixel, 0u) << "where the saver is on already an output is black at once";
     EXPECT_EQ(picture.width, 640);
     ASSERT_TRUE(draw(0xFF102030));
     EXPECT_EQ(nextPicture(commits).pixel, 0xFF102030u);

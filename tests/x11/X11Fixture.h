@@ -18,11 +18,11 @@ class X11 : public testing::Test
 protected:
     void SetUp() override { start("640x480x24"); }
     // Another server in the place of the first.
-    void start(const std::string& screen, std::vector<std::string> more = {})
+    void start(const std::string& screen, const std::vector<std::string>& more = {})
     {
         connection_.reset();
         other_.reset();
-        server_ = std::make_unique<XvfbServer>(screen, std::move(more));
+        server_ = std::make_unique<XvfbServer>(screen, more);
         if (server_->display().empty())
             GTEST_SKIP() << "no Xvfb here";
         connection_ = X11Connection::open(loop_, server_->display());

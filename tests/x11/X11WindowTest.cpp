@@ -115,16 +115,11 @@ TEST_F(X11, TheUserMayCloseAnOwnWindowAndItsTitleIsSet)
         closed = true;
         window.reset(); // from inside its own callback
     };
-    other_->sync();
-    Atom type = 0;
-    int format = 0;
-    unsigned long count = 0, left = 0;
-    unsigned char* data = nullptr;
     turnFor(Seconds(0.05));
-    XGetWindowProperty(*other_, window->number(), XInternAtom(*other_, "_NET_WM_NAME", False), 0, 100, False,
-        AnyPropertyType, &type, &format, &count, &left, &data);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(data), count), "Gr\xC3\xBC\xC3\x9F");
-    XFree(data);
+    XTextProperty title{};
+    XGetTextProperty(*other_, window->number(), &title, XInternAtom(*other_, "_NET_WM_NAME", False));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(title.value), title.nitems), "Gr\xC3\xBC\xC3\x9F");
+    XFree(title.value);
     XEvent event{};
     event.xclient.type = ClientMessage;
     event.xclient.window = window->number();
