@@ -54,7 +54,7 @@ std::vector<Light> bellOf(const Bitmap& bitmap, double radius, bool held)
 }
 
 // The fast ways to blur stand in for the slow one: a wrong variance or a cell off by one shows at any radius.
-TEST(GaussianBlur, IsTheBellOfItsRadiusInLinearLight)
+TEST(GaussianBlur, IsTheBellOfItsRadiusInLinearLightAndFadesIntoWhatIsClear)
 {
     // A white block in the dark, a hard edge, and noise.
     Bitmap bitmap = noise(90, 70);
@@ -78,10 +78,7 @@ TEST(GaussianBlur, IsTheBellOfItsRadiusInLinearLight)
         // Beside the dark, a thousandth of the light is three steps.
         EXPECT_LT(worst, 2.5) << radius;
     }
-}
 
-TEST(GaussianBlur, FadesIntoWhatIsClear)
-{
     const Bitmap white{40, 40, std::vector<std::uint32_t>(1600, 0xFFFFFFFF)};
     for (const double radius : {2.0, 8.0}) {
         const auto pixels = pixelsOf(

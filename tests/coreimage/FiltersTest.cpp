@@ -65,7 +65,7 @@ TEST(SourceOver, LaysOneUponTheOtherInLinearLight)
         << "red where nobody says otherwise";
 }
 
-TEST(LanczosScale, KeepsColoursAndEdges)
+TEST(LanczosScale, KeepsColoursEdgesAndLines)
 {
     const CIImage image = imageOf(50, 30, std::vector<std::uint32_t>(1500, 0xFF8040C0));
     for (const double scale : {0.1, 0.5, 0.77, 1.0, 1.5, 7.2}) {
@@ -81,12 +81,9 @@ TEST(LanczosScale, KeepsColoursAndEdges)
     EXPECT_EQ(pixelsOf(*filtered("CILanczosScaleTransform", {{kCIInputImageKey, imageOf(300, 70, noisy.pixels)}}),
                   makeRect(0, 0, 300, 70)),
         noisy.pixels);
-}
 
-// Steps that lie on a line are on it after scaling, too, but for the ends; a picture that is shifted by half a pixel or
-// turned over isn't.
-TEST(LanczosScale, ALineStaysALine)
-{
+    // Steps that lie on a line are on it after scaling, too, but for the ends; a picture that is shifted by half a
+    // pixel or turned over isn't.
     constexpr int kLength = 64;
     std::vector<std::uint32_t> words;
     for (int x = 0; x < kLength; ++x) {

@@ -89,7 +89,7 @@ TEST(AspectFill, TheSourceIsRoundedToNearestInPixelsOfTheResult)
     }
 }
 
-TEST(Fitting, TheResultHasTheSizeAndTheReceiverStays)
+TEST(Fitting, TheResultHasTheSizeAndOneScaleServesBothSides)
 {
     const auto wide = imageOf(4, 2, {R, G, G, B, R, G, G, B});
     EXPECT_EQ(imageRatio(*wide), 2);
@@ -110,10 +110,7 @@ TEST(Fitting, TheResultHasTheSizeAndTheReceiverStays)
     EXPECT_EQ(wordAt(*scaleImageToFillSize(wide, {8, 8}), 7, 3), B) << "the whole, whatever its shape";
     EXPECT_FALSE(scaleImageToFillSize(nullptr, {8, 8}));
     EXPECT_FALSE(scaleImageToFillSize(none, {8, 8}));
-}
 
-TEST(Fitting, OneScaleServesBothSides)
-{
     const std::tuple<NSSize, NSSize, NSSize, const char*> cases[] = {
         {{4, 2}, {8, 100}, {8, 4}, "wider than high: by the width"},
         {{2, 4}, {100, 8}, {4, 8}, "higher than wide: by the height"},

@@ -126,7 +126,7 @@ TEST(HttpServer, GivesARequestFiveSecondsInAllAndAConnectionThirtyAndWakesUpForN
 }
 
 // Whoever holds connections without a word must not keep those out, or push those out, who are served.
-TEST(HttpServer, HasRoomForSixtyFourAndStrangersGoFirst)
+TEST(HttpServer, HasRoomForSixtyFourStrangersGoFirstAndACrowdIsAnswered)
 {
     Served in;
     Caller good(in.server->port());
@@ -143,12 +143,8 @@ TEST(HttpServer, HasRoomForSixtyFourAndStrangersGoFirst)
     EXPECT_TRUE(isGood(in.told(good, kGood)));
     Caller late(in.server->port());
     EXPECT_TRUE(isGood(in.told(late, kGood)));
-}
 
-// A request that lay there when its connection was pushed out would be lost.
-TEST(HttpServer, AnswersAllOfACrowdThatComesAtOnce)
-{
-    Served in;
+    // A request that lay there when its connection was pushed out would be lost.
     std::deque<Caller> crowd;
     int served = 0;
     for (int round = 0; round < 2; ++round) {

@@ -84,15 +84,12 @@ Value quarters(int side, std::array<std::uint32_t, 4> colors = {0xFFFF0000u, 0xF
 
 } // namespace
 
-TEST_F(Drawing, ClearsToItsColourPremultiplied)
+TEST_F(Drawing, ClearsAndPlacesSpritesInUnitsFromTheMiddle)
 {
     draw("c: QCClear {inputColor: '#ff800080'}");
     expect({{0, 0, 0x804000}, {199, 99, 0x804000}});
     EXPECT_NEAR(int(at(5, 5) >> 24), 128, 1);
-}
 
-TEST_F(Drawing, PlacesSpritesInUnitsFromTheMiddle)
-{
     draw("s: QCSprite {inputX: 0.5, inputY: 0.25, inputWidth: 0.4, inputHeight: 0.2, inputColor: '#ff0000ff'}");
     expect({{150, 25, 0xFF0000, "its middle"}, {131, 16, 0xFF0000, "its top left corner"},
         {168, 33, 0xFF0000, "its bottom right corner"}, {128, 25, 0}, {171, 25, 0}, {150, 13, 0}, {150, 36, 0}});

@@ -25,7 +25,7 @@ std::string watched(const std::string& patches, const std::string& connections)
 } // namespace
 
 // Hosts find inputs by their order in the file and set them by key; the values come from the top of the file.
-TEST(PublishedPorts, KeepTheirOrderTypesAndValues)
+TEST(PublishedPorts, KeepTheirOrderTypesAndValuesInInnerMacrosToo)
 {
     Player player(
         R"({inputs: {z: 't.inputString', a: 'm.deep', 'Title ': 'c.inputColor', gone: 't.noSuchPort', q: 's.input'},
@@ -43,10 +43,7 @@ TEST(PublishedPorts, KeepTheirOrderTypesAndValues)
     EXPECT_TRUE(player.graph->input("q").isNothing());
     EXPECT_TRUE(player.graph->input("Title").isNothing()) << "keys are compared exactly";
     EXPECT_EQ(player.over({0}, "b"), "1");
-}
 
-TEST(PublishedPorts, OfInnerMacrosTakeTheirOwnValue)
-{
     const std::string macro
         = "{outputs: {out: 'm.o'}, patches: {m: QCPatch {i: 'r.inputValue'} outputs {o: 'r.outputCeil'} "
           "values {i: 2.5} patches {r: QCRoundValue}";

@@ -244,7 +244,7 @@ TEST(Structures, HoldWhatTheHostGaveAndAreAskedCountedCutAndSorted)
 
 // The whole road of a feed's text: parsed in a script, handed on as structures, its members asked for outside. A
 // handle of an image comes out as the same image; arrays of arguments are arrays, arguments can't be written back.
-TEST(JavaScript, TakesAFeedApart)
+TEST(JavaScript, TakesAFeedApartAndNothingFromABrokenBody)
 {
     Player player(R"j({inputs: {json: 'p.json', art: 'p.art', given: 'p.given', dye: 'p.dye'},
         outputs: {feed: 'p.feed', title: 'p.title', count: 'p.count', runs: 'p.runsSoFar', first: 'p.first',
@@ -279,10 +279,7 @@ TEST(JavaScript, TakesAFeedApart)
     player.graph->setInput("json", "no JSON");
     EXPECT_EQ(player.over({2}, "title"), "'zwei'") << "an exception leaves the outputs";
     EXPECT_EQ(player.out("runs"), "1");
-}
 
-TEST(JavaScript, WithoutAHeaderOrWithABrokenBodyGivesNothing)
-{
     for (const std::string script : {"", "function main() {}", "function (__number a) main (__number b",
              "function (__number a) main () { return {a: ; }"}) {
         Player("{patches: {p: QCJavaScript with {script: '" + script + "'}}}").frame(0);

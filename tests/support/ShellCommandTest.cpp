@@ -39,7 +39,7 @@ protected:
 
 using Status = ShellCommandStatus;
 
-TEST_F(ShellCommandTest, GivesOutputAndStatus)
+TEST_F(ShellCommandTest, GivesOutputAndStatusAndQuotesAnyWord)
 {
     const std::tuple<const char*, std::optional<std::string>, Status> cases[] = {
         {"echo 'a  b'", "a  b\n", Status::success},
@@ -75,6 +75,9 @@ TEST_F(ShellCommandTest, GivesOutputAndStatus)
     EXPECT_NE(log_.find("Process run error: "), std::string::npos);
     EXPECT_FALSE(makeShellCommandStatus(4) || makeShellCommandStatus(-1));
     EXPECT_EQ(description(*makeShellCommandStatus(1)), "Success with no available data");
+
+    for (const std::string word : {"", "a b", "it's", "$(echo x) `y` \"z\" \\ \n*", "''", "-n", "\xC3\xA9"})
+        EXPECT_EQ(run("printf '%s.' " + shellQuoted(word)).output, word + ".");
 }
 
 TEST_F(ShellCommandTest, HandsErrorsOnOnlyIfAsked)
@@ -151,12 +154,6 @@ TEST_F(ShellCommandTest, RunsBesideAndHandsOverInATurn)
     EXPECT_EQ(output, "123");
     EXPECT_EQ(failures, 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "❌ Task process failed.\nprintf 3; exit 1\n");
-}
-
-TEST_F(ShellCommandTest, QuotesAnyWord)
-{
-    for (const std::string word : {"", "a b", "it's", "$(echo x) `y` \"z\" \\ \n*", "''", "-n", "\xC3\xA9"})
-        EXPECT_EQ(run("printf '%s.' " + shellQuoted(word)).output, word + ".");
 }
 
 } // namespace
