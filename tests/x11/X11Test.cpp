@@ -1,12 +1,75 @@
+#include "platform/appkit/Surface.h"
+#include "platform/appkit/x11/X11Connection.h"
+#include "platform/appkit/x11/X11Idle.h"
 #include "platform/appkit/x11/X11Window.h"
-#include "x11/X11Fixture.h"
-
-#include <gmock/gmock.h>
+#include "support/RealLoop.h"
+#include "x11/Onlooker.h"
+#include "x11/XvfbServer.h"
 
 #include <X11/Xatom.h>
 
 namespace vitrel {
 namespace {
+
+// A server, a connection of ours, and one of somebody else who looks and interferes.
+class X11 : public testing::Test
+{
+protected:
+    void SetUp() override { start("640x480x24"); }
+    // Another server in the place of the first.
+    void start(const std::string& screen, const std::vector<std::string>& more = {})
+    {
+        connection_.reset();
+        other_.reset();
+        server_ = std::make_unique<XvfbServer>(screen, more);
+        if (server_->display().empty())
+            GTEST_SKIP() << "no Xvfb here";
+        connection_ = X11Connection::open(loop_, server_->display());
+        ASSERT_TRUE(connection_);
+        other_ = std::make_unique<Onlooker>(server_->display());
+        ASSERT_TRUE(*other_);
+    }
+
+    template <class Done> bool turnUntil(Done done) { return real_.turnUntil(done, 10); }
+    void turnFor(Seconds span)
+    {
+        const Seconds end = clock_.now() + span;
+        turnUntil([&] { return clock_.now() >= end; });
+    }
+
+    // Two connections are served in no order, so what one has sent is looked for until it is there.
+    bool becomes(Window window, int x, int y, unsigned long pixel)
+    {
+        return turnUntil([&] { return other_->pixelAt(window, x, y) == pixel; });
+    }
+
+    bool show(Surface& surface, std::uint32_t colour)
+    {
+        if (!turnUntil([&] { return surface.wantsFrame(); }))
+            return false;
+        const auto memory = surface.frameMemory();
+        if (!memory.pixels)
+            return false;
+        for (int y = 0; y < surface.height(); ++y)
+            for (int x = 0; x < surface.width(); ++x)
+                memory.pixels[std::size_t(y) * memory.wordsPerRow + std::size_t(x)]
+                    = y == 0 && x == 0 ? 0xFFFFFFFF : colour;
+        surface.present();
+        return turnUntil([&] { return surface.wantsFrame(); });
+    }
+
+    int grabPointer()
+    {
+        return XGrabPointer(*other_, other_->root(), True, 0, GrabModeAsync, GrabModeAsync, None, None, CurrentTime);
+    }
+
+    RealLoop real_;
+    SystemClock& clock_ = real_.clock;
+    RunLoop& loop_ = real_.loop;
+    std::unique_ptr<XvfbServer> server_;
+    std::shared_ptr<X11Connection> connection_;
+    std::unique_ptr<Onlooker> other_;
+};
 
 TEST_F(X11, AWindowShowsItsFramesInSharedMemoryAndConvertedWithoutIt)
 {
@@ -229,6 +292,73 @@ TEST_F(X11, MonitorsHaveStableNumbersAndAWindowIsOnOneOfThem)
     other_->sync();
     EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, foreign)->name, "R") << "its centre counts";
     EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, 0x7777777), nullptr);
+}
+
+TEST_F(X11, TellsOfIdlenessAndLeavesTheServerAsItWas)
+{
+    XSetScreenSaver(*other_, 77, 5, PreferBlanking, AllowExposures);
+    other_->sync();
+    const auto timeout = [&] {
+        int seconds = 0, interval = 0, blanking = 0, exposures = 0;
+        XGetScreenSaver(*other_, &seconds, &interval, &blanking, &exposures);
+        return seconds + interval * 1000 + blanking * 100'000 + exposures * 1'000'000;
+    };
+    std::string heard;
+    auto idle = X11Idle::make(connection_, Seconds(120));
+    ASSERT_TRUE(idle);
+    idle->onIdle = [&] { heard += "idle "; };
+    idle->onResumed = [&] { heard += "active "; };
+    EXPECT_TRUE(turnUntil([&] { return timeout() == 120; })) << "blanks nothing: " << timeout();
+    for (int k = 0; k < 2; ++k) {
+        XForceScreenSaver(*other_, ScreenSaverActive);
+        other_->sync();
+        ASSERT_TRUE(turnUntil([&] { return heard.ends_with("idle "); }));
+        XForceScreenSaver(*other_, ScreenSaverReset);
+        other_->sync();
+        ASSERT_TRUE(turnUntil([&] { return heard.ends_with("active "); }));
+    }
+    EXPECT_EQ(heard, "idle active idle active ");
+    idle.reset();
+    EXPECT_TRUE(turnUntil([&] { return timeout() == 77 + 5000 + 100'000 + 1'000'000; })) << timeout();
+    EXPECT_TRUE(X11Idle::make(connection_, Seconds(1e9))) << "longer than the protocol has numbers for";
+    EXPECT_FALSE(X11Idle::isTaken(*connection_));
+    const long id = 5;
+    XChangeProperty(*other_, other_->root(), XInternAtom(*other_, "_MIT_SCREEN_SAVER_ID", False), XA_INTEGER, 32,
+        PropModeReplace, reinterpret_cast<const unsigned char*>(&id), 1);
+    other_->sync();
+    EXPECT_TRUE(X11Idle::isTaken(*connection_));
+    EXPECT_EQ(connection_->errors(), 0u);
+}
+
+TEST_F(X11, KnowsWhetherTheActiveWindowFillsTheScreen)
+{
+    const Window film = other_->makeWindow(0, 0, 100, 100), note = other_->makeWindow(0, 0, 50, 50);
+    const auto set = [&](Window window, const char* name, Atom type, std::vector<Atom> words) {
+        XChangeProperty(*other_, window, XInternAtom(*other_, name, False), type, 32, PropModeReplace,
+            reinterpret_cast<const unsigned char*>(words.data()), int(words.size()));
+        other_->sync();
+    };
+    const Atom full = XInternAtom(*other_, "_NET_WM_STATE_FULLSCREEN", False);
+    const Atom above = XInternAtom(*other_, "_NET_WM_STATE_ABOVE", False);
+    set(film, "_NET_WM_STATE", XA_ATOM, {above, full});
+    set(other_->root(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {film});
+    X11FullScreen watch(connection_);
+    EXPECT_TRUE(watch.isFullScreen()) << "from the start";
+    int changes = 0;
+    watch.onChanged = [&](bool) { ++changes; };
+    set(film, "_NET_WM_STATE", XA_ATOM, {above});
+    EXPECT_TRUE(turnUntil([&] { return !watch.isFullScreen(); }));
+    set(film, "_NET_WM_STATE", XA_ATOM, {full});
+    EXPECT_TRUE(turnUntil([&] { return watch.isFullScreen(); }));
+    set(other_->root(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {note});
+    EXPECT_TRUE(turnUntil([&] { return !watch.isFullScreen(); }));
+    EXPECT_EQ(changes, 3);
+    set(other_->root(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {film});
+    EXPECT_TRUE(turnUntil([&] { return watch.isFullScreen(); }));
+    other_->destroy(film);
+    other_->destroy(note);
+    set(other_->root(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {note});
+    EXPECT_TRUE(turnUntil([&] { return !watch.isFullScreen(); })) << "a window that is gone already";
 }
 
 } // namespace
