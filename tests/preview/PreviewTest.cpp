@@ -67,6 +67,11 @@ TEST(PreviewLink, StartsACrashedChildAgainButNotForEver)
     EXPECT_NE(link.state(), State::failed);
     EXPECT_TRUE(in.until([&] { return link.state() == State::failed; }, Seconds(0.05)));
     EXPECT_EQ(in.lines("starts"), 6u);
+
+    PreviewLink lost(in.loop, in.folder / "nothing");
+    lost.resize(100, 50);
+    lost.setShown(false);
+    EXPECT_TRUE(in.until([&] { return lost.state() == State::failed; }, Seconds(0.05)));
 }
 
 TEST(PreviewLink, EndsAChildThatDoesNotAnswer)
@@ -79,15 +84,6 @@ TEST(PreviewLink, EndsAChildThatDoesNotAnswer)
     EXPECT_TRUE(in.until([&] { return link.state() == State::failed; }, Seconds(0.5)));
     EXPECT_EQ(in.lines("starts"), 3u);
     EXPECT_GE(changes, 3) << "who shows it is told";
-}
-
-TEST(PreviewLink, SurvivesAProgramThatIsNotThere)
-{
-    Children in;
-    PreviewLink link(in.loop, in.folder / "nothing");
-    link.resize(100, 50);
-    link.setShown(false);
-    EXPECT_TRUE(in.until([&] { return link.state() == State::failed; }, Seconds(0.05)));
 }
 
 // The real child: a red square that becomes a picture of the size that was asked for.
