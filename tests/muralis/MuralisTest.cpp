@@ -26,9 +26,7 @@ protected:
     {
         port_ = std::uint16_t(LocalServer("").port()); // free again now
         program_ = std::make_unique<Program>(std::vector<std::string>{"--demo", "--port", std::to_string(port_)});
-        for (int k = 0; k < 2000 && !Caller(port_).isConnected(); ++k)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        ASSERT_TRUE(Caller(port_).isConnected()) << program_->errors();
+        ASSERT_TRUE(RealLoop().turnUntil([&] { return Caller(port_).isConnected(); })) << program_->errors();
     }
     std::string told(const std::string& bytes, int family = AF_INET) const
     {

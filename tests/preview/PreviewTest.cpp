@@ -6,10 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <thread>
 
 namespace vitrel {
 namespace {
@@ -30,15 +28,10 @@ struct Children {
     // Turns the loop until it holds, `step` of its time at each turn. False if it never comes to that.
     bool until(const std::function<bool()>& holds, Seconds step = Seconds(0))
     {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (!holds()) {
-            if (std::chrono::steady_clock::now() > end)
-                return false;
+        return RealLoop().turnUntil(holds, 60, [&] {
             clock.time += step;
-            if (loop.turn() == 0)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1)); // a process needs a moment
-        }
-        return true;
+            loop.turn();
+        });
     }
     // How many lines the programs have left in a file.
     std::size_t lines(const std::string& name) const
@@ -172,7 +165,7 @@ TEST(Thumbnails, GiveUpOnWhatCrashesOrHangsAndGoOn)
     const std::string by = in.rendering("case \"${10}\" in *crash*) kill -SEGV $$;; *hang*) exec sleep 600;; esac\n");
     const auto thumbnails = in.thumbnails(by);
     thumbnails->want({crash, hang, good});
-    ASSERT_TRUE(in.until([&] { return in.ready.size() == 3; }, Seconds(0.01)));
+    ASSERT_TRUE(in.until([&] { return in.ready.size() == 3; }, Seconds(0.05)));
     EXPECT_EQ(thumbnails->thumbnail(crash), nullptr);
     EXPECT_EQ(thumbnails->thumbnail(hang), nullptr);
     EXPECT_TRUE(thumbnails->thumbnail(good));

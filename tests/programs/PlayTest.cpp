@@ -55,16 +55,7 @@ protected:
         return std::make_unique<Program>(std::move(words), std::move(more));
     }
     unsigned long pixelAt(int x, int y) const { return screen_->pixelAt(screen_->root(), x, y); }
-    static bool until(const std::function<bool()>& done, double seconds = 20)
-    {
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > limit)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return true;
-    }
+    static bool until(const std::function<bool()>& done) { return RealLoop().turnUntil(done); }
     bool becomes(int x, int y, unsigned long colour, Window window = None)
     {
         return until([&] { return screen_->pixelAt(window ? window : screen_->root(), x, y) == colour; });

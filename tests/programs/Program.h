@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/RealLoop.h"
 #include "support/TemporaryFolder.h"
 
 #include <fcntl.h>
@@ -9,11 +10,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -62,16 +61,16 @@ public:
     // The exit status, or the negative number of the signal that ended it; -1000 if it runs on after `seconds`.
     int wait(double seconds = 30)
     {
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-        while (!ended_ && std::chrono::steady_clock::now() < limit) {
-            int status = 0;
-            if (waitpid(process_, &status, WNOHANG) == process_) {
-                ended_ = true;
-                status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-            } else {
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            }
-        }
+        RealLoop().turnUntil(
+            [&] {
+                int status = 0;
+                if (!ended_ && waitpid(process_, &status, WNOHANG) == process_) {
+                    ended_ = true;
+                    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+                }
+                return ended_;
+            },
+            seconds);
         return ended_ ? status_ : -1000;
     }
     void signal(int number) const { ::kill(process_, number); }

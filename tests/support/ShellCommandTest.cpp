@@ -1,6 +1,7 @@
 #include "support/ShellCommand.h"
 
 #include "platform/foundation/Queue.h"
+#include "support/RealLoop.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestSurroundings.h"
 
@@ -9,7 +10,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <thread>
 
 namespace vitrel {
 namespace {
@@ -111,14 +111,10 @@ TEST_F(ShellCommandTest, EndsTheWholeGroupWhenTheTimeIsOver)
         EXPECT_LT(took_, 4);
         const int child = std::atoi(TemporaryFolder::read(file).c_str());
         ASSERT_GT(child, 0);
-        bool isGone = false;
-        for (int k = 0; k < 400 && !isGone; ++k) {
-            // What nobody has reaped yet is gone too.
+        EXPECT_TRUE(RealLoop().turnUntil([&] { // what nobody has reaped yet is gone too
             const std::string status = TemporaryFolder::read("/proc/" + std::to_string(child) + "/stat");
-            isGone = ::kill(child, 0) != 0 || status.find(") Z") != std::string::npos;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        EXPECT_TRUE(isGone);
+            return ::kill(child, 0) != 0 || status.find(") Z") != std::string::npos;
+        }));
     }
     EXPECT_NE(log_.find("isAppNapReady: false"), std::string::npos);
 }

@@ -48,11 +48,10 @@ public:
         socket_ = folder_
             / ("sway-ipc." + std::to_string(nobody ? nobody->pw_uid : getuid()) + "." + std::to_string(process_)
                 + ".sock");
-        for (int k = 0; k < 2000 && !runs(); ++k) {
-            runs_ = access((folder_ / "wayland-1").c_str(), F_OK) == 0 && access(socket_.c_str(), F_OK) == 0
+        runs_ = RealLoop().turnUntil([this] {
+            return access((folder_ / "wayland-1").c_str(), F_OK) == 0 && access(socket_.c_str(), F_OK) == 0
                 && tell("-t get_outputs");
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
+        });
     }
     ~SwayServer() { kill(); }
     SwayServer(const SwayServer&) = delete;
@@ -84,13 +83,9 @@ public:
             return 0xBAD000000;
         return bytes[count - 3] * 0x10000ul + bytes[count - 2] * 0x100ul + bytes[count - 1];
     }
-    bool becomes(int x, int y, unsigned long colour, double seconds = 20) const
+    bool becomes(int x, int y, unsigned long colour) const
     {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-        while (pixelAt(x, y) != colour)
-            if (std::chrono::steady_clock::now() > end)
-                return false;
-        return true;
+        return RealLoop().turnUntil([&] { return pixelAt(x, y) == colour; });
     }
     static constexpr unsigned long kDesktop = 0x101010;
 

@@ -1,6 +1,7 @@
 // Against a compositor in the test's hand: what it lacks, what it asks for, when it shows, and how it goes away.
 #include "platform/appkit/wayland/WaylandIdle.h"
 #include "platform/appkit/wayland/WaylandWindow.h"
+#include "support/RealLoop.h"
 #include "wayland/FakeCompositor.h"
 
 #include <gmock/gmock.h>
@@ -40,10 +41,7 @@ protected:
     // The loop's clock stands; what comes from the compositor's thread is waited for.
     template <class Done> bool turnUntil(Done done)
     {
-        const SystemClock real;
-        for (const Seconds end = real.now() + Seconds(10); !done() && real.now() < end; loop_.turn())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return done();
+        return RealLoop().turnUntil(done, 10, [this] { loop_.turn(); });
     }
     // Until all that the compositor has sent has been heard: it answers in order.
     void settle()
