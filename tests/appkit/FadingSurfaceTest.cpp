@@ -67,7 +67,7 @@ TEST_F(FadingSurfaceTest, RisesFromTheDesktopInHalfASecondThoughThePictureStands
     EXPECT_EQ(ended, 1);
 }
 
-TEST_F(FadingSurfaceTest, GoesToBlackWhereNoPictureComes)
+TEST_F(FadingSurfaceTest, GoesToBlackWhereNoPictureComesAndShinesThroughWithoutABackdrop)
 {
     make();
     pass(1.8);
@@ -75,10 +75,6 @@ TEST_F(FadingSurfaceTest, GoesToBlackWhereNoPictureComes)
     pass(0.3);
     EXPECT_EQ(shown(), 0xFF000000);
     EXPECT_EQ(ended, 1);
-}
-
-TEST_F(FadingSurfaceTest, LetsTheScreenShineThroughWithoutABackdrop)
-{
     make(0);
     draw(0xFFFFFFFF);
     EXPECT_EQ(shown(), 0u);

@@ -13,6 +13,7 @@
 #include <QListView>
 #include <QTest>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,35 +29,33 @@ struct Sheet : TestSurroundings {
     NSBundle resources{VITREL_SHARE};
     RecordingWorkspace desktop;
     std::shared_ptr<PreferencesWC> controller;
-    std::unique_ptr<PreviewLink> preview;
-    std::unique_ptr<Thumbnails> thumbnails;
+    PreviewLink preview{loop, ""};
+    Thumbnails thumbnails{loop, "", ""};
     std::unique_ptr<SheetWindow> window;
 
-    explicit Sheet(const std::vector<std::string>& paths = {}, const std::string& active = "")
+    // Open, once `prepare` has run.
+    explicit Sheet(
+        const std::vector<std::string>& paths = {}, const std::string& active = "",
+        const std::function<void(Sheet&)>& prepare = [](Sheet&) {})
     {
         surroundings.defaults = &disk;
         surroundings.classBundle = surroundings.mainBundle = &resources;
         surroundings.workspace = &desktop;
         surroundings.languages = {"en"};
         store(disk, paths, active);
+        prepare(*this);
+        controller = PreferencesWC::initWithWindowNibName(surroundings, "PreferencesWC");
+        window = std::make_unique<SheetWindow>(surroundings, controller, preview, thumbnails);
+        window->resize(860, 560);
+        window->show();
+        settle();
+        StandInPreview::last->reloads = 0;
     }
     ~Sheet()
     {
         window.reset();
         controller.reset();
         settle();
-    }
-    Sheet& open(int width = 860, int height = 560)
-    {
-        controller = PreferencesWC::initWithWindowNibName(surroundings, "PreferencesWC");
-        preview = std::make_unique<PreviewLink>(loop, "");
-        thumbnails = std::make_unique<Thumbnails>(loop, "", "");
-        window = std::make_unique<SheetWindow>(surroundings, controller, *preview, *thumbnails);
-        window->resize(width, height);
-        window->show();
-        settle();
-        StandInPreview::last->reloads = 0;
-        return *this;
     }
 
     // Until nothing more happens by itself.
@@ -100,6 +99,7 @@ struct Sheet : TestSurroundings {
         return listed ? text : text + " | " + *active.as<std::string>();
     }
     std::optional<Value> value(const std::string& key) { return other().valueForKey(kDomain, key); }
+    static int reloads() { return StandInPreview::last->reloads; }
 
     template <class Widget> Widget& find(const char* name) { return *window->findChild<Widget*>(name); }
     QAbstractButton& button(const char* name) { return find<QAbstractButton>(name); }

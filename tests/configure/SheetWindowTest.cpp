@@ -14,15 +14,6 @@ namespace vitrel {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
-
-std::vector<std::string> manyPaths(int count)
-{
-    std::vector<std::string> paths;
-    for (int k = 0; k < count; ++k)
-        paths.push_back("/zoo/" + std::to_string(k) + ".qtz");
-    return paths;
-}
 
 // Drops what the addresses name onto the window, as a file manager does. False if the window wants none of it.
 bool drop(Sheet& in, const std::vector<std::string>& addresses)
@@ -55,17 +46,15 @@ QMenu* openMenu(Sheet& in, QPoint place, QContextMenuEvent::Reason reason = QCon
     return qobject_cast<QMenu*>(QApplication::activePopupWidget());
 }
 
-void choose(Sheet& in, QMenu& menu, const char* text)
+void choose(Sheet& in, QMenu* menu, const char* text)
 {
-    for (QAction* action : menu.actions()) {
-        if (action->text() == QLatin1String(text)) {
-            QTest::mouseClick(&menu, Qt::LeftButton, {}, menu.actionGeometry(action).center());
-            in.settle();
-            return;
-        }
-    }
-    ADD_FAILURE() << "there is no " << text;
-    menu.close();
+    ASSERT_TRUE(menu);
+    const QList<QAction*> actions = menu->actions();
+    const auto action = std::find_if(
+        actions.begin(), actions.end(), [&](const QAction* one) { return one->text() == QLatin1String(text); });
+    ASSERT_NE(action, actions.end()) << text;
+    QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(*action).center());
+    in.settle();
 }
 
 // Line ends, markup and bytes that are no text must not tear a row, a tool tip or the model apart.
@@ -73,14 +62,12 @@ TEST(SheetWindow, ShowsNamesHarmlesslyWhateverIsInThem)
 {
     Sheet in({"/a/two\nlines.qtz", "/b/<img src=x>.qtz", "/c/\xFF\xFE.qtz", "/d/\xE2\x80\xAEztq.exe.qtz", "/"},
         "/a/two\nlines.qtz");
-    in.open();
     EXPECT_EQ(in.shown(), "*two lines.qtz <img src=x>.qtz \xEF\xBF\xBD\xEF\xBF\xBD.qtz  ztq.exe.qtz /");
-    const auto tip = in.list().model()->index(1, 0).data(Qt::ToolTipRole).toString();
-    EXPECT_TRUE(tip.contains(QLatin1String("&lt;img"))) << tip.toStdString();
+    EXPECT_TRUE(in.list().model()->index(1, 0).data(Qt::ToolTipRole).toString().contains(QLatin1String("&lt;img")));
     EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("two lines.qtz"));
     in.window->grab();
     Sheet deep({"/" + std::string(4000, 'y') + "/" + std::string(4000, 'x') + ".qtz"});
-    deep.open().window->grab();
+    deep.window->grab();
     deep.clickRow(0);
     EXPECT_EQ(deep.window->width(), 860) << "no name makes the window wider";
 }
@@ -88,7 +75,6 @@ TEST(SheetWindow, ShowsNamesHarmlesslyWhateverIsInThem)
 TEST(SheetWindow, AddsTheCompositionsOfADropAndNothingElse)
 {
     Sheet in;
-    in.open();
     const auto a = in.folder.write("A b.qtz", ""), upper = in.folder.write("C.QTZ", "");
     const auto odd = in.folder.write("o\xFFld.qtz", ""), text = in.folder.write("d.txt", "");
     in.folder.write("folder.qtz/x", "");
@@ -101,30 +87,42 @@ TEST(SheetWindow, AddsTheCompositionsOfADropAndNothingElse)
     EXPECT_TRUE(drop(in, {root + "A%20b.qtz", root + "d.txt", root + "C.QTZ"}));
     EXPECT_EQ(in.stored(), a + " *" + upper);
     EXPECT_EQ(in.shown(), "A b.qtz *C.QTZ");
-    EXPECT_EQ(StandInPreview::last->reloads, 1);
+    EXPECT_EQ(in.reloads(), 1);
     EXPECT_TRUE(drop(in, {root + "o%FFld.qtz"}));
     EXPECT_EQ(in.controller->filesPaths().back(), odd) << "byte for byte";
 }
 
-TEST(SheetWindow, AClickedRowBecomesActiveAndThePreviewFollowsOnce)
+TEST(SheetWindow, AClickedRowBecomesActiveOnceAndIsRemovedByKeyAndByButton)
 {
     Sheet in({"/a", "/b", "/c"}, "/a");
-    in.open();
     EXPECT_EQ(in.shown(), "*a b c");
     in.clickRow(2);
     EXPECT_EQ(in.stored(), "/a /b */c");
     EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("c"));
     in.clickRow(2);
     in.noticeWrites();
-    EXPECT_EQ(StandInPreview::last->reloads, 1) << "neither the same row again nor the window's own write is a change";
+    EXPECT_EQ(in.reloads(), 1) << "neither the same row again nor the window's own write is a change";
     in.key(in.list(), Qt::Key_Up);
     EXPECT_EQ(in.stored(), "/a */b /c") << "by key, too";
+    in.type(in.search(), "");
+    in.key(in.search(), Qt::Key_Delete);
+    in.key(in.list(), Qt::Key_Return);
+    EXPECT_EQ(in.stored(), "/a */b /c") << "a key in a field edits the field";
+    EXPECT_TRUE(in.window->isVisible()) << "return in the list closes nothing";
+    in.key(in.list(), Qt::Key_Delete);
+    EXPECT_EQ(in.stored(), "/a */c");
+    EXPECT_EQ(in.shown(), "a *c");
+    in.click("removeButton");
+    in.click("removeButton");
+    EXPECT_EQ(in.stored(), " | ");
+    EXPECT_FALSE(in.button("removeButton").isEnabled());
+    EXPECT_TRUE(in.list().viewport()->findChild<QLabel*>()->text().contains(QLatin1String("No compositions yet")));
+    EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("Built-in composition"));
 }
 
 TEST(SheetWindow, FiltersAtEachKeyAndNeverRemovesWhatIsNotSeen)
 {
     Sheet in({"/aurora.qtz", "/zebra.qtz", "/aura.qtz"}, "/zebra.qtz");
-    in.open();
     in.type(in.search(), "A");
     EXPECT_EQ(in.shown(), "aurora.qtz *zebra.qtz aura.qtz");
     in.type(in.search(), "ur");
@@ -142,73 +140,32 @@ TEST(SheetWindow, FiltersAtEachKeyAndNeverRemovesWhatIsNotSeen)
     EXPECT_EQ(in.shown(), "aurora.qtz zebra.qtz *aura.qtz");
 }
 
-TEST(SheetWindow, RemovesTheChosenRowByKeyAndByButton)
-{
-    Sheet in({"/a", "/b", "/c"}, "/b");
-    in.open();
-    in.type(in.search(), "");
-    in.key(in.search(), Qt::Key_Delete);
-    in.key(in.list(), Qt::Key_Return);
-    EXPECT_EQ(in.stored(), "/a */b /c") << "a key in a field edits the field";
-    EXPECT_TRUE(in.window->isVisible()) << "return in the list closes nothing";
-    in.key(in.list(), Qt::Key_Delete);
-    EXPECT_EQ(in.stored(), "/a */c");
-    EXPECT_EQ(in.shown(), "a *c");
-    in.click("removeButton");
-    in.click("removeButton");
-    EXPECT_EQ(in.stored(), " | ");
-    EXPECT_FALSE(in.button("removeButton").isEnabled());
-    EXPECT_TRUE(in.list().viewport()->findChild<QLabel*>()->text().contains(QLatin1String("No compositions yet")));
-    EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("Built-in composition"));
-}
-
 TEST(SheetWindow, TheMenuActsOnTheFileItWasOpenedOn)
 {
     Sheet in({"/a", "/b", "/c"}, "/a");
-    in.open();
     EXPECT_FALSE(openMenu(in, {10, in.list().viewport()->height() - 3})) << "outside any row";
     QTest::mouseClick(in.list().viewport(), Qt::RightButton, {}, in.placeOf(1));
     QMenu* menu = openMenu(in, in.placeOf(1));
-    ASSERT_TRUE(menu);
     EXPECT_EQ(in.shown(), "*a b c") << "the row of the menu isn't chosen by it";
-    choose(in, *menu, "Show in Files");
+    choose(in, menu, "Show in Files");
     EXPECT_THAT(in.desktop.shown, ElementsAre("/b"));
-    menu = openMenu(in, in.placeOf(1));
-    ASSERT_TRUE(menu);
-    Sheet::store(in.other(), {"/b", "/c", "/d"}, "/c");
-    in.noticeWrites();
-    choose(in, *menu, "Remove from List");
-    EXPECT_EQ(in.stored(), "*/c /d") << "where the file stands now";
-    menu = openMenu(in, in.placeOf(1));
-    ASSERT_TRUE(menu);
-    Sheet::store(in.other(), {"/c", "/e"}, "/c");
-    in.noticeWrites();
-    choose(in, *menu, "Remove from List");
-    EXPECT_EQ(in.stored(), "*/c /e") << "the file is gone already";
-    menu = openMenu(in, {0, 0}, QContextMenuEvent::Keyboard);
-    ASSERT_TRUE(menu);
-    choose(in, *menu, "Show in Files");
-    EXPECT_EQ(in.desktop.shown.back(), "/c") << "by key, on the chosen row";
-}
-
-TEST(SheetWindow, TheRandomBoxIsStoredAtOnce)
-{
-    Sheet in;
-    in.open();
-    for (const bool random : {true, false}) {
-        in.click("checkboxUseRandomScreenSaver");
-        EXPECT_EQ(in.value("Use Random Screen Saver"), Value(random));
+    const std::tuple<std::vector<std::string>, const char*, const char*> cases[]
+        = {{{"/b", "/c", "/d"}, "*/c /d", "where the file stands now"}, {{"/c", "/e"}, "*/c /e", "it is gone already"}};
+    for (const auto& [meanwhile, left, why] : cases) {
+        menu = openMenu(in, in.placeOf(1));
+        Sheet::store(in.other(), meanwhile, "/c");
+        in.noticeWrites();
+        choose(in, menu, "Remove from List");
+        EXPECT_EQ(in.stored(), left) << why;
     }
-    in.other().setValueForKey(Sheet::kDomain, "Use Random Screen Saver", true);
-    in.noticeWrites();
-    EXPECT_TRUE(in.button("checkboxUseRandomScreenSaver").isChecked());
+    choose(in, openMenu(in, {0, 0}, QContextMenuEvent::Keyboard), "Show in Files");
+    EXPECT_EQ(in.desktop.shown.back(), "/c") << "by key, on the chosen row";
 }
 
 TEST(SheetWindow, TheFeedAddressCountsWhenTheUserIsDoneWithIt)
 {
-    Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz");
-    in.disk.setValueForKey(Sheet::kDomain, "b.qtz: Is RSS Visualizer", true);
-    in.open();
+    Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz",
+        [](Sheet& in) { in.disk.setValueForKey(Sheet::kDomain, "b.qtz: Is RSS Visualizer", true); });
     EXPECT_FALSE(in.feed().isEnabled());
     in.disk.setValueForKey(Sheet::kDomain, "a.qtz: Is RSS Visualizer", true);
     in.noticeWrites();
@@ -222,9 +179,9 @@ TEST(SheetWindow, TheFeedAddressCountsWhenTheUserIsDoneWithIt)
     in.key(in.feed(), Qt::Key_Return);
     EXPECT_EQ(address(), Value("http://x"));
     EXPECT_TRUE(in.window->isVisible()) << "return ends the typing, not the window";
-    EXPECT_EQ(StandInPreview::last->reloads, 1);
+    EXPECT_EQ(in.reloads(), 1);
     in.key(in.feed(), Qt::Key_Return);
-    EXPECT_EQ(StandInPreview::last->reloads, 1) << "the same text again";
+    EXPECT_EQ(in.reloads(), 1) << "the same text again";
     in.type(in.feed(), "y");
     in.clickRow(1);
     EXPECT_EQ(address(), Value("http://xy")) << "leaving the field ends the typing; it is the old one's address";
@@ -240,11 +197,7 @@ TEST(SheetWindow, TheFeedAddressCountsWhenTheUserIsDoneWithIt)
 
 TEST(SheetWindow, EndsByEveryWayOutAndKeepsWhatWasDone)
 {
-    struct {
-        void (*leave)(Sheet&);
-        const char* address;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<void (*)(Sheet&), const char*, const char*> cases[] = {
         {[](Sheet& in) { in.click("okButton"); }, "http://x", "OK"},
         {[](Sheet& in) { in.button("okButton").click(); }, "http://x", "OK that takes no focus"},
         {[](Sheet& in) { in.click("cancelButton"); }, "http://x", "Cancel takes nothing back"},
@@ -252,10 +205,8 @@ TEST(SheetWindow, EndsByEveryWayOutAndKeepsWhatWasDone)
         {[](Sheet& in) { in.window->close(); }, nullptr, "the window's own button"},
     };
     for (const auto& [leave, address, why] : cases) {
-        Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz");
-        for (const char* name : {"a.qtz", "b.qtz"})
-            in.disk.setValueForKey(Sheet::kDomain, std::string(name) + ": Is RSS Visualizer", true);
-        in.open();
+        Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz",
+            [](Sheet& in) { in.disk.setValueForKey(Sheet::kDomain, "b.qtz: Is RSS Visualizer", true); });
         in.clickRow(1);
         in.type(in.feed(), "http://x");
         leave(in);
@@ -267,49 +218,49 @@ TEST(SheetWindow, EndsByEveryWayOutAndKeepsWhatWasDone)
     }
 }
 
-TEST(SheetWindow, ShowsAtOnceWhatAnotherProcessStores)
+TEST(SheetWindow, ShowsAtOnceWhatAnotherProcessStoresAndStoresTheRandomBox)
 {
     Sheet in({"/a", "/b"}, "/a");
-    in.open();
     Sheet::store(in.other(), {"/b", "/c"}, "/b");
     in.noticeWrites();
     EXPECT_EQ(in.shown(), "*b c");
-    EXPECT_EQ(StandInPreview::last->reloads, 1) << "another file in the row that was chosen before";
+    EXPECT_EQ(in.reloads(), 1) << "another file in the row that was chosen before";
     in.type(in.search(), "b");
     Sheet::store(in.other(), {"/b", "/c"}, "/c");
     in.noticeWrites();
     EXPECT_EQ(in.shown(), "b");
-    EXPECT_EQ(StandInPreview::last->reloads, 2) << "one that is filtered out";
+    EXPECT_EQ(in.reloads(), 2) << "one that is filtered out";
     EXPECT_EQ(in.find<QLabel>("compositionName").text(), QLatin1String("c"));
-    in.other().setValueForKey(Sheet::kDomain, "Something else", 1);
+    for (const bool random : {true, false}) {
+        in.click("checkboxUseRandomScreenSaver");
+        EXPECT_EQ(in.value("Use Random Screen Saver"), Value(random)) << "and the other way round";
+    }
+    in.other().setValueForKey(Sheet::kDomain, "Use Random Screen Saver", true);
     in.noticeWrites();
-    EXPECT_EQ(StandInPreview::last->reloads, 2);
+    EXPECT_TRUE(in.button("checkboxUseRandomScreenSaver").isChecked());
+    EXPECT_EQ(in.reloads(), 2);
 }
 
-TEST(SheetWindow, KeepsItsPlaceInALongListThatSomebodyChanges)
+TEST(SheetWindow, KeepsItsPlaceInALongListAndWantsPicturesOfTheRowsThatAreSeen)
 {
-    Sheet in(manyPaths(500), "/zoo/0.qtz");
-    in.open();
-    in.list().verticalScrollBar()->setValue(9000);
-    auto paths = manyPaths(500);
-    in.clickRow(in.list().indexAt({5, 100}).row());
-    const int place = in.list().verticalScrollBar()->value();
-    in.noticeWrites();
-    EXPECT_EQ(in.list().verticalScrollBar()->value(), place);
-    in.list().verticalScrollBar()->setValue(3000);
-    in.key(in.button("checkboxUseRandomScreenSaver"), Qt::Key_Space);
-    in.noticeWrites();
-    EXPECT_EQ(in.list().verticalScrollBar()->value(), 3000) << "its own write doesn't take it back to the chosen row";
-}
-
-TEST(SheetWindow, WantsPicturesOfTheRowsThatAreSeen)
-{
-    Sheet in(manyPaths(1000), "/zoo/0.qtz");
-    in.open();
+    std::vector<std::string> paths;
+    for (int k = 0; k < 1000; ++k)
+        paths.push_back("/zoo/" + std::to_string(k) + ".qtz");
+    Sheet in(paths, "/zoo/0.qtz");
     QTest::qWait(100);
     const auto& wanted = StandInThumbnails::last->wanted;
     ASSERT_THAT(wanted, testing::SizeIs(testing::AllOf(testing::Ge(4u), testing::Le(12u))));
     EXPECT_EQ(wanted.front(), "/zoo/0.qtz");
+    QScrollBar& bar = *in.list().verticalScrollBar();
+    bar.setValue(9000);
+    in.clickRow(in.list().indexAt({5, 100}).row());
+    const int place = bar.value();
+    in.noticeWrites();
+    EXPECT_EQ(bar.value(), place);
+    bar.setValue(3000);
+    in.key(in.button("checkboxUseRandomScreenSaver"), Qt::Key_Space);
+    in.noticeWrites();
+    EXPECT_EQ(bar.value(), 3000) << "its own write doesn't take it back to the chosen row";
     in.list().scrollToBottom();
     QTest::qWait(100);
     EXPECT_EQ(wanted.back(), "/zoo/999.qtz");
@@ -317,7 +268,7 @@ TEST(SheetWindow, WantsPicturesOfTheRowsThatAreSeen)
     // Red as the file has it, and nowhere else.
     const auto red = std::make_shared<Bitmap>(Bitmap{192, 108, std::vector<std::uint32_t>(192 * 108, 0xFFFF0000)});
     StandInThumbnails::last->pictures["/zoo/998.qtz"] = red;
-    in.thumbnails->onReady("/zoo/998.qtz");
+    in.thumbnails.onReady("/zoo/998.qtz");
     in.settle();
     const QImage picture = in.list().viewport()->grab().toImage();
     EXPECT_EQ(picture.pixelColor(QPoint(50, in.placeOf(998).y())), QColor(Qt::red));
@@ -330,7 +281,6 @@ TEST(SheetWindow, FollowsTheFilesOfTheList)
     TemporaryFolder zoo;
     const std::string file = zoo.write("playing.qtz", "1"), absent = zoo / "later/absent.qtz";
     Sheet in({file, absent}, file);
-    in.open();
     const auto isMissing
         = [&](int row) { return in.list().model()->index(row, 0).data(CompositionsModel::kMissingRole).toBool(); };
     EXPECT_FALSE(isMissing(0));
@@ -341,25 +291,24 @@ TEST(SheetWindow, FollowsTheFilesOfTheList)
     EXPECT_FALSE(isMissing(1));
     EXPECT_THAT(StandInThumbnails::last->lookedAgain, ElementsAre(absent));
     EXPECT_NE(in.list().viewport()->grab().toImage(), struck) << "painted anew";
-    EXPECT_EQ(StandInPreview::last->reloads, 0);
+    EXPECT_EQ(in.reloads(), 0);
     zoo.write("playing.qtz", "2");
     in.noticeWrites();
-    EXPECT_EQ(StandInPreview::last->reloads, 1);
+    EXPECT_EQ(in.reloads(), 1);
     std::filesystem::remove(file);
     in.noticeWrites();
     EXPECT_TRUE(isMissing(0));
-    EXPECT_EQ(StandInPreview::last->reloads, 1) << "the last good picture stays";
+    EXPECT_EQ(in.reloads(), 1) << "the last good picture stays";
     EXPECT_THAT(StandInThumbnails::last->lookedAgain, ElementsAre(absent, file, file));
 }
 
 TEST(SheetWindow, OpensFilesThatItIsStartedWithAndKnowsThoseItHas)
 {
     Sheet in({"/a.qtz", "/b.qtz"}, "/a.qtz");
-    in.open();
     in.window->openFiles({"/b.qtz"});
     in.settle();
     EXPECT_EQ(in.stored(), "/a.qtz */b.qtz");
-    EXPECT_EQ(StandInPreview::last->reloads, 1);
+    EXPECT_EQ(in.reloads(), 1);
     in.window->openFiles({"/a.qtz", "/new.qtz"});
     in.settle();
     EXPECT_EQ(in.shown(), "a.qtz b.qtz *new.qtz");
@@ -371,7 +320,6 @@ TEST(SheetWindow, OpensFilesThatItIsStartedWithAndKnowsThoseItHas)
 TEST(SheetWindow, TheDialogAsksForCompositionsAndTheWindowStaysAlive)
 {
     Sheet in;
-    in.open();
     const auto a = in.folder.write("a.qtz", ""), b = in.folder.write("b.qtz", "");
     in.key(in.list(), Qt::Key_O, Qt::ControlModifier);
     auto* dialog = in.window->findChild<QFileDialog*>();
@@ -381,10 +329,8 @@ TEST(SheetWindow, TheDialogAsksForCompositionsAndTheWindowStaysAlive)
     in.settle();
     EXPECT_EQ(in.stored(), " | ");
     in.click("addButton");
-    for (QFileDialog* open : in.window->findChildren<QFileDialog*>()) {
-        if (open->isVisible())
-            dialog = open;
-    }
+    for (QFileDialog* open : in.window->findChildren<QFileDialog*>())
+        dialog = open->isVisible() ? open : dialog;
     dialog->setDirectory(QString::fromStdString(in.folder.path()));
     dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(QStringLiteral("\"a.qtz\" \"b.qtz\""));
     QMetaObject::invokeMethod(dialog, "accept");
@@ -395,7 +341,6 @@ TEST(SheetWindow, TheDialogAsksForCompositionsAndTheWindowStaysAlive)
 TEST(SheetWindow, ShortcutsAndKeysLeadWhereTheirUsersExpect)
 {
     Sheet in({"/a", "/b"}, "/b");
-    in.open();
     EXPECT_TRUE(in.list().hasFocus()) << "at the start";
     in.key(in.list(), Qt::Key_F, Qt::ControlModifier);
     EXPECT_TRUE(in.search().hasFocus());

@@ -94,7 +94,7 @@ TEST(Recipe, ExtentsFollowTheOperations)
 }
 
 // y upwards in recipes, rows downwards in bitmaps: whoever mixes them up turns a picture over.
-TEST(Recipe, PixelsLandWhereTheExtentSays)
+TEST(Recipe, PixelsLandWhereTheExtentSaysAsTheyWere)
 {
     const CIImage image = imageOf(2, 2, {R, G, B, W});
     EXPECT_THAT(pixelsOf(image, makeRect(0, 0, 2, 2)), ElementsAre(R, G, B, W));
@@ -108,6 +108,14 @@ TEST(Recipe, PixelsLandWhereTheExtentSays)
     const CIImage turned = image.imageByApplyingTransform({0, 1, -1, 0, 2, 0});
     EXPECT_EQ(turned.extent(), makeRect(0, 0, 2, 2));
     EXPECT_THAT(pixelsOf(turned, makeRect(0, 0, 2, 2)), ElementsAre(G, W, R, B));
+
+    // Values that go to linear light and back, opaque or not, must be the same.
+    std::vector<std::uint32_t> words;
+    for (std::uint32_t alpha = 0; alpha < 256; ++alpha)
+        for (std::uint32_t channel = 0; channel <= alpha; ++channel)
+            words.push_back(alpha << 24 | channel << 16 | (alpha - channel) << 8 | channel / 2);
+    ASSERT_EQ(words.size(), 257u * 128u);
+    EXPECT_THAT(pixelsOf(imageOf(257, 128, words), makeRect(0, 0, 257, 128)), ElementsAreArray(words));
 }
 
 TEST(Recipe, TransformsInterpolateUnlessTheyTakeTheNearest)
@@ -123,17 +131,6 @@ TEST(Recipe, TransformsInterpolateUnlessTheyTakeTheNearest)
                                      .imageByApplyingTransform(CGAffineTransformMakeScale(0.25, 0.25))
                                      .imageByApplyingTransform(CGAffineTransformMakeScale(4, 4));
     EXPECT_THAT(pixelsOf(thereAndBack, makeRect(0, 0, 16, 16)), ElementsAreArray(noise(16, 16).pixels));
-}
-
-// Values that go to linear light and back, opaque or not, must be the same.
-TEST(Recipe, UntouchedPixelsComeBackAsTheyWere)
-{
-    std::vector<std::uint32_t> words;
-    for (std::uint32_t alpha = 0; alpha < 256; ++alpha)
-        for (std::uint32_t channel = 0; channel <= alpha; ++channel)
-            words.push_back(alpha << 24 | channel << 16 | (alpha - channel) << 8 | channel / 2);
-    ASSERT_EQ(words.size(), 257u * 128u);
-    EXPECT_THAT(pixelsOf(imageOf(257, 128, words), makeRect(0, 0, 257, 128)), ElementsAreArray(words));
 }
 
 TEST(Recipe, SizesWithoutSenseGiveNothingQuietly)

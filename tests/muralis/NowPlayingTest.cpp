@@ -60,6 +60,13 @@ struct Told : TestSurroundings {
         player.track = std::move(track);
         post();
     }
+    void playWith(std::shared_ptr<SBArtwork> artwork)
+    {
+        auto track = fullTrack();
+        if (artwork)
+            track->artworks = {std::move(artwork)};
+        play(track);
+    }
     void post()
     {
         center.postNotificationNameObjectUserInfo(
@@ -78,7 +85,7 @@ struct Told : TestSurroundings {
 
 // With an identifier that stays, a change is never fetched; with one that moves by itself, the saver fetches a
 // megabyte and starts its transition twice a second.
-TEST(ChangeID, MovesExactlyWhenTheDataDo)
+TEST(ChangeID, MovesExactlyWhenTheDataDoAndFromRunToRun)
 {
     Told in;
     const auto step = [&](const char* what, bool moves, const std::function<void(SBTrack&)>& change) {
@@ -92,14 +99,15 @@ TEST(ChangeID, MovesExactlyWhenTheDataDo)
         EXPECT_EQ(in.changeID() != before, moves) << what;
         EXPECT_EQ(in.data() != data, moves) << what;
     };
-    const std::string none = in.changeID();
+    const auto nothing = [](SBTrack&) {};
+    EXPECT_EQ(in.changeID(), "run-1");
+    EXPECT_NE(*NowPlaying(in.surroundings, "other").stateAnswer(), *in.nowPlaying->stateAnswer());
     in.play(fullTrack());
-    EXPECT_NE(in.changeID(), none);
-    step("nothing", false, [](SBTrack&) {});
+    EXPECT_EQ(in.changeID(), "run-2");
+    step("nothing", false, nothing);
     const std::pair<const char*, std::string SBTrack::*> texts[]
         = {{"name", &SBTrack::name}, {"artist", &SBTrack::artist}, {"album", &SBTrack::album},
             {"genre", &SBTrack::genre}, {"composer", &SBTrack::composer}, {"time", &SBTrack::time}};
-    const auto nothing = [](SBTrack&) {};
     for (const auto& [what, member] : texts) {
         step(what, true, [member = member](SBTrack& t) { t.*member = "9:59"; });
         step("and back", true, nothing);
@@ -117,14 +125,7 @@ TEST(ChangeID, MovesExactlyWhenTheDataDo)
     step("plays again", true, [&](SBTrack&) { in.player.state = kPlayerStatePlaying; });
     step("gone", true, [&](SBTrack&) { in.player.running = false; });
     step("still gone", false, [&](SBTrack& t) { t.name = "y"; });
-    EXPECT_NE(in.changeID(), none) << "back where it began, and yet the saver has to fetch what it has lost";
-}
-
-TEST(ChangeID, DiffersFromRunToRun)
-{
-    Told in;
-    EXPECT_EQ(in.changeID(), "run-1");
-    EXPECT_NE(NowPlaying(in.surroundings, "other").stateAnswer(), in.nowPlaying->stateAnswer());
+    EXPECT_NE(in.changeID(), "run-1") << "back where it began, and yet the saver has to fetch what it has lost";
 }
 
 Dictionary dictionaryOf(const Json& packet)
@@ -142,16 +143,14 @@ TEST(Packet, FillsTheRecordAsThePlayerItselfWould)
              kPlayerStateFastForwarding, kPlayerStateRewinding}) {
         for (const bool hasArtwork : {true, false}) {
             Told in;
-            const auto track = fullTrack();
-            if (hasArtwork)
-                track->artworks = {artworkOf(pngOf(30, 20))};
-            in.play(track);
+            in.playWith(hasArtwork ? artworkOf(pngOf(30, 20)) : nullptr);
             in.player.state = state;
             in.post();
             in.makeCovers();
             Dictionary direct, wired;
-            writeTrack(direct, track.get(), state == kPlayerStatePlaying, nullptr);
+            writeTrack(direct, in.player.track.get(), state == kPlayerStatePlaying, nullptr);
             writePacket(wired, dictionaryOf(in.data()), nullptr);
+            EXPECT_EQ(in.hasCover(), hasArtwork);
             EXPECT_EQ(wired["Date"], Value(dateText(in.clock.date())));
             wired.erase("Date");
             for (const char* key : {kiTunesArtwork, kiVisualizeAlbumArt}) {
@@ -169,11 +168,11 @@ TEST(Packet, FillsTheRecordAsThePlayerItselfWould)
 
 TEST(Packet, SaysNothingButStoppedWithoutAPlayer)
 {
-    Told in;
-    EXPECT_EQ(in.data().size(), 2u);
-    EXPECT_EQ(in.data().at("Player State"), "Stopped");
+    Json told = Told().data();
+    EXPECT_EQ(told.size(), 2u);
+    EXPECT_EQ(told.at("Player State"), "Stopped");
     Dictionary record;
-    writePacket(record, dictionaryOf(in.data()), nullptr);
+    writePacket(record, dictionaryOf(told), nullptr);
     EXPECT_EQ(record[kiTunesName], Value(""));
     EXPECT_EQ(record[kiTunesIsArtworkAvailable], Value(false));
     EXPECT_EQ(record[kiVisualizeIsPlaying], Value(false));
@@ -182,13 +181,11 @@ TEST(Packet, SaysNothingButStoppedWithoutAPlayer)
 // The saver counts two parts, minutes and seconds; of three it makes nothing.
 TEST(Packet, TellsHoursInMinutes)
 {
-    const struct {
-        const char *time, *told;
-    } cases[] = {{"3:45", "3:45"}, {"1:00:00", "60:00"}, {"1:02:03", "62:03"}, {"27:46:40", "1666:40"}, {"", ""},
-        {"1:2:3:4", "1:2:3:4"}, {"x", "x"}};
-    for (const auto& one : cases)
-        EXPECT_EQ(minutesAndSeconds(one.time), one.told);
-    auto track = fullTrack();
+    const std::tuple<const char*, const char*> cases[] = {{"3:45", "3:45"}, {"1:00:00", "60:00"}, {"1:02:03", "62:03"},
+        {"27:46:40", "1666:40"}, {"", ""}, {"1:2:3:4", "1:2:3:4"}, {"x", "x"}};
+    for (const auto& [time, told] : cases)
+        EXPECT_EQ(minutesAndSeconds(time), told);
+    const auto track = fullTrack();
     track->time = "1:02:03";
     const Json packet = trackPacket(kPlayerStatePlaying, track.get(), nullptr);
     EXPECT_EQ(packet.at("Length"), "1:02:03");
@@ -196,53 +193,35 @@ TEST(Packet, TellsHoursInMinutes)
 }
 
 // Published at once, each new track would show the picture of tracks without a cover for half a second.
-TEST(NowPlaying, WaitsAMomentForTheCover)
+TEST(NowPlaying, WaitsAMomentForTheCoverAndNoLonger)
 {
     Told in;
-    const std::string none = in.changeID();
-    auto track = fullTrack();
-    track->artworks = {artworkOf(pngOf(4, 4))};
-    in.play(track);
-    EXPECT_EQ(in.changeID(), none);
+    in.playWith(artworkOf(pngOf(4, 4)));
+    EXPECT_EQ(in.changeID(), "run-1");
     in.makeCovers();
-    EXPECT_NE(in.changeID(), none);
+    EXPECT_EQ(in.changeID(), "run-2");
     EXPECT_TRUE(in.hasCover());
-    const std::string with = in.changeID();
     in.fastForwardBy(Seconds(1));
-    EXPECT_EQ(in.changeID(), with);
-}
+    EXPECT_EQ(in.changeID(), "run-2");
 
-TEST(NowPlaying, DoesNotWaitForACoverThatIsLong)
-{
-    Told in;
-    const std::string none = in.changeID();
-    auto track = fullTrack();
-    track->artworks = {std::make_shared<SBArtwork>(nullptr)}; // on its way
-    in.play(track);
-    in.fastForwardBy(Seconds(0.2));
-    EXPECT_EQ(in.changeID(), none);
-    in.fastForwardBy(Seconds(0.2));
-    const std::string without = in.changeID();
-    EXPECT_NE(without, none);
+    in.playWith(std::make_shared<SBArtwork>(nullptr)); // on its way
+    EXPECT_TRUE(in.comesAfter(Seconds(0.3), [&] { return in.changeID() == "run-3"; }));
     EXPECT_FALSE(in.hasCover());
-
-    track = fullTrack();
-    track->artworks = {artworkOf(pngOf(4, 4))};
-    in.play(track);
+    in.playWith(artworkOf(pngOf(4, 5)));
     in.makeCovers();
-    EXPECT_NE(in.changeID(), without) << "an artwork that comes later is a change";
+    EXPECT_EQ(in.changeID(), "run-4") << "an artwork that comes later is a change";
     EXPECT_TRUE(in.hasCover());
-}
 
-TEST(NowPlaying, TellsATrackWhoseCoverIsBrokenWithoutOne)
-{
-    Told in;
-    auto track = fullTrack();
-    track->artworks = {artworkOf({'n', 'o'})};
-    in.play(track);
+    in.playWith(artworkOf({'n', 'o'}));
     in.makeCovers();
     EXPECT_EQ(in.data().at("Artist"), "Artist");
-    EXPECT_FALSE(in.hasCover());
+    EXPECT_FALSE(in.hasCover()) << "a broken one";
+
+    in.playWith(artworkOf(pngOf(5, 5)));
+    in.nowPlaying.reset(); // while it is being made
+    in.makeCovers();
+    in.fastForwardBy(Seconds(1));
+    in.post();
 }
 
 // Decoding and encoding takes a tenth of a second of a core; a player says one change several times.
@@ -252,27 +231,13 @@ TEST(NowPlaying, MakesEachCoverOnce)
     const auto first = artworkOf(pngOf(4, 4)), second = artworkOf(pngOf(5, 5));
     std::size_t made = 0;
     for (const auto& artwork : {first, first, second, first, second}) {
-        auto track = fullTrack();
-        track->artworks = {artwork};
-        in.play(track);
+        in.playWith(artwork);
         in.post();
         made += in.initiated.drain();
         in.loop.turn();
         EXPECT_TRUE(in.hasCover());
     }
     EXPECT_EQ(made, 2u);
-}
-
-TEST(NowPlaying, MayGoWhileACoverIsBeingMade)
-{
-    Told in;
-    auto track = fullTrack();
-    track->artworks = {artworkOf(pngOf(4, 4))};
-    in.play(track);
-    in.nowPlaying.reset();
-    in.makeCovers();
-    in.fastForwardBy(Seconds(1));
-    in.post();
 }
 
 // A player's word for a cover may be 60 megapixels, or a file of any kind; the wire carries neither.
@@ -282,25 +247,21 @@ TEST(Cover, IsAPlainSmallPictureOfTheSameShape)
         const auto text = coverText(NSImage::imageWithData(artwork).get());
         return text ? *decodeBase64(*text) : Bytes();
     };
-    const struct {
-        int width, height, sentWidth, sentHeight;
-    } cases[] = {{30, 20, 30, 20}, {1200, 12, 1200, 12}, {2400, 12, 1200, 6}, {10, 3000, 4, 1200}, {5000, 2, 1200, 1}};
-    for (const auto& one : cases) {
-        const Bytes file = sent(pngOf(one.width, one.height));
+    const std::tuple<int, int, int, int> cases[]
+        = {{30, 20, 30, 20}, {1200, 12, 1200, 12}, {2400, 12, 1200, 6}, {10, 3000, 4, 1200}, {5000, 2, 1200, 1}};
+    for (const auto& [width, height, sentWidth, sentHeight] : cases) {
+        const Bytes file = sent(pngOf(width, height));
         EXPECT_TRUE(textOf(file).starts_with("\xFF\xD8\xFF")) << "a JPEG";
-        const auto image = NSImage::imageWithData(file);
-        ASSERT_TRUE(image) << one.width;
-        const auto& bitmap = *image->representations()[0].bitmap();
-        EXPECT_EQ(bitmap.width, one.sentWidth) << one.width;
-        EXPECT_EQ(bitmap.height, one.sentHeight) << one.width;
+        const Bitmap bitmap = *NSImage::imageWithData(file)->representations()[0].bitmap();
+        EXPECT_EQ(bitmap.width, sentWidth) << width;
+        EXPECT_EQ(bitmap.height, sentHeight) << width;
         for (const int shift : {0, 8, 16})
             EXPECT_NEAR(double(bitmap.pixels[0] >> shift & 255), double(0x336699 >> shift & 255), 3);
     }
-    Bitmap clear{2000, 10, std::vector<std::uint32_t>(20000, 0x80402000u)};
-    const auto image = NSImage::imageWithData(sent(*pngRepresentation(clear)));
-    ASSERT_TRUE(image);
-    EXPECT_EQ(image->representations()[0].pixelsWide(), 1200);
-    EXPECT_EQ(image->representations()[0].bitmap()->pixels[0] >> 24, 0x80u);
+    const Bitmap clear{2000, 10, std::vector<std::uint32_t>(20000, 0x80402000u)};
+    const Bitmap bitmap = *NSImage::imageWithData(sent(*pngRepresentation(clear)))->representations()[0].bitmap();
+    EXPECT_EQ(bitmap.width, 1200);
+    EXPECT_EQ(bitmap.pixels[0] >> 24, 0x80u);
     EXPECT_EQ(coverText(nullptr), nullptr);
 }
 

@@ -1,4 +1,5 @@
 #include "programs/Program.h"
+#include "programs/vitrel/Arguments.h"
 
 #include <gtest/gtest.h>
 
@@ -6,6 +7,8 @@
 
 namespace vitrel {
 namespace {
+
+using Words = std::vector<std::string>;
 
 constexpr const char* kSource = R"json({
   "inputs": {"A": "Twice.a", "Text": "Words.inputString", "Tint": "Clear.inputColor"},
@@ -21,33 +24,26 @@ constexpr const char* kSource = R"json({
 class Commands : public testing::Test
 {
 protected:
-    std::string made()
-    {
-        const std::string out = folder_ / "made.qtz";
-        Program make({"make", folder_.write("source.json", kSource), out});
-        EXPECT_EQ(make.wait(), 0) << make.errors();
-        return out;
-    }
-    std::string printed(std::vector<std::string> words)
+    void SetUp() override { printed({"make", folder_.write("source.json", kSource), made_}); }
+    std::string printed(Words words)
     {
         Program program(std::move(words));
-        EXPECT_EQ(program.wait(), 0) << program.errors();
-        EXPECT_EQ(program.errors(), "");
+        EXPECT_TRUE(program.endsWell()) << program.errors();
         return program.output();
     }
     TemporaryFolder folder_;
+    const std::string made_ = folder_ / "made.qtz";
 };
 
 TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
 {
-    const std::string composition = made(), junk = folder_.write("junk.qtz", "no plist");
+    const std::string composition = made_, junk = folder_.write("junk.qtz", "no plist");
     const std::string lost = folder_ / "no-such-file";
-    const std::pair<std::vector<std::string>, int> cases[] = {
+    const std::pair<Words, int> cases[] = {
         {{"--no-such-option"}, 2},
         {{"inspect"}, 2},
         {{"inspect", lost}, 1},
         {{"inspect", junk}, 1},
-        {{"inspect", folder_.path()}, 1},
         {{"make", composition}, 2},
         {{"make", lost, folder_ / "x.qtz"}, 1},
         {{"make", junk, folder_ / "x.qtz"}, 1},
@@ -71,9 +67,7 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
         {{"play", "--window", junk}, 1},
         {{"play", junk}, 1},
         {{"play", "one.qtz", "two.qtz"}, 2},
-        {{"play"}, 1}, // there is no display
-        {{}, 1},
-        {{"--demo"}, 1},
+        {{}, 1}, // there is no display
         {{"-root"}, 1},
         {{"-window-id", "17"}, 1},
         {{"play", "--window", "--display", ":64999"}, 1},
@@ -85,29 +79,24 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
         {{"idle", "--nonsense"}, 2},
     };
     for (const auto& [words, code] : cases) {
-        std::string line = "vitrel";
-        for (const auto& word : words)
-            line += " " + word;
         Program program(words);
-        EXPECT_EQ(program.wait(), code) << line;
-        EXPECT_TRUE(program.saidOneError()) << line << ": " << program.errors();
-        EXPECT_EQ(program.output(), "") << line;
+        EXPECT_TRUE(program.fails(code)) << testing::PrintToString(words) << program.errors();
+        EXPECT_EQ(program.output(), "") << testing::PrintToString(words);
     }
 }
 
 TEST_F(Commands, HelpAndVersionArePrintedByAll)
 {
     EXPECT_TRUE(printed({"--version"}).starts_with("vitrel "));
-    for (const auto& words :
-        std::vector<std::vector<std::string>>{{"--help"}, {"play", "--help"}, {"inspect", "--help"}})
-        EXPECT_NE(printed(words).find("Usage:"), std::string::npos);
+    EXPECT_NE(printed({"--help"}).find("Usage:"), std::string::npos);
     const std::string help = printed({"play", "--help"});
+    EXPECT_NE(help.find("Usage:"), std::string::npos);
     EXPECT_EQ(help.find("--on-monitor"), std::string::npos) << "what is for children alone is nobody else's business";
 }
 
 TEST_F(Commands, InspectTellsInputsOutputsAndPatches)
 {
-    const std::string composition = made(), text = printed({"inspect", composition});
+    const std::string text = printed({"inspect", made_});
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
     EXPECT_EQ(text.find(R"({"inputs":[)"), 0u) << text;
     EXPECT_NE(text.find(R"({"key":"A","type":"number","value":1.5})"), std::string::npos) << text;
@@ -115,14 +104,13 @@ TEST_F(Commands, InspectTellsInputsOutputsAndPatches)
     EXPECT_NE(text.find(R"("unsupported":{})"), std::string::npos) << text;
     // The text form gives the same composition again.
     const std::string again = folder_ / "again.qtz";
-    printed({"make", folder_.write("again.json", printed({"inspect", "--source", composition})), again});
+    printed({"make", folder_.write("again.json", printed({"inspect", "--source", made_})), again});
     EXPECT_EQ(printed({"inspect", again}), text);
 }
 
 TEST_F(Commands, EvaluatePrintsTheTimesInOrderAndTheSameEachTime)
 {
-    const std::string composition = made();
-    const std::vector<std::string> words = {"evaluate", composition, "--at", "2", "--at", "0.5", "--input", "A=21"};
+    const Words words = {"evaluate", made_, "--at", "2", "--at", "0.5", "--input", "A=21"};
     const std::string text = printed(words);
     EXPECT_EQ(printed(words), text);
     const auto first = text.find(R"({"t":0.5,"outputs":{)"), second = text.find(R"({"t":2.0,"outputs":{)");
@@ -135,32 +123,28 @@ TEST_F(Commands, EvaluatePrintsTheTimesInOrderAndTheSameEachTime)
 
 TEST_F(Commands, AnInputFromTheCommandLineIsConvertedAsAnyOther)
 {
-    const std::string composition = made();
     const std::tuple<const char*, const char*, const char*> cases[]
         = {{"A=4", R"("Twice":8.0)", "a number"}, {"A=\"4.5 apples\"", R"("Twice":9.0)", "a text's leading number"},
             {"A=true", R"("Twice":2.0)", "a boolean is 0 or 1"},
             {"A=no number", R"("Twice":0.0)", "what is no JSON is a text"}};
     for (const auto& [input, member, why] : cases)
-        EXPECT_NE(printed({"evaluate", composition, "--input", input}).find(member), std::string::npos) << why;
+        EXPECT_NE(printed({"evaluate", made_, "--input", input}).find(member), std::string::npos) << why;
     for (const char* input : {"Text=", "Text=3.5", "Tint=#ff000080", "Tint=[1,0,0,0.5]"})
-        printed({"evaluate", composition, "--input", input});
+        printed({"evaluate", made_, "--input", input});
 }
 
 TEST_F(Commands, ASnapshotIsAPictureOfTheSizeAskedFor)
 {
-    const std::string composition = made(), out = folder_ / "out.png";
-    const struct {
-        std::vector<std::string> words;
-        std::string size; // in the header
-        const char* why;
-    } cases[] = {
+    const std::string out = folder_ / "out.png";
+    // size: in the header
+    const std::tuple<Words, std::string, const char*> cases[] = {
         {{"--size", "96x54"}, {"\0\0\0\x60\0\0\0\x36", 8}, "as it was said"},
         {{"--size", "96x96", "--thumbnail"}, {"\0\0\0\x60\0\0\0\x36", 8}, "a screen's shape in a square box"},
         {{"--size", "640x27", "--thumbnail"}, {"\0\0\0\x30\0\0\0\x1b", 8}, "in a wide one"},
         {{"--size", "1x1", "--thumbnail"}, {"\0\0\0\1\0\0\0\1", 8}, "in the least one"},
     };
     for (const auto& [more, size, why] : cases) {
-        std::vector<std::string> words{"snapshot", "-o", out, "--after", "0.3", composition};
+        Words words{"snapshot", "-o", out, "--after", "0.3", made_};
         words.insert(words.end(), more.begin(), more.end());
         std::filesystem::remove(out);
         Program program(words);
@@ -183,9 +167,40 @@ TEST(Memory, ThatIsTooLittleEndsInOneLine)
         ASSERT_EQ(setrlimit(RLIMIT_AS, &little), 0);
         Program program({"snapshot", "--demo", "-o", "/dev/null", "--after", "0.3"});
         setrlimit(RLIMIT_AS, &before);
-        EXPECT_EQ(program.wait(), 1) << mebibytes;
-        EXPECT_TRUE(program.saidOneError()) << mebibytes << ": " << program.errors();
+        EXPECT_TRUE(program.fails(1)) << mebibytes << ": " << program.errors();
     }
+}
+
+TEST(Arguments, PlayIsMeantWhereNoCommandStandsAndDaemonsAreUnderstood)
+{
+    const std::tuple<Words, Words, const char*> cases[] = {
+        {{}, {"play"}, "nothing at all"},
+        {{"a.qtz"}, {"play", "a.qtz"}, "a file"},
+        {{"--demo", "--fps"}, {"play", "--demo", "--fps"}, "options"},
+        {{"--version"}, {"--version"}, "of the program"},
+        {{"-h"}, {"-h"}, "of the program"},
+        {{"inspect", "-root"}, {"inspect", "-root"}, "other commands are left alone"},
+        {{"-root"}, {"play", "--root"}, "of old daemons"},
+        {{"play", "-root", "-window-id", "0x1f"}, {"play", "--root", "--window-id", "0x1f"}, "both at once"},
+        {{"-window-id=7", "-visual", "x"}, {"play", "--window-id=7", "--visual", "x"}, "joined"},
+        {{"-x", "-rooted", "-"}, {"play", "-x", "-rooted", "-"}, "others keep their dash"},
+        {{"--", "-root"}, {"play", "--", "-root"}, "no options any more"},
+        {{"--window"}, {"play", "--window=1280x720"}, "at the end"},
+        {{"-window", "a.qtz"}, {"play", "--window=1280x720", "a.qtz"}, "a file is no size"},
+        {{"--window", "640x480", "a.qtz"}, {"play", "--window=640x480", "a.qtz"}, "a size"},
+        {{"--window", "9x"}, {"play", "--window=9x"}, "meant as one"},
+        {{"--window=1x2"}, {"play", "--window=1x2"}, "joined"},
+    };
+    for (const auto& [given, mended, why] : cases)
+        EXPECT_EQ(mendedArguments(given, {"play", "inspect"}), mended) << why;
+}
+
+TEST(Arguments, AWindowsNumberIsDecimalOrHexadecimal)
+{
+    const std::pair<const char*, unsigned long> cases[] = {{"0x60000E", 0x60000E}, {"0X1f", 31}, {"12", 12},
+        {"012", 12}, {"", 0}, {"0x", 0}, {"12 ", 0}, {"-1", 0}, {"0x100000000", 0}, {"1f", 0}};
+    for (const auto& [text, number] : cases)
+        EXPECT_EQ(parseWindowNumber(text), number) << text;
 }
 
 } // namespace

@@ -1,13 +1,12 @@
 // The program on a server without a screen, from outside: what is on the screen, and how it ends.
 #include "programs/Program.h"
+#include "x11/Onlooker.h"
 #include "x11/XvfbServer.h"
 
 #include <gmock/gmock.h>
 
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-
 #include <functional>
+#include <sstream>
 
 namespace vitrel {
 namespace {
@@ -24,19 +23,11 @@ protected:
         server_ = std::make_unique<XvfbServer>("640x480x24");
         if (server_->display().empty())
             GTEST_SKIP() << "no Xvfb here";
-        display_ = XOpenDisplay(server_->display().c_str());
-        ASSERT_TRUE(display_);
+        screen_ = std::make_unique<Onlooker>(server_->display());
+        ASSERT_TRUE(*screen_);
         XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
         XSetIOErrorHandler([](Display*) { return 0; });
-        XSetIOErrorExitHandler(
-            display_, [](Display*, void*) {}, nullptr);
-        XWarpPointer(display_, None, DefaultRootWindow(display_), 0, 0, 0, 0, 100, 100);
-        XSync(display_, False);
-    }
-    void TearDown() override
-    {
-        if (display_)
-            XCloseDisplay(display_);
+        screen_->movePointer(100, 100);
     }
 
     // In the text form.
@@ -63,52 +54,17 @@ protected:
         more["DISPLAY"] = server_->display();
         return std::make_unique<Program>(std::move(words), std::move(more));
     }
-    unsigned long pixelAt(Window window, int x, int y)
-    {
-        XImage* image = XGetImage(display_, window, x, y, 1, 1, AllPlanes, ZPixmap);
-        if (!image)
-            return 0xBAD;
-        const auto pixel = XGetPixel(image, 0, 0);
-        XDestroyImage(image);
-        return pixel & 0xFFFFFF;
-    }
-    Window root() const { return DefaultRootWindow(display_); }
-    static bool until(const std::function<bool()>& done, double seconds = 20)
-    {
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > limit)
-                return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return true;
-    }
+    unsigned long pixelAt(int x, int y) const { return screen_->pixelAt(screen_->root(), x, y); }
+    static bool until(const std::function<bool()>& done) { return RealLoop().turnUntil(done); }
     bool becomes(int x, int y, unsigned long colour, Window window = None)
     {
-        return until([&] { return pixelAt(window ? window : root(), x, y) == colour; });
-    }
-    Window makeWindow(int x, int y, int width, int height)
-    {
-        const Window window = XCreateSimpleWindow(display_, root(), x, y, unsigned(width), unsigned(height), 0, 0, 0);
-        XMapWindow(display_, window);
-        XSync(display_, False);
-        return window;
-    }
-    void pressAKey(Window window)
-    {
-        XEvent event{};
-        event.xkey.type = KeyPress;
-        event.xkey.window = window;
-        event.xkey.root = root();
-        event.xkey.keycode = 38;
-        XSendEvent(display_, window, False, KeyPressMask, &event);
-        XSync(display_, False);
+        return until([&] { return screen_->pixelAt(window ? window : screen_->root(), x, y) == colour; });
     }
     Window topWindow()
     {
         Window parent = 0, top = 0, *children = nullptr, ignored = 0;
         unsigned count = 0;
-        XQueryTree(display_, root(), &ignored, &parent, &children, &count);
+        XQueryTree(*screen_, screen_->root(), &ignored, &parent, &children, &count);
         if (count)
             top = children[count - 1];
         XFree(children);
@@ -117,7 +73,7 @@ protected:
 
     TemporaryFolder folder_;
     std::unique_ptr<XvfbServer> server_;
-    Display* display_ = nullptr;
+    std::unique_ptr<Onlooker> screen_;
 };
 
 TEST_F(Play, AWindowShowsTheCompositionAndEndsInGoodOrderWithinASecond)
@@ -126,10 +82,9 @@ TEST_F(Play, AWindowShowsTheCompositionAndEndsInGoodOrderWithinASecond)
     for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
         auto program = vitrel({"--window", "200x100", file});
         ASSERT_TRUE(becomes(199, 99, 0x2040FF)) << program->errors();
-        EXPECT_EQ(pixelAt(root(), 210, 50), 0u) << "no larger than asked for";
+        EXPECT_EQ(pixelAt(210, 50), 0u) << "no larger than asked for";
         program->signal(number);
-        EXPECT_EQ(program->wait(1.5), 0) << number;
-        EXPECT_EQ(program->errors(), "");
+        EXPECT_TRUE(program->endsWell(1.5)) << number << program->errors();
     }
 }
 
@@ -139,37 +94,28 @@ TEST_F(Play, InAnotherProgramsWindowItFollowsItsSizeAndGoesWithIt)
     const std::pair<std::vector<std::string>, bool> cases[]
         = {{{"--window-id"}, false}, {{"-root", "-window-id"}, true}, {{"--root"}, true}, {{"-root"}, true}};
     for (const auto& [words, inEnvironment] : cases) {
-        const Window window = makeWindow(50, 60, 100, 80);
+        const Window window = screen_->makeWindow(50, 60, 100, 80);
         std::vector<std::string> line = words;
         if (words.back().ends_with("window-id"))
             line.push_back(std::to_string(window));
         line.push_back(file);
-        Program::Environment environment;
-        if (inEnvironment) {
-            char number[32];
-            std::snprintf(number, sizeof number, "0x%lX", window);
-            environment["XSCREENSAVER_WINDOW"] = number;
-        }
-        auto program = vitrel(line, environment);
+        std::ostringstream number;
+        number << std::showbase << std::hex << window;
+        auto program = vitrel(
+            line, inEnvironment ? Program::Environment{{"XSCREENSAVER_WINDOW", number.str()}} : Program::Environment());
         ASSERT_TRUE(becomes(99, 79, 0x00FF00, window)) << words[0] << program->errors();
-        EXPECT_EQ(pixelAt(root(), 40, 60), 0u) << "beside it";
-        XResizeWindow(display_, window, 300, 200);
-        XSync(display_, False);
+        EXPECT_EQ(pixelAt(40, 60), 0u) << "beside it";
+        screen_->resize(window, 300, 200);
         EXPECT_TRUE(becomes(299, 199, 0x00FF00, window));
-        XDestroyWindow(display_, window);
-        XSync(display_, False);
-        EXPECT_EQ(program->wait(), 0) << words[0];
-        EXPECT_EQ(program->errors(), "");
+        screen_->destroy(window);
+        EXPECT_TRUE(program->endsWell()) << words[0] << program->errors();
     }
 }
 
 // It would be started again at once, without end.
 TEST_F(Play, ForADaemonNothingThatIsWrongEndsItByItself)
 {
-    const Window window = makeWindow(0, 0, 100, 80);
-    XSetWindowBackground(display_, window, 0x123456);
-    XClearWindow(display_, window);
-    XSync(display_, False);
+    const Window window = screen_->makeWindow(0, 0, 100, 80, 0x123456);
     auto program
         = vitrel({"--root", folder_.write("junk.qtz", "junk")}, {{"XSCREENSAVER_WINDOW", std::to_string(window)}});
     ASSERT_TRUE(becomes(50, 40, 0, window));
@@ -187,7 +133,7 @@ TEST_F(Play, AServerThatGoesAwayIsNoFailure)
         ASSERT_TRUE(becomes(100, 100, 0xFF8000)) << program->errors();
         server_->kill();
         EXPECT_EQ(program->wait(), 0) << program->errors();
-        XCloseDisplay(std::exchange(display_, nullptr));
+        screen_.reset();
     }
 }
 
@@ -203,7 +149,7 @@ TEST_F(Play, WatchingLoadsWhatAnEditorPutInThePlaceOfTheFileAndOutlivesNonsense)
         EXPECT_TRUE(becomes(10, 10, 0x0000FF));
         folder_.write(name, "{\"patches\": {\"half writ");
         EXPECT_TRUE(until([&] { return program->saidOneError(); })) << program->errors();
-        EXPECT_EQ(pixelAt(root(), 10, 10), 0x0000FFu) << "the last good one stays";
+        EXPECT_EQ(pixelAt(10, 10), 0x0000FFu) << "the last good one stays";
         save("#00ff00");
         EXPECT_TRUE(becomes(10, 10, 0x00FF00));
         endsInOrder(*program);
@@ -244,7 +190,7 @@ TEST_F(TwoMonitors, EachMonitorHasAProcessThatIsStartedAgainAndAKeyEndsAll)
     })) << "within a second or so";
     EXPECT_TRUE(bothBecome(0x00FFFF));
     EXPECT_THAT(program->children(), testing::Contains(before[1])) << "the other went on";
-    pressAKey(topWindow());
+    screen_->pressAKey(topWindow());
     EXPECT_EQ(program->wait(2), 0) << program->errors();
     EXPECT_TRUE(becomes(150, 240, 0)) << "the desktop is back";
 }
@@ -264,7 +210,7 @@ TEST_F(TwoMonitors, WhatIsChosenAtRandomIsOneForAllDisplaysAndForGood)
     ASSERT_EQ(Program(words, environment).wait(), 0);
     ASSERT_EQ(Program({"compositions", "random", "on"}, environment).wait(), 0);
     auto program = vitrel({}, environment);
-    const auto left = [&] { return pixelAt(root(), 150, 240); };
+    const auto left = [&] { return pixelAt(150, 240); };
     ASSERT_TRUE(until([&] { return (left() & 0xFF) == kBlue; })) << program->errors();
     const auto chosen = left();
     EXPECT_TRUE(becomes(450, 240, chosen));
@@ -295,7 +241,7 @@ TEST_F(FullScreen, AfterThreeCrashesTheDefaultCompositionPlays)
         ASSERT_TRUE(until([&] { return program->children() != children; }));
     }
     EXPECT_TRUE(until([&] {
-        const auto pixel = pixelAt(root(), 320, 240);
+        const auto pixel = pixelAt(320, 240);
         return pixel != 0 && pixel != 0xFFFF00 && pixel != 0xBAD;
     }));
     endsInOrder(*program);
@@ -308,12 +254,11 @@ TEST_F(TwoMonitors, MonitorsThatComeAndGoGetAndLoseTheirProcess)
     ASSERT_TRUE(xrandr("--delmonitor R"));
     EXPECT_TRUE(until([&] { return program->children().size() == 1; }));
     EXPECT_TRUE(becomes(450, 240, 0));
-    EXPECT_EQ(pixelAt(root(), 150, 240), 0x204060u);
+    EXPECT_EQ(pixelAt(150, 240), 0x204060u);
     ASSERT_TRUE(showRight());
     EXPECT_TRUE(becomes(450, 240, 0x204060)) << program->errors();
     for (const int x : {190, 200, 220}) { // the first is only where it is
-        XWarpPointer(display_, None, root(), 0, 0, 0, 0, x, 200);
-        XSync(display_, False);
+        screen_->movePointer(x, 200);
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     EXPECT_EQ(program->wait(), 0) << "a moved mouse ends it: " << program->errors();
@@ -326,14 +271,14 @@ TEST_F(FullScreen, OnAnIdleDesktopItPlaysUntilTheUserIsBackAndAgainAfterACrash)
     const auto player = program->children();
     ASSERT_EQ(player.size(), 1u);
     ::kill(player[0], SIGKILL);
-    EXPECT_TRUE(until([&] { return program->children() != player && pixelAt(root(), 320, 240) == 0xC04020; }));
-    pressAKey(topWindow());
+    EXPECT_TRUE(until([&] { return program->children() != player && pixelAt(320, 240) == 0xC04020; }));
+    screen_->pressAKey(topWindow());
     EXPECT_TRUE(becomes(320, 240, 0)) << "dismissed";
     EXPECT_TRUE(until([&] { return program->children().empty(); }));
     // A key that is sent is no input to the server; then comes the next idle time.
     for (const int mode : {ScreenSaverReset, ScreenSaverActive})
-        XForceScreenSaver(display_, mode);
-    XSync(display_, False);
+        XForceScreenSaver(*screen_, mode);
+    screen_->sync();
     EXPECT_TRUE(becomes(320, 240, 0xC04020));
     endsInOrder(*program);
     EXPECT_TRUE(becomes(320, 240, 0));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/RealLoop.h"
 #include "support/TemporaryFolder.h"
 
 #include <fcntl.h>
@@ -9,11 +10,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -62,33 +61,29 @@ public:
     // The exit status, or the negative number of the signal that ended it; -1000 if it runs on after `seconds`.
     int wait(double seconds = 30)
     {
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-        while (!ended_ && std::chrono::steady_clock::now() < limit) {
-            int status = 0;
-            if (waitpid(process_, &status, WNOHANG) == process_) {
-                ended_ = true;
-                status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-            } else {
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            }
-        }
+        RealLoop().turnUntil(
+            [&] {
+                int status = 0;
+                if (!ended_ && waitpid(process_, &status, WNOHANG) == process_) {
+                    ended_ = true;
+                    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+                }
+                return ended_;
+            },
+            seconds);
         return ended_ ? status_ : -1000;
     }
     void signal(int number) const { ::kill(process_, number); }
+    // It ends in good order and without a word, or with this status and one line of what is wrong.
+    bool endsWell(double seconds = 30) { return wait(seconds) == 0 && errors().empty(); }
+    bool fails(int status) { return wait() == status && saidOneError(); }
     pid_t process() const { return process_; }
     // Processes that it has started and that still run.
     std::vector<pid_t> children() const
     {
         const std::string process = std::to_string(process_);
-        std::vector<pid_t> found;
-        std::string word;
-        for (const char c : TemporaryFolder::read("/proc/" + process + "/task/" + process + "/children")) {
-            if (c == ' ')
-                found.push_back(std::stoi(std::exchange(word, {})));
-            else
-                word += c;
-        }
-        return found;
+        std::ifstream list("/proc/" + process + "/task/" + process + "/children");
+        return {std::istream_iterator<pid_t>(list), std::istream_iterator<pid_t>()};
     }
 
     std::string output() const { return TemporaryFolder::read(folder_ / "out"); }

@@ -55,11 +55,8 @@ TEST(HostValues, AreCoercedToThePortsType)
 {
     const auto picture
         = std::make_shared<const NSImage>(std::make_shared<const Bitmap>(Bitmap{2, 1, {0xFF000000u, 0xFF000000u}}));
-    struct {
-        const char* port;
-        Value given;
-        const char* result; // null: refused
-    } const cases[] = {
+    // result: null: refused
+    const std::tuple<const char*, Value, const char*> cases[] = {
         {"QCBooleanPort", 2, "true"},
         {"QCBooleanPort", "", "false"},
         {"QCIndexPort", 3.9, "3"},

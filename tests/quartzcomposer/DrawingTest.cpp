@@ -59,6 +59,14 @@ struct Drawing : testing::Test {
         }
     }
 
+    void expectEach(const std::vector<std::pair<std::string, Point>>& cases)
+    {
+        for (const auto& [patches, point] : cases) {
+            draw(patches);
+            expect({point});
+        }
+    }
+
     std::vector<std::uint32_t> pixels;
 };
 
@@ -76,15 +84,12 @@ Value quarters(int side, std::array<std::uint32_t, 4> colors = {0xFFFF0000u, 0xF
 
 } // namespace
 
-TEST_F(Drawing, ClearsToItsColourPremultiplied)
+TEST_F(Drawing, ClearsAndPlacesSpritesInUnitsFromTheMiddle)
 {
     draw("c: QCClear {inputColor: '#ff800080'}");
     expect({{0, 0, 0x804000}, {199, 99, 0x804000}});
     EXPECT_NEAR(int(at(5, 5) >> 24), 128, 1);
-}
 
-TEST_F(Drawing, PlacesSpritesInUnitsFromTheMiddle)
-{
     draw("s: QCSprite {inputX: 0.5, inputY: 0.25, inputWidth: 0.4, inputHeight: 0.2, inputColor: '#ff0000ff'}");
     expect({{150, 25, 0xFF0000, "its middle"}, {131, 16, 0xFF0000, "its top left corner"},
         {168, 33, 0xFF0000, "its bottom right corner"}, {128, 25, 0}, {171, 25, 0}, {150, 13, 0}, {150, 36, 0}});
@@ -100,7 +105,7 @@ TEST_F(Drawing, BlendsTestsDepthAndCulls)
     const std::string white = "c: QCClear {inputColor: '#ffffffff'}, s: QCSprite {inputColor: ",
                       red = "a: QCSprite {inputColor: '#ff0000ff', inputZ: ",
                       green = "}, b: QCSprite {inputColor: '#00ff00ff', inputZ: 0";
-    const std::pair<std::string, Point> cases[] = {
+    expectEach({
         {white + "'#00ff0080', inputBlending: 0}", {100, 50, 0x008000, "blending replaces"}},
         {white + "'#00ff0080', inputBlending: 1}", {100, 50, 0x80FF80, "blending lies over"}},
         {white + "'#00ff0080', inputBlending: 2}", {100, 50, 0xFFFFFF, "blending adds"}},
@@ -119,11 +124,7 @@ TEST_F(Drawing, BlendsTestsDepthAndCulls)
         {"s: QCSprite {inputRY: 180, inputCulling: 2}", {100, 50, 0xFFFFFF, "the back"}},
         {"s: QCSprite {inputZ: 1.7}", {100, 50, 0, "behind the near plane"}},
         {"m: QCColorMask {inputRed: false} patches {s: QCSprite}", {100, 50, 0x00FFFF, "a mask of colours"}},
-    };
-    for (const auto& [patches, point] : cases) {
-        draw(patches);
-        expect({point});
-    }
+    });
 }
 
 // The frustum of 60 degrees: what stands at z appears 1.732 / (1.732 - z) as large.
@@ -145,7 +146,7 @@ TEST_F(Drawing, CamerasMoveTurnAndScale)
     const auto camera = [](const std::string& inputs, const std::string& inside) {
         return "c: QCCamera {" + inputs + "} patches {" + inside + "}";
     };
-    const std::pair<std::string, Point> cases[] = {
+    expectEach({
         {camera("inputTranslateX: 0.3, inputTranslateY: 0.2", dot), {150, 30, 0xFFFFFF}},
         {camera("inputRotateZ: 90", dot), {100, 30, 0xFFFFFF, "counter-clockwise"}},
         {camera("inputRotateZ: 90, inputTranslateX: 0.3", dot), {130, 30, 0xFFFFFF, "the rotation comes first"}},
@@ -155,11 +156,7 @@ TEST_F(Drawing, CamerasMoveTurnAndScale)
         {camera("inputTranslateX: 0.3", camera("inputRotateZ: 90", dot)), {130, 30, 0xFFFFFF, "nested"}},
         {camera("inputTranslateX: 0.3", dot) + ", t: QCSprite {inputWidth: 0.04, inputHeight: 0.04}",
             {100, 50, 0xFFFFFF, "what comes after is where it was"}},
-    };
-    for (const auto& [patches, point] : cases) {
-        draw(patches);
-        expect({point});
-    }
+    });
 }
 
 TEST_F(Drawing, ReplicatesAndIteratesItsLayers)

@@ -51,7 +51,7 @@ TEST_F(Samples, ComeBackFromTheirTextForm)
     for (const CompositionFile& file : files) {
         const auto back = compositionFromText(textForm(file), "");
         ASSERT_TRUE(back) << file.path << ": " << back.error().reason;
-        EXPECT_EQ(difference(comparable(file.propertyList), comparable(*back)), "") << file.path;
+        EXPECT_EQ(difference(file.propertyList, *back), "") << file.path;
     }
 }
 

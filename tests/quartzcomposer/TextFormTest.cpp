@@ -5,7 +5,6 @@
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cmath>
 
@@ -15,22 +14,13 @@ namespace {
 
 const Value& at(const Value& value, const std::string& path)
 {
-    const Value* here = &value;
-    for (std::size_t from = 0; from < path.size();) {
-        const std::size_t end = std::min(path.find('/', from), path.size());
-        const std::string step = path.substr(from, end - from);
-        from = end + 1;
-        static const Value nothing;
-        if (here->array()) {
-            const std::size_t k = std::stoul(step);
-            here = k < here->array()->size() ? &(*here->array())[k] : &nothing;
-        } else if (here->dictionary() && here->dictionary()->count(step)) {
-            here = &here->dictionary()->at(step);
-        } else {
-            return nothing;
-        }
-    }
-    return *here;
+    static const Value nothing;
+    const std::size_t end = path.find('/');
+    const std::string step = path.substr(0, end);
+    const Value* next = value.array() ? &value.array()->at(std::stoul(step))
+        : value.dictionary()          ? member(*value.dictionary(), step)
+                                      : nullptr;
+    return !next ? nothing : end == path.npos ? *next : at(*next, path.substr(end + 1));
 }
 
 Value listOf(std::string_view text, const std::string& folder = "")
@@ -197,7 +187,7 @@ TEST(TextForm, ComesBackAsTheSameFile)
     ASSERT_TRUE(file);
     const auto back = compositionFromText(textForm(*file), "");
     ASSERT_TRUE(back) << back.error().reason;
-    EXPECT_EQ(difference(comparable(list), comparable(*back)), "") << textForm(*file);
+    EXPECT_EQ(difference(list, *back), "") << textForm(*file);
     EXPECT_EQ(textForm(*compositionOfPropertyList(*back)), textForm(*file));
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/foundation/Value.h"
+#include "platform/foundation/PropertyList.h"
 
 #include <algorithm>
 
@@ -87,37 +87,15 @@ inline Value comparable(const Value& value)
     return all;
 }
 
-// Where two values first differ, for the message of a test; empty if nowhere.
-inline std::string difference(const Value& a, const Value& b, const std::string& path = "")
+// Where two compositions first differ in that form, for the message of a test; empty if nowhere.
+inline std::string difference(const Value& a, const Value& b)
 {
-    const auto* x = a.dictionary();
-    const auto* y = b.dictionary();
-    if (x && y) {
-        for (const auto& [key, member] : *x) {
-            const auto other = y->find(key);
-            if (other == y->end())
-                return path + "/" + key + " is lost: " + description(member).substr(0, 200);
-            if (auto inner = difference(member, other->second, path + "/" + key); !inner.empty())
-                return inner;
-        }
-        for (const auto& [key, member] : *y) {
-            if (!x->count(key))
-                return path + "/" + key + " is new: " + description(member).substr(0, 200);
-        }
+    const std::string x = xmlPropertyList(comparable(a)), y = xmlPropertyList(comparable(b)); // NaN is "nan" there
+    if (!x.empty() && x == y)
         return {};
-    }
-    if (a.array() && b.array() && a.array()->size() == b.array()->size()) {
-        for (std::size_t k = 0; k < a.array()->size(); ++k) {
-            if (auto inner = difference((*a.array())[k], (*b.array())[k], path + "/" + std::to_string(k));
-                !inner.empty())
-                return inner;
-        }
-        return {};
-    }
-    const auto p = a.number(), q = b.number();
-    if ((p && q && *p != *p && *q != *q) || a == b)
-        return {};
-    return path + ": " + description(a).substr(0, 200) + " became " + description(b).substr(0, 200);
+    const auto at = std::mismatch(x.begin(), x.end(), y.begin(), y.end()).first - x.begin();
+    const auto from = std::size_t(std::max<std::ptrdiff_t>(at - 100, 0));
+    return x.substr(from, 200) + " became " + y.substr(from, 200);
 }
 
 } // namespace vitrel::qc

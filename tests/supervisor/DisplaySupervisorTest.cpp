@@ -88,6 +88,11 @@ TEST_F(Supervisor, EachDisplayHasAChildAndOneThatCrashedIsBackWithinASecond)
     EXPECT_EQ(exits("a", -SIGSEGV, 1), " +a") << "b goes on";
     EXPECT_EQ(exits("a", 1, 1), " +a") << "a failure is a crash";
     EXPECT_EQ(exitCode, -1);
+
+    for (int crash = 0; crash < 5; ++crash) {
+        pass(400);
+        EXPECT_EQ(exits("a", -SIGSEGV, 1), " +a");
+    }
 }
 
 TEST_F(Supervisor, TheThirdCrashBringsTheDefaultCompositionAndItsCrashesComeSlower)
@@ -102,15 +107,6 @@ TEST_F(Supervisor, TheThirdCrashBringsTheDefaultCompositionAndItsCrashesComeSlow
     for (int crash = 0; crash < 20; ++crash)
         EXPECT_EQ(exits("a", -SIGSEGV, 30), " *a") << "never given up";
     EXPECT_EQ(exits("b", -SIGSEGV, 1), " +b") << "each display for itself";
-}
-
-TEST_F(Supervisor, AChildThatRanForLongStartsToCountAnew)
-{
-    displays({"a"});
-    for (int crash = 0; crash < 5; ++crash) {
-        pass(400);
-        EXPECT_EQ(exits("a", -SIGSEGV, 1), " +a");
-    }
 }
 
 TEST_F(Supervisor, AChildThatHangsIsKilledUnlessTheWholeMachineSlept)
@@ -155,13 +151,6 @@ TEST_F(Supervisor, AStopTakesASecondAtMostWhateverTheChildrenDo)
     EXPECT_LE(endedAt, Seconds(1)) << "though b is still there";
 }
 
-TEST_F(Supervisor, AStopWithoutChildrenEndsAtOnce)
-{
-    supervisor.stop();
-    in.fastForwardBy(Seconds(0));
-    EXPECT_EQ(exitCode, 0);
-}
-
 TEST_F(Supervisor, DisplaysThatComeAndGoGetAndLoseTheirChildren)
 {
     displays({"a", "b"});
@@ -181,27 +170,27 @@ TEST_F(Supervisor, DisplaysThatComeAndGoGetAndLoseTheirChildren)
     EXPECT_EQ(exitCode, -1);
 }
 
-TEST_F(Supervisor, ItEndsWhenNoDisplayIsLeft)
+TEST_F(Supervisor, ItEndsWhenNoDisplayIsLeftAndWithoutAnyItFails)
 {
+    children.fails = true;
     displays({"a", "b"});
+    pass(0.2);
+    children.fails = false;
+    EXPECT_EQ(pass(1), " +a +b") << "a child that can't be started is tried again";
     EXPECT_EQ(exits("a", int(DisplayExit::Gone), 5), "");
     EXPECT_EQ(exitCode, -1);
     EXPECT_EQ(exits("b", int(DisplayExit::Gone), 5), "");
     EXPECT_EQ(exitCode, 0);
-}
-
-TEST_F(Supervisor, WithoutADisplayToPlayOnItFailsAndAChildThatCannotBeStartedIsTriedAgain)
-{
-    children.fails = true;
-    displays({"a"});
-    pass(0.2);
-    children.fails = false;
-    EXPECT_EQ(pass(1), " +a");
-    DisplaySupervisor other(in.loop, children);
-    other.onEnded = [this](int code) { exitCode = code; };
-    other.setDisplays({});
-    pass(1);
-    EXPECT_EQ(exitCode, 1);
+    for (const bool stopped : {false, true}) {
+        DisplaySupervisor other(in.loop, children);
+        other.onEnded = [this](int code) { exitCode = code; };
+        if (stopped)
+            other.stop();
+        else
+            other.setDisplays({});
+        pass(0);
+        EXPECT_EQ(exitCode, stopped ? 0 : 1) << "at once";
+    }
 }
 
 } // namespace

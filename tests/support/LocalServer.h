@@ -1,6 +1,7 @@
 #pragma once
 
 #include <arpa/inet.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -11,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -89,19 +91,17 @@ public:
         : script_(std::move(script))
         , listener_(::socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
-        sockaddr_in6 address = {};
-        auto& four = reinterpret_cast<sockaddr_in&>(address);
-        address.sin6_family = static_cast<sa_family_t>(family);
-        address.sin6_port = htons(static_cast<std::uint16_t>(port)); // at the same place in both
-        if (family == AF_INET)
-            four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        else
-            address.sin6_addr = in6addr_loopback;
-        socklen_t size = family == AF_INET ? sizeof four : sizeof address;
+        addrinfo hints{}, *own = nullptr;
+        hints.ai_flags = AI_NUMERICHOST;
+        hints.ai_socktype = SOCK_STREAM;
+        ::getaddrinfo(family == AF_INET ? "127.0.0.1" : "::1", std::to_string(port).c_str(), &hints, &own);
         const int on = 1;
         ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-        const bool bound = ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) == 0;
+        const bool bound = ::bind(listener_, own->ai_addr, own->ai_addrlen) == 0;
+        ::freeaddrinfo(own);
         ::listen(listener_, 64);
+        sockaddr_in6 address{}; // the port is at the same place in both
+        socklen_t size = sizeof address;
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
         port_ = bound ? ntohs(address.sin6_port) : 0;
         accepting_ = std::thread([this] { acceptAll(); });
@@ -214,12 +214,12 @@ private:
             bytes.append(piece, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
             return count > 0;
         };
-        const auto isHttp = [&] { return bytes.empty() || (bytes[0] >= 'A' && bytes[0] <= 'Z'); };
-        while (isHttp() && bytes.find("\r\n\r\n") == bytes.npos)
+        do {
             if (!more())
                 return false;
-        if (!isHttp())
-            return true;
+            if (bytes[0] < 'A' || bytes[0] > 'Z')
+                return true;
+        } while (bytes.find("\r\n\r\n") == bytes.npos);
         const auto end = bytes.find("\r\n\r\n");
         parseHead(bytes.substr(0, end + 2), request);
         bytes.erase(0, end + 4);
@@ -229,25 +229,17 @@ private:
         return bytes.size() >= length;
     }
 
-    static void parseHead(std::string_view head, Request& request)
+    static void parseHead(const std::string& head, Request& request)
     {
-        const auto line = [&] {
-            const auto length = head.find("\r\n");
-            const auto found = head.substr(0, length);
-            head.remove_prefix(length + 2);
-            return found;
-        };
-        const auto first = line();
-        const auto blank = first.find(' ');
-        request.method = first.substr(0, blank);
-        request.target = first.substr(blank + 1, first.rfind(' ') - blank - 1);
-        while (!head.empty()) {
-            const auto header = line();
-            const auto colon = header.find(':');
-            std::string name(header.substr(0, colon));
+        std::istringstream lines(head);
+        std::string line;
+        lines >> request.method >> request.target;
+        std::getline(lines, line);
+        while (std::getline(lines, line)) {
+            const auto colon = line.find(':'), value = line.find_first_not_of(' ', colon + 1), end = line.find('\r');
+            std::string name = line.substr(0, colon);
             std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
-            const auto value = colon == header.npos ? header.npos : header.find_first_not_of(' ', colon + 1);
-            request.headers[name] = value == header.npos ? std::string() : std::string(header.substr(value));
+            request.headers[name] = line.substr(value, end - value);
         }
     }
 

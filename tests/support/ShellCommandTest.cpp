@@ -1,6 +1,7 @@
 #include "support/ShellCommand.h"
 
 #include "platform/foundation/Queue.h"
+#include "support/RealLoop.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestSurroundings.h"
 
@@ -9,7 +10,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <thread>
 
 namespace vitrel {
 namespace {
@@ -39,7 +39,7 @@ protected:
 
 using Status = ShellCommandStatus;
 
-TEST_F(ShellCommandTest, GivesOutputAndStatus)
+TEST_F(ShellCommandTest, GivesOutputAndStatusAndQuotesAnyWord)
 {
     const std::tuple<const char*, std::optional<std::string>, Status> cases[] = {
         {"echo 'a  b'", "a  b\n", Status::success},
@@ -75,6 +75,9 @@ TEST_F(ShellCommandTest, GivesOutputAndStatus)
     EXPECT_NE(log_.find("Process run error: "), std::string::npos);
     EXPECT_FALSE(makeShellCommandStatus(4) || makeShellCommandStatus(-1));
     EXPECT_EQ(description(*makeShellCommandStatus(1)), "Success with no available data");
+
+    for (const std::string word : {"", "a b", "it's", "$(echo x) `y` \"z\" \\ \n*", "''", "-n", "\xC3\xA9"})
+        EXPECT_EQ(run("printf '%s.' " + shellQuoted(word)).output, word + ".");
 }
 
 TEST_F(ShellCommandTest, HandsErrorsOnOnlyIfAsked)
@@ -108,14 +111,10 @@ TEST_F(ShellCommandTest, EndsTheWholeGroupWhenTheTimeIsOver)
         EXPECT_LT(took_, 4);
         const int child = std::atoi(TemporaryFolder::read(file).c_str());
         ASSERT_GT(child, 0);
-        bool isGone = false;
-        for (int k = 0; k < 400 && !isGone; ++k) {
-            // What nobody has reaped yet is gone too.
+        EXPECT_TRUE(RealLoop().turnUntil([&] { // what nobody has reaped yet is gone too
             const std::string status = TemporaryFolder::read("/proc/" + std::to_string(child) + "/stat");
-            isGone = ::kill(child, 0) != 0 || status.find(") Z") != std::string::npos;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        EXPECT_TRUE(isGone);
+            return ::kill(child, 0) != 0 || status.find(") Z") != std::string::npos;
+        }));
     }
     EXPECT_NE(log_.find("isAppNapReady: false"), std::string::npos);
 }
@@ -151,12 +150,6 @@ TEST_F(ShellCommandTest, RunsBesideAndHandsOverInATurn)
     EXPECT_EQ(output, "123");
     EXPECT_EQ(failures, 1);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "❌ Task process failed.\nprintf 3; exit 1\n");
-}
-
-TEST_F(ShellCommandTest, QuotesAnyWord)
-{
-    for (const std::string word : {"", "a b", "it's", "$(echo x) `y` \"z\" \\ \n*", "''", "-n", "\xC3\xA9"})
-        EXPECT_EQ(run("printf '%s.' " + shellQuoted(word)).output, word + ".");
 }
 
 } // namespace

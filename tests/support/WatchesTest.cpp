@@ -22,7 +22,7 @@ struct Watched : ManualLoop {
     }
 };
 
-TEST(Stopwatch, PrintsTotalLapMarkAndRatio)
+TEST(Stopwatch, PrintsTotalLapMarkAndRatioInSecondsOrMilliseconds)
 {
     Watched in;
     EXPECT_EQ(in.lap(0.5), "⏱- 0.500, Lap 1: 0.500   🔴(max) \n") << "measured against 0, without a ratio";
@@ -34,6 +34,13 @@ TEST(Stopwatch, PrintsTotalLapMarkAndRatio)
     testing::internal::CaptureStdout();
     in.watch.addLap("parse");
     EXPECT_THAT(testing::internal::GetCapturedStdout(), HasSubstr("Lap 5: 1.000 Feed parse   0.2x\n"));
+
+    Watched fine;
+    fine.watch.multiplyBy1000 = true;
+    EXPECT_THAT(fine.lap(0.123), HasSubstr("⏱- 123, Lap 1: 123 "));
+    EXPECT_THAT(fine.lap(1.234), HasSubstr("⏱- 1.357, Lap 2: 1.234 "));
+    fine.watch.reset();
+    EXPECT_THAT(fine.lap(10.5), HasSubstr("⏱- 1500, Lap 1: 1500 "));
 }
 
 TEST(Stopwatch, ASilentLapCountsAndAResetKeepsWhatWasMeasured)
@@ -49,16 +56,6 @@ TEST(Stopwatch, ASilentLapCountsAndAResetKeepsWhatWasMeasured)
     EXPECT_TRUE(in.watch.isMuted);
     in.watch.laps = 0;
     EXPECT_THAT(in.lap(99, &Stopwatch::lapUnmuted), testing::Not(HasSubstr("max"))) << "lap 0 has no mark";
-}
-
-TEST(Stopwatch, MillisecondsAreAMatterOfTheTextAlone)
-{
-    Watched in;
-    in.watch.multiplyBy1000 = true;
-    EXPECT_THAT(in.lap(0.123), HasSubstr("⏱- 123, Lap 1: 123 "));
-    EXPECT_THAT(in.lap(1.234), HasSubstr("⏱- 1.357, Lap 2: 1.234 "));
-    in.watch.reset();
-    EXPECT_THAT(in.lap(10.5), HasSubstr("⏱- 1500, Lap 1: 1500 "));
 }
 
 struct Counted : ManualLoop {
@@ -108,7 +105,7 @@ TEST(NqTimer, ARepeatIsOneMoreCountdownAndClearsTheWish)
 }
 
 // What it runs then would be freed under its feet.
-TEST(NqTimer, WhatItCallsMayPutAnotherInItsPlace)
+TEST(NqTimer, WhatItCallsMayPutAnotherInItsPlaceAndAQueuedLookHoldsIt)
 {
     Counted in;
     const auto timer = in.timer(1);
@@ -118,18 +115,15 @@ TEST(NqTimer, WhatItCallsMayPutAnotherInItsPlace)
     };
     in.fastForwardBy(Seconds(1));
     EXPECT_EQ(in.fired, 100);
-}
 
-TEST(NqTimer, ZeroSecondsFireOnTheFirstLookAndAQueuedLookHoldsTheTimer)
-{
-    Counted in;
+    in.fired = 0;
     EXPECT_TRUE(in.timer(0)->hasFinished());
     EXPECT_EQ(in.fired, 1);
     in.timer(1); // nobody else holds it
     in.fastForwardBy(Seconds(1));
     EXPECT_EQ(in.fired, 2);
-    const auto timer = in.timer(3);
-    timer->cancel();
+    const auto cancelled = in.timer(3);
+    cancelled->cancel();
     in.fastForwardBy(Seconds(1));
     EXPECT_EQ(in.fired, 3) << "a countdown of 0 has finished at the next look";
 }

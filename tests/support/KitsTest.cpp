@@ -1,7 +1,9 @@
 #include "support/DateKit.h"
+#include "support/NumberKit.h"
+#include "support/PrintKit.h"
+#include "support/StringKit.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unicode/timezone.h>
 
 #include <algorithm>
@@ -140,6 +142,102 @@ TEST(DateKit, SaysDaysAsTheCalendarOfThePlaceHasThem)
         EXPECT_EQ(descriptionForRelativeDay(kDate, now), relativeDay) << later;
     }
     EXPECT_EQ(descriptionForDayAndTime(Date{std::nan("")}, kDate), "");
+}
+
+TEST(NumberKit, FollowsTheUsersLocale)
+{
+    const std::tuple<const char*, double, int, const char*, const char*> cases[]
+        = {{"en_US.UTF-8", 1.5, 3, "1.500", "1.500"}, {"de_DE.UTF-8", 1.5, 3, "1,500", "1,500"},
+            {"en_US.UTF-8", 0.4, 0, "0", "0"}, {"en_US.UTF-8", 2.0, 1, "2.0", "2"},
+            {"en_US.UTF-8", 2.5, 1, "2.5", "2.5"}, {"en_US.UTF-8", 1234.0, 1, "1234.0", "1,234"},
+            {"de_DE.UTF-8", 1234.0, 1, "1234,0", "1.234"}, {"en_US.UTF-8", 1234.5, 1, "1234.5", "1234.5"},
+            {"en_US.UTF-8", 2.04, 1, "2.0", "2"}, {"en_US.UTF-8", -0.5, -3, "-0", "-0"}};
+    for (const auto& [name, number, decimals, fixed, withDecimals] : cases) {
+        const UsersLocale locale(name);
+        EXPECT_EQ(formatLocale(number, decimals), fixed) << name << " " << number;
+        EXPECT_EQ(formatWithDecimals(number, decimals), withDecimals) << name << " " << number;
+    }
+}
+
+TEST(NumberKit, TheDecimalStyleGroupsAndKeepsToItsBoundsAndTheLongestNumbersHaveRoom)
+{
+    const UsersLocale locale("en_US.UTF-8");
+    EXPECT_EQ(formatCurrency(1234567.891, 2, 0), "1,234,567.89");
+    EXPECT_EQ(formatCurrency(2, 2, 1), "2.0");
+    EXPECT_EQ(formatCurrency(0.5, 0, 0), "0") << "half to even";
+    EXPECT_EQ(formatCurrency(1.5, 0, 0), "2");
+    EXPECT_EQ(formatLocale(-1.7976931348623157e308, 100000).size(), 1 + 309 + 1 + 1074u);
+    EXPECT_EQ(formatLocale(std::nan(""), 2), "nan");
+}
+
+template <class Print> std::string printed(Print print)
+{
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    print();
+    return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+}
+
+TEST(PrintKit, PrintsOneLineWithBlanksBetweenTheItems)
+{
+    EXPECT_EQ(printed([] { printApp("a", 1); }), " a 1\n");
+    EXPECT_EQ(printed([] { printApp(); }), " \n");
+    EXPECT_EQ(printed([] { printErrorAlways("x"); }), "\xE2\x9D\x8C x\n");
+    EXPECT_EQ(printed([] { printApp(std::string("s"), 0.5, 2.0, true, Value(Array{1}), std::int64_t(-3)); }),
+        " s 0.5 2 true (1) -3\n");
+}
+
+TEST(PrintKit, TheOthersShowNothing)
+{
+    EXPECT_EQ(printed([] {
+        printLog("a", 1);
+        printDate("a");
+        printCheck("a");
+        printGreen("a");
+        printWarning("a");
+        printWarningDebug("a");
+        printError("a");
+        printErrorDebug("a");
+        printFunc("a");
+        printLink("a");
+        printLogL({"a"}, "file", "function", 1);
+        printWarningL("a", "file", "function", 1);
+        printErrorL("a", "file", 1);
+    }),
+        "");
+}
+
+std::string hex(const MD5Digest& digest)
+{
+    std::string out;
+    for (const auto byte : digest)
+        out += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+    return out;
+}
+
+// The suite of RFC 1321, appendix A.5, and texts around the lengths at which the padding needs one more block; those
+// by `head -c N /dev/zero | tr '\0' a | openssl dgst -md5`.
+TEST(HashMD5Data, IsTheDigestOfTheStandard)
+{
+    const std::string digits = "1234567890";
+    const std::pair<std::string, const char*> cases[] = {
+        {"", "d41d8cd98f00b204e9800998ecf8427e"},
+        {"a", "0cc175b9c0f1b6a831c399e269772661"},
+        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+        {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+        {digits + digits + digits + digits + digits + digits + digits + digits, "57edf4a22be3c955ac49da2e2107b67a"},
+        {std::string(55, 'a'), "ef1772b6dff9a122358552954ad0df65"},
+        {std::string(56, 'a'), "3b0c8ac703f828b04c6c197006d17218"},
+        {std::string(63, 'a'), "b06521f39153d618550606be297466d5"},
+        {std::string(64, 'a'), "014842d480b571495a4a0363793f7367"},
+        {std::string(119, 'a'), "8a7bd0732ed6a28ce75f6dabc90e1613"},
+        {std::string(120, 'a'), "5f61c0ccad4cac44c75ff505e1f1e537"},
+        {std::string(1'000'000, 'a'), "7707d6ae4e027c70eea2a935c2296f21"},
+    };
+    for (const auto& [text, digest] : cases)
+        EXPECT_EQ(hex(hashMD5Data(text)), digest) << text.size() << " bytes";
 }
 
 } // namespace

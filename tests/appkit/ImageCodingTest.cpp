@@ -1,10 +1,12 @@
-#include "base/Text.h"
 #include "platform/appkit/ImageCoding.h"
+#include "base/Text.h"
+#include "platform/appkit/ImageScaling.h"
 #include "platform/appkit/NSImage.h"
 
 #include <gmock/gmock.h>
 #include <vips/vips.h>
 
+#include <algorithm>
 #include <array>
 #include <thread>
 
@@ -131,12 +133,7 @@ TEST(ImageDecoding, TheFiveFormatsGiveTheSamePixels)
 
 TEST(ImageDecoding, EveryDepthAndKindOfColourComesOutAsPremultipliedWords)
 {
-    struct {
-        int depth, colour;
-        Bytes row;
-        std::vector<std::uint32_t> pixels;
-        const char* why;
-    } const cases[] = {
+    const std::tuple<int, int, Bytes, std::vector<std::uint32_t>, const char*> cases[] = {
         {8, 0, {0, 0x40, 0xC0}, {0xFF404040, 0xFFC0C0C0}, "grey"},
         {1, 0, {0, 0x40}, {0xFF000000, 0xFFFFFFFF}, "black and white in bits"},
         {8, 4, {0, 0x40, 0xFF, 0x80, 0x80}, {0xFF404040, 0x80404040}, "grey with alpha"},
@@ -148,17 +145,14 @@ TEST(ImageDecoding, EveryDepthAndKindOfColourComesOutAsPremultipliedWords)
     };
     for (const auto& [depth, colour, row, pixels, why] : cases)
         EXPECT_EQ(pixelsOf(NSImage::imageWithData(png(2, 1, depth, colour, 0, row))), pixels) << why;
-}
-
-TEST(ImageDecoding, CMYKIsTurnedToRGB)
-{
+    // Cyan in inks.
     const Picture cyan{8, 8, 4, plain(64, {255, 0, 0, 0})};
-    const auto pixels = pixelsOf(NSImage::imageWithData(encoded(cyan, ".jpg[Q=100]")));
-    ASSERT_EQ(pixels.size(), 64u);
-    EXPECT_EQ(pixels[0] >> 24, 255u) << "black is no alpha";
-    EXPECT_LT(pixels[0] >> 16 & 255, 60u);
-    EXPECT_GT(pixels[0] >> 8 & 255, 120u);
-    EXPECT_GT(pixels[0] & 255, 180u);
+    const auto blue = pixelsOf(NSImage::imageWithData(encoded(cyan, ".jpg[Q=100]")));
+    ASSERT_EQ(blue.size(), 64u);
+    EXPECT_EQ(blue[0] >> 24, 255u) << "black is no alpha";
+    EXPECT_LT(blue[0] >> 16 & 255, 60u);
+    EXPECT_GT(blue[0] >> 8 & 255, 120u);
+    EXPECT_GT(blue[0] & 255, 180u);
 }
 
 // What the EXIF standard says of row 0 and column 0, for letters at the corners: a b / c d.
@@ -220,11 +214,7 @@ TEST(ImageDecoding, HugeDimensionsAreRefusedBeforeAPixelIsRead)
     };
     for (const auto& [width, height, interlace, why] : cases)
         EXPECT_FALSE(NSImage::imageWithData(png(width, height, 8, 6, interlace, {0, 0}))) << why;
-}
-
-TEST(ImageDecoding, ATiffWithAHugeTileIsRefused)
-{
-    // Little-endian, one directory: 1 x 1 pixel, tiles of 65520 x 65520.
+    // A TIFF with a huge tile: little-endian, one directory: 1 x 1 pixel, tiles of 65520 x 65520.
     Bytes file = {'I', 'I', '*', 0, 8, 0, 0, 0, 9, 0};
     for (const auto& [tag, type, value] : {std::array{256u, 4u, 1u}, {257, 4, 1}, {258, 3, 8}, {259, 3, 1}, {262, 3, 1},
              {322, 4, 65520}, {323, 4, 65520}, {324, 4, 8}, {325, 4, 1}})
@@ -284,36 +274,94 @@ TEST(ImageDecoding, ManyThreadsMayDecodeAtOnce)
     EXPECT_EQ(wrong, 0);
 }
 
-TEST(JpegRepresentation, ShowsThePicture)
+TEST(Representations, ReadBackAsTheyWere)
 {
-    Bitmap bitmap{64, 32, std::vector<std::uint32_t>(64 * 32, 0xFF20C040u)};
-    EXPECT_TRUE(isOpaque(bitmap));
-    const auto file = jpegRepresentation(bitmap);
-    ASSERT_TRUE(file);
-    const auto image = NSImage::imageWithData(*file);
-    ASSERT_TRUE(image);
-    EXPECT_EQ(image->size(), (NSSize{64, 32}));
-    for (const std::uint32_t word : pixelsOf(image)) {
+    const Bitmap plain{64, 32, std::vector<std::uint32_t>(64 * 32, 0xFF20C040u)};
+    EXPECT_TRUE(isOpaque(plain));
+    const auto jpeg = NSImage::imageWithData(jpegRepresentation(plain).value_or(Bytes()));
+    ASSERT_TRUE(jpeg);
+    EXPECT_EQ(jpeg->size(), (NSSize{64, 32}));
+    for (const std::uint32_t word : pixelsOf(jpeg))
         for (const int shift : {0, 8, 16, 24})
             ASSERT_NEAR(double(word >> shift & 255), double(0xFF20C040u >> shift & 255), 4);
-    }
-    EXPECT_FALSE(jpegRepresentation(Bitmap{}));
-}
-
-TEST(PngRepresentation, ReadsBackAsItWas)
-{
     const Bitmap bitmap{3, 2, {0xFFFF0000, 0x80804000, 0, 0x33020406, 0xFFFFFFFF, 0x01010101}};
-    const auto file = pngRepresentation(bitmap);
-    ASSERT_TRUE(file);
-    const auto image = NSImage::imageWithData(*file);
-    ASSERT_TRUE(image);
-    EXPECT_EQ(pixelsOf(image), bitmap.pixels);
+    EXPECT_EQ(pixelsOf(NSImage::imageWithData(pngRepresentation(bitmap).value_or(Bytes()))), bitmap.pixels);
     const auto opaque = pngRepresentation({1, 1, {0xFF123456}});
     ASSERT_TRUE(opaque);
     EXPECT_EQ((*opaque)[25], 2) << "colour type without alpha";
     EXPECT_EQ(pixelsOf(NSImage::imageWithData(*opaque)), std::vector<std::uint32_t>{0xFF123456});
+    EXPECT_FALSE(jpegRepresentation({}));
     EXPECT_FALSE(pngRepresentation({}));
     EXPECT_FALSE(pngRepresentation({2, 2, {1}}));
+}
+
+// Halves: a white one and a blue one that is half clear, premultiplied.
+Bitmap halves(int width, int height)
+{
+    Bitmap bitmap{width, height, {}};
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x)
+            bitmap.pixels.push_back(x < width / 2 ? 0xFFFFFFFFu : 0x80000080u);
+    }
+    return bitmap;
+}
+
+TEST(ScaledToFit, KeepsTheShapeAndTheColoursAndNeverMakesAnythingLarger)
+{
+    const std::tuple<int, int, int, int, int> cases[] = {{10, 20, 20, 10, 20}, {10, 20, 100, 10, 20},
+        {40, 20, 20, 20, 10}, {100, 100, 7, 7, 7}, {1000, 1, 10, 10, 1}, {1, 1000, 10, 1, 10}, {3000, 2000, 1, 1, 1}};
+    for (const auto& [width, height, side, toWidth, toHeight] : cases) {
+        const auto scaled = scaledToFit(halves(width, height), side);
+        ASSERT_TRUE(scaled) << width << 'x' << height;
+        EXPECT_EQ(std::pair(scaled->width, scaled->height), std::pair(toWidth, toHeight)) << width << 'x' << height;
+    }
+    // Channels in another order, or straight ones taken for premultiplied, show in the clear half.
+    const auto scaled = scaledToFit(halves(400, 200), 40);
+    ASSERT_TRUE(scaled);
+    EXPECT_EQ(scaled->pixels[400 + 5], 0xFFFFFFFFu);
+    EXPECT_EQ(scaled->pixels[400 + 35], 0x80000080u);
+    EXPECT_FALSE(scaledToFit(Bitmap{}, 10));
+    EXPECT_FALSE(scaledToFit(Bitmap{2, 2, {0}}, 10)) << "pixels are missing";
+    EXPECT_FALSE(scaledToFit(halves(2, 2), 0));
+}
+
+// Means by hand: thirds that don't fall together with pixels.
+TEST(ScaledToFit, WeighsPixelsByTheAreaThatTheyCover)
+{
+    // Three columns to two: 1 and a half of the middle, a half of the middle and 1.
+    const auto scaled = scaledToFit({3, 1, {0xFF0000F0u, 0xFF006000u, 0xFF300000u}}, 2);
+    ASSERT_TRUE(scaled);
+    EXPECT_EQ(scaled->pixels, (std::vector<std::uint32_t>{0xFF0020A0u, 0xFF202000u}));
+    // The same standing, and four rows to one.
+    EXPECT_EQ(scaledToFit({1, 3, {0xFF0000F0u, 0xFF006000u, 0xFF300000u}}, 2)->pixels, scaled->pixels);
+    EXPECT_EQ(scaledToFit({1, 4, {0x00000000u, 0xFF0000FFu, 0xFFFF0000u, 0x00000000u}}, 1)->pixels,
+        (std::vector<std::uint32_t>{0x80400040u}));
+}
+
+// The fast mean against the plain one, channel by channel, for every box and where boxes don't come out even.
+TEST(ShrunkByBoxes, IsTheMeanOfEachBoxAndOfWhatIsLeftOver)
+{
+    Bitmap bitmap{37, 41, {}};
+    for (std::uint32_t k = 0; k < 37 * 41; ++k)
+        bitmap.pixels.push_back(k % 3 ? 0xFFFFFFFFu - k * 2654435761u : 0xFFFFFFFFu);
+    for (const int columns : {1, 2, 3, 5, 16})
+        for (const int rows : {1, 2, 7, 16}) {
+            const int left = 2, top = 3, width = 33, height = 35;
+            const Bitmap shrunk = shrunkByBoxes(bitmap, left, top, width, height, columns, rows);
+            ASSERT_EQ(shrunk.width, (width + columns - 1) / columns);
+            ASSERT_EQ(shrunk.height, (height + rows - 1) / rows);
+            for (int y = 0; y < shrunk.height; ++y)
+                for (int x = 0; x < shrunk.width; ++x)
+                    for (const int shift : {0, 8, 16, 24}) {
+                        double sum = 0;
+                        int count = 0;
+                        for (int v = y * rows; v < std::min((y + 1) * rows, height); ++v)
+                            for (int u = x * columns; u < std::min((x + 1) * columns, width); ++u, ++count)
+                                sum += bitmap.pixels[std::size_t((top + v) * 37 + left + u)] >> shift & 255;
+                        ASSERT_NEAR(shrunk.pixels[std::size_t(y * shrunk.width + x)] >> shift & 255, sum / count, 0.5)
+                            << columns << "x" << rows << " at " << x << ", " << y;
+                    }
+        }
 }
 
 } // namespace

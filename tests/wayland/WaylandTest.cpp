@@ -1,6 +1,7 @@
 // Against a compositor in the test's hand: what it lacks, what it asks for, when it shows, and how it goes away.
-#include "platform/appkit/wayland/WaylandWindow.h"
 #include "platform/appkit/wayland/WaylandIdle.h"
+#include "platform/appkit/wayland/WaylandWindow.h"
+#include "support/RealLoop.h"
 #include "wayland/FakeCompositor.h"
 
 #include <gmock/gmock.h>
@@ -40,10 +41,7 @@ protected:
     // The loop's clock stands; what comes from the compositor's thread is waited for.
     template <class Done> bool turnUntil(Done done)
     {
-        const SystemClock real;
-        for (const Seconds end = real.now() + Seconds(10); !done() && real.now() < end; loop_.turn())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return done();
+        return RealLoop().turnUntil(done, 10, [this] { loop_.turn(); });
     }
     // Until all that the compositor has sent has been heard: it answers in order.
     void settle()
@@ -113,11 +111,7 @@ TEST_F(OnFake, WhatACompositorLacksIsNamedAndNoWindowIsMadeWithoutIt)
 TEST_F(OnFake, ASizeIsTakenAsItComesUnlessItMakesNoSense)
 {
     constexpr std::int32_t high = std::numeric_limits<std::int32_t>::min(); // 2 to the 31st, unsigned
-    const struct {
-        std::int32_t width, height;
-        int scale, pixelsWide, pixelsHigh;
-        const char* why;
-    } cases[] = {
+    const std::tuple<std::int32_t, std::int32_t, int, int, int, const char*> cases[] = {
         {300, 200, 1, 300, 200, "as told"},
         {300, 200, 2, 600, 400, "in the compositor's units"},
         {0, 0, 1, 640, 480, "our choice is the whole output"},
@@ -133,14 +127,12 @@ TEST_F(OnFake, ASizeIsTakenAsItComesUnlessItMakesNoSense)
             compositor_->firstWidth = width;
             compositor_->firstHeight = height;
             cover();
-            EXPECT_EQ(surface_->width(), pixelsWide) << why;
-            EXPECT_EQ(surface_->height(), pixelsHigh) << why;
+            EXPECT_EQ(std::pair(surface_->width(), surface_->height()), std::pair(pixelsWide, pixelsHigh)) << why;
             int commits = compositor_->state().commits;
             ASSERT_TRUE(draw(0xFFFFFFFF)) << why;
             const auto picture = nextPicture(commits);
-            EXPECT_EQ(picture.width, pixelsWide) << why;
-            EXPECT_EQ(picture.height, pixelsHigh) << why;
-            EXPECT_EQ(picture.scale, scale) << why;
+            EXPECT_EQ(std::tie(picture.width, picture.height, picture.scale), std::tie(pixelsWide, pixelsHigh, scale))
+                << why;
             EXPECT_TRUE(compositor_->state().acknowledged);
             std::string told;
             window_->onResized = [&](int w, int h) { told += std::to_string(w) + "x" + std::to_string(h) + " "; };
@@ -197,16 +189,13 @@ TEST_F(OnFake, TheFirstPictureComesUpAndThenAtMostTwoAreOnTheirWay)
     picture = nextPicture(commits);
     EXPECT_TRUE(picture.hasAlpha);
     EXPECT_EQ(picture.pixel, 0u) << "what lies beneath shows";
-}
 
-TEST_F(OnFake, WhereTheSaverIsOnAlreadyAnOutputIsBlackAtOnce)
-{
     start();
-    int commits = 1;
+    commits = 1;
     cover(WaylandWindow::Entrance::AtOnce);
-    auto picture = nextPicture(commits);
+    picture = nextPicture(commits);
     EXPECT_FALSE(picture.hasAlpha);
-    EXPECT_EQ(picture.pixel, 0u);
+    EXPECT_EQ(picture.pixel, 0u) << "where the saver is on already an output is black at once";
     EXPECT_EQ(picture.width, 640);
     ASSERT_TRUE(draw(0xFF102030));
     EXPECT_EQ(nextPicture(commits).pixel, 0xFF102030u);
@@ -323,6 +312,68 @@ TEST_F(OnFake, AWindowOrACompositorThatGoesIsToldOnceAndNothingEnds)
         } else {
             EXPECT_EQ(compositor_->state().surfaces, 0) << "nothing is left of it";
         }
+    }
+}
+
+WaylandOutput output(
+    const std::string& name, const std::string& make, const std::string& model, const std::string& description)
+{
+    WaylandOutput output;
+    std::tie(output.name, output.make, output.model, output.description) = std::tie(name, make, model, description);
+    return output;
+}
+
+// The companion answers for a display by its number, so it must be the same tomorrow, and no other's.
+TEST(WaylandOutput, HasANumberThatIsItsDisplaysAlone)
+{
+    const auto dell = output("DP-1", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 5QRT1 (DP-1)");
+    const std::tuple<WaylandOutput, bool, const char*> cases[] = {
+        {dell, true, "the same again"},
+        {output("DP-2", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 5QRT1 (DP-2)"), true, "another connector"},
+        {output("DP-1", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q 7XXX2 (DP-1)"), false, "another serial"},
+        {output("DP-1", "Dell Inc.", "DELL U2719", "Dell Inc. DELL U2719 5QRT1 (DP-1)"), false, "another model"},
+        {output("DP-1", "Dell Inc.", "DELL U2720Q", "Dell Inc. DELL U2720Q (DP-1)"), false, "no serial"},
+        {output("DP-1", "", "", ""), false, "nothing but the connector"},
+    };
+    std::vector<WaylandOutput> one{dell};
+    identifyOutputs(one);
+    EXPECT_NE(one[0].information.number, 0u);
+    for (const auto& [other, same, why] : cases) {
+        std::vector<WaylandOutput> alone{other};
+        identifyOutputs(alone);
+        EXPECT_EQ(alone[0].information.number == one[0].information.number, same) << why;
+        EXPECT_EQ(alone[0].information.uuid == one[0].information.uuid, same) << why;
+        EXPECT_EQ(*alone[0].screen.deviceDescription.at("NSScreenNumber").as<std::int64_t>(),
+            std::int64_t(alone[0].information.number))
+            << why;
+    }
+
+    // Without a serial, or with that of another, the connector tells them apart.
+    for (const char* serial : {"", " 5QRT1", " Unknown"}) {
+        std::vector<WaylandOutput> two;
+        for (const std::string name : {"DP-1", "DP-2"})
+            two.push_back(output(name, "AOC", "Q27", "AOC Q27" + std::string(serial) + " (" + name + ")"));
+        identifyOutputs(two);
+        EXPECT_NE(two[0].information.number, two[1].information.number) << serial;
+    }
+}
+
+TEST(WaylandOutput, SaysOfItsDisplayWhatIsKnown)
+{
+    const std::tuple<WaylandOutput, std::uint32_t, std::uint32_t, std::uint32_t, const char*> cases[] = {
+        // A is 1, O 15, C 3: 1 << 10 | 15 << 5 | 3.
+        {output("DP-1", "AOC", "0x2701", "AOC 0x2701 0x0000010A (DP-1)"), 1507, 0x2701, 0x10A, "AOC 0x2701"},
+        {output("DP-1", "AOC", "0x2701", "AOC 0x2701 0x00000000 (DP-1)"), 1507, 0x2701, 0, "AOC 0x2701"},
+        {output("DP-1", "Unknown", "Unknown", "Unknown Unknown Unknown (DP-1)"), 0, 0, 0, "DP-1"},
+    };
+    for (const auto& [given, vendor, model, serial, name] : cases) {
+        std::vector<WaylandOutput> one{given};
+        identifyOutputs(one);
+        const auto& information = one[0].information;
+        EXPECT_EQ(std::tie(information.vendor, information.model, information.serial), std::tie(vendor, model, serial))
+            << given.description;
+        EXPECT_EQ(one[0].screen.localizedName, name);
+        EXPECT_EQ(information.info.dictionary() != nullptr, vendor != 0) << "nothing to ask of an unknown one";
     }
 }
 

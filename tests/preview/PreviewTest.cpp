@@ -1,0 +1,194 @@
+#include "programs/preview/PreviewLink.h"
+#include "programs/thumbnails/Thumbnails.h"
+#include "support/RealLoop.h"
+#include "support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+
+namespace vitrel {
+namespace {
+
+// A loop whose time is in the test's hand while its children are real processes.
+struct Children {
+    ManualClock clock;
+    RunLoop loop{clock};
+    TemporaryFolder folder;
+
+    // A program that is a few lines for the shell.
+    std::string program(const std::string& lines) const
+    {
+        const std::string path = folder.write("program", "#!/bin/sh\n" + lines);
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+        return path;
+    }
+    // Turns the loop until it holds, `step` of its time at each turn. False if it never comes to that.
+    bool until(const std::function<bool()>& holds, Seconds step = Seconds(0))
+    {
+        return RealLoop().turnUntil(holds, 60, [&] {
+            clock.time += step;
+            loop.turn();
+        });
+    }
+    // How many lines the programs have left in a file.
+    std::size_t lines(const std::string& name) const
+    {
+        const std::string text = TemporaryFolder::read(folder / name);
+        return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    }
+};
+
+using State = PreviewLink::State;
+
+// Three crashes in a row are enough; a wish of the user starts over. A child that came back for ever would cost a core.
+TEST(PreviewLink, StartsACrashedChildAgainButNotForEver)
+{
+    Children in;
+    PreviewLink link(in.loop, in.program("echo x >>" + in.folder.path() + "/starts; exit 1\n"));
+    ASSERT_TRUE(in.until([&] { return link.state() == State::failed; }, Seconds(0.05)));
+    EXPECT_EQ(in.lines("starts"), 3u);
+    EXPECT_EQ(link.frame().pixels, nullptr);
+    for (int turn = 0; turn < 50; ++turn) {
+        in.clock.time += Seconds(1);
+        in.loop.turn();
+    }
+    EXPECT_EQ(in.lines("starts"), 3u);
+    link.reload();
+    EXPECT_NE(link.state(), State::failed);
+    EXPECT_TRUE(in.until([&] { return link.state() == State::failed; }, Seconds(0.05)));
+    EXPECT_EQ(in.lines("starts"), 6u);
+
+    PreviewLink lost(in.loop, in.folder / "nothing");
+    lost.resize(100, 50);
+    lost.setShown(false);
+    EXPECT_TRUE(in.until([&] { return lost.state() == State::failed; }, Seconds(0.05)));
+}
+
+TEST(PreviewLink, EndsAChildThatDoesNotAnswer)
+{
+    Children in;
+    int changes = 0;
+    PreviewLink link(in.loop, in.program("echo x >>" + in.folder.path() + "/starts; exec sleep 600\n"));
+    link.onChange = [&] { ++changes; };
+    ASSERT_TRUE(in.until([&] { return in.lines("starts") == 1; }));
+    EXPECT_TRUE(in.until([&] { return link.state() == State::failed; }, Seconds(0.5)));
+    EXPECT_EQ(in.lines("starts"), 3u);
+    EXPECT_GE(changes, 3) << "who shows it is told";
+}
+
+// The real child: a red square that becomes a picture of the size that was asked for.
+TEST(PreviewLink, ShowsWhatTheSettingsChooseInTheSizeAskedFor)
+{
+    Children in;
+    const std::string source = in.folder.write(
+        "red.json", R"({"patches":{"c":{"class":"QCClear","inputs":{"inputColor":"#ff0000ff"}}},"connections":[]})");
+    const std::string file = in.folder / "red.qtz";
+    ASSERT_EQ(std::system((VITREL_PROGRAM " make " + source + " " + file).c_str()), 0);
+    setenv("XDG_CONFIG_HOME", (in.folder / "config").c_str(), 1);
+    ASSERT_EQ(std::system((VITREL_PROGRAM " compositions add " + file + " 2>/dev/null").c_str()), 0);
+    RealLoop real;
+    PreviewLink link(real.loop, VITREL_PROGRAM);
+    const auto shows = [&](std::uint32_t color, int width, int height) {
+        const auto frame = link.frame();
+        return frame.pixels && frame.width == width && frame.height == height
+            && (frame.pixels[std::size_t(height - 1) * frame.wordsPerRow + std::size_t(width - 1)] & 0xFFFFFF) == color;
+    };
+    EXPECT_TRUE(real.turnUntil([&] { return shows(0xFF0000, 480, 270); }, 60));
+    EXPECT_EQ(link.state(), State::playing);
+    link.resize(200, 100);
+    EXPECT_TRUE(real.turnUntil([&] { return shows(0xFF0000, 200, 100); }, 60));
+    in.folder.write(
+        "red.json", R"({"patches":{"c":{"class":"QCClear","inputs":{"inputColor":"#0000ffff"}}},"connections":[]})");
+    ASSERT_EQ(std::system((VITREL_PROGRAM " make " + source + " " + file).c_str()), 0);
+    link.reload();
+    EXPECT_TRUE(real.turnUntil([&] { return shows(0x0000FF, 200, 100); }, 60));
+    unsetenv("XDG_CONFIG_HOME");
+}
+
+// A red pixel as a PNG file, made with another program.
+constexpr const char* kRed
+    = "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAIAAACQd1PeAAAADElEQVR4nGP4z8AAAAMBAQDJ/pLvAAAAAElFTkSuQmCC";
+
+struct Pictures : Children {
+    std::string cache = folder / "cache";
+    std::string picture = folder.write("red.b64", kRed);
+    std::vector<std::string> ready;
+
+    // Renders as the real one is told to: its fifth word is the file to write.
+    std::string rendering(const std::string& first = "")
+    {
+        return program("echo x >>" + folder.path() + "/renders\n" + first + "base64 -d " + picture + " >\"$4\"\n");
+    }
+    std::unique_ptr<Thumbnails> thumbnails(const std::string& by)
+    {
+        auto made = std::make_unique<Thumbnails>(loop, by, cache);
+        made->onReady = [this](const std::string& path) { ready.push_back(path); };
+        return made;
+    }
+};
+
+TEST(Thumbnails, RenderOnceAndKeepForTheNextProcess)
+{
+    Pictures in;
+    const std::string a = in.folder.write("a.qtz", "a"), b = in.folder.write("b.qtz", "b");
+    {
+        const auto thumbnails = in.thumbnails(in.rendering());
+        EXPECT_EQ(thumbnails->thumbnail(a), nullptr);
+        thumbnails->want({a, in.folder / "gone.qtz", b});
+        ASSERT_TRUE(in.until([&] { return in.ready.size() == 2; }));
+        const auto picture = thumbnails->thumbnail(a);
+        ASSERT_TRUE(picture);
+        EXPECT_EQ(picture->pixels.front() & 0xFFFFFF, 0xFF0000u);
+        EXPECT_TRUE(thumbnails->thumbnail(b));
+        thumbnails->want({a, b});
+        EXPECT_EQ(in.lines("renders"), 2u) << "a file that isn't there starts nothing";
+    }
+    const auto later = in.thumbnails(in.rendering());
+    EXPECT_TRUE(later->thumbnail(b)) << "from the cache";
+    in.folder.write("b.qtz", "another size");
+    in.clock.time += Seconds(10);
+    EXPECT_EQ(later->thumbnail(b), nullptr) << "the file has changed";
+    later->want({b});
+    EXPECT_TRUE(in.until([&] { return later->thumbnail(b) != nullptr; }));
+    EXPECT_EQ(in.lines("renders"), 3u);
+}
+
+// A composition that crashes or hangs its renderer costs its own picture, once, and not those behind it.
+TEST(Thumbnails, GiveUpOnWhatCrashesOrHangsAndGoOn)
+{
+    Pictures in;
+    const std::string crash = in.folder.write("crash.qtz", "c"), hang = in.folder.write("hang.qtz", "h"),
+                      good = in.folder.write("good.qtz", "g");
+    const std::string by = in.rendering("case \"${10}\" in *crash*) kill -SEGV $$;; *hang*) exec sleep 600;; esac\n");
+    const auto thumbnails = in.thumbnails(by);
+    thumbnails->want({crash, hang, good});
+    ASSERT_TRUE(in.until([&] { return in.ready.size() == 3; }, Seconds(0.05)));
+    EXPECT_EQ(thumbnails->thumbnail(crash), nullptr);
+    EXPECT_EQ(thumbnails->thumbnail(hang), nullptr);
+    EXPECT_TRUE(thumbnails->thumbnail(good));
+    in.clock.time += Seconds(10);
+    in.thumbnails(by)->want({crash, hang});
+    for (int turn = 0; turn < 20; ++turn)
+        in.loop.turn();
+    EXPECT_EQ(in.lines("renders"), 3u) << "nor is it tried again while the file is the same";
+}
+
+TEST(Thumbnails, LeaveNothingBehindWithoutACacheAndWhenTheyGoInTheMiddle)
+{
+    Pictures in;
+    const std::string a = in.folder.write("a.qtz", "a");
+    in.cache.clear();
+    auto thumbnails = in.thumbnails(in.rendering("exec sleep 600\n"));
+    thumbnails->want({a});
+    ASSERT_TRUE(in.until([&] { return in.lines("renders") == 1; }));
+    thumbnails.reset(); // must not wait for the child
+    in.clock.time += Seconds(100);
+    EXPECT_EQ(in.loop.turn(), 0u);
+    EXPECT_TRUE(in.ready.empty());
+}
+
+} // namespace
+} // namespace vitrel
