@@ -33,20 +33,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Admission admission(clock);
     std::string_view rest(reinterpret_cast<const char*>(data), size);
     for (;;) {
-        HttpRequest request;
-        std::size_t length = 0;
-        const HttpReading reading = readHttpRequest(rest, request, length);
-        if (reading != HttpReading::Complete) {
-            check(reading == HttpReading::Broken || rest.size() < kMostHttpHead);
+        const auto read = readHttpRequest(rest);
+        if (!read) {
+            check(read.error() == NoHttpHead::Broken || rest.size() < kMostHttpHead);
             return 0;
         }
+        const auto& [request, length] = *read;
         check(length <= rest.size() && length <= kMostHttpHead
             && rest.substr(0, length).substr(length - 4) == "\r\n\r\n");
         // Not a byte less would have done, nor is a byte more looked at.
-        HttpRequest same;
-        std::size_t other = 0;
-        check(readHttpRequest(rest.substr(0, length - 1), same, other) == HttpReading::Incomplete);
-        check(readHttpRequest(rest.substr(0, length), same, other) == HttpReading::Complete && other == length);
+        const auto less = readHttpRequest(rest.substr(0, length - 1)), same = readHttpRequest(rest.substr(0, length));
+        check(!less && less.error() == NoHttpHead::Yet);
+        check(same && same->length == length);
 
         // The fuzzer can't sign, so what it made of a target is signed here, too, where that can be done.
         const auto target = makeCompanionTarget(request.target);

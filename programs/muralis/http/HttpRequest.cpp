@@ -93,13 +93,12 @@ bool readField(std::string_view line, HttpRequest& request, Seen& seen)
 
 } // namespace
 
-HttpReading readHttpRequest(std::string_view bytes, HttpRequest& request, std::size_t& length)
+Result<HttpHead, NoHttpHead> readHttpRequest(std::string_view bytes)
 {
     const std::size_t end = bytes.substr(0, kMostHttpHead).find("\r\n\r\n");
     if (end == std::string_view::npos)
-        return bytes.size() < kMostHttpHead ? HttpReading::Incomplete : HttpReading::Broken;
-    length = end + 4;
-    request = {};
+        return bytes.size() < kMostHttpHead ? NoHttpHead::Yet : NoHttpHead::Broken;
+    HttpHead read{{}, end + 4};
     Seen seen;
     std::string_view head = bytes.substr(0, end + 2);
     for (bool isFirst = true; !head.empty(); isFirst = false) {
@@ -107,11 +106,11 @@ HttpReading readHttpRequest(std::string_view bytes, HttpRequest& request, std::s
         const std::string_view line = head.substr(0, lineEnd);
         head.remove_prefix(lineEnd + 2);
         if (std::any_of(line.begin(), line.end(), isControl))
-            return HttpReading::Broken;
-        if (!(isFirst ? readRequestLine(line, request) : readField(line, request, seen)))
-            return HttpReading::Broken;
+            return NoHttpHead::Broken;
+        if (!(isFirst ? readRequestLine(line, read.request) : readField(line, read.request, seen)))
+            return NoHttpHead::Broken;
     }
-    return HttpReading::Complete;
+    return read;
 }
 
 bool isLoopbackHost(std::string_view host)

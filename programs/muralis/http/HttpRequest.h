@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Result.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -18,19 +20,23 @@ struct HttpRequest {
     bool isFromPage = false;
 };
 
-enum class HttpReading {
-    Incomplete, // as yet
-    Complete,
+enum class NoHttpHead {
+    Yet, // it is incomplete
     Broken, // nothing that can be answered with sense; what follows it can't be read either
+};
+
+struct HttpHead {
+    HttpRequest request;
+    std::size_t length = 0; // bytes
 };
 
 // A head may have so many bytes, its empty line included. The companion's requests have about 300.
 inline constexpr std::size_t kMostHttpHead = 8192;
 
 // Reads the head at the beginning of `bytes`, strictly by RFC 9112: lines end in CR LF, no continuation lines, one
-// blank between the parts of the first line, HTTP/1.0 or 1.1. A request with a body is broken: none is expected. When
-// it is complete, `request` has what it says and `length` how many bytes it took. Any thread.
-HttpReading readHttpRequest(std::string_view bytes, HttpRequest& request, std::size_t& length);
+// blank between the parts of the first line, HTTP/1.0 or 1.1. A request with a body is broken: none is expected.
+// Any thread.
+Result<HttpHead, NoHttpHead> readHttpRequest(std::string_view bytes);
 
 // Whether a "Host" names this machine's loopback device, with or without a port: localhost, 127.0.0.1 or [::1]. A
 // name that somebody else's server resolves to the loopback device doesn't.

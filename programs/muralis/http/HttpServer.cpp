@@ -56,20 +56,19 @@ HttpServer::~HttpServer()
 Result<std::unique_ptr<HttpServer>, std::string> HttpServer::listen(RunLoop& loop, std::uint16_t port, Handler handler)
 {
     std::unique_ptr<HttpServer> server(new HttpServer(loop, std::move(handler)));
-    bool hasOne = false;
     for (const int family : {AF_INET, AF_INET6}) {
         // The second takes the number that the first got.
-        if (auto error = server->open(family, server->port_ ? server->port_ : port, hasOne))
+        if (auto error = server->open(family, server->port_ ? server->port_ : port))
             return *error;
     }
-    if (!hasOne)
+    if (server->listeners_.empty())
         return std::string("there is no loopback device");
     for (const int listener : server->listeners_)
         server->watchListener(listener);
     return server;
 }
 
-std::optional<std::string> HttpServer::open(int family, std::uint16_t port, bool& isThere)
+std::optional<std::string> HttpServer::open(int family, std::uint16_t port)
 {
     const auto failure = [port](int error) -> std::string {
         return "can't listen on port " + std::to_string(port) + ": " + std::strerror(error);
@@ -105,7 +104,6 @@ std::optional<std::string> HttpServer::open(int family, std::uint16_t port, bool
         return isMissingAddress(error) ? std::nullopt : std::optional(failure(error));
     }
     listeners_.push_back(listener);
-    isThere = true;
     getsockname(listener, generic, &size);
     if (family == AF_INET) {
         sockaddr_in in;
@@ -218,22 +216,20 @@ void HttpServer::readFrom(int fd)
 void HttpServer::takeRequests(int fd, Connection& connection)
 {
     while (!connection.hasAnswer && !connection.isLeaving) {
-        HttpRequest request;
-        std::size_t length = 0;
-        const HttpReading reading = readHttpRequest(connection.input, request, length);
-        if (reading == HttpReading::Incomplete)
+        const auto head = readHttpRequest(connection.input);
+        if (!head && head.error() == NoHttpHead::Yet)
             return;
-        if (reading == HttpReading::Broken) {
+        if (!head) {
             answer(connection, nullptr, true);
         } else {
-            connection.input.erase(0, length);
+            connection.input.erase(0, head->length);
             connection.lastUse = loop_.clock().now();
-            const HttpAnswer body = handler_(request, [&connection] {
+            const HttpAnswer body = handler_(head->request, [&connection] {
                 if (!connection.owner)
                     connection.owner = ownerOfPeer(connection.ends);
                 return connection.owner;
             });
-            answer(connection, body, !body || !request.keepsAlive);
+            answer(connection, body, !body || !head->request.keepsAlive);
         }
         if (!send(fd, connection))
             return;

@@ -65,7 +65,7 @@ private:
     using Connections = std::map<int, std::unique_ptr<Connection>>;
 
     HttpServer(RunLoop& loop, Handler handler);
-    std::optional<std::string> open(int family, std::uint16_t port, bool& isThere);
+    std::optional<std::string> open(int family, std::uint16_t port);
     void watchListener(int listener);
     void acceptFrom(int listener);
     void makeRoom();
