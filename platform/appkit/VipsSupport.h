@@ -11,16 +11,16 @@ namespace vitrel {
 // companion never need it.
 
 // What is used of it, without the prefix.
-#define VITREL_VIPS_FUNCTIONS(X)                                                                                       \
-    X(band_format_iscomplex)                                                                                           \
-    X(block_untrusted_set)                                                                                             \
-    X(cache_set_max)                                                                                                   \
-    X(cast_uchar)                                                                                                      \
-    X(colourspace) X(concurrency_set) X(error_clear) X(format_sizeof) X(gifload_buffer) X(icc_transform)               \
-        X(image_get_bands) X(image_get_format) X(image_get_height) X(image_get_int) X(image_get_orientation)           \
-            X(image_get_typeof) X(image_get_width) X(image_guess_interpretation) X(image_new_from_memory) X(init)      \
-                X(jpegload_buffer) X(jpegsave_buffer) X(pngload_buffer) X(pngsave_buffer) X(region_new)                \
-                    X(region_prepare) X(thread_shutdown) X(tiffload_buffer) X(webpload_buffer)
+// Moved further in each time otherwise.
+// clang-format off
+#define VITREL_VIPS_FUNCTIONS(X) \
+    X(band_format_iscomplex) X(block_untrusted_set) X(cache_set_max) X(cast_uchar) X(colourspace) X(concurrency_set) \
+    X(error_clear) X(format_sizeof) X(gifload_buffer) X(icc_transform) X(image_get_bands) X(image_get_format) \
+    X(image_get_height) X(image_get_int) X(image_get_orientation) X(image_get_typeof) X(image_get_width) \
+    X(image_guess_interpretation) X(image_new_from_memory) X(init) X(jpegload_buffer) X(jpegsave_buffer) \
+    X(pngload_buffer) X(pngsave_buffer) X(region_new) X(region_prepare) X(thread_shutdown) X(tiffload_buffer) \
+    X(webpload_buffer)
+// clang-format on
 
 struct VipsLibrary {
 #define VITREL_MEMBER(name) decltype(&::vips_##name) name;

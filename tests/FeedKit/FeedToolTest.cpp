@@ -65,6 +65,22 @@ TEST_F(FeedTool, PrintsALineForEachDocumentAndFailsIfOneDoes)
     ended = run({"--kind", json, second, atom, first});
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.output, json + "\tjson\n" + second + "\terror\n" + atom + "\tatom\n" + first + "\trss\n");
+    // A JSON Feed's fields under the models' names.
+    const std::string all = folder_.write("all",
+        R"({"version":"v","title":"t","home_page_url":"h","feed_url":"f",)"
+        R"("description":"d","user_comment":"u","next_url":"n","icon":"i","favicon":"w","expired":true,"hubs":[],"items":[)"
+        R"({"id":"1","url":"u","external_url":"e","title":"t","content_text":"x","content_html":"y","summary":"s",)"
+        R"("image":"i","banner_image":"b","date_published":"2006-07-02T15:04:05Z","date_modified":"2006-07-02T15:04:06Z",)"
+        R"("tags":["g"],"attachments":[{"url":"a","mime_type":"m","title":"t","size_in_bytes":1,"duration_in_seconds":2}]}]})");
+    ended = run({all});
+    EXPECT_EQ(ended.output,
+        R"({"file":")" + all
+            + R"(","kind":"json","feed":{"version":"v","title":"t","homePageURL":"h",)"
+              R"("feedUrl":"f","description":"d","userComment":"u","nextUrl":"n","icon":"i","favicon":"w","expired":true,"hubs":[],)"
+              R"("items":[{"id":"1","url":"u","externalUrl":"e","title":"t","contentText":"x","contentHtml":"y","summary":"s",)"
+              R"("image":"i","bannerImage":"b","datePublished":1151852645,"dateModified":1151852646,"tags":["g"],)"
+              R"("attachments":[{"url":"a","mimeType":"m","title":"t","sizeInBytes":1,"durationInSeconds":2}]}]}})"
+            + "\n");
     ended = run({"--pretty", first});
     EXPECT_EQ(ended.output,
         "{\n  \"file\": \"" + first + "\",\n  \"kind\": \"rss\",\n  \"feed\": {\n    \"title\": \"one\"\n  }\n}\n");
