@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 
+#include <algorithm>
 #include <cstring>
 #include <unicode/ucnv.h>
 
@@ -226,6 +227,11 @@ bool InputDecoder::decodeMore()
         headAt_ += static_cast<std::size_t>(source - sourceBegin);
         units_.resize(static_cast<std::size_t>(target - units_.data()));
         undecodable_ = U_FAILURE(status) && status != U_BUFFER_OVERFLOW_ERROR;
+        // No document may have a zero, and the tokeniser takes one at the beginning for a sign of another encoding.
+        if (const auto zero = std::find(units_.begin(), units_.end(), u'\0'); zero != units_.end()) {
+            units_.erase(zero, units_.end());
+            undecodable_ = true;
+        }
         if (flushing && units_.empty() && !undecodable_)
             return false;
     }

@@ -195,6 +195,7 @@ TEST(XMLFeedParser, ReadsOtherEncodings)
     expect(declared("EUC-JP", "\xC6"), "the bytes are not valid EUC-JP");
     expect("\xFF\xFE" + wide("<rss>", true) + std::string("\x00\xD8", 2) + wide("</rss>", true),
         "the bytes are not valid UTF-16");
+    expect("\xFF\xFE" + wide(std::string("s\0\xE4\x81\xA0>", 6), true), "the bytes are not valid UTF-16");
     EXPECT_THAT(outcomeOf(declared("US-ASCII", "é")), testing::StartsWith("not well-formed"));
 }
 
