@@ -1,6 +1,7 @@
 // What a player in a window costs and how fast it is, on a server without a screen of its own and a bus of its own:
 // bench_player [first] [frames] [still] [change] [memory]; all without a word. Prints a table.
 #include "platform/appkit/x11/X11Window.h"
+#include "platform/messagebus/BusTypes.h"
 #include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "programs/vitrel/Commands.h"
@@ -10,7 +11,6 @@
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
-#include <sdbus-c++/sdbus-c++.h>
 #include <vips/vips.h>
 
 #include <algorithm>
@@ -33,7 +33,7 @@ int complain(const std::string& message, int code)
 namespace {
 
 constexpr int kWidth = 1280, kHeight = 720;
-const std::string kPlayer = "org.mpris.MediaPlayer2.Player";
+constexpr const char* kPlayer = "org.mpris.MediaPlayer2.Player";
 using Variants = std::map<std::string, sdbus::Variant>;
 
 double now()
@@ -194,19 +194,17 @@ class BusPlayer
 public:
     BusPlayer()
         : connection_(sdbus::createSessionBusConnection())
-        , object_(sdbus::createObject(*connection_, "/org/mpris/MediaPlayer2"))
+        , object_(sdbus::createObject(*connection_, sdbus::ObjectPath("/org/mpris/MediaPlayer2")))
     {
-        object_->registerProperty("Metadata").onInterface(kPlayer).withGetter([this] { return metadata_; });
-        object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter([] {
-            return std::string("Playing");
-        });
-        object_->registerProperty("Position").onInterface(kPlayer).withGetter([] { return std::int64_t(0); });
-        object_->finishRegistration();
-        connection_->requestName("org.mpris.MediaPlayer2.bench");
+        offerProperty(*object_, kPlayer, "Metadata", [this] { return metadata_; });
+        offerProperty(*object_, kPlayer, "PlaybackStatus", [] { return std::string("Playing"); });
+        offerProperty(*object_, kPlayer, "Position", [] { return std::int64_t(0); });
+        finish(*object_);
+        connection_->requestName(BusName("org.mpris.MediaPlayer2.bench"));
     }
     void pump()
     {
-        while (connection_->processPendingRequest()) { }
+        while (processOne(*connection_)) { }
     }
     void play(const std::string& title, const std::string& cover)
     {
@@ -214,7 +212,7 @@ public:
             {"xesam:artist", sdbus::Variant(std::vector<std::string>{"Artist"})},
             {"mpris:trackid", sdbus::Variant(sdbus::ObjectPath("/" + title))},
             {"mpris:artUrl", sdbus::Variant("file://" + cover)}};
-        auto signal = object_->createSignal("org.freedesktop.DBus.Properties", "PropertiesChanged");
+        auto signal = signalOf(*object_, "org.freedesktop.DBus.Properties", "PropertiesChanged");
         signal << kPlayer << Variants{{"Metadata", sdbus::Variant(metadata_)}} << std::vector<std::string>();
         object_->emitSignal(signal);
         pump();

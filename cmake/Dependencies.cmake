@@ -21,7 +21,7 @@ pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xext xrandr xfixes xi xscrnsa
 pkg_check_modules(WAYLAND REQUIRED IMPORTED_TARGET wayland-client wayland-cursor)
 pkg_check_modules(WAYLAND_SERVER REQUIRED IMPORTED_TARGET wayland-server)
 pkg_check_modules(SDBUS REQUIRED IMPORTED_TARGET sdbus-c++)
-pkg_check_modules(MOZJS REQUIRED IMPORTED_TARGET mozjs-102)
+pkg_search_module(MOZJS REQUIRED IMPORTED_TARGET mozjs-128 mozjs-102)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
 # It comes without a description of its own.

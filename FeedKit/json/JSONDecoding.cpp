@@ -253,6 +253,8 @@ vitrel::Result<T, JSONDecodingError> decode(
     vitrel::ByteView json, const DateDecodingStrategy& dates, std::size_t padding)
 {
     const auto text = withoutByteOrderMark(json);
+    if (text.starts_with("\xEF\xBB\xBF")) // a reader may skip one of its own accord
+        return JSONDecodingError{"The document isn't valid JSON: it begins with two byte order marks."};
     const auto density = densityOf(text);
     if (isTooDense(density, text.size()))
         return JSONDecodingError{"The document holds more values than a feed of its size."};

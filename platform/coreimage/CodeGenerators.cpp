@@ -15,6 +15,8 @@ constexpr std::uint32_t kBlack = 0xFF000000, kWhite = 0xFFFFFFFF;
 constexpr std::size_t kMostQRMessage = 2953;
 // The library's own bound for this code is below it, and its tables are of fixed size.
 constexpr std::size_t kMostBarcodeMessage = 256;
+// Start, 60 symbols, check and stop: what a code may hold is the same with each version of the library.
+constexpr int kMostBarcodeModules = 11 + 60 * 11 + 11 + 13;
 
 struct ReleaseCode {
     void operator()(QRcode* code) const { QRcode_free(code); }
@@ -62,7 +64,8 @@ std::shared_ptr<const Bitmap> code128Bitmap(ByteView message, int quietSpace, in
         return nullptr;
     symbol->symbology = BARCODE_CODE128;
     symbol->input_mode = DATA_MODE;
-    if (ZBarcode_Encode(symbol.get(), message.data(), int(message.size())) >= ZINT_ERROR || symbol->width < 1)
+    if (ZBarcode_Encode(symbol.get(), message.data(), int(message.size())) >= ZINT_ERROR || symbol->width < 1
+        || symbol->width > kMostBarcodeModules)
         return nullptr;
     const int width = symbol->width + 2 * quietSpace;
     auto bitmap = whiteBitmap(width, barHeight + 2 * quietSpace);

@@ -1,11 +1,11 @@
 #include "platform/messagebus/BusConnection.h"
 
+#include "platform/messagebus/BusTypes.h"
+
 #include <algorithm>
 #include <chrono>
 #include <limits>
 #include <utility>
-
-#include <sdbus-c++/sdbus-c++.h>
 
 namespace vitrel {
 namespace {
@@ -47,7 +47,7 @@ void BusConnection::process()
     const auto self = shared_from_this();
     try {
         int left = kMessagesPerTurn;
-        while (bus_ && left > 0 && bus_->processPendingRequest())
+        while (bus_ && left > 0 && processOne(*bus_))
             --left;
         if (left == 0)
             loop_.post([weak = weak_from_this()] {
@@ -79,11 +79,12 @@ void BusConnection::arm()
     }
     send(timer_, &NSTimer::invalidate);
     timer_.reset();
-    if (data.timeout_usec == std::numeric_limits<std::uint64_t>::max())
+    const std::uint64_t end = microsecondsOf(data);
+    if (end == std::numeric_limits<std::uint64_t>::max())
         return;
     const auto now
         = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now().time_since_epoch());
-    const double left = static_cast<double>(data.timeout_usec) - static_cast<double>(now.count());
+    const double left = static_cast<double>(end) - static_cast<double>(now.count());
     timer_ = loop_.scheduledTimer(Seconds(std::max(left / 1e6, 0.0)), false, ready);
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/foundation/RunLoop.h"
 #include "platform/messagebus/BusConnection.h"
+#include "platform/messagebus/BusTypes.h"
 #include "platform/scriptingbridge/BusValues.h"
 
 #include <algorithm>
@@ -10,16 +11,14 @@
 #include <map>
 #include <vector>
 
-#include <sdbus-c++/sdbus-c++.h>
-
 namespace vitrel {
 namespace {
 
 const std::string kPrefix = "org.mpris.MediaPlayer2.";
-const std::string kPlayerPath = "/org/mpris/MediaPlayer2";
-const std::string kPlayerInterface = "org.mpris.MediaPlayer2.Player";
-const std::string kProperties = "org.freedesktop.DBus.Properties";
-const std::string kBus = "org.freedesktop.DBus";
+constexpr const char* kPlayerPath = "/org/mpris/MediaPlayer2";
+constexpr const char* kPlayerInterface = "org.mpris.MediaPlayer2.Player";
+constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
+constexpr const char* kBus = "org.freedesktop.DBus";
 
 constexpr std::chrono::seconds kPatience{2};
 // More players than anybody runs; each costs the bus a match rule.
@@ -122,21 +121,21 @@ private:
 void SessionBus::Connection::opened(sdbus::IConnection& bus)
 {
     bus_ = &bus;
-    names_ = sdbus::createProxy(*bus_, kBus, "/org/freedesktop/DBus");
+    names_ = sdbus::createProxy(*bus_, BusName(kBus), sdbus::ObjectPath("/org/freedesktop/DBus"));
     // All callbacks run in turns of the connection, which holds this object meanwhile.
-    names_->registerSignalHandler(kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
+    onSignal(*names_, kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
         try {
             std::string name, oldOwner, newOwner;
             signal >> name >> oldOwner >> newOwner;
             ownerChanged(name, newOwner);
         } catch (const sdbus::Error&) { }
     });
-    names_->finishRegistration();
+    finish(*names_);
     // Listed after the watch began, so that none slips between.
     names_->callMethodAsync("ListNames")
         .onInterface(kBus)
         .withTimeout(kPatience)
-        .uponReplyInvoke([this](const sdbus::Error*, const std::vector<std::string>& names) {
+        .uponReplyInvoke([this](BusError, const std::vector<std::string>& names) {
             listed_ = true;
             for (const std::string& name : names) {
                 if (isPlayer(name))
@@ -168,7 +167,7 @@ void SessionBus::Connection::playerFound(const std::string& name)
             .onInterface(kBus)
             .withTimeout(kPatience)
             .withArguments(kPrefix + name)
-            .uponReplyInvoke([this, name](const sdbus::Error* error, const std::string& owner) {
+            .uponReplyInvoke([this, name](BusError error, const std::string& owner) {
                 // Who came meanwhile has an owner already.
                 if (!playerOf(name, {}))
                     return;
@@ -202,12 +201,12 @@ void SessionBus::Connection::playerCame(const std::string& name, const std::stri
 // name that players are known by, and hands those of each to the handlers of all.
 std::unique_ptr<sdbus::IProxy> SessionBus::Connection::proxyOf(const std::string& name, const std::string& owner)
 {
-    auto proxy = sdbus::createProxy(*bus_, owner, kPlayerPath);
-    proxy->registerSignalHandler(kProperties, "PropertiesChanged", [this, name, owner](sdbus::Signal& signal) {
+    auto proxy = sdbus::createProxy(*bus_, BusName(owner), sdbus::ObjectPath(kPlayerPath));
+    onSignal(*proxy, kProperties, "PropertiesChanged", [this, name, owner](sdbus::Signal& signal) {
         if (Player* player = playerOf(name, owner))
             propertiesChanged(name, *player, signal);
     });
-    proxy->registerSignalHandler(kPlayerInterface, "Seeked", [this, name, owner](sdbus::Signal& signal) {
+    onSignal(*proxy, kPlayerInterface, "Seeked", [this, name, owner](sdbus::Signal& signal) {
         try {
             std::int64_t position = 0;
             signal >> position;
@@ -215,7 +214,7 @@ std::unique_ptr<sdbus::IProxy> SessionBus::Connection::proxyOf(const std::string
                 listener->playerSeeked(name, static_cast<double>(position) / 1e6);
         } catch (const sdbus::Error&) { }
     });
-    proxy->finishRegistration();
+    finish(*proxy);
     return proxy;
 }
 
@@ -225,7 +224,7 @@ void SessionBus::Connection::askForProcess(const std::string& name, const std::s
         .onInterface(kBus)
         .withTimeout(kPatience)
         .withArguments(owner)
-        .uponReplyInvoke([this, name, owner](const sdbus::Error* error, std::uint32_t process) {
+        .uponReplyInvoke([this, name, owner](BusError error, std::uint32_t process) {
             if (Player* player = playerOf(name, owner)) {
                 player->knowsProcess = true;
                 player->process = error ? 0 : process;
@@ -256,7 +255,7 @@ void SessionBus::Connection::ask(const std::string& name, Player& player)
         .onInterface(kProperties)
         .withTimeout(kPatience)
         .withArguments(kPlayerInterface)
-        .uponReplyInvoke([this, name, owner = player.owner](const sdbus::Error* error, const Variants& properties) {
+        .uponReplyInvoke([this, name, owner = player.owner](BusError error, const Variants& properties) {
             Player* player = playerOf(name, owner);
             if (player && !error)
                 propertiesCame(name, *player, dictionaryOf(properties));

@@ -1,6 +1,7 @@
 #include "programs/idle/LoginSession.h"
 
 #include "platform/messagebus/BusConnection.h"
+#include "platform/messagebus/BusTypes.h"
 
 #include <chrono>
 #include <cstdlib>
@@ -8,18 +9,16 @@
 
 #include <unistd.h>
 
-#include <sdbus-c++/sdbus-c++.h>
-
 namespace vitrel {
 
 namespace {
 
-const std::string kLogin = "org.freedesktop.login1";
-const std::string kManagerPath = "/org/freedesktop/login1";
-const std::string kManager = "org.freedesktop.login1.Manager";
-const std::string kSession = "org.freedesktop.login1.Session";
-const std::string kUser = "org.freedesktop.login1.User";
-const std::string kProperties = "org.freedesktop.DBus.Properties";
+constexpr const char* kLogin = "org.freedesktop.login1";
+constexpr const char* kManagerPath = "/org/freedesktop/login1";
+constexpr const char* kManager = "org.freedesktop.login1.Manager";
+constexpr const char* kSession = "org.freedesktop.login1.Session";
+constexpr const char* kUser = "org.freedesktop.login1.User";
+constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
 constexpr std::chrono::seconds kPatience{5};
 constexpr Seconds kFirstRetry{30}, kLongestRetry{1800};
 
@@ -69,8 +68,8 @@ private:
 void LoginSession::Connection::opened(sdbus::IConnection& bus)
 {
     bus_ = &bus;
-    manager_ = sdbus::createProxy(bus, kLogin, kManagerPath);
-    manager_->registerSignalHandler(kManager, "PrepareForSleep", [this](sdbus::Signal& signal) {
+    manager_ = sdbus::createProxy(bus, BusName(kLogin), sdbus::ObjectPath(kManagerPath));
+    onSignal(*manager_, kManager, "PrepareForSleep", [this](sdbus::Signal& signal) {
         try {
             bool asleep = false;
             signal >> asleep;
@@ -78,7 +77,7 @@ void LoginSession::Connection::opened(sdbus::IConnection& bus)
                 to->onAsleep(asleep);
         } catch (const sdbus::Error&) { }
     });
-    manager_->registerSignalHandler(kProperties, "PropertiesChanged", [this](sdbus::Signal& signal) {
+    onSignal(*manager_, kProperties, "PropertiesChanged", [this](sdbus::Signal& signal) {
         try {
             std::string interface;
             Variants changed;
@@ -88,7 +87,7 @@ void LoginSession::Connection::opened(sdbus::IConnection& bus)
                 listInhibitors();
         } catch (const sdbus::Error&) { }
     });
-    manager_->finishRegistration();
+    finish(*manager_);
     findSession();
     listInhibitors();
 }
@@ -104,7 +103,7 @@ void LoginSession::Connection::closing()
 // A service of the user's has no session of its own, so it takes the one on the user's display.
 void LoginSession::Connection::findSession()
 {
-    const auto take = [this](const sdbus::Error* error, const sdbus::ObjectPath& path) {
+    const auto take = [this](BusError error, const sdbus::ObjectPath& path) {
         if (error)
             askForUser();
         else
@@ -131,16 +130,16 @@ void LoginSession::Connection::askForUser()
         .onInterface(kManager)
         .withTimeout(kPatience)
         .withArguments(std::uint32_t(getuid()))
-        .uponReplyInvoke([this](const sdbus::Error* error, const sdbus::ObjectPath& path) {
+        .uponReplyInvoke([this](BusError error, const sdbus::ObjectPath& path) {
             if (error)
                 return;
-            user_ = sdbus::createProxy(*bus_, kLogin, path);
-            user_->finishRegistration();
+            user_ = sdbus::createProxy(*bus_, BusName(kLogin), sdbus::ObjectPath(path));
+            finish(*user_);
             user_->callMethodAsync("Get")
                 .onInterface(kProperties)
                 .withTimeout(kPatience)
                 .withArguments(kUser, std::string("Display"))
-                .uponReplyInvoke([this](const sdbus::Error* error, const sdbus::Variant& display) {
+                .uponReplyInvoke([this](BusError error, const sdbus::Variant& display) {
                     using Session = sdbus::Struct<std::string, sdbus::ObjectPath>;
                     if (!error && display.containsValueOfType<Session>())
                         watchSession(display.get<Session>().get<1>());
@@ -152,11 +151,11 @@ void LoginSession::Connection::watchSession(const std::string& path)
 {
     if (path.empty() || path == "/")
         return;
-    session_ = sdbus::createProxy(*bus_, kLogin, path);
+    session_ = sdbus::createProxy(*bus_, BusName(kLogin), sdbus::ObjectPath(path));
     // Asked to lock is as good as locked: the locker is on its way, and needs the screen.
-    session_->registerSignalHandler(kSession, "Lock", [this](sdbus::Signal&) { lockedIs(true); });
-    session_->registerSignalHandler(kSession, "Unlock", [this](sdbus::Signal&) { lockedIs(false); });
-    session_->registerSignalHandler(kProperties, "PropertiesChanged", [this](sdbus::Signal& signal) {
+    onSignal(*session_, kSession, "Lock", [this](sdbus::Signal&) { lockedIs(true); });
+    onSignal(*session_, kSession, "Unlock", [this](sdbus::Signal&) { lockedIs(false); });
+    onSignal(*session_, kProperties, "PropertiesChanged", [this](sdbus::Signal& signal) {
         try {
             std::string interface;
             Variants changed;
@@ -166,12 +165,12 @@ void LoginSession::Connection::watchSession(const std::string& path)
                 lockedIs(locked);
         } catch (const sdbus::Error&) { }
     });
-    session_->finishRegistration();
+    finish(*session_);
     session_->callMethodAsync("Get")
         .onInterface(kProperties)
         .withTimeout(kPatience)
         .withArguments(kSession, std::string("LockedHint"))
-        .uponReplyInvoke([this](const sdbus::Error* error, const sdbus::Variant& locked) {
+        .uponReplyInvoke([this](BusError error, const sdbus::Variant& locked) {
             if (!error && locked.containsValueOfType<bool>())
                 lockedIs(locked.get<bool>());
         });
@@ -188,7 +187,7 @@ void LoginSession::Connection::listInhibitors()
     manager_->callMethodAsync("ListInhibitors")
         .onInterface(kManager)
         .withTimeout(kPatience)
-        .uponReplyInvoke([this](const sdbus::Error* error, const std::vector<Row>& rows) {
+        .uponReplyInvoke([this](BusError error, const std::vector<Row>& rows) {
             std::vector<Inhibitor> list;
             for (const auto& row : rows) {
                 if (hasWord(row.get<0>(), "idle") && row.get<3>() == "block")

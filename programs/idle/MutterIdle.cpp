@@ -1,19 +1,18 @@
 #include "programs/idle/MutterIdle.h"
 
 #include "platform/messagebus/BusConnection.h"
+#include "platform/messagebus/BusTypes.h"
 
 #include <chrono>
 #include <cstdint>
-
-#include <sdbus-c++/sdbus-c++.h>
 
 namespace vitrel {
 
 namespace {
 
-const std::string kMonitor = "org.gnome.Mutter.IdleMonitor";
-const std::string kPath = "/org/gnome/Mutter/IdleMonitor/Core";
-const std::string kBus = "org.freedesktop.DBus";
+constexpr const char* kMonitor = "org.gnome.Mutter.IdleMonitor";
+constexpr const char* kPath = "/org/gnome/Mutter/IdleMonitor/Core";
+constexpr const char* kBus = "org.freedesktop.DBus";
 constexpr std::chrono::seconds kPatience{5}, kShortPatience{1};
 constexpr Seconds kFirstRetry{5}, kLongestRetry{1800};
 
@@ -49,18 +48,18 @@ private:
 
 void MutterIdle::Connection::opened(sdbus::IConnection& bus)
 {
-    monitor_ = sdbus::createProxy(bus, kMonitor, kPath);
-    monitor_->registerSignalHandler(kMonitor, "WatchFired", [this](sdbus::Signal& signal) {
+    monitor_ = sdbus::createProxy(bus, BusName(kMonitor), sdbus::ObjectPath(kPath));
+    onSignal(*monitor_, kMonitor, "WatchFired", [this](sdbus::Signal& signal) {
         try {
             std::uint32_t watch = 0;
             signal >> watch;
             fired(watch);
         } catch (const sdbus::Error&) { }
     });
-    monitor_->finishRegistration();
+    finish(*monitor_);
     // The desktop's shell may be started anew, and knows of no watches then.
-    names_ = sdbus::createProxy(bus, kBus, "/org/freedesktop/DBus");
-    names_->registerSignalHandler(kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
+    names_ = sdbus::createProxy(bus, BusName(kBus), sdbus::ObjectPath("/org/freedesktop/DBus"));
+    onSignal(*names_, kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
         try {
             std::string name, oldOwner, newOwner;
             signal >> name >> oldOwner >> newOwner;
@@ -68,7 +67,7 @@ void MutterIdle::Connection::opened(sdbus::IConnection& bus)
                 watch();
         } catch (const sdbus::Error&) { }
     });
-    names_->finishRegistration();
+    finish(*names_);
     watch();
 }
 
@@ -79,7 +78,7 @@ void MutterIdle::Connection::watch()
         .onInterface(kMonitor)
         .withTimeout(kPatience)
         .withArguments(milliseconds_)
-        .uponReplyInvoke([this](const sdbus::Error* error, std::uint32_t watch) { idleWatch_ = error ? 0 : watch; });
+        .uponReplyInvoke([this](BusError error, std::uint32_t watch) { idleWatch_ = error ? 0 : watch; });
 }
 
 void MutterIdle::Connection::fired(std::uint32_t watch)
@@ -91,8 +90,7 @@ void MutterIdle::Connection::fired(std::uint32_t watch)
         monitor_->callMethodAsync("AddUserActiveWatch")
             .onInterface(kMonitor)
             .withTimeout(kPatience)
-            .uponReplyInvoke(
-                [this](const sdbus::Error* error, std::uint32_t watch) { activeWatch_ = error ? 0 : watch; });
+            .uponReplyInvoke([this](BusError error, std::uint32_t watch) { activeWatch_ = error ? 0 : watch; });
         if (to && to->onIdle)
             to->onIdle();
     }
@@ -120,8 +118,8 @@ bool MutterIdle::isThere()
 {
     try {
         const auto bus = sdbus::createSessionBusConnection();
-        const auto names = sdbus::createProxy(*bus, kBus, "/org/freedesktop/DBus");
-        names->finishRegistration();
+        const auto names = sdbus::createProxy(*bus, BusName(kBus), sdbus::ObjectPath("/org/freedesktop/DBus"));
+        finish(*names);
         bool has = false;
         names->callMethod("NameHasOwner")
             .onInterface(kBus)

@@ -1,17 +1,16 @@
 #include "programs/idle/SaverService.h"
 
 #include "platform/messagebus/BusConnection.h"
+#include "platform/messagebus/BusTypes.h"
 
 #include <chrono>
-
-#include <sdbus-c++/sdbus-c++.h>
 
 namespace vitrel {
 
 namespace {
 
-const std::string kName = "org.freedesktop.ScreenSaver";
-const std::string kBus = "org.freedesktop.DBus";
+constexpr const char* kName = "org.freedesktop.ScreenSaver";
+constexpr const char* kBus = "org.freedesktop.DBus";
 constexpr std::uint32_t kDoNotQueue = 4; // of RequestName
 constexpr std::uint32_t kPrimaryOwner = 1; // its answer
 constexpr std::chrono::seconds kPatience{5};
@@ -48,30 +47,25 @@ private:
 
 void SaverService::Connection::offer(sdbus::IConnection& bus, const char* path)
 {
-    auto object = sdbus::createObject(bus, path);
+    auto object = sdbus::createObject(bus, sdbus::ObjectPath(path));
     auto* raw = object.get();
-    object->registerMethod("Inhibit")
-        .onInterface(kName)
-        .withInputParamNames("application_name", "reason_for_inhibit")
-        .withOutputParamNames("cookie")
-        .implementedAs([this, raw](const std::string& who, const std::string& why) {
-            const auto* message = raw->getCurrentlyProcessedMessage();
-            const std::uint32_t cookie = book_.add(message ? message->getSender() : "", {who, why});
+    offerMethod(*object, kName, "Inhibit",
+        [this, raw](const std::string& who, const std::string& why) {
+            const std::uint32_t cookie = book_.add(senderOf(*raw), {who, why});
             if (cookie == 0)
-                throw sdbus::Error("org.freedesktop.DBus.Error.LimitsExceeded", "too many requests");
+                throw sdbus::Error(BusErrorName("org.freedesktop.DBus.Error.LimitsExceeded"), "too many requests");
             tell();
             return cookie;
-        });
-    object->registerMethod("UnInhibit")
-        .onInterface(kName)
-        .withInputParamNames("cookie")
-        .implementedAs([this, raw](std::uint32_t cookie) {
-            const auto* message = raw->getCurrentlyProcessedMessage();
-            if (!book_.remove(message ? message->getSender() : "", cookie))
-                throw sdbus::Error("org.freedesktop.DBus.Error.InvalidArgs", "there is no such request");
+        },
+        {"application_name", "reason_for_inhibit"}, {"cookie"});
+    offerMethod(*object, kName, "UnInhibit",
+        [this, raw](std::uint32_t cookie) {
+            if (!book_.remove(senderOf(*raw), cookie))
+                throw sdbus::Error(BusErrorName("org.freedesktop.DBus.Error.InvalidArgs"), "there is no such request");
             tell();
-        });
-    object->finishRegistration();
+        },
+        {"cookie"});
+    finish(*object);
     objects_.push_back(std::move(object));
 }
 
@@ -80,8 +74,8 @@ void SaverService::Connection::opened(sdbus::IConnection& bus)
     // Applications use either.
     offer(bus, "/ScreenSaver");
     offer(bus, "/org/freedesktop/ScreenSaver");
-    names_ = sdbus::createProxy(bus, kBus, "/org/freedesktop/DBus");
-    names_->registerSignalHandler(kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
+    names_ = sdbus::createProxy(bus, BusName(kBus), sdbus::ObjectPath("/org/freedesktop/DBus"));
+    onSignal(*names_, kBus, "NameOwnerChanged", [this](sdbus::Signal& signal) {
         try {
             std::string name, oldOwner, newOwner;
             signal >> name >> oldOwner >> newOwner;
@@ -91,12 +85,12 @@ void SaverService::Connection::opened(sdbus::IConnection& bus)
             tell();
         } catch (const sdbus::Error&) { }
     });
-    names_->finishRegistration();
+    finish(*names_);
     names_->callMethodAsync("RequestName")
         .onInterface(kBus)
         .withTimeout(kPatience)
         .withArguments(kName, kDoNotQueue)
-        .uponReplyInvoke([this](const sdbus::Error* error, std::uint32_t answer) {
+        .uponReplyInvoke([this](BusError error, std::uint32_t answer) {
             ours = !error && answer == kPrimaryOwner;
             if (!ours) {
                 // Nobody will ask us, so nobody's coming and going matters.

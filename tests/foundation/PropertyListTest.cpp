@@ -217,7 +217,9 @@ TEST(PropertyList, SurvivesEveryWrongByte)
 std::optional<Value> readByAnother(ByteView data)
 {
     plist_t node = nullptr;
-    plist_from_memory(reinterpret_cast<const char*>(data.data()), static_cast<std::uint32_t>(data.size()), &node);
+    // By the form, as the call for both has another parameter in each version.
+    (textOf(data).starts_with("bplist") ? plist_from_bin : plist_from_xml)(
+        reinterpret_cast<const char*>(data.data()), static_cast<std::uint32_t>(data.size()), &node);
     char* text = nullptr;
     std::uint32_t size = 0;
     plist_to_xml(node, &text, &size);

@@ -1,4 +1,5 @@
 // What the idle program hears over real buses, with the desktop's services in this process on connections of their own.
+#include "platform/messagebus/BusTypes.h"
 #include "programs/idle/LoginSession.h"
 #include "programs/idle/MutterIdle.h"
 #include "programs/idle/SaverService.h"
@@ -8,7 +9,6 @@
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 #include <cstdlib>
 
@@ -31,7 +31,7 @@ struct Services : testing::Test {
     template <class Done> bool turnUntil(Done done, sdbus::IConnection* other = nullptr, double seconds = 10)
     {
         return real_.turnUntil(done, seconds, [&] {
-            while (other && other->processPendingRequest()) { }
+            while (other && processOne(*other)) { }
         });
     }
     void turnFor(double seconds, sdbus::IConnection* other)
@@ -57,14 +57,14 @@ TEST_F(Services, ApplicationsHoldTheSaverBackUntilTheyAreDoneOrDie)
     auto film = connect();
     std::optional<std::uint32_t> cookie;
     std::optional<std::string> refusal;
-    auto proxy = sdbus::createProxy(*film, "org.freedesktop.ScreenSaver", "/ScreenSaver");
-    proxy->finishRegistration();
+    auto proxy = sdbus::createProxy(*film, BusName("org.freedesktop.ScreenSaver"), sdbus::ObjectPath("/ScreenSaver"));
+    finish(*proxy);
     const auto inhibit = [&](const std::string& why) {
         cookie.reset();
         proxy->callMethodAsync("Inhibit")
             .onInterface("org.freedesktop.ScreenSaver")
             .withArguments(std::string("film"), why)
-            .uponReplyInvoke([&](const sdbus::Error*, std::uint32_t number) { cookie = number; });
+            .uponReplyInvoke([&](BusError, std::uint32_t number) { cookie = number; });
         return turnUntil([&] { return cookie.has_value(); }, film.get());
     };
     const auto uninhibit = [&](std::uint32_t number) {
@@ -72,7 +72,7 @@ TEST_F(Services, ApplicationsHoldTheSaverBackUntilTheyAreDoneOrDie)
         proxy->callMethodAsync("UnInhibit")
             .onInterface("org.freedesktop.ScreenSaver")
             .withArguments(number)
-            .uponReplyInvoke([&](const sdbus::Error* error) { refusal = error ? error->getName() : ""; });
+            .uponReplyInvoke([&](BusError error) { refusal = error ? std::string(error->getName()) : ""; });
         return turnUntil([&] { return refusal.has_value(); }, film.get());
     };
     ASSERT_TRUE(inhibit("audio-playing"));
@@ -93,13 +93,13 @@ TEST_F(Services, ApplicationsHoldTheSaverBackUntilTheyAreDoneOrDie)
 TEST_F(Services, AnotherSaversNameIsNeverTaken)
 {
     auto other = connect();
-    other->requestName("org.freedesktop.ScreenSaver");
+    other->requestName(BusName("org.freedesktop.ScreenSaver"));
     SaverService service(loop_);
     service.start();
     turnFor(0.2, other.get());
     EXPECT_FALSE(service.isOurs());
-    other->releaseName("org.freedesktop.ScreenSaver");
-    EXPECT_NO_THROW(other->requestName("org.freedesktop.ScreenSaver")) << "nobody stands in line for it";
+    other->releaseName(BusName("org.freedesktop.ScreenSaver"));
+    EXPECT_NO_THROW(other->requestName(BusName("org.freedesktop.ScreenSaver"))) << "nobody stands in line for it";
 }
 
 TEST_F(Services, TheLoginManagerTellsOfLocksSleepAndInhibitors)
@@ -109,22 +109,21 @@ TEST_F(Services, TheLoginManagerTellsOfLocksSleepAndInhibitors)
         = {Row{"shutdown:idle", "talk", "presenting", "block", 0, 1}, Row{"idle", "later", "", "delay", 0, 1},
             Row{"sleep", "net", "", "block", 0, 1}, Row{"idleness", "odd", "", "block", 0, 1}};
     auto system = connect();
-    const std::string manager = "org.freedesktop.login1.Manager", session = "org.freedesktop.login1.Session";
-    auto login = sdbus::createObject(*system, "/org/freedesktop/login1");
-    login->registerMethod("ListInhibitors").onInterface(manager).implementedAs([&] { return rows; });
-    login->registerMethod("GetSession").onInterface(manager).implementedAs([](const std::string& name) {
-        return sdbus::ObjectPath("/org/freedesktop/login1/session/" + name);
-    });
-    login->registerSignal("PrepareForSleep").onInterface(manager).withParameters<bool>();
-    login->registerProperty("BlockInhibited").onInterface(manager).withGetter([] { return std::string("idle"); });
-    login->finishRegistration();
+    constexpr const char *manager = "org.freedesktop.login1.Manager", *session = "org.freedesktop.login1.Session";
+    auto login = sdbus::createObject(*system, sdbus::ObjectPath("/org/freedesktop/login1"));
+    offerMethod(*login, manager, "ListInhibitors", [&] { return rows; });
+    offerMethod(*login, manager, "GetSession",
+        [](const std::string& name) { return sdbus::ObjectPath("/org/freedesktop/login1/session/" + name); });
+    offerSignal<bool>(*login, manager, "PrepareForSleep");
+    offerProperty(*login, manager, "BlockInhibited", [] { return std::string("idle"); });
+    finish(*login);
     bool hint = true;
-    auto mine = sdbus::createObject(*system, "/org/freedesktop/login1/session/c7");
-    mine->registerSignal("Lock").onInterface(session);
-    mine->registerSignal("Unlock").onInterface(session);
-    mine->registerProperty("LockedHint").onInterface(session).withGetter([&] { return hint; });
-    mine->finishRegistration();
-    system->requestName("org.freedesktop.login1");
+    auto mine = sdbus::createObject(*system, sdbus::ObjectPath("/org/freedesktop/login1/session/c7"));
+    offerSignal<>(*mine, session, "Lock");
+    offerSignal<>(*mine, session, "Unlock");
+    offerProperty(*mine, session, "LockedHint", [&] { return hint; });
+    finish(*mine);
+    system->requestName(BusName("org.freedesktop.login1"));
 
     std::vector<std::string> heard;
     std::vector<std::string> inhibitors;
@@ -150,31 +149,31 @@ TEST_F(Services, TheLoginManagerTellsOfLocksSleepAndInhibitors)
     login->emitPropertiesChangedSignal(manager, {"BlockInhibited"});
     ASSERT_TRUE(turnUntil([&] { return heard.size() == 6 && inhibitors.empty(); }, system.get()));
     EXPECT_THAT(heard, ElementsAre("locked", "unlocked", "locked", "asleep", "awake", "unlocked"));
-    system->releaseName("org.freedesktop.login1");
+    system->releaseName(BusName("org.freedesktop.login1"));
 }
 
 TEST_F(Services, AShellThatIsStartedAnewIsAskedAgain)
 {
     EXPECT_FALSE(MutterIdle::isThere());
-    const std::string monitor = "org.gnome.Mutter.IdleMonitor";
+    constexpr const char* monitor = "org.gnome.Mutter.IdleMonitor";
     std::uint32_t next = 0;
     std::vector<std::uint64_t> intervals;
     int activeWatches = 0;
     auto shell = connect();
-    auto core = sdbus::createObject(*shell, "/org/gnome/Mutter/IdleMonitor/Core");
-    core->registerMethod("AddIdleWatch").onInterface(monitor).implementedAs([&](std::uint64_t interval) {
+    auto core = sdbus::createObject(*shell, sdbus::ObjectPath("/org/gnome/Mutter/IdleMonitor/Core"));
+    offerMethod(*core, monitor, "AddIdleWatch", [&](std::uint64_t interval) {
         intervals.push_back(interval);
         return ++next;
     });
-    core->registerMethod("AddUserActiveWatch").onInterface(monitor).implementedAs([&] {
+    offerMethod(*core, monitor, "AddUserActiveWatch", [&] {
         ++activeWatches;
         return ++next;
     });
-    core->registerSignal("WatchFired").onInterface(monitor).withParameters<std::uint32_t>();
-    core->finishRegistration();
+    offerSignal<std::uint32_t>(*core, monitor, "WatchFired");
+    finish(*core);
     const auto fire
         = [&](std::uint32_t watch) { core->emitSignal("WatchFired").onInterface(monitor).withArguments(watch); };
-    shell->requestName(monitor);
+    shell->requestName(BusName(monitor));
 
     std::string heard;
     MutterIdle idle(loop_, Seconds(90));
@@ -188,11 +187,11 @@ TEST_F(Services, AShellThatIsStartedAnewIsAskedAgain)
     fire(2);
     fire(1); // idle watches fire each time
     ASSERT_TRUE(turnUntil([&] { return heard == "idle active idle "; }, shell.get())) << heard;
-    shell->releaseName(monitor);
-    shell->requestName(monitor);
+    shell->releaseName(BusName(monitor));
+    shell->requestName(BusName(monitor));
     ASSERT_TRUE(turnUntil([&] { return intervals.size() == 2; }, shell.get()));
     EXPECT_THAT(intervals, testing::Each(90'000u));
-    shell->releaseName(monitor);
+    shell->releaseName(BusName(monitor));
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "programs/muralis/wallpaper/Wallpaper.h"
+#include "platform/messagebus/BusTypes.h"
 
 #include "platform/appkit/ImageCoding.h"
 #include "platform/appkit/NSImage.h"
@@ -7,7 +8,6 @@
 #include "support/TestSurroundings.h"
 
 #include <gmock/gmock.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -57,8 +57,8 @@ class BusDesktops
 public:
     BusDesktops(const std::string& address, Told& told)
         : connection_(sdbus::createSessionBusConnectionWithAddress(address))
-        , plasma_(sdbus::createObject(*connection_, "/PlasmaShell"))
-        , xfce_(sdbus::createObject(*connection_, "/org/xfce/Xfconf"))
+        , plasma_(sdbus::createObject(*connection_, sdbus::ObjectPath("/PlasmaShell")))
+        , xfce_(sdbus::createObject(*connection_, sdbus::ObjectPath("/org/xfce/Xfconf")))
     {
         const auto plasma = [this, &told](const std::string& script) -> std::string {
             static const std::regex change(
@@ -70,29 +70,25 @@ public:
             (said.str(1) == "7" ? first_ : second_) = said.str(2) + ", \"plugin\":" + said.str(3);
             return "";
         };
-        plasma_->registerMethod("evaluateScript").onInterface("org.kde.PlasmaShell").implementedAs(plasma);
-        plasma_->finishRegistration();
-        const std::string interface = "org.xfce.Xfconf";
+        offerMethod(*plasma_, "org.kde.PlasmaShell", "evaluateScript", plasma);
+        finish(*plasma_);
+        constexpr const char* interface = "org.xfce.Xfconf";
         using Properties = std::map<std::string, sdbus::Variant>;
-        xfce_->registerMethod("GetAllProperties")
-            .onInterface(interface)
-            .implementedAs([this](const std::string& channel, const std::string& base) {
-                if (channel != "xfce4-desktop" || base != "/backdrop")
-                    throw sdbus::Error("org.xfce.Error", channel);
-                return Properties{{"/backdrop/single", sdbus::Variant(true)}, {kProperty, sdbus::Variant(image_)}};
-            });
-        xfce_->registerMethod("GetProperty")
-            .onInterface(interface)
-            .implementedAs([this](const std::string&, const std::string&) { return sdbus::Variant(image_); });
-        xfce_->registerMethod("SetProperty")
-            .onInterface(interface)
-            .implementedAs([this, &told](const std::string&, const std::string& key, const sdbus::Variant& value) {
+        offerMethod(*xfce_, interface, "GetAllProperties", [this](const std::string& channel, const std::string& base) {
+            if (channel != "xfce4-desktop" || base != "/backdrop")
+                throw sdbus::Error(BusErrorName("org.xfce.Error"), channel);
+            return Properties{{"/backdrop/single", sdbus::Variant(true)}, {kProperty, sdbus::Variant(image_)}};
+        });
+        offerMethod(*xfce_, interface, "GetProperty",
+            [this](const std::string&, const std::string&) { return sdbus::Variant(image_); });
+        offerMethod(*xfce_, interface, "SetProperty",
+            [this, &told](const std::string&, const std::string& key, const sdbus::Variant& value) {
                 image_ = value.get<std::string>();
                 told.add(key + " " + image_);
             });
-        xfce_->finishRegistration();
-        connection_->requestName("org.kde.plasmashell");
-        connection_->requestName(interface);
+        finish(*xfce_);
+        connection_->requestName(BusName("org.kde.plasmashell"));
+        connection_->requestName(BusName(interface));
         connection_->enterEventLoopAsync();
     }
     ~BusDesktops() { connection_->leaveEventLoop(); }

@@ -1,5 +1,6 @@
 // The real bus library against a bus of our own, with players in this process on connections of their own.
 #include "platform/scriptingbridge/SessionBus.h"
+#include "platform/messagebus/BusTypes.h"
 
 #include "platform/foundation/NSDistributedNotificationCenter.h"
 #include "platform/foundation/Queue.h"
@@ -10,7 +11,6 @@
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 #include <cstdlib>
 
@@ -20,42 +20,40 @@ namespace {
 using namespace std::chrono_literals;
 using Variants = std::map<std::string, sdbus::Variant>;
 
-const std::string kPlayer = "org.mpris.MediaPlayer2.Player";
+constexpr const char* kPlayer = "org.mpris.MediaPlayer2.Player";
 
 // A player on the bus. Answers only while it is pumped.
 struct BusPlayer {
     BusPlayer(const std::string& address, const std::string& name, Variants metadata, bool oddStatus = false)
         : metadata_(std::move(metadata))
         , connection_(sdbus::createSessionBusConnectionWithAddress(address))
-        , object_(sdbus::createObject(*connection_, "/org/mpris/MediaPlayer2"))
+        , object_(sdbus::createObject(*connection_, sdbus::ObjectPath("/org/mpris/MediaPlayer2")))
     {
-        object_->registerProperty("Metadata").onInterface(kPlayer).withGetter([this] { return metadata_; });
-        const auto status = [&](const auto& getter) {
-            object_->registerProperty("PlaybackStatus").onInterface(kPlayer).withGetter(getter);
-        };
+        offerProperty(*object_, kPlayer, "Metadata", [this] { return metadata_; });
+        const auto status = [&](const auto& getter) { offerProperty(*object_, kPlayer, "PlaybackStatus", getter); };
         oddStatus ? status([] { return std::int32_t(1); }) : status([] { return std::string("Playing"); });
-        object_->registerProperty("Position").onInterface(kPlayer).withGetter([] { return std::int64_t(5'000'000); });
-        object_->registerSignal("Seeked").onInterface(kPlayer).withParameters<std::int64_t>();
-        object_->finishRegistration();
-        connection_->requestName("org.mpris.MediaPlayer2." + name);
+        offerProperty(*object_, kPlayer, "Position", [] { return std::int64_t(5'000'000); });
+        offerSignal<std::int64_t>(*object_, kPlayer, "Seeked");
+        finish(*object_);
+        connection_->requestName(BusName("org.mpris.MediaPlayer2." + name));
     }
     void pump()
     {
-        while (connection_->processPendingRequest()) { }
+        while (processOne(*connection_)) { }
     }
     void say(const Variants& changed, const std::vector<std::string>& invalidated = {})
     {
-        auto signal = object_->createSignal("org.freedesktop.DBus.Properties", "PropertiesChanged");
+        auto signal = signalOf(*object_, "org.freedesktop.DBus.Properties", "PropertiesChanged");
         signal << kPlayer << changed << invalidated;
         object_->emitSignal(signal);
     }
     void setMetadata(Variants metadata) { metadata_ = std::move(metadata); }
-    void release(const std::string& name) { connection_->releaseName("org.mpris.MediaPlayer2." + name); }
+    void release(const std::string& name) { connection_->releaseName(BusName("org.mpris.MediaPlayer2." + name)); }
     // Comes back when the bus has dealt out all that was said before.
     void flush()
     {
         std::string text;
-        sdbus::createProxy(*connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+        sdbus::createProxy(*connection_, BusName("org.freedesktop.DBus"), sdbus::ObjectPath("/org/freedesktop/DBus"))
             ->callMethod("GetId")
             .onInterface("org.freedesktop.DBus")
             .storeResultsTo(text);

@@ -25,7 +25,8 @@ public:
         folder_.write("config",
             "output HEADLESS-1 resolution 320x200 position 0,0 bg #101010 solid_color\n"
             "output HEADLESS-2 resolution 200x120 position 320,0 bg #101010 solid_color\n"
-            "output HEADLESS-3 resolution 100x100 position 520,0 bg #101010 solid_color\n");
+            "output HEADLESS-3 resolution 100x100 position 520,0 bg #101010 solid_color\n"
+            "exec swaymsg focus output HEADLESS-1\n");
         const passwd* nobody = getuid() == 0 ? getpwnam("nobody") : nullptr;
         if (nobody && chown(folder_.path().c_str(), nobody->pw_uid, nobody->pw_gid) != 0)
             return;
@@ -192,9 +193,9 @@ TEST_F(OnSway, OutputsAreDescribedAndIdlenessIsToldAndItsEnd)
     EXPECT_EQ(connection->outputs()[1].screen.frame, makeRect(320, 80, 200, 120))
         << "y upwards from the first one's lower edge";
     EXPECT_EQ(waylandSummary(*connection).cover, "zwlr_layer_shell_v1");
-    EXPECT_EQ(waylandSummary(*connection).displays,
-        "HEADLESS-1 320x200 (headless headless), "
-        "HEADLESS-2 200x120 (headless headless)");
+    // Of wlroots 0.15; later ones name no maker.
+    const std::string of = connection->outputs()[0].make == "headless" ? " (headless headless)" : "";
+    EXPECT_EQ(waylandSummary(*connection).displays, "HEADLESS-1 320x200" + of + ", HEADLESS-2 200x120" + of);
     const auto idle = WaylandIdle::make(connection, Seconds(0.5));
     ASSERT_TRUE(idle);
     std::string log;

@@ -286,6 +286,9 @@ std::vector<WaylandOutput> WaylandConnection::outputs() const
     for (const auto& [global, proxy] : wire_->outputs)
         if (proxy->isComplete)
             outputs.push_back(proxy->complete);
+    // Compositors announce them in any order; the one at the origin is the main one.
+    std::stable_partition(
+        outputs.begin(), outputs.end(), [](const WaylandOutput& output) { return output.x == 0 && output.y == 0; });
     identifyOutputs(outputs);
     return outputs;
 }

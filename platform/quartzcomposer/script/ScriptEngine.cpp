@@ -36,8 +36,8 @@ std::int64_t nowOn(clockid_t clock)
 
 // Started before the first engine, shut down at the end of the process unless a script is still there.
 struct Library {
-    const bool bounded = boundScriptMemory();
-    const bool ready = JS_Init();
+    // Strangers' scripts aren't run where they could take all memory.
+    const bool ready = boundScriptMemory() && JS_Init();
     std::atomic<int> engines{0};
     ~Library()
     {
@@ -216,6 +216,10 @@ ScriptEngine::Budget::Budget(ScriptEngine& engine, double milliseconds)
     engine_.processorEnd_ = nowOn(CLOCK_THREAD_CPUTIME_ID) + nanoseconds;
     engine_.expired_ = false;
     engine_.running_ = true;
+#if MOZJS_MAJOR_VERSION > 102
+    // Since then the queue stays stopped until it is told.
+    js::RestartDrainingJobQueue(engine_.context_);
+#endif
     ScriptWatchdog::shared().arm(engine_, nowOn(CLOCK_MONOTONIC) + nanoseconds);
 }
 

@@ -79,7 +79,7 @@ struct Import {
 // Finds the slots by which the library calls the allocator. Zero goes on to the next library.
 int findSlots(dl_phdr_info* info, std::size_t, void* context)
 {
-    if (!info->dlpi_name || !std::strstr(info->dlpi_name, "libmozjs-102"))
+    if (!info->dlpi_name || !std::strstr(info->dlpi_name, "libmozjs-"))
         return 0;
     auto& imports = *static_cast<std::array<Import, 4>*>(context);
     const ElfW(Dyn)* dynamic = nullptr;
