@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <poll.h>
 #include <unistd.h>
 
@@ -177,16 +178,23 @@ TEST(PoolQueue, RunsEverythingOffTheMainThreadAndBringsItBack)
     RunLoop loop(clock);
     const auto main = std::this_thread::get_id();
     int done = 0;
+    std::atomic<int> begun = 0;
     {
         PoolQueue queue(2);
+        queue.suspend();
         for (int k = 0; k < 100; ++k)
             queue.async([&] {
+                ++begun;
                 EXPECT_NE(std::this_thread::get_id(), main);
                 loop.post([&] {
                     if (++done == 100)
                         loop.stop();
                 });
             });
+        for (int k = 0; k < 10000 && begun == 0; ++k)
+            std::this_thread::yield();
+        EXPECT_EQ(begun, 0) << "suspended";
+        queue.resume();
         loop.run();
     }
     EXPECT_EQ(done, 100);
