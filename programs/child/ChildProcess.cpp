@@ -8,13 +8,15 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
+#include <iostream>
 #include <utility>
 
 namespace vitrel {
 namespace {
 
-// Between fork and exec only what is safe there: other threads may hold any lock.
-[[noreturn]] void become(const char* program, char* const* argv, bool apart, int inherited, pid_t parent)
+// Only what is safe between fork and exec: other threads may hold any lock.
+void leaveParent(bool apart, int inherited, pid_t parent)
 {
     if (apart)
         setpgid(0, 0);
@@ -30,6 +32,11 @@ namespace {
         fcntl(inherited, F_SETFD, 0);
     else if (inherited >= 0)
         dup2(inherited, ChildProcess::kInherited);
+}
+
+[[noreturn]] void become(const char* program, char* const* argv, bool apart, int inherited, pid_t parent)
+{
+    leaveParent(apart, inherited, parent);
     if (apart) {
         const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
         for (const int stream : {0, 1, 2})
@@ -48,10 +55,37 @@ std::unique_ptr<ChildProcess> ChildProcess::start(RunLoop& loop, Kind kind, cons
     for (const auto& word : words)
         argv.push_back(const_cast<char*>(word.c_str()));
     argv.push_back(nullptr);
+    const auto become
+        = [&](pid_t parent) { vitrel::become(program.c_str(), argv.data(), kind == Kind::apart, inherited, parent); };
+    return begin(loop, kind, become, std::move(ended));
+}
+
+std::unique_ptr<ChildProcess> ChildProcess::fork(
+    RunLoop& loop, const std::function<int()>& body, int inherited, std::function<void(int)> ended)
+{
+    const auto flush = [] {
+        std::cout.flush();
+        std::fflush(nullptr);
+    };
+    flush(); // or both would print what waits
+    // What the body throws must not be caught by the parent's callers, whose frames are still below.
+    const auto become = [&](pid_t parent) noexcept {
+        leaveParent(false, inherited, parent);
+        close_range(inherited < 0 ? kInherited : kInherited + 1, ~0U, 0);
+        const int code = body();
+        flush();
+        _exit(code);
+    };
+    return begin(loop, Kind::companion, become, std::move(ended));
+}
+
+std::unique_ptr<ChildProcess> ChildProcess::begin(
+    RunLoop& loop, Kind kind, const Become& become, std::function<void(int)> ended)
+{
     const bool apart = kind == Kind::apart;
-    const pid_t parent = getpid(), id = fork();
+    const pid_t parent = getpid(), id = ::fork();
     if (id == 0)
-        become(program.c_str(), argv.data(), apart, inherited, parent);
+        become(parent);
     if (id < 0)
         return nullptr;
     if (apart)

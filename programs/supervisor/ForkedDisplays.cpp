@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,10 +10,9 @@
 
 namespace vitrel {
 
-ForkedDisplays::ForkedDisplays(RunLoop& loop, Arguments arguments, std::string program)
+ForkedDisplays::ForkedDisplays(RunLoop& loop, Bodies bodies)
     : loop_(loop)
-    , arguments_(std::move(arguments))
-    , program_(program.empty() ? "/proc/self/exe" : std::move(program))
+    , bodies_(std::move(bodies))
 { }
 
 ForkedDisplays::~ForkedDisplays()
@@ -26,8 +26,11 @@ bool ForkedDisplays::start(const std::string& name, bool fallback)
     int ends[2];
     if (displays_.contains(name) || pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
         return false;
-    auto process = ChildProcess::start(loop_, ChildProcess::Kind::companion, program_, arguments_(name, fallback),
-        ends[1], [this, name](int status) { ended(name, status); });
+    const auto body = [name, body = bodies_(name, fallback)] {
+        prctl(PR_SET_NAME, ("vitrel:" + name).c_str()); // of 15 bytes at most; the rest is cut off
+        return body();
+    };
+    auto process = ChildProcess::fork(loop_, body, ends[1], [this, name](int status) { ended(name, status); });
     close(ends[1]);
     if (!process) {
         close(ends[0]);

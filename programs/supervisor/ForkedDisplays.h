@@ -7,19 +7,21 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace vitrel {
 
-// Children that are this very program again, with other arguments. A child ends with its parent, whatever ends that.
-// It says that it is alive through a pipe (SignOfLife.h). Main thread.
+// Children that go on from here, without a program's start. A child ends with its parent, whatever ends that. It says
+// that it is alive through a pipe (SignOfLife.h), and bears its display's name among the processes. Main thread, which
+// is the process's only one.
 class ForkedDisplays final : public DisplayProcesses
 {
 public:
-    // Gives a child's arguments, the program's name first. `fallback` as for start.
-    using Arguments = std::function<std::vector<std::string>(const std::string& display, bool fallback)>;
-    // `program` is run; empty for the program that runs now.
-    ForkedDisplays(RunLoop& loop, Arguments arguments, std::string program = {});
+    // What the child does, until its end; gives the exit status. Of what this process has, it has the memory, but no
+    // descriptors. Made here, before the child is: what making it changes counts for the next one.
+    using Body = std::function<int()>;
+    // `fallback` as for start.
+    using Bodies = std::function<Body(const std::string& display, bool fallback)>;
+    ForkedDisplays(RunLoop& loop, Bodies bodies);
     // Kills what is left.
     ~ForkedDisplays() override;
 
@@ -36,8 +38,7 @@ private:
     void closePipe(Display& display);
 
     RunLoop& loop_;
-    const Arguments arguments_;
-    const std::string program_;
+    const Bodies bodies_;
     std::map<std::string, Display> displays_;
 };
 

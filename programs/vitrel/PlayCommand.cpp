@@ -22,9 +22,9 @@ int play(PlayOptions options)
     if (!options.display.empty())
         setenv("DISPLAY", options.display.c_str(), 1);
     // Who names a window or a display means the X server.
-    if (!asGuest && options.display.empty() && options.monitor.empty())
+    if (!asGuest && options.display.empty())
         options.wayland = isOnWayland();
-    if (asGuest || !options.window.empty() || !options.monitor.empty())
+    if (asGuest || !options.window.empty())
         return options.wayland ? playInWaylandWindow(options) : playInWindow(options);
     return playFullScreen(options);
 }
@@ -52,20 +52,12 @@ void addPlay(CLI::App& app, Action& action)
     command->add_flag("--watch", options->watch, "Load FILE anew whenever it changes");
     command->add_flag("--no-fade", options->noFade, "Come up at once on a full screen");
     command->add_option("--display", options->display, "The X server");
-    // What screen saver daemons may say and doesn't matter here; and what only a child of full-screen play is told.
+    // What screen saver daemons may say and doesn't matter here.
     const auto hidden = [](CLI::Option* option) { option->group(""); };
     const auto nothing = std::make_shared<std::string>();
     for (const char* flag : {"--fps", "--mono", "--install", "--noinstall"})
         hidden(command->add_flag(flag));
     hidden(command->add_option("--visual", *nothing));
-    hidden(command->add_option("--on-monitor", options->monitor));
-    hidden(command->add_flag("--wayland", options->wayland));
-    hidden(command->add_option("--supervisor", options->supervisor));
-    hidden(command->add_option("--first-view", options->firstView));
-    hidden(command->add_flag("--add-to-trace", options->addToTrace));
-    hidden(command->add_flag("--fallback", options->fallback));
-    hidden(command->add_option("--chosen", options->chosen));
-    hidden(command->add_flag("--fade-in", options->fadeIn));
     command->callback([&action, options, nothing] { action = [=] { return play(*options); }; });
 }
 

@@ -26,34 +26,22 @@ struct ChildPlace {
     bool fadeIn = false, fallback = false;
 };
 
-std::vector<std::string> childArguments(const PlayOptions& options, const ChildPlace& place)
+PlayOptions childOptions(PlayOptions options, const ChildPlace& place)
 {
-    std::vector<std::string> words{"vitrel", "play", "--on-monitor=" + place.monitor,
-        "--supervisor=" + std::to_string(getpid()), "--first-view=" + std::to_string(place.view)};
-    const auto add = [&words](const char* option, const std::string& value) {
-        if (!value.empty())
-            words.push_back(option + ("=" + value));
-    };
-    const auto addFlag = [&words](const char* flag, bool set) {
-        if (set)
-            words.push_back(flag);
-    };
-    addFlag("--wayland", options.wayland);
-    addFlag("--demo", options.demo);
-    add("--player", options.player);
-    add("--system-version", options.systemVersion);
-    add("--trace", options.trace);
-    addFlag("--add-to-trace", !options.trace.empty());
-    addFlag("--fade-in", place.fadeIn);
-    addFlag("--fallback", place.fallback);
-    if (place.fallback)
-        return words;
-    add("--file", options.file);
-    add("--chosen", options.chosen);
-    addFlag("--watch", options.watch);
-    for (const auto& input : options.inputs)
-        add("--input", input);
-    return words;
+    options.monitor = place.monitor;
+    options.supervisor = getpid();
+    options.firstView = place.view;
+    options.addToTrace = !options.trace.empty();
+    options.fadeIn = place.fadeIn;
+    options.fallback = place.fallback;
+    options.random = false;
+    if (place.fallback) {
+        options.file.clear();
+        options.chosen.clear();
+        options.watch = false;
+        options.inputs.clear();
+    }
+    return options;
 }
 
 // Chosen here for all displays, those that come later and those that start again, too. Empty if it isn't by chance.
@@ -131,7 +119,10 @@ int playFullScreen(PlayOptions options)
     std::set<std::string> fading; // monitors that still show the desktop; what comes later comes up at once
     ForkedDisplays children(loop, [&](const std::string& monitor, bool fallback) {
         const auto view = std::find(seen.begin(), seen.end(), monitor) - seen.begin();
-        return childArguments(options, {monitor, static_cast<int>(view), fading.erase(monitor) > 0, fallback});
+        const bool fadeIn = fading.erase(monitor) > 0;
+        return [child = childOptions(options, {monitor, static_cast<int>(view), fadeIn, fallback})] {
+            return child.wayland ? playInWaylandWindow(child) : playInWindow(child);
+        };
     });
     DisplaySupervisor supervisor(loop, children);
     minding = &supervisor;

@@ -89,9 +89,7 @@ TEST_F(Commands, HelpAndVersionArePrintedByAll)
 {
     EXPECT_TRUE(printed({"--version"}).starts_with("vitrel "));
     EXPECT_NE(printed({"--help"}).find("Usage:"), std::string::npos);
-    const std::string help = printed({"play", "--help"});
-    EXPECT_NE(help.find("Usage:"), std::string::npos);
-    EXPECT_EQ(help.find("--on-monitor"), std::string::npos) << "what is for children alone is nobody else's business";
+    EXPECT_NE(printed({"play", "--help"}).find("Usage:"), std::string::npos);
 }
 
 TEST_F(Commands, InspectTellsInputsOutputsAndPatches)
