@@ -1,16 +1,27 @@
-# What the house stands on, all of it packages of Debian 12 (script/packages.txt).
+# What the house stands on, all of it packages of Debian (script/packages.txt). FeedKit comes first: it needs no more than
+# this, and tests need GoogleTest.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
-find_package(GTest REQUIRED)
-find_package(CLI11 REQUIRED)
-find_package(nlohmann_json REQUIRED)
 find_package(simdjson REQUIRED)
-find_package(Qt6 REQUIRED COMPONENTS Widgets DBus Test)
-
-pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(EXPAT REQUIRED IMPORTED_TARGET expat)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+if(BUILD_TESTING)
+  find_package(GTest REQUIRED)
+endif()
+if(VITREL_FEEDKIT_ONLY)
+  # Some of its tests want them, and are left out without them.
+  find_package(nlohmann_json QUIET)
+  find_package(ZLIB QUIET)
+  return()
+endif()
+
+find_package(nlohmann_json REQUIRED)
+find_package(ZLIB REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(Qt6 REQUIRED COMPONENTS Widgets DBus Test)
+
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(LIBXML REQUIRED IMPORTED_TARGET libxml-2.0)
 pkg_check_modules(GOBJECT REQUIRED IMPORTED_TARGET gobject-2.0)
 pkg_check_modules(VIPS REQUIRED IMPORTED_TARGET vips)

@@ -1,7 +1,7 @@
 #include "programs/feedkit/FeedJson.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
+#include <simdjson.h>
 
 namespace vitrel {
 namespace {
@@ -57,15 +57,16 @@ TEST(FeedJson, PrintsNumbersSoThatTheyReadBackAsTheyWere)
         rss->pubDate = Date{seconds};
         EXPECT_EQ(line(Feed::rss(rss)), std::string(R"({"file":"f","kind":"rss","feed":{"pubDate":)") + text + "}}");
     }
-    const auto read = [&] { return nlohmann::json::parse(line(Feed::rss(rss)))["feed"]; };
+    simdjson::dom::parser json;
+    const auto read = [&] { return json.parse(line(Feed::rss(rss)))["feed"]; };
     for (const auto number : {std::int64_t(0), INT64_MAX, INT64_MIN}) {
         rss->ttl = number;
-        EXPECT_EQ(read()["ttl"].get<std::int64_t>(), number);
+        EXPECT_EQ(read()["ttl"].get_int64().value(), number);
     }
     rss->iTunes = std::make_shared<ITunesNamespace>();
     for (const double number : {0.1, 1.0 / 3, 1e300, 5e-324, 1e15, 123456789012345678.0, -90.0}) {
         rss->iTunes->iTunesDuration = number;
-        EXPECT_EQ(read()["iTunes"]["iTunesDuration"].get<double>(), number);
+        EXPECT_EQ(read()["iTunes"]["iTunesDuration"].get_double().value(), number);
     }
 }
 
@@ -75,7 +76,8 @@ TEST(FeedJson, EscapesWhatMustNotStandInAText)
     rss->title = "\"\\/\b\f\n\r\t\v\x01\x1f\x7f é\U0001F600" + std::string(1, '\0') + "end";
     const std::string text = line(Feed::rss(rss));
     EXPECT_NE(text.find(R"("\"\\/\b\f\n\r\t\u000b\u0001\u001f)"), text.npos) << text;
-    EXPECT_EQ(nlohmann::json::parse(text)["feed"]["title"], *rss->title);
+    simdjson::dom::parser json;
+    EXPECT_EQ(json.parse(text)["feed"]["title"].get_string().value(), *rss->title);
     EXPECT_EQ(text.find('\n'), text.npos);
     // A file may be called anything; the line must stay JSON.
     const std::string odd = documentJson("a\xff\n\xe2\x82", ParserError::internalError("b\xc0"), JsonLayout::line);

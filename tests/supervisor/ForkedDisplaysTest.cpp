@@ -49,7 +49,8 @@ TEST(ForkedDisplays, TellsHowEachChildEnded)
 
 TEST(ForkedDisplays, HearsThatAChildIsAliveAndThatItHasNothingMoreToSay)
 {
-    Forked in(Forked::Lines{{"talks", "while echo x >&3; do sleep 0.02; done"}, {"silent", "exec 3>&-; exec sleep 60"}});
+    Forked in(
+        Forked::Lines{{"talks", "while echo x >&3; do sleep 0.02; done"}, {"silent", "exec 3>&-; exec sleep 60"}});
     EXPECT_TRUE(in.turnUntil([&] { return in.beats["talks"] > 3; }));
     EXPECT_EQ(in.beats["silent"], 0);
     for (const char* name : {"talks", "silent"})

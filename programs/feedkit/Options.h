@@ -1,0 +1,29 @@
+#pragma once
+
+#include "base/Result.h"
+#include "programs/feedkit/FeedJson.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+struct Options {
+    std::vector<std::string> documents;
+    bool kindOnly = false;
+    JsonLayout layout = JsonLayout::line;
+    unsigned jobs = 1; // documents at once
+    std::optional<double> watch; // seconds
+};
+
+// Why there is nothing to read: a text that was asked for, or wrong use, as one line without the program's name.
+struct NoOptions {
+    std::string text;
+    bool wrong = false;
+};
+
+// Options stand anywhere among the documents, up to "--". Changes the order of nothing.
+Result<Options, NoOptions> readOptions(int argc, char** argv);
+
+} // namespace vitrel
