@@ -132,7 +132,8 @@ const struct zwlr_layer_surface_v1_interface kLayer = {.set_size = ignore,
     .set_anchor = ignore,
     .set_exclusive_zone = ignore,
     .set_margin = ignore,
-    .set_keyboard_interactivity = ignore,
+    .set_keyboard_interactivity
+    = [](wl_client*, wl_resource* layer, std::uint32_t wish) { of(layer).state.keyWishes += std::to_string(wish); },
     .get_popup = ignore,
     .ack_configure
     = [](wl_client*, wl_resource* layer, std::uint32_t serial) { of(layer).state.acknowledged = serial == 7; },

@@ -56,6 +56,7 @@ public:
         std::optional<Picture> picture;
         int commits = 0, framesWaiting = 0, surfaces = 0;
         bool cursorHidden = false, fullScreen = false, acknowledged = false;
+        std::string keyWishes; // of the layer surface, a digit for each
     };
     State state();
 

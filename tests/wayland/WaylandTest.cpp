@@ -257,12 +257,22 @@ TEST_F(OnFake, InputDismissesButNotANudgeNorWhatWasHeldAlready)
 
 TEST_F(OnFake, AnOutputThatGoesIsToldOnceAndAWindowThatLeavesTellsNothing)
 {
-    start();
-    cover();
-    int told = 0;
+    for (const bool hadKeys : {true, false}) {
+        start();
+        cover();
+        if (hadKeys)
+            compositor_->input(Input::HeldKeys);
+        settle();
+        int told = 0;
+        connection_->onOutputsChanged = [&] { ++told; };
+        compositor_->removeOutput();
+        EXPECT_TRUE(turnUntil([&] { return told == 1; }));
+        settle();
+        EXPECT_EQ(compositor_->state().keyWishes, hadKeys ? "1" : "101")
+            << "the keys may have gone with another window";
+    }
+    int told = 1;
     connection_->onOutputsChanged = [&] { ++told; };
-    compositor_->removeOutput();
-    EXPECT_TRUE(turnUntil([&] { return told == 1; }));
     EXPECT_TRUE(connection_->outputs().empty());
     EXPECT_TRUE(draw(0xFFFFFFFF)) << "the window lives on until it is closed";
     settle();

@@ -37,6 +37,8 @@ struct WaylandWindow::Native final : WaylandListener {
 
     void handleInput(const WaylandInput& input) override;
     void outputsChanged() override;
+    void followScale();
+    void askForKeys();
     void connectionLost() override { becomeClosed(); }
     void pointerIsAt(double x, double y);
     void dismiss();
@@ -70,13 +72,13 @@ WaylandWindow::Native::Native(std::shared_ptr<WaylandConnection> connection, boo
             [](void* data, wl_surface*, wl_output* output) {
                 auto& native = *static_cast<Native*>(data);
                 native.entered.push_back(output);
-                native.outputsChanged();
+                native.followScale();
             },
         .leave =
             [](void* data, wl_surface*, wl_output* output) {
                 auto& native = *static_cast<Native*>(data);
                 std::erase(native.entered, output);
-                native.outputsChanged();
+                native.followScale();
             },
     };
     wl_surface_add_listener(canvas->surface, &listener, this);
@@ -222,6 +224,27 @@ void WaylandWindow::Native::configured(std::uint32_t width, std::uint32_t height
 }
 
 void WaylandWindow::Native::outputsChanged()
+{
+    followScale();
+    askForKeys();
+}
+
+// With an output goes the window that had the keys, and KWin gives them to nobody then until a window wants them anew.
+void WaylandWindow::Native::askForKeys()
+{
+    const auto& seats = connection->wire().seats;
+    const auto hasKeys = [this](const auto& seat) { return seat.second->focused == canvas->surface; };
+    if (closed || !layer || !canvas->configured || std::any_of(seats.begin(), seats.end(), hasKeys))
+        return;
+    for (const auto wish :
+        {ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_NONE, ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_EXCLUSIVE}) {
+        zwlr_layer_surface_v1_set_keyboard_interactivity(layer, wish);
+        wl_surface_commit(canvas->surface);
+    }
+    connection->flush();
+}
+
+void WaylandWindow::Native::followScale()
 {
     if (!closed && unitWidth > 0 && scaleNow() != canvas->scale)
         resize(unitWidth, unitHeight);
