@@ -1,9 +1,11 @@
 #include "platform/messagebus/BusConnection.h"
 
+#include "platform/messagebus/BusProbe.h"
 #include "platform/messagebus/BusTypes.h"
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <limits>
 #include <utility>
 
@@ -12,6 +14,19 @@ namespace {
 
 // Who floods the bus must leave time for frames.
 constexpr int kMessagesPerTurn = 200;
+// As long as callers usually wait for an answer over a bus.
+constexpr Seconds kPatience{25};
+
+// Nothing where it must be found out by connecting.
+std::optional<std::string> socketOf(bool system)
+{
+    if (const char* address = std::getenv(system ? "DBUS_SYSTEM_BUS_ADDRESS" : "DBUS_SESSION_BUS_ADDRESS"))
+        return BusProbe::socketOf(address);
+    if (system)
+        return "/run/dbus/system_bus_socket";
+    const char* folder = std::getenv("XDG_RUNTIME_DIR");
+    return folder ? std::optional(std::string(folder) + "/bus") : std::nullopt;
+}
 
 } // namespace
 
@@ -24,7 +39,47 @@ BusConnection::BusConnection(RunLoop& loop, Kind kind, Retry retry)
 
 BusConnection::~BusConnection() = default;
 
+bool BusConnection::answers(Kind kind)
+{
+    const auto socket = socketOf(kind == Kind::system);
+    if (!socket)
+        return true;
+    SystemClock clock;
+    RunLoop loop(clock);
+    BusProbe probe(loop, *socket, Seconds(1));
+    probe.onAnswer = [&](bool) { loop.stop(); };
+    if (!probe.answer())
+        loop.run();
+    return probe.answer().value_or(false);
+}
+
 void BusConnection::open()
+{
+    const auto socket = socketOf(kind_ == Kind::system);
+    if (!socket) {
+        connect();
+        return;
+    }
+    probe_ = std::make_unique<BusProbe>(loop_, *socket, kPatience);
+    if (const auto answer = probe_->answer())
+        answered(*answer);
+    else
+        probe_->onAnswer = [weak = weak_from_this()](bool answers) {
+            if (const auto connection = weak.lock())
+                connection->answered(answers);
+        };
+}
+
+void BusConnection::answered(bool answers)
+{
+    probe_.reset();
+    if (answers)
+        connect();
+    else
+        lost();
+}
+
+void BusConnection::connect()
 {
     try {
         bus_ = kind_ == Kind::system ? sdbus::createSystemBusConnection() : sdbus::createSessionBusConnection();
@@ -39,6 +94,7 @@ void BusConnection::open()
 void BusConnection::close()
 {
     closed_ = true;
+    probe_.reset();
     drop();
 }
 

@@ -11,9 +11,12 @@ class IConnection;
 
 namespace vitrel {
 
+class BusProbe;
+
 // A connection to a message bus whose messages are dealt out in the turns of a run loop; nothing blocks but the
-// connecting. Without a bus, or when it dies, a new connection is tried after a while. Main thread. It is held by
-// shared pointers, and by itself during a turn, so that a callback may let go of it.
+// connecting, and that only to a bus that has given a sign of life. Without a bus, or when it dies, a new connection is
+// tried after a while. Main thread. It is held by shared pointers, and by itself during a turn, so that a callback may
+// let go of it.
 class BusConnection : public std::enable_shared_from_this<BusConnection>
 {
 public:
@@ -23,11 +26,16 @@ public:
         Seconds first{5}, longest{5};
     };
 
+    // Whether the bus answers, for who wants to ask it one question and can wait a second. True if only connecting
+    // tells.
+    static bool answers(Kind kind);
+
     BusConnection(RunLoop& loop, Kind kind, Retry retry);
     virtual ~BusConnection();
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
 
+    // To a bus that answers the connection is there at once.
     void open();
     // For good. The most derived class's destructor must have called it.
     void close();
@@ -43,6 +51,8 @@ protected:
     RunLoop& loop() const { return loop_; }
 
 private:
+    void answered(bool answers);
+    void connect();
     void process();
     void lost();
     void drop();
@@ -51,6 +61,7 @@ private:
     const Kind kind_;
     const Retry retry_;
     Seconds pause_;
+    std::unique_ptr<BusProbe> probe_;
     std::unique_ptr<sdbus::IConnection> bus_;
     int watched_ = -1;
     short watchedEvents_ = 0;

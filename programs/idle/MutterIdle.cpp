@@ -116,6 +116,8 @@ MutterIdle::~MutterIdle()
 
 bool MutterIdle::isThere()
 {
+    if (!BusConnection::answers(BusConnection::Kind::session))
+        return false;
     try {
         const auto bus = sdbus::createSessionBusConnection();
         const auto names = sdbus::createProxy(*bus, BusName(kBus), sdbus::ObjectPath("/org/freedesktop/DBus"));

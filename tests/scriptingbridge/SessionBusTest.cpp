@@ -1,5 +1,7 @@
 // The real bus library against a bus of our own, with players in this process on connections of their own.
 #include "platform/scriptingbridge/SessionBus.h"
+#include "platform/messagebus/BusConnection.h"
+#include "platform/messagebus/BusProbe.h"
 #include "platform/messagebus/BusTypes.h"
 
 #include "platform/foundation/NSDistributedNotificationCenter.h"
@@ -12,7 +14,11 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+
 #include <cstdlib>
+#include <filesystem>
 
 namespace vitrel {
 namespace {
@@ -216,6 +222,32 @@ TEST_F(SessionBusTest, WhatOnePlayerSaysIsNotTheOthers)
             EXPECT_EQ(heard.of["b"], expected['b']) << story;
         }
     }
+}
+
+TEST_F(SessionBusTest, ABusThatSaysNothingHoldsNobodyUp)
+{
+    sockaddr_un silent{.sun_family = AF_UNIX, .sun_path = {}};
+    const std::string path = folder / "silent";
+    path.copy(silent.sun_path, sizeof silent.sun_path - 1);
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&silent), sizeof silent), 0);
+    ASSERT_EQ(::listen(listener, 4), 0);
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + path).c_str(), 1);
+    const auto begin = std::chrono::steady_clock::now();
+    listen();
+    EXPECT_FALSE(BusConnection::answers(BusConnection::Kind::session));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s) << "the library waits for 90";
+    plays("one", titled("Song"));
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink(folder / "bus", path);
+    ::close(listener);
+    EXPECT_TRUE(shows("Song")) << "a bus that speaks has taken its place";
+
+    const std::pair<const char*, std::optional<std::string>> sockets[]
+        = {{"unix:guid=1,path=/a;unix:path=/b", "/a"}, {"unix:abstract=/a%20b%2,guid=1", std::string("\0/a b%2", 7)},
+            {"tcp:host=127.0.0.1,port=1", {}}, {"unix:runtime=yes", {}}, {"", {}}};
+    for (const auto& [where, socket] : sockets)
+        EXPECT_EQ(BusProbe::socketOf(where), socket) << where;
 }
 
 TEST_F(SessionBusTest, KnowsWhoNeverTellsAChangeAndAsksIt)

@@ -1,5 +1,6 @@
 // The desktops that are asked over the session bus: Plasma, whose shell runs scripts, and Xfce's store.
 #include "platform/foundation/NSURL.h"
+#include "platform/messagebus/BusConnection.h"
 #include "programs/muralis/wallpaper/Desktops.h"
 #include "programs/muralis/wallpaper/Glib.h"
 
@@ -28,6 +29,8 @@ constexpr Service kXfconf{"org.xfce.Xfconf", "/org/xfce/Xfconf", "org.xfce.Xfcon
 Glib<GVariant> call(const Service& service, const char* method, GVariant* arguments, const char* type)
 {
     const Glib<GVariant> taken(g_variant_ref_sink(arguments));
+    if (!BusConnection::answers(BusConnection::Kind::session))
+        return nullptr;
     const Glib<GDBusConnection> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
     if (!bus)
         return nullptr;
