@@ -35,14 +35,13 @@ struct Attempt {
     std::size_t start;
     PatternSet open = text.candidates(start);
 
-    std::optional<Date> tryInOrder(std::span<const P> patterns)
+    std::optional<Date> tryInOrder(std::span<const P> patterns) const
     {
         for (const auto pattern : patterns) {
             if (!open.has(pattern))
                 continue;
             if (const auto date = text.read(pattern, start))
                 return date;
-            open.remove({pattern});
         }
         return std::nullopt;
     }
@@ -57,12 +56,12 @@ std::optional<Date> readBy(Readers readers, std::string_view untrimmed)
         return std::nullopt;
 
     const DateText text(trimmedText);
-    Attempt whole{text, 0};
+    const Attempt whole{text, 0};
     if (overlap(readers, Readers::rfc822)) {
         if (const auto date = whole.tryInOrder(kRFC822))
             return date;
         const auto start = text.behindLeadingWord();
-        Attempt stripped{text, start};
+        const Attempt stripped{text, start};
         if (const auto date = (start > 0 ? stripped : whole).tryInOrder(kRFC822Backup))
             return date;
     }

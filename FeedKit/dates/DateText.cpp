@@ -11,9 +11,7 @@ namespace {
 
 // Longer than any run that makes a difference: blanks count as one or are skipped, no name has so many letters, and a
 // number beyond ten digits is out of every field's range unless it begins with zeros.
-constexpr std::size_t kMaxBlanks = 16;
-constexpr std::size_t kMaxLetters = 32;
-constexpr std::size_t kMaxDigits = 34;
+constexpr std::size_t kMaxRun = 34;
 
 bool isDigit(char kind)
 {
@@ -136,14 +134,14 @@ bool DateText::add(char32_t character, char kind)
     const bool goesOn = count_ > 0 && kindClass != 0 && classOf(kinds_[count_ - 1]) == kindClass;
     if (!goesOn)
         run_ = zeros_ = 0;
-    if (kind == ' ' && run_ == kMaxBlanks) {
+    if (kind == ' ' && run_ == kMaxRun) {
         if (character != ' ')
             characters_[count_ - 1] = character; // the leading word's rule knows plain blanks alone
         return true;
     }
-    if (isLetter(kind) && run_ == kMaxLetters)
+    if (isLetter(kind) && run_ == kMaxRun)
         return true;
-    if (isDigit(kind) && run_ == kMaxDigits) {
+    if (isDigit(kind) && run_ == kMaxRun) {
         if (zeros_ == 0)
             return false;
         if (zeros_ == run_ && kind == '0')
