@@ -289,7 +289,6 @@ void NSXMLParser::Expat::flush()
     else
         delegate.parserFoundCharacters(owner, run_);
     run_.clear();
-    stopIfAborted();
 }
 
 void NSXMLParser::Expat::stopIfAborted()

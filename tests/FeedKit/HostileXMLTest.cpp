@@ -69,8 +69,10 @@ TEST(HostileXML, NestsAsDeepAsItMay)
     const auto deep = parsed(nested(9'997, "a"));
     ASSERT_TRUE(deep) << deep.error().payload();
     EXPECT_EQ(deep->rssFeed()->items->at(0)->title, "A");
+    // With "rss", "channel" and "item" a mebibyte of names.
+    EXPECT_EQ(reasonOf(nested(1, std::string((1u << 20) - 14, 'x'))), "a feed");
     for (const auto& document : {nested(9'998, "a"), nested(1'000'000, "a"), nested(60, std::string(100'000, 'x')),
-             repeated("<rss>", 1'000'000)})
+             nested(1, std::string((1u << 20) - 13, 'x')), repeated("<rss>", 1'000'000)})
         EXPECT_EQ(reasonOf(document), "the document's elements are nested too deep");
 }
 
