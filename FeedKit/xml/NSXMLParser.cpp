@@ -45,21 +45,11 @@ constexpr std::size_t kMostJoined = 64 * 1024;
 // Text that must be seen as a whole, a date or a list of keywords, is held until it is over.
 constexpr std::size_t kMostHeld = 32u << 20;
 
-bool startsInvalidUtf8(vitrel::ByteView bytes)
+// Of what is UTF-8 and more than a byte XML forbids these two alone: anything else that it stumbles over is none.
+bool startsInvalidUtf8(std::string_view text)
 {
-    if (bytes.empty() || bytes[0] < 0x80)
-        return false;
-    const unsigned lead = bytes[0];
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || bytes.size() < length)
-        return true;
-    for (std::size_t k = 1; k < length; ++k) {
-        if ((bytes[k] & 0xC0) != 0x80)
-            return true;
-    }
-    const unsigned second = bytes[1];
-    return (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second >= 0xA0) || (lead == 0xF0 && second < 0x90)
-        || (lead == 0xF4 && second >= 0x90);
+    return !text.empty() && static_cast<unsigned char>(text[0]) >= 0x80 && !text.starts_with("\uFFFE")
+        && !text.starts_with("\uFFFF");
 }
 
 // Gives up waiting for the stream once the parse is aborted.
@@ -244,7 +234,7 @@ void NSXMLParser::Expat::report(const InputDecoder& input)
         int offset = 0;
         int size = 0;
         const auto context = XML_GetInputContext(parser, &offset, &size);
-        if (context && startsInvalidUtf8(vitrel::bytesOf({context + offset, static_cast<std::size_t>(size - offset)})))
+        if (context && startsInvalidUtf8({context + offset, static_cast<std::size_t>(size - offset)}))
             return delegate.parserFoundInvalidCDATA(owner);
     }
     if (code == XML_ERROR_NO_MEMORY)
