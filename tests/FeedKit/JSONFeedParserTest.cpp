@@ -1,7 +1,5 @@
 #include "FeedKit/json/JSONFeedParser.h"
-#include "FeedKit/Samples.h"
 #include "FeedKit/json/JSONCoding.h"
-#include "support/PlainJSONFeed.h"
 #include "support/Repeated.h"
 
 #include <gmock/gmock.h>
@@ -211,29 +209,6 @@ TEST(Coding, TakesTheCallersDateStrategy)
     EXPECT_THAT(encode(*item, encodingStrategy), HasSubstr(R"("date_published":"2006-01-02T14:04:05")"));
     const auto none = decode<JSONFeedItem>(bytesOf(R"({"date_published": "x"})"), decodingStrategy);
     EXPECT_THAT(none.error().description, HasSubstr("Date decoding strategy failed."));
-}
-
-// Every document of the folder, by a second reader of JSON.
-TEST(SharedFeeds, ReadAsASecondReaderReadsThem)
-{
-    const auto samples = sampleFeeds();
-    if (samples.empty())
-        GTEST_SKIP() << "no sample feeds";
-    const RFC3339DateFormatter formatter;
-    const auto dates = [&](const std::string& text) { return formatter.date(text); };
-    int feeds = 0;
-    for (const auto& [path, json] : samples) {
-        if (path.extension() != ".json")
-            continue;
-        const auto feed = parsed(json);
-        const auto plain = PlainJSONFeed::decode(json, dates);
-        ASSERT_EQ(feed.has_value(), plain.has_value()) << path << ": " << reasonOf(json);
-        if (!feed)
-            continue;
-        ++feeds;
-        EXPECT_TRUE(*feed == *plain) << path;
-    }
-    EXPECT_GT(feeds, 5);
 }
 
 } // namespace
