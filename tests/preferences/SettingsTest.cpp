@@ -94,17 +94,5 @@ TEST(RandomComposition, IsOneOfTwoOrMoreAndStoresNothing)
     }
 }
 
-TEST(PreferencesWC, TheGateOpensAtTenFourteen)
-{
-    Saver in;
-    EXPECT_FALSE(PreferencesWC::isCatalinaHTTPAPIFixEnabled(in.surroundings));
-    const std::pair<OperatingSystemVersion, bool> cases[]
-        = {{{10, 13, 99}, false}, {{10, 14, 0}, true}, {{11, 0, 0}, true}, {{10, 9, 0}, false}};
-    for (const auto& [version, enabled] : cases) {
-        in.surroundings.systemVersion = version;
-        EXPECT_EQ(PreferencesWC::isCatalinaHTTPAPIFixEnabled(in.surroundings), enabled) << version.minorVersion;
-    }
-}
-
 } // namespace
 } // namespace vitrel

@@ -187,26 +187,6 @@ TEST(PrintKit, PrintsOneLineWithBlanksBetweenTheItems)
         " s 0.5 2 true (1) -3\n");
 }
 
-TEST(PrintKit, TheOthersShowNothing)
-{
-    EXPECT_EQ(printed([] {
-        printLog("a", 1);
-        printDate("a");
-        printCheck("a");
-        printGreen("a");
-        printWarning("a");
-        printWarningDebug("a");
-        printError("a");
-        printErrorDebug("a");
-        printFunc("a");
-        printLink("a");
-        printLogL({"a"}, "file", "function", 1);
-        printWarningL("a", "file", "function", 1);
-        printErrorL("a", "file", 1);
-    }),
-        "");
-}
-
 std::string hex(const MD5Digest& digest)
 {
     std::string out;
