@@ -136,8 +136,7 @@ struct NSXMLParser::Expat {
     std::string run_;
     bool inCDATA = false;
     bool sawText = false; // something is to be delivered, be it empty
-    bool runIsReference = false;
-    XML_Index referenceAt = 0;
+    XML_Index referenceAt = 0; // that the run is of; none stands at the document's first byte
     std::optional<std::string> inputError;
 };
 
@@ -309,11 +308,9 @@ void NSXMLParser::Expat::characters(std::string_view piece)
         if (run_.size() + piece.size() > kMostJoined)
             flush();
     } else if (!inCDATA) {
-        const bool reference = isReference();
-        const auto at = reference ? XML_GetCurrentByteIndex(parser) : 0;
-        if (reference != runIsReference || at != referenceAt)
+        const auto at = isReference() ? XML_GetCurrentByteIndex(parser) : 0;
+        if (at != referenceAt)
             flush();
-        runIsReference = reference;
         referenceAt = at;
     }
     if (run_.size() + piece.size() > kMostHeld) {
@@ -362,7 +359,6 @@ void XMLCALL NSXMLParser::Expat::onCDATAStart(void* self)
     auto& in = of(self);
     in.cut();
     in.inCDATA = true;
-    in.runIsReference = false;
     in.referenceAt = 0;
     // A section counts even if it is empty.
     in.sawText = in.delivery != TextDelivery::none;
