@@ -1,7 +1,6 @@
 #include "preferences/Settings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/InitialChoice.h"
-#include "preferences/PreferencesWC.h"
 #include "support/TestSurroundings.h"
 
 #include <gmock/gmock.h>
