@@ -51,8 +51,6 @@ int classOf(char kind)
 // What \w stands for in a regular expression over Unicode text.
 bool isWordCharacter(char32_t c)
 {
-    if (c < 0x80)
-        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
     const auto code = static_cast<UChar32>(c);
     constexpr std::uint32_t kinds = U_GC_M_MASK | U_GC_ND_MASK | U_GC_PC_MASK;
     return u_hasBinaryProperty(code, UCHAR_ALPHABETIC) || (U_GET_GC_MASK(code) & kinds) || c == 0x200C || c == 0x200D;
