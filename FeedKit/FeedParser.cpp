@@ -96,7 +96,7 @@ Result<Feed, ParserError> FeedParser::parseData(const std::stop_token& stop)
     if (*type == FeedDataType::json) {
         const auto size = data_->size();
         data_->resize(size + kPadding);
-        auto result = run(std::make_shared<JSONFeedParser>(vitrel::ByteView(*data_).first(size), kPadding), stop);
+        auto result = run(std::make_shared<JSONFeedParser>(vitrel::ByteView(*data_).first(size), Padding::there), stop);
         data_->resize(size);
         return result;
     }

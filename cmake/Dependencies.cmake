@@ -10,9 +10,7 @@ if(BUILD_TESTING)
   find_package(GTest REQUIRED)
 endif()
 if(VITREL_FEEDKIT_ONLY)
-  # Some of its tests want them, and are left out without them.
-  find_package(nlohmann_json QUIET)
-  find_package(ZLIB QUIET)
+  find_package(ZLIB QUIET) # some of its tests want it, and are left out without it
   return()
 endif()
 

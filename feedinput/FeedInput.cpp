@@ -47,19 +47,6 @@ bool isAddress(std::string_view text)
     return !text.empty();
 }
 
-std::string description(const FeedKit::ParserError& error)
-{
-    switch (error.which()) {
-    case FeedKit::ParserError::Case::feedCDATABlockEncodingError:
-        return "feedCDATABlockEncodingError(path: \"" + error.payload() + "\")";
-    case FeedKit::ParserError::Case::internalError:
-        return "internalError(reason: \"" + error.payload() + "\")";
-    case FeedKit::ParserError::Case::feedNotFound:
-        return "feedNotFound";
-    }
-    return {};
-}
-
 } // namespace
 
 FeedInput::FeedInput(FeedInputView& view, const Surroundings& surroundings)
@@ -107,7 +94,7 @@ void FeedInput::loadRSSFeed(const std::string& address)
         .load(address, articlesCount_, this,
             [this, view = view_.retained()](const FeedLoads::Outcome& outcome, const ArticleTexts& texts) {
                 if (!outcome)
-                    return print::line(description(outcome.error()));
+                    return print::line(outcome.error().debugDescription());
                 receive(*outcome, texts);
             });
 }

@@ -1,7 +1,7 @@
 // JSON Feed documents: against a second reader of JSON, and there and back through the encoding.
 #include "FeedKit/json/JSONCoding.h"
 #include "FeedKit/json/JSONFeedParser.h"
-#include "support/PlainJSONFeed.h"
+#include "PlainJSONFeed.h"
 
 #include <charconv>
 #include <cstdio>

@@ -21,9 +21,10 @@ constexpr const char* kCompositionsPage = "apps/muralis/quartz/";
 class ListChange
 {
 public:
+    // Without a `saver` the list can't be stored, and nothing need be kept together.
     ListChange(const SheetSurroundings& surroundings, const NSUserDefaults* saver)
     {
-        if (surroundings.defaults && saver) {
+        if (saver) {
             saver_.emplace(*surroundings.defaults, saver->domain());
             host_.emplace(*surroundings.defaults, NSUserDefaults::kHostDomain);
         }

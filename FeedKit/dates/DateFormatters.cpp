@@ -4,6 +4,7 @@
 #include "FeedKit/dates/DateText.h"
 #include "FeedKit/dates/QuickReader.h"
 
+#include <algorithm>
 #include <span>
 
 namespace FeedKit {
@@ -11,23 +12,17 @@ namespace FeedKit {
 namespace {
 
 using P = Pattern;
-constexpr P kRFC822[] = {P::weekdaySeconds, P::weekdayMinutes, P::daySecondsOffset, P::yearSecondsOffset};
-constexpr P kRFC822Backup[] = {P::daySecondsZone, P::dayMinutesZone};
-constexpr P kRFC3339[] = {P::isoSeconds, P::isoFraction, P::isoDashedFraction};
-constexpr P kISO8601[] = {P::isoFraction, P::isoSeconds, P::isoMinutesFraction, P::isoMinutes};
-
-template <std::size_t n> constexpr bool spells(const P (&order)[n], const std::array<std::string_view, n>& patterns)
+template <std::size_t n> constexpr std::array<P, n> patternsOf(const std::array<std::string_view, n>& texts)
 {
-    for (std::size_t k = 0; k < n; ++k) {
-        if (kPatterns[static_cast<std::size_t>(order[k])] != patterns[k])
-            return false;
-    }
-    return true;
+    std::array<P, n> patterns{};
+    for (std::size_t k = 0; k < n; ++k)
+        patterns[k] = P(std::find(kPatterns.begin(), kPatterns.end(), texts[k]) - kPatterns.begin());
+    return patterns;
 }
-static_assert(spells(kRFC822, RFC822DateFormatter::dateFormats));
-static_assert(spells(kRFC822Backup, RFC822DateFormatter::backupFormats));
-static_assert(spells(kRFC3339, RFC3339DateFormatter::dateFormats));
-static_assert(spells(kISO8601, ISO8601DateFormatter::dateFormats));
+constexpr auto kRFC822 = patternsOf(RFC822DateFormatter::dateFormats);
+constexpr auto kRFC822Backup = patternsOf(RFC822DateFormatter::backupFormats);
+constexpr auto kRFC3339 = patternsOf(RFC3339DateFormatter::dateFormats);
+constexpr auto kISO8601 = patternsOf(ISO8601DateFormatter::dateFormats);
 
 // A text from some place on, and the patterns that may still read it.
 struct Attempt {
@@ -35,14 +30,13 @@ struct Attempt {
     std::size_t start;
     PatternSet open = text.candidates(start);
 
-    std::optional<Date> tryInOrder(std::span<const P> patterns)
+    std::optional<Date> tryInOrder(std::span<const P> patterns) const
     {
         for (const auto pattern : patterns) {
             if (!open.has(pattern))
                 continue;
             if (const auto date = text.read(pattern, start))
                 return date;
-            open.remove({pattern});
         }
         return std::nullopt;
     }
@@ -57,12 +51,12 @@ std::optional<Date> readBy(Readers readers, std::string_view untrimmed)
         return std::nullopt;
 
     const DateText text(trimmedText);
-    Attempt whole{text, 0};
+    const Attempt whole{text, 0};
     if (overlap(readers, Readers::rfc822)) {
         if (const auto date = whole.tryInOrder(kRFC822))
             return date;
         const auto start = text.behindLeadingWord();
-        Attempt stripped{text, start};
+        const Attempt stripped{text, start};
         if (const auto date = (start > 0 ? stripped : whole).tryInOrder(kRFC822Backup))
             return date;
     }

@@ -11,9 +11,7 @@ namespace {
 
 // Longer than any run that makes a difference: blanks count as one or are skipped, no name has so many letters, and a
 // number beyond ten digits is out of every field's range unless it begins with zeros.
-constexpr std::size_t kMaxBlanks = 16;
-constexpr std::size_t kMaxLetters = 32;
-constexpr std::size_t kMaxDigits = 34;
+constexpr std::size_t kMaxRun = 34;
 
 bool isDigit(char kind)
 {
@@ -53,8 +51,6 @@ int classOf(char kind)
 // What \w stands for in a regular expression over Unicode text.
 bool isWordCharacter(char32_t c)
 {
-    if (c < 0x80)
-        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
     const auto code = static_cast<UChar32>(c);
     constexpr std::uint32_t kinds = U_GC_M_MASK | U_GC_ND_MASK | U_GC_PC_MASK;
     return u_hasBinaryProperty(code, UCHAR_ALPHABETIC) || (U_GET_GC_MASK(code) & kinds) || c == 0x200C || c == 0x200D;
@@ -136,14 +132,14 @@ bool DateText::add(char32_t character, char kind)
     const bool goesOn = count_ > 0 && kindClass != 0 && classOf(kinds_[count_ - 1]) == kindClass;
     if (!goesOn)
         run_ = zeros_ = 0;
-    if (kind == ' ' && run_ == kMaxBlanks) {
+    if (kind == ' ' && run_ == kMaxRun) {
         if (character != ' ')
             characters_[count_ - 1] = character; // the leading word's rule knows plain blanks alone
         return true;
     }
-    if (isLetter(kind) && run_ == kMaxLetters)
+    if (isLetter(kind) && run_ == kMaxRun)
         return true;
-    if (isDigit(kind) && run_ == kMaxDigits) {
+    if (isDigit(kind) && run_ == kMaxRun) {
         if (zeros_ == 0)
             return false;
         if (zeros_ == run_ && kind == '0')

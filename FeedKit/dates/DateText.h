@@ -29,7 +29,6 @@ public:
     constexpr bool has(Pattern pattern) const { return bits_ & bit(pattern); }
     constexpr bool empty() const { return bits_ == 0; }
     constexpr void remove(PatternSet others) { bits_ &= ~others.bits_; }
-    constexpr void keep(PatternSet others) { bits_ &= others.bits_; }
 
 private:
     static constexpr unsigned bit(Pattern pattern) { return 1u << static_cast<unsigned>(pattern); }

@@ -1,6 +1,9 @@
 #include "FeedKit/dates/QuickReader.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
+#include <string>
 
 namespace FeedKit {
 
@@ -26,12 +29,6 @@ constexpr int daysInMonth(int year, int month)
     constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
     return days[month - 1] + (month == 2 && leap);
-}
-
-constexpr std::uint32_t packed(char a, char b, char c = 0)
-{
-    const auto lower = [](char letter) { return static_cast<std::uint32_t>(letter | 0x20); };
-    return lower(a) << 16 | lower(b) << 8 | lower(c);
 }
 
 // Walks over the text. Every step says whether it fitted; after one that didn't, nothing counts any more.
@@ -72,15 +69,16 @@ public:
         }
         return true;
     }
-    // Three letters in either case, or 0.
-    std::uint32_t threeLetters()
+    // Three letters, in lower case, or nothing.
+    std::string threeLetters()
     {
-        const char a = next(), b = next(1), c = next(2);
-        const auto letter = [](char each) { return (each >= 'A' && each <= 'Z') || (each >= 'a' && each <= 'z'); };
-        if (!letter(a) || !letter(b) || !letter(c))
-            return 0;
+        std::string name(text_.substr(at_, 3));
+        for (char& letter : name)
+            letter = static_cast<char>(letter | 0x20);
+        if (name.size() < 3 || !std::all_of(name.begin(), name.end(), [](char c) { return c >= 'a' && c <= 'z'; }))
+            return {};
         at_ += 3;
-        return packed(a, b, c);
+        return name;
     }
 
 private:
@@ -105,34 +103,13 @@ struct Fields {
     }
 };
 
-bool isWeekday(std::uint32_t name)
-{
-    switch (name) {
-    case packed('m', 'o', 'n'):
-    case packed('t', 'u', 'e'):
-    case packed('w', 'e', 'd'):
-    case packed('t', 'h', 'u'):
-    case packed('f', 'r', 'i'):
-    case packed('s', 'a', 't'):
-    case packed('s', 'u', 'n'):
-        return true;
-    default:
-        return false;
-    }
-}
-
 // 1 to 12, or 0.
-int monthNamed(std::uint32_t name)
+int monthNamed(std::string_view name)
 {
-    constexpr std::uint32_t months[]
-        = {packed('j', 'a', 'n'), packed('f', 'e', 'b'), packed('m', 'a', 'r'), packed('a', 'p', 'r'),
-            packed('m', 'a', 'y'), packed('j', 'u', 'n'), packed('j', 'u', 'l'), packed('a', 'u', 'g'),
-            packed('s', 'e', 'p'), packed('o', 'c', 't'), packed('n', 'o', 'v'), packed('d', 'e', 'c')};
-    for (int k = 0; k < 12; ++k) {
-        if (months[k] == name)
-            return k + 1;
-    }
-    return 0;
+    constexpr std::string_view months[]
+        = {"jan", "feb", "mar", "apr", "may", "jun", "jul", "aug", "sep", "oct", "nov", "dec"};
+    const auto month = std::find(std::begin(months), std::end(months), name);
+    return month == std::end(months) ? 0 : static_cast<int>(month - std::begin(months)) + 1;
 }
 
 // The zones stand at the end of the text and take all that is left of it, or nothing.
@@ -179,7 +156,8 @@ bool takeAmericanZone(Walk walk, Fields& fields)
 
 bool takeDayAndTime(Walk& walk, Fields& fields, bool weekday)
 {
-    if (weekday && !(isWeekday(walk.threeLetters()) && walk.take(", ")))
+    // Any word will do: one that is no weekday goes, and what is behind it reads the same.
+    if (weekday && (walk.threeLetters().empty() || !walk.take(", ")))
         return false;
     if (!walk.number(walk.digitAhead(1) ? 2 : 1, fields.day) || !walk.take(' '))
         return false;

@@ -5,7 +5,7 @@
 namespace FeedKit {
 
 // Some of the formatters.
-enum class Readers : unsigned { none = 0, rfc822 = 1, rfc3339 = 2, iso8601 = 4, all = 7 };
+enum class Readers : unsigned { rfc822 = 1, rfc3339 = 2, iso8601 = 4, all = 7 };
 
 constexpr Readers operator|(Readers a, Readers b)
 {

@@ -22,6 +22,10 @@ using DateEncodingStrategy = std::function<std::string(Date date)>;
 // Reads what `formatter` reads. `formatter` isn't null.
 DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter);
 
+// Whether kPadding bytes behind a document may be read, whatever they hold.
+enum class Padding { none, there };
+inline constexpr std::size_t kPadding = 64;
+
 struct JSONDecodingError {
     std::string description; // a sentence in English, with the key where the types don't fit
 };
@@ -35,12 +39,10 @@ struct JSONDecodingError {
 // Errors too: numbers in known keys that fit neither 64 bits nor a double, half surrogate pairs, values nested deeper
 // than 1024, documents of 4 GiB, and models out of proportion to the document (ModelBudget).
 //
-// `padding` bytes behind `json` may be read, whatever they hold; with kPadding of them the document isn't copied.
+// With the padding behind `json` the document isn't copied.
 template <Model T>
 vitrel::Result<T, JSONDecodingError> decode(
-    vitrel::ByteView json, const DateDecodingStrategy& dates, std::size_t padding = 0);
-
-inline constexpr std::size_t kPadding = 64;
+    vitrel::ByteView json, const DateDecodingStrategy& dates, Padding padding = Padding::none);
 
 // A JSON object with all keys of the type, each once and in a fixed order; null for an absent field. Bytes that aren't
 // UTF-8 become U+FFFD; a number that JSON can't write (NaN, infinite) becomes null.

@@ -73,10 +73,8 @@ public:
         std::string_view view;
         if (value.get(view))
             return wrongType(value, "a text");
-        if (!take(view.size()))
-            return false;
         text.assign(view);
-        return true;
+        return take(view.size());
     }
 
     bool read(dom::element value, bool& flag) { return !value.get(flag) || wrongType(value, "a boolean"); }
@@ -230,11 +228,10 @@ bool isTooDense(const Density& density, std::size_t inputSize)
     return !budget.take(density.treeBytes() + density.marks * kBytesPerMark);
 }
 
-// The root of `text` in `document`. `padding` bytes behind it may be read.
-simdjson::simdjson_result<dom::element> parse(dom::document& document, std::string_view text, std::size_t padding)
+simdjson::simdjson_result<dom::element> parse(dom::document& document, std::string_view text, Padding padding)
 {
     dom::parser parser; // what it needs beside the tree goes with it
-    return parser.parse_into_document(document, text.data(), text.size(), padding < simdjson::SIMDJSON_PADDING);
+    return parser.parse_into_document(document, text.data(), text.size(), padding == Padding::none);
 }
 
 } // namespace
@@ -249,8 +246,7 @@ DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter)
 }
 
 template <Model T>
-vitrel::Result<T, JSONDecodingError> decode(
-    vitrel::ByteView json, const DateDecodingStrategy& dates, std::size_t padding)
+vitrel::Result<T, JSONDecodingError> decode(vitrel::ByteView json, const DateDecodingStrategy& dates, Padding padding)
 {
     const auto text = withoutByteOrderMark(json);
     if (text.starts_with("\xEF\xBB\xBF")) // a reader may skip one of its own accord
@@ -266,7 +262,7 @@ vitrel::Result<T, JSONDecodingError> decode(
         if (auto mended = withinRange(text); mended != text) {
             const auto size = mended.size();
             mended.append(kPadding, ' ');
-            error = parse(document, std::string_view(mended).substr(0, size), kPadding).get(root);
+            error = parse(document, std::string_view(mended).substr(0, size), Padding::there).get(root);
         }
     }
     if (error)
@@ -278,14 +274,12 @@ vitrel::Result<T, JSONDecodingError> decode(
     return model;
 }
 
-template vitrel::Result<JSONFeed, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
-template vitrel::Result<JSONFeedItem, JSONDecodingError> decode(
-    vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
+template vitrel::Result<JSONFeed, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&, Padding);
+template vitrel::Result<JSONFeedItem, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&, Padding);
 template vitrel::Result<JSONFeedAttachment, JSONDecodingError> decode(
-    vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
+    vitrel::ByteView, const DateDecodingStrategy&, Padding);
 template vitrel::Result<JSONFeedAuthor, JSONDecodingError> decode(
-    vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
-template vitrel::Result<JSONFeedHub, JSONDecodingError> decode(
-    vitrel::ByteView, const DateDecodingStrategy&, std::size_t);
+    vitrel::ByteView, const DateDecodingStrategy&, Padding);
+template vitrel::Result<JSONFeedHub, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&, Padding);
 
 } // namespace FeedKit

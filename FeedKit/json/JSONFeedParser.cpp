@@ -1,7 +1,5 @@
 #include "FeedKit/json/JSONFeedParser.h"
 
-#include "FeedKit/json/JSONCoding.h"
-
 namespace FeedKit {
 
 vitrel::Result<Feed, ParserError> JSONFeedParser::parse()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeedKit/json/JSONCoding.h"
 #include "FeedKit/models/FeedParserProtocol.h"
 #include "base/Bytes.h"
 
@@ -9,8 +10,8 @@ namespace FeedKit {
 class JSONFeedParser final : public FeedParserProtocol
 {
 public:
-    // `data` must outlive the parser. `padding` bytes behind it may be read, as decode() has it.
-    explicit JSONFeedParser(vitrel::ByteView data, std::size_t padding = 0)
+    // `data` must outlive the parser.
+    explicit JSONFeedParser(vitrel::ByteView data, Padding padding = Padding::none)
         : data(data)
         , padding_(padding)
     { }
@@ -23,7 +24,7 @@ public:
     const vitrel::ByteView data;
 
 private:
-    std::size_t padding_;
+    Padding padding_;
 };
 
 } // namespace FeedKit

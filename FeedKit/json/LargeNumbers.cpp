@@ -54,12 +54,10 @@ template <class T> bool isBeyond(std::string_view text)
     return std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc::result_out_of_range;
 }
 
-// A small number is out of from_chars' range, too, and reads as 0.
+// A small number, whose exponent has a minus, is out of from_chars' range, too, and reads as 0.
 bool isBeyondDoubles(std::string_view text)
 {
-    const auto exponent = text.find_first_of("eE");
-    return isBeyond<double>(text)
-        && (exponent == text.npos || exponent + 1 == text.size() || text[exponent + 1] != '-');
+    return isBeyond<double>(text) && text.find('-', 1) == text.npos;
 }
 
 void appendNumber(std::string& out, std::string_view text)

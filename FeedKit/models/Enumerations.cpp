@@ -8,9 +8,10 @@ namespace FeedKit {
 
 namespace {
 
-constexpr std::array<std::string_view, 5> kPeriods = {"hourly", "daily", "weekly", "monthly", "yearly"};
-constexpr std::array<std::string_view, 7> kDays
-    = {"monday", "tuesday", "wednesday", "thursday", "friday", "saturday", "sunday"};
+using namespace std::string_view_literals;
+
+constexpr std::array kPeriods{"hourly"sv, "daily"sv, "weekly"sv, "monthly"sv, "yearly"sv};
+constexpr std::array kDays{"monday"sv, "tuesday"sv, "wednesday"sv, "thursday"sv, "friday"sv, "saturday"sv, "sunday"sv};
 
 // No name has more than nine letters, and none is the small form of a letter of more than three bytes.
 constexpr std::size_t kLongest = 27;

@@ -2,6 +2,27 @@
 
 namespace FeedKit {
 
+std::string_view ParserError::name() const
+{
+    switch (which_) {
+    case Case::feedCDATABlockEncodingError:
+        return "feedCDATABlockEncodingError";
+    case Case::internalError:
+        return "internalError";
+    case Case::feedNotFound:
+        return "feedNotFound";
+    }
+    return {};
+}
+
+std::string ParserError::debugDescription() const
+{
+    std::string text(name());
+    if (which_ != Case::feedNotFound)
+        text += (which_ == Case::internalError ? "(reason: \"" : "(path: \"") + payload_ + "\")";
+    return text;
+}
+
 std::int64_t ParserError::code() const
 {
     switch (which_) {

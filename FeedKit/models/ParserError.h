@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace FeedKit {
@@ -38,6 +39,10 @@ public:
     // The path or the reason; empty for feedNotFound.
     const std::string& payload() const { return payload_; }
 
+    // Of the case.
+    std::string_view name() const;
+    // The case with what it holds, for a log: internalError(reason: "...").
+    std::string debugDescription() const;
     std::int64_t code() const;
     std::string errorDescription() const;
     std::string failureReason() const;

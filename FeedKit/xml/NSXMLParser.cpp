@@ -45,21 +45,11 @@ constexpr std::size_t kMostJoined = 64 * 1024;
 // Text that must be seen as a whole, a date or a list of keywords, is held until it is over.
 constexpr std::size_t kMostHeld = 32u << 20;
 
-bool startsInvalidUtf8(vitrel::ByteView bytes)
+// Of what is UTF-8 and more than a byte XML forbids these two alone: anything else that it stumbles over is none.
+bool startsInvalidUtf8(std::string_view text)
 {
-    if (bytes.empty() || bytes[0] < 0x80)
-        return false;
-    const unsigned lead = bytes[0];
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || bytes.size() < length)
-        return true;
-    for (std::size_t k = 1; k < length; ++k) {
-        if ((bytes[k] & 0xC0) != 0x80)
-            return true;
-    }
-    const unsigned second = bytes[1];
-    return (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second >= 0xA0) || (lead == 0xF0 && second < 0x90)
-        || (lead == 0xF4 && second >= 0x90);
+    return !text.empty() && static_cast<unsigned char>(text[0]) >= 0x80 && !text.starts_with("\uFFFE")
+        && !text.starts_with("\uFFFF");
 }
 
 // Gives up waiting for the stream once the parse is aborted.
@@ -146,8 +136,7 @@ struct NSXMLParser::Expat {
     std::string run_;
     bool inCDATA = false;
     bool sawText = false; // something is to be delivered, be it empty
-    bool runIsReference = false;
-    XML_Index referenceAt = 0;
+    XML_Index referenceAt = 0; // that the run is of; none stands at the document's first byte
     std::optional<std::string> inputError;
 };
 
@@ -244,7 +233,7 @@ void NSXMLParser::Expat::report(const InputDecoder& input)
         int offset = 0;
         int size = 0;
         const auto context = XML_GetInputContext(parser, &offset, &size);
-        if (context && startsInvalidUtf8(vitrel::bytesOf({context + offset, static_cast<std::size_t>(size - offset)})))
+        if (context && startsInvalidUtf8({context + offset, static_cast<std::size_t>(size - offset)}))
             return delegate.parserFoundInvalidCDATA(owner);
     }
     if (code == XML_ERROR_NO_MEMORY)
@@ -289,7 +278,6 @@ void NSXMLParser::Expat::flush()
     else
         delegate.parserFoundCharacters(owner, run_);
     run_.clear();
-    stopIfAborted();
 }
 
 void NSXMLParser::Expat::stopIfAborted()
@@ -320,11 +308,9 @@ void NSXMLParser::Expat::characters(std::string_view piece)
         if (run_.size() + piece.size() > kMostJoined)
             flush();
     } else if (!inCDATA) {
-        const bool reference = isReference();
-        const auto at = reference ? XML_GetCurrentByteIndex(parser) : 0;
-        if (reference != runIsReference || at != referenceAt)
+        const auto at = isReference() ? XML_GetCurrentByteIndex(parser) : 0;
+        if (at != referenceAt)
             flush();
-        runIsReference = reference;
         referenceAt = at;
     }
     if (run_.size() + piece.size() > kMostHeld) {
@@ -373,7 +359,6 @@ void XMLCALL NSXMLParser::Expat::onCDATAStart(void* self)
     auto& in = of(self);
     in.cut();
     in.inCDATA = true;
-    in.runIsReference = false;
     in.referenceAt = 0;
     // A section counts even if it is empty.
     in.sawText = in.delivery != TextDelivery::none;

@@ -65,19 +65,6 @@ template <Model T> void write(JsonText& to, const T& model)
     to.end('}');
 }
 
-std::string_view nameOf(ParserError::Case which)
-{
-    switch (which) {
-    case ParserError::Case::feedCDATABlockEncodingError:
-        return "feedCDATABlockEncodingError";
-    case ParserError::Case::internalError:
-        return "internalError";
-    case ParserError::Case::feedNotFound:
-        return "feedNotFound";
-    }
-    return {};
-}
-
 // What a user can do something with: an internal error's description says little more than that it is one.
 std::string reasonOf(const ParserError& error)
 {
@@ -127,7 +114,7 @@ void writeDocumentJson(std::string_view name, const ParsedFeed& parsed, JsonLayo
         to.key("error");
         to.begin('{');
         to.key("case");
-        to.string(nameOf(parsed.error().which()));
+        to.string(parsed.error().name());
         to.key("reason");
         to.string(reasonOf(parsed.error()));
         to.end('}');

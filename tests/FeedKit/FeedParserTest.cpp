@@ -212,6 +212,10 @@ TEST(FeedParser, AnswersAtTheEndOfTheRootThoughThePipeStaysOpen)
 
 TEST(ParserError, TellsItsCodeAndTexts)
 {
+    EXPECT_EQ(ParserError::feedCDATABlockEncodingError("/rss").debugDescription(),
+        "feedCDATABlockEncodingError(path: \"/rss\")");
+    EXPECT_EQ(ParserError::internalError("because").debugDescription(), "internalError(reason: \"because\")");
+    EXPECT_EQ(ParserError::feedNotFound().debugDescription(), "feedNotFound");
     EXPECT_EQ(ParserError::feedCDATABlockEncodingError("/rss/channel").value(),
         (NSError{"com.feedkit.error", -10001,
             {{"NSLocalizedDescription", "`CDATAblock` encoding error"},

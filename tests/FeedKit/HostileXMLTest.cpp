@@ -1,10 +1,8 @@
 // Documents made to do harm: an error or a feed, in bounded time and memory.
-#include "FeedKit/Samples.h"
 #include "FeedKit/xml/XMLFeedParser.h"
 #include "support/Repeated.h"
 
 #include <gmock/gmock.h>
-#include <random>
 
 namespace FeedKit {
 namespace {
@@ -69,8 +67,10 @@ TEST(HostileXML, NestsAsDeepAsItMay)
     const auto deep = parsed(nested(9'997, "a"));
     ASSERT_TRUE(deep) << deep.error().payload();
     EXPECT_EQ(deep->rssFeed()->items->at(0)->title, "A");
+    // With "rss", "channel" and "item" a mebibyte of names.
+    EXPECT_EQ(reasonOf(nested(1, std::string((1u << 20) - 14, 'x'))), "a feed");
     for (const auto& document : {nested(9'998, "a"), nested(1'000'000, "a"), nested(60, std::string(100'000, 'x')),
-             repeated("<rss>", 1'000'000)})
+             nested(1, std::string((1u << 20) - 13, 'x')), repeated("<rss>", 1'000'000)})
         EXPECT_EQ(reasonOf(document), "the document's elements are nested too deep");
 }
 
@@ -186,28 +186,6 @@ TEST(HostileXML, NeverFetchesWhatADocumentNames)
                                "<rss><channel><title>A&x;B</title></channel></rss>");
     ASSERT_TRUE(result) << result.error().payload();
     EXPECT_EQ(result->rssFeed()->title, "AB");
-}
-
-// Real documents, cut and broken at random with a fixed seed: nothing but a feed or an error may come of it.
-TEST(HostileXML, BreaksRealDocuments)
-{
-    const auto feeds = sampleFeeds();
-    if (feeds.empty())
-        GTEST_SKIP() << "no sample feeds";
-    std::mt19937 random(7);
-    int errors = 0;
-    for (const auto& [file, document] : feeds) {
-        for (int k = 0; k < 12 && !document.empty() && document.size() < 60'000; ++k) {
-            errors += !parsed(document.substr(0, random() % document.size()));
-            auto broken = document;
-            for (int b = 0; b < 4; ++b)
-                broken[random() % broken.size()] = "<>&\0\xFF]a\""[random() % 8];
-            errors += !parsed(broken);
-            const auto at = random() % document.size(), end = at + random() % (document.size() - at);
-            errors += !parsed(document.substr(0, end) + document.substr(at));
-        }
-    }
-    EXPECT_GT(errors, 100);
 }
 
 } // namespace

@@ -214,12 +214,14 @@ TEST(Packet, IsAppliedAgainAfterASecondIfTheStateIsStillTheSame)
 TEST(Packet, HoldsEveryKindOfValueThatJsonHas)
 {
     LinkInHand in;
-    in.ask(R"({"Data": {"t": "\u00e9\ud83c\udfb5", "i": -5, "big": 18446744073709551615, "f": 1.5, "b": true,
+    in.ask(
+        R"({"Data": {"t": "\u00e9\ud83c\udfb5", "i": -5, "most": 9223372036854775807, "big": 9223372036854775808, "f": 1.5, "b": true,
         "n": null, "a": [1, ["x"]], "o": {"k": {}}, "twice": 1, "twice": 2}, "Rest": [{"t": 1}]})");
     ASSERT_EQ(in.owner->packets.size(), 1u);
     EXPECT_EQ(in.owner->packets[0],
-        (Dictionary{{"t", "é🎵"}, {"i", -5}, {"big", 18446744073709551615.0}, {"f", 1.5}, {"b", true}, {"n", Value()},
-            {"a", Array{1, Array{"x"}}}, {"o", Dictionary{{"k", Dictionary{}}}}, {"twice", 2}}));
+        (Dictionary{{"t", "é🎵"}, {"i", -5}, {"most", INT64_MAX}, {"big", 9223372036854775808.0}, {"f", 1.5},
+            {"b", true}, {"n", Value()}, {"a", Array{1, Array{"x"}}}, {"o", Dictionary{{"k", Dictionary{}}}},
+            {"twice", 2}}));
 }
 
 TEST(Answer, ThatIsBuiltToExhaustIsRefused)

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
 namespace vitrel {
 namespace {
@@ -40,7 +39,8 @@ void serveTrack(const Request& request, const Connection& to)
     to.send(LocalServer::answer(isData ? R"({"Data": {"Name": "Song"}})" : R"({"ChangeID": "well"})"));
 }
 
-// Each of these has hung, crashed or filled a poller somewhere. The companion does all in turn and then recovers.
+// What a server can do, and what an answer can hold, has tests of its own; here the companion does the worst in turn
+// and then recovers.
 TEST(RealCompanion, ThatHasGoneMadIsPolledOnUntilItRecovers)
 {
     const std::string block(1 << 16, 'A');
@@ -51,23 +51,14 @@ TEST(RealCompanion, ThatHasGoneMadIsPolledOnUntilItRecovers)
     };
     const std::vector<std::function<void(const Connection&)>> tricks = {
         [](const Connection& to) { to.stall(); },
-        [](const Connection& to) {
-            to.send(LocalServer::head() + "{\"ChangeID\": \"");
-            while (to.send("x"))
-                std::this_thread::sleep_for(5ms);
-        },
         [&](const Connection& to) {
             to.send(LocalServer::head());
             while (to.send(block)) { }
         },
         [](const Connection& to) { to.send(LocalServer::answer(std::string(100'000, '['))); },
-        [](const Connection& to) { to.send(LocalServer::answer("{\"Data\": " + std::string(100'000, '{'))); },
         base64,
         base64,
         [](const Connection& to) { to.send(LocalServer::answer("busy", "", "503 Service Unavailable")); },
-        [](const Connection& to) { to.send(LocalServer::redirect("http://127.0.0.1:1/")); },
-        [](const Connection& to) { to.send("HTTP/1.1 200 OK\r\nContent-Length: 500\r\n\r\n{\"Change"); },
-        [](const Connection& to) { to.send("nothing of the kind\r\n\r\n"); },
         [](const Connection&) {},
     };
     std::atomic<std::size_t> next = 0;

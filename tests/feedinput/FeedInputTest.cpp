@@ -1,13 +1,9 @@
 #include "feedinput/FeedInput.h"
-#include "FeedKit/fetch/CurlFetcher.h"
 #include "preferences/Settings.h"
 #include "support/FakeFetcher.h"
-#include "support/LocalServer.h"
 #include "support/TestSurroundings.h"
 
-#include <atomic>
 #include <gmock/gmock.h>
-#include <thread>
 
 namespace vitrel {
 namespace {
@@ -262,29 +258,6 @@ TEST(FeedInput, StopsTheLoadThatNobodyWaitsFor)
     EXPECT_THAT(in.settle(), ElementsAre("Muralis_RSS_Feed Hello", "Muralis_RSS_Feed B"));
     EXPECT_EQ(in.fetcher->asked.size(), 2u);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "to stop is no failure";
-}
-
-// A whole saver's end, with a server that has taken the connection and says nothing.
-TEST(FeedInput, EndsWithoutWaitingForAServer)
-{
-    std::atomic<int> asked = 0;
-    LocalServer server([&](const LocalServer::Request&, const LocalServer::Connection& connection) {
-        ++asked;
-        connection.stall();
-    });
-    Feeding in;
-    in.surroundings.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
-    in.item().setIsRSSVisualizer(true);
-    in.item().setRssFeedURL(server.url("/feed"));
-    auto queue = std::make_unique<PoolQueue>(1);
-    in.surroundings.feedQueue = queue.get();
-    in.view->updateCompositionInputs();
-    while (asked == 0)
-        std::this_thread::yield();
-    const auto begun = std::chrono::steady_clock::now();
-    in.view->input.stop();
-    queue.reset(); // waits for what it has begun
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, 5s) << "of the 60 that a fetch may take";
 }
 
 TEST(FeedInput, SaysWhatFailedOnStandardOutputAndPublishesNoJSONFeed)

@@ -1,6 +1,5 @@
 #include "platform/foundation/PropertyList.h"
 #include "support/Repeated.h"
-#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <plist/plist.h>
@@ -237,25 +236,6 @@ TEST(PropertyList, ComesBackFromBothFormsAlsoByAnotherReader)
     value["line ends"] = "\r\n"; // the other writes them as they are, and a reader of XML takes them for one
     EXPECT_EQ(propertyListWithData(binaryPropertyList(value)), Value(value));
     EXPECT_EQ(read(xmlPropertyList(value)), Value(value));
-}
-
-TEST(PropertyList, ReadsRealCompositionsAsAnotherReaderDoes)
-{
-    const std::filesystem::path folder = VITREL_SAMPLES "/compositions";
-    if (!std::filesystem::is_directory(folder))
-        GTEST_SKIP() << "no samples on this machine";
-    int files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().extension() != ".qtz")
-            continue;
-        const std::string text = TemporaryFolder::read(entry.path());
-        const auto value = read(text);
-        ASSERT_TRUE(value) << entry.path();
-        EXPECT_EQ(readByAnother(bytesOf(text)), value) << entry.path();
-        EXPECT_EQ(propertyListWithData(binaryPropertyList(*value)), value) << entry.path();
-        ++files;
-    }
-    EXPECT_GT(files, 0);
 }
 
 } // namespace

@@ -341,6 +341,10 @@ TEST(PreferencesWC, StandsWithoutAWindowDescriptionAndLeavesItsTableBehind)
     in.controller->setUseRandomScreenSaver(true);
     in.controller->saveData();
     EXPECT_EQ(in.store.valueForKey(Sheet::kIdentifier, "Use Random Screen Saver"), Value(true)) << "by a command";
+    in.surroundings.classBundle = nullptr;
+    in.controller->quartzRemoveFile();
+    in.controller->openPanelDidOpenFiles({NSURL::fileURLWithPath("/c")});
+    EXPECT_EQ(in.stored(), "| none") << "a saver without a name stores nothing";
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "preferences/Settings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/InitialChoice.h"
-#include "preferences/PreferencesWC.h"
 #include "support/TestSurroundings.h"
 
 #include <gmock/gmock.h>
@@ -91,18 +90,6 @@ TEST(RandomComposition, IsOneOfTwoOrMoreAndStoresNothing)
         in.surroundings.arc4random = [number = number] { return number; };
         EXPECT_EQ(randomComposition(in.surroundings), path) << description(list);
         EXPECT_EQ(in.stored("Active File Path"), std::nullopt);
-    }
-}
-
-TEST(PreferencesWC, TheGateOpensAtTenFourteen)
-{
-    Saver in;
-    EXPECT_FALSE(PreferencesWC::isCatalinaHTTPAPIFixEnabled(in.surroundings));
-    const std::pair<OperatingSystemVersion, bool> cases[]
-        = {{{10, 13, 99}, false}, {{10, 14, 0}, true}, {{11, 0, 0}, true}, {{10, 9, 0}, false}};
-    for (const auto& [version, enabled] : cases) {
-        in.surroundings.systemVersion = version;
-        EXPECT_EQ(PreferencesWC::isCatalinaHTTPAPIFixEnabled(in.surroundings), enabled) << version.minorVersion;
     }
 }
 

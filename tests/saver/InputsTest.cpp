@@ -147,15 +147,6 @@ TEST(Inputs, AnImageWithoutPixelsGoesOutUnsquared)
     }
 }
 
-TEST(Inputs, TheGenericWriterDropsWhatIsNotDeclared)
-{
-    Playing in(kDirect, {"Muralis_RSS_Feed"});
-    in.view->setQuartzCompositionValue("text", "Muralis_RSS_Feed");
-    in.view->setQuartzCompositionValue("text", "Other");
-    in.view->setQuartzCompositionValue({}, "Muralis_RSS_Feed");
-    EXPECT_THAT(in.writes(), ElementsAre(Pair("Muralis_RSS_Feed", Value("text")), Pair("Muralis_RSS_Feed", Value())));
-}
-
 // The input must be seen to fall, and rise again with the publication of the next turn.
 TEST(Inputs, RetriggersIsPlayingPastTheRecord)
 {

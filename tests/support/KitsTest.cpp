@@ -196,13 +196,6 @@ TEST(PrintKit, TheOthersShowNothing)
         printGreen("a");
         printWarning("a");
         printWarningDebug("a");
-        printError("a");
-        printErrorDebug("a");
-        printFunc("a");
-        printLink("a");
-        printLogL({"a"}, "file", "function", 1);
-        printWarningL("a", "file", "function", 1);
-        printErrorL("a", "file", 1);
     }),
         "");
 }

@@ -8,7 +8,6 @@
 #include <unicode/regex.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
-#include <unicode/uchar.h>
 #include <unicode/uniset.h>
 #include <vector>
 
@@ -40,16 +39,6 @@ public:
         if (const auto date = rfc3339(text))
             return date;
         return iso8601(text);
-    }
-
-    // ICU 72 divides by zero over a fraction of 35 digits.
-    static bool isDeadly(std::string_view text)
-    {
-        const auto unicode = decoded(text);
-        int digits = 0;
-        for (int at = 0; at < unicode.length(); at = unicode.moveIndex32(at, 1))
-            digits += u_isdigit(unicode.char32At(at)) != 0;
-        return digits >= 35;
     }
 
 private:

@@ -2,10 +2,10 @@
 #include "platform/appkit/wayland/WaylandIdle.h"
 #include "programs/Program.h"
 #include "support/RealLoop.h"
+#include "support/ServerProcess.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <pwd.h>
 
 #include <array>
@@ -26,39 +26,23 @@ public:
             "output HEADLESS-1 resolution 320x200 position 0,0 bg #101010 solid_color\n"
             "output HEADLESS-2 resolution 200x120 position 320,0 bg #101010 solid_color\n"
             "output HEADLESS-3 resolution 100x100 position 520,0 bg #101010 solid_color\n"
-            "exec swaymsg focus output HEADLESS-1\n");
+            "exec swaymsg focus output HEADLESS-1 && echo ready >&3\n");
+        std::vector<std::string> words{"env", "-u", "DISPLAY", "-u", "WAYLAND_DISPLAY",
+            "XDG_RUNTIME_DIR=" + folder_.path(), "HOME=" + folder_.path(), "SWAYSOCK=" + socket_,
+            "WLR_BACKENDS=headless", "WLR_RENDERER=pixman", "WLR_HEADLESS_OUTPUTS=2", "WLR_LIBINPUT_NO_DEVICES=1",
+            "sway", "-c", folder_ / "config"};
         const passwd* nobody = getuid() == 0 ? getpwnam("nobody") : nullptr;
         if (nobody && chown(folder_.path().c_str(), nobody->pw_uid, nobody->pw_gid) != 0)
             return;
-        process_ = fork();
-        if (process_ == 0) {
-            if (nobody && (setgid(nobody->pw_gid) != 0 || setuid(nobody->pw_uid) != 0))
-                _exit(126);
-            for (const auto& [name, value] : std::map<std::string, std::string>{{"XDG_RUNTIME_DIR", folder_.path()},
-                     {"HOME", folder_.path()}, {"WLR_BACKENDS", "headless"}, {"WLR_RENDERER", "pixman"},
-                     {"WLR_HEADLESS_OUTPUTS", "2"}, {"WLR_LIBINPUT_NO_DEVICES", "1"}})
-                setenv(name.c_str(), value.c_str(), 1);
-            for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "SWAYSOCK"})
-                unsetenv(name);
-            const int nothing = ::open("/dev/null", O_RDWR);
-            dup2(nothing, 1);
-            dup2(nothing, 2);
-            execlp("sway", "sway", "-c", (folder_ / "config").c_str(), nullptr);
-            _exit(127);
+        if (nobody) {
+            words.insert(words.begin(),
+                {"setpriv", "--clear-groups", "--regid", std::to_string(nobody->pw_gid), "--reuid",
+                    std::to_string(nobody->pw_uid)});
         }
-        socket_ = folder_
-            / ("sway-ipc." + std::to_string(nobody ? nobody->pw_uid : getuid()) + "." + std::to_string(process_)
-                + ".sock");
-        runs_ = RealLoop().turnUntil([this] {
-            return access((folder_ / "wayland-1").c_str(), F_OK) == 0 && access(socket_.c_str(), F_OK) == 0
-                && tell("-t get_outputs");
-        });
+        process_.emplace(std::move(words));
     }
-    ~SwayServer() { kill(); }
-    SwayServer(const SwayServer&) = delete;
-    SwayServer& operator=(const SwayServer&) = delete;
 
-    bool runs() const { return runs_; }
+    bool runs() const { return process_ && !process_->said().empty(); }
     // For a program that is to be on it.
     std::map<std::string, std::string> environment() const
     {
@@ -90,14 +74,7 @@ public:
     }
     static constexpr unsigned long kDesktop = 0x101010;
 
-    void kill()
-    {
-        if (process_ <= 0)
-            return;
-        ::kill(process_, SIGKILL);
-        waitpid(process_, nullptr, 0);
-        process_ = 0;
-    }
+    void kill() { process_->kill(); }
 
 private:
     std::string prefix() const
@@ -110,9 +87,8 @@ private:
     }
 
     TemporaryFolder folder_;
-    std::string socket_;
-    pid_t process_ = 0;
-    bool runs_ = false;
+    const std::string socket_ = folder_ / "sway";
+    std::optional<ServerProcess> process_;
 };
 
 constexpr const char* kColour = R"json({"inputs": {"Colour": "Clear.inputColor"},

@@ -10,7 +10,7 @@
 
 namespace FeedKit {
 
-// The decoding of JSON Feed once more, on another reader of JSON: the second opinion of tests and fuzzing.
+// The decoding of JSON Feed once more, on another reader of JSON: the second opinion of the fuzzing.
 class PlainJSONFeed
 {
 public:
