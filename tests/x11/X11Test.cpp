@@ -294,6 +294,33 @@ TEST_F(X11, MonitorsHaveStableNumbersAndAWindowIsOnOneOfThem)
     EXPECT_EQ(x11MonitorOfWindow(*connection_, monitors, 0x7777777), nullptr);
 }
 
+// A server without a screen has no power to save, so that its word is the test's.
+TEST_F(X11, NothingIsDrawnWhileMonitorsAreOffAndAtOnceWhenTheyAreBack)
+{
+    struct Power : DisplayPower {
+        explicit Power(const bool& off)
+            : off(off)
+        { }
+        bool isOff() override { return off; }
+        const bool& off;
+    };
+    ManualClock clock;
+    RunLoop loop(clock);
+    const auto connection = X11Connection::open(loop, server_->display());
+    EXPECT_FALSE(connection->isPoweredOff()) << "this server doesn't tell";
+    bool off = false;
+    connection->setPower(std::make_unique<Power>(off));
+    const auto window = X11Window::open(connection, "", 64, 64);
+    const auto surface = window->makeSurface();
+    ASSERT_TRUE(real_.turnUntil([&] { return surface->wantsFrame(); }, 10, [&] { loop.turn(); }));
+    const std::pair<bool, double> steps[] = {{true, 2}, {true, 0.2}, {false, 0.25}, {false, 10}};
+    for (const auto& [isOff, pause] : steps) {
+        off = isOff;
+        clock.time += Seconds(pause);
+        EXPECT_EQ(surface->wantsFrame(), !isOff) << pause;
+    }
+}
+
 TEST_F(X11, TellsOfIdlenessAndLeavesTheServerAsItWas)
 {
     XSetScreenSaver(*other_, 77, 5, PreferBlanking, AllowExposures);

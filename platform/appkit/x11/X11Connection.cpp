@@ -4,7 +4,6 @@
 #include <X11/extensions/XShm.h>
 #include <X11/extensions/Xfixes.h>
 #include <X11/extensions/Xrandr.h>
-#include <X11/extensions/dpms.h>
 #include <X11/extensions/scrnsaver.h>
 
 #include <poll.h>
@@ -16,7 +15,7 @@ namespace vitrel {
 
 namespace {
 
-constexpr Seconds kPowerLookup{2};
+constexpr Seconds kPowerLookup{2}, kPowerLookupWhileOff{0.25};
 
 // Xlib's handlers are the process's, so they find the connection by its display.
 std::vector<X11Connection*>& connections()
@@ -105,7 +104,7 @@ void X11Connection::findExtensions()
         extensions_.input = opcode;
     if (XScreenSaverQueryExtension(display, &event, &error))
         extensions_.saver = event + ScreenSaverNotify;
-    extensions_.dpms = DPMSQueryExtension(display, &event, &error) && DPMSCapable(display);
+    setPower(displayPowerOf(*this));
 }
 
 void X11Connection::selectOnRoot(long events)
@@ -127,16 +126,12 @@ X11Connection::~X11Connection()
 
 bool X11Connection::isPoweredOff()
 {
-    if (!alive_ || !extensions_.dpms)
+    if (!alive_ || !power_)
         return false;
     const Seconds now = loop_.clock().now();
-    if (now - powerLooked_ >= kPowerLookup) {
+    if (now - powerLooked_ >= (poweredOff_ ? kPowerLookupWhileOff : kPowerLookup)) {
         powerLooked_ = now;
-        CARD16 level = DPMSModeOn;
-        BOOL enabled = False;
-        if (DPMSInfo(displayOf(*this), &level, &enabled))
-            poweredOff_ = enabled && level != DPMSModeOn;
-        flush();
+        poweredOff_ = power_->isOff();
     }
     return poweredOff_;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/appkit/x11/DisplayPower.h"
 #include "platform/foundation/RunLoop.h"
 
 #include <functional>
@@ -31,8 +32,11 @@ public:
     RunLoop& loop() const { return loop_; }
     void* display() const { return display_; } // Display*
     unsigned long rootWindow() const { return root_; }
-    // Whether the monitors are switched off to save power, looked up at most every two seconds.
+    // Whether the monitors are switched off to save power, looked up at most every two seconds; four times in one while
+    // they are, so that they show something as soon as they are back.
     bool isPoweredOff();
+    // Who is asked. Null: they count as being on.
+    void setPower(std::unique_ptr<DisplayPower> power) { power_ = std::move(power); }
 
     // For the classes of this folder. `handler` gets each event (XEvent) of the window, and null once the window is
     // known to be gone; events of extensions that aren't a window's come under window 0. Gives the listener's number.
@@ -45,7 +49,7 @@ public:
     // Event and error numbers of extensions; -1 without the extension.
     struct Extensions {
         int shmCompletion = -1, randr = -1, input = -1, saver = -1;
-        bool fixes = false, dpms = false;
+        bool fixes = false;
     };
     const Extensions& extensions() const { return extensions_; }
     // Errors of the protocol since the connection was made, each of which was recorded and passed over.
@@ -72,6 +76,7 @@ private:
     int descriptor_ = -1;
     long rootEvents_ = 0;
     bool alive_ = false, lost_ = false, posted_ = false, poweredOff_ = false;
+    std::unique_ptr<DisplayPower> power_;
     Seconds powerLooked_{-1e9};
     Extensions extensions_;
     unsigned errors_ = 0;
