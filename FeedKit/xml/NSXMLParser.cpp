@@ -1,5 +1,6 @@
 #include "FeedKit/xml/NSXMLParser.h"
 
+#include "FeedKit/xml/ExpatPosition.h"
 #include "FeedKit/xml/InputDecoder.h"
 #include "FeedKit/xml/MemoryLimit.h"
 
@@ -147,7 +148,7 @@ struct NSXMLParser::Expat {
     bool inCDATA = false;
     bool sawText = false; // something is to be delivered, be it empty
     bool runIsReference = false;
-    XML_Index referenceAt = 0;
+    std::int64_t referenceAt = 0;
     std::optional<std::string> inputError;
 };
 
@@ -198,7 +199,7 @@ void NSXMLParser::Expat::run(InputDecoder& input)
         const bool whole = ended && !inputError;
         if (XML_ParseBuffer(parser, static_cast<int>(pieceLength), whole) != XML_STATUS_OK)
             return report(input);
-        const auto pending = fed - static_cast<std::size_t>(std::max<XML_Index>(XML_GetCurrentByteIndex(parser), 0));
+        const auto pending = fed - static_cast<std::size_t>(std::max<std::int64_t>(byteIndexOf(parser), 0));
         length = std::clamp(pending, std::max(kPiece, std::min(input.bytesLeft() + 1, kMostPiece)), kMostMemory);
         // As much again each time keeps the whole linear.
         rescanned += pending;
@@ -240,19 +241,14 @@ void NSXMLParser::Expat::allowFor(std::size_t bytes)
 void NSXMLParser::Expat::report(const InputDecoder& input)
 {
     const auto code = XML_GetErrorCode(parser);
-    if (code == XML_ERROR_INVALID_TOKEN && inCDATA) {
-        int offset = 0;
-        int size = 0;
-        const auto context = XML_GetInputContext(parser, &offset, &size);
-        if (context && startsInvalidUtf8(vitrel::bytesOf({context + offset, static_cast<std::size_t>(size - offset)})))
-            return delegate.parserFoundInvalidCDATA(owner);
-    }
+    if (code == XML_ERROR_INVALID_TOKEN && inCDATA && startsInvalidUtf8(vitrel::bytesOf(textAt(parser))))
+        return delegate.parserFoundInvalidCDATA(owner);
     if (code == XML_ERROR_NO_MEMORY)
         return delegate.parserParseErrorOccurred(owner, kTooMuchMemory);
     std::string text = XML_ErrorString(code);
     if (code != XML_ERROR_ABORTED) {
-        text += " at line " + std::to_string(XML_GetCurrentLineNumber(parser) + input.linesSkipped()) + ", column "
-            + std::to_string(XML_GetCurrentColumnNumber(parser) + 1);
+        text += " at line " + std::to_string(lineOf(parser) + input.linesSkipped()) + ", column "
+            + std::to_string(columnOf(parser) + 1);
     }
     delegate.parserParseErrorOccurred(owner, text);
 }
@@ -308,10 +304,7 @@ void NSXMLParser::Expat::cut()
 // expat's event is the whole of a reference, from its "&" on, also for each piece of what an entity holds.
 bool NSXMLParser::Expat::isReference() const
 {
-    int offset = 0;
-    int size = 0;
-    const auto context = XML_GetInputContext(parser, &offset, &size);
-    return context && offset < size && context[offset] == '&';
+    return textAt(parser).starts_with('&');
 }
 
 void NSXMLParser::Expat::characters(std::string_view piece)
@@ -321,7 +314,7 @@ void NSXMLParser::Expat::characters(std::string_view piece)
             flush();
     } else if (!inCDATA) {
         const bool reference = isReference();
-        const auto at = reference ? XML_GetCurrentByteIndex(parser) : 0;
+        const auto at = reference ? byteIndexOf(parser) : 0;
         if (reference != runIsReference || at != referenceAt)
             flush();
         runIsReference = reference;
