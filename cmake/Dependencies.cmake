@@ -1,4 +1,4 @@
-# What the house stands on, all of it packages of Debian 12 (script/packages.txt).
+# What the house stands on, all of it packages of Debian 12 and 13 (script/packages.txt).
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(GTest REQUIRED)
