@@ -1,6 +1,6 @@
 #include "FeedKit/xml/NSXMLParser.h"
 
-#include "FeedKit/xml/ExpatPosition.h"
+#include "FeedKit/xml/ExpatVersions.h"
 #include "FeedKit/xml/InputDecoder.h"
 #include "FeedKit/xml/MemoryLimit.h"
 
@@ -157,6 +157,7 @@ void NSXMLParser::Expat::create(const char* encoding)
     parser = XML_ParserCreate_MM(encoding, &MemoryLimit::suite(), nullptr);
     if (!parser)
         return;
+    readAtOnce(parser);
     XML_SetUserData(parser, this);
     XML_SetElementHandler(parser, onStart, onEnd);
     XML_SetCdataSectionHandler(parser, onCDATAStart, onCDATAEnd);

@@ -4,10 +4,21 @@
 #include <expat.h>
 #include <string_view>
 
-// Where expat is in the document. Version 2.9 (updates of Debian 13) says so in 64 bits on every machine, and
-// deprecates the calls that are all that 2.5 (Debian 12) has.
+// What differs between expat 2.5 (Debian 12) and 2.9 (updates of Debian 13) in the calls that are made here.
 namespace FeedKit {
 
+#if XML_MAJOR_VERSION * 100 + XML_MINOR_VERSION >= 206
+// Since 2.6 a tag that came in two pieces waits until as much again has come, against documents that are sent byte by
+// byte. The end of a feed's root may be followed by nothing; NSXMLParser bounds the scanning in its own way.
+inline void readAtOnce(XML_Parser parser)
+{
+    XML_SetReparseDeferralEnabled(parser, XML_FALSE);
+}
+#else
+inline void readAtOnce(XML_Parser) { }
+#endif
+
+// Where it is in the document. 2.9 deprecates the former calls.
 #if XML_MAJOR_VERSION * 100 + XML_MINOR_VERSION >= 209
 // -1 ahead of the first byte.
 inline std::int64_t byteIndexOf(XML_Parser parser)
