@@ -94,7 +94,7 @@ public:
     }
     ~Desktop() { XCloseDisplay(display_); }
 
-    const std::string& name() const { return server_.display(); }
+    std::string name() const { return server_.display(); }
     std::size_t monitors() const { return places_.size(); }
     unsigned long centreOf(std::size_t monitor)
     {

@@ -1,5 +1,5 @@
-# What the house stands on, all of it packages of Debian (script/packages.txt). FeedKit comes first: it needs no more than
-# this, and tests need GoogleTest.
+# What the house stands on, all of it packages of Debian 12 and 13 (script/packages.txt). FeedKit comes first: it needs no
+# more than this, and tests need GoogleTest.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(simdjson REQUIRED)

@@ -1,5 +1,6 @@
 #include "FeedKit/xml/NSXMLParser.h"
 
+#include "FeedKit/xml/ExpatVersions.h"
 #include "FeedKit/xml/InputDecoder.h"
 #include "FeedKit/xml/MemoryLimit.h"
 
@@ -136,7 +137,7 @@ struct NSXMLParser::Expat {
     std::string run_;
     bool inCDATA = false;
     bool sawText = false; // something is to be delivered, be it empty
-    XML_Index referenceAt = 0; // that the run is of; none stands at the document's first byte
+    std::int64_t referenceAt = 0; // that the run is of; none stands at the document's first byte
     std::optional<std::string> inputError;
 };
 
@@ -145,6 +146,7 @@ void NSXMLParser::Expat::create(const char* encoding)
     parser = XML_ParserCreate_MM(encoding, &MemoryLimit::suite(), nullptr);
     if (!parser)
         return;
+    readAtOnce(parser);
     XML_SetUserData(parser, this);
     XML_SetElementHandler(parser, onStart, onEnd);
     XML_SetCdataSectionHandler(parser, onCDATAStart, onCDATAEnd);
@@ -187,7 +189,7 @@ void NSXMLParser::Expat::run(InputDecoder& input)
         const bool whole = ended && !inputError;
         if (XML_ParseBuffer(parser, static_cast<int>(pieceLength), whole) != XML_STATUS_OK)
             return report(input);
-        const auto pending = fed - static_cast<std::size_t>(std::max<XML_Index>(XML_GetCurrentByteIndex(parser), 0));
+        const auto pending = fed - static_cast<std::size_t>(std::max<std::int64_t>(byteIndexOf(parser), 0));
         length = std::clamp(pending, std::max(kPiece, std::min(input.bytesLeft() + 1, kMostPiece)), kMostMemory);
         // As much again each time keeps the whole linear.
         rescanned += pending;
@@ -229,19 +231,14 @@ void NSXMLParser::Expat::allowFor(std::size_t bytes)
 void NSXMLParser::Expat::report(const InputDecoder& input)
 {
     const auto code = XML_GetErrorCode(parser);
-    if (code == XML_ERROR_INVALID_TOKEN && inCDATA) {
-        int offset = 0;
-        int size = 0;
-        const auto context = XML_GetInputContext(parser, &offset, &size);
-        if (context && startsInvalidUtf8({context + offset, static_cast<std::size_t>(size - offset)}))
-            return delegate.parserFoundInvalidCDATA(owner);
-    }
+    if (code == XML_ERROR_INVALID_TOKEN && inCDATA && startsInvalidUtf8(textAt(parser)))
+        return delegate.parserFoundInvalidCDATA(owner);
     if (code == XML_ERROR_NO_MEMORY)
         return delegate.parserParseErrorOccurred(owner, kTooMuchMemory);
     std::string text = XML_ErrorString(code);
     if (code != XML_ERROR_ABORTED) {
-        text += " at line " + std::to_string(XML_GetCurrentLineNumber(parser) + input.linesSkipped()) + ", column "
-            + std::to_string(XML_GetCurrentColumnNumber(parser) + 1);
+        text += " at line " + std::to_string(lineOf(parser) + input.linesSkipped()) + ", column "
+            + std::to_string(columnOf(parser) + 1);
     }
     delegate.parserParseErrorOccurred(owner, text);
 }
@@ -296,10 +293,7 @@ void NSXMLParser::Expat::cut()
 // expat's event is the whole of a reference, from its "&" on, also for each piece of what an entity holds.
 bool NSXMLParser::Expat::isReference() const
 {
-    int offset = 0;
-    int size = 0;
-    const auto context = XML_GetInputContext(parser, &offset, &size);
-    return context && offset < size && context[offset] == '&';
+    return textAt(parser).starts_with('&');
 }
 
 void NSXMLParser::Expat::characters(std::string_view piece)
@@ -308,7 +302,7 @@ void NSXMLParser::Expat::characters(std::string_view piece)
         if (run_.size() + piece.size() > kMostJoined)
             flush();
     } else if (!inCDATA) {
-        const auto at = isReference() ? XML_GetCurrentByteIndex(parser) : 0;
+        const auto at = isReference() ? byteIndexOf(parser) : 0;
         if (at != referenceAt)
             flush();
         referenceAt = at;

@@ -8,9 +8,6 @@
 #include <strings.h>
 
 namespace vitrel {
-namespace {
-constexpr const char* kHostDomain = "host";
-} // namespace
 
 NSUserDefaults::NSUserDefaults(DefaultsStore& store, std::string domain)
     : store_(store)
@@ -19,7 +16,7 @@ NSUserDefaults::NSUserDefaults(DefaultsStore& store, std::string domain)
 
 std::shared_ptr<NSUserDefaults> NSUserDefaults::standardUserDefaults(const SettingsSurroundings& surroundings)
 {
-    return std::make_shared<NSUserDefaults>(*surroundings.defaults, kHostDomain);
+    return std::make_shared<NSUserDefaults>(*surroundings.defaults, "host");
 }
 
 std::optional<Value> NSUserDefaults::objectForKey(const std::string& key) const

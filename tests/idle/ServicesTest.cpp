@@ -144,9 +144,9 @@ TEST_F(Services, TheLoginManagerTellsOfLocksSleepAndInhibitors)
     login->emitSignal("PrepareForSleep").onInterface(manager).withArguments(true);
     login->emitSignal("PrepareForSleep").onInterface(manager).withArguments(false);
     hint = false;
-    mine->emitPropertiesChangedSignal(session, {"LockedHint"});
+    propertyChanged(*mine, session, "LockedHint");
     rows.clear();
-    login->emitPropertiesChangedSignal(manager, {"BlockInhibited"});
+    propertyChanged(*login, manager, "BlockInhibited");
     ASSERT_TRUE(turnUntil([&] { return heard.size() == 6 && inhibitors.empty(); }, system.get()));
     EXPECT_THAT(heard, ElementsAre("locked", "unlocked", "locked", "asleep", "awake", "unlocked"));
     system->releaseName(BusName("org.freedesktop.login1"));

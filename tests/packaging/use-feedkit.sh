@@ -53,7 +53,7 @@ done
 mkdir "$work/unknown"
 cat >"$work/unknown/CMakeLists.txt" <<'END'
 cmake_minimum_required(VERSION 3.25)
-project(Unknown NONE)
+project(Unknown CXX)
 find_package(Vitrel COMPONENTS NoSuchPart)
 if(Vitrel_FOUND)
   message(FATAL_ERROR "found a part that is not there")

@@ -92,7 +92,7 @@ void RecordedBus::run(const Json& step)
         const std::string signal = step.at("signal");
         const Json& arguments = step.at("arguments");
         for (const auto& [player, connection] : of_) {
-            if (connection != step.at("connection"))
+            if (connection != step.at("connection").get<std::string>())
                 continue;
             if (signal == kInterface + ".Seeked")
                 listener_->playerSeeked(player, arguments[0].at("value").get<double>() / 1e6);
