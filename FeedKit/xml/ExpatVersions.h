@@ -4,19 +4,20 @@
 #include <expat.h>
 #include <string_view>
 
+// Not in every 2.5.
+extern "C" __attribute__((weak)) XML_Bool XML_SetReparseDeferralEnabled(XML_Parser parser, XML_Bool enabled);
+
 // What differs between expat 2.5 (Debian 12) and 2.9 (updates of Debian 13) in the calls that are made here.
 namespace FeedKit {
 
-#if XML_MAJOR_VERSION * 100 + XML_MINOR_VERSION >= 206
-// Since 2.6 a tag that came in two pieces waits until as much again has come, against documents that are sent byte by
-// byte. The end of a feed's root may be followed by nothing; NSXMLParser bounds the scanning in its own way.
+// Since 2.6, and since an update of Debian 12's 2.5, a tag that came in two pieces waits until as much again has come,
+// against documents that are sent byte by byte. The end of a feed's root may be followed by nothing; NSXMLParser bounds
+// the scanning in its own way. Asked at run time, as the update may come after the build.
 inline void readAtOnce(XML_Parser parser)
 {
-    XML_SetReparseDeferralEnabled(parser, XML_FALSE);
+    if (XML_SetReparseDeferralEnabled)
+        XML_SetReparseDeferralEnabled(parser, XML_FALSE);
 }
-#else
-inline void readAtOnce(XML_Parser) { }
-#endif
 
 // Where it is in the document. 2.9 deprecates the former calls.
 #if XML_MAJOR_VERSION * 100 + XML_MINOR_VERSION >= 209
