@@ -1,12 +1,13 @@
 #include "platform/messagebus/BusProbe.h"
 
+#include "base/Text.h"
+
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -17,23 +18,6 @@ namespace {
 // A bus that is well answers within one, and then nobody need wait for a turn; the rest is for a machine with much to
 // do.
 constexpr int kAtOnce = 100; // milliseconds
-
-std::string unescaped(std::string_view value)
-{
-    std::string text;
-    for (std::size_t at = 0; at < value.size(); ++at) {
-        unsigned char byte = 0;
-        const char* const digits = value.data() + at + 1;
-        if (value[at] == '%' && at + 2 < value.size()
-            && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2) {
-            text += static_cast<char>(byte);
-            at += 2;
-        } else {
-            text += value[at];
-        }
-    }
-    return text;
-}
 
 // -1 if nobody listens.
 int connectedTo(const std::string& path)
@@ -67,7 +51,7 @@ std::optional<std::string> BusProbe::socketOf(const std::string& address)
         first.remove_prefix(std::min(pair.size() + 1, first.size()));
         for (const auto& [key, beginning] : {std::pair("path=", std::string()), {"abstract=", std::string(1, '\0')}})
             if (pair.starts_with(key))
-                return beginning + unescaped(pair.substr(std::strlen(key)));
+                return beginning + percentDecoded(pair.substr(std::strlen(key)));
     }
     return std::nullopt;
 }
