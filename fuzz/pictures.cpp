@@ -138,8 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     CIImage recipe = *ciImage(*image), other = recipe;
-    // Small blurs beneath a large one are computed again for each of its rows: longer chains take minutes.
-    for (int k = 0; k < 4 && !in.isAtEnd(); ++k) {
+    for (int k = 0; k < 12 && !in.isAtEnd(); ++k) {
         const CIImage made = next(in, recipe, other);
         other = recipe;
         recipe = made;

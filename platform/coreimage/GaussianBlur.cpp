@@ -20,6 +20,8 @@ constexpr double kMostPixelsRead = 128.0 * 1024 * 1024;
 constexpr double kMostCells = 8.0 * 1024 * 1024;
 // Where the bell is cut off, in standard deviations: what is left out is below a thousandth.
 constexpr double kReach = 3.5;
+// Pixels on each side of a tile of cells, whose means are computed at once.
+constexpr int kTileSide = 256;
 // From this standard deviation on, in cells, a blur of cells can't be told from a blur of pixels.
 constexpr double kLeastCells = 2.5;
 
@@ -131,10 +133,17 @@ public:
     // `wanted` as in ImageNode::open. Computes the cells, their rows blurred.
     CellBlurSource(const CellPlan& plan, const PixelRect& wanted, const OpenInput& input)
         : plan_(plan)
-        , cells_(rowsBlurred(plan, wanted))
+        , cells_(plan.cellsOf(wanted).grown(plan.reach()))
         , buffer_(cells_)
     {
-        forEachInParallel(std::size_t(cells_.height), [&](std::size_t row) { computeRow(int(row), input); });
+        // Tiles that are nearly square: a chain of small blurs beneath reads its margins again for each.
+        const int tile = std::max(1, kTileSide / plan.side);
+        const int columns = (cells_.width + tile - 1) / tile, rows = (cells_.height + tile - 1) / tile;
+        forEachInParallel(std::size_t(columns) * std::size_t(rows), [&](std::size_t index) {
+            const int x = int(index) % columns * tile, y = int(index) / columns * tile;
+            computeMeans({x, y, std::min(tile, cells_.width - x), std::min(tile, cells_.height - y)}, input);
+        });
+        forEachInParallel(std::size_t(cells_.height), [&](std::size_t row) { blurRow(int(row)); });
     }
     static PixelRect pixelsNeeded(const CellPlan& plan, const PixelRect& wanted)
     {
@@ -160,37 +169,36 @@ public:
     }
 
 private:
-    static PixelRect rowsBlurred(const CellPlan& plan, const PixelRect& wanted)
+    // The means of `part` of the cells, counted from the first.
+    void computeMeans(const PixelRect& part, const OpenInput& input)
     {
-        PixelRect cells = plan.cellsOf(wanted);
-        cells.y -= plan.reach();
-        cells.height += 2 * plan.reach();
-        return cells;
+        const int side = plan_.side;
+        const PixelRect from{
+            (cells_.x + part.x) * side, (cells_.y + part.y) * side, part.width * side, part.height * side};
+        const PixelBuffer pixels(from);
+        input.read(from, pixels.target());
+        const float share = 1 / float(side * side);
+        for (int row = 0; row < part.height; ++row) {
+            Pixel* means = buffer_.row(part.y + row) + part.x;
+            std::fill_n(means, part.width, Pixel{kClear});
+            for (int y = row * side; y < (row + 1) * side; ++y) {
+                const Pixel* in = pixels.row(y);
+                for (int k = 0; k < part.width; ++k)
+                    for (int x = 0; x < side; ++x)
+                        means[k].lanes += (in++)->lanes;
+            }
+            for (int k = 0; k < part.width; ++k)
+                means[k].lanes *= share;
+        }
     }
 
-    // Means of one row of cells, blurred along the row.
-    void computeRow(int row, const OpenInput& input)
+    // Leaves the cells at both ends, which nobody reads, as they are.
+    void blurRow(int row)
     {
-        const int side = plan_.side, reach = plan_.reach(), count = cells_.width + 2 * reach;
-        std::vector<Pixel> means(std::size_t(count), Pixel{kClear});
-        // As many cells at a time as make a tile of moderate size.
-        const int step = std::max(1, 16384 / (side * side));
-        const float share = 1 / float(side * side);
-        const PixelBuffer pixels(PixelRect{0, 0, step * side, side});
-        for (int first = 0; first < count; first += step) {
-            const int some = std::min(step, count - first);
-            const PixelRect part{(cells_.x - reach + first) * side, (cells_.y + row) * side, some * side, side};
-            input.read(part, pixels.target());
-            for (int y = 0; y < side; ++y) {
-                const Pixel* from = pixels.row(y);
-                for (int k = 0; k < some; ++k)
-                    for (int x = 0; x < side; ++x)
-                        means[std::size_t(first + k)].lanes += (from++)->lanes;
-            }
-        }
-        for (Pixel& mean : means)
-            mean.lanes *= share;
-        convolve(means.data(), plan_.weights, buffer_.row(row), cells_.width);
+        const int reach = plan_.reach(), count = cells_.width - 2 * reach;
+        std::vector<Pixel> blurred(static_cast<std::size_t>(count));
+        convolve(buffer_.row(row), plan_.weights, blurred.data(), count);
+        std::copy(blurred.begin(), blurred.end(), buffer_.row(row) + reach);
     }
 
     // One row of pixels' worth of cells: the bell and the spline down the columns, at once.
