@@ -1,5 +1,5 @@
 // What a player in a window costs and how fast it is, on a server without a screen of its own and a bus of its own:
-// bench_player [first] [frames] [still] [change] [memory]; all without a word. Prints a table.
+// bench_player [first] [frames] [large] [still] [change] [memory]; all without a word. Prints a table.
 #include "platform/appkit/x11/X11Window.h"
 #include "platform/messagebus/BusTypes.h"
 #include "platform/quartzcomposer/CompositionView.h"
@@ -141,15 +141,15 @@ void firstFrame(const std::string& display, const std::string& name, std::vector
 
 // A saver in a window, as the program has it, in this process.
 struct Shown {
-    explicit Shown(SaverOptions options)
+    explicit Shown(SaverOptions options, int width = kWidth, int height = kHeight)
     {
         auto made = SaverHost::make(options);
         if (!made)
             std::exit(1);
         host = *std::move(made);
         connection = X11Connection::open(host->runLoop());
-        x = X11Window::open(connection, "bench_player", kWidth, kHeight);
-        window = std::make_shared<NSWindow>(makeRect(0, 0, kWidth, kHeight), x->makeSurface());
+        x = X11Window::open(connection, "bench_player", width, height);
+        window = std::make_shared<NSWindow>(makeRect(0, 0, width, height), x->makeSurface());
         view = host->addView(window, false);
     }
     ~Shown()
@@ -173,9 +173,10 @@ struct Shown {
     std::shared_ptr<VitrelView> view;
 };
 
-void playing(const std::string& name, const SaverOptions& options, double seconds)
+void playing(
+    const std::string& name, const SaverOptions& options, double seconds, int width = kWidth, int height = kHeight)
 {
-    const Shown shown(options);
+    const Shown shown(options, width, height);
     shown.turnFor(3);
     const double start = now(), processor = processorTime();
     const auto frames = shown.composition().framesShown();
@@ -423,6 +424,16 @@ int main(int argc, char** argv)
             options.file = share(name);
             playing(std::string(name) + ", 1280x720, demo", options, 20);
         }
+    }
+    if (wanted("large")) {
+        const XvfbServer large("5120x2880x24");
+        setenv("DISPLAY", large.display().c_str(), 1);
+        SaverOptions options;
+        options.demo = true;
+        options.file = share("Muralis RSS Almanac");
+        playing("Muralis RSS Almanac, 3840x2160, demo", options, 15, 3840, 2160);
+        playing("Muralis RSS Almanac, 5120x2880, demo", options, 15, 5120, 2880);
+        setenv("DISPLAY", server.display().c_str(), 1);
     }
     if (wanted("still"))
         still();

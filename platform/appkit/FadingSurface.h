@@ -24,6 +24,7 @@ public:
     int width() const override { return inner_->width(); }
     int height() const override { return inner_->height(); }
     bool wantsFrame() const override { return inner_->wantsFrame(); }
+    bool prefersSmoothness() const override { return inner_->prefersSmoothness(); }
     FrameMemory frameMemory() override;
     void present() override;
     // None during the fade: it needs the frames.

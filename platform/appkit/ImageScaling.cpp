@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
 namespace vitrel {
 
@@ -84,6 +85,60 @@ void addWords(const std::uint32_t* words, std::uint32_t* redBlue, std::uint32_t*
     }
 }
 
+// The two pixels that a pixel of an enlarged picture lies between, `first` counted from the one that it is a part of.
+struct Between {
+    // The pixel is number `phase` of those `factor` that one became.
+    Between(int phase, int factor)
+        : first(2 * phase + 1 < factor ? -1 : 0)
+        , toSecond(unsigned((2 * phase + 1 - factor) * 128 / factor - first * 256))
+    { }
+    int first;
+    unsigned toSecond; // of 256: how much of the second
+};
+
+// Each channel between `a` and `b`, four words at a time.
+void mixWords(const std::uint32_t* a, const std::uint32_t* b, unsigned toB, std::uint32_t* out, std::size_t count)
+{
+    constexpr std::size_t kWords = 4;
+    using Channels = std::uint8_t __attribute__((vector_size(4 * kWords)));
+    using Products = std::uint16_t __attribute__((vector_size(8 * kWords)));
+    const auto shareOfB = std::uint16_t(toB), shareOfA = std::uint16_t(256 - toB);
+    const auto mix = [&](std::size_t k, std::size_t words) {
+        Channels fromA{}, fromB{};
+        std::memcpy(&fromA, a + k, words * sizeof *a);
+        std::memcpy(&fromB, b + k, words * sizeof *b);
+        const Products sum
+            = __builtin_convertvector(fromA, Products) * shareOfA + __builtin_convertvector(fromB, Products) * shareOfB;
+        const Channels mixed = __builtin_convertvector((sum + std::uint16_t(128)) >> 8, Channels);
+        std::memcpy(out + k, &mixed, words * sizeof *out);
+    };
+    std::size_t done = 0;
+    for (; done + kWords <= count; done += kWords)
+        mix(done, kWords);
+    if (done < count)
+        mix(done, count - done);
+}
+
+// A row of pixels, `factor` times as wide. `room` is for words.
+void enlargeRow(const std::uint32_t* from, std::size_t count, int factor, std::vector<std::uint32_t>& room,
+    std::vector<std::uint32_t>& to)
+{
+    room.resize(2 * count + 2);
+    std::copy_n(from, count, room.begin() + 1); // with a neighbour at each end
+    room.front() = room[1];
+    room[count + 1] = room[count];
+    std::uint32_t* const mixed = room.data() + count + 2;
+    const auto step = std::size_t(factor);
+    for (int phase = 0; phase < factor; ++phase) {
+        const Between between(phase, factor);
+        const std::uint32_t* words = room.data() + 1 + between.first;
+        mixWords(words, words + 1, between.toSecond, mixed, count);
+        std::uint32_t* out = to.data() + phase;
+        for (std::size_t k = 0; k < count; ++k)
+            out[k * step] = mixed[k];
+    }
+}
+
 } // namespace
 
 std::optional<Bitmap> scaledToFit(const Bitmap& bitmap, int side)
@@ -142,6 +197,30 @@ Bitmap shrunkByBoxes(const Bitmap& bitmap, int left, int top, int width, int hei
         }
     }
     return result;
+}
+
+void enlarge(const Bitmap& from, int factor, std::uint32_t* to, int width, std::size_t wordsPerRow, int first, int end)
+{
+    const auto columns = std::size_t(from.width);
+    // The two rows that the next lies between, already as wide as the result.
+    std::vector<std::uint32_t> room, upper(columns * std::size_t(factor)), lower(upper.size());
+    int upperRow = -1, lowerRow = -1;
+    const auto fetch = [&](int row, std::vector<std::uint32_t>& into, int& number) {
+        if (std::exchange(number, row) != row)
+            enlargeRow(from.pixels.data() + std::size_t(row) * columns, columns, factor, room, into);
+    };
+    for (int y = first; y < end; ++y) {
+        const Between between(y % factor, factor);
+        const int row = y / factor + between.first;
+        const int above = std::max(row, 0), below = std::min(row + 1, from.height - 1);
+        if (lowerRow == above && upperRow != above) {
+            upper.swap(lower);
+            std::swap(upperRow, lowerRow);
+        }
+        fetch(above, upper, upperRow);
+        fetch(below, lower, lowerRow);
+        mixWords(upper.data(), lower.data(), between.toSecond, to + std::size_t(y) * wordsPerRow, std::size_t(width));
+    }
 }
 
 } // namespace vitrel

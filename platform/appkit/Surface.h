@@ -40,6 +40,9 @@ public:
     virtual FrameMemory frameMemory() = 0;
     virtual void present() = 0;
 
+    // True for a display: what moves had rather fewer pixels than too few frames. False for a picture that is kept.
+    virtual bool prefersSmoothness() const { return false; }
+
     // The window behind it, if frames can go there without memory of ours.
     virtual NativeWindow nativeWindow() const { return {}; }
 

@@ -1,7 +1,9 @@
 #include "platform/quartzcomposer/CompositionView.h"
 
+#include "platform/appkit/ImageScaling.h"
 #include "platform/appkit/NSWindow.h"
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
+#include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/drawing/WindowPresenter.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
@@ -15,11 +17,18 @@ namespace {
 
 constexpr double kFastest = 60; // frames a second
 constexpr Seconds kLookAgain{0.25}; // while the window is hidden
+constexpr double kRest = 0.25; // seconds until the next frame from which on a composition stands still
 
 const qc::PatchRegistry& registry()
 {
     static const auto* const all = new qc::PatchRegistry(qc::allPatches());
     return *all;
+}
+
+bool drawsByProcessor()
+{
+    const qc::GLContext* const context = qc::GLContext::current();
+    return context && context->software();
 }
 
 } // namespace
@@ -92,6 +101,8 @@ void CompositionView::stopRendering()
     canvas_.reset();
     presenter_.reset();
     presenterAsked_ = {};
+    resolution_.forget();
+    rests_ = true;
 }
 
 void CompositionView::setMaxRenderingFrameRate(double rate)
@@ -178,9 +189,9 @@ void CompositionView::schedule(Seconds when)
     });
 }
 
-bool CompositionView::prepareCanvas(int width, int height)
+bool CompositionView::prepareCanvas(int width, int height, int divisor)
 {
-    if (canvas_ && canvas_->resize(width, height))
+    if (canvas_ && canvas_->resize(width, height, divisor))
         return true;
     stage_.reset();
     canvas_.reset();
@@ -200,7 +211,15 @@ bool CompositionView::show(Surface& surface)
     const FrameMemory memory = surface.frameMemory();
     if (!memory.pixels)
         return false;
-    canvas_->readInto(memory.pixels, memory.wordsPerRow);
+    if (const int divisor = canvas_->divisor(); divisor > 1) {
+        small_.width = canvas_->pixelsWide();
+        small_.height = canvas_->pixelsHigh();
+        small_.pixels.resize(std::size_t(small_.width) * std::size_t(small_.height));
+        canvas_->readInto(small_.pixels.data(), std::size_t(small_.width));
+        enlarge(small_, divisor, memory.pixels, surface.width(), memory.wordsPerRow, 0, surface.height());
+    } else {
+        canvas_->readInto(memory.pixels, memory.wordsPerRow);
+    }
     surface.present();
     return true;
 }
@@ -224,7 +243,9 @@ void CompositionView::renderFrame()
         presenterAsked_ = native;
         presenter_ = qc::WindowPresenter::make(native);
     }
-    if (surface->width() < 1 || surface->height() < 1 || !prepareCanvas(surface->width(), surface->height())) {
+    // What stands still is looked at more closely than what moves.
+    const int divisor = rests_ ? 1 : resolution_.divisor();
+    if (surface->width() < 1 || surface->height() < 1 || !prepareCanvas(surface->width(), surface->height(), divisor)) {
         schedule(now + kLookAgain);
         return;
     }
@@ -234,6 +255,11 @@ void CompositionView::renderFrame()
     const bool isShown = show(*surface);
     if (isShown && framesShown_++ == 0 && onFirstFrame)
         onFirstFrame();
+    rests_ = frame.next > time + kRest;
+    if (rests_ && canvas_->divisor() > 1)
+        wish();
+    else if (!rests_ && isShown && !presenter_ && surface->prefersSmoothness() && drawsByProcessor())
+        resolution_.drew(now, runLoop_.clock().now() - now, surface->height());
     if (std::isfinite(frame.next))
         schedule(epoch_ + Seconds(frame.next));
 }

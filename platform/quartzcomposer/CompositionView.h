@@ -1,7 +1,9 @@
 #pragma once
 
+#include "platform/appkit/Bitmap.h"
 #include "platform/appkit/Surface.h"
 #include "platform/foundation/RunLoop.h"
+#include "platform/quartzcomposer/DrawingResolution.h"
 #include "platform/quartzcomposer/QCView.h"
 
 #include <functional>
@@ -61,7 +63,7 @@ private:
     void wish();
     void renderFrame();
     bool show(Surface& surface);
-    bool prepareCanvas(int width, int height);
+    bool prepareCanvas(int width, int height, int divisor);
     Seconds beat() const;
     double compositionTime() const;
 
@@ -72,6 +74,9 @@ private:
     std::unique_ptr<qc::Stage> stage_;
     std::unique_ptr<qc::WindowPresenter> presenter_;
     NativeWindow presenterAsked_; // the window that a presenter was last wanted for
+    DrawingResolution resolution_;
+    Bitmap small_; // a picture of fewer pixels than the surface's
+    bool rests_ = true; // after the last frame, the composition stood still
     std::shared_ptr<NSTimer> timer_;
     Seconds due_{0}; // of the timer
     bool rendering_ = false, autostarts_ = true, started_ = false;

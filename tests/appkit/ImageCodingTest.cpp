@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <thread>
 
 namespace vitrel {
@@ -349,4 +350,33 @@ TEST(ShrunkByBoxes, IsTheMeanOfEachBoxAndOfWhatIsLeftOver)
 }
 
 } // namespace
+// By the rule itself, in two bands, for pictures that end within a pixel; nothing is written beside them.
+TEST(Enlarged, RunsEvenlyFromPixelToPixel)
+{
+    Bitmap bitmap{7, 5, {}};
+    for (std::uint32_t k = 0; k < 35; ++k)
+        bitmap.pixels.push_back(k % 4 ? 0xFFFFFFFFu - k * 2654435761u : 0xFFFFFFFFu);
+    for (const int factor : {2, 3, 4}) {
+        const int width = 7 * factor - 1, height = 5 * factor - 1, wide = width + 3;
+        std::vector<std::uint32_t> rows(std::size_t(wide * height), 0x12345678u);
+        enlarge(bitmap, factor, rows.data(), width, std::size_t(wide), 0, 4);
+        enlarge(bitmap, factor, rows.data(), width, std::size_t(wide), 4, height);
+        const auto weight = [&](int out, int in, int count) { // a tent, the ends held
+            const double at = std::clamp((out + 0.5) / factor - 0.5, 0.0, count - 1.0);
+            return std::max(0.0, 1 - std::fabs(at - in));
+        };
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < wide; ++x)
+                for (const int shift : {0, 8, 16, 24}) {
+                    double expected = x < width ? 0 : 0x12345678u >> shift & 255;
+                    for (int v = 0; x < width && v < 5; ++v)
+                        for (int u = 0; u < 7; ++u)
+                            expected += weight(y, v, 5) * weight(x, u, 7)
+                                * double(bitmap.pixels[std::size_t(v * 7 + u)] >> shift & 255);
+                    ASSERT_NEAR(rows[std::size_t(y * wide + x)] >> shift & 255, expected, x < width ? 2 : 0)
+                        << factor << ' ' << x << ' ' << y;
+                }
+    }
+}
+
 } // namespace vitrel

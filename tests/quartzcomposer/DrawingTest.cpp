@@ -356,6 +356,12 @@ TEST_F(Drawing, KeepsThePictureBetweenFramesAndSizes)
     canvas->clear({0, 1, 0, 1}, true, false, 0xF);
     canvas->readInto(pixels.data(), 100);
     EXPECT_EQ(pixels[0], 0xFF00FF00u) << "still usable";
+    ASSERT_TRUE(canvas->resize(101, 80, 2));
+    EXPECT_EQ(canvas->width(), 101) << "as compositions see it";
+    EXPECT_EQ(canvas->pixelsWide(), 51);
+    EXPECT_EQ(canvas->pixelsHigh(), 40);
+    canvas->readInto(pixels.data(), 51);
+    EXPECT_EQ(pixels[40 * 51 - 1], 0xFF00FF00u) << "the picture fills it to its last pixel";
 }
 
 } // namespace vitrel::qc

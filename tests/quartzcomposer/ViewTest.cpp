@@ -19,9 +19,20 @@ public:
     int height() const override { return memory.height(); }
     bool wantsFrame() const override { return !hidden; }
     FrameMemory frameMemory() override { return memory.frameMemory(); }
-    void present() override { memory.present(); }
-    MemorySurface memory{64, 32};
+    void present() override
+    {
+        memory.present();
+        clock.time += taking;
+    }
+    bool prefersSmoothness() const override { return true; }
+    explicit HidableSurface(ManualClock& clock, int height = 32)
+        : clock(clock)
+        , memory(64, height)
+    { }
+    ManualClock& clock;
+    MemorySurface memory;
     bool hidden = false;
+    Seconds taking{0};
 };
 
 struct View : testing::Test {
@@ -31,11 +42,11 @@ struct View : testing::Test {
             GTEST_SKIP();
     }
     bool load(std::string_view text) { return view->loadCompositionFromFile(folder.write("played.json", text)); }
-    void show()
+    void show(int height = 32)
     {
-        auto made = std::make_unique<HidableSurface>();
+        auto made = std::make_unique<HidableSurface>(in.clock, height);
         surface = made.get();
-        window = std::make_unique<NSWindow>(NSRect{{0, 0}, {64, 32}}, std::move(made));
+        window = std::make_unique<NSWindow>(NSRect{{0, 0}, {64, double(height)}}, std::move(made));
         window->contentView()->addSubview(view);
     }
     std::uint64_t framesIn(double seconds)
@@ -170,7 +181,7 @@ TEST_F(View, TwoPlaySideBySide)
     show();
     ASSERT_TRUE(load(moving));
     auto other = std::make_shared<CompositionView>(in.loop);
-    auto made = std::make_unique<HidableSurface>();
+    auto made = std::make_unique<HidableSurface>(in.clock);
     HidableSurface* second = made.get();
     NSWindow secondWindow(NSRect{{0, 0}, {64, 32}}, std::move(made));
     secondWindow.contentView()->addSubview(other);
@@ -182,6 +193,34 @@ TEST_F(View, TwoPlaySideBySide)
     other.reset();
     framesIn(1);
     EXPECT_NEAR(timeShown(), 3, 0.1);
+}
+
+// What moves too slowly has fewer pixels; what stands still has them all, at once.
+TEST_F(View, DrawsFewerPixelsWhileItMovesWhereAllTakeTooLong)
+{
+    if (!qc::GLContext::current()->software())
+        GTEST_SKIP() << "a graphics card is here";
+    show(1440);
+    surface->taking = Seconds(0.05);
+    // White up to pixel 34.3 of 64, whose edge lies elsewhere with half the pixels.
+    ASSERT_TRUE(load(R"({"inputs": {"moves": "t._enable"}, "values": {"moves": true}, "patches": {
+        "c": {"class": "QCClear"}, "n": {"class": "QCTime"},
+        "s": {"class": "QCSprite", "inputs": {"inputX": -0.4640625, "inputWidth": 1.071875, "inputHeight": 90}},
+        "t": {"class": "QCSprite", "inputs": {"inputY": 0.9, "inputHeight": 0.01}}},
+        "connections": ["n.outputTime > t.inputX"]})"));
+    const auto edge = [&] { return surface->memory.shown()->pixels[720 * 64 + 33] & 255; };
+    framesIn(0.5);
+    EXPECT_EQ(edge(), 255u);
+    framesIn(0.5);
+    surface->taking = Seconds(0.02); // it helps
+    framesIn(2);
+    EXPECT_NEAR(edge(), 191, 2) << "three quarters of the last white pixel's middle, one of the next";
+    view->setValueForInputKey(false, "moves");
+    EXPECT_EQ(framesIn(0.3), 2u) << "one small, one sharp";
+    EXPECT_EQ(edge(), 255u);
+    view->setValueForInputKey(true, "moves");
+    framesIn(0.5);
+    EXPECT_NEAR(edge(), 191, 2) << "as before, without a new trial";
 }
 
 } // namespace vitrel

@@ -28,6 +28,7 @@ public:
     int width() const override;
     int height() const override;
     bool wantsFrame() const override;
+    bool prefersSmoothness() const override { return true; }
     FrameMemory frameMemory() override;
     void present() override;
     void close() override;

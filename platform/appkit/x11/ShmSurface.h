@@ -23,6 +23,7 @@ public:
     int width() const override { return width_; }
     int height() const override { return height_; }
     bool wantsFrame() const override;
+    bool prefersSmoothness() const override { return true; }
     FrameMemory frameMemory() override;
     void present() override;
     NativeWindow nativeWindow() const override;

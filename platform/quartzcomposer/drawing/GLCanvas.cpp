@@ -113,6 +113,8 @@ std::optional<GLCanvas::Target> GLCanvas::makeTarget(int width, int height, bool
 {
     Target target;
     target.texture = Texture::make(width, height, nullptr, use, depth ? 2 : 1);
+    target.width = width;
+    target.height = height;
     if (!target.texture)
         return std::nullopt;
     glGenFramebuffers(1, &target.framebuffer);
@@ -142,28 +144,33 @@ void GLCanvas::release(Target& target)
     glDeleteRenderbuffers(1, &target.depth);
 }
 
-bool GLCanvas::resize(int width, int height)
+bool GLCanvas::resize(int width, int height, int divisor)
 {
     if (!valid())
         return false;
-    if (width == this->width() && height == this->height())
-        return true;
-    flush();
-    auto target = makeTarget(width, height, depth_, Texture::Use::View);
-    if (!target)
-        return false;
-    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
-    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, target->framebuffer);
-    glBlitFramebuffer(0, 0, this->width(), this->height(), 0, 0, width, height, GL_COLOR_BUFFER_BIT, GL_LINEAR);
-    release(targets_.front());
-    targets_.front() = std::move(*target);
+    const int columns = (width + divisor - 1) / divisor, rows = (height + divisor - 1) / divisor;
+    Target& outermost = targets_.front();
+    if (columns != pixelsWide() || rows != pixelsHigh()) {
+        flush();
+        auto target = makeTarget(columns, rows, depth_, Texture::Use::View);
+        if (!target)
+            return false;
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, outermost.framebuffer);
+        glBindFramebuffer(GL_DRAW_FRAMEBUFFER, target->framebuffer);
+        glBlitFramebuffer(0, 0, pixelsWide(), pixelsHigh(), 0, 0, columns, rows, GL_COLOR_BUFFER_BIT, GL_LINEAR);
+        release(outermost);
+        outermost = std::move(*target);
+    }
+    outermost.width = width;
+    outermost.height = height;
+    divisor_ = divisor;
     return true;
 }
 
 void GLCanvas::bindTarget()
 {
     glBindFramebuffer(GL_FRAMEBUFFER, targets_.back().framebuffer);
-    glViewport(0, 0, width(), height());
+    glViewport(0, 0, targets_.back().texture->width(), targets_.back().texture->height());
     glDisable(GL_SCISSOR_TEST);
 }
 
@@ -227,13 +234,14 @@ double GLCanvas::texelsPerPixel(std::span<const CanvasVertex> v, const Extent& e
 {
     if (v.size() < 3 || extent.infinite)
         return 1;
-    const auto pixels = [&](const CanvasVertex& p) {
+    const Texture& pixels = *targets_.back().texture;
+    const auto inPixels = [&](const CanvasVertex& p) {
         const double w = std::fabs(p.position[3]) > 1e-6f ? p.position[3] : 1e-6;
-        return std::array<double, 2>{p.position[0] / w * width() / 2, p.position[1] / w * height() / 2};
+        return std::array<double, 2>{p.position[0] / w * pixels.width() / 2, p.position[1] / w * pixels.height() / 2};
     };
     double least = 1e9;
     for (const int k : {1, 2}) {
-        const auto a = pixels(v[k - 1]), b = pixels(v[k]);
+        const auto a = inPixels(v[k - 1]), b = inPixels(v[k]);
         const double texels = std::hypot((v[k].texture[0] - v[k - 1].texture[0]) * extent.width,
             (v[k].texture[1] - v[k - 1].texture[1]) * extent.height);
         least = std::min(least, texels / std::max(std::hypot(b[0] - a[0], b[1] - a[1]), 1e-3));
@@ -352,7 +360,7 @@ void GLCanvas::beginImage(int width, int height, bool depth)
     auto target = makeTarget(width, height, depth, Texture::Use::Composition);
     if (!target) // as small as it can be, so that what is drawn goes nowhere
         target = makeTarget(1, 1, false, Texture::Use::View);
-    targets_.push_back(target ? std::move(*target) : Target{targets_.back().texture, 0, 0});
+    targets_.push_back(target ? std::move(*target) : Target{targets_.back().texture, width, height, 0, 0});
 }
 
 ImageRef GLCanvas::endImage()
@@ -378,7 +386,8 @@ void GLCanvas::showIn(unsigned framebuffer, int width, int height)
     if (framebuffer == 0)
         glDrawBuffer(GL_BACK); // none, in a context that was first current without a window
     const Texture& shown = *targets_.front().texture;
-    glBlitFramebuffer(0, 0, shown.width(), shown.height(), 0, height, width, 0, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+    glBlitFramebuffer(0, 0, shown.width(), shown.height(), 0, height, width, 0, GL_COLOR_BUFFER_BIT,
+        shown.width() == width && shown.height() == height ? GL_NEAREST : GL_LINEAR);
 }
 
 void GLCanvas::readInto(std::uint32_t* pixels, std::size_t wordsPerRow)
@@ -386,8 +395,7 @@ void GLCanvas::readInto(std::uint32_t* pixels, std::size_t wordsPerRow)
     flush();
     glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
     glPixelStorei(GL_PACK_ROW_LENGTH, static_cast<GLint>(wordsPerRow));
-    glReadPixels(0, 0, targets_.front().texture->width(), targets_.front().texture->height(), GL_BGRA,
-        GL_UNSIGNED_INT_8_8_8_8_REV, pixels);
+    glReadPixels(0, 0, pixelsWide(), pixelsHigh(), GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, pixels);
     glPixelStorei(GL_PACK_ROW_LENGTH, 0);
 }
 

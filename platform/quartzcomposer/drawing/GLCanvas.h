@@ -21,15 +21,20 @@ public:
     static std::unique_ptr<GLCanvas> make(int width, int height, bool depth);
     ~GLCanvas() override;
 
-    int width() const override { return targets_.back().texture->width(); }
-    int height() const override { return targets_.back().texture->height(); }
+    int width() const override { return targets_.back().width; }
+    int height() const override { return targets_.back().height; }
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
     void beginImage(int width, int height, bool depth) override;
     ImageRef endImage() override;
 
-    // The outermost target anew, with the old picture in it as far as the sizes allow. False if OpenGL can't.
-    bool resize(int width, int height);
+    // The outermost target anew, with the old picture in it as far as the sizes allow. With a `divisor` it has only so
+    // many pixels fewer each way, rounded up, and a composition doesn't notice. False if OpenGL can't.
+    bool resize(int width, int height, int divisor = 1);
+    int divisor() const { return divisor_; }
+    // Of the outermost target's memory, for readInto.
+    int pixelsWide() const { return targets_.front().texture->width(); }
+    int pixelsHigh() const { return targets_.front().texture->height(); }
     // Draws what has been gathered and copies the outermost target's pixels; `wordsPerRow` of the memory.
     void readInto(std::uint32_t* pixels, std::size_t wordsPerRow);
     // Draws what has been gathered and copies the outermost target into a framebuffer that has its origin at the
@@ -43,6 +48,7 @@ public:
 private:
     struct Target {
         TextureRef texture;
+        int width = 0, height = 0; // as compositions see it
         unsigned framebuffer = 0, depth = 0;
     };
     // What must be equal for two calls to be one.
@@ -76,6 +82,7 @@ private:
     State state_;
     std::vector<CanvasVertex> gathered_;
     bool depth_ = false;
+    int divisor_ = 1;
     std::uint64_t generation_ = 0, drawCalls_ = 0;
     std::size_t sent_ = 0; // bytes since the driver last had to finish
 };
