@@ -3,6 +3,8 @@
 #include <wayland-server.h>
 
 #include <ext-idle-notify-v1-server.h>
+#include <fractional-scale-v1-server.h>
+#include <viewporter-server.h>
 #include <wlr-layer-shell-v1-server.h>
 #include <xdg-shell-server.h>
 
@@ -23,6 +25,8 @@ struct FakeCompositor::Inside {
     std::int32_t outputScale = 1;
     wl_global* output = nullptr;
     wl_resource *surface = nullptr, *layer = nullptr, *shellSurface = nullptr, *toplevel = nullptr;
+    wl_resource* fraction = nullptr;
+    std::pair<int, int> destination;
     wl_resource *pointer = nullptr, *keyboard = nullptr, *touch = nullptr;
     wl_resource *pending = nullptr, *current = nullptr; // buffers
     std::vector<wl_resource*> frames, taken;
@@ -46,7 +50,8 @@ struct FakeCompositor::Inside {
         wl_shm_buffer* shared = wl_shm_buffer_get(buffer);
         wl_shm_buffer_begin_access(shared);
         state.picture = {wl_shm_buffer_get_width(shared), wl_shm_buffer_get_height(shared),
-            state.picture ? state.picture->scale : 1, wl_shm_buffer_get_format(shared) == WL_SHM_FORMAT_ARGB8888,
+            state.picture ? state.picture->scale : 1, destination.first, destination.second,
+            wl_shm_buffer_get_format(shared) == WL_SHM_FORMAT_ARGB8888,
             *static_cast<std::uint32_t*>(wl_shm_buffer_get_data(shared))};
         wl_shm_buffer_end_access(shared);
         current = buffer;
@@ -208,6 +213,29 @@ const struct wl_seat_interface kSeat = {.get_pointer = makeDevice<&Inside::point
     .get_touch = makeDevice<&Inside::touch, wl_touch_interface, kTouch>,
     .release = destroy};
 
+const struct wp_viewport_interface kViewport = {.destroy = destroy,
+    .set_source = ignore,
+    .set_destination = [](wl_client*, wl_resource* viewport, std::int32_t width, std::int32_t height) {
+        of(viewport).destination = {width, height};
+    }};
+
+const struct wp_viewporter_interface kViewporter = {
+    .destroy = destroy,
+    .get_viewport = [](wl_client* client, wl_resource* viewporter, std::uint32_t id,
+                        wl_resource*) { make(client, viewporter, wp_viewport_interface, id, &kViewport); },
+};
+
+const struct wp_fractional_scale_v1_interface kFraction = {.destroy = destroy};
+
+const struct wp_fractional_scale_manager_v1_interface kFractions = {
+    .destroy = destroy,
+    .get_fractional_scale =
+        [](wl_client* client, wl_resource* manager, std::uint32_t id, wl_resource*) {
+            of(manager).fraction = make(client, manager, wp_fractional_scale_v1_interface, id, &kFraction,
+                [](wl_resource* fraction) { of(fraction).fraction = nullptr; });
+        },
+};
+
 const struct wl_output_interface kOutput = {.release = destroy};
 
 template <const wl_interface& interface, const auto& implementation>
@@ -234,6 +262,10 @@ void offerAll(Inside& in, const std::set<std::string>& globals)
         offer<xdg_wm_base_interface, kShell>(in, 1);
     if (globals.contains("zwlr_layer_shell_v1"))
         offer<zwlr_layer_shell_v1_interface, kLayerShell>(in, 4);
+    if (globals.contains("fractions")) {
+        offer<wp_viewporter_interface, kViewporter>(in, 1);
+        offer<wp_fractional_scale_manager_v1_interface, kFractions>(in, 1);
+    }
     if (globals.contains("wl_seat"))
         offer<wl_seat_interface, kSeat>(in, 5, [](wl_resource* seat) { wl_seat_send_capabilities(seat, 7); });
     if (globals.contains("wl_output"))
@@ -319,6 +351,11 @@ void FakeCompositor::showFrames()
             else
                 in.taken = {buffer};
     });
+}
+
+void FakeCompositor::preferScale(std::uint32_t scale)
+{
+    run([=](Inside& in) { wp_fractional_scale_v1_send_preferred_scale(in.fraction, scale); });
 }
 
 void FakeCompositor::closeSurface()

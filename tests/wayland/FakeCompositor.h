@@ -24,7 +24,7 @@ class FakeCompositor
 {
 public:
     // All of these, or some: "wl_compositor", "wl_shm", "wl_output", "wl_seat", "xdg_wm_base", "zwlr_layer_shell_v1",
-    // "ext_idle_notifier_v1".
+    // "ext_idle_notifier_v1"; and, beyond those, "fractions" for scales that are no whole number.
     static const std::set<std::string> kAll;
     explicit FakeCompositor(std::set<std::string> globals = kAll, std::int32_t outputScale = 1);
     ~FakeCompositor();
@@ -42,6 +42,8 @@ public:
     void configure(std::int32_t width, std::int32_t height);
     // Says of all frames on their way that they were shown, and gives back all pictures but the last.
     void showFrames();
+    // 120ths of a pixel in a unit.
+    void preferScale(std::uint32_t scale);
     void closeSurface();
     void removeOutput();
     enum class Input { Enter, Motion, Key, KeyUp, HeldKeys, Button, ButtonUp, Axis, Touch };
@@ -49,6 +51,7 @@ public:
 
     struct Picture {
         int width = 0, height = 0, scale = 1;
+        int shownWidth = 0, shownHeight = 0; // units, with fractions
         bool hasAlpha = false;
         std::uint32_t pixel = 0; // the first
     };

@@ -144,6 +144,41 @@ TEST_F(OnFake, ASizeIsTakenAsItComesUnlessItMakesNoSense)
     }
 }
 
+// The output has 640 pixels, and the compositor calls a scale of 1.25 or 1.5 a 2.
+TEST_F(OnFake, AFractionalScaleGivesTheOutputsOwnPixels)
+{
+    auto globals = FakeCompositor::kAll;
+    globals.insert("fractions");
+    start(globals, 2);
+    compositor_->firstWidth = 512;
+    compositor_->firstHeight = 384;
+    cover(WaylandWindow::Entrance::AtOnce);
+    const auto shown = [&] {
+        settle();
+        compositor_->showFrames();
+        settle();
+        int commits = compositor_->state().commits;
+        EXPECT_TRUE(draw(0xFFFFFFFF));
+        const auto picture = nextPicture(commits);
+        return std::array{picture.width, picture.height, picture.scale, picture.shownWidth, picture.shownHeight};
+    };
+    EXPECT_EQ(shown(), (std::array{640, 480, 1, 512, 384})) << "before the compositor has said the scale";
+    compositor_->preferScale(120); // as some do before they know where the window is
+    EXPECT_EQ(shown(), (std::array{640, 480, 1, 512, 384}));
+    compositor_->configure(427, 320);
+    EXPECT_EQ(shown(), (std::array{640, 480, 1, 427, 320})) << "two thirds, and not 641 pixels";
+    compositor_->configure(320, 240);
+    EXPECT_EQ(shown(), (std::array{640, 480, 1, 320, 240}));
+    compositor_->preferScale(180);
+    compositor_->configure(333, 101);
+    EXPECT_EQ(shown(), (std::array{500, 152, 1, 333, 101})) << "no whole output: halves upwards, 499.5 and 151.5";
+    for (const std::uint32_t scale : {0u, 1u, std::numeric_limits<std::uint32_t>::max()}) {
+        compositor_->preferScale(scale);
+        settle();
+        EXPECT_GT(surface_->width() * surface_->height(), 0) << scale;
+    }
+}
+
 // A still picture isn't drawn anew by anybody else, and must come up all the same.
 TEST_F(OnFake, TheFirstPictureComesUpAndThenAtMostTwoAreOnTheirWay)
 {

@@ -112,6 +112,8 @@ void WaylandConnection::addGlobal(std::uint32_t global, const char* interface, s
     take(wire.layerShell, zwlr_layer_shell_v1_interface, 4, &protocols_.layerShell);
     take(wire.decorations, zxdg_decoration_manager_v1_interface, 1);
     take(wire.positions, zxdg_output_manager_v1_interface, 3);
+    take(wire.viewporter, wp_viewporter_interface, 1);
+    take(wire.fractionalScales, wp_fractional_scale_manager_v1_interface, 1);
     take(wire.idleNotifier, ext_idle_notifier_v1_interface, 1, &protocols_.idleNotifier);
     take(wire.kdeIdle, org_kde_kwin_idle_interface, 1, &protocols_.kdeIdle);
     if (is(xdg_wm_base_interface) && !wire.shell) {
@@ -305,6 +307,8 @@ void WaylandWire::destroy()
         if (proxy)
             wl_proxy_destroy(reinterpret_cast<wl_proxy*>(proxy));
     };
+    release(fractionalScales);
+    release(viewporter);
     release(idleNotifier);
     release(kdeIdle);
     release(decorations);

@@ -7,7 +7,9 @@
 #include <wayland-cursor.h>
 
 #include <ext-idle-notify-v1-client.h>
+#include <fractional-scale-v1-client.h>
 #include <kde-idle-client.h>
+#include <viewporter-client.h>
 #include <wlr-layer-shell-v1-client.h>
 #include <xdg-decoration-unstable-v1-client.h>
 #include <xdg-output-unstable-v1-client.h>
@@ -67,12 +69,17 @@ struct WaylandSeat {
     wl_surface *pointed = nullptr, *focused = nullptr; // null, or one that may be gone by now
 };
 
+// A pixel in a unit, as the protocol of fractional scales counts.
+constexpr int kWholeScale = 120;
+
 // What a window and its surface share.
 struct WaylandCanvas {
     std::shared_ptr<WaylandConnection> connection;
     wl_surface* surface = nullptr; // null once the window is closed
-    int width = 0, height = 0; // pixels, a multiple of the scale
-    int scale = 1;
+    wp_viewport* viewport = nullptr; // stretches pictures to the size in units; null: they have the scale of the output
+    int unitWidth = 0, unitHeight = 0; // the compositor's units
+    int scale = kWholeScale; // 120ths of a pixel in a unit; without a viewport a whole number of pixels
+    int width = 0, height = 0; // pixels
     bool configured = false; // the compositor has given it a size, and pictures may come
     bool isCovering = false;
     std::function<void()> onDismissed; // of the surface
@@ -87,6 +94,8 @@ struct WaylandWire {
     xdg_wm_base* shell = nullptr;
     zxdg_decoration_manager_v1* decorations = nullptr;
     zxdg_output_manager_v1* positions = nullptr;
+    wp_viewporter* viewporter = nullptr;
+    wp_fractional_scale_manager_v1* fractionalScales = nullptr;
     ext_idle_notifier_v1* idleNotifier = nullptr;
     org_kde_kwin_idle* kdeIdle = nullptr;
     std::map<std::uint32_t, std::unique_ptr<WaylandOutputProxy>> outputs;

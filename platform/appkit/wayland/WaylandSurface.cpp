@@ -240,8 +240,10 @@ void WaylandSurface::commit(Slot& slot, bool opaque)
         }};
         wl_buffer_add_listener(slot.buffer, &listener, &slot);
     }
-    if (wl_surface_get_version(surface) >= WL_SURFACE_SET_BUFFER_SCALE_SINCE_VERSION)
-        wl_surface_set_buffer_scale(surface, canvas_->scale);
+    if (canvas_->viewport)
+        wp_viewport_set_destination(canvas_->viewport, canvas_->unitWidth, canvas_->unitHeight);
+    else if (wl_surface_get_version(surface) >= WL_SURFACE_SET_BUFFER_SCALE_SINCE_VERSION)
+        wl_surface_set_buffer_scale(surface, canvas_->scale / kWholeScale);
     wl_surface_attach(surface, slot.buffer, 0, 0);
     if (wl_surface_get_version(surface) >= WL_SURFACE_DAMAGE_BUFFER_SINCE_VERSION)
         wl_surface_damage_buffer(surface, 0, 0, pool.width, pool.height);
@@ -250,7 +252,8 @@ void WaylandSurface::commit(Slot& slot, bool opaque)
     // Nothing beneath need be drawn.
     wl_region* region = opaque ? wl_compositor_create_region(wire.compositor) : nullptr;
     if (region)
-        wl_region_add(region, 0, 0, pool.width, pool.height);
+        wl_region_add(
+            region, 0, 0, std::max(pool.width, canvas_->unitWidth), std::max(pool.height, canvas_->unitHeight));
     wl_surface_set_opaque_region(surface, region);
     if (region)
         wl_region_destroy(region);

@@ -32,11 +32,13 @@ struct WaylandWindow::Native final : WaylandListener {
     void start();
     void resize(int width, int height);
     void configured(std::uint32_t width, std::uint32_t height);
-    int scaleNow() const;
+    int scaleNow() const; // in 120ths
     const WaylandOutputProxy* output() const;
 
     void handleInput(const WaylandInput& input) override;
     void outputsChanged() override;
+    void followFractions();
+    bool fillsOutput(int width, int height) const;
     void followScale();
     void askForKeys();
     void connectionLost() override { becomeClosed(); }
@@ -55,7 +57,8 @@ struct WaylandWindow::Native final : WaylandListener {
     Entrance entrance = Entrance::Gentle;
     std::vector<wl_output*> entered; // by an ordinary one
     int ownWidth = 0, ownHeight = 0; // the compositor's units, where it leaves the choice to us
-    int unitWidth = 0, unitHeight = 0; // the compositor's units
+    wp_fractional_scale_v1* fractional = nullptr;
+    int preferredScale = 0; // as the compositor said it, in 120ths; 0 before it did
     std::int32_t wantedWidth = 0, wantedHeight = 0; // of a toplevel, until it is to be so
     bool closed = false, dismissed = false, pointerSeen = false;
     double pointerX = 0, pointerY = 0;
@@ -83,6 +86,26 @@ WaylandWindow::Native::Native(std::shared_ptr<WaylandConnection> connection, boo
     };
     wl_surface_add_listener(canvas->surface, &listener, this);
     this->connection->listen(canvas->surface, this);
+    followFractions();
+}
+
+// Pictures of any size are shown at that of the window: needed for a scale that is no whole number.
+void WaylandWindow::Native::followFractions()
+{
+    auto& wire = connection->wire();
+    if (!wire.viewporter)
+        return;
+    canvas->viewport = wp_viewporter_get_viewport(wire.viewporter, canvas->surface);
+    if (!wire.fractionalScales)
+        return;
+    fractional = wp_fractional_scale_manager_v1_get_fractional_scale(wire.fractionalScales, canvas->surface);
+    static const wp_fractional_scale_v1_listener listener
+        = {.preferred_scale = [](void* data, wp_fractional_scale_v1*, std::uint32_t scale) {
+              auto& native = *static_cast<Native*>(data);
+              native.preferredScale = int(std::clamp<std::uint32_t>(scale, kWholeScale / 4, kWholeScale * 16));
+              native.followScale();
+          }};
+    wp_fractional_scale_v1_add_listener(fractional, &listener, this);
 }
 
 void WaylandWindow::Native::leave()
@@ -92,6 +115,10 @@ void WaylandWindow::Native::leave()
     if (!canvas->surface)
         return;
     connection->unlisten(canvas->surface);
+    if (fractional)
+        wp_fractional_scale_v1_destroy(std::exchange(fractional, nullptr));
+    if (canvas->viewport)
+        wp_viewport_destroy(std::exchange(canvas->viewport, nullptr));
     if (decoration)
         zxdg_toplevel_decoration_v1_destroy(std::exchange(decoration, nullptr));
     if (toplevel)
@@ -182,26 +209,33 @@ const WaylandOutputProxy* WaylandWindow::Native::output() const
 
 int WaylandWindow::Native::scaleNow() const
 {
+    if (preferredScale > 0)
+        return preferredScale;
     if (wl_surface_get_version(canvas->surface) < WL_SURFACE_SET_BUFFER_SCALE_SINCE_VERSION)
-        return 1;
+        return kWholeScale;
     if (canvas->isCovering)
-        return output() ? output()->complete.scale : canvas->scale;
+        return output() ? output()->complete.scale * kWholeScale : canvas->scale;
     int scale = 1;
     for (const auto& [global, proxy] : connection->wire().outputs)
         if (std::find(entered.begin(), entered.end(), proxy->output) != entered.end())
             scale = std::max(scale, proxy->complete.scale);
-    return scale;
+    return scale * kWholeScale;
 }
 
 void WaylandWindow::Native::resize(int width, int height)
 {
     const int scale = scaleNow();
     const int before[] = {canvas->width, canvas->height};
-    unitWidth = width;
-    unitHeight = height;
+    // Halves upwards, as the protocol says.
+    const auto inPixels = [scale](int units) {
+        return int(std::max<std::int64_t>(1, (std::int64_t(units) * scale + kWholeScale / 2) / kWholeScale));
+    };
+    canvas->unitWidth = width;
+    canvas->unitHeight = height;
     canvas->scale = scale;
-    canvas->width = width * scale;
-    canvas->height = height * scale;
+    const bool fills = fillsOutput(width, height);
+    canvas->width = fills ? output()->complete.width : inPixels(width);
+    canvas->height = fills ? output()->complete.height : inPixels(height);
     if (before[0] == canvas->width && before[1] == canvas->height)
         return;
     if (const auto callback = window ? window->onResized : nullptr)
@@ -211,8 +245,9 @@ void WaylandWindow::Native::resize(int width, int height)
 // Sizes that make no sense leave the choice to us, as 0 does.
 void WaylandWindow::Native::configured(std::uint32_t width, std::uint32_t height)
 {
-    const auto limit = std::uint32_t(kLongestSide / scaleNow());
-    const auto most = kMostPixels / scaleNow() / scaleNow();
+    const std::int64_t scale = scaleNow();
+    const auto limit = std::uint32_t(kLongestSide * kWholeScale / scale);
+    const auto most = kMostPixels * kWholeScale / scale * kWholeScale / scale;
     int wide = width == 0 || width > limit ? ownWidth : int(width);
     int high = height == 0 || height > limit ? ownHeight : int(height);
     if (std::int64_t(wide) * high > most) {
@@ -221,6 +256,22 @@ void WaylandWindow::Native::configured(std::uint32_t width, std::uint32_t height
     }
     canvas->configured = true;
     resize(wide, high);
+}
+
+// Whether a covering window of that size fills its output: units are whole numbers, so that sizes made from them and a
+// scale are a pixel off, and of the scale itself compositors say only late what it is.
+bool WaylandWindow::Native::fillsOutput(int width, int height) const
+{
+    const auto* covered = canvas->isCovering && canvas->viewport ? output() : nullptr;
+    if (!covered)
+        return false;
+    const auto& its = covered->complete; // its scale is the next whole one
+    const auto isScaled = [&](std::int64_t pixels, std::int64_t units) {
+        return pixels < (units + 1) * its.scale && pixels > (units - 1) * (its.scale - 1);
+    };
+    const auto skew = std::int64_t(its.width) * height - std::int64_t(its.height) * width;
+    return isScaled(its.width, width) && isScaled(its.height, height)
+        && std::abs(skew) <= std::max(its.width, its.height);
 }
 
 void WaylandWindow::Native::outputsChanged()
@@ -246,8 +297,8 @@ void WaylandWindow::Native::askForKeys()
 
 void WaylandWindow::Native::followScale()
 {
-    if (!closed && unitWidth > 0 && scaleNow() != canvas->scale)
-        resize(unitWidth, unitHeight);
+    if (!closed && canvas->unitWidth > 0)
+        resize(canvas->unitWidth, canvas->unitHeight);
 }
 
 void WaylandWindow::Native::handleInput(const WaylandInput& input)
