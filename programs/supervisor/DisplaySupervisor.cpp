@@ -127,11 +127,11 @@ void DisplaySupervisor::exited(const std::string& display, int status)
         child.wanted = false;
         endIfNobodyIsLeft();
     } else {
-        crashed(display);
+        crashed(display, status == int(DisplayExit::Script));
     }
 }
 
-void DisplaySupervisor::crashed(const std::string& display)
+void DisplaySupervisor::crashed(const std::string& display, bool byScript)
 {
     auto& child = children_[display];
     if (child.running || stopping_)
@@ -140,8 +140,8 @@ void DisplaySupervisor::crashed(const std::string& display)
         child.crashes = 0;
     ++child.crashes;
     const int beyond = child.crashes - kCrashesToFallback;
-    const Seconds pause
-        = beyond <= 0 ? kRestart : Seconds(std::min(kLongestPause, std::ldexp(0.5, std::min(beyond, 10))));
+    const Seconds pause = beyond <= 0 ? (byScript ? Seconds(0) : kRestart)
+                                      : Seconds(std::min(kLongestPause, std::ldexp(0.5, std::min(beyond, 10))));
     after(pause, [this, display] { start(display); });
 }
 

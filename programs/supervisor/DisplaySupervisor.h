@@ -14,6 +14,7 @@ namespace vitrel {
 enum class DisplayExit {
     Dismissed = 0, // by a key, the mouse, or its window's end: playing is over on all displays
     Gone = 3, // the display isn't there any more: no reason to start again
+    Script = 4, // a script of the composition ended it; the next one won't run it
 };
 
 // The children that play, one for each display, by the display's name. Main thread.
@@ -34,7 +35,7 @@ public:
 
 // Full-screen play: one child for each display, so that a composition or a driver that crashes darkens no other. A
 // child that crashed starts again after a quarter of a second; after three crashes it plays the default composition,
-// and if that crashes, too, the pauses grow. One that gives no sign of life for six seconds hangs, in a driver say, and
+// and if that crashes, too, the pauses grow. One that a script has ended starts again at once. One that gives no sign of life for six seconds hangs, in a driver say, and
 // is killed, which counts as a crash. Displays that come and go get and lose their children. Main thread.
 class DisplaySupervisor
 {
@@ -66,7 +67,7 @@ private:
     void start(const std::string& display);
     void end(const std::string& display);
     void exited(const std::string& display, int status);
-    void crashed(const std::string& display);
+    void crashed(const std::string& display, bool byScript = false);
     void lookForHangs();
     void endIfNobodyIsLeft();
     void ended(int exitCode);

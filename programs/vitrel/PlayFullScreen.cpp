@@ -1,5 +1,6 @@
 // Full-screen play: the process that starts and minds a child for each display and shows nothing itself.
 #include "platform/appkit/x11/X11Screens.h"
+#include "platform/quartzcomposer/script/ScriptRecord.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/InitialChoice.h"
 #include "preferences/Settings.h"
@@ -19,6 +20,8 @@
 namespace vitrel {
 
 namespace {
+
+static_assert(kEndedByScript == static_cast<int>(DisplayExit::Script));
 
 struct ChildPlace {
     std::string monitor;
@@ -115,12 +118,15 @@ int playFullScreen(PlayOptions options)
     if (!options.trace.empty() && !std::ofstream(options.trace, std::ios::trunc))
         return complain("can't write " + options.trace);
 
+    ScriptRecord::keep();
     std::vector<std::string> seen; // a monitor's place in it is its view's number
     std::set<std::string> fading; // monitors that still show the desktop; what comes later comes up at once
     ForkedDisplays children(loop, [&](const std::string& monitor, bool fallback) {
         const auto view = std::find(seen.begin(), seen.end(), monitor) - seen.begin();
         const bool fadeIn = fading.erase(monitor) > 0;
+        ScriptRecord::takeStock(static_cast<std::size_t>(view));
         return [child = childOptions(options, {monitor, static_cast<int>(view), fadeIn, fallback})] {
+            ScriptRecord::settle(static_cast<std::size_t>(child.firstView));
             return child.wayland ? playInWaylandWindow(child) : playInWindow(child);
         };
     });

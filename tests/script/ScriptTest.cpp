@@ -1,4 +1,5 @@
 #include "platform/quartzcomposer/script/Script.h"
+#include "platform/quartzcomposer/script/ScriptRecord.h"
 
 #include "support/PeakMemory.h"
 
@@ -6,7 +7,11 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace vitrel {
 namespace {
@@ -86,7 +91,7 @@ TEST(Script, ReadsMembersMakesStructuresAndParsesJSON)
     for (const auto& [expression, a, result] : cases)
         EXPECT_EQ(valueOf(expression, a), result) << expression;
     for (const std::string name : {"ArrayBuffer", "SharedArrayBuffer", "Uint8Array", "Float64Array", "DataView",
-             "Atomics", "WebAssembly", "WeakRef", "load", "require", "process", "read", "os", "Debugger"})
+             "Atomics", "WebAssembly", "WeakRef", "Intl", "load", "require", "process", "read", "os", "Debugger"})
         EXPECT_EQ(valueOf("typeof " + name + " + ' ' + ('" + name + "' in this)"), ScriptValue("undefined false"))
             << name << " of the host";
 }
@@ -168,13 +173,108 @@ TEST(Script, MemoryAndStackHaveAnEnd)
         "'x'.repeat(1 << 29).toUpperCase()", "var s = 'x'; for (var k = 0; k < 29; k++) s += s; encodeURIComponent(s)",
         "new Function('return ' + '1+'.repeat(1e7) + '1')", "JSON.parse('['.repeat(1e7))",
         "eval(new Array(100000).join('('))", "new RegExp(new Array(100000).join('('))"};
+    auto other = compiled("function main() { return {n: 'x'.repeat(1 << 20).split('').length}; }");
     for (const char* body : bodies) {
         auto script
             = compiled(std::string("function main(stop) { if (stop) return {n: 1}; ") + body + " }", {250, 300});
         script->run({false});
-        EXPECT_TRUE(script->run({true})) << body << ": " << script->message();
-        EXPECT_LT(peakMebibytes(), before + 220) << body;
+        const bool goesOn = script->message().find("memory") == std::string::npos;
+        EXPECT_EQ(script->run({true}).has_value(), goesOn) << body << ": " << script->message();
+        EXPECT_EQ(script->isDisabled(), !goesOn) << body;
+        EXPECT_TRUE(other->run({})) << "beside " << body << ": " << other->message();
+        EXPECT_LT(peakMebibytes(), before + 130) << body;
     }
+}
+
+// Each run keeps so little that none of them is stopped by itself.
+TEST(Script, WhatIsKeptFromRunToRunCounts)
+{
+    const char* const keeps[] = {"for (var i = 0; i < 500; i++) kept.push(('y' + i).repeat(500).toUpperCase());",
+        "for (var i = 0; i < 20; i++) kept.push(new Array(10000).fill(i));",
+        "for (var i = 0; i < 5000; i++) kept.push(2n ** 2000n);",
+        "try { for (var i = 0; i < 10000; i++) kept.push({i: i, a: [i]}); } catch (e) {}"};
+    auto other = compiled("var n = 0; function main() { return {n: ++n}; }");
+    for (const char* keep : keeps) {
+        resetPeakMemory();
+        const long before = peakMebibytes();
+        auto script = compiled(std::string("var kept = []; function main() { ") + keep + " return {n: 1}; }");
+        int runs = 0;
+        while (runs < 2000 && !script->isDisabled()) {
+            script->run({});
+            ++runs;
+        }
+        EXPECT_GT(runs, 10) << keep << " is let be while it keeps little";
+        EXPECT_LT(runs, 2000) << keep;
+        EXPECT_LT(peakMebibytes(), before + 110) << keep;
+        EXPECT_TRUE(other->run({})) << other->message();
+    }
+}
+
+TEST(Script, WhoKeepsMostOfTheMemoryIsSwitchedOff)
+{
+    const std::string hoard
+        = "var kept = []; function main(n) { for (var i = 0; i < n; i++) kept.push(new Array(12500).fill(i));"
+          "return {n: kept.length}; }"; // each of 100 kB
+    auto much = compiled(hoard, {250, 2000}), little = compiled(hoard, {250, 2000});
+    EXPECT_TRUE(much->run({400}));
+    EXPECT_TRUE(little->run({100}));
+    EXPECT_FALSE(little->run({300})) << "there isn't so much left";
+    EXPECT_TRUE(much->isDisabled());
+    EXPECT_FALSE(little->isDisabled());
+    EXPECT_TRUE(little->run({100})) << little->message();
+    EXPECT_FALSE(little->run({1000}));
+    EXPECT_TRUE(little->isDisabled()) << "now it is the one";
+    EXPECT_FALSE(much->run({0}));
+}
+
+constexpr const char* kHangs
+    = "function main() { return {n: 'a'.repeat(1 << 23).indexOf('a'.repeat(1 << 22) + 'b')}; }";
+
+// None of these looks at an interruption; the quickest would take eight seconds.
+TEST(ScriptDeathTest, WhatCantBeInterruptedEndsTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const std::string sources[] = {kHangs, "function main() { return {n: BigInt('9'.repeat(300000)) > 1n}; }",
+        "BigInt('0x' + 'f'.repeat(260000)).toString(); function main() { }",
+        "function main() { ('a' + '\\u0301\\u0323'.repeat(1 << 20)).normalize('NFC'); }"};
+    for (const auto& source : sources) {
+        const auto hang = [&] {
+            alarm(6); // another end than the one that is meant
+            if (const auto script = Script::compile(source))
+                (*script)->run({});
+        };
+        EXPECT_EXIT(hang(), testing::ExitedWithCode(kEndedByScript), "doesn't end") << source;
+    }
+}
+
+// In a process of its own, for what is barred there is barred for good.
+TEST(ScriptDeathTest, TheScriptThatEndedAProcessIsBarredAndThenAllAre)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    constexpr int kBarred = 5;
+    const auto endOf = [](const char* source) {
+        if (fork() == 0) {
+            alarm(6);
+            ScriptRecord::settle(0);
+            const auto script = Script::compile(source);
+            if (script)
+                (*script)->run({});
+            _exit(script ? 0 : kBarred);
+        }
+        int status = 0;
+        wait(&status);
+        ScriptRecord::takeStock(0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    };
+    const auto play = [&] {
+        const std::string other = std::string("var other; ") + kHangs;
+        ScriptRecord::keep();
+        const char* const good = "function main() {}";
+        const int ends[] = {endOf(good), endOf(kHangs), endOf(kHangs), endOf(good), endOf(other.c_str()), endOf(good)};
+        const int expected[] = {0, kEndedByScript, kBarred, 0, kEndedByScript, kBarred};
+        std::exit(std::equal(std::begin(ends), std::end(ends), expected) ? 0 : 1);
+    };
+    EXPECT_EXIT(play(), testing::ExitedWithCode(0), "");
 }
 
 TEST(Script, ResultsAreBounded)

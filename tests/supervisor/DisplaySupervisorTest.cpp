@@ -107,6 +107,7 @@ TEST_F(Supervisor, TheThirdCrashBringsTheDefaultCompositionAndItsCrashesComeSlow
     for (int crash = 0; crash < 20; ++crash)
         EXPECT_EQ(exits("a", -SIGSEGV, 30), " *a") << "never given up";
     EXPECT_EQ(exits("b", -SIGSEGV, 1), " +b") << "each display for itself";
+    EXPECT_EQ(exits("b", int(DisplayExit::Script), 0.01), " +b") << "at once, for it won't run into that again";
 }
 
 TEST_F(Supervisor, AChildThatHangsIsKilledUnlessTheWholeMachineSlept)

@@ -3,6 +3,7 @@
 #include "base/Text.h"
 #include "platform/quartzcomposer/script/ScriptConversion.h"
 #include "platform/quartzcomposer/script/ScriptEngine.h"
+#include "platform/quartzcomposer/script/ScriptRecord.h"
 
 #include <js/CompilationAndEvaluation.h>
 #include <js/ErrorReport.h>
@@ -22,10 +23,11 @@ constexpr int kForgetAfterRuns = 1000;
 
 constexpr JSClass kGlobalClass = {"Composition", JSCLASS_GLOBAL_FLAGS, &JS::DefaultGlobalClassOps};
 
-// What takes memory past the engine's limit, or threads, or has a life of its own.
+// What takes memory past the engine's limit, or threads, or has a life of its own. Intl's objects are another
+// library's.
 constexpr const char* kWithheld[] = {"ArrayBuffer", "SharedArrayBuffer", "DataView", "Int8Array", "Uint8Array",
     "Uint8ClampedArray", "Int16Array", "Uint16Array", "Int32Array", "Uint32Array", "Float32Array", "Float64Array",
-    "BigInt64Array", "BigUint64Array", "Atomics", "WebAssembly", "WeakRef", "FinalizationRegistry"};
+    "BigInt64Array", "BigUint64Array", "Atomics", "WebAssembly", "WeakRef", "FinalizationRegistry", "Intl"};
 
 bool doNothing(JSContext*, unsigned count, JS::Value* values)
 {
@@ -35,14 +37,23 @@ bool doNothing(JSContext*, unsigned count, JS::Value* values)
 
 } // namespace
 
-struct Script::Engine {
+struct Script::Engine final : ScriptEngine::Keeper {
     explicit Engine(std::shared_ptr<ScriptEngine> shared)
         : shared(std::move(shared))
         , global(this->shared->context())
         , main(this->shared->context())
-    { }
+    {
+        this->shared->add(*this);
+    }
+    ~Engine()
+    {
+        letGo();
+        shared->remove(*this);
+    }
     bool makeGlobal();
-    std::string takeMessage(bool expired, double milliseconds);
+    std::string takeMessage(const ScriptEngine::Budget& budget, double milliseconds);
+    JSObject* keeps() const override { return global; }
+    void letGo() override;
     static bool random(JSContext* context, unsigned count, JS::Value* values);
 
     std::shared_ptr<ScriptEngine> shared;
@@ -50,7 +61,9 @@ struct Script::Engine {
     JS::PersistentRootedValue main;
     ScriptLimits limits;
     std::uint64_t seed = 0x9E3779B97F4A7C15;
+    std::uint64_t name = 0; // as ScriptRecord gives it
     int failures = 0, runsSinceFailure = 0;
+    bool needsMemory = false; // the last failure was for memory
 };
 
 // xorshift64*: 53 bits of it, as Math.random has them.
@@ -93,16 +106,16 @@ bool Script::Engine::makeGlobal()
 }
 
 // What went wrong, and counts what mustn't go wrong often. Leaves no exception behind.
-std::string Script::Engine::takeMessage(bool expired, double milliseconds)
+std::string Script::Engine::takeMessage(const ScriptEngine::Budget& budget, double milliseconds)
 {
     JSContext* context = shared->context();
-    const bool memory = JS_IsThrowingOutOfMemory(context);
-    if (expired || memory) {
+    needsMemory = budget.isFull() || JS_IsThrowingOutOfMemory(context);
+    if (budget.isExpired() || needsMemory) {
         JS_ClearPendingException(context);
         ++failures;
         runsSinceFailure = 0;
-        return expired ? "The script ran longer than " + std::to_string(int(milliseconds)) + " ms"
-                       : "The script needs too much memory";
+        return needsMemory ? "The script needs too much memory"
+                           : "The script ran longer than " + std::to_string(int(milliseconds)) + " ms";
     }
     if (!JS_IsExceptionPending(context))
         return "The script was ended";
@@ -119,31 +132,40 @@ std::string Script::Engine::takeMessage(bool expired, double milliseconds)
     return message;
 }
 
-Script::Script() = default;
-
-Script::~Script()
+void Script::Engine::letGo()
 {
-    if (!engine_)
+    if (!global)
         return;
-    const JSAutoRealm realm(engine_->shared->context(), engine_->global);
-    JS::SetRealmPrivate(JS::GetCurrentRealmOrNull(engine_->shared->context()), nullptr);
+    {
+        const JSAutoRealm realm(shared->context(), global);
+        JS::SetRealmPrivate(JS::GetCurrentRealmOrNull(shared->context()), nullptr);
+    }
+    main.setUndefined();
+    global = nullptr;
 }
+
+Script::Script() = default;
+Script::~Script() = default;
 
 bool Script::isDisabled() const
 {
-    return engine_->failures >= kMostFailures;
+    return !engine_->global || engine_->failures >= kMostFailures;
 }
 
 Result<std::unique_ptr<Script>, ScriptError> Script::compile(std::string_view source, ScriptLimits limits)
 {
     if (source.size() > kLongestScript)
         return ScriptError{"The script is too long"};
+    const std::uint64_t name = ScriptRecord::nameOf(source);
+    if (ScriptRecord::isBarred(name))
+        return ScriptError{"The script has ended the program before"};
     auto shared = ScriptEngine::ofThisThread();
     if (!shared)
         return ScriptError{"The script engine can't be started"};
     JSContext* context = shared->context();
     auto engine = std::make_unique<Engine>(shared);
     engine->limits = limits;
+    engine->name = name;
     if (!engine->makeGlobal()) {
         JS_ClearPendingException(context);
         return ScriptError{"There is no memory for a script"};
@@ -153,7 +175,7 @@ Result<std::unique_ptr<Script>, ScriptError> Script::compile(std::string_view so
     Engine& made = *script->engine_;
 
     const JSAutoRealm realm(context, made.global);
-    const ScriptEngine::Budget budget(*shared, limits.compileMilliseconds);
+    const ScriptEngine::Budget budget(*shared, limits.compileMilliseconds, name);
     JS::CompileOptions options(context);
     options.setFileAndLine("script", 1);
     JS::SourceText<mozilla::Utf8Unit> text;
@@ -161,7 +183,7 @@ Result<std::unique_ptr<Script>, ScriptError> Script::compile(std::string_view so
     const std::string good = repairedUtf8(source);
     if (!text.init(context, good.data(), good.size(), JS::SourceOwnership::Borrowed)
         || !JS::Evaluate(context, options, text, &result) || !JS_GetProperty(context, made.global, "main", &made.main))
-        return ScriptError{made.takeMessage(budget.isExpired(), limits.compileMilliseconds)};
+        return ScriptError{made.takeMessage(budget, limits.compileMilliseconds)};
     js::RunJobs(context);
     if (!made.main.isObject() || !JS::IsCallable(&made.main.toObject()))
         return ScriptError{"The script has no function main"};
@@ -173,9 +195,20 @@ std::optional<ScriptObject> Script::run(const std::vector<ScriptValue>& argument
     if (isDisabled())
         return std::nullopt;
     Engine& engine = *engine_;
+    engine.needsMemory = false;
+    auto members = attempt(arguments);
+    // From out here nothing of the run is on the stack any more.
+    if (engine.needsMemory || engine.shared->isFull())
+        engine.shared->makeRoom(engine);
+    return members;
+}
+
+std::optional<ScriptObject> Script::attempt(const std::vector<ScriptValue>& arguments)
+{
+    Engine& engine = *engine_;
     JSContext* context = engine.shared->context();
     const JSAutoRealm realm(context, engine.global);
-    const ScriptEngine::Budget budget(*engine.shared, engine.limits.runMilliseconds);
+    const ScriptEngine::Budget budget(*engine.shared, engine.limits.runMilliseconds, engine.name);
     ScriptConversion into(context), outOf(context);
     JS::RootedValueVector values(context);
     JS::RootedValue result(context);
@@ -190,8 +223,8 @@ std::optional<ScriptObject> Script::run(const std::vector<ScriptValue>& argument
     }
     if (good)
         js::RunJobs(context);
-    if (!good || budget.isExpired()) {
-        message_ = engine.takeMessage(budget.isExpired(), engine.limits.runMilliseconds);
+    if (!good || budget.isExpired() || budget.isFull()) {
+        message_ = engine.takeMessage(budget, engine.limits.runMilliseconds);
         return std::nullopt;
     }
     if (++engine.runsSinceFailure >= kForgetAfterRuns)

@@ -23,7 +23,9 @@ struct ScriptError {
 };
 
 // A plain JavaScript text with a function `main`, loaded and ready to be called. Scripts of one thread share an engine
-// with 64 MiB of memory, and see nothing of each other. Math.random gives every script the same numbers, so that a
+// with 64 MiB of memory for all that they keep, and see nothing of each other. One that needs more is switched off for
+// good; so is, in its place, another that keeps more than half of it. What looks at no interruption for half a second
+// more than its time ends the process (ScriptRecord.h). Math.random gives every script the same numbers, so that a
 // composition can be repeated; print, log and alert do nothing. A script belongs to the thread that made it.
 class Script
 {
@@ -43,11 +45,12 @@ public:
 
     // What the last run that failed has to say.
     const std::string& message() const { return message_; }
-    // After three failures for time or memory within a thousand runs the script isn't called any more.
+    // Nor is it called any more after three failures for time, or for memory that another took, within a thousand runs.
     bool isDisabled() const;
 
 private:
     Script();
+    std::optional<ScriptObject> attempt(const std::vector<ScriptValue>& arguments);
     struct Engine;
     std::unique_ptr<Engine> engine_;
     std::string message_;

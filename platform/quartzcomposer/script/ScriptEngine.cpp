@@ -1,20 +1,25 @@
 #include "platform/quartzcomposer/script/ScriptEngine.h"
 
 #include "platform/quartzcomposer/script/ScriptMemory.h"
+#include "platform/quartzcomposer/script/ScriptRecord.h"
 
 #include <js/ContextOptions.h>
+#include <js/GCAPI.h>
 #include <js/Initialization.h>
+#include <js/MemoryMetrics.h>
 #include <jsfriendapi.h>
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <ctime>
+#include <malloc.h>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 #include <pthread.h>
+#include <unistd.h>
 
 namespace vitrel {
 
@@ -26,6 +31,18 @@ constexpr std::uint32_t kHeapBytes = 64u << 20;
 constexpr std::uint32_t kNurseryBytes = 1u << 20;
 // Of the thread's 8 MiB; what calls the engine needs some, too.
 constexpr std::size_t kStackBytes = 2u << 20;
+
+// So long beyond its time a script may be within something that looks at no interruption: a collection of garbage, a
+// conversion of a long text. Then it is taken for one that takes minutes.
+constexpr std::int64_t kGrace = 300'000'000; // nanoseconds of the processor
+
+// Nothing but this is safe: the thread of the script may hold any lock.
+[[noreturn]] void endProcess()
+{
+    constexpr char kLine[] = "vitrel: a script in the composition doesn't end, or takes all memory\n";
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, kLine, sizeof kLine - 1);
+    _exit(kEndedByScript);
+}
 
 std::int64_t nowOn(clockid_t clock)
 {
@@ -53,6 +70,7 @@ Library& library()
 }
 
 thread_local std::weak_ptr<ScriptEngine> engineOfThread;
+thread_local ScriptEngine* runningHere = nullptr; // a plain pointer, to be read from within the allocator
 
 } // namespace
 
@@ -119,9 +137,13 @@ private:
                     // A machine that was busy with other things, or slept, is not the script's fault. It has to be
                     // found out here: a regular expression that is interrupted can't go on, whatever the callback says.
                     const std::int64_t left = engine->processorEnd_ - nowOn(engine->processorClock_);
-                    const std::int64_t later = left > 0 ? now + left : 0;
-                    if (engine->wallEnd_.compare_exchange_strong(end, later) && later == 0)
+                    const std::int64_t later = now + (left > 0 ? left : std::max<std::int64_t>(left + kGrace, 0));
+                    // Unless it is another run by now.
+                    if (engine->wallEnd_.compare_exchange_strong(end, later) && left <= 0) {
+                        if (left <= -kGrace)
+                            endProcess();
                         JS_RequestInterruptCallback(engine->context_);
+                    }
                     end = later;
                 }
                 if (end != 0)
@@ -180,6 +202,7 @@ bool ScriptEngine::start()
         || !JS_AddInterruptCallback(context_, &ScriptEngine::interrupted))
         return false;
     ScriptWatchdog::shared().add(*this);
+    watchScriptMemory(kHeapBytes, &ScriptEngine::memoryIsShort, &endProcess);
     return true;
 }
 
@@ -192,12 +215,54 @@ ScriptEngine::~ScriptEngine()
     --library().engines;
 }
 
+// Within the allocator: the garbage waits for the next place where it may be collected.
+void ScriptEngine::memoryIsShort()
+{
+    ScriptEngine* const engine = runningHere;
+    if (engine && !std::exchange(engine->toCollect_, true))
+        JS_RequestInterruptCallback(engine->context_);
+}
+
+bool ScriptEngine::holdsTooMuch() const
+{
+    return scriptMemoryBytes() + std::int64_t(JS_GetGCParameter(context_, JSGC_BYTES)) > kHeapBytes;
+}
+
+bool ScriptEngine::isFull()
+{
+    if (holdsTooMuch())
+        JS_GC(context_, JS::GCReason::API);
+    toCollect_ = false;
+    return holdsTooMuch();
+}
+
+void ScriptEngine::makeRoom(Keeper& running)
+{
+    JS_GC(context_, JS::GCReason::API);
+    Keeper* guilty = &running;
+    for (Keeper* keeper : keepers_) {
+        JS::RootedObject object(context_, keeper->keeps());
+        JS::TabSizes sizes;
+        const auto sizeOf = [](const void* block) { return malloc_usable_size(const_cast<void*>(block)); };
+        if (object && keeper != &running && JS::AddSizeOfTab(context_, object, sizeOf, nullptr, &sizes)
+            && sizes.objects_ + sizes.strings_ + sizes.private_ + sizes.other_ > kHeapBytes / 2)
+            guilty = keeper;
+    }
+    guilty->letGo();
+    JS_GC(context_, JS::GCReason::API);
+}
+
 // Also called for reasons of the engine's own, and by a request that came too late for the run it meant.
 bool ScriptEngine::interrupted(JSContext* context)
 {
     auto& engine = *static_cast<ScriptEngine*>(JS_GetContextPrivate(context));
     if (!engine.running_)
         return true;
+    if (engine.toCollect_ && engine.isFull()) {
+        engine.full_ = true;
+        js::StopDrainingJobQueue(context);
+        return false;
+    }
     const std::int64_t left = engine.processorEnd_ - nowOn(CLOCK_THREAD_CPUTIME_ID);
     if (left > 0) {
         if (engine.wallEnd_ == 0)
@@ -209,12 +274,14 @@ bool ScriptEngine::interrupted(JSContext* context)
     return false;
 }
 
-ScriptEngine::Budget::Budget(ScriptEngine& engine, double milliseconds)
+ScriptEngine::Budget::Budget(ScriptEngine& engine, double milliseconds, std::uint64_t script)
     : engine_(engine)
 {
+    ScriptRecord::running(script);
+    runningHere = &engine;
     const auto nanoseconds = std::int64_t(std::clamp(milliseconds, 1.0, 60'000.0) * 1e6);
     engine_.processorEnd_ = nowOn(CLOCK_THREAD_CPUTIME_ID) + nanoseconds;
-    engine_.expired_ = false;
+    engine_.expired_ = engine_.full_ = engine_.toCollect_ = false;
     engine_.running_ = true;
 #if MOZJS_MAJOR_VERSION > 102
     // Since then the queue stays stopped until it is told.
@@ -227,6 +294,8 @@ ScriptEngine::Budget::~Budget()
 {
     engine_.wallEnd_ = 0;
     engine_.running_ = false;
+    runningHere = nullptr;
+    ScriptRecord::running(0);
 }
 
 } // namespace vitrel

@@ -19,8 +19,14 @@ namespace {
 constexpr std::int64_t kMostBytes = 96 << 20;
 // A small request never fails: there are places where the engine can't go on without, and ends the process.
 constexpr std::size_t kLargeRequest = 256 << 10;
+// A text of 16 million letters, an array of two million members: what natives take long for grows with these.
+constexpr std::size_t kLargestRequest = (16 << 20) + (64 << 10);
+// One call into the library may ask for many small ones before it looks at anything.
+constexpr std::int64_t kLastBytes = 192 << 20;
 
 std::atomic<std::int64_t> held{0};
+std::atomic<std::int64_t> alarmAt{INT64_MAX};
+std::atomic<void (*)()> tellAlarm{nullptr}, tellEnd{nullptr};
 void* (*realMalloc)(std::size_t) = nullptr;
 void* (*realCalloc)(std::size_t, std::size_t) = nullptr;
 void* (*realRealloc)(void*, std::size_t) = nullptr;
@@ -29,12 +35,21 @@ void (*realFree)(void*) = nullptr;
 bool isTooMuch(std::size_t size)
 {
     return size >= kLargeRequest
-        && (size > std::size_t(kMostBytes) || held.load(std::memory_order_relaxed) + std::int64_t(size) > kMostBytes);
+        && (size > kLargestRequest || held.load(std::memory_order_relaxed) + std::int64_t(size) > kMostBytes);
+}
+
+void count(std::int64_t bytes)
+{
+    const std::int64_t now = held.fetch_add(bytes, std::memory_order_relaxed) + bytes;
+    if (bytes <= 0 || now <= alarmAt.load(std::memory_order_relaxed))
+        return;
+    if (auto* const tell = (now > kLastBytes ? tellEnd : tellAlarm).load())
+        tell();
 }
 
 void* counted(void* block)
 {
-    held.fetch_add(std::int64_t(malloc_usable_size(block)), std::memory_order_relaxed);
+    count(std::int64_t(malloc_usable_size(block)));
     return block;
 }
 
@@ -58,7 +73,7 @@ void* boundedRealloc(void* block, std::size_t size)
         return nullptr;
     void* after = realRealloc(block, size);
     if (after || size == 0)
-        held.fetch_add((after ? std::int64_t(malloc_usable_size(after)) : 0) - before, std::memory_order_relaxed);
+        count((after ? std::int64_t(malloc_usable_size(after)) : 0) - before);
     return after;
 }
 
@@ -158,6 +173,13 @@ bool boundScriptMemory()
 #else
     return false;
 #endif
+}
+
+void watchScriptMemory(std::int64_t bytes, void (*onAlarm)(), void (*onEnd)())
+{
+    tellAlarm = onAlarm;
+    tellEnd = onEnd;
+    alarmAt = bytes;
 }
 
 std::int64_t scriptMemoryBytes()
