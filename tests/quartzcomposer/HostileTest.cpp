@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 
 namespace vitrel::qc {
@@ -46,6 +47,46 @@ TEST(Hostile, ScriptsThatNeverEndAreGivenUp)
     const auto first = crowd.frame(0);
     EXPECT_LT(first.evaluations, 600u) << "a frame isn't as long as all of them together";
     EXPECT_FALSE(std::isinf(first.next)) << "what is left has its turn";
+
+    // Each waits for the one before, so that all are asked before the first has cost anything.
+    Player row("{outputs: {out: 'p59.n'}, patches: {" + repeated(0, 60, "p{k}: " + endless) + "}, connections: ["
+        + repeated(1, 60, "'p{k-1}.n > p{k}.t'") + "]}");
+    row.frame(0);
+    row.value();
+    EXPECT_LT(row.frame(1).evaluations + row.frame(2).evaluations, 60u);
+}
+
+// What is drawn costs the driver time that no patch sees: screens over screens, and filters of all sizes.
+TEST(Hostile, WhatIsDrawnIsLeftOutOnceAFrameHasTakenLong)
+{
+    if (!GLContext::current())
+        GTEST_SKIP();
+    for (const std::string& text :
+        {"{patches: {" + repeated(0, 4000, "s{k}: QCSprite {inputWidth: 2, inputHeight: 2}") + "}}",
+            std::string("{patches: {p: QCParticleSystem {inputCount: 20000, inputLifetime: 9, inputMinSize: 9, "
+                        "inputMaxSize: 9}}}"),
+            "{patches: {g: QCImageFilter/CICheckerboardGenerator, c: QCImageFilter/CICrop {inputRectangle_Z: 8000, "
+            "inputRectangle_W: 8000}, f0: QCImageFilter/CIGaussianBlur, s: QCSprite, "
+                + repeated(1, 60, "f{k}: QCImageFilter/CIGaussianBlur {inputRadius: 2}")
+                + "}, connections: ['g.outputImage > c.inputImage', 'c.outputImage > f0.inputImage', "
+                  "'f59.outputImage > s.inputImage', "
+                + repeated(1, 60, "'f{k-1}.outputImage > f{k}.inputImage'") + "]}"}) {
+        const CompositionFile file = fileOf(text);
+        CompositionGraph graph(file, registry());
+        const auto canvas = GLCanvas::make(1600, 1000, true);
+        Stage stage(*canvas);
+        std::vector<std::uint32_t> pixels(1600 * 1000);
+        for (const double time : {0, 1}) {
+            const auto begun = std::chrono::steady_clock::now();
+            graph.frame(stage, time, {});
+            canvas->readInto(pixels.data(), 1600);
+            EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(6)) << text.substr(0, 60);
+        }
+        canvas->beginFrame(std::chrono::steady_clock::time_point::max());
+        canvas->clear({1, 0, 0, 1}, true, true, 0xF);
+        canvas->readInto(pixels.data(), 1600);
+        EXPECT_EQ(pixels[0], 0xFFFF0000) << "the next frame is drawn as ever";
+    }
 }
 
 // Each of these doubles in every frame, or in every patch of a row.

@@ -54,8 +54,9 @@ bool sameGeneration(const TextureRef& texture)
 
 } // namespace
 
-FilterRenderer::FilterRenderer()
-    : generation_(GLContext::current() ? GLContext::current()->generation() : 0)
+FilterRenderer::FilterRenderer(Workload& work)
+    : work_(work)
+    , generation_(GLContext::current() ? GLContext::current()->generation() : 0)
 {
     glGenFramebuffers(1, &framebuffer_);
     glGenVertexArrays(1, &vertexArray_);
@@ -95,6 +96,9 @@ TextureRef FilterRenderer::level(const ImageRef& image, std::size_t number)
         levels->levels.resize(number + 1);
     if (!sameGeneration(levels->levels[number])) {
         const auto bitmap = image->bitmap();
+        if (work_.isLate())
+            return nullptr;
+        work_.spend(double(bitmap->width) * bitmap->height * (number ? 2 : 1));
         Bitmap small;
         for (std::size_t k = 0; k < number; ++k)
             small = halved(k == 0 ? *bitmap : small);
@@ -196,7 +200,7 @@ const Program& FilterRenderer::program(const std::string& filter)
 FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vector<Piece>& inputs,
     const Extent& covers, int width, int height, const std::vector<double>& numbers, const std::vector<NSColor>& colors)
 {
-    if (++passes_ > kMaxPasses)
+    if (work_.isLate() || ++passes_ > kMaxPasses)
         return {};
     Piece result{Texture::make(width, height, nullptr), covers};
     if (!result.texture)
@@ -234,6 +238,7 @@ FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vec
     }
     glBindVertexArray(vertexArray_);
     glDrawArrays(GL_TRIANGLES, 0, 3);
+    work_.spend(double(width) * height * Workload::kFilter);
     glActiveTexture(GL_TEXTURE0);
     return result;
 }

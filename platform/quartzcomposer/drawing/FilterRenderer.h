@@ -2,6 +2,7 @@
 
 #include "platform/quartzcomposer/drawing/Program.h"
 #include "platform/quartzcomposer/drawing/Texture.h"
+#include "platform/quartzcomposer/drawing/Workload.h"
 
 #include <map>
 #include <memory>
@@ -14,11 +15,11 @@ namespace vitrel::qc {
 class FilterRenderer
 {
 public:
-    FilterRenderer();
+    explicit FilterRenderer(Workload& work);
     ~FilterRenderer();
 
     // The image's texture, over its whole extent; for an infinite one over the target's. `texelsPerPixel` tells how
-    // small it will be shown: a level at most that much reduced. Null if it has no pixels.
+    // small it will be shown: a level at most that much reduced. Null if it has no pixels, or the frame no time for it.
     TextureRef texture(const ImageRef& image, int targetWidth, int targetHeight, double texelsPerPixel);
 
 private:
@@ -34,6 +35,7 @@ private:
         const std::vector<double>& numbers, const std::vector<NSColor>& colors);
     const Program& program(const std::string& filter);
 
+    Workload& work_;
     std::map<std::string, std::unique_ptr<Program>> programs_;
     unsigned framebuffer_ = 0, vertexArray_ = 0;
     int depth_ = 0, passes_ = 0;

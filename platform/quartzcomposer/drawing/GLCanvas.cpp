@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <cstddef>
 
 namespace vitrel::qc {
@@ -89,7 +90,7 @@ bool GLCanvas::begin(int width, int height, bool depth)
     attribute(0, 4, offsetof(CanvasVertex, position));
     attribute(1, 2, offsetof(CanvasVertex, texture));
     attribute(2, 4, offsetof(CanvasVertex, color));
-    filters_ = std::make_unique<FilterRenderer>();
+    filters_ = std::make_unique<FilterRenderer>(work_);
     return true;
 }
 
@@ -177,6 +178,7 @@ void GLCanvas::bindTarget()
 void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask)
 {
     gathered_.clear(); // nobody will see it
+    gatheredPixels_ = 0;
     if (!color || colorMask != 0xF)
         flush();
     bindTarget();
@@ -191,7 +193,7 @@ void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8
 
 void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint)
 {
-    if (vertices.empty() || !std::all_of(vertices.begin(), vertices.end(), finite))
+    if (vertices.empty() || work_.isLate() || !std::all_of(vertices.begin(), vertices.end(), finite))
         return;
     State state;
     if (paint.image) {
@@ -226,7 +228,34 @@ void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state
         flush();
         state_ = state;
     }
-    gathered_.insert(gathered_.end(), vertices.begin(), vertices.end());
+    for (std::size_t k = 0; k + 3 <= vertices.size() && !work_.isLate(); k += 3) {
+        gathered_.insert(gathered_.end(), vertices.begin() + k, vertices.begin() + k + 3);
+        gatheredPixels_ += pixelsOf(&vertices[k]);
+        if (gatheredPixels_ > Workload::kPixels) {
+            flush();
+            state_ = state;
+        }
+    }
+}
+
+// As many as it covers at most.
+double GLCanvas::pixelsOf(const CanvasVertex* v) const
+{
+    const double target = double(width()) * height();
+    double x[3], y[3];
+    for (int k = 0; k < 3; ++k) {
+        const double w = v[k].position[3];
+        if (w <= 0)
+            return target; // it reaches behind the eye
+        x[k] = v[k].position[0] / w;
+        y[k] = v[k].position[1] / w;
+    }
+    const auto within = [](const double(&c)[3]) {
+        return std::max(
+            0.0, std::min(1.0, std::max({c[0], c[1], c[2]})) - std::max(-1.0, std::min({c[0], c[1], c[2]})));
+    };
+    const double whole = std::fabs((x[1] - x[0]) * (y[2] - y[0]) - (x[2] - x[0]) * (y[1] - y[0])) / 2;
+    return std::min(whole, within(x) * within(y)) / 4 * target;
 }
 
 // How many texels of the full image fall on a pixel, along the denser of a triangle's sides.
@@ -352,6 +381,7 @@ void GLCanvas::flush()
     }
     gathered_.clear();
     state_ = {};
+    work_.spend(std::exchange(gatheredPixels_, 0));
 }
 
 void GLCanvas::beginImage(int width, int height, bool depth)

@@ -3,6 +3,7 @@
 #include "platform/quartzcomposer/drawing/FilterRenderer.h"
 #include "platform/quartzcomposer/drawing/Program.h"
 #include "platform/quartzcomposer/drawing/Texture.h"
+#include "platform/quartzcomposer/drawing/Workload.h"
 #include "platform/quartzcomposer/scene/Canvas.h"
 
 #include <array>
@@ -25,6 +26,7 @@ public:
     int height() const override { return targets_.back().height; }
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
+    void beginFrame(std::chrono::steady_clock::time_point end) override { work_.begin(end); }
     void beginImage(int width, int height, bool depth) override;
     ImageRef endImage() override;
 
@@ -73,14 +75,17 @@ private:
     const Program& program(unsigned variant);
     void gather(std::span<const CanvasVertex> vertices, const State& state);
     std::vector<CanvasVertex> widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const;
+    double pixelsOf(const CanvasVertex* triangle) const;
     double texelsPerPixel(std::span<const CanvasVertex> vertices, const Extent& extent) const;
 
     std::vector<Target> targets_;
+    Workload work_; // ahead of the filters, which share it
     std::array<std::unique_ptr<Program>, 16> programs_;
     std::unique_ptr<FilterRenderer> filters_;
     unsigned vertexArray_ = 0, buffer_ = 0;
     State state_;
     std::vector<CanvasVertex> gathered_;
+    double gatheredPixels_ = 0;
     bool depth_ = false;
     int divisor_ = 1;
     std::uint64_t generation_ = 0, drawCalls_ = 0;

@@ -94,8 +94,10 @@ CompositionGraph::Frame CompositionGraph::frame(Stage& stage, double time, Date 
     e.frame = ++frames_;
     e.iterationsLeft = kMaxIterations;
     ++scope_.stamp;
+    stage.canvas().beginFrame(e.end());
     root_->execute(e);
     catchUp(e);
+    static_cast<void>(e.exhausted()); // what was left out last
     spent_ = std::chrono::steady_clock::now() - e.begun;
     return {e.nextFrame, e.evaluations};
 }
@@ -111,6 +113,7 @@ PortValue CompositionGraph::output(const std::string& key, Stage& stage)
     e.frame = frames_;
     e.iterationsLeft = kMaxIterations;
     e.begun -= spent_;
+    stage.canvas().beginFrame(e.end());
     source->update(e);
     catchUp(e);
     spent_ = std::chrono::steady_clock::now() - e.begun;

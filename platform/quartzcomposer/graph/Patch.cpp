@@ -3,6 +3,7 @@
 #include "platform/quartzcomposer/graph/Macro.h"
 
 #include <cmath>
+#include <ctime>
 
 namespace vitrel::qc {
 
@@ -18,11 +19,22 @@ constexpr std::uint64_t kMaxEvaluations = 1'000'000;
 constexpr std::chrono::seconds kLongestFrame{2};
 } // namespace
 
+std::chrono::steady_clock::time_point Evaluation::end() const
+{
+    return begun + kLongestFrame;
+}
+
+// Asked ahead of each patch, since one alone may take a second: a picture to decode, a text to search.
 bool Evaluation::exhausted()
 {
-    if (!exhausted_
-        && (evaluations >= kMaxEvaluations
-            || (evaluations % 16 == 0 && std::chrono::steady_clock::now() - begun > kLongestFrame))) {
+    // The steady clock, some milliseconds late, for a tenth of the price.
+    const auto now = [] {
+        timespec time{};
+        clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+        return std::chrono::steady_clock::time_point(
+            std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+    };
+    if (!exhausted_ && (evaluations >= kMaxEvaluations || now() > end())) {
         exhausted_ = true;
         needFrame();
     }
@@ -245,7 +257,9 @@ void Patch::update(Evaluation& e)
     const bool changed = pullInputs(e);
     if (kind() != Kind::Pure || timebase != Timebase::Parent)
         takeTime(e);
-    if (changed || fresh_ || kind() != Kind::Pure) {
+    if (e.exhausted()) {
+        fresh_ = true; // the change waits for the next frame
+    } else if (changed || fresh_ || kind() != Kind::Pure) {
         fresh_ = false;
         ++e.evaluations;
         const std::uint64_t before = versionOfOutputs();
@@ -279,9 +293,11 @@ void Patch::execute(Evaluation& e)
     }
     pullInputs(e);
     takeTime(e);
-    ++e.evaluations;
-    evaluate(e);
-    draw(e);
+    if (!e.exhausted()) {
+        ++e.evaluations;
+        evaluate(e);
+        draw(e);
+    }
     leave(e);
 }
 

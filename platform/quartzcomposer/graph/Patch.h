@@ -43,6 +43,7 @@ struct Evaluation {
     // True once a frame has cost more than any that is meant to be seen. What isn't computed by then answers with what
     // it had, and has its chance in the next frame.
     bool exhausted();
+    std::chrono::steady_clock::time_point end() const; // as the clock tells
     std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
 
 private:

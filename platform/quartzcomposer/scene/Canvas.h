@@ -2,6 +2,7 @@
 
 #include "platform/quartzcomposer/scene/Image.h"
 
+#include <chrono>
 #include <cstdint>
 #include <span>
 
@@ -44,6 +45,9 @@ public:
 
     virtual void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) = 0;
     virtual void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) = 0;
+
+    // A frame begins; what would be drawn from `end` on is left out of it.
+    virtual void beginFrame(std::chrono::steady_clock::time_point) { }
 
     // What is drawn between the two lands in an image of its own, which starts transparent. They nest.
     virtual void beginImage(int width, int height, bool depth) = 0;
