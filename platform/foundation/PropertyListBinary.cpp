@@ -95,6 +95,7 @@ private:
     struct Container {
         bool done = false;
         Value value;
+        std::size_t memory = 0, references = 0; // of the budget, to walk it
     };
 
     bool object(std::uint64_t index, Value& out, std::size_t depth)
@@ -229,11 +230,14 @@ private:
         const auto known = containers_.find(index);
         if (known != containers_.end()) {
             out = known->second.value;
-            return known->second.done;
+            return known->second.done && budget_.take(known->second.memory)
+                && budget_.takeReferences(known->second.references);
         }
         if (depth >= kMaximumDepth || !budget_.take(kContainerCost))
             return false;
         containers_[index];
+        // What data takes isn't taken again where it is met again: it is the same bytes.
+        const std::size_t memory = budget_.memory() + dataBytes_, references = budget_.references();
         const auto count = length(marker, rest);
         if (!count)
             return false;
@@ -245,7 +249,7 @@ private:
         else
             good = array(*count, rest, out, depth);
         if (good)
-            containers_[index] = {true, out};
+            containers_[index] = {true, out, memory - budget_.memory() - dataBytes_, references - budget_.references()};
         return good;
     }
 
@@ -253,6 +257,7 @@ private:
     {
         if (count > rest.size() || !budget_.take(count))
             return false;
+        dataBytes_ += count;
         out = Value(Bytes(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(count)));
         return true;
     }
@@ -296,6 +301,7 @@ private:
     std::size_t offsetSize_ = 0, referenceSize_ = 0;
     std::uint64_t count_ = 0;
     Budget budget_;
+    std::size_t dataBytes_ = 0; // taken of it by data
     std::unordered_map<std::uint64_t, Container> containers_;
 };
 

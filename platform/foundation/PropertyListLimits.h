@@ -8,7 +8,8 @@ namespace vitrel::plist {
 constexpr std::size_t kMaximumDepth = 512;
 constexpr std::size_t kMaximumInput = std::size_t(64) << 20;
 constexpr std::size_t kMaximumOutput = std::size_t(64) << 20;
-// Members of all containers together. A file may name one object in a few bytes and each mention is a Value here.
+// Members of all containers together. A file may name one object in a few bytes and each mention is a Value here. One
+// that is named again counts again, with all that is in it: whoever walks the value meets it as often.
 constexpr std::size_t kMaximumReferences = std::size_t(1) << 20;
 // What the result may take. With the input and growing buffers a hostile file stays well below 256 MiB.
 constexpr std::size_t kMaximumMemory = std::size_t(96) << 20;
@@ -20,6 +21,8 @@ constexpr std::size_t kValueCost = 40, kContainerCost = 128, kEntryCost = 112;
 class Budget
 {
 public:
+    std::size_t memory() const { return memory_; }
+    std::size_t references() const { return references_; }
     bool take(std::size_t bytes)
     {
         if (bytes > memory_)
