@@ -291,7 +291,7 @@ Result<std::unique_ptr<FileDescriptor>, int> DefaultsStore::locked(const std::st
     std::error_code made;
     std::filesystem::create_directories(folder_, made);
     auto guard = std::make_unique<FileDescriptor>(
-        files_, files_.open((pathForDomain(name) + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+        files_, files_.open((pathForDomain(name) + ".lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (const int error = guard->get() < 0 ? errno : lock(guard->get()))
         return error;
     return guard;

@@ -1,6 +1,7 @@
 #include "platform/foundation/Files.h"
 
-#include <atomic>
+#include "platform/foundation/UUID.h"
+
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -14,13 +15,12 @@ namespace vitrel {
 
 namespace {
 
-// Not after the file, whose name may be as long as names may be; and never the same for two threads or processes.
+// Not after the file, whose name may be as long as names may be; never the same for two threads or processes; and not
+// to be guessed, where others may write into the folder.
 std::string nameBeside(const std::string& path)
 {
-    static std::atomic<unsigned> count{0};
     const auto slash = path.rfind('/');
-    return path.substr(0, slash == path.npos ? 0 : slash + 1) + ".vitrel-" + std::to_string(::getpid()) + "-"
-        + std::to_string(++count) + ".new";
+    return path.substr(0, slash == path.npos ? 0 : slash + 1) + ".vitrel-" + UUIDString() + ".new";
 }
 
 // What was there stays with its owner; whoever may not give it away has no need to.

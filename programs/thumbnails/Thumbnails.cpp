@@ -4,6 +4,7 @@
 #include "base/Text.h"
 #include "platform/appkit/NSImage.h"
 #include "platform/foundation/Files.h"
+#include "platform/foundation/UUID.h"
 #include "programs/child/ChildProcess.h"
 
 #include <sys/stat.h>
@@ -14,7 +15,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <optional>
 #include <utility>
@@ -70,17 +70,13 @@ struct Thumbnails::Work {
         process_.reset();
         std::error_code error;
         if (!busy_.empty())
-            fs::remove(partOf(busyKey_), error);
+            fs::remove(part_, error);
         if (temporary_ && !folder_.empty())
             fs::remove_all(folder_, error);
     }
 
     std::string fileOf(const std::string& key) const { return folder_ + "/" + key + ".png"; }
     // Another window may render the same one.
-    std::string partOf(const std::string& key) const
-    {
-        return folder_ + "/" + key + "." + std::to_string(::getpid()) + ".part";
-    }
 
     Entry& lookAt(const std::string& path)
     {
@@ -130,8 +126,9 @@ struct Thumbnails::Work {
     {
         busy_ = path;
         busyKey_ = key;
+        part_ = folder_ + "/" + UUIDString() + ".part";
         process_ = ChildProcess::start(loop_, ChildProcess::Kind::apart, program_,
-            {"vitrel", "snapshot", "--without-data", "--output", partOf(key), "--size",
+            {"vitrel", "snapshot", "--without-data", "--output", part_, "--size",
                 std::to_string(kWidth) + "x" + std::to_string(kHeight), "--after", kTimeToPlay, "--", path},
             -1, [this](int status) { rendered(WIFEXITED(status) && WEXITSTATUS(status) == 0); });
         if (process_)
@@ -145,9 +142,11 @@ struct Thumbnails::Work {
         process_.reset();
         const std::string path = std::exchange(busy_, {});
         std::error_code error;
-        if (!well)
-            std::ofstream(partOf(busyKey_), std::ios::trunc).flush();
-        fs::rename(partOf(busyKey_), fileOf(busyKey_), error);
+        if (well)
+            fs::rename(part_, fileOf(busyKey_), error);
+        else
+            writeFile(fileOf(busyKey_), {}, {.mode = 0600, .lasting = false});
+        fs::remove(part_, error);
         Entry& entry = entries_[path];
         if (entry.key == busyKey_) {
             entry.known = true;
@@ -182,7 +181,7 @@ struct Thumbnails::Work {
     bool temporary_ = false;
     std::map<std::string, Entry> entries_;
     std::vector<std::string> wanted_;
-    std::string busy_, busyKey_; // what is being rendered
+    std::string busy_, busyKey_, part_; // what is being rendered, and where to
     std::unique_ptr<ChildProcess> process_;
     std::shared_ptr<NSTimer> timer_;
     std::shared_ptr<int> alive_ = std::make_shared<int>(0);

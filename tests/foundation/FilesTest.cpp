@@ -64,6 +64,42 @@ TEST(Files, AreReplacedAndEverythingElseIsWrittenInto)
     EXPECT_EQ(folder.count(), 4u) << "nothing is left lying about";
 }
 
+// In a folder where others write, too: a name that they could take first, or a link that they put there.
+TEST(Files, AreWrittenUnderANameThatNobodyGuessesAndThatIsGoneAfterAFailure)
+{
+    class Recording final : public FileSystem
+    {
+    public:
+        int open(const char* path, int flags, unsigned mode) override
+        {
+            EXPECT_EQ(flags & (O_CREAT | O_EXCL | O_NOFOLLOW), O_CREAT | O_EXCL | O_NOFOLLOW);
+            names.emplace_back(path);
+            return FileSystem::open(path, flags, mode);
+        }
+        int rename(const char* from, const char* to) override
+        {
+            errno = EIO;
+            return fails ? -1 : FileSystem::rename(from, to);
+        }
+        std::vector<std::string> names;
+        bool fails = false;
+    };
+    TemporaryFolder folder;
+    Recording files;
+    for (const bool fails : {false, false, true}) {
+        files.fails = fails;
+        EXPECT_EQ(bool(replaceFile(files, folder / "file", bytesOf("x"), {.lasting = false})), !fails);
+    }
+    ASSERT_EQ(files.names.size(), 3u);
+    // All of the second but a few characters differ from the first, beyond what they have in common.
+    int same = 0;
+    for (std::size_t k = (folder / ".vitrel-").size(); k < files.names[0].size(); ++k)
+        same += files.names[0][k] == files.names[1][k];
+    EXPECT_GT(files.names[0].size() - (folder / ".vitrel-").size(), 32u);
+    EXPECT_LT(same, 25) << files.names[0] << " and " << files.names[1];
+    EXPECT_EQ(folder.count(), 1u);
+}
+
 TEST(Files, AreReadUpToALimitAndOnlyIfTheyAreFiles)
 {
     TemporaryFolder folder;
