@@ -4,7 +4,9 @@
 #include <cstdio>
 
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/file.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace vitrel {
@@ -13,6 +15,14 @@ int FileSystem::open(const char* path, int flags, unsigned mode)
 {
     return ::open(path, flags, mode);
 }
+int FileSystem::openBeneath(int folder, const char* path, int flags)
+{
+    open_how how{};
+    how.flags = static_cast<std::uint64_t>(flags);
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS;
+    return static_cast<int>(::syscall(SYS_openat2, folder, path, &how, sizeof how));
+}
+
 int FileSystem::close(int fd)
 {
     return ::close(fd);

@@ -18,6 +18,8 @@ class FileSystem
 public:
     virtual ~FileSystem() = default;
     virtual int open(const char* path, int flags, unsigned mode);
+    // Beneath a folder's descriptor and through no link; ENOSYS where the kernel can't. Linux, openat2(2).
+    virtual int openBeneath(int folder, const char* path, int flags);
     virtual int close(int fd);
     virtual ssize_t read(int fd, void* buffer, std::size_t size);
     virtual ssize_t write(int fd, const void* data, std::size_t size);

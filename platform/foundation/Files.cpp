@@ -2,11 +2,13 @@
 
 #include "platform/foundation/UUID.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdlib>
 #include <optional>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -63,9 +65,13 @@ std::optional<int> descriptorNamed(const std::string& path)
 
 } // namespace
 
-Result<Bytes, int> readFile(FileSystem& files, const std::string& path, std::size_t limit)
+namespace {
+
+constexpr int kReading = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY; // waits for nobody
+
+Result<Bytes, int> readOpened(FileSystem& files, int descriptor, std::size_t limit)
 {
-    const FileDescriptor file(files, files.open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
+    const FileDescriptor file(files, descriptor);
     struct ::stat state {
     };
     if (file.get() < 0 || files.fstat(file.get(), &state) != 0)
@@ -75,6 +81,69 @@ Result<Bytes, int> readFile(FileSystem& files, const std::string& path, std::siz
     if (static_cast<std::uint64_t>(state.st_size) > limit)
         return EFBIG;
     return readAll(files, file.get(), limit, static_cast<std::size_t>(state.st_size));
+}
+
+std::vector<std::string> partsOf(const std::string& name)
+{
+    std::vector<std::string> parts;
+    for (std::size_t from = 0; from <= name.size();) {
+        const auto end = std::min(name.find('/', from), name.size());
+        if (end > from && name.compare(from, end - from, ".") != 0)
+            parts.push_back(name.substr(from, end - from));
+        from = end + 1;
+    }
+    return parts;
+}
+
+// For kernels before 5.6, and where a filter of system calls doesn't know the call.
+int openStepByStep(FileSystem& files, int folder, const std::vector<std::string>& parts)
+{
+    int at = folder;
+    for (std::size_t k = 0; k < parts.size(); ++k) {
+        const bool isLast = k + 1 == parts.size();
+        const int next
+            = ::openat(at, parts[k].c_str(), O_NOFOLLOW | (isLast ? kReading : O_PATH | O_DIRECTORY | O_CLOEXEC));
+        const int error = errno;
+        if (at != folder)
+            files.close(at);
+        errno = error == ENOTDIR && !isLast ? EXDEV : error; // a link is no folder here
+        if (next < 0)
+            return -1;
+        at = next;
+    }
+    return at;
+}
+
+} // namespace
+
+Result<Bytes, int> readFileBeneath(const std::string& folder, const std::string& name, std::size_t limit)
+{
+    FileSystem files;
+    return readFileBeneath(files, folder, name, limit);
+}
+
+Result<Bytes, int> readFileBeneath(
+    FileSystem& files, const std::string& folder, const std::string& name, std::size_t limit)
+{
+    const auto parts = partsOf(name);
+    if (name.starts_with('/') || name.find('\0') != name.npos || parts.empty()
+        || std::find(parts.begin(), parts.end(), "..") != parts.end())
+        return EXDEV;
+    const FileDescriptor top(
+        files, files.open(folder.empty() ? "." : folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
+    if (top.get() < 0)
+        return errno;
+    int file = files.openBeneath(top.get(), name.c_str(), kReading);
+    if (file < 0 && (errno == ENOSYS || errno == EPERM))
+        file = openStepByStep(files, top.get(), parts);
+    if (file < 0) // through a link, the first call says, or the second, or of a folder
+        return errno == ELOOP ? EXDEV : errno;
+    return readOpened(files, file, limit);
+}
+
+Result<Bytes, int> readFile(FileSystem& files, const std::string& path, std::size_t limit)
+{
+    return readOpened(files, files.open(path.c_str(), kReading, 0), limit);
 }
 
 Result<Bytes, int> readFile(const std::string& path, std::size_t limit)

@@ -15,6 +15,12 @@ namespace vitrel {
 Result<Bytes, int> readFile(const std::string& path, std::size_t limit);
 Result<Bytes, int> readFile(FileSystem& files, const std::string& path, std::size_t limit);
 
+// The same for a file that something untrusted names, in `folder` or beneath it. EXDEV for a name that leads, or may
+// lead, anywhere else: an absolute one, one with "..", one through a link.
+Result<Bytes, int> readFileBeneath(const std::string& folder, const std::string& name, std::size_t limit);
+Result<Bytes, int> readFileBeneath(
+    FileSystem& files, const std::string& folder, const std::string& name, std::size_t limit);
+
 struct FileReplacement {
     unsigned mode = 0666; // of a file that wasn't there, less the process's mask; one that was keeps owner and mode
     bool lasting = true; // survives the loss of power

@@ -114,6 +114,36 @@ TEST(Files, AreReadUpToALimitAndOnlyIfTheyAreFiles)
     EXPECT_EQ(readFile(folder / "none", 1000).error(), ENOENT);
 }
 
+// On an old kernel, or where a filter of system calls doesn't know the new one, as on others.
+TEST(Files, ThatAreNamedByOthersLieBeneathAFolderOnEachKernel)
+{
+    class Old final : public FileSystem
+    {
+        int openBeneath(int, const char*, int) override
+        {
+            errno = ENOSYS;
+            return -1;
+        }
+    };
+    TemporaryFolder folder;
+    ASSERT_EQ(::mkdir((folder / "in").c_str(), 0700) | ::mkdir((folder / "in/deep").c_str(), 0700), 0);
+    folder.write("out", "x");
+    folder.write("in/deep/a", "x");
+    ASSERT_EQ(::symlink("../out", (folder / "in/link").c_str()) | ::symlink("deep", (folder / "in/way").c_str()), 0);
+    const std::pair<const char*, int> cases[]
+        = {{"deep/a", 0}, {"./deep//a", 0}, {"deep", EINVAL}, {"deep/b", ENOENT}, {"link", EXDEV}, {"way/a", EXDEV},
+            {"../out", EXDEV}, {"deep/../deep/a", EXDEV}, {"/etc/passwd", EXDEV}, {"", EXDEV}};
+    Old old;
+    FileSystem present;
+    for (FileSystem* files : std::initializer_list<FileSystem*>{&old, &present}) {
+        for (const auto& [name, error] : cases) {
+            const auto bytes = readFileBeneath(*files, folder / "in", name, 1 << 20);
+            EXPECT_EQ(bytes ? 0 : bytes.error(), error) << name << (files == &old ? " old" : "");
+        }
+    }
+    EXPECT_EQ(readFileBeneath(folder / "link", "a", 9).error(), ENOENT);
+}
+
 TEST(Files, OfTheUserLieWhereTheDesktopSays)
 {
     const auto with = [](const char* cache, const char* home) {

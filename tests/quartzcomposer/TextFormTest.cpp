@@ -8,6 +8,9 @@
 
 #include <cmath>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace vitrel::qc {
 
 namespace {
@@ -36,7 +39,7 @@ Value listOf(std::string_view text, const std::string& folder = "")
 TEST(TextForm, BecomesThePropertyListOfTheFormat)
 {
     TemporaryFolder folder;
-    folder.write("dot.png", "bytes");
+    folder.write("dot.png", "GIF89a-bytes");
     const Value list = listOf(R"({"inputs": {"Name": "t.inputString"}, "values": {"Name": "No title"}, "patches": {
         "t": {"class": "QCTextImage", "inputs": {"inputGlyphSize": 0.5, "_enable": true}, "settings": {"manualLayout": false, "script": {"lines": ["a", "", "b"]}}},
         "a.b": {"class": "QCImageLoader", "settings": {"imageData": {"image": "dot.png"}, "other": {"data": "AQL/"}}},
@@ -55,7 +58,7 @@ TEST(TextForm, BecomesThePropertyListOfTheFormat)
         {nodes + "0/state/manualLayout", false},
         {nodes + "0/state/script", "a\n\nb"},
         {nodes + "1/key", "a.b"},
-        {nodes + "1/state/imageData", Bytes{'b', 'y', 't', 'e', 's'}},
+        {nodes + "1/state/imageData", Bytes{'G', 'I', 'F', '8', '9', 'a', '-', 'b', 'y', 't', 'e', 's'}},
         {nodes + "1/state/other", Bytes{1, 2, 255}},
         {nodes + "2/class", "QCImageFilter"},
         {nodes + "2/identifier", "CIGaussianBlur"},
@@ -123,6 +126,34 @@ TEST(TextForm, SaysWhatIsWrongWhere)
         deep = R"({"class": "QCPatch", "patches": {"p": )" + deep + "}}";
     EXPECT_THAT(
         compositionFromText(R"({"patches": {"p": )" + deep + "}}", "").error().reason, testing::HasSubstr("levels"));
+}
+
+// A text from a stranger mustn't carry off what else lies on the disk, nor hang on it.
+TEST(TextForm, TakesPicturesBesideItAndBeneathAndNothingElse)
+{
+    TemporaryFolder outer;
+    const std::string folder = outer / "in", picture = "GIF89a";
+    ASSERT_EQ(::mkdir(folder.c_str(), 0700) | ::mkdir((folder + "/deep").c_str(), 0700), 0);
+    outer.write("out.gif", picture);
+    for (const char* name : {"in/a.gif", "in/deep/b.gif"})
+        outer.write(name, picture);
+    outer.write("in/secret", "-----BEGIN");
+    ASSERT_EQ(::symlink("../out.gif", (folder + "/link.gif").c_str()) | ::symlink("deep", (folder + "/way").c_str())
+            | ::mkfifo((folder + "/pipe.gif").c_str(), 0600),
+        0);
+    const auto whyNot = [&](const std::string& name) {
+        const auto made = compositionFromText(
+            R"({"patches": {"a": {"class": "X", "settings": {"s": {"image": ")" + name + R"("}}}}})", folder);
+        return made ? std::string() : made.error().reason.substr(("the image file \"" + name + "\" ").size());
+    };
+    for (const char* name : {"a.gif", "./a.gif", "deep/b.gif", "deep//b.gif"})
+        EXPECT_EQ(whyNot(name), "") << name;
+    for (const std::string& name : {folder + "/a.gif", std::string("/dev/zero"), std::string("../out.gif"),
+             std::string("deep/../a.gif"), std::string("link.gif"), std::string("way/b.gif"), std::string()})
+        EXPECT_EQ(whyNot(name), "lies neither beside the text nor beneath, or behind a link") << name;
+    EXPECT_EQ(whyNot("secret"), "is no picture");
+    for (const char* name : {"pipe.gif", "deep", "none.gif"})
+        EXPECT_EQ(whyNot(name), "can't be read") << name;
 }
 
 // Wrong types anywhere are errors or left out, never a crash of the JSON library.

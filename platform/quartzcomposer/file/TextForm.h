@@ -14,8 +14,9 @@ namespace vitrel::qc {
 // a property list, make a text without end: above two million values or 256 MiB.
 std::string textForm(const CompositionFile& file);
 
-// The property list of a composition from its text form. `folder` is where files that it names lie; one that can't
-// be read is an error, as is everything that isn't the form. Numbers, texts, images at most 64 MiB together.
+// The property list of a composition from its text form. Pictures that it names lie in `folder` or beneath it;
+// one that can't be read is an error, as are other files, other places and everything that isn't the form. Numbers,
+// texts, images at most 64 MiB together.
 Result<Value, CompositionError> compositionFromText(std::string_view text, const std::string& folder);
 
 } // namespace vitrel::qc

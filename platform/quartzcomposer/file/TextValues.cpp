@@ -4,6 +4,7 @@
 #include "platform/foundation/Files.h"
 
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <optional>
 
@@ -50,6 +51,19 @@ std::optional<std::string> colorText(const Dictionary& members)
         text += digits[byte & 15];
     }
     return text;
+}
+
+// By how files of these kinds begin: PNG, JPEG, GIF, WebP, TIFF. Nothing else that lies there is a composition's
+// business.
+bool isPicture(ByteView bytes)
+{
+    using namespace std::string_view_literals;
+    const std::string_view text = textOf(bytes);
+    for (const std::string_view head :
+        {"\x89PNG\r\n\x1A\n"sv, "\xFF\xD8\xFF"sv, "GIF87a"sv, "GIF89a"sv, "II*\0"sv, "MM\0*"sv})
+        if (text.starts_with(head))
+            return true;
+    return text.starts_with("RIFF") && text.size() >= 12 && text.substr(8, 4) == "WEBP";
 }
 
 Json linesOf(const std::string& text)
@@ -193,13 +207,17 @@ Value ValueReader::special(const std::string& kind, const Json& json)
             problem_ = "\"data\" is no base64";
         return {};
     }
-    auto bytes = readFile(text.starts_with('/') || folder_.empty() ? text : folder_ + "/" + text, kMaxFiles - read_);
-    if (bytes) {
+    auto bytes = readFileBeneath(folder_, text, kMaxFiles - read_);
+    if (bytes && isPicture(*bytes)) {
         read_ += bytes->size();
         return *std::move(bytes);
     }
-    if (problem_.empty())
-        problem_ = "the image file \"" + text + "\" can't be read";
+    if (problem_.empty()) {
+        const char* const why = bytes ? "is no picture"
+            : bytes.error() == EXDEV  ? "lies neither beside the text nor beneath, or behind a link"
+                                      : "can't be read";
+        problem_ = "the image file \"" + text + "\" " + why;
+    }
     return {};
 }
 
