@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 namespace vitrel {
 namespace {
@@ -13,6 +14,25 @@ union Control {
     cmsghdr header;
     char bytes[CMSG_SPACE(sizeof(int))];
 };
+
+// Room for as many as a message can carry (SCM_MAX_FD): those that find none would be ours all the same.
+union ReceivedControl {
+    cmsghdr header;
+    char bytes[CMSG_SPACE(sizeof(int) * 253)];
+};
+
+std::vector<int> descriptorsIn(msghdr& whole)
+{
+    std::vector<int> descriptors;
+    for (cmsghdr* header = CMSG_FIRSTHDR(&whole); header; header = CMSG_NXTHDR(&whole, header)) {
+        if (header->cmsg_level != SOL_SOCKET || header->cmsg_type != SCM_RIGHTS || header->cmsg_len < CMSG_LEN(0))
+            continue;
+        const std::size_t first = descriptors.size();
+        descriptors.resize(first + (header->cmsg_len - CMSG_LEN(0)) / sizeof(int));
+        std::memcpy(descriptors.data() + first, CMSG_DATA(header), (descriptors.size() - first) * sizeof(int));
+    }
+    return descriptors;
+}
 
 } // namespace
 
@@ -44,7 +64,7 @@ PreviewReceived receivePreviewMessage(int socket)
 {
     PreviewMessage message;
     iovec part{&message, sizeof message};
-    Control control{};
+    ReceivedControl control{};
     msghdr whole{};
     whole.msg_iov = &part;
     whole.msg_iovlen = 1;
@@ -56,12 +76,14 @@ PreviewReceived receivePreviewMessage(int socket)
     } while (got < 0 && errno == EINTR);
     PreviewReceived received;
     received.closed = got == 0 || (got < 0 && errno != EAGAIN && errno != EWOULDBLOCK);
-    if (got != ssize_t(sizeof message))
-        return received;
-    received.message = message;
-    const cmsghdr* header = CMSG_FIRSTHDR(&whole);
-    if (header && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS)
-        std::memcpy(&received.descriptor, CMSG_DATA(header), sizeof(int));
+    const auto descriptors = got < 0 ? std::vector<int>() : descriptorsIn(whole);
+    if (got == ssize_t(sizeof message) && (whole.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) == 0 && descriptors.size() < 2) {
+        received.message = message;
+        received.descriptor = descriptors.empty() ? -1 : descriptors.front();
+    } else {
+        for (const int descriptor : descriptors)
+            ::close(descriptor);
+    }
     return received;
 }
 

@@ -30,10 +30,11 @@ constexpr std::uint32_t kMostPreviewPixels = 4096; // a side
 // False if the other end is gone or takes nothing more. `descriptor`, unless negative, goes along.
 bool sendPreviewMessage(int socket, const PreviewMessage& message, int descriptor = -1);
 struct PreviewReceived {
-    std::optional<PreviewMessage> message; // absent if there is none now
+    std::optional<PreviewMessage> message; // absent if there is none now, or one that is none of these
     int descriptor = -1; // the caller's, if one came along
     bool closed = false; // there will be none any more
 };
+// One of another size, or with more than one descriptor, is dropped, and all that came with it closed.
 PreviewReceived receivePreviewMessage(int socket);
 
 } // namespace vitrel

@@ -1,4 +1,5 @@
 #include "programs/preview/PreviewLink.h"
+#include "programs/preview/PreviewMessages.h"
 #include "programs/thumbnails/Thumbnails.h"
 #include "support/RealLoop.h"
 #include "support/TemporaryFolder.h"
@@ -7,7 +8,13 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace vitrel {
 namespace {
@@ -106,6 +113,60 @@ TEST(PreviewLink, ShowsWhatTheSettingsChooseInTheSizeAskedFor)
     link.reload();
     EXPECT_TRUE(real.turnUntil([&] { return shows(0x0000FF, 200, 100); }, 60));
     unsetenv("XDG_CONFIG_HOME");
+}
+
+int openDescriptors()
+{
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return int(std::distance(begin(all), end(all)));
+}
+
+// Whoever could leave one open with each message would soon have the window without any.
+TEST(PreviewMessages, LeaveNoDescriptorOpenWhateverComes)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    const auto send = [&](std::size_t size, std::size_t count) {
+        const PreviewMessage messages[2]{{PreviewMessage::memory, 1, 1}, {}};
+        const std::vector<int> descriptors(count, 1);
+        std::vector<char> control(CMSG_SPACE(count * sizeof(int)));
+        iovec part{const_cast<PreviewMessage*>(messages), size};
+        msghdr whole{nullptr, 0, &part, 1, count ? control.data() : nullptr, count ? control.size() : 0, 0};
+        if (cmsghdr* header = CMSG_FIRSTHDR(&whole)) {
+            *header = {CMSG_LEN(count * sizeof(int)), SOL_SOCKET, SCM_RIGHTS};
+            std::memcpy(CMSG_DATA(header), descriptors.data(), count * sizeof(int));
+        }
+        ASSERT_EQ(sendmsg(ends[0], &whole, 0), ssize_t(size));
+    };
+    const int before = openDescriptors();
+    constexpr std::size_t kWhole = sizeof(PreviewMessage);
+    for (const auto& [size, count] : std::vector<std::pair<std::size_t, std::size_t>>{
+             {kWhole, 2}, {kWhole, 3}, {kWhole, 253}, {kWhole - 1, 1}, {kWhole + 1, 1}, {1, 40}, {2 * kWhole, 0}}) {
+        send(size, count);
+        const auto received = receivePreviewMessage(ends[1]);
+        EXPECT_FALSE(received.message) << size << " bytes with " << count;
+        EXPECT_EQ(received.descriptor, -1);
+        EXPECT_FALSE(received.closed);
+        EXPECT_EQ(openDescriptors(), before) << size << " bytes with " << count;
+    }
+    // No room for all of them in this process: the kernel cuts the list.
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit few{rlim_t(ends[1]) + 3, usual.rlim_max};
+    send(kWhole, 20);
+    setrlimit(RLIMIT_NOFILE, &few);
+    EXPECT_FALSE(receivePreviewMessage(ends[1]).message);
+    setrlimit(RLIMIT_NOFILE, &usual);
+    EXPECT_EQ(openDescriptors(), before);
+
+    send(kWhole, 1);
+    const auto received = receivePreviewMessage(ends[1]);
+    ASSERT_TRUE(received.message);
+    EXPECT_EQ(received.message->kind, PreviewMessage::memory);
+    EXPECT_GE(received.descriptor, 0);
+    EXPECT_NE(fcntl(received.descriptor, F_GETFD) & FD_CLOEXEC, 0);
+    for (const int descriptor : {received.descriptor, ends[0], ends[1]})
+        ::close(descriptor);
 }
 
 // A red pixel as a PNG file, made with another program.
