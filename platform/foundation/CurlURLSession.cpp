@@ -1,9 +1,14 @@
 #include "platform/foundation/CurlURLSession.h"
 
+#include "platform/foundation/SocketOwner.h"
+
+#include <arpa/inet.h>
 #include <curl/curl.h>
+#include <netinet/in.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <thread>
@@ -34,6 +39,18 @@ bool isLibraryReady()
     return ready;
 }
 
+sockaddr_storage addressOf(const char* text, int port)
+{
+    sockaddr_storage address{};
+    sockaddr_in in{AF_INET, htons(static_cast<std::uint16_t>(port)), {}, {}};
+    sockaddr_in6 in6{AF_INET6, htons(static_cast<std::uint16_t>(port)), 0, {}, 0};
+    if (inet_pton(AF_INET, text, &in.sin_addr) == 1)
+        std::memcpy(&address, &in, sizeof in);
+    else if (inet_pton(AF_INET6, text, &in6.sin6_addr) == 1)
+        std::memcpy(&address, &in6, sizeof in6);
+    return address;
+}
+
 // One request under way, on the session's thread.
 struct Transfer {
     std::unique_ptr<CURL, EasyDeleter> easy;
@@ -53,6 +70,12 @@ struct Transfer {
         self.headBytes += size;
         self.isTooLarge = self.isTooLarge || self.headBytes > kMostHeadBytes;
         return self.isTooLarge ? CURL_WRITEFUNC_ERROR : size;
+    }
+    static int mayAsk(void* transfer, char* server, char* own, int serverPort, int ownPort) noexcept
+    {
+        const auto& limits = static_cast<Transfer*>(transfer)->limits;
+        const ConnectionEnds ends{addressOf(server, serverPort), addressOf(own, ownPort)};
+        return ownerOfPeer(ends) == limits.user ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
     }
     bool take(const char* data, std::size_t size) noexcept
     {
@@ -85,6 +108,10 @@ struct Transfer {
         set(CURLOPT_HEADERFUNCTION, &Transfer::writeHead);
         set(CURLOPT_HEADERDATA, this);
         set(CURLOPT_PRIVATE, this);
+        if (limits.user) {
+            set(CURLOPT_PREREQFUNCTION, &Transfer::mayAsk);
+            set(CURLOPT_PREREQDATA, this);
+        }
     }
 
     std::string errorOf(CURLcode code) const
@@ -94,6 +121,8 @@ struct Transfer {
         switch (code) {
         case CURLE_COULDNT_CONNECT:
             return "Could not connect to the server.";
+        case CURLE_ABORTED_BY_CALLBACK:
+            return "The server is another user's.";
         case CURLE_OPERATION_TIMEDOUT:
             return "The request timed out.";
         case CURLE_UNSUPPORTED_PROTOCOL:

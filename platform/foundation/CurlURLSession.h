@@ -4,6 +4,9 @@
 
 #include <chrono>
 #include <cstddef>
+#include <optional>
+
+#include <sys/types.h>
 
 namespace vitrel {
 
@@ -12,6 +15,9 @@ struct URLSessionLimits {
     std::chrono::milliseconds time{60'000};
     // Of the body, decoded: room for a cover of 24 MB as base64.
     std::size_t bytes = (32u << 20) - 1;
+    // Whose servers may be told anything; any user's if absent. Asked of the kernel once a connection is there, and
+    // ahead of the first byte that is sent.
+    std::optional<uid_t> user = {};
 };
 
 // A session for servers on this machine, with one thread, which starts with the first request. It speaks plain http,

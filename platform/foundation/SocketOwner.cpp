@@ -1,6 +1,7 @@
-#include "programs/muralis/http/SocketOwner.h"
+#include "platform/foundation/SocketOwner.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
@@ -8,6 +9,9 @@
 #include <string>
 
 #include <fcntl.h>
+#include <linux/inet_diag.h>
+#include <linux/netlink.h>
+#include <linux/sock_diag.h>
 #include <netinet/in.h>
 #include <unistd.h>
 
@@ -103,8 +107,109 @@ std::optional<uid_t> ownerInSocketList(std::string_view list, const ConnectionEn
     return std::nullopt;
 }
 
+namespace {
+
+// What the kernel knows of a socket.
+struct Known {
+    unsigned state = 0;
+    uid_t user = 0;
+    bool isHeld = false; // by a process
+};
+struct Asked {
+    std::optional<Known> socket;
+    bool isAnswered = false; // the kernel can tell at all
+};
+
+void put(const sockaddr_storage& address, __be32 (&words)[4], __be16& port)
+{
+    if (address.ss_family == AF_INET) {
+        sockaddr_in in;
+        std::memcpy(&in, &address, sizeof in);
+        words[0] = in.sin_addr.s_addr;
+        port = in.sin_port;
+    } else {
+        sockaddr_in6 in;
+        std::memcpy(&in, &address, sizeof in);
+        std::memcpy(words, &in.sin6_addr, sizeof words);
+        port = in.sin6_port;
+    }
+}
+
+// The socket with `local` as its own end; without `remote` the one that listens there.
+Asked askKernel(int netlink, const sockaddr_storage& local, const sockaddr_storage* remote)
+{
+    struct {
+        nlmsghdr head{};
+        inet_diag_req_v2 body{};
+    } question;
+    question.head.nlmsg_len = sizeof question;
+    question.head.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+    question.head.nlmsg_flags = NLM_F_REQUEST;
+    question.body.sdiag_family = static_cast<__u8>(local.ss_family);
+    question.body.sdiag_protocol = IPPROTO_TCP;
+    question.body.idiag_states = ~0U;
+    question.body.id.idiag_cookie[0] = question.body.id.idiag_cookie[1] = ~0U;
+    put(local, question.body.id.idiag_src, question.body.id.idiag_sport);
+    if (remote)
+        put(*remote, question.body.id.idiag_dst, question.body.id.idiag_dport);
+    alignas(nlmsghdr) char answer[8192];
+    if (send(netlink, &question, sizeof question, 0) != ssize_t(sizeof question))
+        return {};
+    // It was answered within the call above.
+    const ssize_t size = recv(netlink, answer, sizeof answer, MSG_DONTWAIT);
+    nlmsghdr head;
+    if (size < ssize_t(sizeof head))
+        return {};
+    std::memcpy(&head, answer, sizeof head);
+    if (head.nlmsg_type == NLMSG_ERROR && size >= ssize_t(NLMSG_LENGTH(sizeof(int)))) {
+        int error;
+        std::memcpy(&error, answer + NLMSG_HDRLEN, sizeof error);
+        return {std::nullopt, error == -ENOENT};
+    }
+    inet_diag_msg message;
+    if (head.nlmsg_type != SOCK_DIAG_BY_FAMILY || size < ssize_t(NLMSG_LENGTH(sizeof message)))
+        return {};
+    std::memcpy(&message, answer + NLMSG_HDRLEN, sizeof message);
+    return {Known{message.idiag_state, message.idiag_uid, message.idiag_inode != 0}, true};
+}
+
+// States of a socket, by the kernel's numbers (include/net/tcp_states.h).
+constexpr unsigned kEstablished = 1, kFinWait1 = 4, kFinWait2 = 5, kListen = 10;
+
+struct Owner {
+    bool isTold = false; // else the kernel can't
+    std::optional<uid_t> user{};
+};
+
+Owner askForOwner(int netlink, const ConnectionEnds& ends)
+{
+    const auto peer = askKernel(netlink, ends.peer, &ends.own);
+    if (!peer.socket) // a kernel without the means doesn't even know our own end
+        return {peer.isAnswered && askKernel(netlink, ends.own, &ends.peer).socket.has_value()};
+    const unsigned state = peer.socket->state;
+    if (peer.socket->isHeld && (state == kEstablished || state == kFinWait1 || state == kFinWait2))
+        return {true, peer.socket->user};
+    if (peer.socket->isHeld || state != kEstablished)
+        return {true};
+    // It waits to be accepted, and goes with its listener: the one between two looks at it is that one.
+    const auto listener = askKernel(netlink, ends.peer, nullptr);
+    const auto again = askKernel(netlink, ends.peer, &ends.own);
+    const bool isListener = listener.socket && listener.socket->state == kListen && listener.socket->isHeld;
+    if (isListener && again.socket && (!again.socket->isHeld || again.socket->user == listener.socket->user))
+        return {true, listener.socket->user};
+    return {true};
+}
+
+} // namespace
+
 std::optional<uid_t> ownerOfPeer(const ConnectionEnds& ends)
 {
+    const int netlink = socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
+    const Owner owner = netlink >= 0 ? askForOwner(netlink, ends) : Owner();
+    if (netlink >= 0)
+        close(netlink);
+    if (owner.isTold)
+        return owner.user;
     for (const char* path : {"/proc/net/tcp", "/proc/net/tcp6"}) {
         if (const auto owner = ownerInSocketList(contentsOf(path), ends))
             return owner;

@@ -8,13 +8,14 @@
 
 namespace vitrel {
 
-// The two ends of a TCP connection, as the one who accepted it sees them.
+// The two ends of a TCP connection, as one of them sees them.
 struct ConnectionEnds {
     sockaddr_storage peer{}, own{};
 };
 
-// The user whose socket the other end is, if that lies on this machine; absent if it isn't found. Reads the kernel's
-// lists of sockets, which takes the longer the more there are. Any thread.
+// The user whose socket the other end is, if that lies on this machine; absent if it isn't found. A connection that
+// nobody has accepted yet is its listener's. Asks the kernel for the one socket (sock_diag(7)); where it can't tell,
+// reads its lists, which takes the longer the more there are. Any thread.
 std::optional<uid_t> ownerOfPeer(const ConnectionEnds& ends);
 
 // The same in a list of the kernel's, /proc/net/tcp or tcp6.

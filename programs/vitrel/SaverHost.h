@@ -26,6 +26,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 namespace vitrel {
 
 // A real saver: the system's clock, loop, queues, stored settings and players, and the views that were made with them.
@@ -75,7 +77,7 @@ private:
     std::unique_ptr<DefaultsStore> defaults_;
     NSBundle bundle_;
     NSDistributedNotificationCenter notifications_;
-    CurlURLSession urlSession_;
+    CurlURLSession urlSession_{{.user = geteuid()}}; // for the companion, whose requests are nobody else's business
     PoolQueue userInteractive_{2}, userInitiated_{2}, artwork_{2};
     PoolQueue feeds_{4}; // of as many addresses at once
     std::ofstream traceFile_;

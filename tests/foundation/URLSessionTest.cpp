@@ -11,6 +11,8 @@
 #include <set>
 #include <thread>
 
+#include <unistd.h>
+
 namespace vitrel {
 namespace {
 
@@ -69,6 +71,23 @@ TEST(URLSession, FindsAServerOnEitherAddressOfThisMachine)
             continue; // no IPv6 on this machine
         CurlURLSession session({5s});
         EXPECT_EQ(ask(session, localhost(server.port())).get().data, "here") << family;
+    }
+}
+
+// Anybody on the machine may listen where the companion would, and wait for what the saver tells it.
+TEST(URLSession, TellsNothingToTheServerOfAnotherUser)
+{
+    for (const int family : {AF_INET, AF_INET6}) {
+        const LocalServer server([](const auto&, const auto& to) { to.send(LocalServer::answer("here")); }, family);
+        if (server.port() == 0)
+            continue;
+        CurlURLSession own({.time = 5s, .user = geteuid()}), others({.time = 5s, .user = geteuid() + 1});
+        const auto refused = ask(others, localhost(server.port())).get();
+        EXPECT_EQ(refused.data, std::nullopt);
+        EXPECT_EQ(refused.error, "The server is another user's.");
+        EXPECT_TRUE(server.requests().empty()) << "not a byte";
+        for (int turn = 0; turn < 3; ++turn) // the first one may not be accepted yet
+            EXPECT_EQ(ask(own, localhost(server.port())).get().data, "here") << family;
     }
 }
 

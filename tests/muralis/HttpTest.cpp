@@ -1,6 +1,6 @@
 #include "muralis/Caller.h"
+#include "platform/foundation/SocketOwner.h"
 #include "programs/muralis/http/HttpServer.h"
-#include "programs/muralis/http/SocketOwner.h"
 #include "support/LocalServer.h"
 #include "support/ManualLoop.h"
 
@@ -266,6 +266,31 @@ TEST(SocketOwner, IsFoundForRealConnectionsOfEachKind)
             in.loop.turn();
         EXPECT_EQ(owner, geteuid()) << family;
     }
+}
+
+// Whoever connects is told the listener's user, before anybody has accepted and after; and of a socket that has gone
+// nothing, though another listens there.
+TEST(SocketOwner, IsTheListenersUntilAConnectionIsAccepted)
+{
+    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), caller = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in in{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    socklen_t size = sizeof in;
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&in), size) | ::listen(listener, 5), 0);
+    ::getsockname(listener, reinterpret_cast<sockaddr*>(&in), &size);
+    ASSERT_EQ(::connect(caller, reinterpret_cast<sockaddr*>(&in), size), 0);
+    ConnectionEnds ends;
+    std::memcpy(&ends.peer, &in, size);
+    ::getsockname(caller, reinterpret_cast<sockaddr*>(&ends.own), &size);
+    EXPECT_EQ(ownerOfPeer(ends), geteuid()) << "it waits";
+    const int accepted = ::accept(listener, nullptr, nullptr);
+    EXPECT_EQ(ownerOfPeer(ends), geteuid());
+    ::close(accepted);
+    EXPECT_EQ(ownerOfPeer(ends), std::nullopt);
+    ConnectionEnds none = ends;
+    none.own = ends.peer;
+    EXPECT_EQ(ownerOfPeer(none), std::nullopt) << "a connection that isn't";
+    ::close(listener);
+    ::close(caller);
 }
 
 constexpr auto kComplete = std::optional<NoHttpHead>();

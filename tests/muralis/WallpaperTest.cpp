@@ -280,6 +280,17 @@ TEST_F(MuralisWallpaper, SaysOnceThatADesktopOffersNoWay)
     EXPECT_EQ(program_->wait(), 0) << "it serves all the same";
 }
 
+TEST_F(MuralisWallpaper, SaysOnceThatItsFolderCantBeWritten)
+{
+    Sway sway(folder_ / "sway", told_);
+    start({{"SWAYSOCK", folder_ / "sway"}, {"XDG_CACHE_HOME", folder_.write("file", "")}});
+    for (int k = 0; k < 2000 && !program_->errors().ends_with('\n'); ++k)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_THAT(program_->errors(), HasSubstr("There will be no wallpaper: " + (folder_ / "file/vitrel/wallpapers")));
+    program_->signal(SIGTERM);
+    EXPECT_EQ(program_->wait(), 0) << "it serves all the same";
+}
+
 // Of tracks in a row the last counts, a late cover isn't awaited with the former wallpaper, and few pictures are kept.
 TEST(WallpaperPictures, FollowTheTracksAndAreFew)
 {

@@ -3,7 +3,7 @@
 #include "base/Result.h"
 #include "platform/foundation/RunLoop.h"
 #include "programs/muralis/http/HttpRequest.h"
-#include "programs/muralis/http/SocketOwner.h"
+#include "platform/foundation/SocketOwner.h"
 
 #include <cstdint>
 #include <functional>

@@ -5,15 +5,20 @@
 #include "imaging/NSImage+NqWallpaper.h"
 #include "platform/appkit/ImageCoding.h"
 #include "platform/foundation/Files.h"
+#include "platform/foundation/NSLog.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/Surroundings.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <future>
 #include <utility>
+
+#include <unistd.h>
 
 namespace vitrel {
 namespace {
@@ -66,6 +71,9 @@ Wallpaper::Wallpaper(const BasicSurroundings& surroundings, std::string folder, 
     std::error_code error;
     fs::create_directories(folder_, error);
     fs::permissions(folder_, fs::perms::owner_all, error);
+    if (::access(folder_.c_str(), W_OK) != 0)
+        NSLog(
+            surroundings_.log, "There will be no wallpaper: %@ can't be written (%@)", {folder_, std::strerror(errno)});
     remember();
     queue_ = std::make_unique<PoolQueue>(1);
 }
