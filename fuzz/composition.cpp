@@ -21,7 +21,7 @@ void play(const qc::CompositionFile& file)
             graph.setInput(inputs[k].key, frame % 2 ? Value(time) : Value("text"));
         graph.frame(stage, time, Date::fromReferenceDate(time));
         const auto outputs = graph.outputs();
-        for (std::size_t k = 0; k < outputs.size() && k < 32; ++k)
+        for (std::size_t k = 0; k < outputs.size() && k < 128; ++k)
             qc::hostValue(graph.output(outputs[k].key, stage));
         ++frame;
     }

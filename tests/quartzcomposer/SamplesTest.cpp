@@ -6,10 +6,12 @@
 #include "quartzcomposer/Trees.h"
 
 #include <epoxy/gl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 #include <filesystem>
+#include <functional>
+#include <set>
 
 namespace vitrel::qc {
 
@@ -57,6 +59,26 @@ TEST_F(Samples, ComeBackFromTheirTextForm)
 
 // Every connection and publication leads somewhere, unless a stranger is at one of its ends; and the published inputs
 // are those of the file, with its values.
+// A patch that no seed holds is one that the fuzzer never meets.
+TEST(FuzzSeeds, HoldEachClassOfPatches)
+{
+    std::set<std::string> missing;
+    for (const std::string& name : registry().names())
+        missing.insert(name);
+    const std::function<void(const FileNode&)> cross = [&](const FileNode& node) {
+        missing.erase(node.className);
+        missing.erase(node.className + "/" + node.identifier);
+        for (const FileNode& child : node.nodes)
+            cross(child);
+    };
+    for (const auto& entry : std::filesystem::directory_iterator(VITREL_SEEDS)) {
+        const auto file = readCompositionFile(entry.path());
+        ASSERT_TRUE(file) << entry.path();
+        cross(file->root);
+    }
+    EXPECT_THAT(missing, testing::IsEmpty());
+}
+
 TEST_F(Samples, ResolveWholly)
 {
     for (const CompositionFile& file : files) {
