@@ -27,6 +27,7 @@ DisplaySupervisor::DisplaySupervisor(RunLoop& loop, DisplayProcesses& processes)
 {
     processes_.onExit = [this](const std::string& display, int status) { exited(display, status); };
     processes_.onAlive = [this](const std::string& display) { children_[display].alive = loop_.clock().now(); };
+    processes_.onDismissed = [this] { stop(); };
     looked_ = loop_.clock().now();
     after(kLook, [this] { lookForHangs(); });
 }
@@ -50,6 +51,7 @@ DisplaySupervisor::~DisplaySupervisor()
 {
     processes_.onExit = nullptr;
     processes_.onAlive = nullptr;
+    processes_.onDismissed = nullptr;
 }
 
 void DisplaySupervisor::after(Seconds delay, std::function<void()> block)

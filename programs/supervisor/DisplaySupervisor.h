@@ -31,12 +31,15 @@ public:
     std::function<void(const std::string& display, int status)> onExit;
     // From a turn, every few seconds: the child's own loop turns.
     std::function<void(const std::string& display)> onAlive;
+    // From a turn: a child has seen that the user is back. It ends by itself.
+    std::function<void()> onDismissed;
 };
 
 // Full-screen play: one child for each display, so that a composition or a driver that crashes darkens no other. A
 // child that crashed starts again after a quarter of a second; after three crashes it plays the default composition,
-// and if that crashes, too, the pauses grow. One that a script has ended starts again at once. One that gives no sign of life for six seconds hangs, in a driver say, and
-// is killed, which counts as a crash. Displays that come and go get and lose their children. Main thread.
+// and if that crashes, too, the pauses grow. One that a script has ended starts again at once. One that gives no sign
+// of life for six seconds hangs, in a driver say, and is killed, which counts as a crash. Displays that come and go get
+// and lose their children. Main thread.
 class DisplaySupervisor
 {
 public:

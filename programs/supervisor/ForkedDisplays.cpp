@@ -1,11 +1,14 @@
 #include "programs/supervisor/ForkedDisplays.h"
 
+#include "programs/supervisor/SignOfLife.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace vitrel {
@@ -46,11 +49,14 @@ void ForkedDisplays::heard(const std::string& name)
     const auto place = displays_.find(name);
     if (place == displays_.end())
         return;
-    char beats[64];
-    if (read(place->second.pipe, beats, sizeof beats) <= 0)
-        closePipe(place->second); // the child has closed it, or is at its end
-    else if (const auto callback = onAlive)
+    char said[64];
+    const auto count = read(place->second.pipe, said, sizeof said);
+    if (count <= 0)
+        return closePipe(place->second); // the child has closed it, or is at its end
+    if (const auto callback = onAlive)
         callback(name);
+    if (const auto callback = onDismissed; callback && std::count(said, said + count, SignOfLife::kDismissed) > 0)
+        callback();
 }
 
 void ForkedDisplays::closePipe(Display& display)

@@ -12,19 +12,23 @@ namespace {
 constexpr Seconds kBeat{2};
 
 // A pipe that is full, or whose reader has gone, is no news.
-void beat()
+void tell(char byte)
 {
-    const char byte = 0;
     [[maybe_unused]] const auto written = write(ChildProcess::kInherited, &byte, 1);
 }
 
 } // namespace
 
 SignOfLife::SignOfLife(RunLoop& loop)
-    : timer_(loop.scheduledTimer(kBeat, true, beat))
+    : timer_(loop.scheduledTimer(kBeat, true, [] { tell(kAlive); }))
 {
     fcntl(ChildProcess::kInherited, F_SETFD, FD_CLOEXEC);
-    beat();
+    tell(kAlive);
+}
+
+void SignOfLife::tellDismissal()
+{
+    tell(kDismissed);
 }
 
 SignOfLife::~SignOfLife()

@@ -59,6 +59,15 @@ TEST(ForkedDisplays, HearsThatAChildIsAliveAndThatItHasNothingMoreToSay)
 }
 
 // Blocked in the parent, whose loop hears them: a child that inherits the block couldn't be ended.
+TEST(ForkedDisplays, HearsThatTheUserIsBack)
+{
+    Forked in(Forked::Lines{{"a", "printf 'x\\001x' >&3; exec sleep 60"}, {"b", "exec sleep 60"}});
+    DisplaySupervisor supervisor(in.loop, in.displays);
+    EXPECT_TRUE(in.turnUntil([&] { return supervisor.isStopping(); }));
+    for (const char* name : {"a", "b"})
+        in.displays.signal(name, SIGKILL);
+}
+
 TEST(ForkedDisplays, AChildHearsSignalsThatItsParentTakesForItself)
 {
     RealLoop own;
