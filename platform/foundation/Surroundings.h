@@ -1,12 +1,15 @@
 #pragma once
 
+#include "base/Bytes.h"
 #include "platform/foundation/NSLog.h"
 #include "platform/foundation/OperatingSystemVersion.h"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <typeindex>
 #include <unordered_map>
@@ -91,6 +94,9 @@ struct PlayerSurroundings : QueueSurroundings {
     NSDistributedNotificationCenter* notificationCenter = nullptr;
     // For the covers of tracks alone, so that they wait for nothing else.
     Queue* artworkQueue = nullptr;
+    // The bytes of a cover by its address, on that queue; none where it is read directly. It ends soon once `stop` is
+    // set.
+    std::function<std::optional<Bytes>(const std::string& address, const std::atomic<bool>& stop)> artworkReader;
     // Null without a player to observe, and while it is made.
     PlayerProvider* players = nullptr;
 };

@@ -136,7 +136,7 @@ std::optional<Bytes> download(const std::string& address, const std::atomic<bool
     return code == CURLE_OK ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
-std::optional<Bytes> bytesAt(const std::string& address, const std::atomic<bool>& stop)
+std::optional<Bytes> readAt(const std::string& address, const std::atomic<bool>& stop)
 {
     if (address.starts_with('/'))
         return readEither(address, percentDecoded(address));
@@ -158,10 +158,16 @@ double FetchedArtwork::pixels() const
     return image ? image->size().width * image->size().height : 0;
 }
 
-FetchedArtwork fetchArtwork(const std::string& address, const std::atomic<bool>& stop)
+std::optional<Bytes> artworkBytes(const std::string& address, const std::atomic<bool>& stop)
 {
-    auto bytes = bytesAt(address, stop);
-    if (!bytes || bytes->empty() || stop)
+    auto bytes = readAt(address, stop);
+    return !bytes || bytes->empty() || stop ? std::nullopt : std::move(bytes);
+}
+
+FetchedArtwork fetchArtwork(const std::string& address, const std::atomic<bool>& stop, const ArtworkReader& read)
+{
+    auto bytes = read ? read(address, stop) : artworkBytes(address, stop);
+    if (!bytes || stop)
         return {};
     return decodedArtwork(std::make_shared<const Bytes>(std::move(*bytes)));
 }

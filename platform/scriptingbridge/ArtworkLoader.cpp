@@ -17,9 +17,10 @@ constexpr Seconds kPauses[] = {Seconds(0.15), Seconds(1), Seconds(1), Seconds(1)
 
 } // namespace
 
-ArtworkLoader::ArtworkLoader(RunLoop& loop, Queue& queue, std::function<void()> onChange)
+ArtworkLoader::ArtworkLoader(RunLoop& loop, Queue& queue, ArtworkReader reader, std::function<void()> onChange)
     : loop_(loop)
     , queue_(queue)
+    , reader_(std::move(reader))
     , onChange_(std::move(onChange))
 { }
 
@@ -58,10 +59,10 @@ void ArtworkLoader::read(int attempt)
     stop_ = std::make_shared<std::atomic<bool>>(false);
     // The worker touches nothing of this; what comes of it is dropped if something else is wanted by then.
     queue_.async([this, weak = std::weak_ptr(wanted_), stop = stop_, loop = &loop_, known = keptBytes(),
-                     address = address_, attempt] {
+                     address = address_, reader = reader_, attempt] {
         if (*stop)
             return;
-        auto artwork = known ? decodedArtwork(known) : fetchArtwork(address, *stop);
+        auto artwork = known ? decodedArtwork(known) : fetchArtwork(address, *stop, reader);
         if (*stop)
             return;
         loop->post([this, weak, attempt, artwork = std::move(artwork)] {

@@ -21,8 +21,8 @@ class ArtworkLoader
 {
 public:
     // `onChange` is called in a turn of the loop when the picture has come, or has been given up. Loop and queue must
-    // outlive this.
-    ArtworkLoader(RunLoop& loop, Queue& queue, std::function<void()> onChange);
+    // outlive this. `reader` as for fetchArtwork.
+    ArtworkLoader(RunLoop& loop, Queue& queue, ArtworkReader reader, std::function<void()> onChange);
     ~ArtworkLoader();
     ArtworkLoader(const ArtworkLoader&) = delete;
     ArtworkLoader& operator=(const ArtworkLoader&) = delete;
@@ -53,6 +53,7 @@ private:
 
     RunLoop& loop_;
     Queue& queue_;
+    const ArtworkReader reader_;
     const std::function<void()> onChange_;
     std::string identity_, address_;
     FetchedArtwork best_;

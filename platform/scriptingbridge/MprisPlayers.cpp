@@ -44,7 +44,7 @@ MprisPlayers::MprisPlayers(
     const PlayerSurroundings& surroundings, std::unique_ptr<PlayerBus> bus, std::string preferred)
     : surroundings_(surroundings)
     , preferred_(std::move(preferred))
-    , artwork_(*surroundings.runLoop, *surroundings.artworkQueue, [this] { update(); })
+    , artwork_(*surroundings.runLoop, *surroundings.artworkQueue, surroundings.artworkReader, [this] { update(); })
     , application_(std::make_shared<Application>())
     , bus_(std::move(bus))
 {

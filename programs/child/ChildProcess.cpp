@@ -120,6 +120,14 @@ ChildProcess::~ChildProcess()
     close(descriptor_);
 }
 
+void ChildProcess::release()
+{
+    if (!std::exchange(id_, 0))
+        return;
+    loop_.unwatch(descriptor_);
+    close(descriptor_);
+}
+
 void ChildProcess::kill(int signal)
 {
     // The number can't be another process's: it is only free again once it was reaped here.

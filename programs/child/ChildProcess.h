@@ -37,6 +37,9 @@ public:
 
     static constexpr int kInherited = 3;
 
+    // Lets go of the process: it may outlive the object, whose `ended` isn't called any more.
+    void release();
+
     // To its whole group if that is its own.
     void kill(int signal);
 

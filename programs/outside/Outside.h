@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+// What a confined process may ask of the one outside.
+struct OutsidePermissions {
+    bool players = true; // what those on the session bus say
+    std::vector<std::string> feedFiles; // addresses of feeds on this machine; those of the web need no permission
+    std::uint16_t companionPort = 0; // on the loopback; 0 for none
+};
+
+// Answers what comes through a connected socket, which it takes over, until the other end goes. Gives an exit code.
+// In a process of its own.
+int serveFromOutside(int socket, const OutsidePermissions& permissions);
+
+} // namespace vitrel

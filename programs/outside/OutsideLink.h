@@ -1,0 +1,54 @@
+#pragma once
+
+#include "FeedKit/fetch/Fetcher.h"
+#include "base/Bytes.h"
+#include "platform/foundation/RunLoop.h"
+#include "platform/foundation/URLSession.h"
+#include "platform/scriptingbridge/PlayerBus.h"
+#include "programs/outside/Outside.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace vitrel {
+
+// A confined process's way to the world: the process outside, and what the world's things look like from within. Where
+// that process ends, there is no player any more, and every request fails; it isn't started again. Main thread, but
+// for what is said of each.
+class OutsideLink
+{
+public:
+    // Forks the process; null if it can't. Ahead of the first thread. The loop outlives the link.
+    static std::unique_ptr<OutsideLink> start(RunLoop& loop, const OutsidePermissions& permissions);
+    // The same with a socket whose other end somebody serves; takes it over.
+    static std::unique_ptr<OutsideLink> over(RunLoop& loop, int socket);
+    ~OutsideLink();
+    OutsideLink(const OutsideLink&) = delete;
+    OutsideLink& operator=(const OutsideLink&) = delete;
+
+    // Starts the thread that listens. After the confinement, which allows no thread before; ahead of all below.
+    void listen();
+
+    // The players; once. May outlive the link, and tells nothing then.
+    std::unique_ptr<PlayerBus> playerBus();
+    // Any thread. Outlives the link, and fails then.
+    std::shared_ptr<FeedKit::Fetcher> fetcher();
+    // Of the companion. Its thread is the one that listens.
+    std::unique_ptr<URLSession> urlSession();
+    // A cover's bytes, as artworkBytes gives them. Any thread but the main one; as `fetcher`.
+    std::function<std::optional<Bytes>(const std::string& address, const std::atomic<bool>& stop)> covers();
+
+private:
+    struct State;
+    class Bus;
+    class Feeds;
+    class Session;
+    explicit OutsideLink(std::shared_ptr<State> state);
+
+    std::shared_ptr<State> state_;
+};
+
+} // namespace vitrel
