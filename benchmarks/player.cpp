@@ -143,10 +143,11 @@ void firstFrame(const std::string& display, const std::string& name, std::vector
 struct Shown {
     explicit Shown(SaverOptions options, int width = kWidth, int height = kHeight)
     {
-        auto made = SaverHost::make(options);
+        auto made = SaverHost::make(options, SaverHost::Reach::Free);
         if (!made)
             std::exit(1);
         host = *std::move(made);
+        host->begin();
         connection = X11Connection::open(host->runLoop());
         x = X11Window::open(connection, "bench_player", width, height);
         window = std::make_shared<NSWindow>(makeRect(0, 0, width, height), x->makeSurface());

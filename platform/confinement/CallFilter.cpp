@@ -17,23 +17,24 @@ namespace {
 
 // Calls by their names, as kernels of today have some that the headers of Debian 12 don't know.
 constexpr const char* kForbidden[] = {
-    // other processes
-    "ptrace", "process_vm_readv", "process_vm_writev", "kcmp", "pidfd_getfd", "pidfd_send_signal", "tkill",
-    "rt_sigqueueinfo", "rt_tgsigqueueinfo", "process_madvise", "move_pages", "migrate_pages",
-    // who calls us from outside
-    "listen", "accept", "accept4",
-    // programs and processes; threads are made by clone
-    "execve", "execveat", "fork", "vfork",
+    // the insides of other processes
+    "ptrace", "process_vm_readv", "process_vm_writev", "kcmp", "pidfd_getfd", "process_madvise", "move_pages",
+    "migrate_pages",
     // other roots and names
     "mount", "umount2", "pivot_root", "chroot", "setns", "unshare", "open_by_handle_at", "name_to_handle_at",
     // corners of the kernel
     "add_key", "keyctl", "request_key", "bpf", "perf_event_open", "userfaultfd", "fanotify_init", "lookup_dcookie",
     "init_module", "finit_module", "delete_module", "kexec_load", "kexec_file_load", "syslog", "acct", "quotactl",
     "swapon", "swapoff", "reboot", "modify_ldt", "vhangup", "settimeofday", "clock_settime", "adjtimex",
-    "clock_adjtime", "sethostname", "setdomainname", "iopl", "ioperm",
+    "clock_adjtime", "sethostname", "setdomainname", "iopl", "ioperm", "mknod", "mknodat"};
+constexpr const char* kForbiddenToDraw[] = {
+    // who calls us from outside
+    "listen", "accept", "accept4",
+    // programs and processes, threads being made by clone; signals that kill below doesn't cover
+    "execve", "execveat", "fork", "vfork", "tkill", "rt_sigqueueinfo", "rt_tgsigqueueinfo", "pidfd_send_signal",
     // what can be done to files by their names and Landlock has no right for, or only later ABIs
     "chmod", "fchmodat", "fchmodat2", "chown", "lchown", "fchownat", "setxattr", "lsetxattr", "removexattr",
-    "lremovexattr", "utime", "utimes", "utimensat", "futimesat", "truncate", "mknod", "mknodat"};
+    "lremovexattr", "utime", "utimes", "utimensat", "futimesat", "truncate"};
 // Who gets this answer takes an older call.
 constexpr const char* kUnknown[] = {"clone3", "io_uring_setup", "io_uring_enter", "io_uring_register", "open_tree",
     "move_mount", "fsopen", "fsconfig", "fsmount", "fspick", "mount_setattr"};
@@ -84,19 +85,20 @@ int filterCalls(ConfinementKind kind)
         filter.deny(name, EPERM);
     for (const char* name : kUnknown)
         filter.deny(name, ENOSYS);
-    filter.deny("clone", EPERM, {SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0)});
-    const auto self = static_cast<scmp_datum_t>(getpid());
-    filter.deny("kill", EPERM, {SCMP_A0_32(SCMP_CMP_NE, self)});
-    filter.deny("tgkill", EPERM, {SCMP_A0_32(SCMP_CMP_NE, self)});
-    filter.deny("prlimit64", EPERM, {SCMP_A0_32(SCMP_CMP_NE, 0)});
     // Words put into the terminal that started us.
     filter.deny("ioctl", EPERM, {SCMP_A1_32(SCMP_CMP_EQ, TIOCSTI)});
     filter.deny("ioctl", EPERM, {SCMP_A1_32(SCMP_CMP_EQ, TIOCLINUX)});
-    for (int family = 0; family < kFamilies; ++family) {
-        const bool internet = family == AF_INET || family == AF_INET6;
-        if (kind == ConfinementKind::Drawing || !internet)
-            filter.deny("socket", EAFNOSUPPORT, {SCMP_A0_32(SCMP_CMP_EQ, static_cast<scmp_datum_t>(family))});
-    }
+    if (kind == ConfinementKind::Service)
+        return filter.load();
+    for (const char* name : kForbiddenToDraw)
+        filter.deny(name, EPERM);
+    filter.deny("clone", EPERM, {SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0)});
+    filter.deny("prlimit64", EPERM, {SCMP_A0_32(SCMP_CMP_NE, 0)});
+    const auto self = static_cast<scmp_datum_t>(getpid());
+    filter.deny("kill", EPERM, {SCMP_A0_32(SCMP_CMP_NE, self)});
+    filter.deny("tgkill", EPERM, {SCMP_A0_32(SCMP_CMP_NE, self)});
+    for (int family = 0; family < kFamilies; ++family)
+        filter.deny("socket", EAFNOSUPPORT, {SCMP_A0_32(SCMP_CMP_EQ, static_cast<scmp_datum_t>(family))});
     return filter.load();
 }
 

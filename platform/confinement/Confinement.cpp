@@ -45,17 +45,11 @@ void limit(__rlimit_resource_t what, rlim_t most)
     setrlimit(what, &held);
 }
 
-void limitAll(ConfinementKind kind, const ConfinementReach& reach)
+void limitAll()
 {
     limit(RLIMIT_CORE, 0);
-    if (kind == ConfinementKind::Drawing) {
-        limit(RLIMIT_FSIZE, kLargestFile);
-        limit(RLIMIT_NOFILE, kMostDescriptors);
-    }
-    if (reach.processorSeconds > 0)
-        limit(RLIMIT_CPU, reach.processorSeconds);
-    if (reach.addresses > 0)
-        limit(RLIMIT_AS, reach.addresses);
+    limit(RLIMIT_FSIZE, kLargestFile);
+    limit(RLIMIT_NOFILE, kMostDescriptors);
 }
 
 void add(std::string& reasons, const std::string& reason)
@@ -75,15 +69,16 @@ Confined confine(ConfinementKind kind, const ConfinementReach& reach, int mostLa
         result.lacks = "another thread runs already";
         return result;
     }
-    limitAll(kind, reach);
+    if (kind == ConfinementKind::Drawing)
+        limitAll();
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
         result = {};
         result.lacks = std::string("privileges can't be given up: ") + std::strerror(errno);
         return result;
     }
-    result.landlock = std::min(result.landlock, mostLandlock);
+    result.landlock = kind == ConfinementKind::Service ? 0 : std::min(result.landlock, mostLandlock);
     if (result.landlock > 0) {
-        if (const int error = restrictFiles(kind, reach, result.landlock)) {
+        if (const int error = restrictFiles(reach, result.landlock)) {
             result.landlock = 0;
             add(result.lacks, std::string("Landlock failed: ") + std::strerror(error));
         }

@@ -5,13 +5,14 @@
 
 namespace vitrel {
 
-// What a process may still do once it has confined itself. In each kind it starts no program and no process, touches
-// no other one, and gets into none of the kernel's corners where drawing has no business.
+// What a process gives up for good. In either kind it looks into no other process, and gets into none of the kernel's
+// corners where Vitrel has no business, nor to more privileges than it has.
 enum class ConfinementKind {
-    // Draws a file that nobody has chosen to play, or reads one: no sockets at all.
+    // Draws, or reads, a file of somebody's: no sockets but those that it has, no programs, no other processes, and of
+    // files only what its reach says.
     Drawing,
-    // Plays: what was connected stays connected, and servers of the internet can be reached, for feeds and covers.
-    Display,
+    // Serves, or starts others, who have the same given up.
+    Service,
 };
 
 // Paths that aren't there count for nothing. What one names is looked up now, links followed.
@@ -20,14 +21,11 @@ struct ConfinementReach {
     // Folders, with all beneath: files in them are made, written, renamed and removed. Of a path that isn't a folder,
     // the file alone, to be written.
     std::vector<std::string> writable;
-    // Seconds of the processor after which the process is killed, and bytes of addresses; 0 for as many as there are.
-    unsigned processorSeconds = 0;
-    unsigned long addresses = 0;
 };
 
 // What holds from now on.
 struct Confined {
-    int landlock = 0; // the ABI that the kernel has and that is used, 0 for none
+    int landlock = 0; // the ABI that the kernel has and that is used, 0 for none, as for a service
     bool calls = false; // the filter of system calls holds
     std::string lacks; // why one of them doesn't, for people; empty if both hold
 };

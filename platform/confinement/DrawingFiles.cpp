@@ -55,9 +55,11 @@ ConfinementReach reachOfDrawing()
     addList(reach.readable, environment("FONTCONFIG_FILE"));
     addList(reach.readable, environment("FONTCONFIG_PATH"));
     if (const auto data = usersFolder("XDG_DATA_HOME", "/.local/share"); !data.empty())
-        reach.readable.push_back(data + "/fonts");
-    if (const auto fonts = usersFolder("", "/.fonts"); !fonts.empty())
-        reach.readable.push_back(fonts);
+        for (const char* name : {"/fonts", "/icons"})
+            reach.readable.push_back(data + name);
+    if (const auto home = usersFolder("", "/"); !home.empty())
+        for (const char* name : {".fonts", ".icons"}) // the latter for pointers
+            reach.readable.push_back(home + name);
     if (const auto config = usersFolder("XDG_CONFIG_HOME", "/.config"); !config.empty())
         reach.readable.push_back(config + "/fontconfig");
     if (const auto cache = usersFolder("XDG_CACHE_HOME", "/.cache"); !cache.empty()) {

@@ -53,12 +53,10 @@ std::uint64_t handledBy(int abi)
 class Ruleset
 {
 public:
-    Ruleset(ConfinementKind kind, int abi)
+    explicit Ruleset(int abi)
         : handled_(handledBy(abi))
     {
-        const bool internet = kind == ConfinementKind::Display;
-        const RulesetAttributes attributes{
-            handled_, internet ? kBindPort : kBindPort | kConnectPort, kAbstractSockets | kSignals};
+        const RulesetAttributes attributes{handled_, kBindPort | kConnectPort, kAbstractSockets | kSignals};
         const std::size_t size = abi >= 6 ? sizeof attributes : abi >= 4 ? 16 : 8; // as much as the kernel knows
         descriptor_ = int(syscall(SYS_landlock_create_ruleset, &attributes, size, 0u));
     }
@@ -104,9 +102,9 @@ int landlockABI(std::string& whyNone)
     return 0;
 }
 
-int restrictFiles(ConfinementKind kind, const ConfinementReach& reach, int abi)
+int restrictFiles(const ConfinementReach& reach, int abi)
 {
-    const Ruleset ruleset(kind, abi);
+    const Ruleset ruleset(abi);
     if (!ruleset.isThere())
         return errno;
     for (const auto& path : reach.readable)

@@ -8,6 +8,7 @@
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -56,7 +57,13 @@ struct PreviewLink::Child {
         // The child's end must block nobody and outlive the exec; ours must not get into the child.
         process_ = ChildProcess::start(loop_, ChildProcess::Kind::apart, program_,
             {"vitrel", "preview", "--width", std::to_string(width_), "--height", std::to_string(height_)}, ends[1],
-            [this](int) { fail(); });
+            [this](int status) {
+                // The user has chosen a file that wasn't in the list when it gave up reading others.
+                if (WIFEXITED(status) && WEXITSTATUS(status) == kPreviewAnew)
+                    start();
+                else
+                    fail();
+            });
         ::close(ends[1]);
         if (!process_)
             return fail();

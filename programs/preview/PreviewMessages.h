@@ -26,6 +26,8 @@ struct PreviewMessage {
 };
 
 constexpr std::uint32_t kMostPreviewPixels = 4096; // a side
+// The child's exit code where another is to take its place at once.
+constexpr int kPreviewAnew = 75;
 
 // False if the other end is gone or takes nothing more. `descriptor`, unless negative, goes along.
 bool sendPreviewMessage(int socket, const PreviewMessage& message, int descriptor = -1);

@@ -114,14 +114,30 @@ void examineFeed(SaverHost& host, Report& report)
     report.good("feed", found);
 }
 
+void examineConfinement(Report& report)
+{
+    const Confined here = confinementHere();
+    std::string holds = here.landlock > 0 ? "Landlock " + std::to_string(here.landlock) : "";
+    if (here.calls)
+        holds += (holds.empty() ? "" : " and ") + std::string("a filter of system calls");
+    if (here.lacks.empty())
+        return report.good("sandbox", holds);
+    report.idle("sandbox",
+        here.lacks
+            + (holds.empty() ? "; compositions can do what any program can"
+                             : "; with " + holds + " compositions can still read and write files"));
+}
+
 int doctor(const SaverOptions& options)
 {
-    const auto made = SaverHost::make(options);
+    const auto made = SaverHost::make(options, SaverHost::Reach::Free);
     if (!made)
         return made.error();
     const auto& host = *made;
+    host->begin();
     Report report;
     examineDesktop(report);
+    examineConfinement(report);
     examinePlayer(*host, report);
     examineCompanion(*host, report);
     examineFeed(*host, report);

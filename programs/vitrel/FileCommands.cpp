@@ -5,6 +5,7 @@
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Confining.h"
 #include "programs/vitrel/ValueJson.h"
 
 #include <algorithm>
@@ -123,7 +124,12 @@ void addInspect(CLI::App& app, Action& action)
     const auto source = std::make_shared<bool>(false);
     command->add_option("FILE", *path, "The composition")->required();
     command->add_flag("--source", *source, "Print the text form instead");
-    command->callback([&action, path, source] { action = [=] { return inspect(*path, *source); }; });
+    command->callback([&action, path, source] {
+        action = [=] {
+            confineToDrawing({{*path}, {}});
+            return inspect(*path, *source);
+        };
+    });
 }
 
 void addMake(CLI::App& app, Action& action)
@@ -132,7 +138,12 @@ void addMake(CLI::App& app, Action& action)
     const auto source = std::make_shared<std::string>(), out = std::make_shared<std::string>();
     command->add_option("SOURCE", *source, "The text form, JSON")->required();
     command->add_option("OUT", *out, "The composition to write")->required();
-    command->callback([&action, source, out] { action = [=] { return make(*source, *out); }; });
+    command->callback([&action, source, out] {
+        action = [=] {
+            confineToDrawing({{*source}, {*out}});
+            return make(*source, *out);
+        };
+    });
 }
 
 void addEvaluate(CLI::App& app, Action& action)
@@ -145,7 +156,12 @@ void addEvaluate(CLI::App& app, Action& action)
         ->allow_extra_args(false);
     command->add_option("--fps", options->fps, "Frames a second")->check(CLI::Range(0.01, 1000.0));
     command->add_option("--input", options->inputs, "KEY=VALUE sets a published input")->allow_extra_args(false);
-    command->callback([&action, options] { action = [=] { return evaluate(*options); }; });
+    command->callback([&action, options] {
+        action = [=] {
+            confineToDrawing({{options->path}, {}});
+            return evaluate(*options);
+        };
+    });
 }
 
 } // namespace vitrel

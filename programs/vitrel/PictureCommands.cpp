@@ -7,6 +7,7 @@
 #include "platform/foundation/Files.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Confining.h"
 
 namespace vitrel {
 
@@ -97,7 +98,12 @@ void addCode(CLI::App& app, Action& action)
     auto* qr = command->add_flag("--qr", options->qr, "A QR code; what is made if nothing is said");
     command->add_flag("--barcode", options->barcode, "A Code 128 barcode")->excludes(qr);
     command->add_option("--scale", options->scale, "Pixels a module; 8 if not given")->check(CLI::Range(1.0, 100.0));
-    command->callback([&action, options] { action = [=] { return code(*options); }; });
+    command->callback([&action, options] {
+        action = [=] {
+            confineToDrawing({{}, {options->out}});
+            return code(*options);
+        };
+    });
 }
 
 void addWallpaper(CLI::App& app, Action& action)
@@ -116,7 +122,12 @@ void addWallpaper(CLI::App& app, Action& action)
         ->add_option("--difference", options->difference,
             "A mural whose width to height is off the screen's by no more than this is a fill; 0.1 if not given")
         ->check(CLI::Range(0.0, 100.0));
-    command->callback([&action, options] { action = [=] { return wallpaper(*options); }; });
+    command->callback([&action, options] {
+        action = [=] {
+            confineToDrawing({{options->cover}, {options->out}});
+            return wallpaper(*options);
+        };
+    });
 }
 
 } // namespace vitrel

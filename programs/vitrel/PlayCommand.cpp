@@ -1,5 +1,6 @@
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Confining.h"
 #include "programs/vitrel/Play.h"
 
 #include <cstdlib>
@@ -19,6 +20,7 @@ int play(PlayOptions options)
         return complain("--window is for a window of its own", 2);
     if (options.watch && options.file.empty())
         return complain("--watch needs a FILE", 2);
+    closeAllBut({{}, {options.trace}});
     if (!options.display.empty())
         setenv("DISPLAY", options.display.c_str(), 1);
     // Who names a window or a display means the X server.

@@ -1,5 +1,6 @@
 // The process behind the settings window's preview. Not for users: the window starts it.
 #include "programs/child/ChildProcess.h"
+#include "programs/preview/PreviewMessages.h"
 #include "programs/preview/PreviewSurface.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/SaverHost.h"
@@ -14,7 +15,8 @@ int preview(int width, int height)
 {
     if (fcntl(ChildProcess::kInherited, F_GETFD) < 0)
         return complain("only the settings window starts this", 2);
-    const auto made = SaverHost::make({}, [](SaverHost& saver) { saver.stop(); });
+    closeAllBut({}, ChildProcess::kInherited);
+    const auto made = SaverHost::make({}, SaverHost::Reach::Confined, [](SaverHost& saver) { saver.stop(); });
     if (!made)
         return made.error();
     const auto& host = *made;
@@ -22,16 +24,23 @@ int preview(int width, int height)
     PreviewSurface& screen = *surface;
     const NSSize size{double(screen.width()), double(screen.height())};
     const auto window = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, std::move(surface));
+    host->begin();
     host->meetPlayers();
     const auto view = host->addView(window, true);
     if (!view)
         return 1;
     screen.onResize = [&](int w, int h) { host->resizeView(*window, {double(w), double(h)}); };
-    screen.onReload = [&] { view->fileDidChange(); };
+    int code = 0;
+    screen.onReload = [&] {
+        if (host->reachesComposition())
+            return view->fileDidChange();
+        code = kPreviewAnew;
+        host->runLoop().stop();
+    };
     // Nobody sees an orderly stop any more.
     screen.onEnd = [&] { host->runLoop().stop(); };
     host->runLoop().run();
-    return 0;
+    return code;
 }
 
 } // namespace

@@ -2,7 +2,9 @@
 
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "base/Text.h"
+#include "companion/token/Token.h"
 #include "platform/appkit/ImageCoding.h"
+#include "platform/foundation/CurlURLSession.h"
 #include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/patches/TextLayout.h"
@@ -14,10 +16,14 @@
 #include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
 
-#include <algorithm>
-#include <utility>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <filesystem>
+#include <utility>
 
 namespace vitrel {
 
@@ -46,7 +52,8 @@ SaverHost::SaverHost()
 
 SaverHost::~SaverHost()
 {
-    urlSession_.invalidateAndCancel();
+    if (urlSession_)
+        urlSession_->invalidateAndCancel();
     // A view that nobody stopped would be held for good by what it observes.
     for (const auto& view : views_) {
         if (!stopping_)
@@ -59,33 +66,23 @@ SaverHost::~SaverHost()
 }
 
 Result<std::unique_ptr<SaverHost>, int> SaverHost::make(
-    const SaverOptions& options, std::function<void(SaverHost&)> onSignal)
+    const SaverOptions& options, Reach reach, std::function<void(SaverHost&)> onSignal)
 {
     std::unique_ptr<SaverHost> host(new SaverHost);
     if (onSignal)
         host->signals_ = std::make_unique<HostSignals>(
             host->runLoop_, [raw = host.get(), onSignal = std::move(onSignal)](int) { onSignal(*raw); });
-    if (const auto code = host->configure(options))
+    if (const auto code = host->configure(options, reach))
         return *code;
     return host;
 }
 
 // An exit code if it can't be.
-std::optional<int> SaverHost::configure(const SaverOptions& options)
+std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach)
 {
     if (const auto code = complainOfSaverOptions(options))
         return code;
     qc::prepareSoftwareRendering();
-    // Libraries load one at a time, and no thread starts meanwhile. The first picture waits for the renderer's; so
-    // those of the image library come after it, and the covers with them.
-    artwork_.suspend();
-    earlyContext_.emplace();
-    userInitiated_.async([this] {
-        qc::readTypefaces();
-        earlyContext_->wait();
-        warmImageDecoding();
-    });
-    runLoop_.postAfter(kPictureTime, [this] { firstPictureIsThere(); });
     for (const std::string& text : options.inputs)
         inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);
@@ -104,11 +101,8 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
     surroundings_.systemVersion = *makeOperatingSystemVersion(systemVersionText(options));
     if (options.logs)
         surroundings_.log = log;
-    if (!options.withoutData) {
-        surroundings_.urlSession = &urlSession_;
-        surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
-    }
     if (!options.trace.empty()) {
+        traceName_ = options.trace;
         traceFile_.open(options.trace, options.addToTrace ? std::ios::app : std::ios::trunc);
         if (!traceFile_)
             return complain("can't write " + options.trace);
@@ -117,15 +111,7 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
     }
     choose(options);
     firstView_ = options.firstView;
-    if (options.demo) {
-        players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
-    } else if (!options.withoutData) {
-        auto bus = std::make_unique<SessionBus>(runLoop_);
-        sessionBus_ = bus.get();
-        auto players = std::make_unique<MprisPlayers>(surroundings_, std::move(bus), options.player);
-        sessionPlayers_ = players.get();
-        players_ = std::move(players);
-    }
+    configureWays(options, reach);
     surroundings_.players = players_.get();
     surroundings_.makeQCView = [this]() -> std::shared_ptr<QCView> {
         auto view = std::make_shared<CompositionView>(runLoop_);
@@ -139,6 +125,108 @@ std::optional<int> SaverHost::configure(const SaverOptions& options)
         return view;
     };
     return std::nullopt;
+}
+
+// To the world: players, feeds, covers, the companion.
+void SaverHost::configureWays(const SaverOptions& options, Reach reach)
+{
+    isConfined_ = reach == Reach::Confined;
+    if (isConfined_ && !options.withoutData)
+        outside_ = OutsideLink::start(runLoop_, permissions());
+    if (outside_) {
+        urlSession_ = outside_->urlSession();
+        surroundings_.feedFetcher = outside_->fetcher();
+        surroundings_.artworkReader = outside_->covers();
+    } else if (!isConfined_) {
+        urlSession_ = std::make_unique<CurlURLSession>(URLSessionLimits{.user = geteuid()});
+        surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
+    }
+    surroundings_.urlSession = urlSession_.get();
+    if (options.demo) {
+        players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
+    } else if (outside_ || !isConfined_) {
+        std::unique_ptr<PlayerBus> bus = outside_ ? outside_->playerBus() : nullptr;
+        if (!bus) {
+            auto direct = std::make_unique<SessionBus>(runLoop_);
+            sessionBus_ = direct.get();
+            bus = std::move(direct);
+        }
+        auto players = std::make_unique<MprisPlayers>(surroundings_, std::move(bus), options.player);
+        sessionPlayers_ = players.get();
+        players_ = std::move(players);
+    }
+}
+
+// Of the user's list, the active one first.
+std::vector<std::string> SaverHost::compositions() const
+{
+    constexpr std::size_t kMost = 1000; // a rule of the confinement each
+    const auto defaults = Settings::shared(surroundings_).screenSaverDefaults();
+    std::vector<std::string> paths;
+    if (auto active = defaults->stringForKey("Active File Path"))
+        paths.push_back(*std::move(active));
+    const auto listed = defaults->arrayForKey("Files Paths").value_or(Array{});
+    for (const auto& entry : listed)
+        if (const auto* path = entry.as<std::string>(); path && paths.size() < kMost)
+            paths.push_back(*path);
+    return paths;
+}
+
+OutsidePermissions SaverHost::permissions() const
+{
+    OutsidePermissions permissions;
+    permissions.companionPort = kCompanionPort;
+    for (const auto& path : compositions()) {
+        const VitrelItem item(surroundings_, path.substr(path.rfind('/') + 1));
+        const auto address = item.rssFeedURL().value_or("");
+        if (asciiLowercase(address.substr(0, 5)) == "file:")
+            permissions.feedFiles.push_back(address);
+    }
+    return permissions;
+}
+
+void SaverHost::begin(const CommandFiles& more, const std::vector<std::string>& folders)
+{
+    if (isConfined_)
+        confineTo(more, folders);
+    if (outside_)
+        outside_->listen();
+    // Libraries load one at a time, and no thread starts meanwhile. The first picture waits for the renderer's; so
+    // those of the image library come after it, and the covers with them.
+    artwork_.suspend();
+    earlyContext_.emplace();
+    userInitiated_.async([this] {
+        qc::readTypefaces();
+        earlyContext_->wait();
+        warmImageDecoding();
+    });
+    runLoop_.postAfter(kPictureTime, [this] { firstPictureIsThere(); });
+}
+
+void SaverHost::confineTo(CommandFiles files, std::vector<std::string> folders)
+{
+    const auto all = compositions();
+    files.read.insert(files.read.end(), all.begin(), all.end());
+    files.written.push_back(traceName_);
+    if (!defaults_->isVolatile())
+        folders.push_back(userFolder(UserFolder::Config));
+    auto reach = reachOf(files);
+    for (const auto& folder : folders) {
+        std::error_code error;
+        std::filesystem::create_directories(folder, error);
+        reach.writable.push_back(folder);
+    }
+    confine(ConfinementKind::Drawing, reach);
+}
+
+bool SaverHost::reachesComposition() const
+{
+    const auto path = Settings::shared(surroundings_).screenSaverDefaults()->stringForKey("Active File Path");
+    const int file = path ? ::open(path->c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    const bool isRefused = path && file < 0 && errno == EACCES;
+    if (file >= 0)
+        ::close(file);
+    return !isRefused;
 }
 
 // Which composition plays. What the command line says is for this run alone.

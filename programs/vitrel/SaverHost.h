@@ -2,7 +2,6 @@
 
 #include "base/Result.h"
 #include "platform/appkit/NSWindow.h"
-#include "platform/foundation/CurlURLSession.h"
 #include "platform/foundation/DefaultsStore.h"
 #include "platform/foundation/FileSystem.h"
 #include "platform/foundation/NSBundle.h"
@@ -10,10 +9,13 @@
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/Surroundings.h"
+#include "platform/foundation/URLSession.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/scriptingbridge/MprisPlayers.h"
 #include "platform/scriptingbridge/SessionBus.h"
+#include "programs/outside/OutsideLink.h"
 #include "programs/supervisor/HostSignals.h"
+#include "programs/vitrel/Confining.h"
 #include "programs/vitrel/SaverOptions.h"
 #include "programs/vitrel/ValueJson.h"
 #include "saver/InputTrace.h"
@@ -35,11 +37,22 @@ namespace vitrel {
 class SaverHost
 {
 public:
+    // Whether it reaches players, feeds and covers by itself, or through a process outside and is confined from `begin`
+    // on.
+    enum class Reach { Free, Confined };
+
     // An exit code, with a line on standard error, for options that make no sense. With `onSignal` it hears the signals
-    // that end a program, from then on; without, they do so on the spot.
+    // that end a program, from then on; without, they do so on the spot. Starts no thread.
     static Result<std::unique_ptr<SaverHost>, int> make(
-        const SaverOptions& options, std::function<void(SaverHost&)> onSignal = {});
+        const SaverOptions& options, Reach reach, std::function<void(SaverHost&)> onSignal = {});
     ~SaverHost();
+
+    // Confines the process, if it is to be, and starts the threads. Once a display is connected, which can't be done
+    // any more from then on; ahead of all below but the run loop. `more`: files beyond the composition and the trace;
+    // `folders` to be written, made if need be.
+    void begin(const CommandFiles& more = {}, const std::vector<std::string>& folders = {});
+    // Whether the composition that the settings name can be read; if not, only by another process.
+    bool reachesComposition() const;
 
     RunLoop& runLoop() { return runLoop_; }
     Surroundings& surroundings() { return surroundings_; }
@@ -59,7 +72,11 @@ public:
 
 private:
     SaverHost();
-    std::optional<int> configure(const SaverOptions& options);
+    std::optional<int> configure(const SaverOptions& options, Reach reach);
+    void configureWays(const SaverOptions& options, Reach reach);
+    void confineTo(CommandFiles files, std::vector<std::string> folders);
+    std::vector<std::string> compositions() const;
+    OutsidePermissions permissions() const;
     void choose(const SaverOptions& options);
     void playOnly(const std::string& path);
     void showDemoFeed(const std::string& path);
@@ -72,18 +89,21 @@ private:
     SystemClock clock_;
     RunLoop runLoop_{clock_};
     std::unique_ptr<HostSignals> signals_; // before any thread is
+    std::unique_ptr<OutsideLink> outside_; // before any thread is; null if it is free
     std::optional<qc::EarlyGLContext> earlyContext_;
     FileSystem files_;
     std::unique_ptr<DefaultsStore> defaults_;
     NSBundle bundle_;
     NSDistributedNotificationCenter notifications_;
-    CurlURLSession urlSession_{{.user = geteuid()}}; // for the companion, whose requests are nobody else's business
+    std::unique_ptr<URLSession> urlSession_; // null without data
     PoolQueue userInteractive_{2}, userInitiated_{2}, artwork_{2};
     PoolQueue feeds_{4}; // of as many addresses at once
     std::ofstream traceFile_;
     std::unique_ptr<InputTrace> trace_;
     std::vector<InputArgument> inputs_;
     int firstView_ = 0;
+    std::string traceName_;
+    bool isConfined_ = false;
     bool stopping_ = false, isForThisRun_ = false, hasPicture_ = false;
     Surroundings surroundings_;
     std::unique_ptr<PlayerProvider> players_;

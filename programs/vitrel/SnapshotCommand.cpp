@@ -4,9 +4,11 @@
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Confining.h"
 #include "programs/vitrel/SaverHost.h"
 #include "support/PrintKit.h"
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,8 +26,8 @@ struct SnapshotOptions : SaverOptions {
 };
 
 constexpr double kUsualTime = 2, kThumbnailTime = 1;
-// File managers wait for one picture after the other, and some for each without end.
-constexpr unsigned kThumbnailSeconds = 20;
+// File managers wait for one picture after the other, and some for each without end. Several threads draw.
+constexpr unsigned kThumbnailSeconds = 20, kThumbnailProcessorSeconds = 30;
 
 // The largest picture of a screen's shape in a box.
 std::pair<int, int> screenWithin(std::pair<int, int> box)
@@ -43,8 +45,12 @@ int snapshot(const SnapshotOptions& options)
     if (options.thumbnail) {
         size = screenWithin(*size);
         alarm(kThumbnailSeconds);
+        const rlimit processor{kThumbnailProcessorSeconds, kThumbnailProcessorSeconds};
+        setrlimit(RLIMIT_CPU, &processor);
     }
-    const auto made = SaverHost::make(options);
+    const CommandFiles files{{}, {options.output}};
+    closeAllBut(files);
+    const auto made = SaverHost::make(options, SaverHost::Reach::Confined);
     if (!made)
         return made.error();
     const auto& host = *made;
@@ -52,6 +58,7 @@ int snapshot(const SnapshotOptions& options)
     MemorySurface& screen = *surface;
     const NSRect frame = makeRect(0, 0, size->first, size->second);
     const auto window = std::make_shared<NSWindow>(frame, std::move(surface));
+    host->begin(files);
     host->meetPlayers();
     if (!host->addView(window, false))
         return complain("can't make a view");

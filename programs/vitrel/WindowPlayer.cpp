@@ -1,5 +1,6 @@
 #include "programs/vitrel/WindowPlayer.h"
 
+#include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "programs/vitrel/Commands.h"
@@ -7,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 
 namespace vitrel {
 
@@ -32,8 +32,8 @@ void WindowPlayer::stop()
 void WindowPlayer::dismiss()
 {
     // The other displays' savers need not wait for this one's end.
-    if (!host_.stopping() && options_.supervisor > 0 && getppid() == options_.supervisor)
-        ::kill(options_.supervisor, SIGTERM);
+    if (!host_.stopping() && signOfLife_)
+        signOfLife_->tellDismissal();
     stop();
 }
 
@@ -82,6 +82,10 @@ int WindowPlayer::run()
     if (!opened)
         return opened.error();
     hostWindow_ = *std::move(opened);
+    if (options_.watch) // editors write another file in the place of the one that there was
+        host_.begin({{qc::folderOf(options_.file)}, {}}, {userFolder(UserFolder::State)});
+    else
+        host_.begin();
     const NSSize size{double(hostWindow_->width()), double(hostWindow_->height())};
     window_ = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, hostWindow_->makeSurface());
     hostWindow_->onResized = [this](int width, int height) {
@@ -109,7 +113,7 @@ int playWith(const PlayOptions& options, const std::function<std::unique_ptr<Win
     const std::function<int(int)>& noHost)
 {
     WindowPlayer* running = nullptr;
-    const auto host = SaverHost::make(options, [&](SaverHost& host) {
+    const auto host = SaverHost::make(options, SaverHost::Reach::Confined, [&](SaverHost& host) {
         if (running)
             running->stop();
         else

@@ -1,4 +1,4 @@
-// attacks KIND ABI FOLDER VICTIM PORT: confines itself as KIND ("none", "drawing" or "display") as on a kernel with
+// attacks KIND ABI FOLDER VICTIM PORT: confines itself as KIND ("none", "drawing" or "service") as on a kernel with
 // that ABI, tries all that a hijacked composition could want against a folder that the test made, a process and a port
 // of its own, and prints what could be done, a word each. The wanted things are words in capitals.
 #include "platform/confinement/Confinement.h"
@@ -178,8 +178,8 @@ int main(int argc, char** argv)
         reach.readable.push_back(folder + "/file/one.qtz");
         reach.writable.push_back(folder + "/out");
         const auto confined = confine(
-            kind == "drawing" ? ConfinementKind::Drawing : ConfinementKind::Display, reach, std::atoi(argv[2]));
-        if (!confined.calls || (confined.landlock == 0 && std::atoi(argv[2]) > 0))
+            kind == "drawing" ? ConfinementKind::Drawing : ConfinementKind::Service, reach, std::atoi(argv[2]));
+        if (!confined.calls || (kind == "drawing" && confined.landlock == 0 && std::atoi(argv[2]) > 0))
             return 77;
     }
     const pid_t victim = std::atoi(argv[4]);

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/confinement/Confinement.h"
+
+#include <string>
+#include <vector>
+
+namespace vitrel {
+
+// What a command works on.
+struct CommandFiles {
+    std::vector<std::string> read; // with a text form, the pictures beside it and beneath
+    std::vector<std::string> written; // files, or descriptors of ours, as "/dev/fd/3"
+};
+
+// What drawing takes, and these files, and what comes with the program.
+ConfinementReach reachOf(const CommandFiles& files);
+
+// Closes what was left open by who started us, but the streams, what `files` name and `kept`, unless negative. Before
+// anything is opened.
+void closeAllBut(const CommandFiles& files, int kept = -1);
+
+// Both, for a command that draws or reads a file and does nothing else: confines it. Ahead of the first thread. Where
+// the kernel can't, the command works all the same: `vitrel doctor` says what holds.
+void confineToDrawing(const CommandFiles& files);
+
+} // namespace vitrel
