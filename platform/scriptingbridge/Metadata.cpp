@@ -3,6 +3,7 @@
 #include "base/Text.h"
 
 #include <cmath>
+#include <cstdio>
 #include <limits>
 
 namespace vitrel {
@@ -128,15 +129,25 @@ std::int64_t yearOf(const std::string& created)
     return 0;
 }
 
-// The song's, before that of its file: in two common players "xesam:contentCreated" is the time at which the file was
+// Whether "2026-11-25T16:50:17" names a moment and not a day: a day's beginning is that in some time zone, whose
+// minutes are whole quarters of an hour, and has no seconds.
+bool isMoment(const std::string& created)
+{
+    int minutes = 0, seconds = 0;
+    return std::sscanf(created.c_str(), "%*4d-%*2d-%*2dT%*2d:%2d:%2d", &minutes, &seconds) == 2
+        && (minutes % 15 != 0 || seconds != 0);
+}
+
+// The song's and not that of its file: in two common players "xesam:contentCreated" is the time at which the file was
 // last written.
 std::int64_t yearOf(const Fields& fields)
 {
-    for (const char* key : {"year", "sayonara:year", "date", "xesam:contentcreated"}) {
+    for (const char* key : {"year", "sayonara:year", "date"}) {
         if (const std::int64_t year = yearOf(fields.text(key)); year != 0)
             return year;
     }
-    return 0;
+    const std::string created = fields.text("xesam:contentcreated");
+    return isMoment(created) ? 0 : yearOf(created);
 }
 
 // "1/3" where a player hands out the tags of the file.
