@@ -178,7 +178,8 @@ void MprisPlayers::update()
         return;
     }
     hold_.reset();
-    show(player ? Shown{player->name, player->metadata.identity, player->artworkLosses, player->state, trackOf(*player)}
+    show(player ? Shown{player->name, player->metadata.identity, player->revisions, player->state,
+             player->metadata.length, trackOf(*player)}
                 : Shown{});
 }
 
@@ -188,14 +189,17 @@ std::optional<Seconds> MprisPlayers::heldUntil(const PlayerRecord& player)
     const bool isShown = player.name == shown_.name;
     if (player.plays() && !(isShown && shown_.state == kPlayerStatePlaying))
         end = player.playChangeEnd();
-    if (isShown && player.metadata.identity == shown_.identity && player.artworkLosses == shown_.artworkLosses)
+    if (isShown && player.metadata.identity == shown_.identity && player.revisions == shown_.revisions)
         hold_.reset();
     else if (player.trackBegan && (!hold_ || hold_->name != player.name))
         hold_ = Hold{player.name, *player.trackBegan};
     // A change of the same player that comes meanwhile waits for no longer: who skips through tracks sees some of them.
     if (hold_) {
         const bool waitsForCover = artwork_.isPending() && isLocalArtwork(player.metadata.artAddress);
-        const Seconds trackEnd = hold_->began + (waitsForCover ? kLongestHold : kTrackChangeTime);
+        // To the microsecond: most probably it hasn't said the new one yet.
+        const bool hasOldLength = isShown && player.metadata.identity != shown_.identity && player.metadata.length > 0
+            && player.metadata.length == shown_.length;
+        const Seconds trackEnd = hold_->began + (waitsForCover || hasOldLength ? kLongestHold : kTrackChangeTime);
         end = std::max(end.value_or(trackEnd), trackEnd);
     }
     return end && now() < *end ? end : std::nullopt;

@@ -17,9 +17,9 @@ struct PlayerSurroundings;
 
 // The one player that the system shows, of all that are on the bus (see chosenPlayer). What it says is kept here, so
 // that the proxy answers at once. Each change of its state, its track, its artwork or its presence is posted as a
-// distributed notification in the turn after; but a change of track is held back until the player has had its time to
-// say all of it (kTrackChangeTime), and on until a cover that lies on this machine has been read, at most for
-// kLongestHold. Main thread.
+// distributed notification in the turn after; but a change of track, or of its cover or length, is held back until the
+// player has had its time to say all of it (kTrackChangeTime), and on until a cover that lies on this machine has been
+// read, or a length that is still the last track's has been corrected, at most for kLongestHold. Main thread.
 class MprisPlayers final : public PlayerProvider, private PlayerBusListener
 {
 public:
@@ -50,8 +50,9 @@ private:
     // What observers were last told.
     struct Shown {
         std::string name, identity;
-        std::uint64_t artworkLosses = 0;
+        std::uint64_t revisions = 0;
         std::uint32_t state = 0;
+        double length = 0;
         std::shared_ptr<SBTrack> track;
     };
     // A change of track that they weren't told yet.

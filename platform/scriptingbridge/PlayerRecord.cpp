@@ -99,13 +99,13 @@ void PlayerRecord::takeState(std::uint32_t next, Seconds now, std::uint64_t& ord
 void PlayerRecord::takeTrack(TrackMetadata taken, Seconds now)
 {
     const bool isOther = taken.identity != metadata.identity;
-    const bool losesArtwork = !metadata.artAddress.empty() && taken.artAddress.empty();
+    const bool isRevised = taken.artAddress != metadata.artAddress || taken.length != metadata.length;
     if (isOther)
         position = 0;
-    if (losesArtwork)
-        ++artworkLosses;
+    if (isRevised)
+        ++revisions;
     // What comes within the time of a change is part of it.
-    if ((isOther || losesArtwork) && (!trackBegan || now - *trackBegan >= kTrackChangeTime))
+    if ((isOther || isRevised) && (!trackBegan || now - *trackBegan >= kTrackChangeTime))
         trackBegan = playBegan && now - *playBegan < kTrackChangeTime ? playBegan : std::optional(now);
     metadata = std::move(taken);
 }

@@ -28,8 +28,9 @@ struct PlayerRecord {
     double rate = 1;
     // When the first message of the change to its track came, and when it began to play; absent if that was before.
     std::optional<Seconds> trackBegan, playBegan;
-    // How often its artwork was taken away: some players do so just before they name another track.
-    std::uint64_t artworkLosses = 0;
+    // How often its track was given other artwork, none, or another length: some players do so just before they name
+    // another track.
+    std::uint64_t revisions = 0;
     // When it last began and last ceased to play: order among all players, not time; 0 if that wasn't seen.
     std::uint64_t began = 0, ended = 0;
 
