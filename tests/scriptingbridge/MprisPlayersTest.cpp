@@ -226,6 +226,9 @@ TEST(MprisPlayers, HoldsAChangeOfTrackUntilItIsWhole)
 {
     const TemporaryFolder files;
     const std::string cover = "file://" + files.write("cover.png", textOf(pngOf(4, 4)));
+    const auto untimed = [](const char* title) {
+        return Dictionary{{"Metadata", Value(Dictionary{{"xesam:title", title}})}};
+    };
     using Words = std::vector<std::pair<double, Dictionary>>;
     const std::tuple<const char*, Words, double, std::vector<std::string>> cases[] = {
         {"half told first", {{0, track("B.flac")}, {0.08, track("B")}}, 0, {"0.25 Playing B 1:00"}},
@@ -233,6 +236,7 @@ TEST(MprisPlayers, HoldsAChangeOfTrackUntilItIsWhole)
             {"0.25 Playing A 1:10", "0.80 Playing B 1:30"}},
         {"and no other", {{0, track("A", "", 70)}, {0.5, track("B", "", 70)}}, 0,
             {"0.25 Playing A 1:10", "0.90 Playing B 1:10"}},
+        {"no lengths", {{0, untimed("A")}, {0.5, untimed("B")}}, 0, {"0.25 Playing A ", "0.75 Playing B "}},
         {"the new length first", {{0, track("A", "", 70)}, {0.1, track("B", "", 70)}}, 0, {"0.25 Playing B 1:10"}},
         {"nothing between", {{0, track("")}, {0.1, track("B")}}, 0, {"0.25 Playing B 1:00"}},
         {"two changes", {{0, track("B")}, {0.26, track("C")}}, 0, {"0.25 Playing B 1:00", "0.51 Playing C 1:00"}},
