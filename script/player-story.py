@@ -4,6 +4,8 @@
 player-story.py composition                     prints a composition with all inputs that are looked at
 player-story.py play NAME FOLDER                a real player's trace, steps and version are in FOLDER
 player-story.py replay NAME FOLDER RECORDINGS   the trace of RECORDINGS/NAME.json is in FOLDER
+player-story.py slim FILE                       prints a recording without what no client of ours reads, some of which
+                                                the bus library of Python refuses
 """
 import json, os, re, sys
 from urllib.parse import unquote
@@ -157,7 +159,21 @@ def replay(name, folder, recordings):
     say(name, f"{len(told)} tracks", wrong)
 
 
+def slim(path):
+    recording = json.load(open(path))
+
+    def isRead(step):
+        member = step.get("signal", "")
+        return not member or member.endswith("Player.Seeked") or (
+            member.endswith(".PropertiesChanged") and step["arguments"][0]["value"] == "org.mpris.MediaPlayer2.Player")
+
+    recording["steps"] = [step for step in recording["steps"] if isRead(step)]
+    json.dump(recording, sys.stdout)
+
+
 if sys.argv[1] == "composition":
     print(json.dumps(composition()))
+elif sys.argv[1] == "slim":
+    slim(sys.argv[2])
 else:
     {"play": play, "replay": replay}[sys.argv[1]](*sys.argv[2:])
