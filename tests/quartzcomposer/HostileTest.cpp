@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <ctime>
 
 namespace vitrel::qc {
 
@@ -24,6 +26,13 @@ Value bomb(int levels)
     for (int level = 0; level < levels; ++level)
         value = Array{value, value};
     return value;
+}
+
+double processorSeconds()
+{
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return double(time.tv_sec) + double(time.tv_nsec) * 1e-9;
 }
 
 std::size_t textSize(Player& player)
@@ -78,9 +87,12 @@ TEST(Hostile, WhatIsDrawnIsLeftOutOnceAFrameHasTakenLong)
         std::vector<std::uint32_t> pixels(1600 * 1000);
         for (const double time : {0, 1}) {
             const auto begun = std::chrono::steady_clock::now();
+            const double spent = processorSeconds();
             graph.frame(stage, time, {});
             canvas->readInto(pixels.data(), 1600);
-            EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(6)) << text.substr(0, 60);
+            const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begun;
+            // Where others keep the processors, a single filter takes long; where there are many, all together.
+            EXPECT_LT(std::min(taken.count(), processorSeconds() - spent), 6) << text.substr(0, 60);
         }
         canvas->beginFrame(std::chrono::steady_clock::time_point::max());
         canvas->clear({1, 0, 0, 1}, true, true, 0xF);
