@@ -5,6 +5,7 @@
 #include <js/Array.h>
 #include <js/CharacterEncoding.h>
 #include <js/Conversions.h>
+#include <js/Interrupt.h>
 #include <js/Object.h>
 #include <js/PropertyAndElement.h>
 #include <js/String.h>
@@ -60,6 +61,8 @@ bool ScriptConversion::toScript(const ScriptValue& value, JS::MutableHandleValue
     out.setNull();
     if (++members_ > kMostMembers)
         return true;
+    if (!JS_CheckForInterrupt(context_)) // nobody else would look while these are copied
+        return false;
     if (const auto* flag = value.as<bool>()) {
         out.setBoolean(*flag);
     } else if (const auto* number = value.as<double>()) {
@@ -143,6 +146,8 @@ bool ScriptConversion::fromScript(JS::HandleValue value, ScriptValue& out)
     out = {};
     if (++members_ > kMostMembers)
         return true;
+    if (!JS_CheckForInterrupt(context_))
+        return false;
     if (value.isBoolean()) {
         out = value.toBoolean();
     } else if (value.isNumber()) {
