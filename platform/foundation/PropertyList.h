@@ -12,9 +12,9 @@ namespace vitrel {
 
 // Reads the binary form (bplist00) or the XML one. Integers are int64 (saturated), reals double, sets arrays, the
 // null object is nothing, a UID is its number. An object that a binary file refers to many times is one object here
-// too, and counts as often as it is met. Absent for anything that isn't a whole property list, and for one that is nested
-// deeper than 512, refers to more than a million objects or needs more than 96 MiB; so much at most is walked, copied or
-// written, then, but for data, which is the same bytes wherever it is met.
+// too, and counts as often as it is met. Absent for anything that isn't a whole property list, and for one that is
+// nested deeper than 512, refers to more than a million objects or needs more than 96 MiB; so much at most is walked,
+// copied or written, then, but for data, which is the same bytes wherever it is met.
 std::optional<Value> propertyListWithData(ByteView data);
 
 // The same value always gives the same bytes. What has no form in a property list (nothing, colours, images,

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 #include <cstddef>
+#include <utility>
 
 namespace vitrel::qc {
 

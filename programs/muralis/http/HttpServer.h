@@ -2,8 +2,8 @@
 
 #include "base/Result.h"
 #include "platform/foundation/RunLoop.h"
-#include "programs/muralis/http/HttpRequest.h"
 #include "platform/foundation/SocketOwner.h"
+#include "programs/muralis/http/HttpRequest.h"
 
 #include <cstdint>
 #include <functional>
