@@ -1,3 +1,4 @@
+#include "platform/confinement/Confinement.h"
 #include "programs/child/SaverProgram.h"
 #include "programs/idle/IdleProgram.h"
 
@@ -24,6 +25,8 @@ int main(int argc, char** argv)
         std::cerr << "vitrel: " << error.what() << '\n';
         return 2;
     }
+    // What it starts has this given up, too, and gives up more by itself.
+    vitrel::confine(vitrel::ConfinementKind::Service, {});
     options.after = vitrel::Seconds(minutes * 60);
     return vitrel::waitForIdleness(options, vitrel::saverProgram());
 }

@@ -1,5 +1,6 @@
 #include "companion/token/Token.h"
 #include "platform/appkit/ImageCoding.h"
+#include "platform/confinement/Confinement.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/NSDistributedNotificationCenter.h"
 #include "platform/foundation/OutOfMemory.h"
@@ -151,5 +152,7 @@ int main(int argc, char** argv)
             return app.exit(error);
         return complain(error.what(), 2);
     }
+    // Before the first thread; where its unit has done more already, this is no harm.
+    confine(ConfinementKind::Service, {});
     return Companion(options).serve(options.port);
 }
