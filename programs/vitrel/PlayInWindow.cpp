@@ -92,6 +92,7 @@ WindowPlayer::Opened X11Player::open()
     connection_ = X11Connection::open(host().runLoop());
     if (!connection_)
         return complainOfDisplay();
+    connected();
     monitors_ = x11Monitors(*connection_);
     auto window = makeWindow();
     if (!window)

@@ -66,6 +66,7 @@ WindowPlayer::Opened WaylandPlayer::open()
     connection_ = openWayland(host().runLoop(), covers());
     if (!connection_)
         return 1;
+    connected();
     auto window = makeWindow();
     // Without a compositor the supervisor ends, too.
     if (!window || window->isClosed())

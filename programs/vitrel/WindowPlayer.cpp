@@ -74,6 +74,14 @@ void WindowPlayer::fileChanged()
         view_->fileDidChange();
 }
 
+void WindowPlayer::connected()
+{
+    if (options_.watch) // editors write another file in the place of the one that there was
+        host_.begin({{qc::folderOf(options_.file)}, {}}, {userFolder(UserFolder::State)});
+    else
+        host_.begin();
+}
+
 int WindowPlayer::run()
 {
     if (options_.supervisor > 0 && getppid() == options_.supervisor)
@@ -82,10 +90,6 @@ int WindowPlayer::run()
     if (!opened)
         return opened.error();
     hostWindow_ = *std::move(opened);
-    if (options_.watch) // editors write another file in the place of the one that there was
-        host_.begin({{qc::folderOf(options_.file)}, {}}, {userFolder(UserFolder::State)});
-    else
-        host_.begin();
     const NSSize size{double(hostWindow_->width()), double(hostWindow_->height())};
     window_ = std::make_shared<NSWindow>(NSRect{{0, 0}, size}, hostWindow_->makeSurface());
     hostWindow_->onResized = [this](int width, int height) {

@@ -42,10 +42,12 @@ protected:
         return displays;
     }
 
-    // Connects, and makes the window. An exit code, with a line said if one is due, if there is none to be had. From
-    // here on what is below may be called, and dismiss, displayIsGone and displaysChanged.
+    // Connects, calls `connected`, and makes the window. An exit code, with a line said if one is due, if there is none
+    // to be had. From here on what is below may be called, and dismiss, displayIsGone and displaysChanged.
     using Opened = Result<std::unique_ptr<HostWindow>, int>;
     virtual Opened open() = 0;
+    // Once the display is connected: confines the process, and begins all that the first picture waits for.
+    void connected();
     // As they are now.
     virtual std::vector<Display> displays() = 0;
     // The name of the display that an ordinary window is on.
