@@ -155,6 +155,35 @@ TEST_F(Commands, ASnapshotIsAPictureOfTheSizeAskedFor)
     }
 }
 
+// A script, a text in the fonts that are here, a filter over a picture: what is missed within the confinement gives
+// another picture and no error.
+TEST_F(Commands, AConfinedPictureIsTheSameToThePixel)
+{
+    printed({"code", "hello", folder_ / "code.png"});
+    const std::string source = folder_.write("all.json", R"json({"patches": {
+  "c": {"class": "QCClear", "inputs": {"inputColor": "#204060ff"}},
+  "i": {"class": "QCImageLoader", "settings": {"imageData": {"image": "code.png"}}},
+  "p": {"class": "QCImageFilter", "identifier": "CIGaussianBlur", "inputs": {"inputRadius": 2}},
+  "b": {"class": "QCBillboard", "inputs": {"inputWidth": 0.8, "inputX": -0.4}},
+  "s": {"class": "QCJavaScript", "settings": {"newMode": 1, "script": "function (__string t) main (__number n) { var r = new Object(); r.t = 'Ärger, 音楽 ' + 6 * 7; return r; }"}},
+  "w": {"class": "QCTextImage", "inputs": {"inputGlyphSize": 0.2}},
+  "t": {"class": "QCBillboard", "inputs": {"inputWidth": 0.8, "inputX": 0.4}}},
+ "connections": ["i.outputImage > p.inputImage", "p.outputImage > b.inputImage", "s.t > w.inputString", "w.outputImage > t.inputImage"]})json");
+    printed({"make", source, folder_ / "all.qtz"});
+    std::string pictures[2];
+    for (const bool isFree : {true, false}) {
+        const std::string out = folder_ / "all.png";
+        Program program({"snapshot", "--without-data", "-o", out, "--after", "0.5", "--size", "320x180",
+                            isFree ? folder_ / "all.qtz" : source},
+            {{"VITREL_NO_SANDBOX", isFree ? "1" : "0"}});
+        if (program.wait() == 1 && program.errors().find("OpenGL") != std::string::npos)
+            GTEST_SKIP() << "no OpenGL here";
+        pictures[isFree] = TemporaryFolder::read(out);
+    }
+    EXPECT_GT(pictures[0].size(), 5000u);
+    EXPECT_TRUE(pictures[0] == pictures[1]);
+}
+
 // The renderer's compiler would end it by a signal, and an exception would tear what is written in C.
 TEST(Memory, ThatIsTooLittleEndsInOneLine)
 {

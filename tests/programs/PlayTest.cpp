@@ -183,6 +183,11 @@ TEST_F(TwoMonitors, EachMonitorHasAProcessThatIsStartedAgainAndAKeyEndsAll)
     ASSERT_TRUE(bothBecome(0x00FFFF)) << program->errors();
     const auto before = program->children();
     ASSERT_EQ(before.size(), 2u);
+    for (const pid_t child : before) {
+        const auto status = TemporaryFolder::read("/proc/" + std::to_string(child) + "/status");
+        EXPECT_NE(status.find("Seccomp:\t2"), status.npos) << "it is confined";
+        EXPECT_NE(status.find("NoNewPrivs:\t1"), status.npos);
+    }
     ::kill(before[0], SIGKILL);
     ASSERT_TRUE(until([&] {
         const auto now = program->children();
