@@ -103,6 +103,7 @@ Confined confinementHere()
 {
     Confined result;
     if (isSwitchedOff()) {
+        result.isSwitchedOff = true;
         result.lacks = "VITREL_NO_SANDBOX is set";
         return result;
     }

@@ -27,6 +27,7 @@ struct ConfinementReach {
 struct Confined {
     int landlock = 0; // the ABI that the kernel has and that is used, 0 for none, as for a service
     bool calls = false; // the filter of system calls holds
+    bool isSwitchedOff = false; // by the environment
     std::string lacks; // why one of them doesn't, for people; empty if both hold
 };
 

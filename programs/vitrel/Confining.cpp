@@ -3,6 +3,7 @@
 #include "base/Text.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
+#include "programs/vitrel/Commands.h"
 
 #include <sys/stat.h>
 
@@ -80,10 +81,16 @@ void closeAllBut(const CommandFiles& files, int kept)
     closeInheritedDescriptors(all);
 }
 
+void tellUnconfined(const Confined& confined)
+{
+    if (!confined.calls && !confined.isSwitchedOff)
+        complain("this isn't confined: " + confined.lacks);
+}
+
 void confineToDrawing(const CommandFiles& files)
 {
     closeAllBut(files);
-    confine(ConfinementKind::Drawing, reachOf(files));
+    tellUnconfined(confine(ConfinementKind::Drawing, reachOf(files)));
 }
 
 } // namespace vitrel

@@ -20,6 +20,10 @@ ConfinementReach reachOf(const CommandFiles& files);
 // anything is opened.
 void closeAllBut(const CommandFiles& files, int kept = -1);
 
+// Says so in a line if system calls aren't filtered, which is a fault of ours or of the kernel, unless the user wants
+// it so.
+void tellUnconfined(const Confined& confined);
+
 // Both, for a command that draws or reads a file and does nothing else: confines it. Ahead of the first thread. Where
 // the kernel can't, the command works all the same: `vitrel doctor` says what holds.
 void confineToDrawing(const CommandFiles& files);

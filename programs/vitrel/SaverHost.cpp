@@ -83,6 +83,7 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
     if (const auto code = complainOfSaverOptions(options))
         return code;
     qc::prepareSoftwareRendering();
+    artwork_.suspend(); // until the first picture is there; a demonstration asks for its covers at once
     for (const std::string& text : options.inputs)
         inputs_.push_back(*inputArgument(text));
     const LogSink log = standardErrorLog(clock_);
@@ -193,7 +194,6 @@ void SaverHost::begin(const CommandFiles& more, const std::vector<std::string>& 
         outside_->listen();
     // Libraries load one at a time, and no thread starts meanwhile. The first picture waits for the renderer's; so
     // those of the image library come after it, and the covers with them.
-    artwork_.suspend();
     earlyContext_.emplace();
     userInitiated_.async([this] {
         qc::readTypefaces();
@@ -216,7 +216,7 @@ void SaverHost::confineTo(CommandFiles files, std::vector<std::string> folders)
         std::filesystem::create_directories(folder, error);
         reach.writable.push_back(folder);
     }
-    confine(ConfinementKind::Drawing, reach);
+    tellUnconfined(confine(ConfinementKind::Drawing, reach));
 }
 
 bool SaverHost::reachesComposition() const

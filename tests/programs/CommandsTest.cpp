@@ -182,6 +182,7 @@ TEST_F(Commands, AConfinedPictureIsTheSameToThePixel)
     }
     EXPECT_GT(pictures[0].size(), 5000u);
     EXPECT_TRUE(pictures[0] == pictures[1]);
+    printed({"snapshot", "--demo", "-o", folder_ / "all.png", "--after", "0.1"}); // it would say that it isn't confined
 }
 
 // The renderer's compiler would end it by a signal, and an exception would tear what is written in C.
