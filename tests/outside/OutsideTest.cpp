@@ -100,7 +100,11 @@ TEST_F(Outside, GivesFeedsCoversAndTheCompanionsAnswersAndNothingElse)
         EXPECT_EQ(cover(address), "none") << address;
     EXPECT_EQ(cover("data:,text"), "text") << "which nobody is asked for";
     EXPECT_EQ(companion(web + "/state?x"), "GET /state?x");
-    EXPECT_THAT(companion("http://localhost:1/"), testing::StartsWith("error: "));
+    LocalServer neighbour([](const LocalServer::Request&, const LocalServer::Connection& connection) {
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
+    });
+    EXPECT_THAT(companion("http://localhost:" + std::to_string(neighbour.port()) + "/"),
+        testing::StartsWith("error: only the companion"));
     EXPECT_THAT(companion(web + "1/"), testing::StartsWith("error: ")) << "another port, which begins alike";
 
     // Who has waited is answered when the process is gone, and so is who asks later.

@@ -169,6 +169,9 @@ TEST_F(OnFake, AFractionalScaleGivesTheOutputsOwnPixels)
     EXPECT_EQ(shown(), (std::array{640, 480, 1, 427, 320})) << "two thirds, and not 641 pixels";
     compositor_->configure(320, 240);
     EXPECT_EQ(shown(), (std::array{640, 480, 1, 320, 240}));
+    compositor_->preferScale(150);
+    compositor_->configure(512, 300);
+    EXPECT_EQ(shown(), (std::array{640, 375, 1, 512, 300})) << "of another shape than the output";
     compositor_->preferScale(180);
     compositor_->configure(333, 101);
     EXPECT_EQ(shown(), (std::array{500, 152, 1, 333, 101})) << "no whole output: halves upwards, 499.5 and 151.5";
