@@ -152,6 +152,17 @@ Result<Bytes, int> readFile(const std::string& path, std::size_t limit)
     return readFile(files, path, limit);
 }
 
+bool isPicture(ByteView bytes)
+{
+    using namespace std::string_view_literals;
+    const std::string_view text = textOf(bytes.first(std::min<std::size_t>(bytes.size(), 16)));
+    for (const std::string_view head :
+        {"\x89PNG\r\n\x1A\n"sv, "\xFF\xD8\xFF"sv, "GIF87a"sv, "GIF89a"sv, "II*\0"sv, "MM\0*"sv})
+        if (text.starts_with(head))
+            return true;
+    return text.starts_with("RIFF") && text.size() >= 12 && text.substr(8, 4) == "WEBP";
+}
+
 Result<struct ::stat, int> replaceFile(FileSystem& files, const std::string& path, ByteView bytes, FileReplacement how)
 {
     struct ::stat old {

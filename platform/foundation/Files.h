@@ -21,6 +21,10 @@ Result<Bytes, int> readFileBeneath(const std::string& folder, const std::string&
 Result<Bytes, int> readFileBeneath(
     FileSystem& files, const std::string& folder, const std::string& name, std::size_t limit);
 
+// Whether bytes begin as a PNG, JPEG, GIF, WebP or TIFF file does (the formats' own documents): of the files that
+// something untrusted names, pictures alone are its business.
+bool isPicture(ByteView bytes);
+
 struct FileReplacement {
     unsigned mode = 0666; // of a file that wasn't there, less the process's mask; one that was keeps owner and mode
     bool lasting = true; // survives the loss of power

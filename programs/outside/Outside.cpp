@@ -3,6 +3,7 @@
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "base/Text.h"
 #include "platform/foundation/CurlURLSession.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/scriptingbridge/Artwork.h"
@@ -32,16 +33,6 @@ bool isOfWeb(const std::string& address)
 {
     const FeedKit::URL url(address);
     return FeedKit::sameIgnoringCase(url.scheme(), "http") || FeedKit::sameIgnoringCase(url.scheme(), "https");
-}
-
-// By its first bytes (the formats' own documents): what the image library is let loose on.
-bool isPicture(ByteView bytes)
-{
-    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), std::min<std::size_t>(bytes.size(), 16));
-    using namespace std::string_view_literals;
-    return text.starts_with("\x89PNG\r\n\x1A\n"sv) || text.starts_with("\xFF\xD8\xFF"sv) || text.starts_with("GIF8"sv)
-        || (text.starts_with("RIFF"sv) && text.substr(std::min<std::size_t>(8, text.size())).starts_with("WEBP"sv))
-        || text.starts_with("II*\0"sv) || text.starts_with("MM\0*"sv);
 }
 
 class Server final : private PlayerBusListener

@@ -1,6 +1,5 @@
 #include "programs/outside/OutsideLink.h"
 
-#include "platform/scriptingbridge/Artwork.h"
 #include "programs/child/ChildProcess.h"
 #include "programs/outside/OutsideMessage.h"
 
@@ -351,7 +350,7 @@ std::unique_ptr<URLSession> OutsideLink::urlSession()
     return std::make_unique<Session>(state_);
 }
 
-std::function<std::optional<Bytes>(const std::string&, const std::atomic<bool>&)> OutsideLink::covers()
+ArtworkReader OutsideLink::covers()
 {
     return [weak = std::weak_ptr(state_)](
                const std::string& address, const std::atomic<bool>& stop) -> std::optional<Bytes> {

@@ -1,16 +1,13 @@
 #pragma once
 
 #include "FeedKit/fetch/Fetcher.h"
-#include "base/Bytes.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/URLSession.h"
+#include "platform/scriptingbridge/Artwork.h"
 #include "platform/scriptingbridge/PlayerBus.h"
 #include "programs/outside/Outside.h"
 
-#include <atomic>
-#include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace vitrel {
@@ -39,7 +36,7 @@ public:
     // Of the companion. Its thread is the one that listens.
     std::unique_ptr<URLSession> urlSession();
     // A cover's bytes, as artworkBytes gives them. Any thread but the main one; as `fetcher`.
-    std::function<std::optional<Bytes>(const std::string& address, const std::atomic<bool>& stop)> covers();
+    ArtworkReader covers();
 
 private:
     struct State;

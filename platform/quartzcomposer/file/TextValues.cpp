@@ -53,19 +53,6 @@ std::optional<std::string> colorText(const Dictionary& members)
     return text;
 }
 
-// By how files of these kinds begin: PNG, JPEG, GIF, WebP, TIFF. Nothing else that lies there is a composition's
-// business.
-bool isPicture(ByteView bytes)
-{
-    using namespace std::string_view_literals;
-    const std::string_view text = textOf(bytes);
-    for (const std::string_view head :
-        {"\x89PNG\r\n\x1A\n"sv, "\xFF\xD8\xFF"sv, "GIF87a"sv, "GIF89a"sv, "II*\0"sv, "MM\0*"sv})
-        if (text.starts_with(head))
-            return true;
-    return text.starts_with("RIFF") && text.size() >= 12 && text.substr(8, 4) == "WEBP";
-}
-
 Json linesOf(const std::string& text)
 {
     Json lines = Json::array();
