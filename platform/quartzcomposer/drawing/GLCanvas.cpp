@@ -241,7 +241,7 @@ void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state
 // As many as it covers at most.
 double GLCanvas::pixelsOf(const CanvasVertex* v) const
 {
-    const double target = double(width()) * height();
+    const double target = double(targets_.back().texture->width()) * targets_.back().texture->height();
     double x[3], y[3];
     for (int k = 0; k < 3; ++k) {
         const double w = v[k].position[3];
