@@ -50,13 +50,13 @@ std::optional<int> descriptorNamedBy(const std::string& path)
 
 } // namespace
 
-ConfinementReach reachOf(const CommandFiles& files)
+ConfinementReach reachOf(const CommandFiles& files, const std::string& resources)
 {
     ConfinementReach reach = reachOfDrawing();
-    reach.readable.push_back(NSBundle::forExecutable().resourcePath());
+    reach.readable.push_back(resources);
     for (const auto& path : files.read) {
         reach.readable.push_back(path);
-        if (!asciiLowercase(path).ends_with(".qtz"))
+        if (!path.ends_with('/') && !asciiLowercase(path).ends_with(".qtz"))
             addPicturesBeneath(qc::folderOf(path), reach.readable);
     }
     for (const auto& path : files.written) {
@@ -90,7 +90,7 @@ void tellUnconfined(const Confined& confined)
 void confineToDrawing(const CommandFiles& files)
 {
     closeAllBut(files);
-    tellUnconfined(confine(ConfinementKind::Drawing, reachOf(files)));
+    tellUnconfined(confine(ConfinementKind::Drawing, reachOf(files, NSBundle::forExecutable().resourcePath())));
 }
 
 } // namespace vitrel

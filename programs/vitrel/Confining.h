@@ -13,8 +13,8 @@ struct CommandFiles {
     std::vector<std::string> written; // files, or descriptors of ours, as "/dev/fd/3"
 };
 
-// What drawing takes, and these files, and what comes with the program.
-ConfinementReach reachOf(const CommandFiles& files);
+// What drawing takes, and these files, and the program's `resources`.
+ConfinementReach reachOf(const CommandFiles& files, const std::string& resources);
 
 // Closes what was left open by who started us, but the streams, what `files` name and `kept`, unless negative. Before
 // anything is opened.

@@ -210,7 +210,7 @@ void SaverHost::confineTo(CommandFiles files, std::vector<std::string> folders)
     files.written.push_back(traceName_);
     if (!defaults_->isVolatile())
         folders.push_back(userFolder(UserFolder::Config));
-    auto reach = reachOf(files);
+    auto reach = reachOf(files, bundle_.resourcePath());
     for (const auto& folder : folders) {
         std::error_code error;
         std::filesystem::create_directories(folder, error);
