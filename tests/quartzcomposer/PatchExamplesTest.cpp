@@ -1,0 +1,136 @@
+#include "base/Text.h"
+#include "platform/quartzcomposer/drawing/GLCanvas.h"
+#include "platform/quartzcomposer/drawing/GLContext.h"
+#include "platform/quartzcomposer/file/CompositionReader.h"
+#include "platform/quartzcomposer/scene/Filters.h"
+#include "quartzcomposer/Play.h"
+
+#include <epoxy/gl.h>
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace vitrel::qc {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The examples of docs/patches: each says in the lines `//@` of its head what it must show.
+class Example
+{
+public:
+    explicit Example(const fs::path& path)
+        : file_(readCompositionFile(path))
+        , lines_(path)
+    { }
+
+    void play()
+    {
+        ASSERT_TRUE(file_) << file_.error().reason;
+        graph_ = std::make_unique<CompositionGraph>(*file_, registry());
+        EXPECT_EQ(graph_->dangling(), 0);
+        EXPECT_THAT(graph_->unsupported(), testing::IsEmpty());
+        int expectations = 0;
+        for (std::string line; std::getline(lines_, line) && line.starts_with("//");) {
+            if (!line.starts_with("//@ "))
+                continue;
+            SCOPED_TRACE(line);
+            std::istringstream words(line.substr(4));
+            std::string verb;
+            words >> verb;
+            if (verb == "size")
+                words >> width_ >> height_;
+            else if (verb == "time")
+                show(number(words));
+            else if (verb == "pixel")
+                expectPixel(words);
+            else if (verb == "out")
+                expectOutput(words);
+            else
+                ADD_FAILURE() << "no such word";
+            expectations += verb == "pixel" || verb == "out";
+        }
+        EXPECT_GT(expectations, 0);
+    }
+
+private:
+    static double number(std::istringstream& words)
+    {
+        double number = -1;
+        EXPECT_TRUE(words >> number);
+        return number;
+    }
+    void show(double time)
+    {
+        if (!canvas_) {
+            canvas_ = GLCanvas::make(width_, height_, graph_->needsDepth());
+            ASSERT_TRUE(canvas_);
+            stage_ = std::make_unique<Stage>(*canvas_);
+            canvas_->clear({0, 0, 0, 1}, true, true, 0xF);
+        }
+        graph_->frame(*stage_, time, Date::fromReferenceDate(time));
+        pixels_.resize(static_cast<std::size_t>(width_ * height_));
+        canvas_->readInto(pixels_.data(), static_cast<std::size_t>(width_));
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    }
+    void expectPixel(std::istringstream& words)
+    {
+        if (!canvas_)
+            show(0);
+        int x = -1, y = -1, tolerance = 2;
+        std::string color, within;
+        words >> x >> y >> color >> within;
+        if (within.starts_with('~'))
+            tolerance = std::stoi(within.substr(1));
+        ASSERT_TRUE(x >= 0 && y >= 0 && x < width_ && y < height_ && color.size() == 7);
+        const auto expected = static_cast<std::uint32_t>(std::stoul(color.substr(1), nullptr, 16));
+        const std::uint32_t shown = pixels_[static_cast<std::size_t>(y * width_ + x)];
+        for (const int shift : {16, 8, 0})
+            EXPECT_NEAR(int(shown >> shift & 255), int(expected >> shift & 255), tolerance) << std::hex << shown;
+    }
+    void expectOutput(std::istringstream& words)
+    {
+        if (!canvas_)
+            show(0);
+        std::string key, value;
+        words >> key >> std::ws;
+        std::getline(words, value);
+        EXPECT_EQ(shown(graph_->output(key, *stage_)), value);
+    }
+
+    CompositionResult file_;
+    std::ifstream lines_;
+    std::unique_ptr<CompositionGraph> graph_;
+    std::unique_ptr<GLCanvas> canvas_;
+    std::unique_ptr<Stage> stage_;
+    int width_ = 200, height_ = 100;
+    std::vector<std::uint32_t> pixels_;
+};
+
+std::vector<fs::path> examples()
+{
+    std::vector<fs::path> paths;
+    for (const auto& entry : fs::directory_iterator(VITREL_EXAMPLES))
+        if (entry.path().extension() == ".json")
+            paths.push_back(entry.path());
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+} // namespace
+
+TEST(PatchExamples, ShowWhatTheySay)
+{
+    if (!GLContext::current())
+        GTEST_SKIP();
+    for (const fs::path& path : examples()) {
+        SCOPED_TRACE(path.filename());
+        Example(path).play();
+    }
+}
+
+} // namespace vitrel::qc
