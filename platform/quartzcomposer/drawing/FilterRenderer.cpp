@@ -17,6 +17,7 @@ constexpr int kMaxSide = 4096; // of a filter's result
 constexpr int kMaxChain = 64; // filters upon filters
 // Passes for one picture that is shown: results without an end aren't kept, so two inputs of one source double them.
 constexpr int kMaxPasses = 512;
+constexpr std::size_t kMostLevels = 7; // of a picture that is shown small
 
 // Half the size, each pixel the mean of four.
 Bitmap halved(const Bitmap& from)
@@ -47,18 +48,12 @@ int pixels(double length)
     return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, double(kMaxSide)));
 }
 
-bool sameGeneration(const TextureRef& texture)
-{
-    return texture && GLContext::current() && texture->generation() == GLContext::current()->generation();
-}
-
 } // namespace
 
 FilterRenderer::FilterRenderer(Workload& work)
     : work_(work)
     , generation_(GLContext::current() ? GLContext::current()->generation() : 0)
 {
-    glGenFramebuffers(1, &framebuffer_);
     glGenVertexArrays(1, &vertexArray_);
 }
 
@@ -67,7 +62,6 @@ FilterRenderer::~FilterRenderer()
     const GLContext* context = GLContext::current();
     if (!context || context->generation() != generation_)
         return;
-    glDeleteFramebuffers(1, &framebuffer_);
     glDeleteVertexArrays(1, &vertexArray_);
 }
 
@@ -75,7 +69,7 @@ TextureRef FilterRenderer::texture(const ImageRef& image, int targetWidth, int t
 {
     if (image->bitmap()) {
         std::size_t wanted = 0;
-        while (texelsPerPixel > 1.7 && wanted < 6) {
+        while (texelsPerPixel > 1.7 && wanted < kMostLevels - 1) {
             texelsPerPixel /= 2;
             ++wanted;
         }
@@ -87,15 +81,26 @@ TextureRef FilterRenderer::texture(const ImageRef& image, int targetWidth, int t
     return piece(image, wanted).texture;
 }
 
+namespace {
+
+TextureLevels& levelsOf(const Image& image, bool canBeMadeAgain)
+{
+    auto levels = std::dynamic_pointer_cast<TextureLevels>(image.realization);
+    if (!levels)
+        image.realization = levels = std::make_shared<TextureLevels>(canBeMadeAgain);
+    return *levels;
+}
+
+} // namespace
+
+// One that doesn't fit gives way to a smaller one.
 TextureRef FilterRenderer::level(const ImageRef& image, std::size_t number)
 {
-    auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
-    if (!levels)
-        image->realization = levels = std::make_shared<TextureLevels>();
-    if (levels->levels.size() <= number)
-        levels->levels.resize(number + 1);
-    if (!sameGeneration(levels->levels[number])) {
-        const auto bitmap = image->bitmap();
+    const auto bitmap = image->bitmap();
+    const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
+    for (; number < kMostLevels; ++number) {
+        if (auto there = levels ? levels->at(number) : nullptr)
+            return there;
         if (work_.isLate())
             return nullptr;
         work_.spend(double(bitmap->width) * bitmap->height * (number ? 2 : 1));
@@ -103,9 +108,12 @@ TextureRef FilterRenderer::level(const ImageRef& image, std::size_t number)
         for (std::size_t k = 0; k < number; ++k)
             small = halved(k == 0 ? *bitmap : small);
         const Bitmap& shown = number ? small : *bitmap;
-        levels->levels[number] = Texture::make(shown.width, shown.height, shown.pixels.data());
+        if (auto made = Texture::make(shown.width, shown.height, shown.pixels.data())) {
+            levelsOf(*image, true).keep(number, made);
+            return made;
+        }
     }
-    return levels->levels[number];
+    return nullptr;
 }
 
 FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent& wanted)
@@ -113,30 +121,23 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
     if (!image || passes_ > kMaxPasses)
         return {};
     const auto* filtered = dynamic_cast<const FilteredImage*>(image.get());
+    const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
     if (!filtered) {
         if (image->bitmap())
             return {level(image, 0), image->extent()};
-        const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
-        const bool there = levels && !levels->levels.empty() && sameGeneration(levels->levels[0]);
-        return there ? Piece{levels->levels[0], image->extent()} : Piece{};
+        return {levels ? levels->at(0) : nullptr, image->extent()};
     }
     if (depth_ >= kMaxChain)
         return {};
-    ++depth_;
     // A finite one is computed whole and kept; an infinite one as far as it is wanted.
-    const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
-    Piece result;
-    if (!image->extent().infinite && levels && !levels->levels.empty() && sameGeneration(levels->levels[0])) {
-        result = {levels->levels[0], image->extent()};
-    } else {
-        result = computed(*filtered, image->extent().infinite ? wanted : image->extent());
-        if (!image->extent().infinite && result.texture) {
-            auto kept = std::make_shared<TextureLevels>();
-            kept->levels.push_back(result.texture);
-            image->realization = kept;
-        }
-    }
+    const bool isWhole = !image->extent().infinite;
+    if (auto there = isWhole && levels ? levels->at(0) : nullptr)
+        return {there, image->extent()};
+    ++depth_;
+    const Piece result = computed(*filtered, isWhole ? image->extent() : wanted);
     --depth_;
+    if (isWhole && result.texture)
+        levelsOf(*image, true).keep(0, result.texture);
     return result;
 }
 
@@ -202,11 +203,12 @@ FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vec
 {
     if (work_.isLate() || ++passes_ > kMaxPasses)
         return {};
-    Piece result{Texture::make(width, height, nullptr), covers};
+    Piece result{Texture::fitting(width, height), covers};
     if (!result.texture)
         return {};
-    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, result.texture->name(), 0);
+    result.texture->framebuffer();
+    width = result.texture->width();
+    height = result.texture->height();
     glViewport(0, 0, width, height);
     for (const GLenum off : {GL_BLEND, GL_DEPTH_TEST, GL_CULL_FACE, GL_SCISSOR_TEST})
         glDisable(off);
