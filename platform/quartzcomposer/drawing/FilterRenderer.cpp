@@ -13,7 +13,6 @@ namespace vitrel::qc {
 
 namespace {
 
-constexpr int kMaxSide = 4096; // of a filter's result
 constexpr int kMaxChain = 64; // filters upon filters
 // Passes for one picture that is shown: results without an end aren't kept, so two inputs of one source double them.
 constexpr int kMaxPasses = 512;
@@ -45,7 +44,7 @@ Bitmap halved(const Bitmap& from)
 
 int pixels(double length)
 {
-    return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, double(kMaxSide)));
+    return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, double(Texture::largestSide())));
 }
 
 } // namespace

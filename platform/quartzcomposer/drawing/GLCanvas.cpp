@@ -43,7 +43,7 @@ std::string fragmentShader(unsigned variant)
     if (variant & kMasked)
         text += "c *= dot(texture(mask, at).rgb, vec3(0.299, 0.587, 0.114));\n";
     if (variant & kAlphaTested)
-        text += "if (c.a < 0.5) discard;\n";
+        text += "if (c.a <= 0.01) discard;\n";
     return text + "result = c; }";
 }
 
@@ -106,6 +106,11 @@ bool GLCanvas::valid() const
 {
     const GLContext* context = GLContext::current();
     return context && context->generation() == generation_;
+}
+
+int GLCanvas::largestSide() const
+{
+    return Texture::largestSide();
 }
 
 void GLCanvas::beginFrame(std::chrono::steady_clock::time_point end)
@@ -176,10 +181,12 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     }
     if (!std::all_of(vertices.begin(), vertices.end(), opaqueWhite))
         state.variant |= kColored;
-    if (paint.blending == Blending::Alpha)
-        state.variant |= kAlphaTested;
     state.blending = paint.blending;
     state.depth = targets_.back().mayHaveDepth() ? paint.depth : DepthTest::None;
+    // Only the depth shows whether a clear pixel was there.
+    if (paint.discardsClear && paint.blending != Blending::Replace && state.depth == DepthTest::ReadWrite
+        && (state.texture || state.variant & kColored))
+        state.variant |= kAlphaTested;
     state.culling = paint.culling;
     state.colorMask = paint.colorMask;
     state.nearest = paint.nearest;
@@ -306,11 +313,12 @@ void GLCanvas::apply(const State& state)
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
     }
-    if (state.blending == Blending::Over || state.blending == Blending::Add) {
+    // Alpha is Over for colours that aren't premultiplied, and all of ours are.
+    if (state.blending == Blending::Replace) {
+        glDisable(GL_BLEND);
+    } else {
         glEnable(GL_BLEND);
         glBlendFunc(GL_ONE, state.blending == Blending::Add ? GL_ONE : GL_ONE_MINUS_SRC_ALPHA);
-    } else {
-        glDisable(GL_BLEND);
     }
     if (state.depth == DepthTest::None) {
         glDisable(GL_DEPTH_TEST);
@@ -353,10 +361,10 @@ void GLCanvas::flush()
     work_.spend(std::exchange(gatheredPixels_, 0));
 }
 
-void GLCanvas::beginImage(int width, int height, bool depth)
+void GLCanvas::beginImage(int width, int height, bool depth, bool deep)
 {
     flush();
-    auto texture = Texture::fitting(width, height);
+    auto texture = Texture::fitting(width, height, deep ? Texture::Format::Halves : Texture::Format::Bytes);
     targets_.emplace_back(texture ? std::move(texture) : targets_.back().texture(), width, height, depth);
 }
 

@@ -23,10 +23,12 @@ public:
 
     int width() const override { return targets_.back().width; }
     int height() const override { return targets_.back().height; }
+    int largestSide() const override;
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
     void beginFrame(std::chrono::steady_clock::time_point end) override;
-    void beginImage(int width, int height, bool depth) override;
+    void beginImage(int width, int height, bool depth, bool deep) override;
+    bool isLate() const override { return work_.isLate(); }
     ImageRef endImage() override;
 
     // The outermost target anew, with the old picture in it as far as the sizes allow. With a `divisor` it has only so

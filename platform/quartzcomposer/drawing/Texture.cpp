@@ -15,7 +15,6 @@ constexpr std::size_t kMaxLivingBytes = 160u << 20;
 // Of memory that waits for the next texture of its size: for as many frames, and no more than so much.
 constexpr std::uint64_t kSpareFrames = 30;
 constexpr std::size_t kMaxSpareBytes = 32u << 20;
-constexpr int kMaxSide = 16384;
 
 // Memory without a holder, oldest first. Main thread, as all here.
 struct Spare {
@@ -68,7 +67,7 @@ bool makeRoom(std::size_t size)
 TextureRef Texture::make(int width, int height, const std::uint32_t* pixels, Use use, Format format)
 {
     const GLContext* context = GLContext::current();
-    if (!context || width < 1 || height < 1 || width > kMaxSide || height > kMaxSide)
+    if (!context || width < 1 || height < 1 || width > largestSide() || height > largestSide())
         return nullptr;
     const std::size_t size
         = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * (format == Format::Halves ? 8 : 4);
@@ -114,8 +113,9 @@ TextureRef Texture::make(int width, int height, const std::uint32_t* pixels, Use
 
 TextureRef Texture::fitting(double width, double height, Format format)
 {
+    const double most = largestSide();
     const auto side
-        = [](double length) { return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, double(kMaxSide))); };
+        = [most](double length) { return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, most)); };
     for (;; width /= 2, height /= 2) {
         auto texture = make(side(width), side(height), nullptr, Use::Composition, format);
         if (texture || !GLContext::current())
@@ -153,6 +153,19 @@ Texture::~Texture()
     spares.push_back({name_, framebuffer_, width_, height_, format_, bytes, frame, generation_});
     spareBytes += bytes;
     dropSparesUntil(kMaxSpareBytes);
+}
+
+int Texture::largestSide()
+{
+    constexpr GLint kMost = 16384;
+    static GLint side = 0;
+    static std::uint64_t generation = 0;
+    const GLContext* context = GLContext::current();
+    if (context && (side == 0 || generation != context->generation())) {
+        generation = context->generation();
+        glGetIntegerv(GL_MAX_TEXTURE_SIZE, &side);
+    }
+    return std::clamp(side, 64, kMost);
 }
 
 void Texture::beginFrame()

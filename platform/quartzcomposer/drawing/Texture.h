@@ -37,6 +37,9 @@ public:
     // False once the context that it was made on is gone.
     bool valid() const;
 
+    // The renderer's own, at most 16384.
+    static int largestSide();
+
     // A frame begins: memory that none of the last ones wanted is given back.
     static void beginFrame();
 
