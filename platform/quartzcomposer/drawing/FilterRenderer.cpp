@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace vitrel::qc {
 
@@ -140,37 +141,85 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
     return result;
 }
 
+namespace {
+
+bool goesThroughTransform(const FilteredImage& image)
+{
+    return image.filter == "CIAffineTransform" || image.filter == "CIAffineClamp" || image.filter == "CIAffineTile";
+}
+
+// Shaders go from the result back to the source. Absent where there is no way back.
+std::optional<std::vector<double>> numbersFor(const FilteredImage& image)
+{
+    if (image.filter == "CIPerspectiveTransform")
+        return sharesOfQuadrangle(image.numbers);
+    if (!goesThroughTransform(image))
+        return image.numbers;
+    const Affine t = affineOf(image.numbers);
+    const double det = t.a * t.d - t.b * t.c;
+    if (std::fabs(det) < 1e-12)
+        return std::nullopt;
+    return std::vector<double>{t.d / det, -t.b / det, -t.c / det, t.a / det, t.tx, t.ty};
+}
+
+// What part of an image without an end a filter reads for the part of its result that is wanted.
+Extent needed(const FilteredImage& image, const Extent& wanted)
+{
+    const Filter* filter = filterNamed(image.filter);
+    const auto numbers = numbersFor(image);
+    if (goesThroughTransform(image) && numbers) {
+        const std::vector<double>& n = *numbers;
+        Extent box{1e9, 1e9, 0, 0, false};
+        double right = -1e9, top = -1e9;
+        for (const double x : {wanted.x, wanted.x + wanted.width}) {
+            for (const double y : {wanted.y, wanted.y + wanted.height}) {
+                const double px = n[0] * (x - n[4]) + n[2] * (y - n[5]), py = n[1] * (x - n[4]) + n[3] * (y - n[5]);
+                box.x = std::min(box.x, px);
+                box.y = std::min(box.y, py);
+                right = std::max(right, px);
+                top = std::max(top, py);
+            }
+        }
+        box.width = std::clamp(right - box.x, 1.0, 1e5);
+        box.height = std::clamp(top - box.y, 1.0, 1e5);
+        return box;
+    }
+    // Generators, compositing and colours read where they write, all others about it.
+    const bool reads = filter && filter->images[0] && filter->rule != ExtentRule::Union
+        && filter->rule != ExtentRule::Masked && filter->parameters[0].key
+        && filter->parameters[0].kind != ParameterKind::Number;
+    return reads ? grow(wanted, std::max(wanted.width, wanted.height) / 4) : wanted;
+}
+
+} // namespace
+
 FilterRenderer::Piece FilterRenderer::computed(const FilteredImage& image, const Extent& wanted)
 {
     if (wanted.empty())
         return {};
-    if (image.filter == "CIGaussianBlur" || image.filter == "CIDiscBlur")
+    const Filter* filter = filterNamed(image.filter);
+    if (filter && filter->rule == ExtentRule::Blur && !filter->wantsBlurred)
         return blurred(image, wanted);
+    const auto numbers = numbersFor(image);
+    if (!numbers)
+        return {};
     std::vector<Piece> inputs;
-    for (const ImageRef& input : image.inputs) {
-        Extent part = wanted;
-        if (input && !input->extent().infinite)
-            part = input->extent();
-        inputs.push_back(piece(input, part));
-    }
-    std::vector<double> numbers = image.numbers;
-    if (image.filter == "CIAffineTransform" || image.filter == "CIAffineClamp") {
-        // The shader goes from the result back to the source.
-        const Affine t = affineOf(numbers);
-        const double det = t.a * t.d - t.b * t.c;
-        if (std::fabs(det) < 1e-12)
-            return {};
-        numbers = {t.d / det, -t.b / det, -t.c / det, t.a / det, t.tx, t.ty};
+    for (const ImageRef& input : image.inputs)
+        inputs.push_back(piece(input, input && !input->extent().infinite ? input->extent() : needed(image, wanted)));
+    if (filter && filter->wantsBlurred) {
+        inputs.resize(1);
+        inputs.push_back(blurred(image, wanted));
     }
     return run(
-        program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), numbers, image.colors);
+        program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), *numbers, image.colors);
 }
 
 // In two passes on a copy that is small enough for a few taps to do.
 FilterRenderer::Piece FilterRenderer::blurred(const FilteredImage& image, const Extent& wanted)
 {
     const double radius = std::clamp(image.numbers[0], 0.0, 1000.0);
-    const double sigma = image.filter == "CIDiscBlur" ? radius / 2 : radius; // a disc's spread, softly
+    const bool isBox = image.filter == "CIBoxBlur";
+    const double sigma = image.filter == "CIDiscBlur" || isBox ? radius / 2 : radius; // a disc's spread, softly
     const ImageRef& source = image.inputs[0];
     Piece input = piece(source, source && source->extent().infinite ? grow(wanted, 3 * sigma) : Extent{});
     if (!input.texture)
@@ -182,8 +231,10 @@ FilterRenderer::Piece FilterRenderer::blurred(const FilteredImage& image, const 
         input = run(program("copy"), {input}, input.covers, std::max(1, input.texture->width() / 2),
             std::max(1, input.texture->height() / 2), {}, {});
     const int width = pixels(wanted.width / reduction), height = pixels(wanted.height / reduction);
-    const Piece across = run(program("blur"), {input}, wanted, width, height, {sigma, 1, 0}, {});
-    return run(program("blur"), {across}, wanted, width, height, {sigma, 0, 1}, {});
+    const Program& pass = program(isBox ? "box" : "blur");
+    const double reach = isBox ? radius : sigma;
+    const Piece across = run(pass, {input}, wanted, width, height, {reach, 1, 0}, {});
+    return run(pass, {across}, wanted, width, height, {reach, 0, 1}, {});
 }
 
 const Program& FilterRenderer::program(const std::string& filter)
