@@ -56,6 +56,7 @@ bool sameGeneration(const TextureRef& texture)
 
 FilterRenderer::FilterRenderer(Workload& work)
     : work_(work)
+    , kernels_(work)
     , generation_(GLContext::current() ? GLContext::current()->generation() : 0)
 {
     glGenFramebuffers(1, &framebuffer_);
@@ -113,7 +114,8 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
     if (!image || passes_ > kMaxPasses)
         return {};
     const auto* filtered = dynamic_cast<const FilteredImage*>(image.get());
-    if (!filtered) {
+    const auto* kernel = dynamic_cast<const KernelImage*>(image.get());
+    if (!filtered && !kernel) {
         if (image->bitmap())
             return {level(image, 0), image->extent()};
         const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
@@ -129,7 +131,8 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
     if (!image->extent().infinite && levels && !levels->levels.empty() && sameGeneration(levels->levels[0])) {
         result = {levels->levels[0], image->extent()};
     } else {
-        result = computed(*filtered, image->extent().infinite ? wanted : image->extent());
+        const Extent& part = image->extent().infinite ? wanted : image->extent();
+        result = kernel ? this->kernel(*kernel, part) : computed(*filtered, part);
         if (!image->extent().infinite && result.texture) {
             auto kept = std::make_shared<TextureLevels>();
             kept->levels.push_back(result.texture);
@@ -164,6 +167,23 @@ FilterRenderer::Piece FilterRenderer::computed(const FilteredImage& image, const
     }
     return run(
         program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), numbers, image.colors);
+}
+
+FilterRenderer::Piece FilterRenderer::kernel(const KernelImage& image, const Extent& wanted)
+{
+    if (wanted.empty())
+        return {};
+    std::vector<Piece> inputs;
+    for (const ImageRef& input : image.inputs) {
+        inputs.push_back(piece(input, input && !input->extent().infinite ? input->extent() : wanted));
+        if (!inputs.back().texture)
+            return {};
+    }
+    if (work_.isLate() || ++passes_ > kMaxPasses)
+        return {};
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
+    glBindVertexArray(vertexArray_);
+    return kernels_.run(image, inputs, wanted, pixels(wanted.width), pixels(wanted.height), format);
 }
 
 // In two passes on a copy that is small enough for a few taps to do.

@@ -243,7 +243,7 @@ std::optional<double> Translator::trips(
     int count = 0;
     for (; count <= kMaxTrips; ++count) {
         const double now = from + step * count, at = whole ? now : double(static_cast<float>(now));
-        if (!(comparison == "<"      ? at < limit
+        if (!(comparison == "<"          ? at < limit
                     : comparison == "<=" ? at <= limit
                     : comparison == ">"  ? at > limit
                                          : at >= limit))
@@ -286,7 +286,8 @@ std::string Translator::loop()
         fail("a loop moves by a number");
     expect(")");
     const bool whole = type == "int";
-    const auto count = trips(whole, whole ? std::trunc(from) : from, change[0] == '-' ? -step : step, comparison, limit);
+    const auto count
+        = trips(whole, whole ? std::trunc(from) : from, change[0] == '-' ? -step : step, comparison, limit);
     if (!count || *count * trips_ > kMaxTrips) {
         fail("a loop runs too often");
         return {};
@@ -303,8 +304,8 @@ std::string Translator::loop()
     char numbers[96];
     std::snprintf(numbers, sizeof numbers, whole ? "int(%.0f) + int(%.0f)" : "float(%.9e) + float(%.9e)", from,
         change[0] == '-' ? -step : step);
-    return "for (int " + counter + " = 0; " + counter + " < " + std::to_string(static_cast<int>(*count)) + "; ++" + counter
-        + ") { " + type + " " + value + " = " + numbers + " * " + type + "(" + counter + "); " + body + "} ";
+    return "for (int " + counter + " = 0; " + counter + " < " + std::to_string(static_cast<int>(*count)) + "; ++"
+        + counter + ") { " + type + " " + value + " = " + numbers + " * " + type + "(" + counter + "); " + body + "} ";
 }
 
 } // namespace kernel

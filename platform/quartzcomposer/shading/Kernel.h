@@ -15,7 +15,8 @@ struct KernelParameter {
         Vec3,
         Vec4,
         Color, // arrives premultiplied
-    } type = Float;
+    } type
+        = Float;
     std::string name;
 
     bool isImage() const { return type == Sampler || type == Sample; }

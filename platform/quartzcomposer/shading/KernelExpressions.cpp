@@ -189,8 +189,7 @@ Expression Translator::call(const std::string& name)
         fail("there is no function '" + name + "'");
         return {};
     }
-    const bool takesSampler
-        = helper == helpers_.end() && called.starts_with("qc_sample");
+    const bool takesSampler = helper == helpers_.end() && called.starts_with("qc_sample");
     expect("(");
     std::string arguments;
     for (bool first = true; !at(")") && error_.empty(); first = false) {

@@ -14,9 +14,8 @@ struct Function {
 constexpr Function kFunctions[] = {{"sample", "qc_sample"}, {"samplerCoord", "qc_samplerCoord"},
     {"samplerTransform", "qc_samplerTransform"}, {"destCoord", "qc_destCoord"}, {"samplerExtent", "qc_samplerExtent"},
     {"samplerOrigin", "qc_samplerOrigin"}, {"samplerSize", "qc_samplerSize"}, {"premultiply", "qc_premultiply"},
-    {"unpremultiply", "qc_unpremultiply"}, {"compare", "qc_compare"}, {"cossin", "qc_cossin"},
-    {"sincos", "qc_sincos"}, {"cossin_", "qc_cossin"}, {"sincos_", "qc_sincos"}, {"cos_", "cos"}, {"sin_", "sin"},
-    {"tan_", "tan"}};
+    {"unpremultiply", "qc_unpremultiply"}, {"compare", "qc_compare"}, {"cossin", "qc_cossin"}, {"sincos", "qc_sincos"},
+    {"cossin_", "qc_cossin"}, {"sincos_", "qc_sincos"}, {"cos_", "cos"}, {"sin_", "sin"}, {"tan_", "tan"}};
 
 constexpr std::string_view kPlain[] = {"radians", "degrees", "sin", "cos", "tan", "asin", "acos", "atan", "pow", "exp",
     "log", "exp2", "log2", "sqrt", "inversesqrt", "abs", "sign", "floor", "ceil", "fract", "mod", "min", "max", "clamp",

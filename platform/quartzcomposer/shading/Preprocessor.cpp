@@ -257,7 +257,8 @@ private:
             at += at < text.size() && text[at].is(")");
             return inner;
         }
-        return token.kind == Token::Number ? std::min(std::strtoll(token.text.c_str(), nullptr, 0), 1'000'000'000LL) : 0;
+        return token.kind == Token::Number ? std::min(std::strtoll(token.text.c_str(), nullptr, 0), 1'000'000'000LL)
+                                           : 0;
     }
 
     std::map<std::string, Macro> macros_;

@@ -66,8 +66,8 @@ public:
             if (tokens_[k].is("gl_TexCoord") && next.is("[")) {
                 const int index = std::atoi(tokens_[std::min(k + 2, tokens_.size() - 1)].text.c_str());
                 const bool settled = tokens_[std::min(k + 2, tokens_.size() - 1)].kind == Token::Number;
-                names_.coordinates = std::clamp(
-                    std::max(names_.coordinates, settled ? index + 1 : 4), 1, kMaxCoordinates);
+                names_.coordinates
+                    = std::clamp(std::max(names_.coordinates, settled ? index + 1 : 4), 1, kMaxCoordinates);
             }
         }
     }
@@ -113,7 +113,8 @@ private:
     std::string bracketed(); // from a bracket to the one that closes it
     void unit();
     void global(const std::string& role, const std::string& type);
-    void addUniform(const std::string& type, const std::string& name, const std::string& glsl, const std::string& usual);
+    void addUniform(
+        const std::string& type, const std::string& name, const std::string& glsl, const std::string& usual);
     void function(const std::string& type);
     std::string statement();
     std::string body();
@@ -155,8 +156,9 @@ std::string StageText::renamed(const std::string& word)
         }
     }
     const bool foreign = isWordOfGlsl330(word) && word != "lowp" && word != "mediump" && word != "highp";
-    return foreign || (own && isFunctionOfGlsl330(word)) || (word.starts_with("qc_") && word != "qc_own") ? "qc_u_" + word
-                                                                                                          : word;
+    return foreign || (own && isFunctionOfGlsl330(word)) || (word.starts_with("qc_") && word != "qc_own")
+        ? "qc_u_" + word
+        : word;
 }
 
 std::string StageText::emit()
@@ -308,10 +310,10 @@ void StageText::global(const std::string& role, const std::string& type)
 void StageText::addUniform(
     const std::string& type, const std::string& name, const std::string& glsl, const std::string& usual)
 {
-    constexpr std::pair<const char*, ShaderUniform::Type> kTypes[] = {{"float", ShaderUniform::Float},
-        {"vec2", ShaderUniform::Vec2}, {"vec3", ShaderUniform::Vec3}, {"vec4", ShaderUniform::Vec4},
-        {"int", ShaderUniform::Int}, {"bool", ShaderUniform::Bool}, {"sampler2D", ShaderUniform::Image},
-        {"sampler2DRect", ShaderUniform::Image}};
+    constexpr std::pair<const char*, ShaderUniform::Type> kTypes[]
+        = {{"float", ShaderUniform::Float}, {"vec2", ShaderUniform::Vec2}, {"vec3", ShaderUniform::Vec3},
+            {"vec4", ShaderUniform::Vec4}, {"int", ShaderUniform::Int}, {"bool", ShaderUniform::Bool},
+            {"sampler2D", ShaderUniform::Image}, {"sampler2DRect", ShaderUniform::Image}};
     const auto* known = std::find_if(std::begin(kTypes), std::end(kTypes), [&](auto& t) { return type == t.first; });
     const auto same = [&](const ShaderUniform& other) { return other.name == name; };
     if (known == std::end(kTypes) || std::any_of(names_.uniforms.begin(), names_.uniforms.end(), same))
@@ -461,8 +463,7 @@ Result<Shader, ShadingError> translatedShader(std::string_view vertex, std::stri
     std::vector<StageText> stages;
     for (const bool isVertex : {true, false}) {
         const std::string_view given = isVertex ? vertex : fragment;
-        const auto raw
-            = shadingTokens(!blank(given) ? given : isVertex ? kUsualVertexShader : kUsualFragmentShader);
+        const auto raw = shadingTokens(!blank(given) ? given : isVertex ? kUsualVertexShader : kUsualFragmentShader);
         if (!raw)
             return raw.error();
         auto tokens = preprocessed(*raw);

@@ -22,10 +22,9 @@ constexpr Word kWords[] = {{"gl_Vertex", "qc_vertex", ""}, {"gl_Normal", "qc_nor
     {"gl_FrontSecondaryColor", "qc_frontSecondary", ""}, {"gl_BackSecondaryColor", "qc_backSecondary", ""},
     {"gl_FogFragCoord", "qc_fogPlace", "qc_fogPlace"}, {"gl_TexCoord", "qc_coordinates", "qc_coordinates"},
     {"gl_ClipVertex", "qc_clipVertex", ""}, {"gl_Position", "gl_Position", ""}, {"gl_PointSize", "gl_PointSize", ""},
-    {"gl_FragColor", "", "qc_fragColor"}, {"gl_FragDepth", "", "gl_FragDepth"},
-    {"gl_FragCoord", "", "qc_fragPlace"}, {"gl_FrontFacing", "", "gl_FrontFacing"},
-    {"gl_PointCoord", "", "gl_PointCoord"}, {"ftransform", "qc_ftransform", ""},
-    {"gl_ModelViewMatrix", "qc_modelView", "qc_modelView"},
+    {"gl_FragColor", "", "qc_fragColor"}, {"gl_FragDepth", "", "gl_FragDepth"}, {"gl_FragCoord", "", "qc_fragPlace"},
+    {"gl_FrontFacing", "", "gl_FrontFacing"}, {"gl_PointCoord", "", "gl_PointCoord"},
+    {"ftransform", "qc_ftransform", ""}, {"gl_ModelViewMatrix", "qc_modelView", "qc_modelView"},
     {"gl_ModelViewMatrixInverse", "inverse(qc_modelView)", "inverse(qc_modelView)"},
     {"gl_ModelViewMatrixTranspose", "transpose(qc_modelView)", "transpose(qc_modelView)"},
     {"gl_ModelViewMatrixInverseTranspose", "transpose(inverse(qc_modelView))", "transpose(inverse(qc_modelView))"},
@@ -61,8 +60,9 @@ constexpr Word kWords[] = {{"gl_Vertex", "qc_vertex", ""}, {"gl_Normal", "qc_nor
 
 // Parts that come with the words that need them.
 constexpr std::pair<const char*, const char*> kParts[] = {
-    {"qc_textureMatrix", "const mat4 qc_textureMatrix[8] = mat4[8](mat4(1.0), mat4(1.0), mat4(1.0), mat4(1.0), "
-                         "mat4(1.0), mat4(1.0), mat4(1.0), mat4(1.0));\n"},
+    {"qc_textureMatrix",
+        "const mat4 qc_textureMatrix[8] = mat4[8](mat4(1.0), mat4(1.0), mat4(1.0), mat4(1.0), "
+        "mat4(1.0), mat4(1.0), mat4(1.0), mat4(1.0));\n"},
     {"qc_texture2D", R"(vec4 qc_texture2D(sampler2D s, vec2 p) { return texture(s, vec2(p.x, 1.0 - p.y)); }
 vec4 qc_texture2D(sampler2D s, vec2 p, float bias) { return qc_texture2D(s, p); }
 vec4 qc_texture2DLod(sampler2D s, vec2 p, float level) { return textureLod(s, vec2(p.x, 1.0 - p.y), 0.0); }
@@ -74,7 +74,8 @@ vec4 qc_texture2DProj(sampler2D s, vec4 p) { return qc_texture2D(s, p.xy / p.w);
     return texture(s, vec2(p.x, 1.0 - p.y));
 }
 )"},
-    {"qc_noise", R"(float qc_hash(ivec4 p) {
+    {"qc_noise",
+        R"(float qc_hash(ivec4 p) {
     uvec4 q = uvec4(p) * uvec4(1597334677u, 3812015801u, 2798796415u, 1979697957u);
     uint n = (q.x ^ q.y ^ q.z ^ q.w) * 1597334677u;
     n = (n ^ n >> 15) * 2246822519u;
@@ -135,8 +136,7 @@ std::string materials(const std::string& text, const char* color)
     std::string out;
     const std::string c = color;
     if (names(text, "qc_material"))
-        out += "qc_material = qc_Material(vec4(0.0), " + c + ", " + c
-            + ", vec4(vec3(qc_shine.x), 1.0), qc_shine.y); ";
+        out += "qc_material = qc_Material(vec4(0.0), " + c + ", " + c + ", vec4(vec3(qc_shine.x), 1.0), qc_shine.y); ";
     if (names(text, "qc_product"))
         out += "for (int k = 0; k < 8; ++k) qc_product[k] = qc_Product(qc_light[k].ambient * " + c
             + ", qc_light[k].diffuse * " + c + ", qc_light[k].specular * vec4(vec3(qc_shine.x), 1.0)); ";
@@ -187,7 +187,8 @@ std::string shaderMain(const std::string& text, bool isVertex, const std::string
 {
     std::string out = "void main() { qc_left = qc_loops; ";
     if (isVertex)
-        out += "qc_frontColor = qc_backColor = qc_color; qc_frontSecondary = vec4(0.0); qc_fogPlace = 0.0; gl_Position = "
+        out += "qc_frontColor = qc_backColor = qc_color; qc_frontSecondary = vec4(0.0); qc_fogPlace = 0.0; gl_Position "
+               "= "
                "vec4(0.0); for (int k = 0; k < qc_coordinates.length(); ++k) qc_coordinates[k] = vec4(0.0); ";
     else
         out += "qc_fragColor = vec4(0.0); qc_fragPlace = vec4(gl_FragCoord.x * qc_target.x, qc_target.z - "

@@ -14,18 +14,18 @@ constexpr std::string_view kWords[] = {"active", "asm", "case", "cast", "centroi
     "imageBuffer", "imageCube", "inline", "input", "interface", "invariant", "isampler1D", "isampler2D", "isampler3D",
     "layout", "long", "lowp", "mediump", "namespace", "noinline", "noperspective", "output", "packed", "partition",
     "precision", "public", "row_major", "sampler", "sampler3DRect", "samplerBuffer", "short", "sizeof", "smooth",
-    "static", "superp", "switch", "template", "this", "typedef", "uint", "uimage2D", "union", "unsigned",
-    "usampler1D", "usampler2D", "usampler3D", "using", "uvec2", "uvec3", "uvec4", "volatile"};
+    "static", "superp", "switch", "template", "this", "typedef", "uint", "uimage2D", "union", "unsigned", "usampler1D",
+    "usampler2D", "usampler3D", "using", "uvec2", "uvec3", "uvec4", "volatile"};
 
-constexpr std::string_view kFunctions[] = {"acosh", "asinh", "atanh", "cosh", "determinant", "floatBitsToInt",
-    "floatBitsToUint", "intBitsToFloat", "inverse", "isinf", "isnan", "modf", "noise1", "noise2", "noise3", "noise4",
-    "round", "roundEven", "sinh", "tanh", "texelFetch", "texture", "texture2D", "texture2DLod", "texture2DProj",
-    "texture2DRect", "textureGrad", "textureLod", "textureOffset", "textureProj", "textureSize", "trunc",
-    "uintBitsToFloat"};
+constexpr std::string_view kFunctions[]
+    = {"acosh", "asinh", "atanh", "cosh", "determinant", "floatBitsToInt", "floatBitsToUint", "intBitsToFloat",
+        "inverse", "isinf", "isnan", "modf", "noise1", "noise2", "noise3", "noise4", "round", "roundEven", "sinh",
+        "tanh", "texelFetch", "texture", "texture2D", "texture2DLod", "texture2DProj", "texture2DRect", "textureGrad",
+        "textureLod", "textureOffset", "textureProj", "textureSize", "trunc", "uintBitsToFloat"};
 
-constexpr std::string_view kTypes[] = {"bool", "bvec2", "bvec3", "bvec4", "float", "int", "ivec2", "ivec3", "ivec4",
-    "mat2", "mat2x2", "mat2x3", "mat2x4", "mat3", "mat3x2", "mat3x3", "mat3x4", "mat4", "mat4x2", "mat4x3", "mat4x4",
-    "vec2", "vec3", "vec4"};
+constexpr std::string_view kTypes[]
+    = {"bool", "bvec2", "bvec3", "bvec4", "float", "int", "ivec2", "ivec3", "ivec4", "mat2", "mat2x2", "mat2x3",
+        "mat2x4", "mat3", "mat3x2", "mat3x3", "mat3x4", "mat4", "mat4x2", "mat4x3", "mat4x4", "vec2", "vec3", "vec4"};
 
 template <std::size_t N> bool holds(const std::string_view (&list)[N], std::string_view word)
 {
@@ -103,9 +103,8 @@ private:
             // "1.f" is what younger dialects have, and only there is it no fault.
             return tokens_.back().text.size() <= 64;
         }
-        for (const std::string_view two :
-            {"<<=", ">>=", "++", "--", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "==", "!=", "<=", ">=", "&&", "||",
-                "^^", "<<", ">>"}) {
+        for (const std::string_view two : {"<<=", ">>=", "++", "--", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=",
+                 "==", "!=", "<=", ">=", "&&", "||", "^^", "<<", ">>"}) {
             if (text_.substr(at_, two.size()) == two) {
                 take(Token::Symbol, two.size());
                 return true;
