@@ -110,10 +110,11 @@ bool GLCanvas::valid() const
     return context && context->generation() == generation_;
 }
 
-std::optional<GLCanvas::Target> GLCanvas::makeTarget(int width, int height, bool depth, Texture::Use use)
+std::optional<GLCanvas::Target> GLCanvas::makeTarget(
+    int width, int height, bool depth, Texture::Use use, Texture::Format format)
 {
     Target target;
-    target.texture = Texture::make(width, height, nullptr, use, depth ? 2 : 1);
+    target.texture = Texture::make(width, height, nullptr, use, depth ? 2 : 1, format);
     target.width = width;
     target.height = height;
     if (!target.texture)
@@ -339,6 +340,11 @@ void GLCanvas::apply(const State& state)
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
     }
+    applyModes(state);
+}
+
+void GLCanvas::applyModes(const State& state)
+{
     if (state.blending == Blending::Over || state.blending == Blending::Add) {
         glEnable(GL_BLEND);
         glBlendFunc(GL_ONE, state.blending == Blending::Add ? GL_ONE : GL_ONE_MINUS_SRC_ALPHA);
@@ -384,13 +390,26 @@ void GLCanvas::flush()
     work_.spend(std::exchange(gatheredPixels_, 0));
 }
 
-void GLCanvas::beginImage(int width, int height, bool depth)
+void GLCanvas::beginImage(int width, int height, bool depth, bool fine)
 {
     flush();
-    auto target = makeTarget(width, height, depth, Texture::Use::Composition);
+    const auto format = fine ? Texture::Format::Half : Texture::Format::Bytes;
+    std::optional<Target> target;
+    // What is larger than there is room for has fewer pixels, and its author doesn't notice.
+    for (int columns = width, rows = height; !target && columns * 8 >= width && rows * 8 >= height;
+         columns = std::max(columns / 2, 1), rows = std::max(rows / 2, 1)) {
+        target = makeTarget(columns, rows, depth, Texture::Use::Composition, format);
+        if (columns == 1 && rows == 1)
+            break;
+    }
+    if (target) {
+        target->width = width;
+        target->height = height;
+    }
     if (!target) // as small as it can be, so that what is drawn goes nowhere
         target = makeTarget(1, 1, false, Texture::Use::View);
     targets_.push_back(target ? std::move(*target) : Target{targets_.back().texture, width, height, 0, 0});
+    filters_->format = format;
 }
 
 ImageRef GLCanvas::endImage()
@@ -399,7 +418,8 @@ ImageRef GLCanvas::endImage()
     Target target = std::move(targets_.back());
     targets_.pop_back();
     release(target);
-    auto image = std::make_shared<DrawnImage>(target.texture->width(), target.texture->height());
+    filters_->format = targets_.back().texture->format();
+    auto image = std::make_shared<DrawnImage>(target.width, target.height);
     auto levels = std::make_shared<TextureLevels>();
     levels->levels.push_back(target.texture);
     image->realization = levels;

@@ -2,6 +2,7 @@
 
 #include "platform/quartzcomposer/drawing/FilterRenderer.h"
 #include "platform/quartzcomposer/drawing/Program.h"
+#include "platform/quartzcomposer/drawing/ShaderRenderer.h"
 #include "platform/quartzcomposer/drawing/Texture.h"
 #include "platform/quartzcomposer/drawing/Workload.h"
 #include "platform/quartzcomposer/scene/Canvas.h"
@@ -27,8 +28,11 @@ public:
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
     void beginFrame(std::chrono::steady_clock::time_point end) override { work_.begin(end); }
-    void beginImage(int width, int height, bool depth) override;
+    bool drawShaded(Primitive primitive, std::span<const ShaderVertex> vertices, const ShaderUse& use,
+        const ShaderSurroundings& around, const Paint& paint) override;
+    void beginImage(int width, int height, bool depth, bool fine) override;
     ImageRef endImage() override;
+    ImageRef realized(const ImageRef& image) override;
 
     // The outermost target anew, with the old picture in it as far as the sizes allow. With a `divisor` it has only so
     // many pixels fewer each way, rounded up, and a composition doesn't notice. False if OpenGL can't.
@@ -67,11 +71,13 @@ private:
 
     GLCanvas() = default;
     bool begin(int width, int height, bool depth);
-    std::optional<Target> makeTarget(int width, int height, bool depth, Texture::Use use);
+    std::optional<Target> makeTarget(
+        int width, int height, bool depth, Texture::Use use, Texture::Format format = Texture::Format::Bytes);
     void release(Target& target);
     void bindTarget();
     void flush();
     void apply(const State& state);
+    void applyModes(const State& state);
     const Program& program(unsigned variant);
     void gather(std::span<const CanvasVertex> vertices, const State& state);
     std::vector<CanvasVertex> widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const;
@@ -82,6 +88,7 @@ private:
     Workload work_; // ahead of the filters, which share it
     std::array<std::unique_ptr<Program>, 16> programs_;
     std::unique_ptr<FilterRenderer> filters_;
+    std::unique_ptr<ShaderRenderer> shaders_; // once there is an author's program
     unsigned vertexArray_ = 0, buffer_ = 0;
     State state_;
     std::vector<CanvasVertex> gathered_;

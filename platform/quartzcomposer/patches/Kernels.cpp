@@ -70,10 +70,7 @@ class ImageKernelPatch final : public Patch
     }
     std::string unsupported() const override { return isBroken_ ? "QCImageKernel" : std::string(); }
 
-    void evaluate(Evaluation&) override
-    {
-        result.set(kernel_ ? computed() : nullptr);
-    }
+    void evaluate(Evaluation&) override { result.set(kernel_ ? computed() : nullptr); }
     ImageRef computed() const
     {
         std::vector<ImageRef> images;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/quartzcomposer/scene/Image.h"
+#include "platform/quartzcomposer/scene/ShaderUse.h"
 
 #include <chrono>
 #include <cstdint>
@@ -45,13 +46,22 @@ public:
 
     virtual void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) = 0;
     virtual void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) = 0;
+    // The same by an author's program. False if it doesn't work: the node is then drawn without it.
+    virtual bool drawShaded(
+        Primitive, std::span<const ShaderVertex>, const ShaderUse&, const ShaderSurroundings&, const Paint&)
+    {
+        return true;
+    }
 
     // A frame begins; what would be drawn from `end` on is left out of it.
     virtual void beginFrame(std::chrono::steady_clock::time_point) { }
 
-    // What is drawn between the two lands in an image of its own, which starts transparent. They nest.
-    virtual void beginImage(int width, int height, bool depth) = 0;
+    // What is drawn between the two lands in an image of its own, which starts transparent. They nest. A fine one
+    // keeps more than 8 bits of a channel.
+    virtual void beginImage(int width, int height, bool depth, bool fine = false) = 0;
     virtual ImageRef endImage() = 0;
+    // The image as it is, without what it would be computed from; null if there is no memory or time for it.
+    virtual ImageRef realized(const ImageRef& image) { return image; }
 };
 
 // Draws nothing and knows its size.
@@ -65,12 +75,18 @@ public:
     int height() const override { return sizes_.back().second; }
     void clear(const NSColor&, bool, bool, std::uint8_t) override { }
     void draw(Primitive, std::span<const CanvasVertex>, const Paint&) override { }
-    void beginImage(int width, int height, bool) override { sizes_.emplace_back(width, height); }
+    void beginImage(int width, int height, bool, bool) override { sizes_.emplace_back(width, height); }
     ImageRef endImage() override
     {
         const auto [width, height] = sizes_.back();
         sizes_.pop_back();
         return std::make_shared<DrawnImage>(width, height);
+    }
+    ImageRef realized(const ImageRef& image) override
+    {
+        return image && image->extent().infinite ? std::make_shared<DrawnImage>(width(), height())
+            : image                              ? std::make_shared<DrawnImage>(image->extent())
+                                                 : nullptr;
     }
 
 private:

@@ -115,10 +115,12 @@ Vec3 Stage::projected(const Vec3& point) const
     return {clip.x / clip.w, clip.y / clip.w / aspect(), 0};
 }
 
-void Stage::draw(
-    Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lightIt)
+void Stage::draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
+    bool lightIt, const Matrix& local)
 {
-    const Matrix model = view() * environment_.model * shape;
+    if (environment_.shader && drawShaded(primitive, vertices, shape, local, paint))
+        return;
+    const Matrix model = view() * environment_.model * shape * local;
     const Matrix all = projection() * model;
     const Lighting* lighting = lightIt ? environment_.lighting.get() : nullptr;
     scratch_.clear();
@@ -153,9 +155,9 @@ void Stage::drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape,
     canvas_.draw(Primitive::Triangles, scratch_, masked);
 }
 
-void Stage::beginImage(int width, int height, bool depth)
+void Stage::beginImage(int width, int height, bool depth, bool fine)
 {
-    canvas_.beginImage(width, height, depth);
+    canvas_.beginImage(width, height, depth, fine);
     outer_.push_back(environment_);
     environment_ = {};
 }

@@ -33,6 +33,7 @@ struct Environment {
     std::shared_ptr<const Lighting> lighting; // null: everything has its own colour
     std::shared_ptr<const Fog> fog;
     std::uint8_t colorMask = 0xF;
+    std::shared_ptr<const ShaderUse> shader; // null: the usual drawing
 };
 
 // A corner of a solid in its own coordinates. `color` is straight.
@@ -61,9 +62,10 @@ public:
     // Units that one pixel measures.
     double unitsPerPixel() const { return 2.0 / canvas_.width(); }
 
-    // Draws corners of a shape under `shape` and the environment.
+    // Draws corners of a shape under `shape` and the environment. `local` acts first: what belongs to the body itself,
+    // such as its size, which an author's program finds in the corners.
     void draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
-        bool lit = true);
+        bool lit = true, const Matrix& local = {});
     // The same on the screen's plane: no environment, no light, no fog. Units.
     void drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint);
 
@@ -73,10 +75,12 @@ public:
     Vec3 toEye(const Vec3& point) const;
 
     // beginImage and endImage of the canvas, with a fresh environment between them.
-    void beginImage(int width, int height, bool depth);
+    void beginImage(int width, int height, bool depth, bool fine = false);
     ImageRef endImage();
 
 private:
+    bool drawShaded(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape,
+        const Matrix& local, const Paint& paint);
     Matrix view() const;
     Matrix projection() const;
 
