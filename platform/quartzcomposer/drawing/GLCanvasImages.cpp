@@ -34,9 +34,8 @@ bool GLCanvas::drawShaded(Primitive primitive, std::span<const ShaderVertex> ver
     const Texture& pixels = *target.texture;
     ShaderRenderer::Call call{use, around, {}, {}, float(target.width) / float(pixels.width()),
         float(target.height) / float(pixels.height()), float(target.height)};
-    const auto textureOf = [&](const ImageRef& image) {
-        return image ? filters_->texture(image, width(), height(), 1) : nullptr;
-    };
+    const auto textureOf
+        = [&](const ImageRef& image) { return image ? filters_->texture(image, width(), height(), 1) : nullptr; };
     call.own = textureOf(paint.image);
     for (std::size_t k = 0; k < use.shader->uniforms.size() && k < use.values.size(); ++k) {
         if (use.shader->uniforms[k].type == ShaderUniform::Image)

@@ -98,8 +98,7 @@ void ShaderRenderer::setSurroundings(const Program& program, const ShaderSurroun
         // Half way between the light and the eye, as for one that is far away.
         const auto& p = light.position;
         const float length = std::max(std::hypot(p[0], p[1], p[2]), 1e-6f);
-        glUniform4f(
-            program.uniform(name + "halfVector"), p[0] / length, p[1] / length, p[2] / length + 1, 0);
+        glUniform4f(program.uniform(name + "halfVector"), p[0] / length, p[1] / length, p[2] / length + 1, 0);
         glUniform1f(program.uniform(name + "spotCutoff"), 180);
         glUniform1f(program.uniform(name + "spotCosCutoff"), -1);
         glUniform1f(program.uniform(name + "constantAttenuation"), 1);
@@ -175,8 +174,9 @@ void ShaderRenderer::draw(Primitive primitive, std::span<const ShaderVertex> ver
     set(program, call);
     glBindVertexArray(vertexArray_);
     glBindBuffer(GL_ARRAY_BUFFER, buffer_);
-    const GLenum mode
-        = primitive == Primitive::Triangles ? GL_TRIANGLES : primitive == Primitive::Lines ? GL_LINES : GL_POINTS;
+    const GLenum mode = primitive == Primitive::Triangles ? GL_TRIANGLES
+        : primitive == Primitive::Lines                   ? GL_LINES
+                                                          : GL_POINTS;
     for (std::size_t from = 0; from < vertices.size() && !work_.isLate(); from += kChunk) {
         const auto part = vertices.subspan(from, std::min(kChunk, vertices.size() - from));
         glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(part.size_bytes()), part.data(), GL_STREAM_DRAW);

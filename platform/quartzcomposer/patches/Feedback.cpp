@@ -71,15 +71,16 @@ class AccumulatorPatch final : public Patch
             put(stage, image(), there, shown, whole);
     }
     // The part `shown` of a picture that covers `there`, pixel for pixel and in the place of what was.
-    static void put(Stage& stage, const ImageRef& picture, const Extent& there, const Extent& shown, const Extent& whole)
+    static void put(
+        Stage& stage, const ImageRef& picture, const Extent& there, const Extent& shown, const Extent& whole)
     {
         Paint paint;
         paint.image = picture;
         paint.blending = Blending::Replace;
         paint.nearest = std::floor(there.x) == there.x && std::floor(there.y) == there.y;
         const double unit = stage.unitsPerPixel();
-        auto corners = rectangle(shown.width * unit, shown.height * unit,
-            picture ? NSColor{1, 1, 1, 1} : NSColor{0, 0, 0, 0});
+        auto corners
+            = rectangle(shown.width * unit, shown.height * unit, picture ? NSColor{1, 1, 1, 1} : NSColor{0, 0, 0, 0});
         for (SolidVertex& corner : corners) {
             corner.u = (shown.x - there.x + corner.u * shown.width) / there.width;
             corner.v = (shown.y - there.y + corner.v * shown.height) / there.height;

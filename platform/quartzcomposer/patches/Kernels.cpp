@@ -1,5 +1,6 @@
 // Images that authors compute with kernels of their own.
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "platform/quartzcomposer/patches/FilterFunction.h"
 
 #include <algorithm>
 #include <cmath>
@@ -41,10 +42,34 @@ class ImageKernelPatch final : public Patch
         if (kernels_->empty())
             return;
         kernel_ = kernels_->front();
+        if (settings.flag("advancedMode", false)) {
+            function_ = FilterFunction::make(settings.text("main"), kernels_);
+            isBroken_ = !function_;
+            if (function_)
+                addArguments();
+            return;
+        }
         bounded_ = settings.flag("automaticDOD", true);
         const bool options = settings.flag("showSamplerOptions", false);
         for (const KernelParameter& parameter : kernel_->parameters)
             addParameter(parameter, options);
+    }
+    void addArguments()
+    {
+        constexpr std::pair<FilterFunction::Type, KernelParameter::Type> kTypes[] = {
+            {FilterFunction::Type::Image, KernelParameter::Sampler},
+            {FilterFunction::Type::Number, KernelParameter::Float}, {FilterFunction::Type::Vec2, KernelParameter::Vec2},
+            {FilterFunction::Type::Vec3, KernelParameter::Vec3}, {FilterFunction::Type::Vec4, KernelParameter::Vec4},
+            {FilterFunction::Type::Color, KernelParameter::Color}};
+        for (const FilterFunction::Argument& argument : function_->arguments()) {
+            const auto* known = std::find_if(
+                std::begin(kTypes), std::end(kTypes), [&](const auto& t) { return t.first == argument.type; });
+            if (known != std::end(kTypes))
+                addParameter({known->second, argument.name}, false);
+            else
+                arguments_.push_back({KernelParameter::Float,
+                    {&addInput(argument.name, PortType::Index, std::uint32_t(0))}, nullptr, nullptr});
+        }
     }
     void addParameter(const KernelParameter& parameter, bool options)
     {
@@ -70,8 +95,8 @@ class ImageKernelPatch final : public Patch
     }
     std::string unsupported() const override { return isBroken_ ? "QCImageKernel" : std::string(); }
 
-    void evaluate(Evaluation&) override { result.set(kernel_ ? computed() : nullptr); }
-    ImageRef computed() const
+    void evaluate(Evaluation&) override { result.set(kernel_ && !isBroken_ ? computed() : nullptr); }
+    ImageRef computed()
     {
         std::vector<ImageRef> images;
         std::vector<KernelImage::Reading> readings;
@@ -92,6 +117,8 @@ class ImageKernelPatch final : public Patch
             readings.push_back({is(argument.wrap, false), is(argument.filter, true)});
             extent = unite(extent, (*image)->extent());
         }
+        if (function_)
+            return function_->run(images, values);
         if (LazyImage::deepest(images) >= LazyImage::kMaxLevels)
             return images.front();
         if (images.empty() || !bounded_)
@@ -112,6 +139,8 @@ class ImageKernelPatch final : public Patch
             return {c->red * c->alpha, c->green * c->alpha, c->blue * c->alpha, c->alpha};
         // Far from what an image measures, and safe to count with.
         constexpr double kMost = 1e9;
+        if (const auto* index = argument.ports.front()->value().as<std::uint32_t>())
+            return {double(*index), 0, 0, 0};
         for (std::size_t k = 0; k < argument.ports.size(); ++k) {
             const double number = *argument.ports[k]->value().as<double>();
             value[k] = std::isnan(number) ? 0 : std::clamp(number, -kMost, kMost);
@@ -121,6 +150,7 @@ class ImageKernelPatch final : public Patch
 
     std::shared_ptr<const KernelList> kernels_;
     std::shared_ptr<const Kernel> kernel_;
+    std::unique_ptr<FilterFunction> function_;
     std::vector<Argument> arguments_;
     bool bounded_ = true, isBroken_ = false;
 };

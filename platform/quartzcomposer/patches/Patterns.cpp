@@ -121,7 +121,8 @@ class FlamePatch final : public Patch
     void rise()
     {
         for (int x = 0; x < kSide; ++x)
-            heat_[std::size_t(kSide * kSide + x)] = hashed(1, step_ / 2 * kSide + std::uint64_t(x / 3)) > 0.45 ? 275.f : 20.f;
+            heat_[std::size_t(kSide * kSide + x)]
+                = hashed(1, step_ / 2 * kSide + std::uint64_t(x / 3)) > 0.45 ? 275.f : 20.f;
         for (int y = 0; y < kSide; ++y) {
             for (int x = 0; x < kSide; ++x) {
                 const float* below = &heat_[std::size_t((y + 1) * kSide)];

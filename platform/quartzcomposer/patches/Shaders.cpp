@@ -111,8 +111,8 @@ class GridPatch final : public SolidPatch
 
     void draw(Evaluation& e) override
     {
-        e.stage.draw(Primitive::Triangles, grid(width(), height(), columns(), rows(), {1, 1, 1, 1}), place(),
-            modes.paint());
+        e.stage.draw(
+            Primitive::Triangles, grid(width(), height(), columns(), rows(), {1, 1, 1, 1}), place(), modes.paint());
     }
 };
 
@@ -134,8 +134,7 @@ class SuperGridPatch final : public ConsumerPatch
         paint.depth = depthOf(depth());
         paint.culling = cullingOf(culling());
         paint.image = image();
-        const Matrix place
-            = Matrix::translation(x(), y(), z()) * Matrix::rotations(turnX(), turnY(), turnZ());
+        const Matrix place = Matrix::translation(x(), y(), z()) * Matrix::rotations(turnX(), turnY(), turnZ());
         e.stage.draw(Primitive::Triangles, grid(width(), height(), columns(), rows(), color()), place, paint);
     }
 };

@@ -233,7 +233,7 @@ std::optional<double> Translator::constant()
     return value.constant;
 }
 
-// As often as the loop runs; absent if that is too often, or never ends in the numbers that a shader has.
+// As often as the loop runs; absent if that is too often.
 std::optional<double> Translator::trips(
     bool whole, double from, double step, const std::string& comparison, double limit)
 {
