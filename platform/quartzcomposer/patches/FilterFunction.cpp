@@ -123,9 +123,11 @@ std::string code(std::string_view text)
     std::string out(text);
     for (std::size_t at = 0; at < out.size(); ++at) {
         const char c = out[at];
-        const std::string_view close = c == '"' ? "\"" : c == '\'' ? "'" : out.compare(at, 2, "//") == 0 ? "\n"
-            : out.compare(at, 2, "/*") == 0                                                             ? "*/"
-                                                                                                        : "";
+        const std::string_view close = c == '"' ? "\""
+            : c == '\''                         ? "'"
+            : out.compare(at, 2, "//") == 0     ? "\n"
+            : out.compare(at, 2, "/*") == 0     ? "*/"
+                                                : "";
         if (close.empty())
             continue;
         std::size_t end = at + (close == "\n" || close == "*/" ? 2 : 1);
@@ -150,7 +152,8 @@ std::string untyped(std::string text, const std::string& code)
             ++end;
         const std::string_view word = std::string_view(code).substr(at, end - at);
         if (std::any_of(std::begin(kTypes), std::end(kTypes), [&](const auto& t) { return t.first == word; }))
-            std::fill(text.begin() + static_cast<std::ptrdiff_t>(at), text.begin() + static_cast<std::ptrdiff_t>(end), ' ');
+            std::fill(
+                text.begin() + static_cast<std::ptrdiff_t>(at), text.begin() + static_cast<std::ptrdiff_t>(end), ' ');
         at = end;
     }
     return text;
@@ -233,9 +236,9 @@ ImageRef ofFilter(const Filter& filter, const ScriptArray& given, const std::vec
         if (!parameter.key)
             continue;
         const bool isGiven = at < given.size();
-        const auto value = isGiven ? numbersOf(next())
-                                   : std::array{parameter.usual[0], parameter.usual[1], parameter.usual[2],
-                                         parameter.usual[3]};
+        const auto value = isGiven
+            ? numbersOf(next())
+            : std::array{parameter.usual[0], parameter.usual[1], parameter.usual[2], parameter.usual[3]};
         switch (parameter.kind) {
         case ParameterKind::Color:
             colors.push_back({value[0], value[1], value[2], value[3]});
@@ -245,7 +248,8 @@ ImageRef ofFilter(const Filter& filter, const ScriptArray& given, const std::vec
             break;
         case ParameterKind::Point:
         case ParameterKind::Rectangle:
-            numbers.insert(numbers.end(), value.begin(), value.begin() + (parameter.kind == ParameterKind::Point ? 2 : 4));
+            numbers.insert(
+                numbers.end(), value.begin(), value.begin() + (parameter.kind == ParameterKind::Point ? 2 : 4));
             break;
         default:
             numbers.push_back(value[0]);
@@ -271,7 +275,9 @@ std::unique_ptr<FilterFunction> FilterFunction::make(const std::string& text, st
         function->source_.append("qcFilter('").append(filter.name).append("');\n");
     for (std::size_t k = 0; k < kernels->size(); ++k) {
         if ((*kernels)[k]->name != "main")
-            function->source_.append("var ").append((*kernels)[k]->name).append(" = qcKernel(" + std::to_string(k) + ");\n");
+            function->source_.append("var ")
+                .append((*kernels)[k]->name)
+                .append(" = qcKernel(" + std::to_string(k) + ");\n");
     }
     function->source_ += untyped(text, code) + kWrapper;
     function->kernels_ = std::move(kernels);
@@ -297,7 +303,7 @@ ImageRef FilterFunction::ofKernel(const Kernel& kernel, std::shared_ptr<const Ke
         return inputs.front();
     return extent.empty() ? nullptr
                           : std::make_shared<KernelImage>(extent, std::move(shared), inputs,
-                                std::vector<KernelImage::Reading>(inputs.size()), values);
+                              std::vector<KernelImage::Reading>(inputs.size()), values);
 }
 
 ImageRef FilterFunction::made(const ScriptObject& step, const std::vector<ImageRef>& images) const
@@ -327,8 +333,7 @@ ImageRef FilterFunction::made(const ScriptObject& step, const std::vector<ImageR
     return ofKernel(*kernel, kernel, *given, extent, images);
 }
 
-ImageRef FilterFunction::run(
-    const std::vector<ImageRef>& images, const std::vector<std::array<double, 4>>& values)
+ImageRef FilterFunction::run(const std::vector<ImageRef>& images, const std::vector<std::array<double, 4>>& values)
 {
     if (!source_.empty()) {
         auto compiled = Script::compile(source_);
@@ -341,8 +346,8 @@ ImageRef FilterFunction::run(
     ScriptArray extents, numbers, kinds;
     for (const ImageRef& image : images) {
         const Extent& e = image->extent();
-        extents.emplace_back(e.infinite ? array({-kMost, -kMost, 2 * kMost, 2 * kMost})
-                                        : array({e.x, e.y, e.width, e.height}));
+        extents.emplace_back(
+            e.infinite ? array({-kMost, -kMost, 2 * kMost, 2 * kMost}) : array({e.x, e.y, e.width, e.height}));
     }
     for (const auto& value : values)
         numbers.emplace_back(array(value));

@@ -116,7 +116,22 @@ class GridPatch final : public SolidPatch
     }
 };
 
-// The same as a plug-in has it, whose ports have names of their own.
+// A uniform's value as a member of a structure: a number, a colour or a list of numbers.
+void read(const PortValue& given, std::array<double, 4>& numbers)
+{
+    const auto sound = [](double n) { return std::isfinite(n) ? n : 0; };
+    if (const auto* c = given.as<NSColor>()) {
+        numbers = {c->red, c->green, c->blue, c->alpha};
+    } else if (const auto* list = given.as<StructureRef>()) {
+        for (std::size_t k = 0; *list && k < std::min<std::size_t>((*list)->members.size(), 4); ++k)
+            numbers[k] = sound(*converted((*list)->members[k].value, PortType::Number).as<double>());
+    } else if (const auto number = convertedIfPossible(given, PortType::Number)) {
+        numbers[0] = sound(*number->as<double>());
+    }
+}
+
+// The same as a plug-in has it, whose ports have names of their own. A structure says what the shader's uniforms have
+// for this grid alone.
 class SuperGridPatch final : public ConsumerPatch
 {
     Input<double> x{*this, "inputXPosition"}, y{*this, "inputYPosition"}, z{*this, "inputZPosition"},
@@ -126,8 +141,30 @@ class SuperGridPatch final : public ConsumerPatch
         blending{*this, "inputBlending"}, depth{*this, "inputDepthTest"}, culling{*this, "inputCulling"};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
     Input<ImageRef> image{*this, "inputImage"};
+    Input<StructureRef> parameters{*this, "inputParameters"};
 
     void draw(Evaluation& e) override
+    {
+        const auto shader = e.stage.environment().shader;
+        if (shader && parameters())
+            e.stage.environment().shader = changed(*shader);
+        drawGrid(e);
+        e.stage.environment().shader = shader;
+    }
+    std::shared_ptr<const ShaderUse> changed(const ShaderUse& usual) const
+    {
+        auto use = std::make_shared<ShaderUse>(usual);
+        for (std::size_t k = 0; k < use->values.size(); ++k) {
+            const PortValue* given = parameters()->atKey(use->shader->uniforms[k].name);
+            const auto* picture = given ? given->as<ImageRef>() : nullptr;
+            if (picture)
+                use->values[k].image = *picture;
+            else if (given)
+                read(*given, use->values[k].numbers);
+        }
+        return use;
+    }
+    void drawGrid(Evaluation& e)
     {
         Paint paint;
         paint.blending = blendingOf(blending());
