@@ -20,7 +20,9 @@ constexpr int kLoops = 8192;
 constexpr std::chrono::milliseconds kSlow{250}, kSlowOnProcessor{2000};
 constexpr int kMaxSlow = 3;
 // Corners that are sent before the clock is looked at.
-constexpr std::size_t kChunk = 3 * 8192;
+constexpr std::size_t kChunk = 3 * 8192, kChunkWithLoops = 3 * 512;
+// Strips of the target, likewise, where each pixel may take as long as a thousand.
+constexpr int kStripsWithLoops = 32;
 
 std::array<float, 16> floats(const Matrix& matrix)
 {
@@ -74,7 +76,10 @@ bool ShaderRenderer::isUsable(const Shader& shader)
         if (programs_.size() >= kMaxPrograms)
             return false;
         found = programs_.emplace(key(shader), Compiled{}).first;
+        const auto loops = [](const std::string& text) { return text.find("--qc_left") != text.npos; };
         found->second.program = std::make_unique<Program>(shader.vertex, shader.fragment);
+        found->second.cornersLoop = loops(shader.vertex);
+        found->second.pixelsLoop = loops(shader.fragment);
         work_.spend(Workload::kPixels); // to look at the clock
     }
     return found->second.program->valid() && found->second.slow < kMaxSlow;
@@ -177,12 +182,21 @@ void ShaderRenderer::draw(Primitive primitive, std::span<const ShaderVertex> ver
     const GLenum mode = primitive == Primitive::Triangles ? GL_TRIANGLES
         : primitive == Primitive::Lines                   ? GL_LINES
                                                           : GL_POINTS;
-    for (std::size_t from = 0; from < vertices.size() && !work_.isLate(); from += kChunk) {
-        const auto part = vertices.subspan(from, std::min(kChunk, vertices.size() - from));
+    GLint view[4]{};
+    glGetIntegerv(GL_VIEWPORT, view);
+    const std::size_t chunk = found->second.cornersLoop ? kChunkWithLoops : kChunk;
+    const int rows = std::max(found->second.pixelsLoop ? view[3] / kStripsWithLoops : view[3], 1);
+    glEnable(GL_SCISSOR_TEST);
+    for (std::size_t from = 0; from < vertices.size() && !work_.isLate(); from += chunk) {
+        const auto part = vertices.subspan(from, std::min(chunk, vertices.size() - from));
         glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(part.size_bytes()), part.data(), GL_STREAM_DRAW);
-        glDrawArrays(mode, 0, static_cast<GLsizei>(part.size()));
-        work_.spend(Workload::kPixels); // what a program does with its corners nobody knows: it has to finish
+        for (int row = 0; row < view[3] && !work_.isLate(); row += rows) {
+            glScissor(0, row, view[2], rows);
+            glDrawArrays(mode, 0, static_cast<GLsizei>(part.size()));
+            work_.spend(Workload::kPixels); // what a program does with its corners nobody knows: it has to finish
+        }
     }
+    glDisable(GL_SCISSOR_TEST);
     const bool software = GLContext::current() && GLContext::current()->software();
     if (std::chrono::steady_clock::now() - begun > (software ? kSlowOnProcessor : kSlow))
         ++found->second.slow;

@@ -36,6 +36,7 @@ public:
 private:
     struct Compiled {
         std::unique_ptr<Program> program;
+        bool cornersLoop = false, pixelsLoop = false;
         int slow = 0;
     };
     void set(const Program& program, const Call& call) const;
