@@ -3,13 +3,12 @@
 #include "platform/quartzcomposer/drawing/FilterRenderer.h"
 #include "platform/quartzcomposer/drawing/Program.h"
 #include "platform/quartzcomposer/drawing/ShaderRenderer.h"
-#include "platform/quartzcomposer/drawing/Texture.h"
+#include "platform/quartzcomposer/drawing/Target.h"
 #include "platform/quartzcomposer/drawing/Workload.h"
 #include "platform/quartzcomposer/scene/Canvas.h"
 
 #include <array>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace vitrel::qc {
@@ -25,12 +24,14 @@ public:
 
     int width() const override { return targets_.back().width; }
     int height() const override { return targets_.back().height; }
+    int largestSide() const override;
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
-    void beginFrame(std::chrono::steady_clock::time_point end) override { work_.begin(end); }
     bool drawShaded(Primitive primitive, std::span<const ShaderVertex> vertices, const ShaderUse& use,
         const ShaderSurroundings& around, const Paint& paint) override;
-    void beginImage(int width, int height, bool depth, bool fine) override;
+    void beginFrame(std::chrono::steady_clock::time_point end) override;
+    void beginImage(int width, int height, bool depth, bool deep) override;
+    bool isLate() const override { return work_.isLate(); }
     ImageRef endImage() override;
     ImageRef realized(const ImageRef& image) override;
 
@@ -39,8 +40,8 @@ public:
     bool resize(int width, int height, int divisor = 1);
     int divisor() const { return divisor_; }
     // Of the outermost target's memory, for readInto.
-    int pixelsWide() const { return targets_.front().texture->width(); }
-    int pixelsHigh() const { return targets_.front().texture->height(); }
+    int pixelsWide() const { return targets_.front().texture()->width(); }
+    int pixelsHigh() const { return targets_.front().texture()->height(); }
     // Draws what has been gathered and copies the outermost target's pixels; `wordsPerRow` of the memory.
     void readInto(std::uint32_t* pixels, std::size_t wordsPerRow);
     // Draws what has been gathered and copies the outermost target into a framebuffer that has its origin at the
@@ -52,11 +53,6 @@ public:
     std::uint64_t drawCalls() const { return drawCalls_; }
 
 private:
-    struct Target {
-        TextureRef texture;
-        int width = 0, height = 0; // as compositions see it
-        unsigned framebuffer = 0, depth = 0;
-    };
     // What must be equal for two calls to be one.
     struct State {
         TextureRef texture, mask;
@@ -71,10 +67,6 @@ private:
 
     GLCanvas() = default;
     bool begin(int width, int height, bool depth);
-    std::optional<Target> makeTarget(
-        int width, int height, bool depth, Texture::Use use, Texture::Format format = Texture::Format::Bytes);
-    void release(Target& target);
-    void bindTarget();
     void flush();
     void apply(const State& state);
     void applyModes(const State& state);

@@ -30,8 +30,8 @@ bool GLCanvas::drawShaded(Primitive primitive, std::span<const ShaderVertex> ver
         shaders_ = std::make_unique<ShaderRenderer>(work_);
     if (!shaders_->isUsable(*use.shader))
         return false;
-    const Target& target = targets_.back();
-    const Texture& pixels = *target.texture;
+    Target& target = targets_.back();
+    const Texture& pixels = *target.texture();
     ShaderRenderer::Call call{use, around, {}, {}, float(target.width) / float(pixels.width()),
         float(target.height) / float(pixels.height()), float(target.height)};
     const auto textureOf
@@ -41,12 +41,14 @@ bool GLCanvas::drawShaded(Primitive primitive, std::span<const ShaderVertex> ver
         if (use.shader->uniforms[k].type == ShaderUniform::Image)
             call.images.push_back(textureOf(use.values[k].image));
     }
-    bindTarget();
     State state;
     state.blending = paint.blending;
-    state.depth = target.depth ? paint.depth : DepthTest::None;
+    state.depth = target.mayHaveDepth() ? paint.depth : DepthTest::None;
     state.culling = paint.culling;
     state.colorMask = paint.colorMask;
+    if (state.depth != DepthTest::None)
+        target.wantDepth();
+    target.bind();
     applyModes(state);
     glFrontFace(GL_CW); // counter-clockwise, upside down
     shaders_->draw(primitive, vertices, call);
@@ -63,8 +65,8 @@ ImageRef GLCanvas::realized(const ImageRef& image)
         return nullptr;
     const Extent here{0, 0, double(width()), double(height()), false};
     auto drawn = std::make_shared<DrawnImage>(image->extent().infinite ? here : image->extent());
-    auto levels = std::make_shared<TextureLevels>();
-    levels->levels.push_back(texture);
+    auto levels = std::make_shared<TextureLevels>(false);
+    levels->keep(0, texture);
     drawn->realization = levels;
     return drawn;
 }

@@ -104,11 +104,13 @@ TexturePiece KernelRenderer::run(const KernelImage& image, const std::vector<Tex
         return {};
     if (compiled->slow >= kMaxSlow)
         return instead;
-    TexturePiece result{Texture::make(width, height, nullptr, Texture::Use::Composition, 1, format), covers};
+    TexturePiece result{Texture::fitting(width, height, format), covers};
     if (!result.texture || work_.isLate())
         return {};
+    width = result.texture->width();
+    height = result.texture->height();
     const auto begun = std::chrono::steady_clock::now();
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, result.texture->name(), 0);
+    result.texture->framebuffer();
     glViewport(0, 0, width, height);
     for (const GLenum off : {GL_BLEND, GL_DEPTH_TEST, GL_CULL_FACE})
         glDisable(off);

@@ -24,8 +24,7 @@ class KernelRenderer
 public:
     explicit KernelRenderer(Workload& work);
 
-    // Into a framebuffer that is bound and has nothing to draw on yet, with a vertex array for three corners bound. No
-    // texture if OpenGL can't, or the frame has no time for it.
+    // With a vertex array for three corners bound. No texture if OpenGL can't, or the frame has no time for it.
     TexturePiece run(const KernelImage& image, const std::vector<TexturePiece>& inputs, const Extent& covers, int width,
         int height, Texture::Format format);
 

@@ -46,7 +46,9 @@ class AccumulatorPatch final : public Patch
         e.stage.beginImage(w, h, false, fine_);
         if (accumulate())
             take(e.stage, whole, before);
-        kept_ = e.stage.endImage();
+        Stage::Drawn drawn;
+        e.stage.endImage(drawn);
+        kept_ = drawn.image;
         result.set(kept_);
         if (continuous_)
             e.needFrame();

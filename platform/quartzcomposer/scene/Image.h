@@ -5,6 +5,7 @@
 #include "platform/quartzcomposer/shading/Kernel.h"
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,12 +33,15 @@ class Image
 public:
     explicit Image(Extent extent)
         : extent_(extent)
+        , number_(nextNumber())
     { }
     virtual ~Image() = default;
     Image(const Image&) = delete;
     Image& operator=(const Image&) = delete;
 
     const Extent& extent() const { return extent_; }
+    // Never that of another image, also once this one is gone.
+    std::uint64_t number() const { return number_; }
 
     // Its pixels in the main memory, if they are there without drawing; else null.
     virtual std::shared_ptr<const Bitmap> bitmap() const { return nullptr; }
@@ -49,7 +53,9 @@ public:
     mutable std::shared_ptr<Realization> realization;
 
 private:
+    static std::uint64_t nextNumber();
     const Extent extent_;
+    const std::uint64_t number_;
 };
 
 using ImageRef = std::shared_ptr<const Image>;

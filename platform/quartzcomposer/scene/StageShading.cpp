@@ -72,9 +72,7 @@ bool Stage::drawShaded(Primitive primitive, std::span<const SolidVertex> vertice
     corners.reserve(vertices.size());
     for (const SolidVertex& corner : vertices)
         corners.push_back(shaderVertex(corner, local));
-    Paint masked = paint;
-    masked.colorMask &= environment_.colorMask;
-    return canvas_.drawShaded(primitive, corners, *environment_.shader, around, masked);
+    return canvas_->drawShaded(primitive, corners, *environment_.shader, around, within(paint));
 }
 
 } // namespace vitrel::qc
