@@ -93,7 +93,7 @@ class FlamePatch final : public Patch
         end{*this, "inputColorEnd", {1, 1, 0.6, 1}};
     Output<ImageRef> image{*this, "outputImage"};
 
-    static constexpr int kSide = 128;
+    static constexpr std::size_t kSide = 128;
     static constexpr double kStep = 1.0 / 30; // seconds between two states of the fire
     static constexpr int kMaxSteps = 60; // at once: after a pause it goes on from where it was
 
@@ -112,22 +112,21 @@ class FlamePatch final : public Patch
         if (!roomForImages())
             return;
         const auto colors = ramp(start(), middle(), end());
-        auto bitmap = std::make_shared<Bitmap>(Bitmap{kSide, kSide, {}});
-        for (int k = 0; k < kSide * kSide; ++k)
-            bitmap->pixels.push_back(colors[static_cast<std::size_t>(std::clamp(heat_[std::size_t(k)], 0.f, 255.f))]);
+        auto bitmap = std::make_shared<Bitmap>(Bitmap{int(kSide), int(kSide), {}});
+        for (std::size_t k = 0; k < kSide * kSide; ++k)
+            bitmap->pixels.push_back(colors[static_cast<std::size_t>(std::clamp(heat_[k], 0.f, 255.f))]);
         image.set(ownImage(std::move(bitmap)));
     }
     // Each place takes the mean of those beneath it, a little cooler.
     void rise()
     {
-        for (int x = 0; x < kSide; ++x)
-            heat_[std::size_t(kSide * kSide + x)]
-                = hashed(1, step_ / 2 * kSide + std::uint64_t(x / 3)) > 0.45 ? 275.f : 20.f;
-        for (int y = 0; y < kSide; ++y) {
-            for (int x = 0; x < kSide; ++x) {
-                const float* below = &heat_[std::size_t((y + 1) * kSide)];
+        for (std::size_t x = 0; x < kSide; ++x)
+            heat_[kSide * kSide + x] = hashed(1, step_ / 2 * kSide + x / 3) > 0.45 ? 275.f : 20.f;
+        for (std::size_t y = 0; y < kSide; ++y) {
+            const float* below = &heat_[(y + 1) * kSide];
+            for (std::size_t x = 0; x < kSide; ++x) {
                 const float sum = below[x] * 2 + below[(x + 1) % kSide] + below[(x + kSide - 1) % kSide];
-                heat_[std::size_t(y * kSide + x)] = std::max(0.f, sum / 4 - 1.6f);
+                heat_[y * kSide + x] = std::max(0.f, sum / 4 - 1.6f);
             }
         }
     }

@@ -16,12 +16,12 @@ std::array<float, 4> straight(const NSColor& c)
 // The cofactors over the determinant; nothing for a shape without volume.
 std::array<float, 9> normalMatrix(const Matrix& m)
 {
-    const auto at = [&](int column, int row) { return m.m[static_cast<std::size_t>(column * 4 + row)]; };
+    const auto at = [&](std::size_t column, std::size_t row) { return m.m[column * 4 + row]; };
     std::array<double, 9> cofactors{};
-    for (int column = 0; column < 3; ++column) {
-        for (int row = 0; row < 3; ++row) {
-            const int c1 = (column + 1) % 3, c2 = (column + 2) % 3, r1 = (row + 1) % 3, r2 = (row + 2) % 3;
-            cofactors[static_cast<std::size_t>(column * 3 + row)] = at(c1, r1) * at(c2, r2) - at(c2, r1) * at(c1, r2);
+    for (std::size_t column = 0; column < 3; ++column) {
+        for (std::size_t row = 0; row < 3; ++row) {
+            const std::size_t c1 = (column + 1) % 3, c2 = (column + 2) % 3, r1 = (row + 1) % 3, r2 = (row + 2) % 3;
+            cofactors[column * 3 + row] = at(c1, r1) * at(c2, r2) - at(c2, r1) * at(c1, r2);
         }
     }
     const double det = at(0, 0) * cofactors[0] + at(0, 1) * cofactors[1] + at(0, 2) * cofactors[2];
