@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cmath>
+#include <set>
 
 namespace vitrel::qc {
 
@@ -362,6 +363,56 @@ TEST_F(Drawing, KeepsThePictureBetweenFramesAndSizes)
     EXPECT_EQ(canvas->pixelsHigh(), 40);
     canvas->readInto(pixels.data(), 51);
     EXPECT_EQ(pixels[40 * 51 - 1], 0xFF00FF00u) << "the picture fills it to its last pixel";
+}
+
+// Solids that hide each other, some of them cut open by the eye's near plane or standing in each other: the picture
+// must be that of the calls in their order.
+TEST_F(Drawing, ShowsTheSameThoughNearSpheresComeFirst)
+{
+    struct InOrder final : Canvas {
+        explicit InOrder(GLCanvas& canvas)
+            : canvas(canvas)
+        { }
+        int width() const override { return canvas.width(); }
+        int height() const override { return canvas.height(); }
+        void clear(const NSColor& color, bool c, bool d, std::uint8_t mask) override
+        {
+            canvas.clear(color, c, d, mask);
+        }
+        void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override
+        {
+            Paint plain = paint;
+            plain.mayComeEarlier = false;
+            canvas.draw(primitive, vertices, plain);
+        }
+        void beginImage(int w, int h, bool depth, bool deep) override { canvas.beginImage(w, h, depth, deep); }
+        ImageRef endImage() override { return canvas.endImage(); }
+        GLCanvas& canvas;
+    };
+    const CompositionFile file = fileOf(R"({patches: {
+        c: QCClear {inputColor: '#000000ff'},
+        i: QCIterator {inputCount: 60} patches {
+            v: QCIteratorVariables, x: QCExpression with {expression: 'sin(i * 77) * 1.2'},
+            y: QCExpression with {expression: 'sin(i * 131) * 0.5'}, z: QCExpression with {expression: 'sin(i * 211) * 2.2'},
+            d: QCExpression with {expression: '0.3 + 0.9 * (1 + sin(i * 37))'},
+            r: QCColorFromComponents {input2: 0.3}, s: QCSphere}
+            connections ['v.outputIndex > x.i', 'v.outputIndex > y.i', 'v.outputIndex > z.i', 'v.outputIndex > d.i',
+                'v.outputPosition > r.input1', 'd.outputResult > r.input3', 'x.outputResult > s.inputX',
+                'y.outputResult > s.inputY', 'z.outputResult > s.inputZ', 'd.outputResult > s.inputScale',
+                'r.outputColor > s.inputColor']}})");
+    auto canvas = GLCanvas::make(640, 320, true);
+    ASSERT_TRUE(canvas);
+    InOrder inOrder(*canvas);
+    std::vector<std::uint32_t> pictures[2];
+    for (const bool ordered : {false, true}) {
+        CompositionGraph graph(file, registry());
+        Stage stage(ordered ? static_cast<Canvas&>(inOrder) : *canvas);
+        graph.frame(stage, 0, Date::fromReferenceDate(0));
+        pictures[ordered].resize(640 * 320);
+        canvas->readInto(pictures[ordered].data(), 640);
+    }
+    EXPECT_EQ(pictures[0], pictures[1]);
+    EXPECT_GT(std::set<std::uint32_t>(pictures[0].begin(), pictures[0].end()).size(), 5u);
 }
 
 } // namespace vitrel::qc

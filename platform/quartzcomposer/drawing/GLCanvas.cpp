@@ -18,7 +18,7 @@ namespace {
 enum Variant : unsigned { kTextured = 1, kColored = 2, kMasked = 4, kAlphaTested = 8 };
 
 // Gathered corners; more are sent on their own.
-constexpr std::size_t kMaxGathered = 60'000;
+constexpr std::size_t kMaxGathered = 150'000;
 // Bytes of corners that the driver may keep for later; no frame that is meant to be seen has as many.
 constexpr std::size_t kMaxSent = 32u << 20;
 
@@ -116,6 +116,7 @@ int GLCanvas::largestSide() const
 void GLCanvas::beginFrame(std::chrono::steady_clock::time_point end)
 {
     work_.begin(end);
+    occlusion_.forget();
     Texture::beginFrame();
 }
 
@@ -151,6 +152,8 @@ void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8
     if (!color || colorMask != 0xF || depthStays)
         flush();
     gathered_.clear();
+    solids_.clear();
+    anyOrder_ = true;
     gatheredPixels_ = 0;
     state_ = {};
     target.bind();
@@ -159,6 +162,8 @@ void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8
     const auto part = [&](double c) { return static_cast<float>(std::clamp(c * straight.alpha, 0.0, 1.0)); };
     glClearColor(part(straight.red), part(straight.green), part(straight.blue),
         static_cast<float>(std::clamp(straight.alpha, 0.0, 1.0)));
+    if (depth)
+        occlusion_.forget();
     glClear((color ? static_cast<unsigned>(GL_COLOR_BUFFER_BIT) : 0u)
         | (depth && target.hasDepth() ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
 }
@@ -191,16 +196,46 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     state.colorMask = paint.colorMask;
     state.nearest = paint.nearest;
     if (primitive == Primitive::Triangles)
-        gather(vertices, state);
+        gather(vertices, state, paint.mayComeEarlier);
     else
         gather(widened(primitive, vertices, paint.lineWidth), state);
 }
 
-void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state)
+// What is nearest first: the rest is then hidden before it costs anything.
+void GLCanvas::sortSolids()
 {
-    if (!(state == state_) || gathered_.size() + vertices.size() > kMaxGathered) {
+    std::stable_sort(
+        solids_.begin(), solids_.end(), [](const Solid& a, const Solid& b) { return a.nearest < b.nearest; });
+    sorted_.clear();
+    for (const Solid& solid : solids_) {
+        for (std::size_t k = solid.first; k + 3 <= solid.end; k += 3) {
+            const CanvasVertex* const corners = &gathered_[k];
+            if (occlusion_.isSeen(corners[0], corners[1], corners[2]))
+                sorted_.insert(sorted_.end(), corners, corners + 3);
+        }
+        occlusion_.add(std::span(gathered_).subspan(solid.first, solid.end - solid.first));
+    }
+    gathered_.swap(sorted_);
+}
+
+void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier)
+{
+    const bool anyOrder = mayComeEarlier && state.blending == Blending::Replace && state.depth == DepthTest::ReadWrite
+        && !state.texture && !state.mask;
+    if (!(state == state_) || gathered_.size() + vertices.size() > kMaxGathered || (anyOrder_ && !anyOrder)) {
         flush();
         state_ = state;
+    }
+    anyOrder_ = anyOrder_ && anyOrder;
+    if (anyOrder_) {
+        Solid solid{1e9f, gathered_.size(), gathered_.size() + vertices.size() / 3 * 3};
+        for (const CanvasVertex& vertex : vertices)
+            solid.nearest = std::min(solid.nearest, vertex.position[2] / std::max(vertex.position[3], 1e-6f));
+        solids_.push_back(solid);
+        // What of it will cost anything shows once all are there.
+        gathered_.insert(
+            gathered_.end(), vertices.begin(), vertices.begin() + static_cast<std::ptrdiff_t>(vertices.size() / 3 * 3));
+        return;
     }
     for (std::size_t k = 0; k + 3 <= vertices.size() && !work_.isLate(); k += 3) {
         gathered_.insert(gathered_.end(), vertices.begin() + k, vertices.begin() + k + 3);
@@ -208,6 +243,7 @@ void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state
         if (gatheredPixels_ > Workload::kPixels) {
             flush();
             state_ = state;
+            anyOrder_ = false;
         }
     }
 }
@@ -342,10 +378,32 @@ void GLCanvas::applyModes(const State& state)
     glColorMask(state.colorMask & 1, state.colorMask & 2, state.colorMask & 4, state.colorMask & 8);
 }
 
+// In pieces that are worth a look at the clock.
+void GLCanvas::drawGathered()
+{
+    if (solids_.empty()) {
+        glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(gathered_.size()));
+        ++drawCalls_;
+        return;
+    }
+    std::size_t first = 0;
+    for (std::size_t k = 0; k + 3 <= gathered_.size() && !work_.isLate(); k += 3) {
+        gatheredPixels_ += pixelsOf(&gathered_[k]);
+        if (gatheredPixels_ <= Workload::kPixels && k + 6 <= gathered_.size())
+            continue;
+        glDrawArrays(GL_TRIANGLES, static_cast<GLint>(first), static_cast<GLsizei>(k + 3 - first));
+        ++drawCalls_;
+        first = k + 3;
+        work_.spend(std::exchange(gatheredPixels_, 0));
+    }
+}
+
 void GLCanvas::flush()
 {
     if (gathered_.empty())
         return;
+    if (!solids_.empty())
+        sortSolids();
     if (state_.depth != DepthTest::None)
         targets_.back().wantDepth();
     targets_.back().bind();
@@ -354,14 +412,15 @@ void GLCanvas::flush()
     glBindBuffer(GL_ARRAY_BUFFER, buffer_);
     glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(gathered_.size() * sizeof(CanvasVertex)), gathered_.data(),
         GL_STREAM_DRAW);
-    glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(gathered_.size()));
-    ++drawCalls_;
+    drawGathered();
     sent_ += gathered_.size() * sizeof(CanvasVertex);
     if (sent_ > kMaxSent) {
         glFinish();
         sent_ = 0;
     }
     gathered_.clear();
+    solids_.clear();
+    anyOrder_ = true;
     state_ = {};
     work_.spend(std::exchange(gatheredPixels_, 0));
 }
@@ -370,6 +429,7 @@ void GLCanvas::beginImage(int width, int height, bool depth, bool deep)
 {
     flush();
     auto texture = Texture::fitting(width, height, deep ? Texture::Format::Halves : Texture::Format::Bytes);
+    occlusion_.forget();
     targets_.emplace_back(texture ? std::move(texture) : targets_.back().texture(), width, height, depth);
     filters_->format = targets_.back().texture()->format();
 }
@@ -384,6 +444,7 @@ ImageRef GLCanvas::endImage()
     image->realization = levels;
     targets_.pop_back();
     filters_->format = targets_.back().texture()->format();
+    occlusion_.forget();
     return image;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/quartzcomposer/drawing/FilterRenderer.h"
+#include "platform/quartzcomposer/drawing/Occlusion.h"
 #include "platform/quartzcomposer/drawing/Program.h"
 #include "platform/quartzcomposer/drawing/ShaderRenderer.h"
 #include "platform/quartzcomposer/drawing/Target.h"
@@ -71,7 +72,9 @@ private:
     void apply(const State& state);
     void applyModes(const State& state);
     const Program& program(unsigned variant);
-    void gather(std::span<const CanvasVertex> vertices, const State& state);
+    void gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier = false);
+    void sortSolids();
+    void drawGathered();
     std::vector<CanvasVertex> widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const;
     double pixelsOf(const CanvasVertex* triangle) const;
     double texelsPerPixel(std::span<const CanvasVertex> vertices, const Extent& extent) const;
@@ -83,7 +86,15 @@ private:
     std::unique_ptr<ShaderRenderer> shaders_; // once there is an author's program
     unsigned vertexArray_ = 0, buffer_ = 0;
     State state_;
-    std::vector<CanvasVertex> gathered_;
+    std::vector<CanvasVertex> gathered_, sorted_;
+    // Calls among the gathered, if all of them may come in the order of their distance.
+    struct Solid {
+        float nearest;
+        std::size_t first, end;
+    };
+    std::vector<Solid> solids_;
+    Occlusion occlusion_; // on the present target
+    bool anyOrder_ = true;
     double gatheredPixels_ = 0;
     bool depth_ = false;
     int divisor_ = 1;

@@ -3,6 +3,8 @@
 #include "platform/quartzcomposer/patches/Curves.h"
 #include "platform/quartzcomposer/patches/Drawing.h"
 
+#include <map>
+
 namespace vitrel::qc {
 
 namespace {
@@ -19,7 +21,13 @@ void addCell(std::vector<SolidVertex>& out, const SolidVertex& a, const SolidVer
     out.insert(out.end(), {a, b, c, a, c, d});
 }
 
-std::vector<SolidVertex> unitSphere(int slices, int stacks, const NSColor& color)
+// A sphere of diameter 1: corners of a grid from pole to pole, and the triangles between them.
+struct Grid {
+    std::vector<SolidVertex> vertices;
+    std::vector<std::uint16_t> corners;
+};
+
+std::shared_ptr<const Grid> madeSphere(int slices, int stacks)
 {
     const auto circle = [](int steps, double from, double span) {
         std::vector<std::pair<double, double>> points; // sine and cosine
@@ -28,20 +36,39 @@ std::vector<SolidVertex> unitSphere(int slices, int stacks, const NSColor& color
         return points;
     };
     const auto longitudes = circle(slices, 0, 2 * kPi), latitudes = circle(stacks, -kPi / 2, kPi);
-    const auto corner = [&](int slice, int stack) {
-        const auto& [sine, cosine] = longitudes[static_cast<std::size_t>(slice)];
-        const auto& [height, radius] = latitudes[static_cast<std::size_t>(stack)];
-        const Vec3 n{radius * sine, height, radius * cosine};
-        return SolidVertex{{n.x / 2, n.y / 2, n.z / 2}, n, double(slice) / slices, double(stack) / stacks, color};
-    };
-    std::vector<SolidVertex> out;
-    out.reserve(static_cast<std::size_t>(slices) * static_cast<std::size_t>(stacks) * 6);
-    for (int stack = 0; stack < stacks; ++stack) {
-        for (int slice = 0; slice < slices; ++slice)
-            addCell(out, corner(slice, stack), corner(slice + 1, stack), corner(slice + 1, stack + 1),
-                corner(slice, stack + 1));
+    auto grid = std::make_shared<Grid>();
+    for (int stack = 0; stack <= stacks; ++stack) {
+        for (int slice = 0; slice <= slices; ++slice) {
+            const auto& [sine, cosine] = longitudes[static_cast<std::size_t>(slice)];
+            const auto& [height, radius] = latitudes[static_cast<std::size_t>(stack)];
+            const Vec3 n{radius * sine, height, radius * cosine};
+            grid->vertices.push_back(
+                {{n.x / 2, n.y / 2, n.z / 2}, n, double(slice) / slices, double(stack) / stacks, {1, 1, 1, 1}});
+        }
     }
-    return out;
+    const auto number = [&](int slice, int stack) { return static_cast<std::uint16_t>(stack * (slices + 1) + slice); };
+    for (int stack = 0; stack < stacks; ++stack) {
+        for (int slice = 0; slice < slices; ++slice) {
+            const std::uint16_t a = number(slice, stack), b = number(slice + 1, stack),
+                                c = number(slice + 1, stack + 1), d = number(slice, stack + 1);
+            if (stack > 0) // at the poles two corners are one
+                grid->corners.insert(grid->corners.end(), {a, b, c});
+            if (stack + 1 < stacks)
+                grid->corners.insert(grid->corners.end(), {a, c, d});
+        }
+    }
+    return grid;
+}
+
+// One for all patches of the same fineness, for as long as one of them lives.
+std::shared_ptr<const Grid> unitSphere(int slices, int stacks)
+{
+    static auto& made = *new std::map<std::pair<int, int>, std::weak_ptr<const Grid>>;
+    auto& kept = made[{slices, stacks}];
+    auto grid = kept.lock();
+    if (!grid)
+        kept = grid = madeSphere(slices, stacks);
+    return grid;
 }
 
 class SpherePatch : public SolidPatch
@@ -61,11 +88,17 @@ protected:
     {
         Paint paint = modes.paint();
         paint.image = image();
-        // Made anew each time: kept, the corners of a thousand fine spheres would fill the memory.
-        const std::vector<SolidVertex> corners = unitSphere(slices_, stacks_, color());
-        e.stage.draw(Primitive::Triangles, corners, place(), paint, true, Matrix::scale(scale(), scale(), scale()));
+        paint.mayComeEarlier = true;
+        if (!grid_)
+            grid_ = unitSphere(slices_, stacks_);
+        vertices_ = grid_->vertices;
+        for (SolidVertex& vertex : vertices_)
+            vertex.color = color();
+        e.stage.drawShared(vertices_, grid_->corners, place(), paint, Matrix::scale(scale(), scale(), scale()));
     }
     int slices_ = 24, stacks_ = 12;
+    std::shared_ptr<const Grid> grid_;
+    static inline std::vector<SolidVertex> vertices_; // of the sphere that is being drawn
 };
 
 class CylinderPatch final : public SolidPatch

@@ -31,6 +31,9 @@ struct Paint {
     std::uint8_t colorMask = 0xF; // bit 0 red to bit 3 alpha
     float lineWidth = 1; // pixels; also the size of points
     bool nearest = false; // pixels as they are, in place of linear filtering
+    // Round, closed and convex: among calls with the same state that replace and write depth, those that are nearer may
+    // come first.
+    bool mayComeEarlier = false;
     bool discardsClear = false; // what is clear leaves no depth, unless it replaces
 };
 

@@ -100,6 +100,7 @@ std::string Recording::fingerprint() const
         append(all, paint.colorMask);
         append(all, paint.lineWidth);
         append(all, paint.nearest);
+        append(all, paint.mayComeEarlier);
         append(all, paint.discardsClear);
     }
     all.append(reinterpret_cast<const char*>(vertices_.data()), vertices_.size() * sizeof(CanvasVertex));

@@ -85,6 +85,26 @@ CanvasVertex canvasVertex(const Vec4& clip, const SolidVertex& corner, const NSC
         {f(color.red * color.alpha), f(color.green * color.alpha), f(color.blue * color.alpha), f(color.alpha)}};
 }
 
+// False for a triangle that is certainly not in the picture: beside it, or seen from the side that is left out.
+bool isSeen(const CanvasVertex& a, const CanvasVertex& b, const CanvasVertex& c, Culling culling)
+{
+    const float* p = a.position;
+    const float* q = b.position;
+    const float* r = c.position;
+    for (int axis = 0; axis < 3; ++axis) {
+        const bool beyond = axis < 2 && p[axis] > p[3] && q[axis] > q[3] && r[axis] > r[3];
+        if (beyond || (p[axis] < -p[3] && q[axis] < -q[3] && r[axis] < -r[3]))
+            return false;
+    }
+    if (culling == Culling::None)
+        return true;
+    // The determinant of the three places has the sign of the area that is seen, also of one that passes the eye.
+    const double area = double(p[0]) * (double(q[1]) * r[3] - double(r[1]) * q[3])
+        - double(p[1]) * (double(q[0]) * r[3] - double(r[0]) * q[3])
+        + double(p[3]) * (double(q[0]) * r[1] - double(r[0]) * q[1]);
+    return culling == Culling::BackFaces ? area > 0 : area < 0;
+}
+
 // Corners that all stand equally far away need no perspective division; without one, software renderers take their
 // fast path for rectangles.
 void flattenIfEquallyFar(std::vector<CanvasVertex>& corners)
@@ -170,12 +190,9 @@ void Stage::cutBehindTheEye(Primitive primitive)
     scratch_.resize(kept);
 }
 
-void Stage::draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
-    bool lightIt, const Matrix& local)
+void Stage::transform(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lightIt)
 {
-    if (environment_.shader && drawShaded(primitive, vertices, shape, local, paint))
-        return;
-    const Matrix model = view() * environment_.model * shape * local;
+    const Matrix model = view() * environment_.model * shape;
     const Matrix all = projection() * model;
     const Lighting* lighting = lightIt ? environment_.lighting.get() : nullptr;
     bool shines = false;
@@ -191,9 +208,9 @@ void Stage::draw(Primitive primitive, std::span<const SolidVertex> vertices, con
                 const Lit light = lit(*lighting, color, {eye.x, eye.y, eye.z}, model.turned(corner.normal));
                 color = light.color;
                 if (lighting->separateSpecular && paint.image) {
-                    shines = shines || light.shine.red > 0 || light.shine.green > 0 || light.shine.blue > 0;
-                    shine_.push_back(
-                        canvasVertex(clip, corner, {light.shine.red, light.shine.green, light.shine.blue, 1}));
+                    const NSColor& s = light.shine;
+                    shines = shines || s.red > 0 || s.green > 0 || s.blue > 0;
+                    shine_.push_back(canvasVertex(clip, corner, {s.red, s.green, s.blue, 1}));
                     shine_.back().color[3] = 0;
                 }
             }
@@ -202,10 +219,15 @@ void Stage::draw(Primitive primitive, std::span<const SolidVertex> vertices, con
         }
         scratch_.push_back(canvasVertex(clip, corner, color));
     }
-    cutBehindTheEye(primitive);
+    if (!shines)
+        shine_.clear();
+}
+
+void Stage::show(Primitive primitive, const Paint& paint)
+{
     flattenIfEquallyFar(scratch_);
     canvas_->draw(primitive, scratch_, within(paint));
-    if (!shines)
+    if (shine_.empty())
         return;
     flattenIfEquallyFar(shine_);
     Paint over = within(paint);
@@ -213,6 +235,47 @@ void Stage::draw(Primitive primitive, std::span<const SolidVertex> vertices, con
     over.blending = Blending::Add;
     over.depth = paint.depth == DepthTest::None ? DepthTest::None : DepthTest::ReadOnly;
     canvas_->draw(primitive, shine_, over);
+}
+
+void Stage::draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
+    bool lightIt, const Matrix& local)
+{
+    if (environment_.shader && drawShaded(primitive, vertices, shape, local, paint))
+        return;
+    transform(vertices, shape * local, paint, lightIt);
+    cutBehindTheEye(primitive);
+    show(primitive, paint);
+}
+
+void Stage::drawShared(std::span<const SolidVertex> vertices, std::span<const std::uint16_t> corners,
+    const Matrix& shape, const Paint& paint, const Matrix& local)
+{
+    if (environment_.shader) {
+        std::vector<SolidVertex> all;
+        all.reserve(corners.size());
+        for (const std::uint16_t corner : corners)
+            all.push_back(vertices[corner]);
+        if (drawShaded(Primitive::Triangles, all, shape, local, paint))
+            return;
+    }
+    transform(vertices, shape * local, paint, true);
+    const auto spread = [&](std::vector<CanvasVertex>& shared) {
+        triangles_.clear();
+        for (std::size_t k = 0; k + 2 < corners.size(); k += 3) {
+            const CanvasVertex &a = scratch_[corners[k]], &b = scratch_[corners[k + 1]], &c = scratch_[corners[k + 2]];
+            if (isSeen(a, b, c, paint.culling))
+                triangles_.insert(
+                    triangles_.end(), {shared[corners[k]], shared[corners[k + 1]], shared[corners[k + 2]]});
+        }
+    };
+    if (!shine_.empty()) {
+        spread(shine_);
+        shine_.swap(triangles_);
+    }
+    spread(scratch_);
+    scratch_.swap(triangles_);
+    if (!scratch_.empty())
+        show(Primitive::Triangles, paint);
 }
 
 void Stage::drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint)

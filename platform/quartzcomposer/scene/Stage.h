@@ -73,6 +73,9 @@ public:
     // such as its size, which an author's program finds in the corners.
     void draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
         bool lit = true, const Matrix& local = {});
+    // The same for triangles that share corners, three numbers of them each: each corner is transformed and lit once.
+    void drawShared(std::span<const SolidVertex> vertices, std::span<const std::uint16_t> corners, const Matrix& shape,
+        const Paint& paint, const Matrix& local = {});
     // The same on the screen's plane: no environment, no light, no fog. Units.
     void drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint);
 
@@ -97,6 +100,8 @@ private:
     bool drawShaded(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape,
         const Matrix& local, const Paint& paint);
     Paint within(const Paint& paint) const;
+    void transform(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lit);
+    void show(Primitive primitive, const Paint& paint);
     void cutBehindTheEye(Primitive primitive);
     Matrix view() const;
     Matrix projection() const;
@@ -111,7 +116,7 @@ private:
     Canvas& outermost_;
     Environment environment_;
     std::vector<Outer> outer_;
-    std::vector<CanvasVertex> scratch_, shine_;
+    std::vector<CanvasVertex> scratch_, shine_, triangles_; // shine_ is empty unless something shines
 };
 
 // A rectangle of two triangles about the origin, facing +z; texture upright.
