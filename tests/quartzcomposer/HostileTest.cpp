@@ -99,6 +99,39 @@ TEST(Hostile, WhatIsDrawnIsLeftOutOnceAFrameHasTakenLong)
     }
 }
 
+// Loops without end in both shaders, a sum and brackets as deep as are let through, and a kernel as dear as may be.
+TEST(Hostile, ProgramsOfAuthorsEnd)
+{
+    if (!GLContext::current())
+        GTEST_SKIP();
+    std::string sum = "a = a";
+    for (int k = 0; k < 700; ++k)
+        sum += " + a";
+    const std::string loops = "float a = 1.0; for (;;) while (true) a = sin(a + " + std::string(60, '(') + "0.1"
+        + std::string(60, ')') + ");";
+    for (const std::string& patches :
+        {"g: QCGLSLShader with {vertexShader: 'void main() { " + loops + " gl_Position = ftransform() * a; }', "
+                + "fragmentShader: 'void main() { " + loops + sum + "; gl_FragColor = vec4(a); }'} patches {"
+                + "s: QCSprite {inputWidth: 2, inputHeight: 2}, t: QCSphere}",
+            std::string(
+                "k: QCImageKernel with {sourceCode: 'kernel vec4 k() { vec4 c; for (int i = 0; i < 64; ++i) for "
+                "(int j = 0; j < 64; ++j) c += sin(c + 1.0); return c; }'}, b: QCBillboard}, connections: "
+                "['k.outputImage > b.inputImage'], virtualPatches: {")}) {
+        const CompositionFile file = fileOf("{patches: {" + patches + "}}");
+        CompositionGraph graph(file, registry());
+        EXPECT_TRUE(graph.unsupported().empty());
+        const auto canvas = GLCanvas::make(400, 250, true);
+        Stage stage(*canvas);
+        std::vector<std::uint32_t> pixels(400 * 250);
+        for (const double time : {0, 1}) {
+            const double spent = processorSeconds();
+            graph.frame(stage, time, {});
+            canvas->readInto(pixels.data(), 400);
+            EXPECT_LT(processorSeconds() - spent, 10) << patches.substr(0, 40);
+        }
+    }
+}
+
 // Each of these doubles in every frame, or in every patch of a row.
 TEST(Hostile, TextsThatDoubleStopGrowing)
 {

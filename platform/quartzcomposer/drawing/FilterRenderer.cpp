@@ -52,6 +52,7 @@ int pixels(double length)
 
 FilterRenderer::FilterRenderer(Workload& work)
     : work_(work)
+    , kernels_(work)
     , generation_(GLContext::current() ? GLContext::current()->generation() : 0)
 {
     glGenVertexArrays(1, &vertexArray_);
@@ -122,7 +123,8 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
         return {};
     const auto* filtered = dynamic_cast<const FilteredImage*>(image.get());
     const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
-    if (!filtered) {
+    const auto* kernel = dynamic_cast<const KernelImage*>(image.get());
+    if (!filtered && !kernel) {
         if (image->bitmap())
             return {level(image, 0), image->extent()};
         return {levels ? levels->at(0) : nullptr, image->extent()};
@@ -134,7 +136,8 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
     if (auto there = isWhole && levels ? levels->at(0) : nullptr)
         return {there, image->extent()};
     ++depth_;
-    const Piece result = computed(*filtered, isWhole ? image->extent() : wanted);
+    const Extent& part = isWhole ? image->extent() : wanted;
+    const Piece result = kernel ? this->kernel(*kernel, part) : computed(*filtered, part);
     --depth_;
     if (isWhole && result.texture)
         levelsOf(*image, true).keep(0, result.texture);
@@ -212,6 +215,22 @@ FilterRenderer::Piece FilterRenderer::computed(const FilteredImage& image, const
     }
     return run(
         program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), *numbers, image.colors);
+}
+
+FilterRenderer::Piece FilterRenderer::kernel(const KernelImage& image, const Extent& wanted)
+{
+    if (wanted.empty())
+        return {};
+    std::vector<Piece> inputs;
+    for (const ImageRef& input : image.inputs) {
+        inputs.push_back(piece(input, input && !input->extent().infinite ? input->extent() : wanted));
+        if (!inputs.back().texture)
+            return {};
+    }
+    if (work_.isLate() || ++passes_ > kMaxPasses)
+        return {};
+    glBindVertexArray(vertexArray_);
+    return kernels_.run(image, inputs, wanted, pixels(wanted.width), pixels(wanted.height), format);
 }
 
 // In two passes on a copy that is small enough for a few taps to do.

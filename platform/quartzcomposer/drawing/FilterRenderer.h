@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/quartzcomposer/drawing/KernelRenderer.h"
 #include "platform/quartzcomposer/drawing/Program.h"
 #include "platform/quartzcomposer/drawing/Texture.h"
 #include "platform/quartzcomposer/drawing/Workload.h"
@@ -22,13 +23,14 @@ public:
     // small it will be shown: a level at most that much reduced. Null if it has no pixels, or the frame no time for it.
     TextureRef texture(const ImageRef& image, int targetWidth, int targetHeight, double texelsPerPixel);
 
+    // In which kernels compute from now on: finer where the target that shows them is.
+    Texture::Format format = Texture::Format::Bytes;
+
 private:
-    struct Piece { // a texture and the part of the image that it covers
-        TextureRef texture;
-        Extent covers;
-    };
+    using Piece = TexturePiece;
     Piece piece(const ImageRef& image, const Extent& wanted);
     Piece computed(const FilteredImage& image, const Extent& wanted);
+    Piece kernel(const KernelImage& image, const Extent& wanted);
     Piece blurred(const FilteredImage& image, const Extent& wanted);
     TextureRef level(const ImageRef& image, std::size_t level);
     Piece run(const Program& program, const std::vector<Piece>& inputs, const Extent& covers, int width, int height,
@@ -36,6 +38,7 @@ private:
     const Program& program(const std::string& filter);
 
     Workload& work_;
+    KernelRenderer kernels_;
     std::map<std::string, std::unique_ptr<Program>> programs_;
     unsigned vertexArray_ = 0;
     int depth_ = 0, passes_ = 0;

@@ -349,6 +349,11 @@ void GLCanvas::apply(const State& state)
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
     }
+    applyModes(state);
+}
+
+void GLCanvas::applyModes(const State& state)
+{
     // Alpha is Over for colours that aren't premultiplied, and all of ours are.
     if (state.blending == Blending::Replace) {
         glDisable(GL_BLEND);
@@ -426,6 +431,7 @@ void GLCanvas::beginImage(int width, int height, bool depth, bool deep)
     auto texture = Texture::fitting(width, height, deep ? Texture::Format::Halves : Texture::Format::Bytes);
     occlusion_.forget();
     targets_.emplace_back(texture ? std::move(texture) : targets_.back().texture(), width, height, depth);
+    filters_->format = targets_.back().texture()->format();
 }
 
 ImageRef GLCanvas::endImage()
@@ -437,6 +443,7 @@ ImageRef GLCanvas::endImage()
     levels->keep(0, targets_.back().texture());
     image->realization = levels;
     targets_.pop_back();
+    filters_->format = targets_.back().texture()->format();
     occlusion_.forget();
     return image;
 }

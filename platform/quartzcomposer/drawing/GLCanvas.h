@@ -3,6 +3,7 @@
 #include "platform/quartzcomposer/drawing/FilterRenderer.h"
 #include "platform/quartzcomposer/drawing/Occlusion.h"
 #include "platform/quartzcomposer/drawing/Program.h"
+#include "platform/quartzcomposer/drawing/ShaderRenderer.h"
 #include "platform/quartzcomposer/drawing/Target.h"
 #include "platform/quartzcomposer/drawing/Workload.h"
 #include "platform/quartzcomposer/scene/Canvas.h"
@@ -27,10 +28,13 @@ public:
     int largestSide() const override;
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
+    bool drawShaded(Primitive primitive, std::span<const ShaderVertex> vertices, const ShaderUse& use,
+        const ShaderSurroundings& around, const Paint& paint) override;
     void beginFrame(std::chrono::steady_clock::time_point end) override;
     void beginImage(int width, int height, bool depth, bool deep) override;
     bool isLate() const override { return work_.isLate(); }
     ImageRef endImage() override;
+    ImageRef realized(const ImageRef& image) override;
 
     // The outermost target anew, with the old picture in it as far as the sizes allow. With a `divisor` it has only so
     // many pixels fewer each way, rounded up, and a composition doesn't notice. False if OpenGL can't.
@@ -66,6 +70,7 @@ private:
     bool begin(int width, int height, bool depth);
     void flush();
     void apply(const State& state);
+    void applyModes(const State& state);
     const Program& program(unsigned variant);
     void gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier = false);
     void sortSolids();
@@ -78,6 +83,7 @@ private:
     Workload work_; // ahead of the filters, which share it
     std::array<std::unique_ptr<Program>, 16> programs_;
     std::unique_ptr<FilterRenderer> filters_;
+    std::unique_ptr<ShaderRenderer> shaders_; // once there is an author's program
     unsigned vertexArray_ = 0, buffer_ = 0;
     State state_;
     std::vector<CanvasVertex> gathered_, sorted_;

@@ -56,8 +56,8 @@ bool Occlusion::isSeen(const CanvasVertex& a, const CanvasVertex& b, const Canva
     return false;
 }
 
-// The silhouette of a convex solid is convex, and so is the depth of its front: where it covers all corners of a tile, it
-// covers the tile, and is nowhere in it farther than at the farthest corner.
+// The silhouette of a convex solid is convex, and so is the depth of its front: where it covers all corners of a tile,
+// it covers the tile, and is nowhere in it farther than at the farthest corner.
 void Occlusion::add(std::span<const CanvasVertex> solid)
 {
     constexpr float kNothing = 2;

@@ -6,8 +6,9 @@
 
 namespace vitrel::qc {
 
-// How far one can see, roughly: the picture in tiles, each with a depth that everything in it is known to be nearer than.
-// Triangles behind that need not be drawn. Right as long as depths only come nearer: forget it when they are cleared.
+// How far one can see, roughly: the picture in tiles, each with a depth that everything in it is known to be nearer
+// than. Triangles behind that need not be drawn. Right as long as depths only come nearer: forget it when they are
+// cleared.
 class Occlusion
 {
 public:

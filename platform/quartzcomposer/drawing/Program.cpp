@@ -4,6 +4,8 @@
 
 #include <epoxy/gl.h>
 
+#include <utility>
+
 namespace vitrel::qc {
 
 namespace {
@@ -37,6 +39,9 @@ Program::Program(const std::string& vertex, const std::string& fragment)
         glBindAttribLocation(name_, 0, "position");
         glBindAttribLocation(name_, 1, "texture0");
         glBindAttribLocation(name_, 2, "color");
+        for (const auto& [index, attribute] :
+            {std::pair(0u, "qc_vertex"), {1u, "qc_texture"}, {2u, "qc_color"}, {3u, "qc_normal"}})
+            glBindAttribLocation(name_, index, attribute);
         glLinkProgram(name_);
         GLint good = 0;
         glGetProgramiv(name_, GL_LINK_STATUS, &good);

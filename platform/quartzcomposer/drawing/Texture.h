@@ -31,6 +31,7 @@ public:
     unsigned name() const { return name_; }
     // That draws into it; made when it is first asked for, and bound then.
     unsigned framebuffer();
+    Format format() const { return format_; }
     int width() const { return width_; }
     int height() const { return height_; }
     std::uint64_t generation() const { return generation_; }

@@ -174,7 +174,10 @@ class RecursorPatch final : public Patch
         if (parent)
             e.remembering.push_back(parent);
         for (Port& port : ports_) {
-            const Memory& last = port.last.at(scope);
+            Memory& last = port.last.at(scope);
+            // As it was drawn: kept as what it is drawn from, it would grow by a level with each frame.
+            if (auto* image = std::get_if<ImageRef>(static_cast<PortValue::Base*>(&last.value)); image && *image)
+                *image = e.stage.realized(*image);
             const std::uint64_t before = port.output->version();
             port.output->set(initialize() || !last.known || time() <= 0 ? port.initial->value() : last.value);
             if (port.output->version() != before)

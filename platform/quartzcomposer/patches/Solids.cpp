@@ -94,7 +94,7 @@ protected:
         vertices_ = grid_->vertices;
         for (SolidVertex& vertex : vertices_)
             vertex.color = color();
-        e.stage.drawShared(vertices_, grid_->corners, place() * Matrix::scale(scale(), scale(), scale()), paint);
+        e.stage.drawShared(vertices_, grid_->corners, place(), paint, Matrix::scale(scale(), scale(), scale()));
     }
     int slices_ = 24, stacks_ = 12;
     std::shared_ptr<const Grid> grid_;
@@ -149,13 +149,13 @@ class CubePatch final : public SolidPatch
     }
     void draw(Evaluation& e) override
     {
-        const Matrix shape = place() * Matrix::scale(width(), height(), depth());
+        const Matrix size = Matrix::scale(width(), height(), depth());
         for (std::size_t k = 0; k < colors_.size(); ++k) {
             Paint paint = modes.paint();
             paint.image = *images_[k]->value().as<ImageRef>();
             const Matrix face = kFaces[k].matrix() * Matrix::translation(0, 0, 0.5);
-            e.stage.draw(
-                Primitive::Triangles, rectangle(1, 1, *colors_[k]->value().as<NSColor>()), shape * face, paint);
+            e.stage.draw(Primitive::Triangles, rectangle(1, 1, *colors_[k]->value().as<NSColor>()), place(), paint,
+                true, size * face);
         }
     }
     std::vector<InputPort*> colors_, images_;

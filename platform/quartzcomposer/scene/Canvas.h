@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/quartzcomposer/scene/Image.h"
+#include "platform/quartzcomposer/scene/ShaderUse.h"
 
 #include <chrono>
 #include <cstdint>
@@ -51,6 +52,12 @@ public:
 
     virtual void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) = 0;
     virtual void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) = 0;
+    // The same by an author's program. False if it doesn't work: the node is then drawn without it.
+    virtual bool drawShaded(
+        Primitive, std::span<const ShaderVertex>, const ShaderUse&, const ShaderSurroundings&, const Paint&)
+    {
+        return true;
+    }
 
     // A frame begins; what would be drawn from `end` on is left out of it.
     virtual void beginFrame(std::chrono::steady_clock::time_point) { }
@@ -62,6 +69,8 @@ public:
     // keeps values beyond 0 to 1, and steps finer than a 255th.
     virtual void beginImage(int width, int height, bool depth, bool deep = false) = 0;
     virtual ImageRef endImage() = 0;
+    // The image as it is, without what it would be computed from; null if there is no memory or time for it.
+    virtual ImageRef realized(const ImageRef& image) { return image; }
 };
 
 // Draws nothing and knows its size.
@@ -81,6 +90,12 @@ public:
         const auto [width, height] = sizes_.back();
         sizes_.pop_back();
         return std::make_shared<DrawnImage>(width, height);
+    }
+    ImageRef realized(const ImageRef& image) override
+    {
+        return image && image->extent().infinite ? std::make_shared<DrawnImage>(width(), height())
+            : image                              ? std::make_shared<DrawnImage>(image->extent())
+                                                 : nullptr;
     }
 
 private:

@@ -12,8 +12,6 @@ using R = ExtentRule;
 
 // A picture larger than this is nobody's intention.
 constexpr double kMaxGrowth = 1000, kMaxReach = 8000;
-// A filter over its own result of the frame before grows by a level a frame.
-constexpr int kMaxLevels = 64;
 
 Extent transformed(const Extent& e, const Affine& t)
 {
@@ -129,7 +127,7 @@ ImageRef filtered(const Filter& filter, const std::vector<ImageRef>& images, con
     const bool laidOver = filter.rule == R::Masked && images.size() > 1 && images[1];
     if (filter.images[0] && (images.empty() || (!images[0] && !laidOver)))
         return nullptr;
-    if (FilteredImage::deepest(images) >= kMaxLevels)
+    if (LazyImage::deepest(images) >= LazyImage::kMaxLevels)
         return images[0];
     const bool sound = std::all_of(numbers.begin(), numbers.end(), [](double n) { return std::isfinite(n); });
     const Extent extent = sound ? extentOf(filter, images, numbers, colors) : Extent{};

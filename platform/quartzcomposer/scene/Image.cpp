@@ -35,12 +35,12 @@ ImageRef ownImage(std::shared_ptr<const Bitmap> bitmap)
     });
 }
 
-int FilteredImage::deepest(const std::vector<ImageRef>& images)
+int LazyImage::deepest(const std::vector<ImageRef>& images)
 {
     int levels = 0;
     for (const ImageRef& image : images) {
-        const auto* filtered = dynamic_cast<const FilteredImage*>(image.get());
-        levels = std::max(levels, filtered ? filtered->levels : 0);
+        const auto* lazy = dynamic_cast<const LazyImage*>(image.get());
+        levels = std::max(levels, lazy ? lazy->levels : 0);
     }
     return levels;
 }

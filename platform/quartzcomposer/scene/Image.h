@@ -2,7 +2,9 @@
 
 #include "platform/appkit/Bitmap.h"
 #include "platform/foundation/Value.h"
+#include "platform/quartzcomposer/shading/Kernel.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -85,29 +87,64 @@ public:
     DrawnImage(int width, int height)
         : Image({0, 0, double(width), double(height)})
     { }
+    explicit DrawnImage(Extent extent)
+        : Image(extent)
+    { }
+};
+
+// Computed from other images when it is shown.
+class LazyImage : public Image
+{
+public:
+    LazyImage(Extent extent, std::vector<ImageRef> inputs)
+        : Image(extent)
+        , inputs(std::move(inputs))
+        , levels(1 + deepest(this->inputs))
+    { }
+    const std::vector<ImageRef> inputs;
+    const int levels; // of lazy images upon lazy images
+
+    static int deepest(const std::vector<ImageRef>& images);
+    // One over its own result of the frame before grows by a level a frame.
+    static constexpr int kMaxLevels = 64;
 };
 
 // A filter over other images, computed when it is shown. `numbers` and `colors` are the filter's parameters in the
 // order of its row in the filter table; straight colours.
-class FilteredImage final : public Image
+class FilteredImage final : public LazyImage
 {
 public:
     FilteredImage(Extent extent, std::string filter, std::vector<ImageRef> inputs, std::vector<double> numbers,
         std::vector<NSColor> colors)
-        : Image(extent)
+        : LazyImage(extent, std::move(inputs))
         , filter(std::move(filter))
-        , inputs(std::move(inputs))
         , numbers(std::move(numbers))
         , colors(std::move(colors))
-        , levels(1 + deepest(this->inputs))
     { }
     const std::string filter;
-    const std::vector<ImageRef> inputs;
     const std::vector<double> numbers;
     const std::vector<NSColor> colors;
-    const int levels; // of filters upon filters
+};
 
-    static int deepest(const std::vector<ImageRef>& images);
+// An author's kernel over other images. `values` are its parameters that are no images, in order, each of four numbers
+// of which it takes as many as it has parts; colours premultiplied.
+class KernelImage final : public LazyImage
+{
+public:
+    // How an image is read: whether its edge goes on without end, and whether between pixels there is a mean.
+    struct Reading {
+        bool clamps = false, smooths = true;
+    };
+    KernelImage(Extent extent, std::shared_ptr<const Kernel> kernel, std::vector<ImageRef> inputs,
+        std::vector<Reading> readings, std::vector<std::array<double, 4>> values)
+        : LazyImage(extent, std::move(inputs))
+        , kernel(std::move(kernel))
+        , readings(std::move(readings))
+        , values(std::move(values))
+    { }
+    const std::shared_ptr<const Kernel> kernel;
+    const std::vector<Reading> readings;
+    const std::vector<std::array<double, 4>> values;
 };
 
 } // namespace vitrel::qc

@@ -37,11 +37,41 @@ void Recording::draw(Primitive primitive, std::span<const CanvasVertex> vertices
     calls_.push_back(std::move(call));
 }
 
+bool Recording::drawShaded(Primitive primitive, std::span<const ShaderVertex> vertices, const ShaderUse& use,
+    const ShaderSurroundings& around, const Paint& paint)
+{
+    Call call;
+    call.primitive = primitive;
+    call.paint = paint;
+    call.shaded = std::make_shared<const ShadedCall>(ShadedCall{{vertices.begin(), vertices.end()}, use, around});
+    calls_.push_back(std::move(call));
+    hasShaded_ = true;
+    return true;
+}
+
+// Only now it shows whether the program works. Without it the corners have their own colours, and no light.
+void Recording::play(const Call& call, Canvas& canvas)
+{
+    const ShadedCall& shaded = *call.shaded;
+    if (canvas.drawShaded(call.primitive, shaded.vertices, shaded.use, shaded.around, call.paint))
+        return;
+    const Matrix all = shaded.around.projection * shaded.around.modelView;
+    std::vector<CanvasVertex> corners;
+    for (const ShaderVertex& v : shaded.vertices) {
+        const Vec4 p = all * Vec3{v.position[0], v.position[1], v.position[2]};
+        corners.push_back({{float(p.x), float(p.y), float(p.z), float(p.w)}, {v.texture[0], v.texture[1]},
+            {v.color[0], v.color[1], v.color[2], v.color[3]}});
+    }
+    canvas.draw(call.primitive, corners, call.paint);
+}
+
 void Recording::play(Canvas& canvas) const
 {
     for (const Call& call : calls_) {
         if (call.clears)
             canvas.clear(call.color, call.clearsColor, call.clearsDepth, call.paint.colorMask);
+        else if (call.shaded)
+            play(call, canvas);
         else
             canvas.draw(call.primitive, std::span(vertices_).subspan(call.first, call.count), call.paint);
     }
@@ -50,7 +80,7 @@ void Recording::play(Canvas& canvas) const
 std::string Recording::fingerprint() const
 {
     std::string all;
-    if (vertices_.size() * sizeof(CanvasVertex) + calls_.size() * 64 > kLongest)
+    if (hasShaded_ || vertices_.size() * sizeof(CanvasVertex) + calls_.size() * 64 > kLongest)
         return all;
     append(all, width_);
     append(all, height_);

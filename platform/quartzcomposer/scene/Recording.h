@@ -21,15 +21,22 @@ public:
     int largestSide() const override { return largestSide_; }
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
+    bool drawShaded(Primitive primitive, std::span<const ShaderVertex> vertices, const ShaderUse& use,
+        const ShaderSurroundings& around, const Paint& paint) override;
     // Never asked: pictures within have recordings of their own.
     void beginImage(int, int, bool, bool) override { }
     ImageRef endImage() override { return nullptr; }
 
     void play(Canvas& canvas) const;
-    // Equal if the two draw the same; empty for one that is too long to be remembered.
+    // Equal if the two draw the same; empty for one that is too long to be remembered, or that programs draw.
     std::string fingerprint() const;
 
 private:
+    struct ShadedCall {
+        std::vector<ShaderVertex> vertices;
+        ShaderUse use;
+        ShaderSurroundings around;
+    };
     struct Call {
         bool clears = false;
         NSColor color;
@@ -37,7 +44,11 @@ private:
         Primitive primitive = Primitive::Triangles;
         Paint paint;
         std::size_t first = 0, count = 0; // of the corners
+        std::shared_ptr<const ShadedCall> shaded; // null: drawn as ever
     };
+    static void play(const Call& call, Canvas& canvas);
+
+    bool hasShaded_ = false;
     const int width_, height_, largestSide_;
     std::vector<Call> calls_;
     std::vector<CanvasVertex> vertices_;

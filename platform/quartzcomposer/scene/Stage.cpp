@@ -237,18 +237,28 @@ void Stage::show(Primitive primitive, const Paint& paint)
     canvas_->draw(primitive, shine_, over);
 }
 
-void Stage::draw(
-    Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lightIt)
+void Stage::draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
+    bool lightIt, const Matrix& local)
 {
-    transform(vertices, shape, paint, lightIt);
+    if (environment_.shader && drawShaded(primitive, vertices, shape, local, paint))
+        return;
+    transform(vertices, shape * local, paint, lightIt);
     cutBehindTheEye(primitive);
     show(primitive, paint);
 }
 
 void Stage::drawShared(std::span<const SolidVertex> vertices, std::span<const std::uint16_t> corners,
-    const Matrix& shape, const Paint& paint)
+    const Matrix& shape, const Paint& paint, const Matrix& local)
 {
-    transform(vertices, shape, paint, true);
+    if (environment_.shader) {
+        std::vector<SolidVertex> all;
+        all.reserve(corners.size());
+        for (const std::uint16_t corner : corners)
+            all.push_back(vertices[corner]);
+        if (drawShaded(Primitive::Triangles, all, shape, local, paint))
+            return;
+    }
+    transform(vertices, shape * local, paint, true);
     const auto spread = [&](std::vector<CanvasVertex>& shared) {
         triangles_.clear();
         for (std::size_t k = 0; k + 2 < corners.size(); k += 3) {

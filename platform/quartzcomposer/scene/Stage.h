@@ -35,6 +35,7 @@ struct Environment {
     std::shared_ptr<const Lighting> lighting; // null: everything has its own colour
     std::shared_ptr<const Fog> fog;
     std::uint8_t colorMask = 0xF;
+    std::shared_ptr<const ShaderUse> shader; // null: the usual drawing
 };
 
 // A corner of a solid in its own coordinates. `color` is straight.
@@ -68,12 +69,13 @@ public:
     // Units that one pixel measures.
     double unitsPerPixel() const { return 2.0 / canvas_->width(); }
 
-    // Draws corners of a shape under `shape` and the environment.
+    // Draws corners of a shape under `shape` and the environment. `local` acts first: what belongs to the body itself,
+    // such as its size, which an author's program finds in the corners.
     void draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
-        bool lit = true);
+        bool lit = true, const Matrix& local = {});
     // The same for triangles that share corners, three numbers of them each: each corner is transformed and lit once.
     void drawShared(std::span<const SolidVertex> vertices, std::span<const std::uint16_t> corners, const Matrix& shape,
-        const Paint& paint);
+        const Paint& paint, const Matrix& local = {});
     // The same on the screen's plane: no environment, no light, no fog. Units.
     void drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint);
 
@@ -91,8 +93,12 @@ public:
     // `last` was drawn from, nothing is drawn and `last` stays.
     void beginImage(int width, int height, bool depth, bool deep = false);
     void endImage(Drawn& last);
+    // As a canvas says it.
+    ImageRef realized(const ImageRef& image) { return outermost_.realized(image); }
 
 private:
+    bool drawShaded(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape,
+        const Matrix& local, const Paint& paint);
     Paint within(const Paint& paint) const;
     void transform(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lit);
     void show(Primitive primitive, const Paint& paint);
