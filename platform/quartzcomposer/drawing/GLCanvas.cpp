@@ -120,13 +120,13 @@ void GLCanvas::beginFrame(std::chrono::steady_clock::time_point end)
     Texture::beginFrame();
 }
 
-bool GLCanvas::resize(int width, int height, int divisor)
+bool GLCanvas::resize(int width, int height, int divisor, int samples)
 {
     if (!valid())
         return false;
     const int columns = (width + divisor - 1) / divisor, rows = (height + divisor - 1) / divisor;
     Target& outermost = targets_.front();
-    if (columns != pixelsWide() || rows != pixelsHigh()) {
+    if (columns != pixelsWide() || rows != pixelsHigh() || samples != samples_) {
         flush();
         auto texture = Texture::make(columns, rows, nullptr, Texture::Use::View);
         if (!texture)
@@ -136,7 +136,11 @@ bool GLCanvas::resize(int width, int height, int divisor)
         glBindFramebuffer(GL_READ_FRAMEBUFFER, from);
         glBindFramebuffer(GL_DRAW_FRAMEBUFFER, to);
         glBlitFramebuffer(0, 0, pixelsWide(), pixelsHigh(), 0, 0, columns, rows, GL_COLOR_BUFFER_BIT, GL_LINEAR);
+        if (samples > 0)
+            target.wantSamples(samples);
         outermost = std::move(target);
+        samples_ = samples;
+        occlusion_.forget();
     }
     outermost.width = width;
     outermost.height = height;
@@ -195,10 +199,12 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     state.culling = paint.culling;
     state.colorMask = paint.colorMask;
     state.nearest = paint.nearest;
-    if (primitive == Primitive::Triangles)
-        gather(vertices, state, paint.mayComeEarlier);
-    else
-        gather(widened(primitive, vertices, paint.lineWidth), state);
+    const bool widens = primitive != Primitive::Triangles;
+    const auto wide = widens ? widened(primitive, vertices, paint.lineWidth) : std::vector<CanvasVertex>();
+    const std::span<const CanvasVertex> triangles = widens ? std::span<const CanvasVertex>(wide) : vertices;
+    if (targets_.size() == 1)
+        noteEdges(triangles);
+    gather(triangles, state, paint.mayComeEarlier);
 }
 
 // What is nearest first: the rest is then hidden before it costs anything.
@@ -245,6 +251,22 @@ void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state
             state_ = state;
             anyOrder_ = false;
         }
+    }
+}
+
+// A rectangle comes as two triangles, each with a level and an upright side.
+void GLCanvas::noteEdges(std::span<const CanvasVertex> triangles)
+{
+    for (std::size_t k = 0; k + 3 <= triangles.size() && !roughEdges_; k += 3) {
+        bool level = false, upright = false;
+        for (std::size_t side = 0; side < 3; ++side) {
+            const float *a = triangles[k + side].position, *b = triangles[k + (side + 1) % 3].position;
+            const float wx = a[0] * b[3] - b[0] * a[3], wy = a[1] * b[3] - b[1] * a[3];
+            const float slack = 1e-5f * std::fabs(a[3] * b[3]);
+            upright = upright || std::fabs(wx) <= slack;
+            level = level || std::fabs(wy) <= slack;
+        }
+        roughEdges_ = !level || !upright;
     }
 }
 
