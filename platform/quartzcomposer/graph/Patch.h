@@ -38,6 +38,7 @@ struct Evaluation {
     int depth = 0; // of patches that are waiting for each other
     std::vector<Patch*> late; // those that were asked too deep, to be computed once the stack is free
     std::uint32_t iterationsLeft = 0; // of all iterators in this frame
+    std::uint32_t meshVerticesLeft = 1'000'000; // of all meshes in this frame
     std::uint64_t evaluations = 0; // patches computed or drawn
 
     // True once a frame has cost more than any that is meant to be seen. What isn't computed by then answers with what
