@@ -9,10 +9,11 @@ namespace vitrel::qc {
 // The handles as an author's file has them, by the rule with NumPy: offsets, kept within their stretch.
 TEST(TimeLine, BendsByItsHandles)
 {
-    const std::string frames = "[{kf: {time: 0, value: 0.00489729642868042}, rc: {time: 0, value: 0.12455515284091234}},"
-                               "{kf: {time: 1.9953800439834595, value: 1.0139449834823608}, rc: {time: 0.0038629770278930664,"
-                               "value: -0.0015241970786265826}, lc: {time: -0.013966172933578491, value: 0.005510568618774414}},"
-                               "{kf: {time: 0.0014857632340863347, value: 1.0194555521011353}}, {kf: {time: 1.9992430210113525, value: 0}}]";
+    const std::string frames
+        = "[{kf: {time: 0, value: 0.00489729642868042}, rc: {time: 0, value: 0.12455515284091234}},"
+          "{kf: {time: 1.9953800439834595, value: 1.0139449834823608}, rc: {time: 0.0038629770278930664,"
+          "value: -0.0015241970786265826}, lc: {time: -0.013966172933578491, value: 0.005510568618774414}},"
+          "{kf: {time: 0.0014857632340863347, value: 1.0194555521011353}}, {kf: {time: 1.9992430210113525, value: 0}}]";
     const double expected[][2] = {{-1, 0.0049}, {0, 0.0049}, {0.0007, 0.531}, {0.0015, 1.0195}, {1, 1.0188},
         {1.9953, 1.0140}, {1.998, 0.775}, {1.9992, 0.129}, {5, 0}};
     for (const auto& [time, value] : expected) {
@@ -65,12 +66,14 @@ TEST(Physics, MakeTheSpringThatTheirNumbersMean)
         wild.frame(k / 30.0);
         ASSERT_LT(std::fabs(wild.number()), 4) << k;
     }
-    // Follows at 2 a second, is let go, and has slowed down by e to the 3 times friction times the seconds: 2 / (3 * 4).
-    Player thrown("{inputs: {in: 's.in', held: 's.held'}, outputs: {out: 's.y'}, patches: {s: QCPatch {in: "
-                  "'x.source_1', held: 'h.input'} outputs {y: 'b.output_1'} patches {h: QCSplitter with {portClass: "
-                  "'QCBooleanPort'}, r: QCRecursor with {savedPorts: [['QCNumberPort', 'y']]}, x: QCMultiplexer with "
-                  "{portClass: 'QCNumberPort'}, b: QCPhysics {inputFriction: 4} with {numberOfInputs: 1}} connections "
-                  "['r.y > x.source_0', 'h.output > x.inputIndex', 'h.output > b.inputSampling', 'x.output > b.input_1']}}");
+    // Follows at 2 a second, is let go, and has slowed down by e to the 3 times friction times the seconds: 2 / (3 *
+    // 4).
+    Player thrown(
+        "{inputs: {in: 's.in', held: 's.held'}, outputs: {out: 's.y'}, patches: {s: QCPatch {in: "
+        "'x.source_1', held: 'h.input'} outputs {y: 'b.output_1'} patches {h: QCSplitter with {portClass: "
+        "'QCBooleanPort'}, r: QCRecursor with {savedPorts: [['QCNumberPort', 'y']]}, x: QCMultiplexer with "
+        "{portClass: 'QCNumberPort'}, b: QCPhysics {inputFriction: 4} with {numberOfInputs: 1}} connections "
+        "['r.y > x.source_0', 'h.output > x.inputIndex', 'h.output > b.inputSampling', 'x.output > b.input_1']}}");
     thrown.graph->setInput("held", true);
     for (int k = 0; k <= 240; ++k) {
         thrown.graph->setInput("held", k <= 60);

@@ -138,11 +138,21 @@ private:
     const std::string key_;
 };
 
+class PatchRegistry;
+
+// A composition within a composition: what both count together.
+struct Importing {
+    const PatchRegistry* registry = nullptr;
+    std::vector<std::string> files; // from the outermost inwards
+    std::shared_ptr<std::size_t> patches; // of all that are being played together
+};
+
 // What the file says of a patch beyond its ports.
 struct Settings {
     const Dictionary* values = nullptr; // null: none
     std::string identifier;
     std::string folder; // of the composition's file; empty if it has none
+    std::shared_ptr<const Importing> importing = nullptr; // null: nothing can be imported
 
     const Value* find(const std::string& key) const;
     double number(const std::string& key, double usual) const; // finite, as long as `usual` is

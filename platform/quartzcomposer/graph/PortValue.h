@@ -14,7 +14,6 @@ namespace vitrel::qc {
 
 struct PortValue;
 
-
 // An ordered list of members, with keys or without. Shared and immutable once a port has it.
 struct Structure {
     struct Member;

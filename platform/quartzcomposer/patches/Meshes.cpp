@@ -37,15 +37,16 @@ void setProperty(Mesh& mesh, std::uint32_t property, const StructureRef& list)
     if (property == kVertices)
         mesh.vertices = read<Vec3>(list, most, point);
     else if (property == kColors)
-        mesh.colors = read<NSColor>(
-            list, most, [](const PortValue& value) { return colorOf(value, true).value_or(NSColor{1, 1, 1, 1}); });
+        mesh.colors = read<NSColor>(list, most, [](const PortValue& value) {
+            return colorOf(value, true).value_or(NSColor{1, 1, 1, 1});
+        });
     else if (property == kNormals)
         mesh.normals = read<Vec3>(list, most, point);
     else if (property == kTexture)
         mesh.texture = read<std::array<double, 2>>(list, most, [](const PortValue& value) {
             const auto* place = value.as<StructureRef>();
             return place && *place ? std::array<double, 2>{memberNumber(**place, "U", 0).value_or(0),
-                                         memberNumber(**place, "V", 1).value_or(0)}
+                       memberNumber(**place, "V", 1).value_or(0)}
                                    : std::array<double, 2>{0, 0};
         });
     else if (property == kIndices)
@@ -253,8 +254,7 @@ class RendererPatch final : public SolidPatch
         corner.normal = k < m.normals.size() ? m.normals[k] : Vec3{0, 0, 1};
         corner.u = k < m.texture.size() ? m.texture[k][0] : 0;
         corner.v = k < m.texture.size() ? m.texture[k][1] : 0;
-        corner.color
-            = {own.red * tint.red, own.green * tint.green, own.blue * tint.blue, own.alpha * tint.alpha};
+        corner.color = {own.red * tint.red, own.green * tint.green, own.blue * tint.blue, own.alpha * tint.alpha};
         return corner;
     }
     bool wires_ = false;

@@ -85,8 +85,8 @@ class PhysicsPatch final : public MovingPatch
     static void sample(Body& body, double value, double passed)
     {
         if (passed > 0)
-            body.speed
-                = kept(body.speed + ((value - body.input) / passed - body.speed) * (1 - std::exp(-passed / kSpeedSpan)));
+            body.speed = kept(
+                body.speed + ((value - body.input) / passed - body.speed) * (1 - std::exp(-passed / kSpeedSpan)));
         body.at = body.input = value;
         rest(body);
     }

@@ -56,8 +56,8 @@ public:
     double at(double time) const
     {
         // Of key frames at one time the last one counts, also for a time that is theirs.
-        const auto next = std::upper_bound(
-            keys_.begin(), keys_.end(), time, [](double t, const Key& key) { return t < key.time; });
+        const auto next
+            = std::upper_bound(keys_.begin(), keys_.end(), time, [](double t, const Key& key) { return t < key.time; });
         if (next == keys_.begin() || next == keys_.end())
             return keys_.empty() ? 0 : next == keys_.end() ? keys_.back().value : keys_.front().value;
         const Key &a = *std::prev(next), &b = *next;
