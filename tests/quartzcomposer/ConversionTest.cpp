@@ -40,12 +40,13 @@ TEST(Conversion, FollowsTheTable)
         {std::string("0"), PortType::Boolean, "true"}, {std::string("12 apes"), PortType::Index, "12"},
         {std::string("apes"), PortType::Index, "0"}, {std::string(" -2.5e1x"), PortType::Number, "-25"},
         {std::string("nan"), PortType::Number, "0"}, {NSColor{1, 1, 1, 1}, PortType::Number, "1"},
-        {NSColor{1, 0, 0, 1}, PortType::Image, "image everywhere"}, {NSColor{1, 0, 0, 1}, PortType::Structure, "null"},
-        {image(), PortType::Boolean, "true"}, {ImageRef(), PortType::Boolean, "false"},
-        {image(), PortType::Number, "0"}, {image(), PortType::String, "''"}, {list({1.0}), PortType::Boolean, "true"},
-        {list({1.0}), PortType::Image, "null"}, {PortValue(), PortType::Boolean, "false"},
-        {PortValue(), PortType::Number, "0"}, {PortValue(), PortType::Color, "rgba(0, 0, 0, 0)"},
-        {PortValue(), PortType::String, "''"}, {std::string("as it is"), PortType::Virtual, "'as it is'"}};
+        {NSColor{1, 0, 0, 1}, PortType::Image, "image everywhere"}, {2.5, PortType::Structure, "[2.5]"},
+        {PortValue(), PortType::Structure, "null"}, {image(), PortType::Boolean, "true"},
+        {ImageRef(), PortType::Boolean, "false"}, {image(), PortType::Number, "0"}, {image(), PortType::String, "''"},
+        {list({1.0}), PortType::Boolean, "true"}, {list({1.0}), PortType::Image, "null"},
+        {PortValue(), PortType::Boolean, "false"}, {PortValue(), PortType::Number, "0"},
+        {PortValue(), PortType::Color, "rgba(0, 0, 0, 0)"}, {PortValue(), PortType::String, "''"},
+        {std::string("as it is"), PortType::Virtual, "'as it is'"}};
     for (const auto& [from, to, result] : cases)
         EXPECT_EQ(shown(converted(from, to)), result) << shown(from) << " to " << nameOf(to);
 }

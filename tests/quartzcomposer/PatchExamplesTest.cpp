@@ -1,4 +1,5 @@
 #include "base/Text.h"
+#include "platform/quartzcomposer/drawing/FilterShaders.h"
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
@@ -130,6 +131,20 @@ TEST(PatchExamples, ShowWhatTheySay)
     for (const fs::path& path : examples()) {
         SCOPED_TRACE(path.filename());
         Example(path).play();
+    }
+}
+
+// A shader that a driver refuses, or a filter without one, would hand the image on, and nobody would know.
+TEST(Filters, AllHaveAShaderThatCompiles)
+{
+    if (!GLContext::current())
+        GTEST_SKIP();
+    const std::set<std::string> copies{"CICrop"}, blurs{"CIGaussianBlur", "CIDiscBlur", "CIBoxBlur"};
+    for (const Filter& filter : allFilters()) {
+        const std::string shader = filterFragmentShader(filter.name);
+        EXPECT_TRUE(Program(filterVertexShader(), shader).valid()) << filter.name;
+        EXPECT_EQ(shader == filterFragmentShader("copy"), copies.count(filter.name) + blurs.count(filter.name) > 0)
+            << filter.name;
     }
 }
 

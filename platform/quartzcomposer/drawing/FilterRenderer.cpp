@@ -8,15 +8,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace vitrel::qc {
 
 namespace {
 
-constexpr int kMaxSide = 4096; // of a filter's result
 constexpr int kMaxChain = 64; // filters upon filters
 // Passes for one picture that is shown: results without an end aren't kept, so two inputs of one source double them.
 constexpr int kMaxPasses = 512;
+constexpr std::size_t kMostLevels = 7; // of a picture that is shown small
 
 // Half the size, each pixel the mean of four.
 Bitmap halved(const Bitmap& from)
@@ -44,12 +45,7 @@ Bitmap halved(const Bitmap& from)
 
 int pixels(double length)
 {
-    return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, double(kMaxSide)));
-}
-
-bool sameGeneration(const TextureRef& texture)
-{
-    return texture && GLContext::current() && texture->generation() == GLContext::current()->generation();
+    return static_cast<int>(std::clamp(std::ceil(length - 1e-6), 1.0, double(Texture::largestSide())));
 }
 
 } // namespace
@@ -58,7 +54,6 @@ FilterRenderer::FilterRenderer(Workload& work)
     : work_(work)
     , generation_(GLContext::current() ? GLContext::current()->generation() : 0)
 {
-    glGenFramebuffers(1, &framebuffer_);
     glGenVertexArrays(1, &vertexArray_);
 }
 
@@ -67,7 +62,6 @@ FilterRenderer::~FilterRenderer()
     const GLContext* context = GLContext::current();
     if (!context || context->generation() != generation_)
         return;
-    glDeleteFramebuffers(1, &framebuffer_);
     glDeleteVertexArrays(1, &vertexArray_);
 }
 
@@ -75,7 +69,7 @@ TextureRef FilterRenderer::texture(const ImageRef& image, int targetWidth, int t
 {
     if (image->bitmap()) {
         std::size_t wanted = 0;
-        while (texelsPerPixel > 1.7 && wanted < 6) {
+        while (texelsPerPixel > 1.7 && wanted < kMostLevels - 1) {
             texelsPerPixel /= 2;
             ++wanted;
         }
@@ -87,15 +81,26 @@ TextureRef FilterRenderer::texture(const ImageRef& image, int targetWidth, int t
     return piece(image, wanted).texture;
 }
 
+namespace {
+
+TextureLevels& levelsOf(const Image& image, bool canBeMadeAgain)
+{
+    auto levels = std::dynamic_pointer_cast<TextureLevels>(image.realization);
+    if (!levels)
+        image.realization = levels = std::make_shared<TextureLevels>(canBeMadeAgain);
+    return *levels;
+}
+
+} // namespace
+
+// One that doesn't fit gives way to a smaller one.
 TextureRef FilterRenderer::level(const ImageRef& image, std::size_t number)
 {
-    auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
-    if (!levels)
-        image->realization = levels = std::make_shared<TextureLevels>();
-    if (levels->levels.size() <= number)
-        levels->levels.resize(number + 1);
-    if (!sameGeneration(levels->levels[number])) {
-        const auto bitmap = image->bitmap();
+    const auto bitmap = image->bitmap();
+    const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
+    for (; number < kMostLevels; ++number) {
+        if (auto there = levels ? levels->at(number) : nullptr)
+            return there;
         if (work_.isLate())
             return nullptr;
         work_.spend(double(bitmap->width) * bitmap->height * (number ? 2 : 1));
@@ -103,9 +108,12 @@ TextureRef FilterRenderer::level(const ImageRef& image, std::size_t number)
         for (std::size_t k = 0; k < number; ++k)
             small = halved(k == 0 ? *bitmap : small);
         const Bitmap& shown = number ? small : *bitmap;
-        levels->levels[number] = Texture::make(shown.width, shown.height, shown.pixels.data());
+        if (auto made = Texture::make(shown.width, shown.height, shown.pixels.data())) {
+            levelsOf(*image, true).keep(number, made);
+            return made;
+        }
     }
-    return levels->levels[number];
+    return nullptr;
 }
 
 FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent& wanted)
@@ -113,64 +121,105 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
     if (!image || passes_ > kMaxPasses)
         return {};
     const auto* filtered = dynamic_cast<const FilteredImage*>(image.get());
+    const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
     if (!filtered) {
         if (image->bitmap())
             return {level(image, 0), image->extent()};
-        const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
-        const bool there = levels && !levels->levels.empty() && sameGeneration(levels->levels[0]);
-        return there ? Piece{levels->levels[0], image->extent()} : Piece{};
+        return {levels ? levels->at(0) : nullptr, image->extent()};
     }
     if (depth_ >= kMaxChain)
         return {};
-    ++depth_;
     // A finite one is computed whole and kept; an infinite one as far as it is wanted.
-    const auto levels = std::dynamic_pointer_cast<TextureLevels>(image->realization);
-    Piece result;
-    if (!image->extent().infinite && levels && !levels->levels.empty() && sameGeneration(levels->levels[0])) {
-        result = {levels->levels[0], image->extent()};
-    } else {
-        result = computed(*filtered, image->extent().infinite ? wanted : image->extent());
-        if (!image->extent().infinite && result.texture) {
-            auto kept = std::make_shared<TextureLevels>();
-            kept->levels.push_back(result.texture);
-            image->realization = kept;
-        }
-    }
+    const bool isWhole = !image->extent().infinite;
+    if (auto there = isWhole && levels ? levels->at(0) : nullptr)
+        return {there, image->extent()};
+    ++depth_;
+    const Piece result = computed(*filtered, isWhole ? image->extent() : wanted);
     --depth_;
+    if (isWhole && result.texture)
+        levelsOf(*image, true).keep(0, result.texture);
     return result;
 }
+
+namespace {
+
+bool goesThroughTransform(const FilteredImage& image)
+{
+    return image.filter == "CIAffineTransform" || image.filter == "CIAffineClamp" || image.filter == "CIAffineTile";
+}
+
+// Shaders go from the result back to the source. Absent where there is no way back.
+std::optional<std::vector<double>> numbersFor(const FilteredImage& image)
+{
+    if (image.filter == "CIPerspectiveTransform")
+        return sharesOfQuadrangle(image.numbers);
+    if (!goesThroughTransform(image))
+        return image.numbers;
+    const Affine t = affineOf(image.numbers);
+    const double det = t.a * t.d - t.b * t.c;
+    if (std::fabs(det) < 1e-12)
+        return std::nullopt;
+    return std::vector<double>{t.d / det, -t.b / det, -t.c / det, t.a / det, t.tx, t.ty};
+}
+
+// What part of an image without an end a filter reads for the part of its result that is wanted.
+Extent needed(const FilteredImage& image, const Extent& wanted)
+{
+    const Filter* filter = filterNamed(image.filter);
+    const auto numbers = numbersFor(image);
+    if (goesThroughTransform(image) && numbers) {
+        const std::vector<double>& n = *numbers;
+        Extent box{1e9, 1e9, 0, 0, false};
+        double right = -1e9, top = -1e9;
+        for (const double x : {wanted.x, wanted.x + wanted.width}) {
+            for (const double y : {wanted.y, wanted.y + wanted.height}) {
+                const double px = n[0] * (x - n[4]) + n[2] * (y - n[5]), py = n[1] * (x - n[4]) + n[3] * (y - n[5]);
+                box.x = std::min(box.x, px);
+                box.y = std::min(box.y, py);
+                right = std::max(right, px);
+                top = std::max(top, py);
+            }
+        }
+        box.width = std::clamp(right - box.x, 1.0, 1e5);
+        box.height = std::clamp(top - box.y, 1.0, 1e5);
+        return box;
+    }
+    // Generators, compositing and colours read where they write, all others about it.
+    const bool reads = filter && filter->images[0] && filter->rule != ExtentRule::Union
+        && filter->rule != ExtentRule::Masked && filter->parameters[0].key
+        && filter->parameters[0].kind != ParameterKind::Number;
+    return reads ? grow(wanted, std::max(wanted.width, wanted.height) / 4) : wanted;
+}
+
+} // namespace
 
 FilterRenderer::Piece FilterRenderer::computed(const FilteredImage& image, const Extent& wanted)
 {
     if (wanted.empty())
         return {};
-    if (image.filter == "CIGaussianBlur" || image.filter == "CIDiscBlur")
+    const Filter* filter = filterNamed(image.filter);
+    if (filter && filter->rule == ExtentRule::Blur && !filter->wantsBlurred)
         return blurred(image, wanted);
+    const auto numbers = numbersFor(image);
+    if (!numbers)
+        return {};
     std::vector<Piece> inputs;
-    for (const ImageRef& input : image.inputs) {
-        Extent part = wanted;
-        if (input && !input->extent().infinite)
-            part = input->extent();
-        inputs.push_back(piece(input, part));
-    }
-    std::vector<double> numbers = image.numbers;
-    if (image.filter == "CIAffineTransform" || image.filter == "CIAffineClamp") {
-        // The shader goes from the result back to the source.
-        const Affine t = affineOf(numbers);
-        const double det = t.a * t.d - t.b * t.c;
-        if (std::fabs(det) < 1e-12)
-            return {};
-        numbers = {t.d / det, -t.b / det, -t.c / det, t.a / det, t.tx, t.ty};
+    for (const ImageRef& input : image.inputs)
+        inputs.push_back(piece(input, input && !input->extent().infinite ? input->extent() : needed(image, wanted)));
+    if (filter && filter->wantsBlurred) {
+        inputs.resize(1);
+        inputs.push_back(blurred(image, wanted));
     }
     return run(
-        program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), numbers, image.colors);
+        program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), *numbers, image.colors);
 }
 
 // In two passes on a copy that is small enough for a few taps to do.
 FilterRenderer::Piece FilterRenderer::blurred(const FilteredImage& image, const Extent& wanted)
 {
     const double radius = std::clamp(image.numbers[0], 0.0, 1000.0);
-    const double sigma = image.filter == "CIDiscBlur" ? radius / 2 : radius; // a disc's spread, softly
+    const bool isBox = image.filter == "CIBoxBlur";
+    const double sigma = image.filter == "CIDiscBlur" || isBox ? radius / 2 : radius; // a disc's spread, softly
     const ImageRef& source = image.inputs[0];
     Piece input = piece(source, source && source->extent().infinite ? grow(wanted, 3 * sigma) : Extent{});
     if (!input.texture)
@@ -182,8 +231,10 @@ FilterRenderer::Piece FilterRenderer::blurred(const FilteredImage& image, const 
         input = run(program("copy"), {input}, input.covers, std::max(1, input.texture->width() / 2),
             std::max(1, input.texture->height() / 2), {}, {});
     const int width = pixels(wanted.width / reduction), height = pixels(wanted.height / reduction);
-    const Piece across = run(program("blur"), {input}, wanted, width, height, {sigma, 1, 0}, {});
-    return run(program("blur"), {across}, wanted, width, height, {sigma, 0, 1}, {});
+    const Program& pass = program(isBox ? "box" : "blur");
+    const double reach = isBox ? radius : sigma;
+    const Piece across = run(pass, {input}, wanted, width, height, {reach, 1, 0}, {});
+    return run(pass, {across}, wanted, width, height, {reach, 0, 1}, {});
 }
 
 const Program& FilterRenderer::program(const std::string& filter)
@@ -202,11 +253,12 @@ FilterRenderer::Piece FilterRenderer::run(const Program& program, const std::vec
 {
     if (work_.isLate() || ++passes_ > kMaxPasses)
         return {};
-    Piece result{Texture::make(width, height, nullptr), covers};
+    Piece result{Texture::fitting(width, height), covers};
     if (!result.texture)
         return {};
-    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer_);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, result.texture->name(), 0);
+    result.texture->framebuffer();
+    width = result.texture->width();
+    height = result.texture->height();
     glViewport(0, 0, width, height);
     for (const GLenum off : {GL_BLEND, GL_DEPTH_TEST, GL_CULL_FACE, GL_SCISSOR_TEST})
         glDisable(off);

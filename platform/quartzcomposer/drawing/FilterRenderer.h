@@ -37,7 +37,7 @@ private:
 
     Workload& work_;
     std::map<std::string, std::unique_ptr<Program>> programs_;
-    unsigned framebuffer_ = 0, vertexArray_ = 0;
+    unsigned vertexArray_ = 0;
     int depth_ = 0, passes_ = 0;
     std::uint64_t generation_ = 0;
 };

@@ -1,107 +1,15 @@
 #include "platform/quartzcomposer/drawing/FilterShaders.h"
 
+#include "platform/quartzcomposer/drawing/FilterRows.h"
+
 namespace vitrel::qc {
 
 namespace {
 
-struct Row {
-    const char* filter;
-    const char* body; // of vec4 filtered(vec2 d)
-};
-
-// Premultiplied throughout; the formulas of the blend modes are those of PDF 1.7, section 11.3.5.
-constexpr Row kRows[] = {
-    {"copy", "return at(0, d);"},
-    {"CICrop", "return at(0, d);"},
-    // Along one axis. A tap stands for a stretch of `s`, a pixel for a stretch of `t` across; where the image ends
-    // within one, its part counts, so that no light is lost at the edges.
-    {"blur",
-        "vec2 axis = vec2(n[1], n[2]), side = 1.0 - axis; float s = max(n[0] / 2.5, 1.0), sigma = n[0] / s;"
-        "float t = max(abs(dot(vec2(dFdx(d.x), dFdy(d.y)), side)), 1e-3), q = dot(d, side), p = dot(d, axis);"
-        "vec2 first = extent0.xy, last = extent0.xy + extent0.zw;"
-        "float low = max(q - t * 0.5, dot(first, side)), high = min(q + t * 0.5, dot(last, side));"
-        "if (high <= low) return vec4(0);"
-        "vec2 row = side * (low + high) * 0.5; float part = (high - low) / t, all = 0.0; vec4 sum = vec4(0);"
-        "for (int k = -8; k <= 8; ++k) { float w = exp(-float(k * k) / (2.0 * sigma * sigma)), c = p + s * float(k);"
-        "float from = max(c - s * 0.5, dot(first, axis)), to = min(c + s * 0.5, dot(last, axis));"
-        "if (to > from) sum += w * (to - from) / s * at(0, row + axis * (from + to) * 0.5); all += w; }"
-        "return sum * part / all;"},
-    {"CIAffineTransform",
-        "vec2 p = d - vec2(n[4], n[5]); return at(0, vec2(n[0] * p.x + n[2] * p.y, n[1] * p.x + n[3] * p.y));"},
-    {"CIAffineClamp",
-        "vec2 p = d - vec2(n[4], n[5]); p = vec2(n[0] * p.x + n[2] * p.y, n[1] * p.x + n[3] * p.y);"
-        "return at(0, clamp(p, extent0.xy + 0.5, extent0.xy + extent0.zw - 0.5));"},
-    {"CIConstantColorGenerator", "return c[0];"},
-    {"CIRadialGradient",
-        "float t = (distance(d, vec2(n[0], n[1])) - n[2]) / max(n[3] - n[2], 1e-4); return dithered(mix(c[0], c[1], "
-        "clamp(t, 0.0, 1.0)));"},
-    {"CIGaussianGradient",
-        "float r = distance(d, vec2(n[0], n[1])) / max(n[2], 1e-4);"
-        "return dithered(mix(c[1], c[0], max(0.0, (exp(-4.5 * r * r) - 0.0111) / 0.9889)));"},
-    {"CILinearGradient",
-        "vec2 a = vec2(n[0], n[1]), b = vec2(n[2], n[3]); vec2 way = b - a;"
-        "float t = dot(d - a, way) / max(dot(way, way), 1e-4); return dithered(mix(c[0], c[1], clamp(t, 0.0, 1.0)));"},
-    {"CICheckerboardGenerator",
-        "vec2 q = (d - vec2(n[0], n[1])) / max(n[2], 1e-3); vec2 f = sin(q * 3.14159265); float s = f.x * f.y;"
-        "float edge = max((1.0 - n[3]) * 0.5, 1e-3); return mix(c[1], c[0], smoothstep(-edge, edge, s));"},
-    {"CIBlendWithMask", "float m = dot(at(2, d).rgb, vec3(0.299, 0.587, 0.114)); return mix(at(1, d), at(0, d), m);"},
-    {"CIMaskToAlpha", "float g = dot(at(0, d).rgb, vec3(0.299, 0.587, 0.114)); return vec4(g);"},
-    {"CISourceOverCompositing", "vec4 s = at(0, d); return s + at(1, d) * (1.0 - s.a);"},
-    {"CISourceInCompositing", "return at(0, d) * at(1, d).a;"},
-    {"CISourceOutCompositing", "return at(0, d) * (1.0 - at(1, d).a);"},
-    {"CISourceAtopCompositing", "vec4 s = at(0, d), b = at(1, d); return s * b.a + b * (1.0 - s.a);"},
-    {"CIAdditionCompositing", "return min(at(0, d) + at(1, d), vec4(1));"},
-    {"CIMultiplyCompositing", "return at(0, d) * at(1, d);"},
-    {"CIMaximumCompositing", "return max(at(0, d), at(1, d));"},
-    {"CIMinimumCompositing", "return min(at(0, d), at(1, d));"},
-    {"CIMultiplyBlendMode", "return blend(at(0, d), at(1, d), 0);"},
-    {"CIScreenBlendMode", "return blend(at(0, d), at(1, d), 1);"},
-    {"CIOverlayBlendMode", "return blend(at(0, d), at(1, d), 2);"},
-    {"CIDarkenBlendMode", "return blend(at(0, d), at(1, d), 3);"},
-    {"CILightenBlendMode", "return blend(at(0, d), at(1, d), 4);"},
-    {"CIColorDodgeBlendMode", "return blend(at(0, d), at(1, d), 5);"},
-    {"CIColorBurnBlendMode", "return blend(at(0, d), at(1, d), 6);"},
-    {"CIHardLightBlendMode", "return blend(at(0, d), at(1, d), 7);"},
-    {"CISoftLightBlendMode", "return blend(at(0, d), at(1, d), 8);"},
-    {"CIDifferenceBlendMode", "return blend(at(0, d), at(1, d), 9);"},
-    {"CIExclusionBlendMode", "return blend(at(0, d), at(1, d), 10);"},
-    {"CISubtractBlendMode", "return blend(at(0, d), at(1, d), 11);"},
-    {"CIHueBlendMode", "return blend(at(0, d), at(1, d), 12);"},
-    {"CISaturationBlendMode", "return blend(at(0, d), at(1, d), 13);"},
-    {"CIColorBlendMode", "return blend(at(0, d), at(1, d), 14);"},
-    {"CILuminosityBlendMode", "return blend(at(0, d), at(1, d), 15);"},
-    {"CIColorInvert", "vec4 s = at(0, d); return vec4(s.a - s.rgb, s.a);"},
-    {"CIColorControls",
-        "vec4 s = straight(at(0, d)); vec3 g = vec3(dot(s.rgb, vec3(0.2126, 0.7152, 0.0722)));"
-        "s.rgb = (mix(g, s.rgb, n[0]) + n[1] - 0.5) * n[2] + 0.5; return premultiplied(s);"},
-    {"CIExposureAdjust", "vec4 s = straight(at(0, d)); s.rgb *= exp2(n[0]); return premultiplied(s);"},
-    {"CIGammaAdjust", "vec4 s = straight(at(0, d)); s.rgb = pow(s.rgb, vec3(n[0])); return premultiplied(s);"},
-    {"CIHueAdjust",
-        "vec4 s = straight(at(0, d)); float a = cos(n[0]), b = sin(n[0]); vec3 k = vec3(0.57735027);"
-        "s.rgb = s.rgb * a + cross(k, s.rgb) * b + k * dot(k, s.rgb) * (1.0 - a); return premultiplied(s);"},
-    {"CIColorMonochrome",
-        "vec4 s = straight(at(0, d)); float g = dot(s.rgb, vec3(0.2126, 0.7152, 0.0722));"
-        "s.rgb = mix(s.rgb, straight(c[0]).rgb * g, n[0]); return premultiplied(s);"},
-    {"CISepiaTone",
-        "vec4 s = straight(at(0, d)); vec3 t = vec3(dot(s.rgb, vec3(0.393, 0.769, 0.189)), dot(s.rgb, vec3(0.349, "
-        "0.686, 0.168)),"
-        "dot(s.rgb, vec3(0.272, 0.534, 0.131))); s.rgb = mix(s.rgb, t, n[0]); return premultiplied(s);"},
-    {"CIFalseColor",
-        "vec4 s = straight(at(0, d)); return mix(c[0], c[1], dot(s.rgb, vec3(0.2126, 0.7152, 0.0722))) * s.a;"},
-    {"CIPixellate",
-        "vec2 m = vec2(n[0], n[1]); float s = max(n[2], 1.0); return at(0, (floor((d - m) / s) + 0.5) * s + m);"},
-    {"CIKaleidoscope",
-        "vec2 p = d - vec2(n[0], n[1]); float k = max(floor(n[2]), 1.0), w = 6.28318531 / k, a = atan(p.y, p.x) - n[3];"
-        "a = abs(mod(a + w * 0.5, w) - w * 0.5) + n[3]; p = vec2(n[0], n[1]) + length(p) * vec2(cos(a), sin(a));"
-        "vec2 q = abs(mod((p - extent0.xy) / extent0.zw, 2.0) - 1.0); return at(0, extent0.xy + (1.0 - q) * "
-        "extent0.zw);"},
-    {"CIDissolveTransition", "return mix(at(0, d), at(1, d), clamp(n[0], 0.0, 1.0));"},
-};
-
 constexpr const char* kHelpers = R"(
 out vec4 result; in vec2 place;
 uniform vec4 covers; uniform sampler2D image0, image1, image2; uniform vec4 extent0, extent1, extent2;
-uniform float n[8]; uniform vec4 c[2];
+uniform float n[24]; uniform vec4 c[2];
 vec4 sampled(sampler2D s, vec4 e, vec2 p) {
     vec2 t = (p - e.xy) / max(e.zw, vec2(1e-6));
     if (t.x < 0.0 || t.y < 0.0 || t.x > 1.0 || t.y > 1.0) return vec4(0);
@@ -116,6 +24,24 @@ vec4 dithered(vec4 p) {
     return p.a >= 1.0 ? vec4(clamp(p.rgb + k, 0.0, 1.0), 1.0) : p.a > 0.0 ? clamp(p + k, 0.0, 1.0) : p;
 }
 vec4 straight(vec4 p) { return p.a > 0.0 ? vec4(p.rgb / p.a, p.a) : vec4(0); }
+float luma(vec3 c) { return dot(c, vec3(0.2126, 0.7152, 0.0722)); }
+vec2 turned(vec2 p, float a) { return vec2(cos(a) * p.x - sin(a) * p.y, sin(a) * p.x + cos(a) * p.y); }
+// Whole numbers alone: sines differ from driver to driver.
+uint mixed(uint h) { h ^= h >> 16; h *= 0x7FEB352Du; h ^= h >> 15; h *= 0x846CA68Bu; return h ^ (h >> 16); }
+uint hashOf(ivec2 p) { return mixed(uint(p.x) ^ mixed(uint(p.y) + 0x9E3779B9u)); }
+float random(ivec2 p) { return float(hashOf(p) >> 8) / 16777215.0; }
+float smoothNoise(vec2 p, int period) {
+    vec2 i = floor(p), f = p - i; f = f * f * (3.0 - 2.0 * f);
+    int x0 = int(mod(i.x, float(period))), x1 = int(mod(i.x + 1.0, float(period))), y = int(i.y);
+    return mix(mix(random(ivec2(x0, y)), random(ivec2(x1, y)), f.x),
+        mix(random(ivec2(x0, y + 1)), random(ivec2(x1, y + 1)), f.x), f.y);
+}
+// Rays about a centre: as strong as a striation lets them be, in the direction of `p`.
+float striation(vec2 p, float strength, float contrast, float time) {
+    float a = atan(p.y, p.x) / 6.28318531 + 0.5;
+    float k = 0.65 * smoothNoise(vec2(a * 24.0, time * 10.0), 24) + 0.35 * smoothNoise(vec2(a * 96.0, time * 10.0), 96);
+    return clamp(1.0 - strength * (1.0 - clamp(0.5 + (k - 0.5) * contrast, 0.0, 1.0)), 0.0, 1.0);
+}
 vec4 premultiplied(vec4 s) { s = clamp(s, 0.0, 1.0); return vec4(s.rgb * s.a, s.a); }
 )";
 
@@ -148,7 +74,14 @@ float one(float s, float b, int mode) {
     }
     if (mode == 9) return abs(b - s);
     if (mode == 10) return b + s - 2.0 * b * s;
-    return max(b - s, 0.0);
+    if (mode == 11) return max(b - s, 0.0);
+    if (mode == 16) return s <= 0.0 ? 1.0 : min(b / s, 1.0);
+    if (mode == 17) return max(s + b - 1.0, 0.0);
+    if (mode == 18) return min(s + b, 1.0);
+    if (mode == 19) return clamp(b + 2.0 * s - 1.0, 0.0, 1.0);
+    if (mode == 20) return s <= 0.5 ? min(b, 2.0 * s) : max(b, 2.0 * s - 1.0);
+    if (s <= 0.5) return b >= 1.0 ? 1.0 : s <= 0.0 ? 0.0 : 1.0 - min(1.0, (1.0 - b) / (2.0 * s));
+    return b <= 0.0 ? 0.0 : s >= 1.0 ? 1.0 : min(1.0, b / (2.0 - 2.0 * s));
 }
 vec4 blend(vec4 source, vec4 backdrop, int mode) {
     vec3 s = straight(source).rgb, b = straight(backdrop).rgb, m;
@@ -178,10 +111,12 @@ void main() {
 
 std::string filterFragmentShader(const std::string& filter)
 {
-    const char* body = kRows[0].body;
-    for (const Row& row : kRows) {
-        if (filter == row.filter)
-            body = row.body;
+    const char* body = "return at(0, d);";
+    for (const auto& rows : {filterRows(), patternFilterRows(), distortionFilterRows()}) {
+        for (const FilterRow& row : rows) {
+            if (filter == row.filter)
+                body = row.body;
+        }
     }
     const bool blends = std::string(body).find("blend(") != std::string::npos;
     return std::string(kHelpers) + (blends ? kBlend : "") + "vec4 filtered(vec2 d) {" + body

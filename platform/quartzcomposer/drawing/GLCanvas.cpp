@@ -43,7 +43,7 @@ std::string fragmentShader(unsigned variant)
     if (variant & kMasked)
         text += "c *= dot(texture(mask, at).rgb, vec3(0.299, 0.587, 0.114));\n";
     if (variant & kAlphaTested)
-        text += "if (c.a < 0.5) discard;\n";
+        text += "if (c.a <= 0.01) discard;\n";
     return text + "result = c; }";
 }
 
@@ -74,10 +74,10 @@ bool GLCanvas::begin(int width, int height, bool depth)
         return false;
     generation_ = context->generation();
     depth_ = depth;
-    auto target = makeTarget(width, height, depth, Texture::Use::View);
-    if (!target)
+    auto texture = Texture::make(width, height, nullptr, Texture::Use::View);
+    if (!texture)
         return false;
-    targets_.push_back(std::move(*target));
+    targets_.emplace_back(std::move(texture), width, height, depth);
     glGenVertexArrays(1, &vertexArray_);
     glBindVertexArray(vertexArray_);
     glGenBuffers(1, &buffer_);
@@ -98,8 +98,6 @@ GLCanvas::~GLCanvas()
 {
     if (!valid())
         return;
-    for (Target& target : targets_)
-        release(target);
     glDeleteBuffers(1, &buffer_);
     glDeleteVertexArrays(1, &vertexArray_);
 }
@@ -110,39 +108,15 @@ bool GLCanvas::valid() const
     return context && context->generation() == generation_;
 }
 
-std::optional<GLCanvas::Target> GLCanvas::makeTarget(int width, int height, bool depth, Texture::Use use)
+int GLCanvas::largestSide() const
 {
-    Target target;
-    target.texture = Texture::make(width, height, nullptr, use, depth ? 2 : 1);
-    target.width = width;
-    target.height = height;
-    if (!target.texture)
-        return std::nullopt;
-    glGenFramebuffers(1, &target.framebuffer);
-    glBindFramebuffer(GL_FRAMEBUFFER, target.framebuffer);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, target.texture->name(), 0);
-    if (depth) {
-        glGenRenderbuffers(1, &target.depth);
-        glBindRenderbuffer(GL_RENDERBUFFER, target.depth);
-        glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, width, height);
-        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER, target.depth);
-    }
-    if (glCheckFramebufferStatus(GL_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
-        release(target);
-        return std::nullopt;
-    }
-    glColorMask(true, true, true, true);
-    glDepthMask(true);
-    glDisable(GL_SCISSOR_TEST);
-    glClearColor(0, 0, 0, 0);
-    glClear(GL_COLOR_BUFFER_BIT | (depth ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
-    return target;
+    return Texture::largestSide();
 }
 
-void GLCanvas::release(Target& target)
+void GLCanvas::beginFrame(std::chrono::steady_clock::time_point end)
 {
-    glDeleteFramebuffers(1, &target.framebuffer);
-    glDeleteRenderbuffers(1, &target.depth);
+    work_.begin(end);
+    Texture::beginFrame();
 }
 
 bool GLCanvas::resize(int width, int height, int divisor)
@@ -153,14 +127,15 @@ bool GLCanvas::resize(int width, int height, int divisor)
     Target& outermost = targets_.front();
     if (columns != pixelsWide() || rows != pixelsHigh()) {
         flush();
-        auto target = makeTarget(columns, rows, depth_, Texture::Use::View);
-        if (!target)
+        auto texture = Texture::make(columns, rows, nullptr, Texture::Use::View);
+        if (!texture)
             return false;
-        glBindFramebuffer(GL_READ_FRAMEBUFFER, outermost.framebuffer);
-        glBindFramebuffer(GL_DRAW_FRAMEBUFFER, target->framebuffer);
+        Target target(std::move(texture), width, height, depth_);
+        const unsigned from = outermost.resolved(), to = target.texture()->framebuffer();
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, from);
+        glBindFramebuffer(GL_DRAW_FRAMEBUFFER, to);
         glBlitFramebuffer(0, 0, pixelsWide(), pixelsHigh(), 0, 0, columns, rows, GL_COLOR_BUFFER_BIT, GL_LINEAR);
-        release(outermost);
-        outermost = std::move(*target);
+        outermost = std::move(target);
     }
     outermost.width = width;
     outermost.height = height;
@@ -168,27 +143,24 @@ bool GLCanvas::resize(int width, int height, int divisor)
     return true;
 }
 
-void GLCanvas::bindTarget()
-{
-    glBindFramebuffer(GL_FRAMEBUFFER, targets_.back().framebuffer);
-    glViewport(0, 0, targets_.back().texture->width(), targets_.back().texture->height());
-    glDisable(GL_SCISSOR_TEST);
-}
-
 void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask)
 {
-    gathered_.clear(); // nobody will see it
-    gatheredPixels_ = 0;
-    if (!color || colorMask != 0xF)
+    Target& target = targets_.back();
+    // What nobody will see needn't be drawn, unless it leaves something behind in what isn't cleared.
+    const bool depthStays = !depth && (target.hasDepth() || state_.depth == DepthTest::ReadWrite);
+    if (!color || colorMask != 0xF || depthStays)
         flush();
-    bindTarget();
+    gathered_.clear();
+    gatheredPixels_ = 0;
+    state_ = {};
+    target.bind();
     glColorMask(colorMask & 1, colorMask & 2, colorMask & 4, colorMask & 8);
     glDepthMask(true);
     const auto part = [&](double c) { return static_cast<float>(std::clamp(c * straight.alpha, 0.0, 1.0)); };
     glClearColor(part(straight.red), part(straight.green), part(straight.blue),
         static_cast<float>(std::clamp(straight.alpha, 0.0, 1.0)));
     glClear((color ? static_cast<unsigned>(GL_COLOR_BUFFER_BIT) : 0u)
-        | (depth ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
+        | (depth && target.hasDepth() ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
 }
 
 void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint)
@@ -209,10 +181,12 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     }
     if (!std::all_of(vertices.begin(), vertices.end(), opaqueWhite))
         state.variant |= kColored;
-    if (paint.blending == Blending::Alpha)
-        state.variant |= kAlphaTested;
     state.blending = paint.blending;
-    state.depth = targets_.back().depth ? paint.depth : DepthTest::None;
+    state.depth = targets_.back().mayHaveDepth() ? paint.depth : DepthTest::None;
+    // Only the depth shows whether a clear pixel was there.
+    if (paint.discardsClear && paint.blending != Blending::Replace && state.depth == DepthTest::ReadWrite
+        && (state.texture || state.variant & kColored))
+        state.variant |= kAlphaTested;
     state.culling = paint.culling;
     state.colorMask = paint.colorMask;
     state.nearest = paint.nearest;
@@ -241,7 +215,7 @@ void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state
 // As many as it covers at most.
 double GLCanvas::pixelsOf(const CanvasVertex* v) const
 {
-    const double target = double(targets_.back().texture->width()) * targets_.back().texture->height();
+    const double target = double(targets_.back().texture()->width()) * targets_.back().texture()->height();
     double x[3], y[3];
     for (int k = 0; k < 3; ++k) {
         const double w = v[k].position[3];
@@ -263,7 +237,7 @@ double GLCanvas::texelsPerPixel(std::span<const CanvasVertex> v, const Extent& e
 {
     if (v.size() < 3 || extent.infinite)
         return 1;
-    const Texture& pixels = *targets_.back().texture;
+    const Texture& pixels = *targets_.back().texture();
     const auto inPixels = [&](const CanvasVertex& p) {
         const double w = std::fabs(p.position[3]) > 1e-6f ? p.position[3] : 1e-6;
         return std::array<double, 2>{p.position[0] / w * pixels.width() / 2, p.position[1] / w * pixels.height() / 2};
@@ -339,11 +313,12 @@ void GLCanvas::apply(const State& state)
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
     }
-    if (state.blending == Blending::Over || state.blending == Blending::Add) {
+    // Alpha is Over for colours that aren't premultiplied, and all of ours are.
+    if (state.blending == Blending::Replace) {
+        glDisable(GL_BLEND);
+    } else {
         glEnable(GL_BLEND);
         glBlendFunc(GL_ONE, state.blending == Blending::Add ? GL_ONE : GL_ONE_MINUS_SRC_ALPHA);
-    } else {
-        glDisable(GL_BLEND);
     }
     if (state.depth == DepthTest::None) {
         glDisable(GL_DEPTH_TEST);
@@ -366,7 +341,9 @@ void GLCanvas::flush()
 {
     if (gathered_.empty())
         return;
-    bindTarget();
+    if (state_.depth != DepthTest::None)
+        targets_.back().wantDepth();
+    targets_.back().bind();
     apply(state_);
     glBindVertexArray(vertexArray_);
     glBindBuffer(GL_ARRAY_BUFFER, buffer_);
@@ -384,25 +361,22 @@ void GLCanvas::flush()
     work_.spend(std::exchange(gatheredPixels_, 0));
 }
 
-void GLCanvas::beginImage(int width, int height, bool depth)
+void GLCanvas::beginImage(int width, int height, bool depth, bool deep)
 {
     flush();
-    auto target = makeTarget(width, height, depth, Texture::Use::Composition);
-    if (!target) // as small as it can be, so that what is drawn goes nowhere
-        target = makeTarget(1, 1, false, Texture::Use::View);
-    targets_.push_back(target ? std::move(*target) : Target{targets_.back().texture, width, height, 0, 0});
+    auto texture = Texture::fitting(width, height, deep ? Texture::Format::Halves : Texture::Format::Bytes);
+    targets_.emplace_back(texture ? std::move(texture) : targets_.back().texture(), width, height, depth);
 }
 
 ImageRef GLCanvas::endImage()
 {
     flush();
-    Target target = std::move(targets_.back());
-    targets_.pop_back();
-    release(target);
-    auto image = std::make_shared<DrawnImage>(target.texture->width(), target.texture->height());
-    auto levels = std::make_shared<TextureLevels>();
-    levels->levels.push_back(target.texture);
+    auto image = std::make_shared<DrawnImage>(targets_.back().width, targets_.back().height);
+    targets_.back().resolved();
+    auto levels = std::make_shared<TextureLevels>(false);
+    levels->keep(0, targets_.back().texture());
     image->realization = levels;
+    targets_.pop_back();
     return image;
 }
 
@@ -411,11 +385,11 @@ void GLCanvas::showIn(unsigned framebuffer, int width, int height)
     flush();
     glDisable(GL_SCISSOR_TEST);
     glColorMask(true, true, true, true);
-    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().resolved());
     glBindFramebuffer(GL_DRAW_FRAMEBUFFER, framebuffer);
     if (framebuffer == 0)
         glDrawBuffer(GL_BACK); // none, in a context that was first current without a window
-    const Texture& shown = *targets_.front().texture;
+    const Texture& shown = *targets_.front().texture();
     glBlitFramebuffer(0, 0, shown.width(), shown.height(), 0, height, width, 0, GL_COLOR_BUFFER_BIT,
         shown.width() == width && shown.height() == height ? GL_NEAREST : GL_LINEAR);
 }
@@ -423,7 +397,7 @@ void GLCanvas::showIn(unsigned framebuffer, int width, int height)
 void GLCanvas::readInto(std::uint32_t* pixels, std::size_t wordsPerRow)
 {
     flush();
-    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().framebuffer);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, targets_.front().resolved());
     glPixelStorei(GL_PACK_ROW_LENGTH, static_cast<GLint>(wordsPerRow));
     glReadPixels(0, 0, pixelsWide(), pixelsHigh(), GL_BGRA, GL_UNSIGNED_INT_8_8_8_8_REV, pixels);
     glPixelStorei(GL_PACK_ROW_LENGTH, 0);

@@ -2,13 +2,12 @@
 
 #include "platform/quartzcomposer/drawing/FilterRenderer.h"
 #include "platform/quartzcomposer/drawing/Program.h"
-#include "platform/quartzcomposer/drawing/Texture.h"
+#include "platform/quartzcomposer/drawing/Target.h"
 #include "platform/quartzcomposer/drawing/Workload.h"
 #include "platform/quartzcomposer/scene/Canvas.h"
 
 #include <array>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace vitrel::qc {
@@ -24,10 +23,12 @@ public:
 
     int width() const override { return targets_.back().width; }
     int height() const override { return targets_.back().height; }
+    int largestSide() const override;
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
-    void beginFrame(std::chrono::steady_clock::time_point end) override { work_.begin(end); }
-    void beginImage(int width, int height, bool depth) override;
+    void beginFrame(std::chrono::steady_clock::time_point end) override;
+    void beginImage(int width, int height, bool depth, bool deep) override;
+    bool isLate() const override { return work_.isLate(); }
     ImageRef endImage() override;
 
     // The outermost target anew, with the old picture in it as far as the sizes allow. With a `divisor` it has only so
@@ -35,8 +36,8 @@ public:
     bool resize(int width, int height, int divisor = 1);
     int divisor() const { return divisor_; }
     // Of the outermost target's memory, for readInto.
-    int pixelsWide() const { return targets_.front().texture->width(); }
-    int pixelsHigh() const { return targets_.front().texture->height(); }
+    int pixelsWide() const { return targets_.front().texture()->width(); }
+    int pixelsHigh() const { return targets_.front().texture()->height(); }
     // Draws what has been gathered and copies the outermost target's pixels; `wordsPerRow` of the memory.
     void readInto(std::uint32_t* pixels, std::size_t wordsPerRow);
     // Draws what has been gathered and copies the outermost target into a framebuffer that has its origin at the
@@ -48,11 +49,6 @@ public:
     std::uint64_t drawCalls() const { return drawCalls_; }
 
 private:
-    struct Target {
-        TextureRef texture;
-        int width = 0, height = 0; // as compositions see it
-        unsigned framebuffer = 0, depth = 0;
-    };
     // What must be equal for two calls to be one.
     struct State {
         TextureRef texture, mask;
@@ -67,9 +63,6 @@ private:
 
     GLCanvas() = default;
     bool begin(int width, int height, bool depth);
-    std::optional<Target> makeTarget(int width, int height, bool depth, Texture::Use use);
-    void release(Target& target);
-    void bindTarget();
     void flush();
     void apply(const State& state);
     const Program& program(unsigned variant);

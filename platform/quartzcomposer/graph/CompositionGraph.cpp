@@ -9,6 +9,18 @@ namespace {
 // Iterators may nest; together they run their nodes so often in one frame and no more.
 constexpr std::uint32_t kMaxIterations = 100'000;
 
+// From this runtime on, what is clear leaves no depth.
+constexpr double kDiscardingVersion = 156;
+
+double frameworkVersion(const CompositionFile& file)
+{
+    const auto found = file.top().find("frameworkVersion");
+    const auto* text = found == file.top().end() ? nullptr : found->second.as<std::string>();
+    if (!text)
+        return kDiscardingVersion; // ours say none, and are young
+    return *converted(PortValue(text->starts_with('{') ? text->substr(1) : *text), PortType::Number).as<double>();
+}
+
 // What was asked too deep; it may put off more.
 void catchUp(Evaluation& e)
 {
@@ -22,6 +34,7 @@ void catchUp(Evaluation& e)
 CompositionGraph::CompositionGraph(const CompositionFile& file, const PatchRegistry& registry)
     : file_(file)
     , registry_(registry)
+    , discardsClear_(frameworkVersion(file) >= kDiscardingVersion)
 {
     rebuild();
 }
@@ -88,6 +101,7 @@ CompositionGraph::Frame CompositionGraph::frame(Stage& stage, double time, Date 
     }
     lastTime_ = time;
     lastDate_ = date;
+    stage.discardsClear = discardsClear_;
     Evaluation e{stage};
     e.time = time;
     e.date = date;
@@ -96,6 +110,7 @@ CompositionGraph::Frame CompositionGraph::frame(Stage& stage, double time, Date 
     ++scope_.stamp;
     stage.canvas().beginFrame(e.end());
     root_->execute(e);
+    e.remember(0);
     catchUp(e);
     static_cast<void>(e.exhausted()); // what was left out last
     spent_ = std::chrono::steady_clock::now() - e.begun;
@@ -115,6 +130,7 @@ PortValue CompositionGraph::output(const std::string& key, Stage& stage)
     e.begun -= spent_;
     stage.canvas().beginFrame(e.end());
     source->update(e);
+    e.remember(0);
     catchUp(e);
     spent_ = std::chrono::steady_clock::now() - e.begun;
     return source->value();

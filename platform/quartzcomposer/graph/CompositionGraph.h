@@ -60,7 +60,7 @@ private:
     std::chrono::steady_clock::duration spent_{}; // on the last frame and its outputs
     Date lastDate_;
     std::map<std::string, int> unsupported_;
-    bool needsDepth_ = false;
+    bool needsDepth_ = false, discardsClear_ = false;
     int dangling_ = 0;
     std::size_t patches_ = 0;
 };

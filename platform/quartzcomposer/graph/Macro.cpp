@@ -156,6 +156,12 @@ void Macro::pullPublished(Evaluation& e)
         published->take(e);
 }
 
+void Macro::rememberPublished(Evaluation& e)
+{
+    if (!told_.empty())
+        pullPublished(e);
+}
+
 std::uint64_t Macro::versionOfOutputs() const
 {
     std::uint64_t sum = Patch::versionOfOutputs();
@@ -190,7 +196,9 @@ void Macro::update(Evaluation& e)
         return;
     pullInputs(e);
     timeForNodes(e);
+    const std::uint64_t before = versionOfOutputs();
     updatePublished(e);
+    noteCycle(e, before);
     leave(e);
 }
 

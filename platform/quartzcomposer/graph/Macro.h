@@ -36,6 +36,9 @@ public:
     // Told each time a published output has been computed: what a feedback remembers.
     void onPublished(std::function<void(const std::string& key, const PortValue& value)> told);
 
+    // Brings them up to date for those who were promised to be told.
+    void rememberPublished(Evaluation& e);
+
     // Once all nodes and ports are there: decides what it is.
     void settle();
     // An environment draws its nodes even if it has none that draw.

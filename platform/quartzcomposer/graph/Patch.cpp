@@ -41,6 +41,14 @@ bool Evaluation::exhausted()
     return exhausted_;
 }
 
+// More may be added on the way.
+void Evaluation::remember(std::size_t from)
+{
+    for (std::size_t k = from; k < remembering.size(); ++k)
+        remembering[k]->rememberPublished(*this);
+    remembering.resize(from);
+}
+
 InputPort::InputPort(Patch&, std::string key, PortType type, PortValue usual)
     : key_(std::move(key))
     , type_(type)
@@ -227,6 +235,12 @@ bool Patch::enter(Evaluation& e)
     return true;
 }
 
+void Patch::noteCycle(Evaluation& e, std::uint64_t versionBefore)
+{
+    if (std::exchange(askedWhileRunning_, false) && versionBefore != versionOfOutputs())
+        e.needFrame();
+}
+
 void Patch::leave(Evaluation& e)
 {
     --e.depth;
@@ -264,9 +278,7 @@ void Patch::update(Evaluation& e)
         ++e.evaluations;
         const std::uint64_t before = versionOfOutputs();
         evaluate(e);
-        // Whoever asked within a cycle has read old values and must see the new ones.
-        if (askedWhileRunning_ && before != versionOfOutputs())
-            e.needFrame();
+        noteCycle(e, before);
     }
     askedWhileRunning_ = false;
     leave(e);

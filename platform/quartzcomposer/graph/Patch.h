@@ -37,6 +37,9 @@ struct Evaluation {
     int copy = 0; // above 0, consumers that have drawn in this run draw once more, elsewhere
     int depth = 0; // of patches that are waiting for each other
     std::vector<Patch*> late; // those that were asked too deep, to be computed once the stack is free
+    // Macros with a node that remembers what they published, also if nobody else asks for it.
+    std::vector<Macro*> remembering;
+    void remember(std::size_t from); // those that were added since, and forgets them
     std::uint32_t iterationsLeft = 0; // of all iterators in this frame
     std::uint32_t meshVerticesLeft = 1'000'000; // of all meshes in this frame
     std::uint64_t evaluations = 0; // patches computed or drawn
@@ -224,6 +227,8 @@ protected:
     bool enter(Evaluation& e);
     void leave(Evaluation& e);
     bool running() const { return running_; }
+    // Whoever asked within a cycle has read old values and must see the new ones.
+    void noteCycle(Evaluation& e, std::uint64_t versionBefore);
     // Moves on with each change of an output.
     virtual std::uint64_t versionOfOutputs() const;
 

@@ -188,6 +188,19 @@ const PortValue* Structure::atKey(const std::string& key) const
     return nullptr;
 }
 
+namespace {
+// A single value counts as one member.
+std::optional<PortValue> toStructure(const PortValue& value)
+{
+    const auto* image = value.as<ImageRef>();
+    if (value.isNothing() || value.as<MeshRef>() || (image && !*image))
+        return std::nullopt;
+    auto structure = std::make_shared<Structure>();
+    structure->members.push_back({{}, value});
+    return PortValue(StructureRef(structure));
+}
+} // namespace
+
 bool sameValue(const PortValue& a, const PortValue& b)
 {
     if (const auto* x = a.as<double>()) {
@@ -245,6 +258,7 @@ std::optional<PortValue> convertedIfPossible(const PortValue& value, PortType ty
     case PortType::Image:
         return toImage(value);
     case PortType::Structure:
+        return toStructure(value);
     case PortType::Mesh:
     case PortType::Interaction:
     case PortType::Virtual:
@@ -432,6 +446,8 @@ std::optional<PortValue> portValueForHost(const Value& value, PortType type)
             structure->members.push_back({key, portValue(member)});
         return PortValue(StructureRef(structure));
     }
+    if (type == PortType::Structure && !given.as<StructureRef>())
+        return std::nullopt; // a host means a list when it gives one
     return convertedIfPossible(given, type);
 }
 

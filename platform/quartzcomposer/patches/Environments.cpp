@@ -20,7 +20,10 @@ class IteratorPatch final : public Macro
     bool updatesAsAWhole() const override { return true; }
     void runNodes(Evaluation& e) override
     {
-        iterate(e, [&] { executeNodes(e); });
+        iterate(e, [&] {
+            executeNodes(e);
+            rememberPublished(e);
+        });
     }
     void updatePublished(Evaluation& e) override
     {
@@ -37,7 +40,9 @@ class IteratorPatch final : public Macro
             inner_.count = count();
             inner_.path = (inner_.outer ? inner_.outer->path : 0) * 1'000'003u + k + 1;
             ++inner_.stamp;
+            const std::size_t before = e.remembering.size();
             run();
+            e.remember(before);
         }
     }
     Scope inner_;
@@ -134,6 +139,7 @@ class LightingPatch final : public EnvironmentMacro
     void configure(const Settings& settings) override
     {
         twoSides_ = settings.flag("lightTwoSides", false);
+        separateSpecular_ = settings.flag("separateSpecular", false);
         const double count = settings.number("numberOfLights", settings.number("lightCount", 1));
         for (int k = 1; k <= std::clamp(count, 0.0, 8.0); ++k) {
             const std::string n = "_" + std::to_string(k);
@@ -154,6 +160,7 @@ class LightingPatch final : public EnvironmentMacro
         lighting->specular = specular();
         lighting->shininess = shininess();
         lighting->twoSides = twoSides_;
+        lighting->separateSpecular = separateSpecular_;
         const auto number = [](const InputPort* port) { return *port->value().as<double>(); };
         for (const LightPorts& ports : lights_) {
             const Vec3 at{number(ports.x), number(ports.y), number(ports.z)};
@@ -166,7 +173,7 @@ class LightingPatch final : public EnvironmentMacro
         InputPort *color, *x, *y, *z, *attenuation;
     };
     std::vector<LightPorts> lights_;
-    bool twoSides_ = false;
+    bool twoSides_ = false, separateSpecular_ = false;
 };
 
 // Draws its nodes as often as it is told, each copy a part further on the way to the last.
@@ -215,27 +222,31 @@ class RenderInImagePatch final : public Macro
     Input<bool> mipmaps{*this, "inputMipmaps"};
     Output<ImageRef> result{*this, "outputImage"};
 
-    static constexpr std::uint32_t kMaxSide = 4096;
-
-    void configure(const Settings& settings) override { depth_ = !settings.flag("noDepthBuffer", false); }
+    void configure(const Settings& settings) override
+    {
+        depth_ = !settings.flag("noDepthBuffer", false);
+        deep_ = settings.text("pixelFormat") == "RGBAf";
+    }
     Kind kind() const override { return Kind::Timed; }
     bool updatesAsAWhole() const override { return true; }
     void updatePublished(Evaluation& e) override
     {
-        if (render() || !drawn_) {
-            const auto side = [&](std::uint32_t asked, int outer) {
-                return static_cast<int>(std::clamp<std::uint32_t>(
-                    asked ? asked : static_cast<std::uint32_t>(std::max(outer, 1)), 1, kMaxSide));
-            };
-            e.stage.beginImage(
-                side(width(), e.stage.canvas().width()), side(height(), e.stage.canvas().height()), depth_);
-            executeNodes(e);
-            pullPublished(e);
-            result.set(e.stage.endImage());
-            drawn_ = true;
-        }
+        if (!render() && last_.image)
+            return;
+        const int most = e.stage.canvas().largestSide();
+        const auto side = [most](std::uint32_t asked, int outer) {
+            return static_cast<int>(std::clamp<std::uint32_t>(
+                asked ? asked : static_cast<std::uint32_t>(std::max(outer, 1)), 1, static_cast<std::uint32_t>(most)));
+        };
+        e.stage.beginImage(
+            side(width(), e.stage.canvas().width()), side(height(), e.stage.canvas().height()), depth_, deep_);
+        executeNodes(e);
+        pullPublished(e);
+        e.stage.endImage(last_);
+        result.set(last_.image);
     }
-    bool depth_ = true, drawn_ = false;
+    bool depth_ = true, deep_ = false;
+    Stage::Drawn last_;
 };
 
 } // namespace

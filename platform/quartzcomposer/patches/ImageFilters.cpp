@@ -1,6 +1,7 @@
 // Filters over images; the table is in scene/Filters.h, how they look in drawing/.
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 #include "platform/quartzcomposer/scene/Filters.h"
+#include "platform/quartzcomposer/scene/Matrix.h"
 
 #include <algorithm>
 
@@ -41,17 +42,26 @@ class ImageFilterPatch final : public Patch
     void addParameter(const FilterParameter& p)
     {
         const auto number = [&](const std::string& key, double usual, bool isLength) {
-            numbers_.push_back({&addInput(key, PortType::Number, usual), isLength});
+            numbers_.push_back({&addInput(key, PortType::Number, usual), isLength ? Length : Plain});
         };
         switch (p.kind) {
         case ParameterKind::Number:
         case ParameterKind::Length:
             number(p.key, p.usual[0], p.kind == ParameterKind::Length);
             break;
+        case ParameterKind::Angle:
+            number(p.key, p.usual[0], false);
+            numbers_.back().second = Angle;
+            break;
         case ParameterKind::Point:
         case ParameterKind::Rectangle:
             for (int k = 0; k < (p.kind == ParameterKind::Point ? 2 : 4); ++k)
                 number(std::string(p.key) + kAxes[k], p.usual[k], true);
+            break;
+        case ParameterKind::Pair:
+        case ParameterKind::Vector:
+            for (int k = 0; k < (p.kind == ParameterKind::Pair ? 2 : 4); ++k)
+                number(std::string(p.key) + kAxes[k], p.usual[k], false);
             break;
         case ParameterKind::Color:
             colors_.push_back(
@@ -70,7 +80,10 @@ class ImageFilterPatch final : public Patch
     {
         const auto imageOf = [](const InputPort* port) { return *port->value().as<ImageRef>(); };
         if (!filter_ || (bypass_ && *bypass_->value().as<bool>())) {
-            result.set(images_.empty() ? nullptr : imageOf(images_.front()));
+            const ImageRef image = images_.empty() ? nullptr : imageOf(images_.front());
+            // A generator that isn't known shows nothing, rather than the white of what has no image.
+            result.set(
+                image || filter_ ? image : filtered(*filterNamed("CIConstantColorGenerator"), {}, {}, {NSColor{}}));
             return;
         }
         std::vector<ImageRef> images;
@@ -80,8 +93,11 @@ class ImageFilterPatch final : public Patch
         const double unit
             = !normalized_ ? 1 : (first.infinite || first.empty() ? e.stage.canvas().width() : first.width) / 2;
         std::vector<double> numbers;
-        for (const auto& [port, isLength] : numbers_)
-            numbers.push_back(*port->value().as<double>() * (isLength ? unit : 1));
+        for (const auto& [port, measure] : numbers_)
+            numbers.push_back(*port->value().as<double>()
+                * (measure == Length       ? unit
+                        : measure == Angle ? radians(1)
+                                           : 1));
         std::vector<NSColor> colors;
         for (const InputPort* port : colors_)
             colors.push_back(*port->value().as<NSColor>());
@@ -93,7 +109,8 @@ class ImageFilterPatch final : public Patch
     InputPort* bypass_ = nullptr;
     bool normalized_ = false;
     std::vector<InputPort*> images_, colors_;
-    std::vector<std::pair<InputPort*, bool>> numbers_; // true: a length
+    enum Measure { Plain, Length, Angle };
+    std::vector<std::pair<InputPort*, Measure>> numbers_;
 };
 
 } // namespace

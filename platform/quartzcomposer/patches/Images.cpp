@@ -137,13 +137,13 @@ class ResizePatch final : public Patch
         height{*this, "inputHeight", 100};
     Output<ImageRef> result{*this, "outputImage"};
 
-    static constexpr std::uint32_t kMaxSide = 4096;
+    static constexpr double kMaxPixels = 16e6;
 
-    void evaluate(Evaluation&) override
+    void evaluate(Evaluation& e) override
     {
         const Extent extent = image() ? image()->extent() : Extent{};
-        const double w = std::clamp<std::uint32_t>(width(), 1, kMaxSide),
-                     h = std::clamp<std::uint32_t>(height(), 1, kMaxSide);
+        const double most = e.stage.canvas().largestSide();
+        const double w = std::clamp<double>(width(), 1, most), h = std::clamp<double>(height(), 1, most);
         const bool smaller = extent.width < w && extent.height<h, bigger = extent.width> w || extent.height > h;
         if (!image() || extent.infinite || extent.empty() || (condition() == 1 && !smaller)
             || (condition() == 2 && !bigger)) {
@@ -155,18 +155,23 @@ class ResizePatch final : public Patch
             sx = sy = std::min(sx, sy);
         else if (mode() == 2)
             sx = sy = std::max(sx, sy);
-        if (const auto bitmap = image()->bitmap()) {
-            const auto side
-                = [](double pixels) { return static_cast<int>(std::clamp(std::round(pixels), 1.0, double(kMaxSide))); };
+        const double fullWidth = std::max(1.0, std::round(extent.width * sx)),
+                     fullHeight = std::max(1.0, std::round(extent.height * sy));
+        if (const auto bitmap = image()->bitmap(); bitmap && fullWidth * fullHeight <= kMaxPixels) {
             if (!roomForImages())
                 return;
-            auto small = resampled(*bitmap, side(extent.width * sx), side(extent.height * sy));
+            auto small = resampled(*bitmap, static_cast<int>(fullWidth), static_cast<int>(fullHeight));
             if (mode() == 2)
-                small = centred(small, side(w), side(h));
+                small = centred(small, static_cast<int>(w), static_cast<int>(h));
             result.set(ownImage(std::make_shared<const Bitmap>(std::move(small))));
             return;
         }
-        result.set(applied("CIAffineTransform", image(), {extent.x, extent.y, sx, sy, 0, -extent.x, -extent.y}));
+        // Filling leaves what is beyond the middle away.
+        const double left = mode() == 2 ? std::floor((fullWidth - w) / 2) : 0,
+                     bottom = mode() == 2 ? std::floor((fullHeight - h) / 2) : 0;
+        const ImageRef scaled = applied(
+            "CIAffineTransform", image(), {extent.x, extent.y, sx, sy, 0, -extent.x - left, -extent.y - bottom});
+        result.set(mode() == 2 ? applied("CICrop", scaled, {0, 0, w, h}) : scaled);
     }
 };
 

@@ -171,6 +171,8 @@ class RecursorPatch final : public Patch
     Kind kind() const override { return Kind::Timed; }
     void evaluate(Evaluation& e) override
     {
+        if (parent)
+            e.remembering.push_back(parent);
         for (Port& port : ports_) {
             const Memory& last = port.last.at(scope);
             const std::uint64_t before = port.output->version();

@@ -135,7 +135,8 @@ class CubePatch final : public SolidPatch
     std::vector<InputPort*> colors_, images_;
 };
 
-// Each particle is a function of its number, its life and the time alone, so a jump in time does no harm.
+// A particle keeps the place, the speed, the colour and the size that it was born with: when the source moves on or
+// changes, those in the air don't. When each is born follows from its number, its life and the time alone.
 class ParticleSystemPatch final : public ConsumerPatch
 {
     Input<std::uint32_t> count{*this, "inputCount", 100};
@@ -170,35 +171,78 @@ class ParticleSystemPatch final : public ConsumerPatch
         paint.blending = blendingOf(blending());
         std::vector<SolidVertex> corners;
         corners.reserve(most * 6u);
+        Memory& memory = memory_.at(scope);
+        if (memory.born.size() != most)
+            memory.born.resize(most);
+        const Vec3 source{x(), y(), z()};
+        const double before = memory.time;
+        const bool jumped = !(before <= now) || now - before > span;
         for (std::uint32_t k = 0; k < most; ++k) {
             const double birth = hashed(seed_, k) * std::max(span, delay_);
             if (now < birth)
                 continue;
-            addParticle(e.stage, corners, k, std::fmod(now - birth, span), wholeOf((now - birth) / span));
+            const double age = std::fmod(now - birth, span);
+            Particle& particle = memory.born[k];
+            const std::uint64_t turn = wholeOf((now - birth) / span) + 1;
+            if (particle.turn != turn) {
+                // Where the source was between two frames.
+                const double f
+                    = jumped || now <= before ? 1 : std::clamp((now - age - before) / (now - before), 0.0, 1.0);
+                const auto mix = [f](double from, double to) { return from + (to - from) * f; };
+                bear(particle, k, turn);
+                particle.source
+                    = {mix(memory.source.x, source.x), mix(memory.source.y, source.y), mix(memory.source.z, source.z)};
+            }
+            addParticle(e.stage, corners, particle, age, span);
         }
+        memory.time = now;
+        memory.source = source;
         // Corners are in the environment's coordinates already.
         e.stage.draw(Primitive::Triangles, corners, {}, paint, false);
         if (most > 0)
             e.needFrame();
     }
-    void addParticle(
-        Stage& stage, std::vector<SolidVertex>& corners, std::uint32_t number, double age, std::uint64_t turn) const
+
+    struct Particle {
+        std::uint64_t turn = 0; // 0: not born yet
+        Vec3 source, velocity;
+        double size = 0;
+        NSColor color;
+    };
+    struct Memory {
+        std::vector<Particle> born;
+        double time = std::numeric_limits<double>::infinity();
+        Vec3 source;
+    };
+
+    void bear(Particle& particle, std::uint32_t number, std::uint64_t turn) const
     {
         const auto random = [&](int which, double low, double high) {
             return low
-                + (high - low) * hashed(seed_ + static_cast<std::uint64_t>(which) * 7919u, turn * kMost + number);
+                + (high - low)
+                * hashed(seed_ + static_cast<std::uint64_t>(which) * 7919, number * 1'000'003ull + turn - 1);
         };
-        const double t = age / std::max(life(), 0.01);
+        particle.turn = turn;
+        particle.velocity = {random(1, minX(), maxX()), random(2, minY(), maxY()), random(3, minZ(), maxZ())};
+        particle.size = random(4, minSize(), maxSize());
+        particle.color = color();
+    }
+    void addParticle(
+        Stage& stage, std::vector<SolidVertex>& corners, const Particle& particle, double age, double span) const
+    {
+        const double t = age / span;
         const double pull = std::exp(-attraction() * age); // towards the source as it ages
-        const Vec3 at{x() + random(1, minX(), maxX()) * age * pull,
-            y() + random(2, minY(), maxY()) * age * pull - gravity() * age * age / 2,
-            z() + random(3, minZ(), maxZ()) * age * pull};
-        const double born = random(4, minSize(), maxSize());
-        const double size = std::clamp(
-            interpolates_ ? born + (finalSize() - born) * curve(sizeCurve(), t) : born + sizeDelta() * age, 0.0, 100.0);
+        const Vec3& from = particle.source;
+        const Vec3& speed = particle.velocity;
+        const Vec3 at{from.x + speed.x * age * pull, from.y + speed.y * age * pull - gravity() * age * age / 2,
+            from.z + speed.z * age * pull};
+        const double size
+            = std::clamp(interpolates_ ? particle.size + (finalSize() - particle.size) * curve(sizeCurve(), t)
+                                       : particle.size + sizeDelta() * age,
+                0.0, 100.0);
         if (size <= 0)
             return;
-        const NSColor& c = color();
+        const NSColor& c = particle.color;
         const NSColor& f = finalColor();
         const auto part = [&](double from, double to, double delta, std::uint32_t number) {
             return std::clamp(interpolates_ ? from + (to - from) * curve(number, t) : from + delta * age, 0.0, 1.0);
@@ -206,6 +250,8 @@ class ParticleSystemPatch final : public ConsumerPatch
         const NSColor now{part(c.red, f.red, redDelta(), redCurve()),
             part(c.green, f.green, greenDelta(), greenCurve()), part(c.blue, f.blue, blueDelta(), blueCurve()),
             part(c.alpha, f.alpha, opacityDelta(), opacityCurve())};
+        if (now.alpha <= 0)
+            return;
         // Turned back by the environment's rotation, so that it faces the viewer.
         const auto& m = stage.environment().model.m;
         const Vec3 right{m[0], m[4], m[8]}, up{m[1], m[5], m[9]};
@@ -216,6 +262,7 @@ class ParticleSystemPatch final : public ConsumerPatch
             corners.push_back(corner);
         }
     }
+    PerIteration<Memory> memory_;
     std::uint64_t seed_ = 1;
     double delay_ = 0;
     bool interpolates_ = false;

@@ -104,7 +104,10 @@ class NumberFormatterPatch final : public Patch
     Input<double> number{*this, "inputNumber"};
     Output<std::string> result{*this, "outputString"};
 
-    void configure(const Settings& settings) override { format_ = NumberFormat(settings.text("format")); }
+    void configure(const Settings& settings) override
+    {
+        format_ = NumberFormat(settings.text("format"), settings.text("style"));
+    }
     void evaluate(Evaluation&) override { result.set(format_.format(number())); }
     NumberFormat format_;
 };

@@ -3,6 +3,7 @@
 #include "base/Text.h"
 
 #include <unicode/decimfmt.h>
+#include <unicode/rbnf.h>
 #include <unicode/smpdtfmt.h>
 
 #include <algorithm>
@@ -146,12 +147,35 @@ std::vector<PortValue> scanned(const std::string& format, const std::string& tex
 }
 
 struct NumberFormat::Implementation {
-    std::unique_ptr<icu::DecimalFormat> format;
+    std::unique_ptr<icu::NumberFormat> format;
 };
 
-NumberFormat::NumberFormat(const std::string& pattern)
+namespace {
+
+std::unique_ptr<icu::NumberFormat> formatOfStyle(const std::string& style)
+{
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::NumberFormat> format;
+    const icu::Locale english("en_US");
+    const std::string name = asciiLowercase(style);
+    if (name.starts_with("spell"))
+        format = std::make_unique<icu::RuleBasedNumberFormat>(icu::URBNF_SPELLOUT, english, status);
+    else if (name == "currency")
+        format.reset(icu::NumberFormat::createCurrencyInstance(english, status));
+    else if (name == "percent")
+        format.reset(icu::NumberFormat::createPercentInstance(english, status));
+    else if (name == "scientific")
+        format.reset(icu::NumberFormat::createScientificInstance(english, status));
+    return U_SUCCESS(status) ? std::move(format) : nullptr;
+}
+
+} // namespace
+
+NumberFormat::NumberFormat(const std::string& pattern, const std::string& style)
     : implementation_(std::make_shared<Implementation>())
 {
+    if (pattern.empty())
+        implementation_->format = formatOfStyle(style);
     if (pattern.empty() || pattern.size() > 200)
         return;
     UErrorCode status = U_ZERO_ERROR;
@@ -169,7 +193,7 @@ NumberFormat::NumberFormat(const std::string& pattern)
 
 std::string NumberFormat::format(double number) const
 {
-    if (!implementation_->format)
+    if (!implementation_->format || !std::isfinite(number))
         return shortestDecimal(number);
     icu::UnicodeString text;
     implementation_->format->format(number, text);

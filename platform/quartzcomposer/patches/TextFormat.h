@@ -20,11 +20,12 @@ std::string formatted(const std::string& format, const std::vector<PortValue>& v
 // to the format's next character. Ends at the first place that doesn't match.
 std::vector<PortValue> scanned(const std::string& format, const std::string& text);
 
-// A decimal pattern as ICU has it ("0.00", "#,##0"); an empty or broken one gives the shortest decimal.
+// A decimal pattern as ICU has it ("0.00", "#,##0"). Without one a style: "Currency", "Percent", "Scientific" or "Spell
+// Out", as English has them. Any other, and a broken pattern, gives the shortest decimal.
 class NumberFormat
 {
 public:
-    explicit NumberFormat(const std::string& pattern = {});
+    explicit NumberFormat(const std::string& pattern = {}, const std::string& style = {});
     std::string format(double number) const;
 
 private:

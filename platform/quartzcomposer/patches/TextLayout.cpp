@@ -14,7 +14,8 @@ namespace vitrel::qc {
 
 namespace {
 
-constexpr int kMaxSide = 4096;
+constexpr int kMaxSide = 16384; // renderers have no larger textures
+constexpr double kMaxPixels = 16e6;
 constexpr std::size_t kMaxText = 100'000;
 constexpr double kMaxFont = 2000;
 
@@ -125,7 +126,7 @@ SetText drawn(PangoLayout* layout, const TextStyle& style)
     const int fullHeight = style.height > 0 ? static_cast<int>(std::ceil(style.height)) : logical.height;
     SetText result;
     result.width = std::clamp(fullWidth, 1, kMaxSide);
-    result.height = std::clamp(fullHeight, 1, kMaxSide);
+    result.height = std::clamp(fullHeight, 1, std::min(kMaxSide, static_cast<int>(kMaxPixels / result.width)));
     result.lines = pango_layout_get_line_count(layout);
     result.glyphs = pango_layout_get_character_count(layout);
     const double slack = result.height - logical.height;

@@ -28,7 +28,7 @@ struct SetText {
 };
 
 // Sets `text` (UTF-8 of any script) and draws it, shaped by Pango. Fonts that the machine lacks are replaced by close
-// ones. At most 4096 pixels a side and 100,000 characters. Main thread.
+// ones. At most 16,384 pixels a side, 16 million in all, and 100,000 characters. Main thread.
 SetText setText(const std::string& text, const TextStyle& style);
 
 // Reads the list of the machine's typefaces, for which the first text would otherwise wait. Any thread, any number of

@@ -2,7 +2,9 @@
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 #include "platform/quartzcomposer/patches/TextLayout.h"
 
+#include <algorithm>
 #include <cmath>
+#include <list>
 
 namespace vitrel::qc {
 
@@ -40,22 +42,27 @@ class TextImagePatch final : public Patch
     Kind kind() const override { return Kind::Timed; } // units depend on the destination
     void evaluate(Evaluation& e) override
     {
-        const int targetWidth = inPixels_ ? 0 : e.stage.canvas().width();
         const TextStyle asked = style(e);
-        if (drawn_ && targetWidth == targetWidth_ && text() == text_ && same(asked, style_))
-            return;
-        if (!roomForImages())
-            return;
-        drawn_ = true;
-        targetWidth_ = targetWidth;
-        text_ = text();
-        style_ = asked;
-        const SetText set = setText(text_, style_);
-        image.set(ownImage(set.bitmap));
-        outputWidth.set(set.width * e.stage.unitsPerPixel());
-        outputHeight.set(set.height * e.stage.unitsPerPixel());
-        lines.set(static_cast<std::uint32_t>(set.lines));
-        glyphs.set(static_cast<std::uint32_t>(set.glyphs));
+        auto drawn = std::find_if(
+            drawn_.begin(), drawn_.end(), [&](const Drawn& d) { return d.text == text() && same(asked, d.style); });
+        if (drawn == drawn_.end()) {
+            if (!roomForImages())
+                return;
+            SetText set = setText(text(), asked);
+            drawn_.push_front(
+                {text(), asked, ownImage(std::move(set.bitmap)), set.width, set.height, set.lines, set.glyphs});
+            drawn = drawn_.begin();
+            // In an iterator each iteration has a text of its own, which it has again in the next frame.
+            while (drawn_.size() > (scope && scope->iterates ? kMostKept : 1))
+                drawn_.pop_back();
+        } else {
+            drawn_.splice(drawn_.begin(), drawn_, drawn);
+        }
+        image.set(drawn->image);
+        outputWidth.set(drawn->width * e.stage.unitsPerPixel());
+        outputHeight.set(drawn->height * e.stage.unitsPerPixel());
+        lines.set(static_cast<std::uint32_t>(drawn->lines));
+        glyphs.set(static_cast<std::uint32_t>(drawn->glyphs));
     }
 
     TextStyle style(const Evaluation& e) const
@@ -77,10 +84,16 @@ class TextImagePatch final : public Patch
             && a.width == b.width && a.height == b.height;
     }
 
-    bool inPixels_ = false, drawn_ = false;
-    int targetWidth_ = 0;
-    std::string text_;
-    TextStyle style_;
+    struct Drawn {
+        std::string text;
+        TextStyle style;
+        ImageRef image;
+        int width, height, lines, glyphs;
+    };
+    static constexpr std::size_t kMostKept = 64;
+    bool inPixels_ = false;
+    TextStyle style_; // what the settings say
+    std::list<Drawn> drawn_; // the latest first
 };
 
 } // namespace

@@ -154,8 +154,16 @@ class InterpolationPatch final : public TimedPatch
             if (!over && first() != last())
                 moves(e);
         }
-        const double f = points_.empty() ? curve(curveNumber(), t) : spline(t);
+        const double f = points_.empty() ? curve(curveNumber(), tightened(t)) : spline(t);
         result.set(first() + (last() - first()) * f);
+    }
+
+    // A cubic with slopes of 1 - tension at both ends: 0 leaves the curve as it is, 1 rests at the ends, -1 hurries
+    // there.
+    double tightened(double t) const
+    {
+        const double slope = 1 - (std::isfinite(tension()) ? std::clamp(tension(), -1.0, 1.0) : 0);
+        return t * t * (3 - 2 * t) + slope * t * (1 - t) * (1 - 2 * t);
     }
 
     // A monotone cubic through the control points (Fritsch and Carlson's limits on the slopes).
@@ -197,17 +205,21 @@ class SmoothPatch final : public TimedPatch
         fallingCurve{*this, "inputDecreasingInterpolation"};
     Output<double> result{*this, "outputValue"};
 
+    void configure(const Settings& settings) override { keepsSpeed_ = settings.flag("useTangent", false); }
     void evaluate(Evaluation& e) override
     {
         Memory& m = memory_.at(scope);
         if (!m.known) {
-            m = {true, value(), value(), time(), 0, 0};
+            m = {true, value(), value(), time(), 0, 0, 0};
         } else if (value() != m.target && !(std::isnan(value()) && std::isnan(m.target))) {
             const bool rises = value() > m.target;
-            m = {true, present(m), value(), time(), std::max(0.0, rises ? rising() : falling()),
-                rises ? risingCurve() : fallingCurve()};
+            const Memory next{true, present(m, time()), value(), time(), std::max(0.0, rises ? rising() : falling()),
+                rises ? risingCurve() : fallingCurve(), 0};
+            const double speed = keepsSpeed_ ? speedOf(m, time()) - speedOf(next, time()) : 0;
+            m = next;
+            m.extraSpeed = std::isfinite(speed) ? speed : 0;
         }
-        result.set(present(m));
+        result.set(present(m, time()));
         if (time() - m.start < m.duration)
             moves(e);
     }
@@ -216,14 +228,23 @@ class SmoothPatch final : public TimedPatch
         bool known = false;
         double from = 0, target = 0, start = 0, duration = 0;
         std::uint32_t curveNumber = 0;
+        double extraSpeed = 0; // at the start, beyond the curve's own; gone at the end
     };
-    double present(const Memory& m) const
+    static double present(const Memory& m, double now)
     {
-        const double passed = time() - m.start;
+        const double passed = now - m.start;
         if (!(m.duration > 0) || passed >= m.duration)
             return m.target;
-        return m.from + (m.target - m.from) * curve(m.curveNumber, passed / m.duration);
+        const double t = std::max(0.0, passed / m.duration);
+        return m.from + (m.target - m.from) * curve(m.curveNumber, t)
+            + m.extraSpeed * m.duration * t * (1 - t) * (1 - t);
     }
+    static double speedOf(const Memory& m, double now)
+    {
+        const double step = m.duration * 1e-5;
+        return step > 0 && now < m.start + m.duration ? (present(m, now + step) - present(m, now)) / step : 0;
+    }
+    bool keepsSpeed_ = false;
     PerIteration<Memory> memory_;
 };
 
@@ -348,6 +369,7 @@ class RandomPatch final : public TimedPatch
     {
         seed_ = static_cast<std::uint64_t>(std::clamp(settings.number("randomSeed", 1), 0.0, 9e15));
         variability_ = std::clamp(settings.number("variability", 0.5), 0.0, 1.0);
+        isPerlin_ = settings.flag("usePerlinNoise", false);
     }
     void evaluate(Evaluation& e) override
     {
@@ -365,12 +387,29 @@ class RandomPatch final : public TimedPatch
         }
         // Knots two a second at the usual variability; smoothly between them.
         const double x = std::clamp(time() * variability_ * 4, -9e15, 9e15), knot = std::floor(x), f = x - knot;
+        if (isPerlin_)
+            return perlin(x);
         const auto at = [&](double k) { return hashed(seed_, wholeOf(k)); };
         const double s = f * f * (3 - 2 * f);
         return at(knot) * (1 - s) + at(knot + 1) * s;
     }
+    // Perlin's gradient noise in one dimension, four octaves; around the middle of the range.
+    double perlin(double x) const
+    {
+        double sum = 0;
+        for (int octave = 0; octave < 4; ++octave, x *= 2) {
+            const double knot = std::floor(x), f = x - knot;
+            const auto slope = [&](double k) {
+                return 2 * hashed(seed_ + static_cast<std::uint64_t>(octave) * 7919, wholeOf(k)) - 1;
+            };
+            const double fade = f * f * f * (f * (f * 6 - 15) + 10);
+            sum += (slope(knot) * f * (1 - fade) + slope(knot + 1) * (f - 1) * fade) / (1 << octave);
+        }
+        return std::clamp(0.5 + sum, 0.0, 1.0);
+    }
     std::uint64_t seed_ = 1;
     double variability_ = 0.5;
+    bool isPerlin_ = false;
 };
 
 } // namespace

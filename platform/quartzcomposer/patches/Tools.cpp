@@ -19,7 +19,7 @@ class ScreenInfoPatch final : public Patch
         width.set(2);
         height.set(e.stage.heightInUnits());
         ratio.set(e.stage.aspect());
-        resolution.set(72);
+        resolution.set(e.stage.canvas().width() / 2.0); // pixels per unit
         pixelsWide.set(static_cast<std::uint32_t>(e.stage.canvas().width()));
         pixelsHigh.set(static_cast<std::uint32_t>(e.stage.canvas().height()));
     }

@@ -30,6 +30,7 @@ struct Paint {
     std::uint8_t colorMask = 0xF; // bit 0 red to bit 3 alpha
     float lineWidth = 1; // pixels; also the size of points
     bool nearest = false; // pixels as they are, in place of linear filtering
+    bool discardsClear = false; // what is clear leaves no depth, unless it replaces
 };
 
 // What a composition draws on. Drawing happens in the order of the calls. Without a display there is one that only
@@ -42,6 +43,8 @@ public:
     // Pixels of the present target.
     virtual int width() const = 0;
     virtual int height() const = 0;
+    // Pixels that a picture may have on a side.
+    virtual int largestSide() const { return 16384; }
 
     virtual void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) = 0;
     virtual void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) = 0;
@@ -49,8 +52,12 @@ public:
     // A frame begins; what would be drawn from `end` on is left out of it.
     virtual void beginFrame(std::chrono::steady_clock::time_point) { }
 
-    // What is drawn between the two lands in an image of its own, which starts transparent. They nest.
-    virtual void beginImage(int width, int height, bool depth) = 0;
+    // True once the frame has no time left, and something was left out.
+    virtual bool isLate() const { return false; }
+
+    // What is drawn between the two lands in an image of its own, which starts transparent. They nest. A `deep` one
+    // keeps values beyond 0 to 1, and steps finer than a 255th.
+    virtual void beginImage(int width, int height, bool depth, bool deep = false) = 0;
     virtual ImageRef endImage() = 0;
 };
 
@@ -65,7 +72,7 @@ public:
     int height() const override { return sizes_.back().second; }
     void clear(const NSColor&, bool, bool, std::uint8_t) override { }
     void draw(Primitive, std::span<const CanvasVertex>, const Paint&) override { }
-    void beginImage(int width, int height, bool) override { sizes_.emplace_back(width, height); }
+    void beginImage(int width, int height, bool, bool) override { sizes_.emplace_back(width, height); }
     ImageRef endImage() override
     {
         const auto [width, height] = sizes_.back();

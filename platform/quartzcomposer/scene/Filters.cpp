@@ -9,84 +9,9 @@ namespace vitrel::qc {
 namespace {
 
 using R = ExtentRule;
-using K = ParameterKind;
-
-#define VITREL_ONE_IMAGE                                                                                               \
-    {                                                                                                                  \
-        "inputImage"                                                                                                   \
-    }
-#define VITREL_BLEND(name)                                                                                             \
-    {                                                                                                                  \
-        name, R::Union, {"inputImage", "inputBackgroundImage"}, { }                                                    \
-    }
-
-constexpr Filter kFilters[] = {
-    {"CICrop", R::Crop, VITREL_ONE_IMAGE, {{"inputRectangle", K::Rectangle, {0, 0, 300, 300}}}},
-    {"CIAffineTransform", R::Transform, VITREL_ONE_IMAGE, {{"inputTransform", K::Transform}}},
-    {"CIAffineClamp", R::Infinite, VITREL_ONE_IMAGE, {{"inputTransform", K::Transform}}},
-    {"CIGaussianBlur", R::Blur, VITREL_ONE_IMAGE, {{"inputRadius", K::Length, {10}}}},
-    {"CIDiscBlur", R::Blur, VITREL_ONE_IMAGE, {{"inputRadius", K::Length, {8}}}},
-    {"CIConstantColorGenerator", R::Infinite, {}, {{"inputColor", K::Color, {1, 0, 0, 1}}}},
-    {"CIRadialGradient", R::Infinite, {},
-        {{"inputCenter", K::Point, {150, 150}}, {"inputRadius0", K::Length, {5}}, {"inputRadius1", K::Length, {100}},
-            {"inputColor0", K::Color, {1, 1, 1, 1}}, {"inputColor1", K::Color, {0, 0, 0, 1}}}},
-    {"CIGaussianGradient", R::Infinite, {},
-        {{"inputCenter", K::Point, {150, 150}}, {"inputRadius", K::Length, {300}},
-            {"inputColor0", K::Color, {1, 1, 1, 1}}, {"inputColor1", K::Color, {0, 0, 0, 0}}}},
-    {"CILinearGradient", R::Infinite, {},
-        {{"inputPoint0", K::Point, {0, 0}}, {"inputPoint1", K::Point, {200, 200}},
-            {"inputColor0", K::Color, {1, 1, 1, 1}}, {"inputColor1", K::Color, {0, 0, 0, 1}}}},
-    {"CICheckerboardGenerator", R::Infinite, {},
-        {{"inputCenter", K::Point, {150, 150}}, {"inputWidth", K::Length, {80}}, {"inputSharpness", K::Number, {1}},
-            {"inputColor0", K::Color, {1, 1, 1, 1}}, {"inputColor1", K::Color, {0, 0, 0, 1}}}},
-    {"CIBlendWithMask", R::Union, {"inputImage", "inputBackgroundImage", "inputMaskImage"}, {}},
-    {"CIMaskToAlpha", R::Same, VITREL_ONE_IMAGE, {}},
-    {"CISourceOverCompositing", R::Union, {"inputImage", "inputBackgroundImage"}, {}},
-    {"CISourceInCompositing", R::Intersection, {"inputImage", "inputBackgroundImage"}, {}},
-    {"CISourceOutCompositing", R::Same, {"inputImage", "inputBackgroundImage"}, {}},
-    VITREL_BLEND("CISourceAtopCompositing"),
-    VITREL_BLEND("CIAdditionCompositing"),
-    VITREL_BLEND("CIMultiplyCompositing"),
-    VITREL_BLEND("CIMaximumCompositing"),
-    VITREL_BLEND("CIMinimumCompositing"),
-    VITREL_BLEND("CIMultiplyBlendMode"),
-    VITREL_BLEND("CIExclusionBlendMode"),
-    VITREL_BLEND("CIColorBurnBlendMode"),
-    VITREL_BLEND("CIColorDodgeBlendMode"),
-    VITREL_BLEND("CIDarkenBlendMode"),
-    VITREL_BLEND("CIDifferenceBlendMode"),
-    VITREL_BLEND("CIHardLightBlendMode"),
-    VITREL_BLEND("CILightenBlendMode"),
-    VITREL_BLEND("CIOverlayBlendMode"),
-    VITREL_BLEND("CIScreenBlendMode"),
-    VITREL_BLEND("CISoftLightBlendMode"),
-    VITREL_BLEND("CISubtractBlendMode"),
-    VITREL_BLEND("CIColorBlendMode"),
-    VITREL_BLEND("CIHueBlendMode"),
-    VITREL_BLEND("CILuminosityBlendMode"),
-    VITREL_BLEND("CISaturationBlendMode"),
-    {"CIColorInvert", R::Same, VITREL_ONE_IMAGE, {}},
-    {"CIColorControls", R::Same, VITREL_ONE_IMAGE,
-        {{"inputSaturation", K::Number, {1}}, {"inputBrightness", K::Number, {0}}, {"inputContrast", K::Number, {1}}}},
-    {"CIExposureAdjust", R::Same, VITREL_ONE_IMAGE, {{"inputEV", K::Number, {0.5}}}},
-    {"CIGammaAdjust", R::Same, VITREL_ONE_IMAGE, {{"inputPower", K::Number, {0.75}}}},
-    {"CIHueAdjust", R::Same, VITREL_ONE_IMAGE, {{"inputAngle", K::Number, {0}}}},
-    {"CIColorMonochrome", R::Same, VITREL_ONE_IMAGE,
-        {{"inputIntensity", K::Number, {1}}, {"inputColor", K::Color, {0.6, 0.45, 0.3, 1}}}},
-    {"CISepiaTone", R::Same, VITREL_ONE_IMAGE, {{"inputIntensity", K::Number, {1}}}},
-    {"CIFalseColor", R::Same, VITREL_ONE_IMAGE,
-        {{"inputColor0", K::Color, {0.3, 0, 0, 1}}, {"inputColor1", K::Color, {1, 0.9, 0.8, 1}}}},
-    {"CIPixellate", R::Same, VITREL_ONE_IMAGE, {{"inputCenter", K::Point, {150, 150}}, {"inputScale", K::Length, {8}}}},
-    {"CIKaleidoscope", R::Infinite, VITREL_ONE_IMAGE,
-        {{"inputCenter", K::Point, {150, 150}}, {"inputCount", K::Number, {6}}, {"inputAngle", K::Number, {0}}}},
-    {"CIDissolveTransition", R::Union, {"inputImage", "inputTargetImage"}, {{"inputTime", K::Number, {0}}}},
-};
-
-#undef VITREL_ONE_IMAGE
-#undef VITREL_BLEND
 
 // A picture larger than this is nobody's intention.
-constexpr double kMaxGrowth = 1000;
+constexpr double kMaxGrowth = 1000, kMaxReach = 8000;
 // A filter over its own result of the frame before grows by a level a frame.
 constexpr int kMaxLevels = 64;
 
@@ -106,7 +31,26 @@ Extent transformed(const Extent& e, const Affine& t)
     return {left, bottom, right - left, top - bottom, false};
 }
 
-Extent extentOf(const Filter& filter, const std::vector<ImageRef>& images, const std::vector<double>& numbers)
+Extent rectangleOf(std::span<const double> n)
+{
+    return {n[0], n[1], std::max(0.0, n[2]), std::max(0.0, n[3]), false};
+}
+
+Extent around(double x, double y, double reach)
+{
+    reach = std::ceil(std::min(reach, kMaxReach));
+    return {std::floor(x - reach), std::floor(y - reach), 2 * reach + 1, 2 * reach + 1, false};
+}
+
+Extent cornersOf(std::span<const double> n)
+{
+    const auto [left, right] = std::minmax({n[0], n[2], n[4], n[6]});
+    const auto [bottom, top] = std::minmax({n[1], n[3], n[5], n[7]});
+    return {left, bottom, right - left, top - bottom, false};
+}
+
+Extent extentOf(const Filter& filter, const std::vector<ImageRef>& images, const std::vector<double>& numbers,
+    const std::vector<NSColor>& colors)
 {
     const auto of = [&](std::size_t k) { return k < images.size() && images[k] ? images[k]->extent() : Extent{}; };
     switch (filter.rule) {
@@ -121,28 +65,30 @@ Extent extentOf(const Filter& filter, const std::vector<ImageRef>& images, const
     case R::Blur:
         return grow(of(0), std::ceil(std::clamp(3 * numbers[0], 0.0, kMaxGrowth)));
     case R::Crop:
-        return intersect(of(0), {numbers[0], numbers[1], std::max(0.0, numbers[2]), std::max(0.0, numbers[3]), false});
+        return intersect(of(0), rectangleOf(numbers));
     case R::Transform:
         return transformed(of(0), affineOf(numbers));
+    case R::Masked:
+        return unite(of(1), intersect(of(0), of(2)));
+    case R::Around: {
+        const double reach = filter.reach(numbers, colors);
+        return reach < 0 ? Extent{0, 0, 0, 0, true} : around(numbers[0], numbers[1], reach);
+    }
+    case R::Grown:
+        return grow(of(0), std::ceil(std::clamp(filter.reach(numbers, colors), 0.0, kMaxGrowth)));
+    case R::Pixel:
+        return {0, 0, 1, 1, false};
+    case R::Row:
+        return {0, 0, std::max(1.0, intersect(of(0), rectangleOf(numbers)).width), 1, false};
+    case R::Column:
+        return {0, 0, 1, std::max(1.0, intersect(of(0), rectangleOf(numbers)).height), false};
+    case R::Corners:
+        return cornersOf(numbers);
     }
     return {};
 }
 
 } // namespace
-
-std::span<const Filter> allFilters()
-{
-    return kFilters;
-}
-
-const Filter* filterNamed(const std::string& name)
-{
-    for (const Filter& filter : kFilters) {
-        if (name == filter.name)
-            return &filter;
-    }
-    return nullptr;
-}
 
 Affine affineOf(std::span<const double> n)
 {
@@ -156,15 +102,37 @@ Affine affineOf(std::span<const double> n)
     return t;
 }
 
+// From the unit square to the quadrangle in closed form, then its adjoint.
+std::optional<std::vector<double>> sharesOfQuadrangle(std::span<const double> n)
+{
+    if (n.size() < 8)
+        return std::nullopt;
+    const double x0 = n[6], y0 = n[7], x1 = n[4], y1 = n[5], x2 = n[2], y2 = n[3], x3 = n[0], y3 = n[1];
+    const double dx1 = x1 - x2, dy1 = y1 - y2, dx2 = x3 - x2, dy2 = y3 - y2, sx = x0 - x1 + x2 - x3,
+                 sy = y0 - y1 + y2 - y3;
+    const double det = dx1 * dy2 - dx2 * dy1;
+    if (!(std::fabs(det) > 1e-9))
+        return std::nullopt;
+    const double g = (sx * dy2 - dx2 * sy) / det, h = (dx1 * sy - sx * dy1) / det;
+    const double a = x1 - x0 + g * x1, b = x3 - x0 + h * x3, d = y1 - y0 + g * y1, e = y3 - y0 + h * y3;
+    std::vector<double> m{e - y0 * h, x0 * h - b, b * y0 - x0 * e, y0 * g - d, a - x0 * g, x0 * d - a * y0,
+        d * h - e * g, b * g - a * h, a * e - b * d};
+    if (m[8] < 0 || (m[8] == 0 && m[6] * (x0 + x2) / 2 + m[7] * (y0 + y2) / 2 < 0))
+        for (double& each : m)
+            each = -each;
+    return m;
+}
+
 ImageRef filtered(const Filter& filter, const std::vector<ImageRef>& images, const std::vector<double>& numbers,
     const std::vector<NSColor>& colors)
 {
-    if (filter.images[0] && (images.empty() || !images[0]))
+    const bool laidOver = filter.rule == R::Masked && images.size() > 1 && images[1];
+    if (filter.images[0] && (images.empty() || (!images[0] && !laidOver)))
         return nullptr;
     if (FilteredImage::deepest(images) >= kMaxLevels)
         return images[0];
     const bool sound = std::all_of(numbers.begin(), numbers.end(), [](double n) { return std::isfinite(n); });
-    const Extent extent = sound ? extentOf(filter, images, numbers) : Extent{};
+    const Extent extent = sound ? extentOf(filter, images, numbers, colors) : Extent{};
     if (extent.empty() || !std::isfinite(extent.width * extent.height))
         return nullptr;
     return std::make_shared<FilteredImage>(extent, filter.name, images, numbers, colors);

@@ -12,6 +12,12 @@ std::atomic<std::size_t> livingBytes{0};
 
 } // namespace
 
+std::uint64_t Image::nextNumber()
+{
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
 bool roomForImages()
 {
     return livingBytes < kMaxLivingBytes;

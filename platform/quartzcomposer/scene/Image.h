@@ -3,6 +3,7 @@
 #include "platform/appkit/Bitmap.h"
 #include "platform/foundation/Value.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -30,12 +31,15 @@ class Image
 public:
     explicit Image(Extent extent)
         : extent_(extent)
+        , number_(nextNumber())
     { }
     virtual ~Image() = default;
     Image(const Image&) = delete;
     Image& operator=(const Image&) = delete;
 
     const Extent& extent() const { return extent_; }
+    // Never that of another image, also once this one is gone.
+    std::uint64_t number() const { return number_; }
 
     // Its pixels in the main memory, if they are there without drawing; else null.
     virtual std::shared_ptr<const Bitmap> bitmap() const { return nullptr; }
@@ -47,7 +51,9 @@ public:
     mutable std::shared_ptr<Realization> realization;
 
 private:
+    static std::uint64_t nextNumber();
     const Extent extent_;
+    const std::uint64_t number_;
 };
 
 using ImageRef = std::shared_ptr<const Image>;

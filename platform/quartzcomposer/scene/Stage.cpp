@@ -1,6 +1,7 @@
 #include "platform/quartzcomposer/scene/Stage.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vitrel::qc {
 
@@ -22,30 +23,46 @@ double dot(const Vec3& a, const Vec3& b)
     return a.x * b.x + a.y * b.y + a.z * b.z;
 }
 
+struct Lit {
+    NSColor color; // with what shines, unless that is separate
+    NSColor shine;
+};
+
 // Phong's terms at a corner, as fixed-function lighting has them: material is the corner's colour.
-NSColor lit(const Lighting& lighting, const NSColor& material, const Vec3& at, Vec3 normal)
+Lit lit(const Lighting& lighting, const NSColor& material, const Vec3& at, Vec3 normal)
 {
     normal = normalized(normal);
     const Vec3 toEye = normalized({-at.x, -at.y, -at.z});
     if (lighting.twoSides && dot(normal, toEye) < 0)
         normal = {-normal.x, -normal.y, -normal.z};
-    double red = lighting.ambient.red * material.red, green = lighting.ambient.green * material.green,
-           blue = lighting.ambient.blue * material.blue;
+    NSColor sum{lighting.ambient.red * material.red, lighting.ambient.green * material.green,
+        lighting.ambient.blue * material.blue, material.alpha};
+    NSColor shines{0, 0, 0, 0};
     for (const Light& light : lighting.lights) {
         const Vec3 way{light.position.x - at.x, light.position.y - at.y, light.position.z - at.z};
         const double distance = length(way);
         const Vec3 direction = normalized(way);
+        const double facing = dot(normal, direction);
+        if (!(facing > 0))
+            continue;
         const double fade = 1 / (1 + std::max(0.0, light.attenuation) * distance * distance);
-        const double diffuse = std::max(0.0, dot(normal, direction)) * fade;
+        const double diffuse = facing * fade;
         const Vec3 half = normalized({direction.x + toEye.x, direction.y + toEye.y, direction.z + toEye.z});
-        const double shine = diffuse > 0
-            ? std::pow(std::max(0.0, dot(normal, half)), std::max(0.0, lighting.shininess)) * lighting.specular * fade
-            : 0;
-        red += light.color.red * (material.red * diffuse + shine);
-        green += light.color.green * (material.green * diffuse + shine);
-        blue += light.color.blue * (material.blue * diffuse + shine);
+        const double mirrored = lighting.specular != 0 ? dot(normal, half) : 0;
+        const double shine
+            = mirrored > 0 ? std::pow(mirrored, std::max(0.0, lighting.shininess)) * lighting.specular * fade : 0;
+        NSColor& target = lighting.separateSpecular ? shines : sum;
+        sum.red += light.color.red * material.red * diffuse;
+        sum.green += light.color.green * material.green * diffuse;
+        sum.blue += light.color.blue * material.blue * diffuse;
+        target.red += light.color.red * shine;
+        target.green += light.color.green * shine;
+        target.blue += light.color.blue * shine;
     }
-    return {std::min(red, 1.0), std::min(green, 1.0), std::min(blue, 1.0), material.alpha};
+    const auto cut = [](const NSColor& c) {
+        return NSColor{std::min(c.red, 1.0), std::min(c.green, 1.0), std::min(c.blue, 1.0), c.alpha};
+    };
+    return {cut(sum), cut(shines)};
 }
 
 NSColor fogged(const Fog& fog, const NSColor& color, double distance)
@@ -87,7 +104,7 @@ void flattenIfEquallyFar(std::vector<CanvasVertex>& corners)
 
 double Stage::aspect() const
 {
-    return double(std::max(canvas_.width(), 1)) / std::max(canvas_.height(), 1);
+    return double(std::max(canvas_->width(), 1)) / std::max(canvas_->height(), 1);
 }
 
 Matrix Stage::projection() const
@@ -115,29 +132,85 @@ Vec3 Stage::projected(const Vec3& point) const
     return {clip.x / clip.w, clip.y / clip.w / aspect(), 0};
 }
 
+Paint Stage::within(const Paint& paint) const
+{
+    Paint masked = paint;
+    masked.colorMask &= environment_.colorMask;
+    masked.discardsClear = discardsClear;
+    return masked;
+}
+
+// A line that passes the eye is seen as far as the near plane; lines are widened to rectangles, which need both ends.
+void Stage::cutBehindTheEye(Primitive primitive)
+{
+    if (primitive != Primitive::Lines)
+        return;
+    std::size_t kept = 0;
+    for (std::size_t k = 0; k + 1 < scratch_.size(); k += 2) {
+        CanvasVertex a = scratch_[k], b = scratch_[k + 1];
+        const float da = a.position[2] + a.position[3], db = b.position[2] + b.position[3];
+        if (!(da > 0) && !(db > 0))
+            continue;
+        if (!(da > 0) || !(db > 0)) {
+            CanvasVertex& hidden = da > 0 ? b : a;
+            const float t = da / (da - db);
+            const auto mix = [t](float from, float to) { return from + (to - from) * t; };
+            CanvasVertex cut;
+            for (int c = 0; c < 4; ++c) {
+                cut.position[c] = mix(a.position[c], b.position[c]);
+                cut.color[c] = mix(a.color[c], b.color[c]);
+            }
+            for (int c = 0; c < 2; ++c)
+                cut.texture[c] = mix(a.texture[c], b.texture[c]);
+            hidden = cut;
+        }
+        scratch_[kept++] = a;
+        scratch_[kept++] = b;
+    }
+    scratch_.resize(kept);
+}
+
 void Stage::draw(
     Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lightIt)
 {
     const Matrix model = view() * environment_.model * shape;
     const Matrix all = projection() * model;
     const Lighting* lighting = lightIt ? environment_.lighting.get() : nullptr;
+    bool shines = false;
     scratch_.clear();
     scratch_.reserve(vertices.size());
+    shine_.clear();
     for (const SolidVertex& corner : vertices) {
         NSColor color = corner.color;
+        const Vec4 clip = all * corner.position;
         if (lighting || environment_.fog) {
             const Vec4 eye = model * corner.position;
-            if (lighting)
-                color = lit(*lighting, color, {eye.x, eye.y, eye.z}, model.turned(corner.normal));
+            if (lighting) {
+                const Lit light = lit(*lighting, color, {eye.x, eye.y, eye.z}, model.turned(corner.normal));
+                color = light.color;
+                if (lighting->separateSpecular && paint.image) {
+                    shines = shines || light.shine.red > 0 || light.shine.green > 0 || light.shine.blue > 0;
+                    shine_.push_back(
+                        canvasVertex(clip, corner, {light.shine.red, light.shine.green, light.shine.blue, 1}));
+                    shine_.back().color[3] = 0;
+                }
+            }
             if (environment_.fog)
                 color = fogged(*environment_.fog, color, -eye.z);
         }
-        scratch_.push_back(canvasVertex(all * corner.position, corner, color));
+        scratch_.push_back(canvasVertex(clip, corner, color));
     }
+    cutBehindTheEye(primitive);
     flattenIfEquallyFar(scratch_);
-    Paint masked = paint;
-    masked.colorMask &= environment_.colorMask;
-    canvas_.draw(primitive, scratch_, masked);
+    canvas_->draw(primitive, scratch_, within(paint));
+    if (!shines)
+        return;
+    flattenIfEquallyFar(shine_);
+    Paint over = within(paint);
+    over.image = over.mask = nullptr;
+    over.blending = Blending::Add;
+    over.depth = paint.depth == DepthTest::None ? DepthTest::None : DepthTest::ReadOnly;
+    canvas_->draw(primitive, shine_, over);
 }
 
 void Stage::drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint)
@@ -148,23 +221,32 @@ void Stage::drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape,
         const Vec4 at = shape * corner.position;
         scratch_.push_back(canvasVertex({at.x, at.y * aspect, 0, 1}, corner, corner.color));
     }
-    Paint masked = paint;
-    masked.colorMask &= environment_.colorMask;
-    canvas_.draw(Primitive::Triangles, scratch_, masked);
+    canvas_->draw(Primitive::Triangles, scratch_, within(paint));
 }
 
-void Stage::beginImage(int width, int height, bool depth)
+void Stage::beginImage(int width, int height, bool depth, bool deep)
 {
-    canvas_.beginImage(width, height, depth);
-    outer_.push_back(environment_);
-    environment_ = {};
+    auto recording = std::make_unique<Recording>(width, height, canvas_->largestSide());
+    Canvas* inner = recording.get();
+    outer_.push_back({std::exchange(environment_, {}), canvas_, depth, deep, std::move(recording)});
+    canvas_ = inner;
 }
 
-ImageRef Stage::endImage()
+void Stage::endImage(Drawn& last)
 {
-    environment_ = outer_.back();
+    Outer outer = std::move(outer_.back());
     outer_.pop_back();
-    return canvas_.endImage();
+    environment_ = outer.environment;
+    canvas_ = outer.canvas;
+    std::string fingerprint = outer.recording->fingerprint();
+    if (last.image && !fingerprint.empty() && fingerprint == last.fingerprint)
+        return;
+    last.fingerprint = std::move(fingerprint);
+    outermost_.beginImage(outer.recording->width(), outer.recording->height(), outer.depth, outer.deep);
+    outer.recording->play(outermost_);
+    last.image = outermost_.endImage();
+    if (outermost_.isLate())
+        last.fingerprint.clear(); // the picture isn't whole
 }
 
 std::array<SolidVertex, 6> rectangle(double width, double height, const NSColor& color)

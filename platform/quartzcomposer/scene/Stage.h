@@ -2,6 +2,7 @@
 
 #include "platform/quartzcomposer/scene/Canvas.h"
 #include "platform/quartzcomposer/scene/Matrix.h"
+#include "platform/quartzcomposer/scene/Recording.h"
 
 #include <vector>
 
@@ -17,6 +18,7 @@ struct Lighting {
     NSColor ambient{0.1, 0.1, 0.1, 1};
     double specular = 0.5, shininess = 128;
     bool twoSides = false;
+    bool separateSpecular = false; // what shines lies over the image, not beneath it
     std::vector<Light> lights;
 };
 
@@ -49,17 +51,22 @@ class Stage
 {
 public:
     explicit Stage(Canvas& canvas)
-        : canvas_(canvas)
+        : canvas_(&canvas)
+        , outermost_(canvas)
     { }
 
-    Canvas& canvas() { return canvas_; }
+    // What is drawn on now: the canvas that it was made with, or a picture within it.
+    Canvas& canvas() { return *canvas_; }
     Environment& environment() { return environment_; }
+
+    // Whether what is clear leaves no depth, as compositions of younger runtimes expect it.
+    bool discardsClear = false;
 
     // Width over height of the target, and its height in units; the width is 2.
     double aspect() const;
     double heightInUnits() const { return 2 / aspect(); }
     // Units that one pixel measures.
-    double unitsPerPixel() const { return 2.0 / canvas_.width(); }
+    double unitsPerPixel() const { return 2.0 / canvas_->width(); }
 
     // Draws corners of a shape under `shape` and the environment.
     void draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
@@ -72,18 +79,33 @@ public:
     // A point of the current coordinates in those of the eye, where lights live.
     Vec3 toEye(const Vec3& point) const;
 
-    // beginImage and endImage of the canvas, with a fresh environment between them.
-    void beginImage(int width, int height, bool depth);
-    ImageRef endImage();
+    // A picture that was drawn, and what it was drawn from.
+    struct Drawn {
+        ImageRef image;
+        std::string fingerprint;
+    };
+    // What is drawn between the two lands in an image of its own, with a fresh environment. They nest. If it is what
+    // `last` was drawn from, nothing is drawn and `last` stays.
+    void beginImage(int width, int height, bool depth, bool deep = false);
+    void endImage(Drawn& last);
 
 private:
+    Paint within(const Paint& paint) const;
+    void cutBehindTheEye(Primitive primitive);
     Matrix view() const;
     Matrix projection() const;
 
-    Canvas& canvas_;
+    struct Outer {
+        Environment environment;
+        Canvas* canvas;
+        bool depth, deep;
+        std::unique_ptr<Recording> recording;
+    };
+    Canvas* canvas_;
+    Canvas& outermost_;
     Environment environment_;
-    std::vector<Environment> outer_;
-    std::vector<CanvasVertex> scratch_;
+    std::vector<Outer> outer_;
+    std::vector<CanvasVertex> scratch_, shine_;
 };
 
 // A rectangle of two triangles about the origin, facing +z; texture upright.

@@ -1,0 +1,79 @@
+#include "platform/quartzcomposer/scene/Recording.h"
+
+namespace vitrel::qc {
+
+namespace {
+
+// Of a fingerprint. What draws more moves, as a rule, and is drawn again.
+constexpr std::size_t kLongest = 1u << 20;
+
+template <class T> void append(std::string& to, const T& value)
+{
+    static_assert(std::is_trivially_copyable_v<T>);
+    to.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+} // namespace
+
+void Recording::clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask)
+{
+    Call call;
+    call.clears = true;
+    call.color = straight;
+    call.clearsColor = color;
+    call.clearsDepth = depth;
+    call.paint.colorMask = colorMask;
+    calls_.push_back(std::move(call));
+}
+
+void Recording::draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint)
+{
+    Call call;
+    call.primitive = primitive;
+    call.paint = paint;
+    call.first = vertices_.size();
+    call.count = vertices.size();
+    vertices_.insert(vertices_.end(), vertices.begin(), vertices.end());
+    calls_.push_back(std::move(call));
+}
+
+void Recording::play(Canvas& canvas) const
+{
+    for (const Call& call : calls_) {
+        if (call.clears)
+            canvas.clear(call.color, call.clearsColor, call.clearsDepth, call.paint.colorMask);
+        else
+            canvas.draw(call.primitive, std::span(vertices_).subspan(call.first, call.count), call.paint);
+    }
+}
+
+std::string Recording::fingerprint() const
+{
+    std::string all;
+    if (vertices_.size() * sizeof(CanvasVertex) + calls_.size() * 64 > kLongest)
+        return all;
+    append(all, width_);
+    append(all, height_);
+    for (const Call& call : calls_) {
+        append(all, call.clears);
+        append(all, call.color);
+        append(all, call.clearsColor);
+        append(all, call.clearsDepth);
+        append(all, call.primitive);
+        append(all, call.count);
+        const Paint& paint = call.paint;
+        append(all, paint.image ? paint.image->number() : 0);
+        append(all, paint.mask ? paint.mask->number() : 0);
+        append(all, paint.blending);
+        append(all, paint.depth);
+        append(all, paint.culling);
+        append(all, paint.colorMask);
+        append(all, paint.lineWidth);
+        append(all, paint.nearest);
+        append(all, paint.discardsClear);
+    }
+    all.append(reinterpret_cast<const char*>(vertices_.data()), vertices_.size() * sizeof(CanvasVertex));
+    return all;
+}
+
+} // namespace vitrel::qc
