@@ -1,6 +1,6 @@
+#include "platform/quartzcomposer/loading/BesideFiles.h"
 #include "base/Text.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
-#include "platform/quartzcomposer/loading/BesideFiles.h"
 #include "platform/quartzcomposer/loading/XMLStructure.h"
 #include "quartzcomposer/Play.h"
 #include "support/TemporaryFolder.h"
@@ -105,8 +105,10 @@ TEST(Importer, PlaysWhatFitsToADepthOfFourAndNoCircle)
               "compositionOutputs: [{key: 'n', class: 'QCNumberPort'}]}}}";
     };
     const auto file = [&](const std::string& name, const std::string& from) {
-        folder.write(name, R"({"inputs": {"x": "p.x"}, "outputs": {"n": "p.n"}, "patches": {"p": {"class": "QCPatchRenderer",
-            "inputs": {"inputPath": ")" + from + R"("}, "settings": {"compositionMode": "processor", "compositionInputs":
+        folder.write(name,
+            R"({"inputs": {"x": "p.x"}, "outputs": {"n": "p.n"}, "patches": {"p": {"class": "QCPatchRenderer",
+            "inputs": {"inputPath": ")"
+                + from + R"("}, "settings": {"compositionMode": "processor", "compositionInputs":
             [{"key": "x", "class": "QCNumberPort"}], "compositionOutputs": [{"key": "n", "class": "QCNumberPort"}]}}}})");
     };
     folder.write("twice.json", R"({"inputs": {"x": "m.inputValue"}, "outputs": {"n": "m.outputValue"},

@@ -20,7 +20,8 @@ namespace {
 constexpr FilterRow kRows[] = {
     {"CIBumpDistortion", VITREL_WITHIN VITREL_BUMP "return at(0, m + p * (1.0 - n[3] * b));"},
     {"CIBumpDistortionLinear",
-        "vec2 m = vec2(n[0], n[1]), axis = turned(vec2(1, 0), n[3]); float u = dot(d - m, axis), r = abs(u) / max(n[2], "
+        "vec2 m = vec2(n[0], n[1]), axis = turned(vec2(1, 0), n[3]); float u = dot(d - m, axis), r = abs(u) / "
+        "max(n[2], "
         "1e-3);" VITREL_BUMP "return at(0, d - axis * u * n[4] * b);"},
     {"CICircleSplashDistortion", VITREL_WITHIN "return at(0, r > 1.0 ? m + p / r : d);"},
     {"CICircularWrap",
@@ -44,7 +45,8 @@ constexpr FilterRow kRows[] = {
     {"CIPinchDistortion", VITREL_WITHIN VITREL_BUMP "return at(0, m + p * (1.0 + n[3] * b));"},
     {"CITorusLensDistortion",
         "vec2 m = vec2(n[0], n[1]), p = d - m; float r = length(p), h = max(n[3] * 0.5, 1e-3), t = (r - n[2]) / h;"
-        "return at(0, abs(t) < 1.0 && r > 0.0 ? m + p / r * (n[2] + t * h * mix(1.0, 1.0 / max(n[4], 0.1), sqrt(1.0 - t * "
+        "return at(0, abs(t) < 1.0 && r > 0.0 ? m + p / r * (n[2] + t * h * mix(1.0, 1.0 / max(n[4], 0.1), sqrt(1.0 - "
+        "t * "
         "t))) : d);"},
     {"CITwirlDistortion", VITREL_WITHIN "float k = max(1.0 - r, 0.0); return at(0, m + turned(p, n[3] * k * k));"},
     {"CIVortexDistortion", VITREL_WITHIN "float k = max(1.0 - r, 0.0); return at(0, m + turned(p, n[3] * k * k * k));"},
@@ -57,32 +59,36 @@ constexpr FilterRow kRows[] = {
         "vec2 p = d - vec2(n[4], n[5]); p = vec2(n[0] * p.x + n[2] * p.y, n[1] * p.x + n[3] * p.y);"
         "return at(0, extent0.xy + clamp(mod(p - extent0.xy, extent0.zw), vec2(0.5), extent0.zw - 0.5));"},
     {"CIFourfoldTranslatedTile",
-        VITREL_TILE "float s = max(abs(sin(n[4])), 0.01); q = vec2(q.x - q.y * cos(n[4]) / s, q.y / s); q = fract(q + 0.5);"
+        VITREL_TILE
+        "float s = max(abs(sin(n[4])), 0.01); q = vec2(q.x - q.y * cos(n[4]) / s, q.y / s); q = fract(q + 0.5);"
         "q = vec2(q.x - 0.5 + (q.y - 0.5) * cos(n[4]), (q.y - 0.5) * s) + 0.5;" VITREL_TILED},
     {"CIFourfoldReflectedTile",
         VITREL_TILE "float s = max(abs(sin(n[4])), 0.01); q = vec2(q.x - q.y * cos(n[4]) / s, q.y / s) + 0.5;"
-        "q = 1.0 - abs(mod(q, 2.0) - 1.0);"
-        "q = vec2(q.x - 0.5 + (q.y - 0.5) * cos(n[4]), (q.y - 0.5) * s) + 0.5;" VITREL_TILED},
+                    "q = 1.0 - abs(mod(q, 2.0) - 1.0);"
+                    "q = vec2(q.x - 0.5 + (q.y - 0.5) * cos(n[4]), (q.y - 0.5) * s) + 0.5;" VITREL_TILED},
     {"CIParallelogramTile",
-        VITREL_TILE "float s = max(abs(sin(n[4])), 0.01); q = vec2(q.x - q.y * cos(n[4]) / s, q.y / s) + 0.5;"
+        VITREL_TILE
+        "float s = max(abs(sin(n[4])), 0.01); q = vec2(q.x - q.y * cos(n[4]) / s, q.y / s) + 0.5;"
         "float column = floor(q.x); q = vec2(mod(column, 2.0) < 0.5 ? q.x - column : column + 1.0 - q.x, fract(q.y));"
         "q = vec2(q.x - 0.5 + (q.y - 0.5) * cos(n[4]), (q.y - 0.5) * s) + 0.5;" VITREL_TILED},
     {"CIFourfoldRotatedTile",
-        VITREL_TILE "q += 0.5; vec2 cell = mod(floor(q), 2.0); q = fract(q) - 0.5;"
+        VITREL_TILE
+        "q += 0.5; vec2 cell = mod(floor(q), 2.0); q = fract(q) - 0.5;"
         "float turns = cell.y < 0.5 ? cell.x : 3.0 - cell.x; q = turned(q, 1.57079633 * turns) + 0.5;" VITREL_TILED},
     {"CIEightfoldReflectedTile",
         VITREL_TILE "q = 1.0 - abs(mod(q + 0.5, 2.0) - 1.0); q = q.y > q.x ? q.yx : q;" VITREL_TILED},
     {"CIGlideReflectedTile",
-        VITREL_TILE "q += 0.5; float row = floor(q.y); q = fract(q); if (mod(row, 2.0) > 0.5) q.x = 1.0 - q.x;"
-        VITREL_TILED},
+        VITREL_TILE
+        "q += 0.5; float row = floor(q.y); q = fract(q); if (mod(row, 2.0) > 0.5) q.x = 1.0 - q.x;" VITREL_TILED},
     {"CITriangleTile",
         VITREL_TILE "int folds = 0; vec2 l = vec2(q.x - q.y * 0.57735027, q.y * 1.15470054); l -= floor(l);"
-        "if (l.x + l.y > 1.0) l = 1.0 - l; q = vec2(l.x + l.y * 0.5, l.y * 0.8660254);" VITREL_TILED},
+                    "if (l.x + l.y > 1.0) l = 1.0 - l; q = vec2(l.x + l.y * 0.5, l.y * 0.8660254);" VITREL_TILED},
     {"CISixfoldReflectedTile", VITREL_TILE "int folds = 0;" VITREL_TRIANGLE VITREL_TILED},
     {"CITwelvefoldReflectedTile",
         VITREL_TILE "int folds = 0;" VITREL_TRIANGLE "if (q.x > 0.5) q.x = 1.0 - q.x;" VITREL_TILED},
     {"CISixfoldRotatedTile",
-        VITREL_TILE "vec2 l = vec2(q.x - q.y * 0.57735027, q.y * 1.15470054); vec2 cell = floor(l), best; float least = 1e9;"
+        VITREL_TILE
+        "vec2 l = vec2(q.x - q.y * 0.57735027, q.y * 1.15470054); vec2 cell = floor(l), best; float least = 1e9;"
         "for (int k = 0; k < 4; ++k) { vec2 o = cell + vec2(k & 1, k >> 1); vec2 p = vec2(o.x + o.y * 0.5, o.y * "
         "0.8660254); float r = distance(p, q); if (r < least) { least = r; best = q - p; } }"
         "float a = mod(atan(best.y, best.x), 1.04719755); q = length(best) * vec2(cos(a), sin(a)) + 0.5;" VITREL_TILED},
@@ -102,7 +108,8 @@ constexpr FilterRow kRows[] = {
         "return go < reach && q.x >= 0.0 && q.y >= 0.0 && q.x <= extent0.z && q.y <= extent0.w ? at(0, p) : at(1, d);"},
     {"CICopyMachineTransition",
         "vec2 way = turned(vec2(1, 0), n[5]); float w = max(n[6], 1.0); float x = dot(d - vec2(n[0], n[1]), way);"
-        "float reach = abs(way.x) * n[2] + abs(way.y) * n[3]; float o = x - (clamp(n[4], 0.0, 1.0) * (reach + 2.0 * w) - "
+        "float reach = abs(way.x) * n[2] + abs(way.y) * n[3]; float o = x - (clamp(n[4], 0.0, 1.0) * (reach + 2.0 * w) "
+        "- "
         "w); vec4 s = o < 0.0 ? at(1, d) : at(0, d); float light = exp(-4.5 * o * o / (w * w)) * n[7];"
         "light *= clamp(n[4] * 20.0, 0.0, 1.0) * clamp((1.0 - n[4]) * 20.0, 0.0, 1.0);"
         "return clamp(s + c[0] * light, 0.0, 1.0);"},
@@ -152,11 +159,13 @@ constexpr FilterRow kRows[] = {
         "least = min(least, at(0, a + (b - a) * (vec2(k & 63, k >> 6) + 0.5) / 64.0)); return least;"},
     {"CIRowAverage",
         "float a = max(extent0.x, n[0]), b = min(extent0.x + extent0.z, n[0] + n[2]), y = max(extent0.y, n[1]) + d.y;"
-        "vec4 sum = vec4(0); for (int k = 0; k < 256; ++k) sum += at(0, vec2(a + (b - a) * (float(k) + 0.5) / 256.0, y));"
+        "vec4 sum = vec4(0); for (int k = 0; k < 256; ++k) sum += at(0, vec2(a + (b - a) * (float(k) + 0.5) / 256.0, "
+        "y));"
         "return sum / 256.0;"},
     {"CIColumnAverage",
         "float a = max(extent0.y, n[1]), b = min(extent0.y + extent0.w, n[1] + n[3]), x = max(extent0.x, n[0]) + d.x;"
-        "vec4 sum = vec4(0); for (int k = 0; k < 256; ++k) sum += at(0, vec2(x, a + (b - a) * (float(k) + 0.5) / 256.0));"
+        "vec4 sum = vec4(0); for (int k = 0; k < 256; ++k) sum += at(0, vec2(x, a + (b - a) * (float(k) + 0.5) / "
+        "256.0));"
         "return sum / 256.0;"},
 };
 

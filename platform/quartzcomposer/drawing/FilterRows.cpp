@@ -107,7 +107,8 @@ constexpr FilterRow kRows[] = {
         "dot(s, vec4(n[12], n[13], n[14], n[15]))) + vec4(n[16], n[17], n[18], n[19]));"},
     {"CIColorPolynomial",
         "vec4 s = straight(at(0, d)), r; for (int k = 0; k < 4; ++k)"
-        "r[k] = n[4 * k] + s[k] * (n[4 * k + 1] + s[k] * (n[4 * k + 2] + s[k] * n[4 * k + 3])); return premultiplied(r);"},
+        "r[k] = n[4 * k] + s[k] * (n[4 * k + 1] + s[k] * (n[4 * k + 2] + s[k] * n[4 * k + 3])); return "
+        "premultiplied(r);"},
     // The colour of a black body, and a tint between green and magenta; one white becomes the other.
     {"CITemperatureAndTint",
         "vec4 s = straight(at(0, d)); vec3 white[2]; for (int k = 0; k < 2; ++k) {"
@@ -142,7 +143,8 @@ constexpr FilterRow kRows[] = {
         "vec4 s = straight(at(0, d)); float k = max(n[0] - 1.0, 1.0);"
         "s.rgb = floor(s.rgb * k + 0.5) / k; return premultiplied(s);"},
     {"CIColorMap",
-        "vec4 s = straight(at(0, d)); return at(1, extent1.xy + vec2(0.5 + luma(s.rgb) * (extent1.z - 1.0), extent1.w * "
+        "vec4 s = straight(at(0, d)); return at(1, extent1.xy + vec2(0.5 + luma(s.rgb) * (extent1.z - 1.0), extent1.w "
+        "* "
         "0.5)) * s.a;"},
     {"CIMaximumComponent", "vec4 s = at(0, d); return vec4(vec3(max(s.r, max(s.g, s.b))), s.a);"},
     {"CIMinimumComponent", "vec4 s = at(0, d); return vec4(vec3(min(s.r, min(s.g, s.b))), s.a);"},
@@ -155,15 +157,19 @@ constexpr FilterRow kRows[] = {
         "vec4 s = straight(at(0, d)); s.rgb = (mix(vec3(luma(s.rgb)), s.rgb, 1.25) - 0.5) * 1.1 + 0.5; return "
         "premultiplied(s);"},
     {"CIPhotoEffectFade",
-        "vec4 s = straight(at(0, d)); s.rgb = mix(vec3(luma(s.rgb)), s.rgb, 0.7) * 0.85 + 0.1; return premultiplied(s);"},
+        "vec4 s = straight(at(0, d)); s.rgb = mix(vec3(luma(s.rgb)), s.rgb, 0.7) * 0.85 + 0.1; return "
+        "premultiplied(s);"},
     {"CIPhotoEffectInstant",
-        "vec4 s = straight(at(0, d)); s.rgb = mix(vec3(luma(s.rgb)), s.rgb, 0.85) * vec3(0.95, 0.9, 0.8) + vec3(0.06, 0.05, "
+        "vec4 s = straight(at(0, d)); s.rgb = mix(vec3(luma(s.rgb)), s.rgb, 0.85) * vec3(0.95, 0.9, 0.8) + vec3(0.06, "
+        "0.05, "
         "0.06); return premultiplied(s);"},
     {"CIPhotoEffectProcess",
-        "vec4 s = straight(at(0, d)); s.rgb = mix(vec3(luma(s.rgb)), s.rgb, 0.9) * vec3(0.92, 1.0, 0.95) + vec3(0.0, 0.02, "
+        "vec4 s = straight(at(0, d)); s.rgb = mix(vec3(luma(s.rgb)), s.rgb, 0.9) * vec3(0.92, 1.0, 0.95) + vec3(0.0, "
+        "0.02, "
         "0.08); return premultiplied(s);"},
     {"CIPhotoEffectTransfer",
-        "vec4 s = straight(at(0, d)); s.rgb = mix(vec3(luma(s.rgb)), s.rgb, 0.9) * vec3(1.0, 0.93, 0.8) + vec3(0.06, 0.02, "
+        "vec4 s = straight(at(0, d)); s.rgb = mix(vec3(luma(s.rgb)), s.rgb, 0.9) * vec3(1.0, 0.93, 0.8) + vec3(0.06, "
+        "0.02, "
         "0.0); return premultiplied(s);"},
     {"CIVignette",
         "vec4 s = at(0, d); vec2 m = extent0.xy + extent0.zw * 0.5;"
@@ -200,14 +206,15 @@ constexpr FilterRow kRows[] = {
         "vec4 a = min(v[i], v[j]); v[j] = max(v[i], v[j]); v[i] = a; } return v[4];"},
     {"CINoiseReduction",
         "vec4 s = at(0, d), sum = s; float all = 1.0; for (int k = 0; k < 9; ++k) { if (k == 4) continue;"
-        "vec4 o = at(0, d + vec2(k % 3 - 1, k / 3 - 1)); float w = all > 0.0 && distance(o, s) < n[0] * 2.0 ? 1.0 : 0.0;"
+        "vec4 o = at(0, d + vec2(k % 3 - 1, k / 3 - 1)); float w = all > 0.0 && distance(o, s) < n[0] * 2.0 ? 1.0 : "
+        "0.0;"
         "sum += o * w; all += w; } return sum / all;"},
     {"CISharpenLuminance",
-        "vec4 s = at(0, d); float l = 0.0; for (int k = 0; k < 9; ++k) l += luma(at(0, clamp(d + vec2(k % 3 - 1, k / 3 - "
+        "vec4 s = at(0, d); float l = 0.0; for (int k = 0; k < 9; ++k) l += luma(at(0, clamp(d + vec2(k % 3 - 1, k / 3 "
+        "- "
         "1), extent0.xy + 0.5, extent0.xy + extent0.zw - 0.5)).rgb) / 9.0;"
         "return vec4(clamp(s.rgb + (luma(s.rgb) - l) * n[0] * 2.0, 0.0, s.a), s.a);"},
-    {"CIUnsharpMask",
-        "vec4 s = at(0, d); return vec4(clamp(s.rgb + (s.rgb - at(1, d).rgb) * n[1], 0.0, s.a), s.a);"},
+    {"CIUnsharpMask", "vec4 s = at(0, d); return vec4(clamp(s.rgb + (s.rgb - at(1, d).rgb) * n[1], 0.0, s.a), s.a);"},
     {"CIBloom", "vec4 s = at(0, d), b = at(1, d) * n[1]; return clamp(s + b - s * b, 0.0, 1.0);"},
     {"CIGloom", "vec4 s = at(0, d); return min(s, mix(s, at(1, d) * s, clamp(n[1], 0.0, 1.0)));"},
     {"CIHeightFieldFromMask", "float h = dot(at(1, d).rgb, vec3(0.299, 0.587, 0.114)); return vec4(vec3(h), 1.0);"},

@@ -58,6 +58,9 @@ private:
         Culling culling = Culling::None;
         std::uint8_t colorMask = 0xF;
         bool nearest = false;
+        BlendEquation colorEquation = BlendEquation::Add, alphaEquation = BlendEquation::Add;
+        float discardsUpTo = 0;
+        std::optional<PixelRectangle> scissor;
         friend bool operator==(const State&, const State&) = default;
     };
 
@@ -65,6 +68,7 @@ private:
     bool begin(int width, int height, bool depth);
     void flush();
     void apply(const State& state);
+    void cutTo(const PixelRectangle& area) const;
     const Program& program(unsigned variant);
     void gather(std::span<const CanvasVertex> vertices, const State& state);
     std::vector<CanvasVertex> widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const;

@@ -35,21 +35,25 @@ constexpr FilterRow kRows[] = {
     // Cells: each takes the colour of its seed, which lies somewhere in a square of its own.
     {"CICrystallize",
         "float r = max(n[0], 1.0); vec2 q = (d - vec2(n[1], n[2])) / r, best; float least = 1e9;"
-        "for (int k = 0; k < 9; ++k) { ivec2 cell = ivec2(floor(q)) + ivec2(k % 3 - 1, k / 3 - 1); uint h = hashOf(cell);"
+        "for (int k = 0; k < 9; ++k) { ivec2 cell = ivec2(floor(q)) + ivec2(k % 3 - 1, k / 3 - 1); uint h = "
+        "hashOf(cell);"
         "vec2 s = vec2(cell) + 0.1 + 0.8 * vec2(h & 65535u, h >> 16) / 65535.0; float o = distance(q, s);"
         "if (o < least) { least = o; best = s; } } return at(0, clamp(best * r + vec2(n[1], n[2]), extent0.xy + 0.5,"
         "extent0.xy + extent0.zw - 0.5));"},
     {"CIPointillize",
         "float r = max(n[0], 1.0); vec2 q = (d - vec2(n[1], n[2])) / r, best; float least = 1e9;"
-        "for (int k = 0; k < 9; ++k) { ivec2 cell = ivec2(floor(q)) + ivec2(k % 3 - 1, k / 3 - 1); uint h = hashOf(cell);"
+        "for (int k = 0; k < 9; ++k) { ivec2 cell = ivec2(floor(q)) + ivec2(k % 3 - 1, k / 3 - 1); uint h = "
+        "hashOf(cell);"
         "vec2 s = vec2(cell) + 0.2 + 0.6 * vec2(h & 65535u, h >> 16) / 65535.0; float o = distance(q, s);"
         "if (o < least) { least = o; best = s; } } return at(0, clamp(best * r + vec2(n[1], n[2]), extent0.xy + 0.5,"
         "extent0.xy + extent0.zw - 0.5)) * clamp((0.5 - least) * r + 0.5, 0.0, 1.0);"},
     {"CIHexagonalPixellate",
-        "float s = max(n[2], 1.0); vec2 step = vec2(s * 1.5, s * 0.8660254), q = d - vec2(n[0], n[1]), best; float least = "
+        "float s = max(n[2], 1.0); vec2 step = vec2(s * 1.5, s * 0.8660254), q = d - vec2(n[0], n[1]), best; float "
+        "least = "
         "1e9; for (int k = 0; k < 9; ++k) { vec2 cell = floor(q / step + 0.5) + vec2(k % 3 - 1, k / 3 - 1);"
         "if (mod(cell.x + cell.y, 2.0) > 0.5) continue; float o = distance(q, cell * step);"
-        "if (o < least) { least = o; best = cell * step; } } return at(0, clamp(best + vec2(n[0], n[1]), extent0.xy + 0.5,"
+        "if (o < least) { least = o; best = cell * step; } } return at(0, clamp(best + vec2(n[0], n[1]), extent0.xy + "
+        "0.5,"
         "extent0.xy + extent0.zw - 0.5));"},
     // Screens: grey against a pattern; the sharper, the less between black and white.
     {"CICircularScreen",
@@ -70,8 +74,10 @@ constexpr FilterRow kRows[] = {
     // Black takes over what the three inks have in common.
     {"CICMYKHalftone",
         "vec4 s = straight(at(0, d)); vec3 ink = 1.0 - s.rgb; float black = min(ink.r, min(ink.g, ink.b)) * n[5];"
-        "vec4 amount = vec4(max(ink - black, 0.0), black), seen; vec4 angles = vec4(0.2617994, 1.3089969, 0.0, 0.7853982);"
-        "for (int k = 0; k < 4; ++k) { vec2 q = 6.28318531 * turned(d - vec2(n[0], n[1]), -n[3] - angles[k]) / max(n[2], "
+        "vec4 amount = vec4(max(ink - black, 0.0), black), seen; vec4 angles = vec4(0.2617994, 1.3089969, 0.0, "
+        "0.7853982);"
+        "for (int k = 0; k < 4; ++k) { vec2 q = 6.28318531 * turned(d - vec2(n[0], n[1]), -n[3] - angles[k]) / "
+        "max(n[2], "
         "1.0); float p = 0.5 + 0.25 * (cos(q.x) + cos(q.y));"
         "seen[k] = clamp((amount[k] - p) / max(1.0 - n[4], 0.02) + 0.5, 0.0, 1.0) * step(0.004, amount[k]); }"
         "return premultiplied(vec4((1.0 - seen.rgb) * (1.0 - seen.a), s.a));"},

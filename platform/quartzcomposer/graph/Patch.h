@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,6 +35,7 @@ struct Evaluation {
     void needFrame() { nextFrame = time; }
     void needFrameAt(double when) { nextFrame = std::min(nextFrame, std::max(when, time)); }
 
+    std::map<std::string, std::uint32_t> turns; // taken in this frame, by what they are taken in
     int copy = 0; // above 0, consumers that have drawn in this run draw once more, elsewhere
     int depth = 0; // of patches that are waiting for each other
     std::vector<Patch*> late; // those that were asked too deep, to be computed once the stack is free

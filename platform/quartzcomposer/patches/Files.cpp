@@ -1,6 +1,6 @@
 // What lies beside a composition: pictures, documents, folders. Loaded while the composition plays.
-#include "platform/appkit/NSImage.h"
 #include "platform/foundation/Files.h"
+#include "platform/appkit/NSImage.h"
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 #include "platform/quartzcomposer/loading/BesideFiles.h"
 #include "platform/quartzcomposer/loading/LoadQueue.h"

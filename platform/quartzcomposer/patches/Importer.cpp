@@ -199,7 +199,8 @@ class ImporterPatch final : public Patch
     {
         const Extent& e = image->extent();
         const auto side = [](double pixels) { return std::clamp(std::floor(pixels), 1.0, 4096.0); };
-        double x = side(number("targetWidth", e.width)) / e.width, y = side(number("targetHeight", e.height)) / e.height;
+        double x = side(number("targetWidth", e.width)) / e.width,
+               y = side(number("targetHeight", e.height)) / e.height;
         if (const double mode = number("mode", 0); mode == 1 || mode == 2)
             x = y = mode == 1 ? std::min(x, y) : std::max(x, y);
         return filtered(*filterNamed("CIAffineTransform"), {image}, {e.x, e.y, x, y, 0, -e.x, -e.y}, {});
