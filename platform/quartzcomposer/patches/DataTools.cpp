@@ -55,8 +55,8 @@ class MultiExpressionPatch final : public Patch
             return;
         made.expression = Expression::parse(line.substr(sign + 1));
         for (const std::string& name : made.expression.variables()) {
-            const auto above = std::find_if(
-                lines_.begin(), lines_.end(), [&](const Line& other) { return other.name == name; });
+            const auto above
+                = std::find_if(lines_.begin(), lines_.end(), [&](const Line& other) { return other.name == name; });
             if (above != lines_.end()) {
                 made.from.push_back({nullptr, static_cast<std::size_t>(above - lines_.begin())});
                 continue;
@@ -147,7 +147,8 @@ class BreakOutPatch final : public Patch
         for (OutputPort* port : ports_) {
             const PortValue* member = nullptr;
             if (structure())
-                member = structure()->keyed ? structure()->atKey(port->key()) : structure()->atIndex(positionIn(port->key()));
+                member = structure()->keyed ? structure()->atKey(port->key())
+                                            : structure()->atIndex(positionIn(port->key()));
             port->set(member ? *member : PortValue());
         }
     }

@@ -62,9 +62,7 @@ class LineExpressionPatch final : public ConsumerPatch
                 if (name == "t")
                     along = values.size();
                 const PortValue* given = more ? more->atKey(name) : nullptr;
-                values.push_back(name == "time" ? time
-                        : given ? *converted(*given, PortType::Number).as<double>()
-                                : 0);
+                values.push_back(name == "time" ? time : given ? *converted(*given, PortType::Number).as<double>() : 0);
             }
         }
         double at(double t)

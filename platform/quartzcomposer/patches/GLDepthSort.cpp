@@ -17,8 +17,8 @@ class DepthSortPatch final : public Macro
         const auto list = std::make_shared<std::vector<SortedBody>>();
         e.stage.environment().sorted = list;
         executeNodes(e);
-        std::stable_sort(
-            list->begin(), list->end(), [](const SortedBody& a, const SortedBody& b) { return a.distance > b.distance; });
+        std::stable_sort(list->begin(), list->end(),
+            [](const SortedBody& a, const SortedBody& b) { return a.distance > b.distance; });
         for (const SortedBody& body : *list) {
             e.stage.environment() = *body.environment;
             e.stage.draw(Primitive::Triangles, body.corners, body.place, body.paint);
@@ -30,7 +30,8 @@ class DepthSortPatch final : public Macro
 class SortedSpritePatch final : public ConsumerPatch
 {
     Input<double> x{*this, "inputX"}, y{*this, "inputY"}, z{*this, "inputZ"}, turnX{*this, "inputXr"},
-        turnY{*this, "inputYr"}, turnZ{*this, "inputZr"}, width{*this, "inputWidth", 1}, height{*this, "inputHeight", 1};
+        turnY{*this, "inputYr"}, turnZ{*this, "inputZr"}, width{*this, "inputWidth", 1},
+        height{*this, "inputHeight", 1};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
     Input<ImageRef> image{*this, "inputImage"};
     Input<std::uint32_t> blending{*this, "inputBlending", 1}, depth{*this, "inputDepthTesting", 1},

@@ -111,8 +111,8 @@ class OrthoPatch final : public ToolMacro
         const double width = right() - left(), height = top() - bottom(), depth = far() - near();
         if (bypass() || width == 0 || height == 0 || depth == 0)
             return;
-        raster.projection = Matrix::translation(
-                                -(right() + left()) / width, -(top() + bottom()) / height, -(far() + near()) / depth)
+        raster.projection
+            = Matrix::translation(-(right() + left()) / width, -(top() + bottom()) / height, -(far() + near()) / depth)
             * Matrix::scale(2 / width, 2 / height, -2 / depth);
     }
 };
@@ -171,7 +171,8 @@ class InverseRotationPatch final : public Patch
     Kind kind() const override { return Kind::Timed; }
     void evaluate(Evaluation& e) override
     {
-        // The columns made one long are the rotation; its inverse has them as rows, and is taken as turns about x, y, z.
+        // The columns made one long are the rotation; its inverse has them as rows, and is taken as turns about x, y,
+        // z.
         const auto& m = e.stage.environment().model.m;
         double r[3][3];
         for (std::size_t column = 0; column < 3; ++column) {

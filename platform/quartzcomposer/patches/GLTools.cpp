@@ -214,7 +214,8 @@ class TorusPatch final : public ConsumerPatch
         std::vector<SolidVertex> corners;
         for (int s = 0; s < around; ++s) {
             for (int t = 0; t < across; ++t) {
-                const SolidVertex p = corner(s, t), q = corner(s + 1, t), r = corner(s + 1, t + 1), w = corner(s, t + 1);
+                const SolidVertex p = corner(s, t), q = corner(s + 1, t), r = corner(s + 1, t + 1),
+                                  w = corner(s, t + 1);
                 corners.insert(corners.end(), {p, q, r, p, r, w});
             }
         }
@@ -237,8 +238,8 @@ class ToolLinePatch final : public ConsumerPatch
 
     void draw(Evaluation& e) override
     {
-        const SolidVertex line[]
-            = {{{x1(), y1(), z1()}, {0, 0, 1}, u1(), v1(), first()}, {{x2(), y2(), z2()}, {0, 0, 1}, u2(), v2(), last()}};
+        const SolidVertex line[] = {
+            {{x1(), y1(), z1()}, {0, 0, 1}, u1(), v1(), first()}, {{x2(), y2(), z2()}, {0, 0, 1}, u2(), v2(), last()}};
         Paint paint = modes.paint();
         paint.lineWidth = pixelSize(size());
         paint.image = image();

@@ -20,10 +20,7 @@ struct ToolPlace {
         , turnY{patch, "inputYRotation"}
         , turnZ{patch, "inputZRotation"}
     { }
-    Matrix matrix() const
-    {
-        return Matrix::translation(x(), y(), z()) * Matrix::rotations(turnX(), turnY(), turnZ());
-    }
+    Matrix matrix() const { return Matrix::translation(x(), y(), z()) * Matrix::rotations(turnX(), turnY(), turnZ()); }
     Input<double> x, y, z, turnX, turnY, turnZ;
 };
 

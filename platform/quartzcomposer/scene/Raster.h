@@ -19,10 +19,7 @@ struct Raster {
     std::optional<PixelRectangle> scissor, viewport;
     std::optional<Matrix> projection; // in place of the eye and its perspective
 
-    bool changesPolygons() const
-    {
-        return flat || front != PolygonMode::Filled || back != PolygonMode::Filled;
-    }
+    bool changesPolygons() const { return flat || front != PolygonMode::Filled || back != PolygonMode::Filled; }
 };
 
 } // namespace vitrel::qc
