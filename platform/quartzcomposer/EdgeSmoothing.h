@@ -15,8 +15,8 @@ public:
     // For the next picture: true if its edges are to be smoothed.
     bool wanted(bool rests, bool byProcessor) const { return edges_ && (rests || !byProcessor || affordable_); }
 
-    // After each picture: whether it had edges that samples would smooth, and for one of something that moves how long it
-    // took with those that it had.
+    // After each picture: whether it had edges that samples would smooth, and for one of something that moves how long
+    // it took with those that it had.
     void sawEdges() { edges_ = true; }
     void drew(bool smoothed, Seconds took);
 

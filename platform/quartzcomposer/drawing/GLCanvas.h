@@ -66,6 +66,9 @@ private:
         Culling culling = Culling::None;
         std::uint8_t colorMask = 0xF;
         bool nearest = false;
+        BlendEquation colorEquation = BlendEquation::Add, alphaEquation = BlendEquation::Add;
+        float discardsUpTo = 0;
+        std::optional<PixelRectangle> scissor;
         friend bool operator==(const State&, const State&) = default;
     };
 
@@ -74,6 +77,7 @@ private:
     void flush();
     void apply(const State& state);
     void applyModes(const State& state);
+    void cutTo(const PixelRectangle& area) const;
     const Program& program(unsigned variant);
     void gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier = false);
     void sortSolids();
