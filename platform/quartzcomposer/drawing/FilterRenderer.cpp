@@ -131,16 +131,19 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
     }
     if (depth_ >= kMaxChain)
         return {};
-    // A finite one is computed whole and kept; an infinite one as far as it is wanted.
-    const bool isWhole = !image->extent().infinite;
-    if (auto there = isWhole && levels ? levels->at(0) : nullptr)
-        return {there, image->extent()};
+    // One with an end is computed whole, another as far as it is wanted; kept are both, as what stands still is shown
+    // again in the next frame, and within a frame often more than once.
+    const Extent& part = image->extent().infinite ? wanted : image->extent();
+    if (auto there = levels && levels->covers == part ? levels->at(0) : nullptr)
+        return {there, part};
     ++depth_;
-    const Extent& part = isWhole ? image->extent() : wanted;
     const Piece result = kernel ? this->kernel(*kernel, part) : computed(*filtered, part);
     --depth_;
-    if (isWhole && result.texture)
-        levelsOf(*image, true).keep(0, result.texture);
+    if (result.texture) {
+        TextureLevels& kept = levelsOf(*image, true);
+        kept.keep(0, result.texture);
+        kept.covers = part;
+    }
     return result;
 }
 
@@ -163,6 +166,13 @@ std::optional<std::vector<double>> numbersFor(const FilteredImage& image)
     if (std::fabs(det) < 1e-12)
         return std::nullopt;
     return std::vector<double>{t.d / det, -t.b / det, -t.c / det, t.a / det, t.tx, t.ty};
+}
+
+// True for a result without anything fine in it, for which half the pixels do.
+bool softens(const FilteredImage& image)
+{
+    const std::vector<double>& n = image.numbers;
+    return image.filter == "CICheapBlur" && n[0] * n[1] >= 4;
 }
 
 // What part of an image without an end a filter reads for the part of its result that is wanted.
@@ -213,8 +223,9 @@ FilterRenderer::Piece FilterRenderer::computed(const FilteredImage& image, const
         inputs.resize(1);
         inputs.push_back(blurred(image, wanted));
     }
-    return run(
-        program(image.filter), inputs, wanted, pixels(wanted.width), pixels(wanted.height), *numbers, image.colors);
+    const double fewer = softens(image) ? 2 : 1;
+    return run(program(image.filter), inputs, wanted, pixels(wanted.width / fewer), pixels(wanted.height / fewer),
+        *numbers, image.colors);
 }
 
 FilterRenderer::Piece FilterRenderer::kernel(const KernelImage& image, const Extent& wanted)

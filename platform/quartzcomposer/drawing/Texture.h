@@ -67,6 +67,7 @@ struct TextureLevels : Image::Realization {
     TextureRef at(std::size_t level);
     void keep(std::size_t level, TextureRef texture);
 
+    Extent covers; // of an image without an end: the part of it that is kept
     std::vector<TextureRef> levels; // each half of the one before; those not needed yet are null
     std::uint64_t shown = 0;
 };

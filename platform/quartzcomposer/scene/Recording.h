@@ -27,6 +27,10 @@ public:
     void beginImage(int, int, bool, bool) override { }
     ImageRef endImage() override { return nullptr; }
 
+    // Corners, for which memory is there at once.
+    void reserve(std::size_t corners) { vertices_.reserve(corners); }
+    std::size_t corners() const { return vertices_.size(); }
+
     void play(Canvas& canvas) const;
     // Equal if the two draw the same; empty for one that is too long to be remembered, or that programs draw.
     std::string fingerprint() const;

@@ -306,6 +306,7 @@ void Stage::drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape,
 void Stage::beginImage(int width, int height, bool depth, bool deep)
 {
     auto recording = std::make_unique<Recording>(width, height, canvas_->largestSide());
+    recording->reserve(recorded_);
     Canvas* inner = recording.get();
     outer_.push_back({std::exchange(environment_, {}), canvas_, depth, deep, std::move(recording)});
     canvas_ = inner;
@@ -317,6 +318,7 @@ void Stage::endImage(Drawn& last)
     outer_.pop_back();
     environment_ = outer.environment;
     canvas_ = outer.canvas;
+    recorded_ = outer.recording->corners();
     std::string fingerprint = outer.recording->fingerprint();
     if (last.image && !fingerprint.empty() && fingerprint == last.fingerprint)
         return;

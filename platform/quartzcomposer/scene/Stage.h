@@ -119,7 +119,7 @@ private:
     void cutBehindTheEye(Primitive primitive);
     Matrix placed() const; // from the viewport's clip space to the target's
     void applyRaster(Paint& paint) const;
-    void drawPolygons(std::vector<CanvasVertex> corners, const Paint& paint);
+    void drawPolygons(std::span<const CanvasVertex> corners, const Paint& paint);
     Matrix view() const;
     Matrix projection() const;
 
@@ -133,6 +133,8 @@ private:
     Canvas& outermost_;
     Environment environment_;
     std::vector<Outer> outer_;
+    std::array<std::vector<CanvasVertex>, 3> polygons_; // filled, lines, points
+    std::size_t recorded_ = 0; // corners in the last picture
     std::vector<CanvasVertex> scratch_, shine_, triangles_; // shine_ is empty unless something shines
 };
 

@@ -49,12 +49,14 @@ void Stage::applyRaster(Paint& paint) const
 }
 
 // Triangles as what their side's mode makes of them; culling has seen them as triangles.
-void Stage::drawPolygons(std::vector<CanvasVertex> corners, const Paint& paint)
+void Stage::drawPolygons(std::span<const CanvasVertex> corners, const Paint& paint)
 {
     const Raster& raster = *environment_.raster;
-    std::vector<CanvasVertex> filled, lines, points;
+    auto& [filled, lines, points] = polygons_;
+    for (auto& each : polygons_)
+        each.clear();
     for (std::size_t k = 0; k + 3 <= corners.size(); k += 3) {
-        CanvasVertex* v = &corners[k];
+        CanvasVertex v[] = {corners[k], corners[k + 1], corners[k + 2]};
         const bool front = facesEye(v);
         if (paint.culling == (front ? Culling::FrontFaces : Culling::BackFaces))
             continue;
