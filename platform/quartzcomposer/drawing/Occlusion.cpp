@@ -61,13 +61,26 @@ bool Occlusion::isSeen(const CanvasVertex& a, const CanvasVertex& b, const Canva
 void Occlusion::add(std::span<const CanvasVertex> solid)
 {
     constexpr float kNothing = 2;
-    points_.fill(kNothing);
-    bool covers = false;
-    for (std::size_t k = 0; k + 3 <= solid.size(); k += 3) {
-        Place p, q, r;
-        if (!place(solid[k], kColumns, kRows, p) || !place(solid[k + 1], kColumns, kRows, q)
-            || !place(solid[k + 2], kColumns, kRows, r) || std::min({p.z, q.z, r.z}) <= -1)
+    Place low{1e9f, 1e9f, 0}, high{-1e9f, -1e9f, 0};
+    for (const CanvasVertex& vertex : solid) {
+        Place p;
+        if (!place(vertex, kColumns, kRows, p) || p.z <= -1)
             return; // cut open by the near plane
+        low = {std::min(low.x, p.x), std::min(low.y, p.y), 0};
+        high = {std::max(high.x, p.x), std::max(high.y, p.y), 0};
+    }
+    if (!(high.x - low.x >= 1 && high.y - low.y >= 1))
+        return; // it covers no tile
+    const Tiles all = tilesOf(low, low, high, kColumns, kRows);
+    const auto point
+        = [this](int x, int y) -> float& { return points_[static_cast<std::size_t>(y * (kColumns + 1) + x)]; };
+    for (int y = all.bottom; y <= all.top + 1; ++y)
+        std::fill(&point(all.left, y), &point(all.right + 1, y) + 1, kNothing);
+    for (std::size_t k = 0; k + 3 <= solid.size(); k += 3) {
+        Place p{}, q{}, r{};
+        place(solid[k], kColumns, kRows, p);
+        place(solid[k + 1], kColumns, kRows, q);
+        place(solid[k + 2], kColumns, kRows, r);
         const float area = (q.x - p.x) * (r.y - p.y) - (r.x - p.x) * (q.y - p.y);
         if (area == 0)
             continue;
@@ -80,25 +93,19 @@ void Occlusion::add(std::span<const CanvasVertex> solid)
         for (int y = tiles.bottom; y <= tiles.top + 1; ++y) {
             for (int x = tiles.left; x <= tiles.right + 1; ++x) {
                 const auto cx = static_cast<float>(x), cy = static_cast<float>(y);
-                if (!inside(p, q, cx, cy) || !inside(q, r, cx, cy) || !inside(r, p, cx, cy))
-                    continue;
-                float& point = points_[static_cast<std::size_t>(y * (kColumns + 1) + x)];
-                point = std::min(point, p.z + slopeX * (cx - p.x) + slopeY * (cy - p.y));
-                covers = true;
+                if (inside(p, q, cx, cy) && inside(q, r, cx, cy) && inside(r, p, cx, cy))
+                    point(x, y) = std::min(point(x, y), p.z + slopeX * (cx - p.x) + slopeY * (cy - p.y));
             }
         }
     }
-    if (!covers)
-        return;
     if (isEmpty_)
         depths_.fill(kNothing);
     isEmpty_ = false;
-    for (int y = 0; y < kRows; ++y) {
-        for (int x = 0; x < kColumns; ++x) {
-            const float* const low = &points_[static_cast<std::size_t>(y * (kColumns + 1) + x)];
-            const float* const high = low + kColumns + 1;
+    for (int y = all.bottom; y <= all.top; ++y) {
+        for (int x = all.left; x <= all.right; ++x) {
             float& depth = depths_[static_cast<std::size_t>(y * kColumns + x)];
-            depth = std::min(depth, std::max({low[0], low[1], high[0], high[1]}) + kMargin);
+            depth = std::min(
+                depth, std::max({point(x, y), point(x + 1, y), point(x, y + 1), point(x + 1, y + 1)}) + kMargin);
         }
     }
 }

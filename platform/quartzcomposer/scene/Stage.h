@@ -119,6 +119,7 @@ private:
     void cutBehindTheEye(Primitive primitive);
     Matrix placed() const; // from the viewport's clip space to the target's
     void applyRaster(Paint& paint) const;
+    void addEdge(std::vector<CanvasVertex>& lines, const CanvasVertex& a, const CanvasVertex& b);
     void drawPolygons(std::span<const CanvasVertex> corners, const Paint& paint);
     Matrix view() const;
     Matrix projection() const;
@@ -134,6 +135,8 @@ private:
     Environment environment_;
     std::vector<Outer> outer_;
     std::array<std::vector<CanvasVertex>, 3> polygons_; // filled, lines, points
+    std::array<std::uint64_t, 2048> edges_{}; // of the solid that is drawn as lines, by their hash
+    std::uint64_t edgesOf_ = 0;
     std::size_t recorded_ = 0; // corners in the last picture
     std::vector<CanvasVertex> scratch_, shine_, triangles_; // shine_ is empty unless something shines
 };

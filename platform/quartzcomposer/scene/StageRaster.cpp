@@ -1,6 +1,8 @@
 #include "platform/quartzcomposer/scene/Stage.h"
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
 
 namespace vitrel::qc {
 
@@ -48,10 +50,28 @@ void Stage::applyRaster(Paint& paint) const
         paint.scissor = paint.scissor ? intersection(*paint.scissor, *raster.viewport) : *raster.viewport;
 }
 
+// Two triangles share a side, which is drawn once. Those that it may be confused with are few, and then drawn twice.
+void Stage::addEdge(std::vector<CanvasVertex>& lines, const CanvasVertex& a, const CanvasVertex& b)
+{
+    const auto hash = [](const CanvasVertex& vertex) {
+        std::array<std::uint32_t, 3> words;
+        std::memcpy(words.data(), vertex.position, sizeof words);
+        std::uint64_t sum = 0;
+        for (const std::uint32_t word : words)
+            sum = (sum ^ word) * 0x9E3779B97F4A7C15u;
+        return sum;
+    };
+    const std::uint64_t key = hash(a) + hash(b) + edgesOf_;
+    std::uint64_t& slot = edges_[key >> 53];
+    if (std::exchange(slot, key) != key)
+        lines.insert(lines.end(), {a, b});
+}
+
 // Triangles as what their side's mode makes of them; culling has seen them as triangles.
 void Stage::drawPolygons(std::span<const CanvasVertex> corners, const Paint& paint)
 {
     const Raster& raster = *environment_.raster;
+    edgesOf_ += 0xD1B54A32D192ED03u; // edges of other solids are others
     auto& [filled, lines, points] = polygons_;
     for (auto& each : polygons_)
         each.clear();
@@ -67,7 +87,8 @@ void Stage::drawPolygons(std::span<const CanvasVertex> corners, const Paint& pai
         if (mode == PolygonMode::Filled)
             filled.insert(filled.end(), {v[0], v[1], v[2]});
         else if (mode == PolygonMode::Lines)
-            lines.insert(lines.end(), {v[0], v[1], v[1], v[2], v[2], v[0]});
+            for (int side = 0; side < 3; ++side)
+                addEdge(lines, v[side], v[(side + 1) % 3]);
         else
             points.insert(points.end(), {v[0], v[1], v[2]});
     }
