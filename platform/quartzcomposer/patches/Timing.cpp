@@ -393,12 +393,14 @@ class RandomPatch final : public TimedPatch
         const double s = f * f * (3 - 2 * f);
         return at(knot) * (1 - s) + at(knot + 1) * s;
     }
-    // Perlin's gradient noise in one dimension, four octaves; around the middle of the range.
+    // Perlin's gradient noise in one dimension, four octaves; around the middle of the range. It is the middle itself at
+    // every whole number, so the octaves are shifted: compositions ask at whole seconds.
     double perlin(double x) const
     {
         double sum = 0;
         for (int octave = 0; octave < 4; ++octave, x *= 2) {
-            const double knot = std::floor(x), f = x - knot;
+            const double at = x + 0.25 + 0.5 * hashed(seed_, static_cast<std::uint64_t>(octave));
+            const double knot = std::floor(at), f = at - knot;
             const auto slope = [&](double k) {
                 return 2 * hashed(seed_ + static_cast<std::uint64_t>(octave) * 7919, wholeOf(k)) - 1;
             };
