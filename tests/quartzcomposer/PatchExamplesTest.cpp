@@ -11,6 +11,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -20,7 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The examples of docs/patches: each says in the lines `//@` of its head what it must show.
+// The examples of docs/patches: each says in the lines `//@` of its head what it must show. Several times in a line are
+// frames in turn, and an output then has a value for each.
 class Example
 {
 public:
@@ -46,7 +48,7 @@ public:
             if (verb == "size")
                 words >> width_ >> height_;
             else if (verb == "time")
-                show(number(words));
+                play(words);
             else if (verb == "pixel")
                 expectPixel(words);
             else if (verb == "out")
@@ -59,11 +61,23 @@ public:
     }
 
 private:
-    static double number(std::istringstream& words)
+    void play(std::istringstream& times)
     {
-        double number = -1;
-        EXPECT_TRUE(words >> number);
-        return number;
+        history_.clear();
+        double time = 0;
+        while (times >> time) {
+            show(time);
+            for (const PublishedPort& port : graph_->outputs())
+                history_[port.key]
+                    += (history_[port.key].empty() ? "" : " ") + shown(graph_->output(port.key, *stage_));
+        }
+        EXPECT_FALSE(history_.empty() && !graph_->outputs().empty()) << "no number";
+    }
+    void start()
+    {
+        std::istringstream zero("0");
+        if (!canvas_)
+            play(zero);
     }
     void show(double time)
     {
@@ -80,8 +94,7 @@ private:
     }
     void expectPixel(std::istringstream& words)
     {
-        if (!canvas_)
-            show(0);
+        start();
         int x = -1, y = -1, tolerance = 2;
         std::string color, within;
         words >> x >> y >> color >> within;
@@ -95,12 +108,12 @@ private:
     }
     void expectOutput(std::istringstream& words)
     {
-        if (!canvas_)
-            show(0);
+        start();
         std::string key, value;
         words >> key >> std::ws;
         std::getline(words, value);
-        EXPECT_EQ(shown(graph_->output(key, *stage_)), value);
+        value.erase(std::min(value.find("  // "), value.size()));
+        EXPECT_EQ(history_[key], value);
     }
 
     CompositionResult file_;
@@ -110,6 +123,7 @@ private:
     std::unique_ptr<Stage> stage_;
     int width_ = 200, height_ = 100;
     std::vector<std::uint32_t> pixels_;
+    std::map<std::string, std::string> history_; // of each output, since the last line of times
 };
 
 std::vector<fs::path> examples()
