@@ -102,6 +102,7 @@ void CompositionView::stopRendering()
     presenter_.reset();
     presenterAsked_ = {};
     resolution_.forget();
+    smoothing_.forget();
     rests_ = true;
 }
 
@@ -189,9 +190,9 @@ void CompositionView::schedule(Seconds when)
     });
 }
 
-bool CompositionView::prepareCanvas(int width, int height, int divisor)
+bool CompositionView::prepareCanvas(int width, int height, int divisor, int samples)
 {
-    if (canvas_ && canvas_->resize(width, height, divisor))
+    if (canvas_ && canvas_->resize(width, height, divisor, samples))
         return true;
     stage_.reset();
     canvas_.reset();
@@ -245,7 +246,9 @@ void CompositionView::renderFrame()
     }
     // What stands still is looked at more closely than what moves.
     const int divisor = rests_ ? 1 : resolution_.divisor();
-    if (surface->width() < 1 || surface->height() < 1 || !prepareCanvas(surface->width(), surface->height(), divisor)) {
+    const bool smooths = divisor == 1 && smoothing_.wanted(rests_, drawsByProcessor());
+    if (surface->width() < 1 || surface->height() < 1
+        || !prepareCanvas(surface->width(), surface->height(), divisor, smooths ? EdgeSmoothing::kSamples : 0)) {
         schedule(now + kLookAgain);
         return;
     }
@@ -256,7 +259,12 @@ void CompositionView::renderFrame()
     if (isShown && framesShown_++ == 0 && onFirstFrame)
         onFirstFrame();
     rests_ = frame.next > time + kRest;
-    if (rests_ && canvas_->divisor() > 1)
+    if (canvas_->hasRoughEdges())
+        smoothing_.sawEdges();
+    if (isShown && !rests_ && divisor == 1)
+        smoothing_.drew(smooths, runLoop_.clock().now() - now);
+    const bool wouldSmooth = !smooths && smoothing_.wanted(true, true);
+    if (rests_ && (canvas_->divisor() > 1 || wouldSmooth))
         wish();
     else if (!rests_ && isShown && !presenter_ && surface->prefersSmoothness() && drawsByProcessor())
         resolution_.drew(now, runLoop_.clock().now() - now, surface->height());

@@ -4,6 +4,7 @@
 #include "platform/appkit/Surface.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/quartzcomposer/DrawingResolution.h"
+#include "platform/quartzcomposer/EdgeSmoothing.h"
 #include "platform/quartzcomposer/QCView.h"
 
 #include <functional>
@@ -63,7 +64,7 @@ private:
     void wish();
     void renderFrame();
     bool show(Surface& surface);
-    bool prepareCanvas(int width, int height, int divisor);
+    bool prepareCanvas(int width, int height, int divisor, int samples);
     Seconds beat() const;
     double compositionTime() const;
 
@@ -75,6 +76,7 @@ private:
     std::unique_ptr<qc::WindowPresenter> presenter_;
     NativeWindow presenterAsked_; // the window that a presenter was last wanted for
     DrawingResolution resolution_;
+    EdgeSmoothing smoothing_;
     Bitmap small_; // a picture of fewer pixels than the surface's
     bool rests_ = true; // after the last frame, the composition stood still
     std::shared_ptr<NSTimer> timer_;

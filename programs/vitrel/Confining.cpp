@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
 
@@ -21,6 +22,53 @@ namespace fs = std::filesystem;
 // Pictures that a text form may name, and how far they are looked for.
 constexpr std::array kPictures = {".png", ".jpg", ".jpeg", ".gif", ".webp", ".tif", ".tiff"};
 constexpr int kMostLevels = 3, kMostEntries = 4000;
+
+// What a composition in too wide a folder may still read of it: documents and pictures beside it.
+constexpr std::array kBeside = {".xml", ".png", ".jpg", ".jpeg", ".gif", ".webp", ".tif", ".tiff"};
+
+// A folder that holds so much else that a composition in it can't be given all of it: the root, the home folder, those
+// that programs keep their files in, those that everybody writes to, and all that hold one of these.
+bool holdsMuchElse(const fs::path& folder)
+{
+    const char* const home = std::getenv("HOME");
+    std::vector<fs::path> wide{"/tmp", "/var/tmp", "/dev/shm"};
+    if (home && *home == '/')
+        for (const char* inside : {"", ".ssh", ".gnupg", ".config", ".cache", ".local/share", ".local/state"})
+            wide.push_back(fs::path(home) / inside);
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"})
+        if (const char* const other = std::getenv(name); other && *other == '/')
+            wide.emplace_back(other);
+    return std::any_of(wide.begin(), wide.end(), [&](const fs::path& path) {
+        std::error_code error;
+        const fs::path real = fs::weakly_canonical(path, error);
+        // Every part of the folder is one of the other's.
+        return !error && std::mismatch(folder.begin(), folder.end(), real.begin(), real.end()).first == folder.end();
+    });
+}
+
+// What a composition's file may name of what lies beside it.
+void addFolderOf(const std::string& path, std::vector<std::string>& paths)
+{
+    std::error_code error;
+    fs::path folder = fs::weakly_canonical(qc::folderOf(path), error);
+    if (!folder.has_filename())
+        folder = folder.parent_path();
+    if (error)
+        return;
+    if (!holdsMuchElse(folder)) {
+        paths.push_back(folder.string());
+        return;
+    }
+    int entries = 0;
+    for (auto each = fs::directory_iterator(folder, error); !error && each != end(each) && ++entries < kMostEntries;
+         each.increment(error)) {
+        std::error_code ignored;
+        const auto extension = asciiLowercase(each->path().extension().string());
+        if (std::find(kBeside.begin(), kBeside.end(), extension) != kBeside.end() && !each->is_symlink(ignored)
+            && each->is_regular_file(ignored))
+            paths.push_back(each->path().string());
+    }
+}
 
 void addPicturesBeneath(const std::string& folder, std::vector<std::string>& paths)
 {
@@ -56,7 +104,10 @@ ConfinementReach reachOf(const CommandFiles& files, const std::string& resources
     reach.readable.push_back(resources);
     for (const auto& path : files.read) {
         reach.readable.push_back(path);
-        if (!path.ends_with('/') && !asciiLowercase(path).ends_with(".qtz"))
+        if (path.ends_with('/') || descriptorNamedBy(path))
+            continue;
+        addFolderOf(path, reach.readable);
+        if (!asciiLowercase(path).ends_with(".qtz"))
             addPicturesBeneath(qc::folderOf(path), reach.readable);
     }
     for (const auto& path : files.written) {

@@ -36,7 +36,8 @@ int inspect(const std::string& path, bool source)
     }
     const auto registry = qc::allPatches();
     const qc::CompositionGraph graph(*file, registry);
-    Json inputs = Json::array(), outputs = Json::array(), patches = Json::object(), unsupported = Json::object();
+    Json inputs = Json::array(), outputs = Json::array(), patches = Json::object(), unsupported = Json::object(),
+         stoodIn = Json::object();
     for (const auto& port : graph.inputs())
         inputs.push_back(
             {{"key", port.key}, {"type", qc::nameOf(port.type)}, {"value", valueJson(graph.inputPort(port.key))}});
@@ -48,7 +49,11 @@ int inspect(const std::string& path, bool source)
         patches[name] = count;
     for (const auto& [name, count] : qc::unsupportedClasses(*file, registry))
         unsupported[name] = count;
-    printLine({{"inputs", inputs}, {"outputs", outputs}, {"patches", patches}, {"unsupported", unsupported}});
+    for (const auto& [name, count] : counts)
+        if (registry.standsIn(name))
+            stoodIn[name] = count;
+    printLine({{"inputs", inputs}, {"outputs", outputs}, {"patches", patches}, {"unsupported", unsupported},
+        {"stoodIn", stoodIn}});
     return 0;
 }
 

@@ -100,6 +100,7 @@ TEST_F(Commands, InspectTellsInputsOutputsAndPatches)
     EXPECT_NE(text.find(R"({"key":"A","type":"number","value":1.5})"), std::string::npos) << text;
     EXPECT_NE(text.find(R"("QCExpression":1)"), std::string::npos) << text;
     EXPECT_NE(text.find(R"("unsupported":{})"), std::string::npos) << text;
+    EXPECT_NE(text.find(R"("stoodIn":{})"), std::string::npos) << text;
     // The text form gives the same composition again.
     const std::string again = folder_ / "again.qtz";
     printed({"make", folder_.write("again.json", printed({"inspect", "--source", made_})), again});

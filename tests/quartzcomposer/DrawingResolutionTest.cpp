@@ -1,4 +1,5 @@
 #include "platform/quartzcomposer/DrawingResolution.h"
+#include "platform/quartzcomposer/EdgeSmoothing.h"
 
 #include <gtest/gtest.h>
 
@@ -74,6 +75,25 @@ TEST(DrawingResolution, GoesBackWhenItCanAndWhenItDidNotHelp)
     Machine scripted{[](int) { return 0.06; }, 2880, {}}; // whatever takes its time, it isn't the pixels
     EXPECT_EQ(scripted.after(300), 1);
     EXPECT_EQ(scripted.changes, 2);
+}
+
+TEST(EdgeSmoothing, IsForWhatStandsStillAndForWhatIsCheap)
+{
+    EdgeSmoothing smoothing;
+    EXPECT_FALSE(smoothing.wanted(true, true)); // nothing to smooth
+    smoothing.sawEdges();
+    EXPECT_TRUE(smoothing.wanted(true, true)); // stands still
+    EXPECT_TRUE(smoothing.wanted(false, false)); // a card draws
+    const auto twenty = [&](bool smoothed, double took) {
+        for (int k = 0; k < 20; ++k)
+            smoothing.drew(smoothed, Seconds(took));
+        return smoothing.wanted(false, true);
+    };
+    EXPECT_FALSE(twenty(false, 0.003));
+    EXPECT_TRUE(twenty(false, 0.002));
+    EXPECT_TRUE(twenty(true, 0.009));
+    EXPECT_FALSE(twenty(true, 0.011));
+    EXPECT_FALSE(twenty(false, 0.001)); // not a second time
 }
 
 } // namespace vitrel

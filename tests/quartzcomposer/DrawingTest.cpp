@@ -415,4 +415,23 @@ TEST_F(Drawing, ShowsTheSameThoughNearSpheresComeFirst)
     EXPECT_GT(std::set<std::uint32_t>(pictures[0].begin(), pictures[0].end()).size(), 5u);
 }
 
+// A turned edge has steps without samples, and shades with them; an upright one never asks for any.
+TEST_F(Drawing, SmoothsEdges)
+{
+    const auto shades = [&](const char* sprite, int samples) {
+        const CompositionFile file = fileOf(std::string("{patches: {c: QCClear, s: ") + sprite + "}}");
+        CompositionGraph graph(file, registry());
+        auto canvas = GLCanvas::make(kWidth, kHeight, true);
+        EXPECT_TRUE(canvas->resize(kWidth, kHeight, 1, samples));
+        Stage stage(*canvas);
+        graph.frame(stage, 0, Date::fromReferenceDate(0));
+        pixels.resize(kWidth * kHeight);
+        canvas->readInto(pixels.data(), kWidth);
+        return std::pair(std::set<std::uint32_t>(pixels.begin(), pixels.end()).size(), canvas->hasRoughEdges());
+    };
+    EXPECT_EQ(shades("QCSprite {inputRZ: 20}", 0), std::pair(std::size_t(2), true));
+    EXPECT_EQ(shades("QCSprite {inputRZ: 20}", 4), std::pair(std::size_t(5), true)); // 0 to 4 samples
+    EXPECT_EQ(shades("QCSprite {inputWidth: 0.5}", 0), std::pair(std::size_t(2), false));
+}
+
 } // namespace vitrel::qc

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <tuple>
 #include <utility>
 
 namespace vitrel::qc {
@@ -21,6 +22,8 @@ enum Variant : unsigned { kTextured = 1, kColored = 2, kMasked = 4, kAlphaTested
 constexpr std::size_t kMaxGathered = 150'000;
 // Bytes of corners that the driver may keep for later; no frame that is meant to be seen has as many.
 constexpr std::size_t kMaxSent = 32u << 20;
+// What of a pixel's alpha counts as clear.
+constexpr float kClear = 0.01f;
 
 // The colour comes first among what the shaders hand on: Mesa 22's fast path for rectangles takes the varyings in this
 // order whatever the fragment shader says, and draws rainbows otherwise.
@@ -36,15 +39,21 @@ void main() {
 std::string fragmentShader(unsigned variant)
 {
     std::string text = "in vec4 tint; in vec2 at; out vec4 result; uniform sampler2D image; uniform sampler2D "
-                       "mask;\nvoid main() {\n";
+                       "mask; uniform float least;\nvoid main() {\n";
     text += variant & kTextured ? "vec4 c = texture(image, at);\n" : "vec4 c = vec4(1.0);\n";
     if (variant & kColored)
         text += "c *= tint;\n";
     if (variant & kMasked)
         text += "c *= dot(texture(mask, at).rgb, vec3(0.299, 0.587, 0.114));\n";
     if (variant & kAlphaTested)
-        text += "if (c.a <= 0.01) discard;\n";
+        text += "if (c.a <= least) discard;\n";
     return text + "result = c; }";
+}
+
+GLenum equation(BlendEquation which)
+{
+    constexpr GLenum kEquations[] = {GL_FUNC_ADD, GL_FUNC_SUBTRACT, GL_FUNC_REVERSE_SUBTRACT, GL_MIN, GL_MAX};
+    return kEquations[static_cast<std::size_t>(which)];
 }
 
 bool opaqueWhite(const CanvasVertex& v)
@@ -120,13 +129,13 @@ void GLCanvas::beginFrame(std::chrono::steady_clock::time_point end)
     Texture::beginFrame();
 }
 
-bool GLCanvas::resize(int width, int height, int divisor)
+bool GLCanvas::resize(int width, int height, int divisor, int samples)
 {
     if (!valid())
         return false;
     const int columns = (width + divisor - 1) / divisor, rows = (height + divisor - 1) / divisor;
     Target& outermost = targets_.front();
-    if (columns != pixelsWide() || rows != pixelsHigh()) {
+    if (columns != pixelsWide() || rows != pixelsHigh() || samples != samples_) {
         flush();
         auto texture = Texture::make(columns, rows, nullptr, Texture::Use::View);
         if (!texture)
@@ -136,7 +145,11 @@ bool GLCanvas::resize(int width, int height, int divisor)
         glBindFramebuffer(GL_READ_FRAMEBUFFER, from);
         glBindFramebuffer(GL_DRAW_FRAMEBUFFER, to);
         glBlitFramebuffer(0, 0, pixelsWide(), pixelsHigh(), 0, 0, columns, rows, GL_COLOR_BUFFER_BIT, GL_LINEAR);
+        if (samples > 0)
+            target.wantSamples(samples);
         outermost = std::move(target);
+        samples_ = samples;
+        occlusion_.forget();
     }
     outermost.width = width;
     outermost.height = height;
@@ -192,13 +205,24 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     if (paint.discardsClear && paint.blending != Blending::Replace && state.depth == DepthTest::ReadWrite
         && (state.texture || state.variant & kColored))
         state.variant |= kAlphaTested;
+    if (state.variant & kAlphaTested)
+        state.discardsUpTo = kClear;
+    if (paint.discardsUpTo >= 0) {
+        state.variant |= kAlphaTested;
+        state.discardsUpTo = std::max(state.discardsUpTo, paint.discardsUpTo);
+    }
+    state.colorEquation = paint.colorEquation;
+    state.alphaEquation = paint.alphaEquation;
+    state.scissor = paint.scissor;
     state.culling = paint.culling;
     state.colorMask = paint.colorMask;
     state.nearest = paint.nearest;
-    if (primitive == Primitive::Triangles)
-        gather(vertices, state, paint.mayComeEarlier);
-    else
-        gather(widened(primitive, vertices, paint.lineWidth), state);
+    const bool widens = primitive != Primitive::Triangles;
+    const auto wide = widens ? widened(primitive, vertices, paint.lineWidth) : std::vector<CanvasVertex>();
+    const std::span<const CanvasVertex> triangles = widens ? std::span<const CanvasVertex>(wide) : vertices;
+    if (targets_.size() == 1)
+        noteEdges(triangles);
+    gather(triangles, state, paint.mayComeEarlier);
 }
 
 // What is nearest first: the rest is then hidden before it costs anything.
@@ -221,7 +245,7 @@ void GLCanvas::sortSolids()
 void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier)
 {
     const bool anyOrder = mayComeEarlier && state.blending == Blending::Replace && state.depth == DepthTest::ReadWrite
-        && !state.texture && !state.mask;
+        && !state.texture && !state.mask && !state.scissor;
     if (!(state == state_) || gathered_.size() + vertices.size() > kMaxGathered || (anyOrder_ && !anyOrder)) {
         flush();
         state_ = state;
@@ -245,6 +269,22 @@ void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state
             state_ = state;
             anyOrder_ = false;
         }
+    }
+}
+
+// A rectangle comes as two triangles, each with a level and an upright side.
+void GLCanvas::noteEdges(std::span<const CanvasVertex> triangles)
+{
+    for (std::size_t k = 0; k + 3 <= triangles.size() && !roughEdges_; k += 3) {
+        bool level = false, upright = false;
+        for (std::size_t side = 0; side < 3; ++side) {
+            const float *a = triangles[k + side].position, *b = triangles[k + (side + 1) % 3].position;
+            const float wx = a[0] * b[3] - b[0] * a[3], wy = a[1] * b[3] - b[1] * a[3];
+            const float slack = 1e-5f * std::fabs(a[3] * b[3]);
+            upright = upright || std::fabs(wx) <= slack;
+            level = level || std::fabs(wy) <= slack;
+        }
+        roughEdges_ = !level || !upright;
     }
 }
 
@@ -314,10 +354,15 @@ std::vector<CanvasVertex> GLCanvas::widened(
             acrossY = x / length * halfY;
             alongX = alongY = 0;
         }
-        const CanvasVertex p = moved(a, -acrossX - alongX, -acrossY - alongY),
-                           q = moved(b, -acrossX + alongX, -acrossY + alongY),
-                           r = moved(b, acrossX + alongX, acrossY + alongY),
-                           s = moved(a, acrossX - alongX, acrossY - alongY);
+        CanvasVertex p = moved(a, -acrossX - alongX, -acrossY - alongY),
+                     q = moved(b, -acrossX + alongX, -acrossY + alongY),
+                     r = moved(b, acrossX + alongX, acrossY + alongY), s = moved(a, acrossX - alongX, acrossY - alongY);
+        if (primitive == Primitive::Points) // each shows the whole image
+            for (const auto& [corner, u, v] :
+                {std::tuple(&p, 0.f, 0.f), {&q, 0.f, 1.f}, {&r, 1.f, 1.f}, {&s, 1.f, 0.f}}) {
+                corner->texture[0] = u;
+                corner->texture[1] = v;
+            }
         out.insert(out.end(), {p, q, r, p, r, s});
     }
     return out;
@@ -335,6 +380,20 @@ const Program& GLCanvas::program(unsigned variant)
     return *slot;
 }
 
+// What is drawn lies upside down, and may have fewer pixels than it seems.
+void GLCanvas::cutTo(const PixelRectangle& area) const
+{
+    const Target& target = targets_.back();
+    const double x = double(target.texture()->width()) / std::max(width(), 1),
+                 y = double(target.texture()->height()) / std::max(height(), 1);
+    const auto pixels = [](double at) { return static_cast<int>(std::lround(std::clamp(at, -1e6, 1e6))); };
+    const int left = pixels(area.x * x), right = pixels((double(area.x) + area.width) * x),
+              top = pixels((double(height()) - area.y - area.height) * y),
+              bottom = pixels((double(height()) - area.y) * y);
+    glEnable(GL_SCISSOR_TEST);
+    glScissor(left, top, std::max(right - left, 0), std::max(bottom - top, 0));
+}
+
 void GLCanvas::apply(const State& state)
 {
     program(state.variant).use();
@@ -349,17 +408,22 @@ void GLCanvas::apply(const State& state)
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, filter);
         glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, filter);
     }
+    if (state.variant & kAlphaTested)
+        glUniform1f(program(state.variant).uniform("least"), state.discardsUpTo);
     applyModes(state);
 }
 
 void GLCanvas::applyModes(const State& state)
 {
+    if (state.scissor)
+        cutTo(*state.scissor);
     // Alpha is Over for colours that aren't premultiplied, and all of ours are.
     if (state.blending == Blending::Replace) {
         glDisable(GL_BLEND);
     } else {
         glEnable(GL_BLEND);
         glBlendFunc(GL_ONE, state.blending == Blending::Add ? GL_ONE : GL_ONE_MINUS_SRC_ALPHA);
+        glBlendEquationSeparate(equation(state.colorEquation), equation(state.alphaEquation));
     }
     if (state.depth == DepthTest::None) {
         glDisable(GL_DEPTH_TEST);

@@ -37,8 +37,11 @@ public:
     ImageRef realized(const ImageRef& image) override;
 
     // The outermost target anew, with the old picture in it as far as the sizes allow. With a `divisor` it has only so
-    // many pixels fewer each way, rounded up, and a composition doesn't notice. False if OpenGL can't.
-    bool resize(int width, int height, int divisor = 1);
+    // many pixels fewer each way, rounded up, and a composition doesn't notice. With `samples` for each pixel edges are
+    // smooth; without, if OpenGL has fewer. False if OpenGL can't.
+    bool resize(int width, int height, int divisor = 1, int samples = 0);
+    // True once something was drawn on the outermost target that has other edges than those of upright rectangles.
+    bool hasRoughEdges() const { return roughEdges_; }
     int divisor() const { return divisor_; }
     // Of the outermost target's memory, for readInto.
     int pixelsWide() const { return targets_.front().texture()->width(); }
@@ -63,6 +66,9 @@ private:
         Culling culling = Culling::None;
         std::uint8_t colorMask = 0xF;
         bool nearest = false;
+        BlendEquation colorEquation = BlendEquation::Add, alphaEquation = BlendEquation::Add;
+        float discardsUpTo = 0;
+        std::optional<PixelRectangle> scissor;
         friend bool operator==(const State&, const State&) = default;
     };
 
@@ -71,12 +77,14 @@ private:
     void flush();
     void apply(const State& state);
     void applyModes(const State& state);
+    void cutTo(const PixelRectangle& area) const;
     const Program& program(unsigned variant);
     void gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier = false);
     void sortSolids();
     void drawGathered();
     std::vector<CanvasVertex> widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const;
     double pixelsOf(const CanvasVertex* triangle) const;
+    void noteEdges(std::span<const CanvasVertex> triangles);
     double texelsPerPixel(std::span<const CanvasVertex> vertices, const Extent& extent) const;
 
     std::vector<Target> targets_;
@@ -97,7 +105,8 @@ private:
     bool anyOrder_ = true;
     double gatheredPixels_ = 0;
     bool depth_ = false;
-    int divisor_ = 1;
+    int divisor_ = 1, samples_ = 0;
+    bool roughEdges_ = false;
     std::uint64_t generation_ = 0, drawCalls_ = 0;
     std::size_t sent_ = 0; // bytes since the driver last had to finish
 };

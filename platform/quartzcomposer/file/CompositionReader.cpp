@@ -32,16 +32,19 @@ std::string whyNot(int error)
 CompositionResult readCompositionFile(const std::string& path)
 {
     const auto bytes = readFile(path, kMaxFile);
-    if (!bytes)
-        return CompositionError{whyNot(bytes.error())};
-    const auto text = trimmed(textOf(*bytes));
+    return bytes ? compositionOfFile(*bytes, path) : CompositionError{whyNot(bytes.error())};
+}
+
+CompositionResult compositionOfFile(ByteView bytes, const std::string& path)
+{
+    const auto text = trimmed(textOf(bytes));
     // No property list begins so.
     const bool isText = text.starts_with('{') || text.starts_with("//") || text.starts_with("/*");
     const auto made
-        = isText ? compositionFromText(textOf(*bytes), folderOf(path)) : Result<Value, CompositionError>(Value());
+        = isText ? compositionFromText(textOf(bytes), folderOf(path)) : Result<Value, CompositionError>(Value());
     if (!made)
         return made.error();
-    auto file = isText ? compositionOfPropertyList(*made) : readComposition(*bytes);
+    auto file = isText ? compositionOfPropertyList(*made) : readComposition(bytes);
     if (file)
         file->path = path;
     return file;

@@ -11,6 +11,9 @@ namespace vitrel::qc {
 // is opened once. Any thread.
 CompositionResult readCompositionFile(const std::string& path);
 
+// The same of a file's bytes that somebody else has read, from `path`.
+CompositionResult compositionOfFile(ByteView bytes, const std::string& path);
+
 // Why the file isn't to be taken into a list of compositions; empty if it is. One named "qtz" is taken as it is, in
 // either case of the letters: it may be mended later. One named "json" must hold a text form, as other files are so
 // named.

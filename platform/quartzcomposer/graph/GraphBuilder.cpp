@@ -19,12 +19,17 @@ class UnknownPatch final : public Patch
 
 } // namespace
 
-GraphBuilder::GraphBuilder(const CompositionFile& file, const PatchRegistry& registry)
+GraphBuilder::GraphBuilder(const CompositionFile& file, const PatchRegistry& registry, const Importing* around)
     : file_(file)
     , registry_(registry)
 {
     const auto slash = file.path.rfind('/');
     folder_ = slash == std::string::npos ? std::string(file.path.empty() ? "" : ".") : file.path.substr(0, slash);
+    auto importing = std::make_shared<Importing>(around ? *around : Importing{&registry, {}, {}});
+    importing->files.push_back(file.path);
+    if (!importing->patches)
+        importing->patches = std::make_shared<std::size_t>(0);
+    importing_ = importing;
 }
 
 std::unique_ptr<Macro> GraphBuilder::build(Scope& scope)
@@ -55,9 +60,10 @@ bool GraphBuilder::spend(std::size_t steps)
 
 std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Macro* parent, int level)
 {
-    if (patches >= kMaxPatches || ports_ > kMaxPorts || level > kMaxLevels)
+    if (*importing_->patches >= kMaxPatches || ports_ > kMaxPorts || level > kMaxLevels)
         return nullptr;
     ++patches;
+    ++*importing_->patches;
     const bool isVirtual = node.className.starts_with('/');
     const FileNode* content = &node;
     if (isVirtual) {
@@ -78,7 +84,7 @@ std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Ma
     }
     patch->parent = parent;
     patch->scope = scope;
-    const Settings settings{node.state, node.identifier, folder_};
+    const Settings settings{node.state, node.identifier, folder_, importing_};
     const std::string timebase = settings.text("timebase");
     patch->timebase = timebase == "local" ? Patch::Timebase::Local
         : timebase == "external"          ? Patch::Timebase::External

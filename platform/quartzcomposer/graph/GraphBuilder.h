@@ -11,7 +11,8 @@ namespace vitrel::qc {
 class GraphBuilder
 {
 public:
-    GraphBuilder(const CompositionFile& file, const PatchRegistry& registry);
+    // With what the composition around it counts, if this one is imported.
+    GraphBuilder(const CompositionFile& file, const PatchRegistry& registry, const Importing* around = nullptr);
 
     std::unique_ptr<Macro> build(Scope& scope);
 
@@ -34,6 +35,7 @@ private:
     const CompositionFile& file_;
     const PatchRegistry& registry_;
     std::string folder_;
+    std::shared_ptr<const Importing> importing_;
     std::size_t ports_ = 0, steps_ = 0;
     // What leads to a class that isn't known: its nodes by their macro and key (with an empty port), and published
     // ports of theirs, through all levels.

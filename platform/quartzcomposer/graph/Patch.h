@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,6 +35,7 @@ struct Evaluation {
     void needFrame() { nextFrame = time; }
     void needFrameAt(double when) { nextFrame = std::min(nextFrame, std::max(when, time)); }
 
+    std::map<std::string, std::uint32_t> turns; // taken in this frame, by what they are taken in
     int copy = 0; // above 0, consumers that have drawn in this run draw once more, elsewhere
     int depth = 0; // of patches that are waiting for each other
     std::vector<Patch*> late; // those that were asked too deep, to be computed once the stack is free
@@ -41,6 +43,7 @@ struct Evaluation {
     std::vector<Macro*> remembering;
     void remember(std::size_t from); // those that were added since, and forgets them
     std::uint32_t iterationsLeft = 0; // of all iterators in this frame
+    std::uint32_t meshVerticesLeft = 1'000'000; // of all meshes in this frame
     std::uint64_t evaluations = 0; // patches computed or drawn
 
     // True once a frame has cost more than any that is meant to be seen. What isn't computed by then answers with what
@@ -140,11 +143,21 @@ private:
     const std::string key_;
 };
 
+class PatchRegistry;
+
+// A composition within a composition: what both count together.
+struct Importing {
+    const PatchRegistry* registry = nullptr;
+    std::vector<std::string> files; // from the outermost inwards
+    std::shared_ptr<std::size_t> patches; // of all that are being played together
+};
+
 // What the file says of a patch beyond its ports.
 struct Settings {
     const Dictionary* values = nullptr; // null: none
     std::string identifier;
     std::string folder; // of the composition's file; empty if it has none
+    std::shared_ptr<const Importing> importing = nullptr; // null: nothing can be imported
 
     const Value* find(const std::string& key) const;
     double number(const std::string& key, double usual) const; // finite, as long as `usual` is

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 
 namespace vitrel::qc {
 
@@ -17,6 +18,13 @@ public:
     {
         makers_[name] = [] { return std::make_unique<T>(); };
     }
+    // For a class of a third party's: what its published descriptions and files say that it does.
+    template <class T> void addStandIn(const std::string& name)
+    {
+        add<T>(name);
+        standIns_.insert(name);
+    }
+    bool standsIn(const std::string& name) const { return standIns_.count(name) > 0; }
     // Null for a class that isn't known.
     std::unique_ptr<Patch> make(const std::string& name) const
     {
@@ -33,6 +41,7 @@ public:
 
 private:
     std::map<std::string, Maker> makers_;
+    std::set<std::string> standIns_;
 };
 
 // Every family of patches/.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/quartzcomposer/scene/Image.h"
+#include "platform/quartzcomposer/scene/Mesh.h"
 
 #include <cstdint>
 #include <memory>
@@ -13,7 +13,6 @@
 namespace vitrel::qc {
 
 struct PortValue;
-struct Mesh;
 
 // An ordered list of members, with keys or without. Shared and immutable once a port has it.
 struct Structure {
@@ -37,7 +36,6 @@ private:
     mutable std::size_t counted_ = 0; // members that it takes of what all may have
 };
 using StructureRef = std::shared_ptr<const Structure>;
-using MeshRef = std::shared_ptr<const Mesh>;
 
 enum class PortType : std::uint8_t {
     Virtual,

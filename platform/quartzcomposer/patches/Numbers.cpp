@@ -159,38 +159,6 @@ template <bool Integrates> class DifferentialPatch final : public Patch
     PerIteration<Memory> memory_;
 };
 
-// How these two simulate isn't known; values pass through, as they do while they are sampled.
-class PhysicsPatch : public Patch
-{
-    Input<bool> sampling{*this, "inputSampling"};
-    Input<double> friction{*this, "inputFriction"};
-
-    void configure(const Settings& settings) override
-    {
-        for (int k = 1; k <= std::clamp(settings.number("numberOfInputs", 1), 0.0, 1024.0); ++k) {
-            inputs_.push_back(&addInput(inputKey(k), PortType::Number, 0.0));
-            addMore(k);
-            outputs_.push_back(&addOutput("output_" + std::to_string(k), PortType::Number));
-        }
-    }
-    void evaluate(Evaluation&) override
-    {
-        for (std::size_t k = 0; k < outputs_.size(); ++k)
-            outputs_[k]->set(inputs_[k]->value());
-    }
-    virtual std::string inputKey(int k) const { return "input_" + std::to_string(k); }
-    virtual void addMore(int) { }
-
-    std::vector<InputPort*> inputs_;
-    std::vector<OutputPort*> outputs_;
-};
-
-class PhysicsEffectPatch final : public PhysicsPatch
-{
-    std::string inputKey(int k) const override { return "input_" + std::to_string(k - 1); }
-    void addMore(int k) override { addInput("effect_" + std::to_string(k), PortType::Number, 0.0); }
-};
-
 } // namespace
 
 void registerNumbersPatches(PatchRegistry& registry)
@@ -202,8 +170,6 @@ void registerNumbersPatches(PatchRegistry& registry)
     registry.add<RangePatch>("QCRangeValue");
     registry.add<DifferentialPatch<true>>("QCDifferentialValue");
     registry.add<DifferentialPatch<false>>("QCDifferentialValue/derivator");
-    registry.add<PhysicsPatch>("QCPhysics");
-    registry.add<PhysicsEffectPatch>("QCPhysicsEffect");
 }
 
 } // namespace vitrel::qc

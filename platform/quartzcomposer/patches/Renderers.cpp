@@ -18,7 +18,16 @@ class ClearPatch final : public ConsumerPatch
     }
     void draw(Evaluation& e) override
     {
-        e.stage.canvas().clear(color(), color_, depth_, e.stage.environment().colorMask);
+        const auto& raster = e.stage.environment().raster;
+        if (!raster || !raster->scissor) {
+            e.stage.canvas().clear(color(), color_, depth_, e.stage.environment().colorMask);
+            return;
+        }
+        // A canvas clears as a whole; the colour of a part is painted.
+        Paint paint;
+        paint.blending = Blending::Replace;
+        if (color_)
+            e.stage.drawFlat(rectangle(2, e.stage.heightInUnits(), color()), {}, paint);
     }
     bool color_ = true, depth_ = true;
 };

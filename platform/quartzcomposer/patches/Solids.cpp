@@ -108,23 +108,30 @@ class CylinderPatch final : public SolidPatch
     Input<ImageRef> image{*this, "inputImage"};
     Modes modes{*this, 0, 1, 1};
 
-    void configure(const Settings& settings) override { slices_ = detail(settings, "slices", 24); }
+    void configure(const Settings& settings) override
+    {
+        slices_ = detail(settings, "slices", 24);
+        stacks_ = static_cast<int>(std::clamp(settings.number("stacks", 1), 1.0, 128.0));
+    }
     void draw(Evaluation& e) override
     {
         std::vector<SolidVertex> corners;
-        const auto corner = [&](int slice, int end) {
-            const double a = 2 * kPi * slice / slices_, radius = (end ? top() : base()) / 2;
+        const auto corner = [&](int slice, int stack) {
+            const double a = 2 * kPi * slice / slices_, v = double(stack) / stacks_;
+            const double radius = (base() + (top() - base()) * v) / 2;
             const Vec3 n{std::cos(a), std::sin(a), height() != 0 ? (base() - top()) / (2 * height()) : 0};
             return SolidVertex{
-                {n.x * radius, n.y * radius, (end - 0.5) * height()}, n, double(slice) / slices_, double(end), color()};
+                {n.x * radius, n.y * radius, (v - 0.5) * height()}, n, double(slice) / slices_, v, color()};
         };
-        for (int slice = 0; slice < slices_; ++slice)
-            addCell(corners, corner(slice, 0), corner(slice + 1, 0), corner(slice + 1, 1), corner(slice, 1));
+        for (int stack = 0; stack < stacks_; ++stack)
+            for (int slice = 0; slice < slices_; ++slice)
+                addCell(corners, corner(slice, stack), corner(slice + 1, stack), corner(slice + 1, stack + 1),
+                    corner(slice, stack + 1));
         Paint paint = modes.paint();
         paint.image = image();
         e.stage.draw(Primitive::Triangles, corners, place(), paint);
     }
-    int slices_ = 24;
+    int slices_ = 24, stacks_ = 1;
 };
 
 class CubePatch final : public SolidPatch

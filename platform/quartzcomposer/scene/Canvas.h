@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace vitrel::qc {
@@ -13,6 +14,13 @@ enum class Blending { Replace, Over, Add, Alpha };
 enum class DepthTest { None, ReadWrite, ReadOnly };
 enum class Culling { None, BackFaces, FrontFaces };
 enum class Primitive { Triangles, Lines, Points };
+enum class BlendEquation : std::uint8_t { Add, Subtract, ReverseSubtract, Min, Max };
+
+// In pixels of the target, from its bottom left.
+struct PixelRectangle {
+    int x = 0, y = 0, width = 0, height = 0;
+    friend bool operator==(const PixelRectangle&, const PixelRectangle&) = default;
+};
 
 // A corner in clip space, y upwards. Texture coordinates run from 0, 0 at the image's bottom left to 1, 1. Colours
 // are premultiplied.
@@ -35,6 +43,9 @@ struct Paint {
     // come first.
     bool mayComeEarlier = false;
     bool discardsClear = false; // what is clear leaves no depth, unless it replaces
+    BlendEquation colorEquation = BlendEquation::Add, alphaEquation = BlendEquation::Add;
+    float discardsUpTo = -1; // pixels of no more alpha aren't drawn
+    std::optional<PixelRectangle> scissor; // nothing is drawn outside
 };
 
 // What a composition draws on. Drawing happens in the order of the calls. Without a display there is one that only

@@ -102,6 +102,11 @@ std::string Recording::fingerprint() const
         append(all, paint.nearest);
         append(all, paint.mayComeEarlier);
         append(all, paint.discardsClear);
+        append(all, paint.colorEquation);
+        append(all, paint.alphaEquation);
+        append(all, paint.discardsUpTo);
+        append(all, paint.scissor.has_value());
+        append(all, paint.scissor.value_or(PixelRectangle{}));
     }
     all.append(reinterpret_cast<const char*>(vertices_.data()), vertices_.size() * sizeof(CanvasVertex));
     return all;

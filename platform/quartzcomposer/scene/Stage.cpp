@@ -124,17 +124,24 @@ void flattenIfEquallyFar(std::vector<CanvasVertex>& corners)
 
 double Stage::aspect() const
 {
+    if (environment_.raster && environment_.raster->viewport)
+        return double(std::max(environment_.raster->viewport->width, 1))
+            / std::max(environment_.raster->viewport->height, 1);
     return double(std::max(canvas_->width(), 1)) / std::max(canvas_->height(), 1);
 }
 
 Matrix Stage::projection() const
 {
+    if (environment_.raster && environment_.raster->projection)
+        return *environment_.raster->projection;
     const double half = kNear * std::tan(radians(std::clamp(environment_.fieldOfView, 1.0, 179.0) / 2));
     return Matrix::frustum(half, half / aspect(), kNear, kFar);
 }
 
 Matrix Stage::view() const
 {
+    if (environment_.raster && environment_.raster->projection)
+        return {};
     return Matrix::translation(0, 0, -1 / std::tan(radians(std::clamp(environment_.fieldOfView, 1.0, 179.0) / 2)));
 }
 
@@ -157,6 +164,8 @@ Paint Stage::within(const Paint& paint) const
     Paint masked = paint;
     masked.colorMask &= environment_.colorMask;
     masked.discardsClear = discardsClear;
+    if (environment_.raster)
+        applyRaster(masked);
     return masked;
 }
 
@@ -193,7 +202,7 @@ void Stage::cutBehindTheEye(Primitive primitive)
 void Stage::transform(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lightIt)
 {
     const Matrix model = view() * environment_.model * shape;
-    const Matrix all = projection() * model;
+    const Matrix all = environment_.raster ? placed() * projection() * model : projection() * model;
     const Lighting* lighting = lightIt ? environment_.lighting.get() : nullptr;
     bool shines = false;
     scratch_.clear();
@@ -226,7 +235,10 @@ void Stage::transform(std::span<const SolidVertex> vertices, const Matrix& shape
 void Stage::show(Primitive primitive, const Paint& paint)
 {
     flattenIfEquallyFar(scratch_);
-    canvas_->draw(primitive, scratch_, within(paint));
+    if (primitive == Primitive::Triangles && environment_.raster && environment_.raster->changesPolygons())
+        drawPolygons(scratch_, within(paint));
+    else
+        canvas_->draw(primitive, scratch_, within(paint));
     if (shine_.empty())
         return;
     flattenIfEquallyFar(shine_);
@@ -284,7 +296,9 @@ void Stage::drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape,
     const double aspect = this->aspect();
     for (const SolidVertex& corner : vertices) {
         const Vec4 at = shape * corner.position;
-        scratch_.push_back(canvasVertex({at.x, at.y * aspect, 0, 1}, corner, corner.color));
+        const Vec4 clip
+            = environment_.raster ? placed() * Vec3{at.x, at.y * aspect, 0} : Vec4{at.x, at.y * aspect, 0, 1};
+        scratch_.push_back(canvasVertex(clip, corner, corner.color));
     }
     canvas_->draw(Primitive::Triangles, scratch_, within(paint));
 }

@@ -2,6 +2,7 @@
 
 #include "platform/quartzcomposer/scene/Canvas.h"
 #include "platform/quartzcomposer/scene/Matrix.h"
+#include "platform/quartzcomposer/scene/Raster.h"
 #include "platform/quartzcomposer/scene/Recording.h"
 
 #include <vector>
@@ -28,6 +29,8 @@ struct Fog {
     double density = 1, start = 0, end = 1;
 };
 
+struct SortedBody;
+
 // What environment macros change for their nodes.
 struct Environment {
     Matrix model;
@@ -36,6 +39,8 @@ struct Environment {
     std::shared_ptr<const Fog> fog;
     std::uint8_t colorMask = 0xF;
     std::shared_ptr<const ShaderUse> shader; // null: the usual drawing
+    std::shared_ptr<const Raster> raster; // null: as usual
+    std::shared_ptr<std::vector<SortedBody>> sorted; // what waits to be drawn by its distance; null: nothing does
 };
 
 // A corner of a solid in its own coordinates. `color` is straight.
@@ -43,6 +48,15 @@ struct SolidVertex {
     Vec3 position, normal;
     double u = 0, v = 0;
     NSColor color{1, 1, 1, 1};
+};
+
+// A rectangle that is drawn later than its turn, where it was.
+struct SortedBody {
+    double distance = 0; // from the eye
+    std::array<SolidVertex, 6> corners;
+    Matrix place;
+    Paint paint;
+    std::shared_ptr<const Environment> environment;
 };
 
 // The three-dimensional side of a canvas: coordinates with the origin in the middle and a width of 2, the eye that
@@ -103,6 +117,9 @@ private:
     void transform(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lit);
     void show(Primitive primitive, const Paint& paint);
     void cutBehindTheEye(Primitive primitive);
+    Matrix placed() const; // from the viewport's clip space to the target's
+    void applyRaster(Paint& paint) const;
+    void drawPolygons(std::vector<CanvasVertex> corners, const Paint& paint);
     Matrix view() const;
     Matrix projection() const;
 

@@ -50,7 +50,7 @@ bool Stage::drawShaded(Primitive primitive, std::span<const SolidVertex> vertice
 {
     ShaderSurroundings around;
     around.modelView = view() * environment_.model * shape;
-    around.projection = projection();
+    around.projection = environment_.raster ? placed() * projection() : projection();
     around.normal = normalMatrix(around.modelView);
     if (const Lighting* lighting = environment_.lighting.get()) {
         around.ambient = straight(lighting->ambient);
