@@ -148,6 +148,26 @@ TEST(PatchExamples, ShowWhatTheySay)
     }
 }
 
+// CLASS/IDENTIFIER is in CLASS.IDENTIFIER.json; a class or filter is in NAME.json, or in NAME.WORD.json for a matter of
+// it.
+TEST(PatchExamples, AreThereForEachClassAndFilter)
+{
+    std::set<std::string> shown{"QCImageFilter"}; // whose filters are below
+    for (const fs::path& path : examples()) {
+        const std::string name = path.stem();
+        shown.insert({name, name.substr(0, name.find('.'))});
+    }
+    std::vector<std::string> names = registry().names(), missing;
+    for (const Filter& filter : allFilters())
+        names.emplace_back(filter.name);
+    for (std::string name : names) {
+        std::replace(name.begin(), name.end(), '/', '.');
+        if (!shown.count(name))
+            missing.push_back(name);
+    }
+    EXPECT_THAT(missing, testing::IsEmpty());
+}
+
 // A shader that a driver refuses, or a filter without one, would hand the image on, and nobody would know.
 TEST(Filters, AllHaveAShaderThatCompiles)
 {
