@@ -1,4 +1,6 @@
 #include "base/Text.h"
+#include "platform/appkit/ImageCoding.h"
+#include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/drawing/FilterShaders.h"
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
@@ -59,6 +61,17 @@ public:
         }
         EXPECT_GT(expectations, 0);
     }
+    // As a screen shows it at the end; nothing if nobody looks at its pixels.
+    void paint(const fs::path& path) const
+    {
+        Bitmap opaque{width_, height_, pixels_};
+        for (std::uint32_t& pixel : opaque.pixels)
+            pixel |= 0xFF000000u;
+        const auto png = looked_ ? pngRepresentation(opaque) : std::nullopt;
+        if (png) {
+            EXPECT_EQ(writeFile(path, *png), 0) << path;
+        }
+    }
 
 private:
     void play(std::istringstream& times)
@@ -95,6 +108,7 @@ private:
     void expectPixel(std::istringstream& words)
     {
         start();
+        looked_ = true;
         int x = -1, y = -1, tolerance = 2;
         std::string color, within;
         words >> x >> y >> color >> within;
@@ -122,6 +136,7 @@ private:
     std::unique_ptr<GLCanvas> canvas_;
     std::unique_ptr<Stage> stage_;
     int width_ = 200, height_ = 100;
+    bool looked_ = false;
     std::vector<std::uint32_t> pixels_;
     std::map<std::string, std::string> history_; // of each output, since the last line of times
 };
@@ -142,9 +157,13 @@ TEST(PatchExamples, ShowWhatTheySay)
 {
     if (!GLContext::current())
         GTEST_SKIP();
+    const char* const pictures = std::getenv("VITREL_PICTURES");
     for (const fs::path& path : examples()) {
         SCOPED_TRACE(path.filename());
-        Example(path).play();
+        Example example(path);
+        example.play();
+        if (pictures) // script/patches asks for them
+            example.paint(fs::path(pictures) / path.filename().replace_extension(".png"));
     }
 }
 
