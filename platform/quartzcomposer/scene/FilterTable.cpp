@@ -1,5 +1,5 @@
-// Every filter that compositions may use, by its documented name, parameters and usual values. The page of examples takes
-// its groups and values from here.
+// Every filter that compositions may use, by its documented name, parameters and usual values. The page of examples
+// takes its groups and values from here.
 #include "platform/quartzcomposer/scene/Filters.h"
 
 #include <algorithm>
