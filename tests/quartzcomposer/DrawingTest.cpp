@@ -60,14 +60,6 @@ struct Drawing : testing::Test {
         }
     }
 
-    void expectEach(const std::vector<std::pair<std::string, Point>>& cases)
-    {
-        for (const auto& [patches, point] : cases) {
-            draw(patches);
-            expect({point});
-        }
-    }
-
     std::vector<std::uint32_t> pixels;
 };
 
@@ -85,47 +77,11 @@ Value quarters(int side, std::array<std::uint32_t, 4> colors = {0xFFFF0000u, 0xF
 
 } // namespace
 
-TEST_F(Drawing, ClearsAndPlacesSpritesInUnitsFromTheMiddle)
+TEST_F(Drawing, KeepsHowOpaqueItIs)
 {
     draw("c: QCClear {inputColor: '#ff800080'}");
     expect({{0, 0, 0x804000}, {199, 99, 0x804000}});
     EXPECT_NEAR(int(at(5, 5) >> 24), 128, 1);
-
-    draw("s: QCSprite {inputX: 0.5, inputY: 0.25, inputWidth: 0.4, inputHeight: 0.2, inputColor: '#ff0000ff'}");
-    expect({{150, 25, 0xFF0000, "its middle"}, {131, 16, 0xFF0000, "its top left corner"},
-        {168, 33, 0xFF0000, "its bottom right corner"}, {128, 25, 0}, {171, 25, 0}, {150, 13, 0}, {150, 36, 0}});
-    draw("s: QCSprite {inputRZ: 90, inputWidth: 0.8, inputHeight: 0.1, inputX: -0.5}");
-    expect({{50, 15, 0xFFFFFF, "turned by a quarter"}, {80, 50, 0}});
-    draw("s: QCSprite {inputRZ: 30, inputWidth: 1.6, inputHeight: 0.02}");
-    expect({{100 + 61, 50 - 35, 0xFFFFFF, "counter-clockwise"}});
-}
-
-// What the middle shows of one or two that cover it.
-TEST_F(Drawing, BlendsTestsDepthAndCulls)
-{
-    const std::string white = "c: QCClear {inputColor: '#ffffffff'}, s: QCSprite {inputColor: ",
-                      red = "a: QCSprite {inputColor: '#ff0000ff', inputZ: ",
-                      green = "}, b: QCSprite {inputColor: '#00ff00ff', inputZ: 0";
-    expectEach({
-        {white + "'#00ff0080', inputBlending: 0}", {100, 50, 0x008000, "blending replaces"}},
-        {white + "'#00ff0080', inputBlending: 1}", {100, 50, 0x80FF80, "blending lies over"}},
-        {white + "'#00ff0080', inputBlending: 2}", {100, 50, 0xFFFFFF, "blending adds"}},
-        {white + "'#00ff0080', inputBlending: 3}", {100, 50, 0x80FF80, "blending by alpha"}},
-        {"a: QCSprite {inputColor: '#ff000002', inputZ: 0.2" + green + "}", {100, 50, 0x00FF00, "clear: no depth"}},
-        {red + "0" + green + "}", {100, 50, 0x00FF00, "equal: the later"}},
-        {red + "0.2" + green + "}", {100, 50, 0xFF0000, "nearer"}},
-        {red + "0.2" + green + ", inputZBuffer: 0}", {100, 50, 0x00FF00, "without a test"}},
-        {red + "0.2, inputZBuffer: 2" + green + "}", {100, 50, 0x00FF00, "read only: nothing was written"}},
-        {red + "0.2" + green + ", inputZBuffer: 2}", {100, 50, 0xFF0000, "read only still tests"}},
-        {"s: QCSprite {inputCulling: 0}", {100, 50, 0xFFFFFF, "the front"}},
-        {"s: QCSprite {inputCulling: 1}", {100, 50, 0xFFFFFF, "the front"}},
-        {"s: QCSprite {inputCulling: 2}", {100, 50, 0, "the front"}},
-        {"s: QCSprite {inputRY: 180, inputCulling: 0}", {100, 50, 0xFFFFFF, "the back"}},
-        {"s: QCSprite {inputRY: 180, inputCulling: 1}", {100, 50, 0, "the back"}},
-        {"s: QCSprite {inputRY: 180, inputCulling: 2}", {100, 50, 0xFFFFFF, "the back"}},
-        {"s: QCSprite {inputZ: 1.7}", {100, 50, 0, "behind the near plane"}},
-        {"m: QCColorMask {inputRed: false} patches {s: QCSprite}", {100, 50, 0x00FFFF, "a mask of colours"}},
-    });
 }
 
 // The frustum of 60 degrees: what stands at z appears 1.732 / (1.732 - z) as large.
@@ -138,53 +94,6 @@ TEST_F(Drawing, ShowsDistanceAsSize)
             width += (at(x, 50) & 255) > 127;
         EXPECT_NEAR(width, 50 * std::sqrt(3) / (std::sqrt(3) - z), 1.1) << z;
     }
-}
-
-// Scale about the origin after translation, rotation first; nested cameras multiply.
-TEST_F(Drawing, CamerasMoveTurnAndScale)
-{
-    const std::string dot = "s: QCSprite {inputX: 0.2, inputWidth: 0.04, inputHeight: 0.04}";
-    const auto camera = [](const std::string& inputs, const std::string& inside) {
-        return "c: QCCamera {" + inputs + "} patches {" + inside + "}";
-    };
-    expectEach({
-        {camera("inputTranslateX: 0.3, inputTranslateY: 0.2", dot), {150, 30, 0xFFFFFF}},
-        {camera("inputRotateZ: 90", dot), {100, 30, 0xFFFFFF, "counter-clockwise"}},
-        {camera("inputRotateZ: 90, inputTranslateX: 0.3", dot), {130, 30, 0xFFFFFF, "the rotation comes first"}},
-        {camera("inputTranslateX: 0.1, inputScaleX: 2", dot), {160, 50, 0xFFFFFF, "the scale comes last"}},
-        {camera("inputOriginX: 0.2, inputRotateZ: 90, inputScaleY: 2", dot),
-            {120, 50, 0xFFFFFF, "about the origin nothing moves"}},
-        {camera("inputTranslateX: 0.3", camera("inputRotateZ: 90", dot)), {130, 30, 0xFFFFFF, "nested"}},
-        {camera("inputTranslateX: 0.3", dot) + ", t: QCSprite {inputWidth: 0.04, inputHeight: 0.04}",
-            {100, 50, 0xFFFFFF, "what comes after is where it was"}},
-    });
-}
-
-TEST_F(Drawing, ReplicatesAndIteratesItsLayers)
-{
-    draw(R"(r: QCReplicator {inputCopies: 3, inputTranslationX: 0.8} patches {
-        s: QCSprite {inputX: -0.4, inputWidth: 0.1, inputHeight: 0.1}})");
-    expect({{60, 50, 0xFFFFFF}, {100, 50, 0xFFFFFF}, {140, 50, 0xFFFFFF, "the last copy"}, {80, 50, 0}});
-    draw(
-        R"(i: QCIterator {inputCount: 4} patches {v: QCIteratorVariables, s: QCSprite {inputWidth: 0.1, inputHeight: 0.1},
-        e: QCExpression with {expression: 'p * 1.2 - 0.6'}}
-        connections ['v.outputPosition > e.p', 'e.outputResult > s.inputX'])");
-    expect({{40, 50, 0xFFFFFF}, {80, 50, 0xFFFFFF}, {120, 50, 0xFFFFFF}, {160, 50, 0xFFFFFF}, {60, 50, 0}});
-}
-
-TEST_F(Drawing, GradientsRunInFourDirections)
-{
-    const int ends[][4] = {{100, 99, 100, 0}, {0, 50, 199, 50}, {100, 0, 100, 99}, {199, 50, 0, 50}};
-    for (std::size_t direction = 0; direction < 4; ++direction) {
-        draw("g: QCGradient {inputColor1: '#ff0000ff', inputColor2: '#0000ffff', inputDirection: "
-            + std::to_string(direction) + "}");
-        const auto& [startX, startY, endX, endY] = ends[direction];
-        expect({{startX, startY, 0xFE0001, "the first colour at the start"},
-            {endX, endY, 0x0100FE, "the last at the end"}, {100, 50, 0x800080, "half way"}});
-    }
-    draw(R"(g: QCGradient {inputColor1: '#000000ff', inputColor2: '#ff0000ff', inputColor3: '#000000ff',
-        inputPosition2: 0.25, inputDirection: 1} with {numberOfPoints: 3})");
-    expect({{50, 50, 0xFD0000, "the middle colour at its place"}, {199, 50, 0}});
 }
 
 // The first pixel of a picture's memory is its top left on every way: as a sprite, as a billboard, through an image of
@@ -220,70 +129,6 @@ TEST_F(Drawing, ImagesStandUpright)
     expect({{100, 50, 0xFF0000, "a crop counts from the bottom"}});
     draw("f: QCImageMatrix {inputScaleY: -1}, " + square, filtered, picture);
     expect({{87, 37, 0x0000FF, "mirrored"}, {112, 62, 0x00FF00, "mirrored"}});
-}
-
-TEST_F(Drawing, MultipliesImagesByColourAndMask)
-{
-    draw("s: QCSprite {inputWidth: 0.5, inputHeight: 0.5, inputColor: '#8080ff80'}", "'x.output > s.inputImage'",
-        quarters(25));
-    expect({{87, 37, 0x400000, "red, halved twice"}, {112, 62, 0x404080, "white"}});
-    // The mask's grey: red counts 0.299, green 0.587, blue 0.114.
-    draw("s: QCSprite {inputWidth: 0.5, inputHeight: 0.5}", "'x.output > s.inputMask'", quarters(25));
-    expect({{112, 37, 0x969696, "through green"}, {112, 62, 0xFFFFFF, "white"}, {87, 62, 0x1D1D1D, "blue"}});
-}
-
-TEST_F(Drawing, BillboardsHaveFourSizes)
-{
-    const std::string custom = "b: QCBillboard {inputWidth: 1, inputHeight: 0.3} with {sizeMode: 'custom'}";
-    const struct {
-        std::string patch;
-        const char *box, *why;
-        const char* connection = "'x.output > b.inputImage'";
-    } cases[] = {
-        {"b: QCBillboard {inputX: 0.5, inputY: 0.2}", "140,20 159,39", "pixel for pixel"},
-        {"b: QCBillboard {inputScale: 0.6} with {sizeMode: 'autoHeight'}", "70,20 129,79", "the width is given"},
-        {"b: QCBillboard {inputScale: 0.4} with {sizeMode: 'autoWidth'}", "80,30 119,69", "the height is given"},
-        {custom, "50,35 149,64", "both are given"},
-        {custom, "200,100 -1,-1", "without an image nothing", ""},
-    };
-    for (const auto& [patch, box, why, connection] : cases) {
-        draw(patch, connection, quarters(10));
-        int left = kWidth, right = -1, top = kHeight, bottom = -1;
-        for (int k = 0; k < kWidth * kHeight; ++k) {
-            if ((pixels[static_cast<std::size_t>(k)] & 0xFFFFFF) != 0) {
-                left = std::min(left, k % kWidth);
-                right = std::max(right, k % kWidth);
-                top = std::min(top, k / kWidth);
-                bottom = std::max(bottom, k / kWidth);
-            }
-        }
-        const auto corner = [](int x, int y) { return std::to_string(x) + "," + std::to_string(y); };
-        EXPECT_EQ(corner(left, top) + " " + corner(right, bottom), box) << why;
-    }
-}
-
-TEST_F(Drawing, LightDarkensTheSideTurnedAway)
-{
-    const std::pair<const char*, int> cases[] = {{"0", 255}, {"60", 153}, {"180", 26}};
-    for (const auto& [turn, light] : cases) { // the cosine and the ambient light, a tenth
-        draw("l: QCLighting {inputObjectSpecular: 0, positionX_1: 0, positionY_1: 0, positionZ_1: 4} patches {"
-             "s: QCSprite {inputWidth: 0.3, inputHeight: 0.3, inputRY: "
-            + std::string(turn) + "}}");
-        EXPECT_NEAR(int(at(100, 50) & 255), light, light == 153 ? 12 : 2) << turn << " degrees";
-        EXPECT_EQ(at(100, 50) >> 16 & 255, at(100, 50) & 255);
-    }
-}
-
-TEST_F(Drawing, LinesRunFromColourToColour)
-{
-    draw("l: QCLine {inputStartX: -0.8, inputEndX: 0.8, inputStartColor: '#ff0000ff', inputEndColor: '#0000ffff', "
-         "inputLineWidth: 6}");
-    for (const int y : {48, 50, 51}) {
-        EXPECT_NEAR(int(at(21, y) >> 16 & 255), 254, 4);
-        EXPECT_NEAR(int(at(178, y) & 255), 254, 4);
-        expect({{100, y, 0x7F0080}});
-    }
-    expect({{100, 45, 0}, {100, 55, 0}, {10, 50, 0}});
 }
 
 // Corner colours through all the ways that corners take: the order in which shaders hand on what they have must not

@@ -1,4 +1,6 @@
 #include "base/Text.h"
+#include "platform/appkit/ImageCoding.h"
+#include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/drawing/FilterShaders.h"
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
@@ -11,6 +13,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -20,7 +23,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The examples of docs/patches: each says in the lines `//@` of its head what it must show.
+// The examples of docs/patches: each says in the lines `//@` of its head what it must show. Several times in a line are
+// frames in turn, and an output then has a value for each.
 class Example
 {
 public:
@@ -46,7 +50,7 @@ public:
             if (verb == "size")
                 words >> width_ >> height_;
             else if (verb == "time")
-                show(number(words));
+                play(words);
             else if (verb == "pixel")
                 expectPixel(words);
             else if (verb == "out")
@@ -57,13 +61,36 @@ public:
         }
         EXPECT_GT(expectations, 0);
     }
+    // As a screen shows it at the end; nothing if nobody looks at its pixels.
+    void paint(const fs::path& path) const
+    {
+        Bitmap opaque{width_, height_, pixels_};
+        for (std::uint32_t& pixel : opaque.pixels)
+            pixel |= 0xFF000000u;
+        const auto png = looked_ ? pngRepresentation(opaque) : std::nullopt;
+        if (png) {
+            EXPECT_EQ(writeFile(path, *png), 0) << path;
+        }
+    }
 
 private:
-    static double number(std::istringstream& words)
+    void play(std::istringstream& times)
     {
-        double number = -1;
-        EXPECT_TRUE(words >> number);
-        return number;
+        history_.clear();
+        double time = 0;
+        while (times >> time) {
+            show(time);
+            for (const PublishedPort& port : graph_->outputs())
+                history_[port.key]
+                    += (history_[port.key].empty() ? "" : " ") + shown(graph_->output(port.key, *stage_));
+        }
+        EXPECT_FALSE(history_.empty() && !graph_->outputs().empty()) << "no number";
+    }
+    void start()
+    {
+        std::istringstream zero("0");
+        if (!canvas_)
+            play(zero);
     }
     void show(double time)
     {
@@ -80,8 +107,8 @@ private:
     }
     void expectPixel(std::istringstream& words)
     {
-        if (!canvas_)
-            show(0);
+        start();
+        looked_ = true;
         int x = -1, y = -1, tolerance = 2;
         std::string color, within;
         words >> x >> y >> color >> within;
@@ -95,12 +122,12 @@ private:
     }
     void expectOutput(std::istringstream& words)
     {
-        if (!canvas_)
-            show(0);
+        start();
         std::string key, value;
         words >> key >> std::ws;
         std::getline(words, value);
-        EXPECT_EQ(shown(graph_->output(key, *stage_)), value);
+        value.erase(std::min(value.find("  // "), value.size()));
+        EXPECT_EQ(history_[key], value);
     }
 
     CompositionResult file_;
@@ -109,7 +136,9 @@ private:
     std::unique_ptr<GLCanvas> canvas_;
     std::unique_ptr<Stage> stage_;
     int width_ = 200, height_ = 100;
+    bool looked_ = false;
     std::vector<std::uint32_t> pixels_;
+    std::map<std::string, std::string> history_; // of each output, since the last line of times
 };
 
 std::vector<fs::path> examples()
@@ -128,10 +157,34 @@ TEST(PatchExamples, ShowWhatTheySay)
 {
     if (!GLContext::current())
         GTEST_SKIP();
+    const char* const pictures = std::getenv("VITREL_PICTURES");
     for (const fs::path& path : examples()) {
         SCOPED_TRACE(path.filename());
-        Example(path).play();
+        Example example(path);
+        example.play();
+        if (pictures) // script/patches asks for them
+            example.paint(fs::path(pictures) / path.filename().replace_extension(".png"));
     }
+}
+
+// CLASS/IDENTIFIER is in CLASS.IDENTIFIER.json; a class or filter is in NAME.json, or in NAME.WORD.json for a matter of
+// it.
+TEST(PatchExamples, AreThereForEachClassAndFilter)
+{
+    std::set<std::string> shown{"QCImageFilter"}; // whose filters are below
+    for (const fs::path& path : examples()) {
+        const std::string name = path.stem();
+        shown.insert({name, name.substr(0, name.find('.'))});
+    }
+    std::vector<std::string> names = registry().names(), missing;
+    for (const Filter& filter : allFilters())
+        names.emplace_back(filter.name);
+    for (std::string name : names) {
+        std::replace(name.begin(), name.end(), '/', '.');
+        if (!shown.count(name))
+            missing.push_back(name);
+    }
+    EXPECT_THAT(missing, testing::IsEmpty());
 }
 
 // A shader that a driver refuses, or a filter without one, would hand the image on, and nobody would know.

@@ -1,4 +1,5 @@
-// Every filter that compositions may use, by its documented name, parameters and usual values.
+// Every filter that compositions may use, by its documented name, parameters and usual values. The page of examples
+// takes its groups and values from here.
 #include "platform/quartzcomposer/scene/Filters.h"
 
 #include <algorithm>
@@ -50,6 +51,7 @@ double clearBeyond(double radius, const NSColor& outer)
 }
 
 constexpr Filter kFilters[] = {
+    // Common ones
     {"CICrop", R::Crop, VITREL_ONE_IMAGE, {{"inputRectangle", K::Rectangle, {0, 0, 300, 300}}}},
     {"CIAffineTransform", R::Transform, VITREL_ONE_IMAGE, {{"inputTransform", K::Transform}}},
     {"CIAffineClamp", R::Infinite, VITREL_ONE_IMAGE, {{"inputTransform", K::Transform}}},
