@@ -393,8 +393,8 @@ class RandomPatch final : public TimedPatch
         const double s = f * f * (3 - 2 * f);
         return at(knot) * (1 - s) + at(knot + 1) * s;
     }
-    // Perlin's gradient noise in one dimension, four octaves; around the middle of the range. It is the middle itself at
-    // every whole number, so the octaves are shifted: compositions ask at whole seconds.
+    // Perlin's gradient noise in one dimension, four octaves; around the middle of the range. It is the middle itself
+    // at every whole number, so the octaves are shifted: compositions ask at whole seconds.
     double perlin(double x) const
     {
         double sum = 0;
