@@ -28,7 +28,8 @@ constexpr FilterRow kRows[] = {
         "return at(0, clamp(p, extent0.xy + 0.5, extent0.xy + extent0.zw - 0.5));"},
     {"CIConstantColorGenerator", "return c[0];"},
     {"CIRadialGradient",
-        "float t = (distance(d, vec2(n[0], n[1])) - n[2]) / max(n[3] - n[2], 1e-4); return dithered(mix(c[0], c[1], "
+        "float w = n[3] - n[2], t = (distance(d, vec2(n[0], n[1])) - n[2]) / (abs(w) < 1e-4 ? 1e-4 : w);"
+        "return dithered(mix(c[0], c[1], "
         "clamp(t, 0.0, 1.0)));"},
     {"CIGaussianGradient",
         "float r = distance(d, vec2(n[0], n[1])) / max(n[2], 1e-4);"
