@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include <cmath>
 
 namespace vitrel::qc {
@@ -289,6 +291,21 @@ TEST(Iterator, EndsHoweverManyTimesItIsToRun)
         EXPECT_LE(player.frame(0).evaluations, 1'000'000u);
         EXPECT_LE(player.frame(1).evaluations, 1'000'000u);
     }
+}
+
+// Points that scripts of one text throw would all fall on one place.
+TEST(Scripts, DrawNumbersOfTheirOwn)
+{
+    const auto thrown = [] {
+        const std::string script
+            = "QCJavaScript with {script: 'function (__number x) main () { return {x: Math.random()}; }'}";
+        Player player("{outputs: {a: 'a.x', b: 'b.x', c: 'm.c'}, patches: {a: " + script + ", b: " + script
+            + ", m: QCPatch outputs {c: 'c.x'} patches {c: " + script + "}}}");
+        player.frame(0);
+        return std::set<std::string>{player.out("a"), player.out("b"), player.out("c")};
+    };
+    EXPECT_EQ(thrown().size(), 3u);
+    EXPECT_EQ(thrown(), thrown());
 }
 
 } // namespace vitrel::qc

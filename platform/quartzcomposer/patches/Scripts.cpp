@@ -1,4 +1,5 @@
 // JavaScript in compositions.
+#include "platform/quartzcomposer/graph/Macro.h"
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 #include "platform/quartzcomposer/script/Script.h"
 #include "platform/quartzcomposer/script/ScriptHeader.h"
@@ -113,6 +114,9 @@ class JavaScriptPatch final : public Patch
         if (!header)
             return;
         source_ = header->source;
+        // By its place in the composition, so that scripts don't all draw the same numbers.
+        for (const Macro* macro = parent; macro; macro = macro->parent)
+            place_ = place_ * 1'000'003u + macro->nodes().size() + 1;
         for (const ScriptParameter& parameter : header->inputs) {
             Argument argument{{}, parameter.arrayCount > 0};
             each(parameter, [&](const std::string& key) {
@@ -140,7 +144,9 @@ class JavaScriptPatch final : public Patch
     void evaluate(Evaluation&) override
     {
         if (!source_.empty()) {
-            auto compiled = Script::compile(source_);
+            ScriptLimits limits;
+            limits.seed = place_;
+            auto compiled = Script::compile(source_, limits);
             source_.clear();
             if (compiled)
                 script_ = std::move(*compiled);
@@ -176,6 +182,7 @@ class JavaScriptPatch final : public Patch
     }
 
     std::string source_;
+    std::uint64_t place_ = 0;
     std::unique_ptr<Script> script_;
     std::vector<Argument> arguments_;
     std::vector<Result> results_;

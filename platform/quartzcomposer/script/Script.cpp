@@ -165,6 +165,7 @@ Result<std::unique_ptr<Script>, ScriptError> Script::compile(std::string_view so
     JSContext* context = shared->context();
     auto engine = std::make_unique<Engine>(shared);
     engine->limits = limits;
+    engine->seed ^= limits.seed * 0xBF58476D1CE4E5B9u; // the one seed that would make nothing but zeros isn't a count
     engine->name = name;
     if (!engine->makeGlobal()) {
         JS_ClearPendingException(context);

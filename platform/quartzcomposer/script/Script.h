@@ -4,6 +4,7 @@
 #include "platform/quartzcomposer/script/ScriptValue.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@ struct ScriptLimits {
     // Milliseconds of the thread's own processor time.
     double compileMilliseconds = 250;
     double runMilliseconds = 100;
+    std::uint64_t seed = 0; // of Math.random
 };
 
 struct ScriptError {
@@ -25,8 +27,8 @@ struct ScriptError {
 // A plain JavaScript text with a function `main`, loaded and ready to be called. Scripts of one thread share an engine
 // with 64 MiB of memory for all that they keep, and see nothing of each other. One that needs more is switched off for
 // good; so is, in its place, another that keeps more than half of it. What looks at no interruption for half a second
-// more than its time ends the process (ScriptRecord.h). Math.random gives every script the same numbers, so that a
-// composition can be repeated; print, log and alert do nothing. A script belongs to the thread that made it.
+// more than its time ends the process (ScriptRecord.h). Math.random gives scripts of one seed the same numbers, so that
+// a composition can be repeated; print, log and alert do nothing. A script belongs to the thread that made it.
 class Script
 {
 public:
