@@ -20,10 +20,7 @@ class IteratorPatch final : public Macro
     bool updatesAsAWhole() const override { return true; }
     void runNodes(Evaluation& e) override
     {
-        iterate(e, [&] {
-            executeNodes(e);
-            rememberPublished(e);
-        });
+        iterate(e, [&] { executeNodes(e); });
     }
     void updatePublished(Evaluation& e) override
     {
