@@ -2,6 +2,7 @@
 #include "base/Text.h"
 #include "platform/appkit/ImageScaling.h"
 #include "platform/appkit/NSImage.h"
+#include "platform/appkit/SmoothEnlarging.h"
 
 #include <gmock/gmock.h>
 #include <vips/vips.h>
@@ -377,6 +378,38 @@ TEST(Enlarged, RunsEvenlyFromPixelToPixel)
                         << factor << ' ' << x << ' ' << y;
                 }
     }
+}
+
+// What alternates by a step is a half everywhere once it is smoothed, and shown as as many of the one as of the other;
+// an even rise stays one, and the picture may end within a pixel.
+TEST(Enlarged, ShowsWhatIsBetweenTwoSteps)
+{
+    SmoothEnlarging smooth;
+    const auto shown = [&](auto channel, int columns, int rows, int width, int height) {
+        Bitmap bitmap{columns, rows, {}};
+        for (int k = 0; k < columns * rows; ++k)
+            bitmap.pixels.push_back(0xFF000000u + 0x010101u * std::uint32_t(channel(k % columns)));
+        smooth.take(bitmap);
+        std::vector<std::uint32_t> out(std::size_t(width * height) + 1, 0x12345678u);
+        smooth.write(out.data(), width, 0, 3);
+        smooth.write(out.data() + 3 * width, width, 3, height);
+        EXPECT_EQ(out.back(), 0x12345678u);
+        for (std::size_t k = 0; k + 1 < out.size(); ++k)
+            EXPECT_EQ(out[k], 0xFF000000u + 0x010101u * (out[k] & 255));
+        return out;
+    };
+    const auto halves = shown([](int x) { return 100 + x % 2; }, 8, 4, 32, 16);
+    for (int y = 0; y < 16; y += 4) {
+        for (int x = 8; x < 24; x += 4) { // the outermost pixels stay as they are
+            int sum = 0;
+            for (int k = 0; k < 16; ++k)
+                sum += int(halves[std::size_t((y + k / 4) * 32 + x + k % 4)] & 255);
+            EXPECT_EQ(sum, 16 * 100 + 8) << x << ' ' << y;
+        }
+    }
+    const auto rise = shown([](int x) { return 40 + 8 * x; }, 10, 1, 37, 4);
+    for (int x = 0; x < 37; ++x)
+        EXPECT_NEAR(rise[std::size_t(x)] & 255, 40 + 8 * ((x + 0.5) / 4 - 0.5), 1) << x;
 }
 
 } // namespace vitrel

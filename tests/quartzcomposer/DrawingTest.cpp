@@ -279,4 +279,50 @@ TEST_F(Drawing, SmoothsEdges)
     EXPECT_EQ(shades("QCSprite {inputWidth: 0.5}", 0), std::pair(std::size_t(2), false));
 }
 
+// Smooth layers ahead of all else have fewer pixels once they have settled: nobody sees it. A sharp one, one with an
+// edge within the picture, and what lies over them stay as they are to the pixel.
+TEST_F(Drawing, SmoothGroundsLookTheSame)
+{
+    if (!GLContext::current()->software())
+        GTEST_SKIP();
+    const std::string linear
+        = "g: QCImageFilter/CILinearGradient {inputPoint0_X: 0, inputPoint0_Y: 0, inputPoint1_X: 200, "
+          "inputPoint1_Y: 90, inputColor0: '#402010ff', inputColor1: '#c0a0ffff'}, ";
+    const std::string glow
+        = "g: QCImageFilter/CIGaussianGradient {inputCenter_X: 100, inputCenter_Y: 50, inputRadius: 50, "
+          "inputColor0: '#ffa05018', inputColor1: '#00000000'}, ";
+    const std::string checks = "g: QCImageFilter/CICheckerboardGenerator {inputWidth: 7}, ";
+    const auto differing = [&](const std::string& image, const std::string& place, bool twice) {
+        const CompositionFile file = fileOf("{patches: {c: QCClear {inputColor: '#101030ff'}, " + image
+            + "k: QCImageFilter/CICrop {inputRectangle_X: 0, inputRectangle_Y: 0, inputRectangle_Z: 200, "
+              "inputRectangle_W: 100}, b: QCBillboard {inputPixelAligned: false, "
+            + place + "} with {sizeMode: 'custom'}, "
+            + (twice ? "d: QCBillboard {inputPixelAligned: false, " + place + "} with {sizeMode: 'custom'}, " : "")
+            + "s: QCSprite {inputWidth: 0.1, inputHeight: 0.1, inputX: 0.4, inputColor: '#00ff00ff'}}, connections: "
+              "['g.outputImage > k.inputImage', 'k.outputImage > b.inputImage'"
+            + (twice ? ", 'k.outputImage > d.inputImage'" : "") + "]}");
+        CompositionGraph graph(file, registry());
+        auto canvas = GLCanvas::make(kWidth, kHeight, false);
+        Stage stage(*canvas);
+        std::vector<std::uint32_t> first(kWidth * kHeight), last(kWidth * kHeight);
+        for (int frame = 0; frame < 6; ++frame) {
+            graph.frame(stage, frame, Date::fromReferenceDate(0));
+            canvas->readInto(frame ? last.data() : first.data(), kWidth);
+        }
+        int count = 0;
+        for (std::size_t k = 0; k < last.size(); ++k) {
+            count += last[k] != first[k];
+            for (const int shift : {0, 8, 16})
+                EXPECT_NEAR(last[k] >> shift & 255, first[k] >> shift & 255, 2) << k % kWidth << ", " << k / kWidth;
+        }
+        EXPECT_EQ(last[50 * kWidth + 140], 0xFF00FF00u);
+        return count;
+    };
+    EXPECT_GT(differing(linear, "inputWidth: 2, inputHeight: 1, inputBlending: 0", false), 1000);
+    EXPECT_GT(differing(glow, "inputWidth: 2, inputHeight: 1, inputBlending: 1", false), 1000);
+    EXPECT_EQ(differing(linear, "inputWidth: 1.9, inputHeight: 1, inputBlending: 1", true), 0);
+    EXPECT_EQ(differing(glow, "inputWidth: 1.9, inputHeight: 1, inputBlending: 0", true), 0);
+    EXPECT_EQ(differing(checks, "inputWidth: 2, inputHeight: 1, inputBlending: 0", false), 0);
+}
+
 } // namespace vitrel::qc

@@ -13,10 +13,6 @@ namespace vitrel::qc {
 
 namespace {
 
-// What the fragment shader does beyond nothing. The barest one that will do is chosen: software renderers have a
-// fast path for plain sampling.
-enum Variant : unsigned { kTextured = 1, kColored = 2, kMasked = 4, kAlphaTested = 8 };
-
 // Gathered corners; more are sent on their own.
 constexpr std::size_t kMaxGathered = 150'000;
 // Bytes of corners that the driver may keep for later; no frame that is meant to be seen has as many.
@@ -34,20 +30,6 @@ void main() {
     at = vec2(texture0.x, 1.0 - texture0.y);
     tint = color;
 })";
-
-std::string fragmentShader(unsigned variant)
-{
-    std::string text = "in vec4 tint; in vec2 at; out vec4 result; uniform sampler2D image; uniform sampler2D "
-                       "mask; uniform float least;\nvoid main() {\n";
-    text += variant & kTextured ? "vec4 c = texture(image, at);\n" : "vec4 c = vec4(1.0);\n";
-    if (variant & kColored)
-        text += "c *= tint;\n";
-    if (variant & kMasked)
-        text += "c *= dot(texture(mask, at).rgb, vec3(0.299, 0.587, 0.114));\n";
-    if (variant & kAlphaTested)
-        text += "if (c.a <= least) discard;\n";
-    return text + "result = c; }";
-}
 
 GLenum equation(BlendEquation which)
 {
@@ -68,6 +50,20 @@ bool finite(const CanvasVertex& v)
 }
 
 } // namespace
+
+std::string GLCanvas::fragmentShader(unsigned variant)
+{
+    std::string text = "in vec4 tint; in vec2 at; out vec4 result; uniform sampler2D image; uniform sampler2D "
+                       "mask; uniform float least;\nvoid main() {\n";
+    text += variant & kTextured ? "vec4 c = texture(image, at);\n" : "vec4 c = vec4(1.0);\n";
+    if (variant & kColored)
+        text += "c *= tint;\n";
+    if (variant & kMasked)
+        text += "c *= dot(texture(mask, at).rgb, vec3(0.299, 0.587, 0.114));\n";
+    if (variant & kAlphaTested)
+        text += "if (c.a <= least) discard;\n";
+    return text + "result = c; }";
+}
 
 std::unique_ptr<GLCanvas> GLCanvas::make(int width, int height, bool depth)
 {
@@ -171,13 +167,18 @@ void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8
     target.bind();
     glColorMask(colorMask & 1, colorMask & 2, colorMask & 4, colorMask & 8);
     glDepthMask(true);
-    const auto part = [&](double c) { return static_cast<float>(std::clamp(c * straight.alpha, 0.0, 1.0)); };
-    glClearColor(part(straight.red), part(straight.green), part(straight.blue),
-        static_cast<float>(std::clamp(straight.alpha, 0.0, 1.0)));
+    setClearColor(straight);
     if (depth)
         occlusion_.forget();
-    glClear((color ? static_cast<unsigned>(GL_COLOR_BUFFER_BIT) : 0u)
+    const bool waits = color && colorMask == 0xF && targets_.size() == 1 && openGround(straight);
+    glClear((color && !waits ? static_cast<unsigned>(GL_COLOR_BUFFER_BIT) : 0u)
         | (depth && target.hasDepth() ? static_cast<unsigned>(GL_DEPTH_BUFFER_BIT) : 0u));
+}
+
+void GLCanvas::setClearColor(const NSColor& straight)
+{
+    const auto part = [&](double c) { return static_cast<float>(std::clamp(c * straight.alpha, 0.0, 1.0)); };
+    glClearColor(part(straight.red), part(straight.green), part(straight.blue), part(1));
 }
 
 void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint)
@@ -187,7 +188,7 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     State state;
     if (paint.image) {
         state.texture
-            = filters_->texture(paint.image, width(), height(), texelsPerPixel(vertices, paint.image->extent()));
+            = filters_->texture(paint.image, width(), height(), texelsPerPixel(vertices, paint.image->extent()).least);
         if (!state.texture)
             return;
         state.variant |= kTextured;
@@ -219,8 +220,15 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     const bool widens = primitive != Primitive::Triangles;
     const auto wide = widens ? widened(primitive, vertices, paint.lineWidth) : std::vector<CanvasVertex>();
     const std::span<const CanvasVertex> triangles = widens ? std::span<const CanvasVertex>(wide) : vertices;
-    if (targets_.size() == 1)
-        noteEdges(triangles);
+    if (targets_.size() == 1) {
+        roughEdges_ = roughEdges_ || !areUpright(triangles);
+        if (isGroundOpen_ && isGround(triangles, paint, state)) {
+            ground_.push_back({state, {}});
+            std::copy_n(triangles.begin(), 6, ground_.back().corners.begin());
+            return;
+        }
+        layGround();
+    }
     gather(triangles, state, paint.mayComeEarlier);
 }
 
@@ -367,6 +375,8 @@ void GLCanvas::drawGathered()
 
 void GLCanvas::flush()
 {
+    if (targets_.size() == 1)
+        layGround();
     if (gathered_.empty())
         return;
     if (!solids_.empty())
@@ -394,7 +404,8 @@ void GLCanvas::flush()
 
 void GLCanvas::beginImage(int width, int height, bool depth, bool deep)
 {
-    flush();
+    if (!gathered_.empty()) // the ground may wait for more of it
+        flush();
     auto texture = Texture::fitting(width, height, deep ? Texture::Format::Halves : Texture::Format::Bytes);
     occlusion_.forget();
     targets_.emplace_back(texture ? std::move(texture) : targets_.back().texture(), width, height, depth);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/appkit/SmoothEnlarging.h"
 #include "platform/quartzcomposer/drawing/FilterRenderer.h"
 #include "platform/quartzcomposer/drawing/Occlusion.h"
 #include "platform/quartzcomposer/drawing/Program.h"
@@ -10,6 +11,7 @@
 
 #include <array>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace vitrel::qc {
@@ -72,7 +74,18 @@ private:
         friend bool operator==(const State&, const State&) = default;
     };
 
+    // What the fragment shader does beyond nothing. The barest one that will do is chosen: software renderers have a
+    // fast path for plain sampling.
+    enum Variant : unsigned { kTextured = 1, kColored = 2, kMasked = 4, kAlphaTested = 8 };
+    // A smooth picture among the first that are drawn.
+    struct GroundLayer {
+        State state;
+        std::array<CanvasVertex, 6> corners;
+        friend bool operator==(const GroundLayer&, const GroundLayer&) = default;
+    };
+
     GLCanvas() = default;
+    static std::string fragmentShader(unsigned variant);
     bool begin(int width, int height, bool depth);
     void flush();
     void apply(const State& state);
@@ -82,10 +95,18 @@ private:
     void gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier = false);
     void sortSolids();
     void drawGathered();
+    bool openGround(const NSColor& straight);
+    bool isGround(std::span<const CanvasVertex> corners, const Paint& paint, const State& state) const;
+    void layGround();
+    bool drawGround(std::vector<GroundLayer>& layers);
+    static void setClearColor(const NSColor& straight);
+    static bool areUpright(std::span<const CanvasVertex> triangles);
     std::vector<CanvasVertex> widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const;
     double pixelsOf(const CanvasVertex* triangle) const;
-    void noteEdges(std::span<const CanvasVertex> triangles);
-    double texelsPerPixel(std::span<const CanvasVertex> vertices, const Extent& extent) const;
+    struct Density {
+        double least, most;
+    };
+    Density texelsPerPixel(std::span<const CanvasVertex> vertices, const Extent& extent) const;
 
     std::vector<Target> targets_;
     Workload work_; // ahead of the filters, which share it
@@ -103,6 +124,12 @@ private:
     std::vector<Solid> solids_;
     Occlusion occlusion_; // on the present target
     bool anyOrder_ = true;
+    // Since the outermost target was to be cleared nothing but smooth layers came. All that waits; and the last ground.
+    bool isGroundOpen_ = false;
+    NSColor groundColor_, lastGroundColor_;
+    std::vector<GroundLayer> ground_, lastGround_;
+    TextureRef groundTexture_;
+    SmoothEnlarging groundPicture_;
     double gatheredPixels_ = 0;
     bool depth_ = false;
     int divisor_ = 1, samples_ = 0;

@@ -8,9 +8,9 @@
 namespace vitrel::qc {
 
 // A rectangle comes as two triangles, each with a level and an upright side.
-void GLCanvas::noteEdges(std::span<const CanvasVertex> triangles)
+bool GLCanvas::areUpright(std::span<const CanvasVertex> triangles)
 {
-    for (std::size_t k = 0; k + 3 <= triangles.size() && !roughEdges_; k += 3) {
+    for (std::size_t k = 0; k + 3 <= triangles.size(); k += 3) {
         bool level = false, upright = false;
         for (std::size_t side = 0; side < 3; ++side) {
             const float *a = triangles[k + side].position, *b = triangles[k + (side + 1) % 3].position;
@@ -19,8 +19,10 @@ void GLCanvas::noteEdges(std::span<const CanvasVertex> triangles)
             upright = upright || std::fabs(wx) <= slack;
             level = level || std::fabs(wy) <= slack;
         }
-        roughEdges_ = !level || !upright;
+        if (!level || !upright)
+            return false;
     }
+    return true;
 }
 
 // As many as it covers at most.
@@ -43,24 +45,26 @@ double GLCanvas::pixelsOf(const CanvasVertex* v) const
     return std::min(whole, within(x) * within(y)) / 4 * target;
 }
 
-// How many texels of the full image fall on a pixel, along the denser of a triangle's sides.
-double GLCanvas::texelsPerPixel(std::span<const CanvasVertex> v, const Extent& extent) const
+// How many texels of the full image fall on a pixel, along two of a triangle's sides.
+GLCanvas::Density GLCanvas::texelsPerPixel(std::span<const CanvasVertex> v, const Extent& extent) const
 {
     if (v.size() < 3 || extent.infinite)
-        return 1;
+        return {1, 1};
     const Texture& pixels = *targets_.back().texture();
     const auto inPixels = [&](const CanvasVertex& p) {
         const double w = std::fabs(p.position[3]) > 1e-6f ? p.position[3] : 1e-6;
         return std::array<double, 2>{p.position[0] / w * pixels.width() / 2, p.position[1] / w * pixels.height() / 2};
     };
-    double least = 1e9;
+    Density density{1e9, 0};
     for (const int k : {1, 2}) {
         const auto a = inPixels(v[k - 1]), b = inPixels(v[k]);
         const double texels = std::hypot((v[k].texture[0] - v[k - 1].texture[0]) * extent.width,
             (v[k].texture[1] - v[k - 1].texture[1]) * extent.height);
-        least = std::min(least, texels / std::max(std::hypot(b[0] - a[0], b[1] - a[1]), 1e-3));
+        const double along = texels / std::max(std::hypot(b[0] - a[0], b[1] - a[1]), 1e-3);
+        density.least = std::min(density.least, along);
+        density.most = std::max(density.most, along);
     }
-    return least;
+    return density;
 }
 
 // Lines and points as rectangles, since the core profile promises lines of one pixel only.

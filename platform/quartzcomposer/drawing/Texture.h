@@ -1,9 +1,11 @@
 #pragma once
 
+#include "platform/quartzcomposer/drawing/Smoothness.h"
 #include "platform/quartzcomposer/scene/Image.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace vitrel::qc {
@@ -37,6 +39,10 @@ public:
     std::uint64_t generation() const { return generation_; }
     // False once the context that it was made on is gone.
     bool valid() const;
+
+    // Of its pixels, once somebody has measured them, and how often that was asked for.
+    std::optional<Smoothness> smoothness;
+    int asked = 0;
 
     // The renderer's own, at most 16384.
     static int largestSide();

@@ -28,6 +28,7 @@ struct CanvasVertex {
     float position[4];
     float texture[2];
     float color[4];
+    friend bool operator==(const CanvasVertex&, const CanvasVertex&) = default;
 };
 
 struct Paint {
