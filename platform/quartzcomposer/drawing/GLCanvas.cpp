@@ -5,6 +5,7 @@
 #include <epoxy/gl.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -13,10 +14,6 @@ namespace vitrel::qc {
 
 namespace {
 
-// Gathered corners; more are sent on their own.
-constexpr std::size_t kMaxGathered = 150'000;
-// Bytes of corners that the driver may keep for later; no frame that is meant to be seen has as many.
-constexpr std::size_t kMaxSent = 32u << 20;
 // What of a pixel's alpha counts as clear.
 constexpr float kClear = 0.01f;
 
@@ -42,11 +39,16 @@ bool opaqueWhite(const CanvasVertex& v)
     return v.color[0] == 1 && v.color[1] == 1 && v.color[2] == 1 && v.color[3] == 1;
 }
 
-bool finite(const CanvasVertex& v)
+// By their bits, which compilers look at many of at once.
+bool areFinite(std::span<const CanvasVertex> vertices)
 {
-    return std::all_of(std::begin(v.position), std::end(v.position), [](float f) { return std::isfinite(f); })
-        && std::all_of(std::begin(v.texture), std::end(v.texture), [](float f) { return std::isfinite(f); })
-        && std::all_of(std::begin(v.color), std::end(v.color), [](float f) { return std::isfinite(f); });
+    constexpr std::size_t kNumbers = sizeof(CanvasVertex) / sizeof(float);
+    std::uint32_t endless = 0;
+    for (const CanvasVertex& vertex : vertices) {
+        for (const std::uint32_t bits : std::bit_cast<std::array<std::uint32_t, kNumbers>>(vertex))
+            endless |= (bits & 0x7F800000u) + 0x00800000u; // carries into the sign where all of the exponent is set
+    }
+    return (endless & 0x80000000u) == 0;
 }
 
 } // namespace
@@ -85,6 +87,7 @@ bool GLCanvas::begin(int width, int height, bool depth)
     glGenVertexArrays(1, &vertexArray_);
     glBindVertexArray(vertexArray_);
     glGenBuffers(1, &buffer_);
+    glGenBuffers(1, &orderBuffer_);
     glBindBuffer(GL_ARRAY_BUFFER, buffer_);
     const auto attribute = [](unsigned index, int size, std::size_t offset) {
         glEnableVertexAttribArray(index);
@@ -103,6 +106,7 @@ GLCanvas::~GLCanvas()
     if (!valid())
         return;
     glDeleteBuffers(1, &buffer_);
+    glDeleteBuffers(1, &orderBuffer_);
     glDeleteVertexArrays(1, &vertexArray_);
 }
 
@@ -159,11 +163,8 @@ void GLCanvas::clear(const NSColor& straight, bool color, bool depth, std::uint8
     const bool depthStays = !depth && (target.hasDepth() || state_.depth == DepthTest::ReadWrite);
     if (!color || colorMask != 0xF || depthStays)
         flush();
-    gathered_.clear();
-    solids_.clear();
-    anyOrder_ = true;
+    forgetGathered();
     gatheredPixels_ = 0;
-    state_ = {};
     target.bind();
     glColorMask(colorMask & 1, colorMask & 2, colorMask & 4, colorMask & 8);
     glDepthMask(true);
@@ -181,16 +182,16 @@ void GLCanvas::setClearColor(const NSColor& straight)
     glClearColor(part(straight.red), part(straight.green), part(straight.blue), part(1));
 }
 
-void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint)
+// Absent if nothing can be drawn. `first` are the corners of the first triangle, or fewer.
+std::optional<GLCanvas::State> GLCanvas::stateFor(
+    std::span<const CanvasVertex> vertices, std::span<const CanvasVertex> first, const Paint& paint)
 {
-    if (vertices.empty() || work_.isLate() || !std::all_of(vertices.begin(), vertices.end(), finite))
-        return;
     State state;
     if (paint.image) {
         state.texture
-            = filters_->texture(paint.image, width(), height(), texelsPerPixel(vertices, paint.image->extent()).least);
+            = filters_->texture(paint.image, width(), height(), texelsPerPixel(first, paint.image->extent()).least);
         if (!state.texture)
-            return;
+            return std::nullopt;
         state.variant |= kTextured;
     }
     if (paint.mask) {
@@ -217,66 +218,61 @@ void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices,
     state.culling = paint.culling;
     state.colorMask = paint.colorMask;
     state.nearest = paint.nearest;
-    const bool widens = primitive != Primitive::Triangles;
+    return state;
+}
+
+namespace {
+
+bool areHairlines(Primitive primitive, const Paint& paint)
+{
+    return primitive == Primitive::Lines && std::fabs(paint.lineWidth - 1) < 0.01f;
+}
+
+} // namespace
+
+void GLCanvas::draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint)
+{
+    if (vertices.empty() || work_.isLate() || !areFinite(vertices))
+        return;
+    auto state = stateFor(vertices, vertices, paint);
+    if (!state)
+        return;
+    const bool isHairline = areHairlines(primitive, paint), widens = primitive != Primitive::Triangles && !isHairline;
+    if (isHairline)
+        state->primitive = Primitive::Lines;
     const auto wide = widens ? widened(primitive, vertices, paint.lineWidth) : std::vector<CanvasVertex>();
-    const std::span<const CanvasVertex> triangles = widens ? std::span<const CanvasVertex>(wide) : vertices;
+    const std::span<const CanvasVertex> corners = widens ? std::span<const CanvasVertex>(wide) : vertices;
     if (targets_.size() == 1) {
-        roughEdges_ = roughEdges_ || !areUpright(triangles);
-        if (isGroundOpen_ && isGround(triangles, paint, state)) {
-            ground_.push_back({state, {}});
-            std::copy_n(triangles.begin(), 6, ground_.back().corners.begin());
+        roughEdges_ = roughEdges_ || isHairline || !areUpright(corners);
+        if (isGroundOpen_ && isGround(corners, paint, *state)) {
+            ground_.push_back({*state, {}});
+            std::copy_n(corners.begin(), 6, ground_.back().corners.begin());
             return;
         }
         layGround();
     }
-    gather(triangles, state, paint.mayComeEarlier);
+    gather(corners, {}, *state, paint.mayComeEarlier && !isHairline);
 }
 
-// What is nearest first: the rest is then hidden before it costs anything.
-void GLCanvas::sortSolids()
+void GLCanvas::drawShared(Primitive primitive, std::span<const CanvasVertex> vertices,
+    std::span<const std::uint16_t> corners, const Paint& paint)
 {
-    std::stable_sort(
-        solids_.begin(), solids_.end(), [](const Solid& a, const Solid& b) { return a.nearest < b.nearest; });
-    sorted_.clear();
-    for (const Solid& solid : solids_) {
-        for (std::size_t k = solid.first; k + 3 <= solid.end; k += 3) {
-            const CanvasVertex* const corners = &gathered_[k];
-            if (occlusion_.isSeen(corners[0], corners[1], corners[2]))
-                sorted_.insert(sorted_.end(), corners, corners + 3);
-        }
-        occlusion_.add(std::span(gathered_).subspan(solid.first, solid.end - solid.first));
-    }
-    gathered_.swap(sorted_);
-}
-
-void GLCanvas::gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier)
-{
-    const bool anyOrder = mayComeEarlier && state.blending == Blending::Replace && state.depth == DepthTest::ReadWrite
-        && !state.texture && !state.mask && !state.scissor;
-    if (!(state == state_) || gathered_.size() + vertices.size() > kMaxGathered || (anyOrder_ && !anyOrder)) {
-        flush();
-        state_ = state;
-    }
-    anyOrder_ = anyOrder_ && anyOrder;
-    if (anyOrder_) {
-        Solid solid{1e9f, gathered_.size(), gathered_.size() + vertices.size() / 3 * 3};
-        for (const CanvasVertex& vertex : vertices)
-            solid.nearest = std::min(solid.nearest, vertex.position[2] / std::max(vertex.position[3], 1e-6f));
-        solids_.push_back(solid);
-        // What of it will cost anything shows once all are there.
-        gathered_.insert(
-            gathered_.end(), vertices.begin(), vertices.begin() + static_cast<std::ptrdiff_t>(vertices.size() / 3 * 3));
+    const bool isHairline = areHairlines(primitive, paint);
+    if (primitive != Primitive::Triangles && !isHairline)
+        return Canvas::drawShared(primitive, vertices, corners, paint);
+    if (corners.size() < 2 || work_.isLate() || !areFinite(vertices))
         return;
+    const CanvasVertex first[]
+        = {vertices[corners[0]], vertices[corners[1]], vertices[corners[std::min<std::size_t>(corners.size(), 3) - 1]]};
+    auto state = stateFor(vertices, first, paint);
+    if (!state)
+        return;
+    state->primitive = primitive;
+    if (targets_.size() == 1) {
+        roughEdges_ = true;
+        layGround();
     }
-    for (std::size_t k = 0; k + 3 <= vertices.size() && !work_.isLate(); k += 3) {
-        gathered_.insert(gathered_.end(), vertices.begin() + k, vertices.begin() + k + 3);
-        gatheredPixels_ += pixelsOf(&vertices[k]);
-        if (gatheredPixels_ > Workload::kPixels) {
-            flush();
-            state_ = state;
-            anyOrder_ = false;
-        }
-    }
+    gather(vertices, corners, *state, paint.mayComeEarlier && !isHairline);
 }
 
 const Program& GLCanvas::program(unsigned variant)
@@ -351,55 +347,6 @@ void GLCanvas::applyModes(const State& state)
         glCullFace(state.culling == Culling::BackFaces ? GL_BACK : GL_FRONT);
     }
     glColorMask(state.colorMask & 1, state.colorMask & 2, state.colorMask & 4, state.colorMask & 8);
-}
-
-// In pieces that are worth a look at the clock.
-void GLCanvas::drawGathered()
-{
-    if (solids_.empty()) {
-        glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(gathered_.size()));
-        ++drawCalls_;
-        return;
-    }
-    std::size_t first = 0;
-    for (std::size_t k = 0; k + 3 <= gathered_.size() && !work_.isLate(); k += 3) {
-        gatheredPixels_ += pixelsOf(&gathered_[k]);
-        if (gatheredPixels_ <= Workload::kPixels && k + 6 <= gathered_.size())
-            continue;
-        glDrawArrays(GL_TRIANGLES, static_cast<GLint>(first), static_cast<GLsizei>(k + 3 - first));
-        ++drawCalls_;
-        first = k + 3;
-        work_.spend(std::exchange(gatheredPixels_, 0));
-    }
-}
-
-void GLCanvas::flush()
-{
-    if (targets_.size() == 1)
-        layGround();
-    if (gathered_.empty())
-        return;
-    if (!solids_.empty())
-        sortSolids();
-    if (state_.depth != DepthTest::None)
-        targets_.back().wantDepth();
-    targets_.back().bind();
-    apply(state_);
-    glBindVertexArray(vertexArray_);
-    glBindBuffer(GL_ARRAY_BUFFER, buffer_);
-    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(gathered_.size() * sizeof(CanvasVertex)), gathered_.data(),
-        GL_STREAM_DRAW);
-    drawGathered();
-    sent_ += gathered_.size() * sizeof(CanvasVertex);
-    if (sent_ > kMaxSent) {
-        glFinish();
-        sent_ = 0;
-    }
-    gathered_.clear();
-    solids_.clear();
-    anyOrder_ = true;
-    state_ = {};
-    work_.spend(std::exchange(gatheredPixels_, 0));
 }
 
 void GLCanvas::beginImage(int width, int height, bool depth, bool deep)

@@ -30,6 +30,8 @@ public:
     int largestSide() const override;
     void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) override;
     void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) override;
+    void drawShared(Primitive primitive, std::span<const CanvasVertex> vertices, std::span<const std::uint16_t> corners,
+        const Paint& paint) override;
     bool drawShaded(Primitive primitive, std::span<const ShaderVertex> vertices, const ShaderUse& use,
         const ShaderSurroundings& around, const Paint& paint) override;
     void beginFrame(std::chrono::steady_clock::time_point end) override;
@@ -62,6 +64,7 @@ private:
     // What must be equal for two calls to be one.
     struct State {
         TextureRef texture, mask;
+        Primitive primitive = Primitive::Triangles; // or lines of one pixel, which OpenGL draws itself
         unsigned variant = 0;
         Blending blending = Blending::Over;
         DepthTest depth = DepthTest::None;
@@ -92,7 +95,13 @@ private:
     void applyModes(const State& state);
     void cutTo(const PixelRectangle& area) const;
     const Program& program(unsigned variant);
-    void gather(std::span<const CanvasVertex> vertices, const State& state, bool mayComeEarlier = false);
+    std::optional<State> stateFor(
+        std::span<const CanvasVertex> vertices, std::span<const CanvasVertex> first, const Paint& paint);
+    void gather(std::span<const CanvasVertex> vertices, std::span<const std::uint16_t> corners, const State& state,
+        bool mayComeEarlier);
+    void gatherInTurn(std::span<const CanvasVertex> corners);
+    void forgetGathered();
+    void send(unsigned target, std::size_t& room, const void* data, std::size_t size);
     void sortSolids();
     void drawGathered();
     bool openGround(const NSColor& straight);
@@ -102,7 +111,8 @@ private:
     static void setClearColor(const NSColor& straight);
     static bool areUpright(std::span<const CanvasVertex> triangles);
     std::vector<CanvasVertex> widened(Primitive primitive, std::span<const CanvasVertex> vertices, float size) const;
-    double pixelsOf(const CanvasVertex* triangle) const;
+    double pixelsOf(const CanvasVertex& a, const CanvasVertex& b, const CanvasVertex& c) const;
+    double pixelsOf(const CanvasVertex& from, const CanvasVertex& to) const;
     struct Density {
         double least, most;
     };
@@ -113,13 +123,15 @@ private:
     std::array<std::unique_ptr<Program>, 16> programs_;
     std::unique_ptr<FilterRenderer> filters_;
     std::unique_ptr<ShaderRenderer> shaders_; // once there is an author's program
-    unsigned vertexArray_ = 0, buffer_ = 0;
+    unsigned vertexArray_ = 0, buffer_ = 0, orderBuffer_ = 0;
+    std::size_t room_ = 0, orderRoom_ = 0; // bytes that the buffers have
     State state_;
-    std::vector<CanvasVertex> gathered_, sorted_;
+    std::vector<CanvasVertex> gathered_;
+    std::vector<std::uint32_t> order_, sorted_; // numbers of the gathered; none if they come as they are
     // Calls among the gathered, if all of them may come in the order of their distance.
     struct Solid {
         float nearest;
-        std::size_t first, end;
+        std::size_t base, endOfVertices, first, end; // of the gathered, and of their order
     };
     std::vector<Solid> solids_;
     Occlusion occlusion_; // on the present target

@@ -26,16 +26,17 @@ bool GLCanvas::areUpright(std::span<const CanvasVertex> triangles)
 }
 
 // As many as it covers at most.
-double GLCanvas::pixelsOf(const CanvasVertex* v) const
+double GLCanvas::pixelsOf(const CanvasVertex& a, const CanvasVertex& b, const CanvasVertex& c) const
 {
+    const CanvasVertex* const v[] = {&a, &b, &c};
     const double target = double(targets_.back().texture()->width()) * targets_.back().texture()->height();
     double x[3], y[3];
     for (int k = 0; k < 3; ++k) {
-        const double w = v[k].position[3];
+        const double w = v[k]->position[3];
         if (w <= 0)
             return target; // it reaches behind the eye
-        x[k] = v[k].position[0] / w;
-        y[k] = v[k].position[1] / w;
+        x[k] = v[k]->position[0] / w;
+        y[k] = v[k]->position[1] / w;
     }
     const auto within = [](const double(&c)[3]) {
         return std::max(
@@ -43,6 +44,18 @@ double GLCanvas::pixelsOf(const CanvasVertex* v) const
     };
     const double whole = std::fabs((x[1] - x[0]) * (y[2] - y[0]) - (x[2] - x[0]) * (y[1] - y[0])) / 2;
     return std::min(whole, within(x) * within(y)) / 4 * target;
+}
+
+double GLCanvas::pixelsOf(const CanvasVertex& from, const CanvasVertex& to) const
+{
+    const Texture& pixels = *targets_.back().texture();
+    const double side = std::max(pixels.width(), pixels.height());
+    if (from.position[3] <= 0 || to.position[3] <= 0)
+        return side;
+    const auto along = [&](int k) {
+        return std::fabs(double(from.position[k]) / from.position[3] - double(to.position[k]) / to.position[3]);
+    };
+    return std::min(side, std::max(along(0) * pixels.width(), along(1) * pixels.height()) / 2);
 }
 
 // How many texels of the full image fall on a pixel, along two of a triangle's sides.
@@ -67,7 +80,7 @@ GLCanvas::Density GLCanvas::texelsPerPixel(std::span<const CanvasVertex> v, cons
     return density;
 }
 
-// Lines and points as rectangles, since the core profile promises lines of one pixel only.
+// Wider lines and points as rectangles, since the core profile promises lines of one pixel only.
 std::vector<CanvasVertex> GLCanvas::widened(
     Primitive primitive, std::span<const CanvasVertex> vertices, float size) const
 {

@@ -57,7 +57,8 @@ bool GLCanvas::isGround(std::span<const CanvasVertex> corners, const Paint& pain
     const bool isPlain = state.texture && !state.mask && !(state.variant & kAlphaTested) && !state.scissor
         && state.depth == DepthTest::None && state.culling == Culling::None && state.colorMask == 0xF && !state.nearest
         && state.colorEquation == BlendEquation::Add && state.alphaEquation == BlendEquation::Add;
-    if (!isPlain || corners.size() != 6 || !paint.image || paint.image->bitmap() || !areUpright(corners))
+    if (!isPlain || state.primitive != Primitive::Triangles || corners.size() != 6 || !paint.image
+        || paint.image->bitmap() || !areUpright(corners))
         return false;
     float left = 1e9f, right = -1e9f, bottom = 1e9f, top = -1e9f;
     for (const CanvasVertex& v : corners) {
@@ -87,7 +88,8 @@ void GLCanvas::layGround()
     layers.swap(ground_);
     double pixels = 0;
     for (const GroundLayer& layer : layers)
-        pixels += pixelsOf(&layer.corners[0]) + pixelsOf(&layer.corners[3]);
+        pixels += pixelsOf(layer.corners[0], layer.corners[1], layer.corners[2])
+            + pixelsOf(layer.corners[3], layer.corners[4], layer.corners[5]);
     Target& target = targets_.front();
     const int width = target.texture()->width(), height = target.texture()->height();
     if (pixels < kWorthwhile * width * height || !drawGround(layers)) {
@@ -96,7 +98,7 @@ void GLCanvas::layGround()
         setClearColor(groundColor_);
         glClear(GL_COLOR_BUFFER_BIT);
         for (const GroundLayer& layer : layers)
-            gather(layer.corners, layer.state);
+            gather(layer.corners, {}, layer.state, false);
         return;
     }
     // In strips: what was just written is still at hand when the driver copies it.
@@ -140,7 +142,7 @@ bool GLCanvas::drawGround(std::vector<GroundLayer>& layers)
             v.position[1] = (v.position[1] - w) * down + w;
         }
         apply(layer.state);
-        glBufferData(GL_ARRAY_BUFFER, sizeof corners, corners.data(), GL_STREAM_DRAW);
+        send(GL_ARRAY_BUFFER, room_, corners.data(), sizeof corners);
         glDrawArrays(GL_TRIANGLES, 0, GLsizei(corners.size()));
         ++drawCalls_;
     }

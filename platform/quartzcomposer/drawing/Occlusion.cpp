@@ -1,7 +1,7 @@
 #include "platform/quartzcomposer/drawing/Occlusion.h"
 
 #include <algorithm>
-#include <cmath>
+#include <iterator>
 
 namespace vitrel::qc {
 
@@ -10,43 +10,32 @@ namespace {
 // Depths differ by as much between the processor's sums and the renderer's.
 constexpr float kMargin = 1e-5f;
 
-struct Place {
-    float x, y, z; // tiles, and the depth from -1 to 1
-};
+} // namespace
 
-// False for a triangle that reaches behind the eye.
-bool place(const CanvasVertex& vertex, int columns, int rows, Place& out)
+Occlusion::Place Occlusion::placeOf(const CanvasVertex& vertex)
 {
     const float w = vertex.position[3];
     if (!(w > 1e-6f))
-        return false;
-    out = {(vertex.position[0] / w + 1) * 0.5f * static_cast<float>(columns),
-        (vertex.position[1] / w + 1) * 0.5f * static_cast<float>(rows), vertex.position[2] / w};
-    return true;
+        return {0, 0, 0, false};
+    return {(vertex.position[0] / w + 1) * 0.5f * static_cast<float>(kColumns),
+        (vertex.position[1] / w + 1) * 0.5f * static_cast<float>(kRows), vertex.position[2] / w, true};
 }
 
-struct Tiles {
-    int left, right, bottom, top; // the last included
-};
-
-Tiles tilesOf(const Place& a, const Place& b, const Place& c, int columns, int rows)
+Occlusion::Tiles Occlusion::tilesOf(const Place& a, const Place& b, const Place& c)
 {
-    const auto tile = [](float at, int count) {
-        return static_cast<int>(std::clamp(std::floor(at), 0.0f, static_cast<float>(count - 1)));
+    const auto tile = [](float at, int count) { // rounded down: nothing below 0 is left then
+        return static_cast<int>(std::clamp(at, 0.0f, static_cast<float>(count - 1)));
     };
-    return {tile(std::min({a.x, b.x, c.x}), columns), tile(std::max({a.x, b.x, c.x}), columns),
-        tile(std::min({a.y, b.y, c.y}), rows), tile(std::max({a.y, b.y, c.y}), rows)};
+    return {tile(std::min({a.x, b.x, c.x}), kColumns), tile(std::max({a.x, b.x, c.x}), kColumns),
+        tile(std::min({a.y, b.y, c.y}), kRows), tile(std::max({a.y, b.y, c.y}), kRows)};
 }
 
-} // namespace
-
-bool Occlusion::isSeen(const CanvasVertex& a, const CanvasVertex& b, const CanvasVertex& c) const
+bool Occlusion::isSeen(const Place& a, const Place& b, const Place& c) const
 {
-    Place p, q, r;
-    if (isEmpty_ || !place(a, kColumns, kRows, p) || !place(b, kColumns, kRows, q) || !place(c, kColumns, kRows, r))
+    if (!a.isThere || !b.isThere || !c.isThere)
         return true;
-    const float nearest = std::min({p.z, q.z, r.z}) - kMargin;
-    const Tiles tiles = tilesOf(p, q, r, kColumns, kRows);
+    const float nearest = std::min({a.z, b.z, c.z}) - kMargin;
+    const Tiles tiles = tilesOf(a, b, c);
     for (int y = tiles.bottom; y <= tiles.top; ++y) {
         for (int x = tiles.left; x <= tiles.right; ++x) {
             if (nearest <= depths_[static_cast<std::size_t>(y * kColumns + x)])
@@ -56,31 +45,45 @@ bool Occlusion::isSeen(const CanvasVertex& a, const CanvasVertex& b, const Canva
     return false;
 }
 
+void Occlusion::show(std::span<const CanvasVertex> vertices, std::uint32_t base, std::span<const std::uint32_t> corners,
+    std::vector<std::uint32_t>& seen)
+{
+    places_.clear();
+    std::transform(vertices.begin(), vertices.end(), std::back_inserter(places_), placeOf);
+    if (isEmpty_) {
+        seen.insert(seen.end(), corners.begin(), corners.end());
+    } else {
+        for (std::size_t k = 0; k + 3 <= corners.size(); k += 3) {
+            const std::uint32_t* const c = &corners[k];
+            if (isSeen(places_[c[0] - base], places_[c[1] - base], places_[c[2] - base]))
+                seen.insert(seen.end(), c, c + 3);
+        }
+    }
+    add(base, corners);
+}
+
 // The silhouette of a convex solid is convex, and so is the depth of its front: where it covers all corners of a tile,
 // it covers the tile, and is nowhere in it farther than at the farthest corner.
-void Occlusion::add(std::span<const CanvasVertex> solid)
+void Occlusion::add(std::uint32_t base, std::span<const std::uint32_t> corners)
 {
     constexpr float kNothing = 2;
-    Place low{1e9f, 1e9f, 0}, high{-1e9f, -1e9f, 0};
-    for (const CanvasVertex& vertex : solid) {
-        Place p;
-        if (!place(vertex, kColumns, kRows, p) || p.z <= -1)
+    Place low{1e9f, 1e9f, 0, true}, high{-1e9f, -1e9f, 0, true};
+    for (const Place& p : places_) {
+        if (!p.isThere || p.z <= -1)
             return; // cut open by the near plane
-        low = {std::min(low.x, p.x), std::min(low.y, p.y), 0};
-        high = {std::max(high.x, p.x), std::max(high.y, p.y), 0};
+        low = {std::min(low.x, p.x), std::min(low.y, p.y), 0, true};
+        high = {std::max(high.x, p.x), std::max(high.y, p.y), 0, true};
     }
     if (!(high.x - low.x >= 1 && high.y - low.y >= 1))
         return; // it covers no tile
-    const Tiles all = tilesOf(low, low, high, kColumns, kRows);
+    const Tiles all = tilesOf(low, low, high);
     const auto point
         = [this](int x, int y) -> float& { return points_[static_cast<std::size_t>(y * (kColumns + 1) + x)]; };
     for (int y = all.bottom; y <= all.top + 1; ++y)
         std::fill(&point(all.left, y), &point(all.right + 1, y) + 1, kNothing);
-    for (std::size_t k = 0; k + 3 <= solid.size(); k += 3) {
-        Place p{}, q{}, r{};
-        place(solid[k], kColumns, kRows, p);
-        place(solid[k + 1], kColumns, kRows, q);
-        place(solid[k + 2], kColumns, kRows, r);
+    for (std::size_t k = 0; k + 3 <= corners.size(); k += 3) {
+        const Place &p = places_[corners[k] - base], &q = places_[corners[k + 1] - base],
+                    &r = places_[corners[k + 2] - base];
         const float area = (q.x - p.x) * (r.y - p.y) - (r.x - p.x) * (q.y - p.y);
         if (area == 0)
             continue;
@@ -89,7 +92,7 @@ void Occlusion::add(std::span<const CanvasVertex> solid)
         };
         const float slopeX = ((q.z - p.z) * (r.y - p.y) - (r.z - p.z) * (q.y - p.y)) / area,
                     slopeY = ((r.z - p.z) * (q.x - p.x) - (q.z - p.z) * (r.x - p.x)) / area;
-        const Tiles tiles = tilesOf(p, q, r, kColumns, kRows);
+        const Tiles tiles = tilesOf(p, q, r);
         for (int y = tiles.bottom; y <= tiles.top + 1; ++y) {
             for (int x = tiles.left; x <= tiles.right + 1; ++x) {
                 const auto cx = static_cast<float>(x), cy = static_cast<float>(y);

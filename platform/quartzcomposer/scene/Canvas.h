@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace vitrel::qc {
 
@@ -64,6 +65,16 @@ public:
 
     virtual void clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask) = 0;
     virtual void draw(Primitive primitive, std::span<const CanvasVertex> vertices, const Paint& paint) = 0;
+    // The same where corners share vertices: the numbers of vertices, three for a triangle, two for a line.
+    virtual void drawShared(Primitive primitive, std::span<const CanvasVertex> vertices,
+        std::span<const std::uint16_t> corners, const Paint& paint)
+    {
+        std::vector<CanvasVertex> all;
+        all.reserve(corners.size());
+        for (const std::uint16_t corner : corners)
+            all.push_back(vertices[corner]);
+        draw(primitive, all, paint);
+    }
     // The same by an author's program. False if it doesn't work: the node is then drawn without it.
     virtual bool drawShaded(
         Primitive, std::span<const ShaderVertex>, const ShaderUse&, const ShaderSurroundings&, const Paint&)
@@ -96,6 +107,7 @@ public:
     int height() const override { return sizes_.back().second; }
     void clear(const NSColor&, bool, bool, std::uint8_t) override { }
     void draw(Primitive, std::span<const CanvasVertex>, const Paint&) override { }
+    void drawShared(Primitive, std::span<const CanvasVertex>, std::span<const std::uint16_t>, const Paint&) override { }
     void beginImage(int width, int height, bool, bool) override { sizes_.emplace_back(width, height); }
     ImageRef endImage() override
     {

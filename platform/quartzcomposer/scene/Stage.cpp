@@ -236,17 +236,23 @@ void Stage::show(Primitive primitive, const Paint& paint)
 {
     flattenIfEquallyFar(scratch_);
     if (primitive == Primitive::Triangles && environment_.raster && environment_.raster->changesPolygons())
-        drawPolygons(scratch_, within(paint));
+        drawPolygons(scratch_, {}, within(paint));
     else
         canvas_->draw(primitive, scratch_, within(paint));
     if (shine_.empty())
         return;
     flattenIfEquallyFar(shine_);
+    canvas_->draw(primitive, shine_, shining(paint));
+}
+
+// Of what is added to a lit image.
+Paint Stage::shining(const Paint& paint) const
+{
     Paint over = within(paint);
     over.image = over.mask = nullptr;
     over.blending = Blending::Add;
     over.depth = paint.depth == DepthTest::None ? DepthTest::None : DepthTest::ReadOnly;
-    canvas_->draw(primitive, shine_, over);
+    return over;
 }
 
 void Stage::draw(Primitive primitive, std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint,
@@ -271,23 +277,26 @@ void Stage::drawShared(std::span<const SolidVertex> vertices, std::span<const st
             return;
     }
     transform(vertices, shape * local, paint, true);
-    const auto spread = [&](std::vector<CanvasVertex>& shared) {
-        triangles_.clear();
-        for (std::size_t k = 0; k + 2 < corners.size(); k += 3) {
-            const CanvasVertex &a = scratch_[corners[k]], &b = scratch_[corners[k + 1]], &c = scratch_[corners[k + 2]];
-            if (isSeen(a, b, c, paint.culling))
-                triangles_.insert(
-                    triangles_.end(), {shared[corners[k]], shared[corners[k + 1]], shared[corners[k + 2]]});
-        }
-    };
-    if (!shine_.empty()) {
-        spread(shine_);
-        shine_.swap(triangles_);
+    seen_.clear();
+    for (std::size_t k = 0; k + 2 < corners.size(); k += 3) {
+        if (isSeen(scratch_[corners[k]], scratch_[corners[k + 1]], scratch_[corners[k + 2]], paint.culling))
+            seen_.insert(seen_.end(), {corners[k], corners[k + 1], corners[k + 2]});
     }
-    spread(scratch_);
-    scratch_.swap(triangles_);
-    if (!scratch_.empty())
-        show(Primitive::Triangles, paint);
+    if (!seen_.empty())
+        showShared(paint);
+}
+
+void Stage::showShared(const Paint& paint)
+{
+    flattenIfEquallyFar(scratch_);
+    if (environment_.raster && environment_.raster->changesPolygons())
+        drawPolygons(scratch_, seen_, within(paint));
+    else
+        canvas_->drawShared(Primitive::Triangles, scratch_, seen_, within(paint));
+    if (shine_.empty())
+        return;
+    flattenIfEquallyFar(shine_);
+    canvas_->drawShared(Primitive::Triangles, shine_, seen_, shining(paint));
 }
 
 void Stage::drawFlat(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint)

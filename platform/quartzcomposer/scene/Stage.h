@@ -116,11 +116,15 @@ private:
     Paint within(const Paint& paint) const;
     void transform(std::span<const SolidVertex> vertices, const Matrix& shape, const Paint& paint, bool lit);
     void show(Primitive primitive, const Paint& paint);
+    void showShared(const Paint& paint);
+    Paint shining(const Paint& paint) const;
     void cutBehindTheEye(Primitive primitive);
     Matrix placed() const; // from the viewport's clip space to the target's
     void applyRaster(Paint& paint) const;
-    void addEdge(std::vector<CanvasVertex>& lines, const CanvasVertex& a, const CanvasVertex& b);
-    void drawPolygons(std::span<const CanvasVertex> corners, const Paint& paint);
+    bool isNewEdge(const CanvasVertex& a, const CanvasVertex& b);
+    void drawSides(std::span<const CanvasVertex> vertices, std::span<const std::uint16_t> corners, const Paint& paint);
+    void drawPolygons(
+        std::span<const CanvasVertex> vertices, std::span<const std::uint16_t> corners, const Paint& paint);
     Matrix view() const;
     Matrix projection() const;
 
@@ -134,11 +138,12 @@ private:
     Canvas& outermost_;
     Environment environment_;
     std::vector<Outer> outer_;
-    std::array<std::vector<CanvasVertex>, 3> polygons_; // filled, lines, points
+    std::array<std::vector<std::uint16_t>, 3> polygons_; // corners that are filled, lines, points
     std::array<std::uint64_t, 2048> edges_{}; // of the solid that is drawn as lines, by their hash
     std::uint64_t edgesOf_ = 0;
     std::size_t recorded_ = 0; // corners in the last picture
-    std::vector<CanvasVertex> scratch_, shine_, triangles_; // shine_ is empty unless something shines
+    std::vector<CanvasVertex> scratch_, shine_; // shine_ is empty unless something shines
+    std::vector<std::uint16_t> seen_; // corners of the triangles that may be in the picture
 };
 
 // A rectangle of two triangles about the origin, facing +z; texture upright.
