@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <string_view>
 
 namespace vitrel::qc {
 
@@ -149,15 +150,20 @@ FilterRenderer::Piece FilterRenderer::piece(const ImageRef& image, const Extent&
 
 namespace {
 
+bool is(const FilteredImage& image, std::string_view name)
+{
+    return image.filter.name == name;
+}
+
 bool goesThroughTransform(const FilteredImage& image)
 {
-    return image.filter == "CIAffineTransform" || image.filter == "CIAffineClamp" || image.filter == "CIAffineTile";
+    return is(image, "CIAffineTransform") || is(image, "CIAffineClamp") || is(image, "CIAffineTile");
 }
 
 // Shaders go from the result back to the source. Absent where there is no way back.
 std::optional<std::vector<double>> numbersFor(const FilteredImage& image)
 {
-    if (image.filter == "CIPerspectiveTransform")
+    if (is(image, "CIPerspectiveTransform"))
         return sharesOfQuadrangle(image.numbers);
     if (!goesThroughTransform(image))
         return image.numbers;
@@ -172,16 +178,15 @@ std::optional<std::vector<double>> numbersFor(const FilteredImage& image)
 bool softens(const FilteredImage& image)
 {
     const std::vector<double>& n = image.numbers;
-    return image.filter == "CICheapBlur" && n[0] * n[1] >= 4;
+    return is(image, "CICheapBlur") && n[0] * n[1] >= 4;
 }
 
-// What part of an image without an end a filter reads for the part of its result that is wanted.
-Extent needed(const FilteredImage& image, const Extent& wanted)
+// What part of an image without an end a filter reads for the part of its result that is wanted. `n` are its shader's
+// numbers.
+Extent needed(const FilteredImage& image, const std::vector<double>& n, const Extent& wanted)
 {
-    const Filter* filter = filterNamed(image.filter);
-    const auto numbers = numbersFor(image);
-    if (goesThroughTransform(image) && numbers) {
-        const std::vector<double>& n = *numbers;
+    const Filter& filter = image.filter;
+    if (goesThroughTransform(image)) {
         Extent box{1e9, 1e9, 0, 0, false};
         double right = -1e9, top = -1e9;
         for (const double x : {wanted.x, wanted.x + wanted.width}) {
@@ -198,9 +203,8 @@ Extent needed(const FilteredImage& image, const Extent& wanted)
         return box;
     }
     // Generators, compositing and colours read where they write, all others about it.
-    const bool reads = filter && filter->images[0] && filter->rule != ExtentRule::Union
-        && filter->rule != ExtentRule::Masked && filter->parameters[0].key
-        && filter->parameters[0].kind != ParameterKind::Number;
+    const bool reads = filter.images[0] && filter.rule != ExtentRule::Union && filter.rule != ExtentRule::Masked
+        && filter.parameters[0].key && filter.parameters[0].kind != ParameterKind::Number;
     return reads ? grow(wanted, std::max(wanted.width, wanted.height) / 4) : wanted;
 }
 
@@ -210,21 +214,21 @@ FilterRenderer::Piece FilterRenderer::computed(const FilteredImage& image, const
 {
     if (wanted.empty())
         return {};
-    const Filter* filter = filterNamed(image.filter);
-    if (filter && filter->rule == ExtentRule::Blur && !filter->wantsBlurred)
+    if (image.filter.rule == ExtentRule::Blur && !image.filter.wantsBlurred)
         return blurred(image, wanted);
     const auto numbers = numbersFor(image);
     if (!numbers)
         return {};
     std::vector<Piece> inputs;
     for (const ImageRef& input : image.inputs)
-        inputs.push_back(piece(input, input && !input->extent().infinite ? input->extent() : needed(image, wanted)));
-    if (filter && filter->wantsBlurred) {
+        inputs.push_back(
+            piece(input, input && !input->extent().infinite ? input->extent() : needed(image, *numbers, wanted)));
+    if (image.filter.wantsBlurred) {
         inputs.resize(1);
         inputs.push_back(blurred(image, wanted));
     }
     const double fewer = softens(image) ? 2 : 1;
-    return run(program(image.filter), inputs, wanted, pixels(wanted.width / fewer), pixels(wanted.height / fewer),
+    return run(program(image.filter.name), inputs, wanted, pixels(wanted.width / fewer), pixels(wanted.height / fewer),
         *numbers, image.colors);
 }
 
@@ -248,8 +252,8 @@ FilterRenderer::Piece FilterRenderer::kernel(const KernelImage& image, const Ext
 FilterRenderer::Piece FilterRenderer::blurred(const FilteredImage& image, const Extent& wanted)
 {
     const double radius = std::clamp(image.numbers[0], 0.0, 1000.0);
-    const bool isBox = image.filter == "CIBoxBlur";
-    const double sigma = image.filter == "CIDiscBlur" || isBox ? radius / 2 : radius; // a disc's spread, softly
+    const bool isBox = is(image, "CIBoxBlur");
+    const double sigma = is(image, "CIDiscBlur") || isBox ? radius / 2 : radius; // a disc's spread, softly
     const ImageRef& source = image.inputs[0];
     Piece input = piece(source, source && source->extent().infinite ? grow(wanted, 3 * sigma) : Extent{});
     if (!input.texture)

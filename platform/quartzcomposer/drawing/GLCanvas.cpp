@@ -89,14 +89,9 @@ bool GLCanvas::begin(int width, int height, bool depth)
     glGenBuffers(1, &buffer_);
     glGenBuffers(1, &orderBuffer_);
     glBindBuffer(GL_ARRAY_BUFFER, buffer_);
-    const auto attribute = [](unsigned index, int size, std::size_t offset) {
-        glEnableVertexAttribArray(index);
-        glVertexAttribPointer(
-            index, size, GL_FLOAT, GL_FALSE, sizeof(CanvasVertex), reinterpret_cast<const void*>(offset));
-    };
-    attribute(0, 4, offsetof(CanvasVertex, position));
-    attribute(1, 2, offsetof(CanvasVertex, texture));
-    attribute(2, 4, offsetof(CanvasVertex, color));
+    setVertexAttribute(0, 4, sizeof(CanvasVertex), offsetof(CanvasVertex, position));
+    setVertexAttribute(1, 2, sizeof(CanvasVertex), offsetof(CanvasVertex, texture));
+    setVertexAttribute(2, 4, sizeof(CanvasVertex), offsetof(CanvasVertex, color));
     filters_ = std::make_unique<FilterRenderer>(work_);
     return true;
 }

@@ -74,4 +74,11 @@ int Program::uniform(const std::string& name) const
     return uniforms_[name] = glGetUniformLocation(name_, name.c_str());
 }
 
+void setVertexAttribute(unsigned index, int size, std::size_t stride, std::size_t offset)
+{
+    glEnableVertexAttribArray(index);
+    glVertexAttribPointer(
+        index, size, GL_FLOAT, GL_FALSE, static_cast<GLsizei>(stride), reinterpret_cast<const void*>(offset));
+}
+
 } // namespace vitrel::qc

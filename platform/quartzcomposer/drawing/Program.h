@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -26,5 +27,8 @@ private:
     std::uint64_t generation_ = 0;
     mutable std::unordered_map<std::string, int> uniforms_;
 };
+
+// Number `index` of what the bound array and buffer give a vertex: `size` floats, `offset` bytes within `stride`.
+void setVertexAttribute(unsigned index, int size, std::size_t stride, std::size_t offset);
 
 } // namespace vitrel::qc

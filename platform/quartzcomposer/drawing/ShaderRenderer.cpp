@@ -49,15 +49,10 @@ ShaderRenderer::ShaderRenderer(Workload& work)
     glBindVertexArray(vertexArray_);
     glGenBuffers(1, &buffer_);
     glBindBuffer(GL_ARRAY_BUFFER, buffer_);
-    const auto attribute = [](unsigned index, int size, std::size_t offset) {
-        glEnableVertexAttribArray(index);
-        glVertexAttribPointer(
-            index, size, GL_FLOAT, GL_FALSE, sizeof(ShaderVertex), reinterpret_cast<const void*>(offset));
-    };
-    attribute(0, 4, offsetof(ShaderVertex, position));
-    attribute(1, 2, offsetof(ShaderVertex, texture));
-    attribute(2, 4, offsetof(ShaderVertex, color));
-    attribute(3, 3, offsetof(ShaderVertex, normal));
+    setVertexAttribute(0, 4, sizeof(ShaderVertex), offsetof(ShaderVertex, position));
+    setVertexAttribute(1, 2, sizeof(ShaderVertex), offsetof(ShaderVertex, texture));
+    setVertexAttribute(2, 4, sizeof(ShaderVertex), offsetof(ShaderVertex, color));
+    setVertexAttribute(3, 3, sizeof(ShaderVertex), offsetof(ShaderVertex, normal));
 }
 
 ShaderRenderer::~ShaderRenderer()

@@ -1,5 +1,7 @@
 #include "platform/quartzcomposer/graph/PortValue.h"
 
+#include "platform/quartzcomposer/scene/Filters.h"
+
 #include "base/Text.h"
 #include "platform/appkit/NSImage.h"
 #include "platform/quartzcomposer/file/TextValues.h"
@@ -87,7 +89,7 @@ std::optional<PortValue> toImage(const PortValue& value)
         return std::nullopt;
     Extent everywhere;
     everywhere.infinite = true;
-    return some(ImageRef(std::make_shared<FilteredImage>(everywhere, "CIConstantColorGenerator",
+    return some(ImageRef(std::make_shared<FilteredImage>(everywhere, *filterNamed("CIConstantColorGenerator"),
         std::vector<ImageRef>{}, std::vector<double>{}, std::vector<NSColor>{*color})));
 }
 

@@ -133,7 +133,7 @@ ImageRef filtered(const Filter& filter, const std::vector<ImageRef>& images, con
     const Extent extent = sound ? extentOf(filter, images, numbers, colors) : Extent{};
     if (extent.empty() || !std::isfinite(extent.width * extent.height))
         return nullptr;
-    return std::make_shared<FilteredImage>(extent, filter.name, images, numbers, colors);
+    return std::make_shared<FilteredImage>(extent, filter, images, numbers, colors);
 }
 
 } // namespace vitrel::qc

@@ -109,19 +109,21 @@ public:
     static constexpr int kMaxLevels = 64;
 };
 
+struct Filter; // a row of the filter table
+
 // A filter over other images, computed when it is shown. `numbers` and `colors` are the filter's parameters in the
-// order of its row in the filter table; straight colours.
+// order of the row; straight colours.
 class FilteredImage final : public LazyImage
 {
 public:
-    FilteredImage(Extent extent, std::string filter, std::vector<ImageRef> inputs, std::vector<double> numbers,
+    FilteredImage(Extent extent, const Filter& filter, std::vector<ImageRef> inputs, std::vector<double> numbers,
         std::vector<NSColor> colors)
         : LazyImage(extent, std::move(inputs))
-        , filter(std::move(filter))
+        , filter(filter)
         , numbers(std::move(numbers))
         , colors(std::move(colors))
     { }
-    const std::string filter;
+    const Filter& filter;
     const std::vector<double> numbers;
     const std::vector<NSColor> colors;
 };

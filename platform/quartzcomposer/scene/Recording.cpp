@@ -13,6 +13,19 @@ template <class T> void append(std::string& to, const T& value)
     to.append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
+// All there is: what were forgotten here would leave an old picture, so a new member doesn't compile.
+void append(std::string& to, const Paint& paint)
+{
+    const auto& [image, mask, blending, depth, culling, colorMask, lineWidth, nearest, mayComeEarlier, discardsClear,
+        colorEquation, alphaEquation, discardsUpTo, scissor]
+        = paint;
+    append(to, image ? image->number() : 0);
+    append(to, mask ? mask->number() : 0);
+    const auto appendAll = [&to](const auto&... members) { (append(to, members), ...); };
+    appendAll(blending, depth, culling, colorMask, lineWidth, nearest, mayComeEarlier, discardsClear, colorEquation,
+        alphaEquation, discardsUpTo, scissor.has_value(), scissor.value_or(PixelRectangle{}));
+}
+
 } // namespace
 
 void Recording::clear(const NSColor& straight, bool color, bool depth, std::uint8_t colorMask)
@@ -91,22 +104,7 @@ std::string Recording::fingerprint() const
         append(all, call.clearsDepth);
         append(all, call.primitive);
         append(all, call.count);
-        const Paint& paint = call.paint;
-        append(all, paint.image ? paint.image->number() : 0);
-        append(all, paint.mask ? paint.mask->number() : 0);
-        append(all, paint.blending);
-        append(all, paint.depth);
-        append(all, paint.culling);
-        append(all, paint.colorMask);
-        append(all, paint.lineWidth);
-        append(all, paint.nearest);
-        append(all, paint.mayComeEarlier);
-        append(all, paint.discardsClear);
-        append(all, paint.colorEquation);
-        append(all, paint.alphaEquation);
-        append(all, paint.discardsUpTo);
-        append(all, paint.scissor.has_value());
-        append(all, paint.scissor.value_or(PixelRectangle{}));
+        append(all, call.paint);
     }
     all.append(reinterpret_cast<const char*>(vertices_.data()), vertices_.size() * sizeof(CanvasVertex));
     return all;

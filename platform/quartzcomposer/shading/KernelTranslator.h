@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/quartzcomposer/shading/Kernel.h"
+#include "platform/quartzcomposer/shading/TokenScan.h"
 
 #include <map>
 #include <optional>
@@ -36,11 +37,11 @@ struct Expression {
 };
 
 // Reads a source and writes GLSL as it goes. After the first fault it sees nothing but the end.
-class Translator
+class Translator : TokenScan
 {
 public:
     explicit Translator(std::vector<Token> tokens)
-        : tokens_(std::move(tokens))
+        : TokenScan(std::move(tokens))
     { }
 
     Result<std::vector<std::shared_ptr<const Kernel>>, ShadingError> all()
@@ -57,20 +58,6 @@ public:
 
 private:
     // Tokens.
-    const Token& peek(std::size_t ahead = 0) const { return tokens_[std::min(at_ + ahead, tokens_.size() - 1)]; }
-    bool at(std::string_view text) const { return peek().kind != Token::End && peek().is(text); }
-    bool accept(std::string_view text)
-    {
-        if (!at(text))
-            return false;
-        ++at_;
-        return true;
-    }
-    void expect(std::string_view text)
-    {
-        if (!accept(text))
-            fail("'" + std::string(text) + "' is missing before '" + peek().text + "'");
-    }
     std::string word()
     {
         if (peek().kind != Token::Word || isType(peek().text)) {
@@ -78,12 +65,6 @@ private:
             return {};
         }
         return tokens_[at_++].text;
-    }
-    void fail(std::string reason)
-    {
-        if (error_.empty())
-            error_ = std::move(reason);
-        at_ = tokens_.size() - 1;
     }
     struct Level {
         explicit Level(Translator& t)
@@ -175,9 +156,6 @@ private:
     Expression primary();
     Expression call(const std::string& name);
 
-    std::vector<Token> tokens_;
-    std::size_t at_ = 0;
-    std::string error_;
     std::vector<std::map<std::string, Variable>> scopes_;
     struct Helper {
         std::string name;

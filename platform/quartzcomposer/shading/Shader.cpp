@@ -1,6 +1,7 @@
 #include "platform/quartzcomposer/shading/Shader.h"
 
 #include "platform/quartzcomposer/shading/Preprocessor.h"
+#include "platform/quartzcomposer/shading/TokenScan.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -46,11 +47,11 @@ struct Names {
 };
 
 // One stage. After the first fault it sees nothing but the end.
-class StageText
+class StageText : TokenScan
 {
 public:
     StageText(std::vector<Token> tokens, bool isVertex, Names& names)
-        : tokens_(std::move(tokens))
+        : TokenScan(std::move(tokens))
         , isVertex_(isVertex)
         , names_(names)
     { }
@@ -86,27 +87,6 @@ public:
     }
 
 private:
-    const Token& peek(std::size_t ahead = 0) const { return tokens_[std::min(at_ + ahead, tokens_.size() - 1)]; }
-    bool at(std::string_view text) const { return peek().kind != Token::End && peek().is(text); }
-    bool accept(std::string_view text)
-    {
-        if (!at(text))
-            return false;
-        ++at_;
-        return true;
-    }
-    void expect(std::string_view text)
-    {
-        if (!accept(text))
-            fail("'" + std::string(text) + "' is missing before '" + peek().text + "'");
-    }
-    void fail(std::string reason)
-    {
-        if (error_.empty())
-            error_ = std::move(reason);
-        at_ = tokens_.size() - 1;
-    }
-
     std::string renamed(const std::string& word);
     std::string emit(); // one token, or what it belongs to
     std::string until(std::string_view a, std::string_view b); // outside of brackets; not included
@@ -121,12 +101,10 @@ private:
     std::string locals();
     double size(const std::string& name, int depth);
 
-    std::vector<Token> tokens_;
     const bool isVertex_;
     Names& names_;
-    std::size_t at_ = 0;
     int depth_ = 0;
-    std::string out_, zeroed_, error_;
+    std::string out_, zeroed_;
     struct Function {
         double own = 0;
         std::vector<std::string> words; // that it calls
