@@ -2,12 +2,15 @@
 #include "platform/appkit/NSWindow.h"
 #include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
+#include "support/FakeSound.h"
 #include "support/ManualLoop.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 namespace vitrel {
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -68,7 +71,8 @@ struct View : testing::Test {
 
     ManualLoop in;
     TemporaryFolder folder;
-    std::shared_ptr<CompositionView> view = std::make_shared<CompositionView>(in.loop);
+    FakeSound sound;
+    std::shared_ptr<CompositionView> view = std::make_shared<CompositionView>(in.loop, &sound);
     HidableSurface* surface = nullptr;
     std::unique_ptr<NSWindow> window;
 };
@@ -221,6 +225,58 @@ TEST_F(View, DrawsFewerPixelsWhileItMovesWhereAllTakeTooLong)
     view->setValueForInputKey(true, "moves");
     framesIn(0.5);
     EXPECT_NEAR(edge(), 191, 2) << "as before, without a new trial";
+}
+
+// It listens for as long as somebody can see what moves with it, looks once a frame, and rests when the sound does.
+TEST_F(View, ListensWhileAPatchOrAProtocolAsksAndItIsSeen)
+{
+    const std::string patch = R"({"patches": {"s": {"class": "QCAudioInput"}, "m": {"class": "QCExpression",
+        "settings": {"expression": "p * 0.8"}}, "k": {"class": "QCColorFromComponents", "inputs": {"input2": 0}},
+        "c": {"class": "QCClear"}}, "connections": ["s.outputPeak > m.p", "m.outputResult > k.input1",
+        "k.outputColor > c.inputColor"]})";
+    for (const std::string& text : {patch, R"({"inputs": {"_protocolInput_AudioPeak": "m.p"}, "patches": {
+        "m": {"class": "QCExpression", "settings": {"expression": "p * 0.8"}},
+        "k": {"class": "QCColorFromComponents", "inputs": {"input2": 0}}, "c": {"class": "QCClear"}},
+        "connections": ["m.outputResult > k.input1", "k.outputColor > c.inputColor"]})"s}) {
+        SCOPED_TRACE(text);
+        view->onFrame
+            = [&](const SoundHeard& heard) { view->setValueForInputKey(heard.peak, "_protocolInput_AudioPeak"); };
+        ASSERT_TRUE(load(text));
+        EXPECT_EQ(sound.listeners, 0) << "without a window";
+        if (!window)
+            show();
+        else
+            window->contentView()->addSubview(view);
+        EXPECT_LE(framesIn(60), 2u) << "it is silent";
+        EXPECT_EQ(sound.listeners, 1);
+        sound.play(1, 1);
+        const int looks = sound.looks;
+        const auto frames = framesIn(2);
+        EXPECT_NEAR(double(frames), 120, 2);
+        EXPECT_EQ(std::uint64_t(sound.looks - looks), frames);
+        EXPECT_EQ(pixel() >> 16 & 255, 204u);
+        surface->hidden = true;
+        framesIn(1);
+        EXPECT_EQ(sound.listeners, 0) << "hidden";
+        surface->hidden = false;
+        framesIn(1);
+        EXPECT_EQ(sound.listeners, 1);
+        view->pauseRendering();
+        EXPECT_EQ(sound.listeners, 0);
+        view->startRendering();
+        EXPECT_EQ(sound.listeners, 1);
+        sound.fall();
+        framesIn(2); // with what the patch lets fall slowly
+        EXPECT_EQ(pixel() >> 16 & 255, 0u);
+        EXPECT_EQ(framesIn(60), 0u) << "it rests again";
+        view->removeFromSuperview();
+        EXPECT_EQ(sound.listeners, 0);
+        view->unloadComposition();
+    }
+    window->contentView()->addSubview(view);
+    ASSERT_TRUE(load(still));
+    framesIn(1);
+    EXPECT_EQ(sound.listeners, 0) << "one that doesn't ask";
 }
 
 } // namespace vitrel
