@@ -38,9 +38,10 @@ bool isOfWeb(const std::string& address)
 class Server final : private PlayerBusListener
 {
 public:
-    Server(int socket, const OutsidePermissions& permissions)
+    Server(int socket, const OutsidePermissions& permissions, std::shared_ptr<SoundRing> ring)
         : socket_(socket)
         , permissions_(permissions)
+        , ring_(permissions.sound ? std::move(ring) : nullptr)
     { }
     int run()
     {
@@ -226,6 +227,7 @@ private:
     RunLoop loop_{clock_};
     OutsideSocket socket_;
     const OutsidePermissions permissions_;
+    const std::shared_ptr<SoundRing> ring_; // null: nobody may listen
     std::atomic<bool> ended_{false};
     bool settled_ = false;
     std::unique_ptr<SessionBus> bus_;
@@ -238,13 +240,13 @@ private:
 
 } // namespace
 
-int serveFromOutside(int socket, const OutsidePermissions& permissions)
+int serveFromOutside(int socket, const OutsidePermissions& permissions, const std::shared_ptr<SoundRing>& ring)
 {
     prctl(PR_SET_NAME, "vitrel:outside");
     // The keys that end a program in a terminal reach both; the other has an end to play, with its players.
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
-    return Server(socket, permissions).run();
+    return Server(socket, permissions, ring).run();
 }
 
 } // namespace vitrel
