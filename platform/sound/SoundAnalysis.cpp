@@ -1,5 +1,7 @@
 #include "platform/sound/SoundAnalysis.h"
 
+#include "platform/sound/SoundLimits.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -73,7 +75,7 @@ void SoundAnalysis::step()
     for (const float sample : window_)
         peak = std::max(peak, std::abs(sample));
     peakReference_ = std::max({double(peak), peakReference_ * std::exp(-hopTime_ / kDown), kSmallestPeak});
-    if (peak < kSilence) {
+    if (peak < kSilentSample) {
         heard_.peak = 0;
         heard_.spectrum.fill(0);
         onsets_.takeSilence();

@@ -27,9 +27,6 @@ public:
     std::size_t windowSize() const { return window_.size(); }
     unsigned rate() const { return rate_; }
 
-    // Samples below this are silence.
-    static constexpr float kSilence = 1e-5F;
-
 private:
     void step();
     void measureBands(std::span<const float> powers, bool begins);
