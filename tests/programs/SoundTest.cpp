@@ -25,7 +25,8 @@ std::string tone(double frequency)
     std::string head = "RIFF";
     add(head, std::uint32_t(36 + data.size()), 4);
     head += "WAVEfmt ";
-    for (const auto& [number, bytes] : {std::pair(16u, 4), {1u, 2}, {1u, 2}, {kRate, 4}, {2 * kRate, 4}, {2u, 2}, {16u, 2}})
+    for (const auto& [number, bytes] :
+        {std::pair(16u, 4), {1u, 2}, {1u, 2}, {kRate, 4}, {2 * kRate, 4}, {2u, 2}, {16u, 2}})
         add(head, number, bytes);
     head += "data";
     add(head, std::uint32_t(data.size()), 4);
@@ -112,7 +113,8 @@ TEST_F(Sounds, TheExampleMovesWithTheDemonstrationAndIsStillWithoutSound)
     const std::string example = VITREL_COMPOSITIONS "/Spectrum Ring.json";
     const auto lines = traced({"--demo", "--after", "1.5", example});
     EXPECT_GT(withMember(lines, "sound").size(), 10u);
-    EXPECT_THAT(withMember(traced({"--demo", "--sound", "off", "--after", "0.7", example}), "sound"), testing::IsEmpty());
+    EXPECT_THAT(
+        withMember(traced({"--demo", "--sound", "off", "--after", "0.7", example}), "sound"), testing::IsEmpty());
     EXPECT_THAT(withMember(traced({"--without-data", "--after", "0.7", example}), "sound"), testing::IsEmpty());
 }
 

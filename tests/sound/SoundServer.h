@@ -52,8 +52,9 @@ public:
         return waitFor("pactl info") && succeeds("pactl load-module module-null-sink sink_name=out1")
             && succeeds("pactl load-module module-null-sink sink_name=out2")
             && succeeds("pactl load-module module-null-sink media.class=Audio/Source/Virtual sink_name=mic")
-            && waitFor("pactl set-default-sink out1 && pactl set-default-source mic && pactl get-default-sink | grep -q "
-                       "out1 && pactl get-default-source | grep -q mic");
+            && waitFor(
+                "pactl set-default-sink out1 && pactl set-default-source mic && pactl get-default-sink | grep -q "
+                "out1 && pactl get-default-source | grep -q mic");
     }
     void kill()
     {
