@@ -25,9 +25,9 @@ class NSBundle;
 struct Surroundings;
 
 // The saver's view, one for each display and each preview. It chooses and loads a composition into a QCView of its
-// own and keeps the composition's inputs fed; it draws nothing and has no work per frame. What drives it are its own
-// delayed calls and the events of its subsystems. Views share the player's manager and the stored settings and don't
-// coordinate. Main thread.
+// own and keeps the composition's inputs fed; it draws nothing, and has no work per frame but where a visualiser hears
+// something else than in the last. What drives it are its own delayed calls and the events of its subsystems. Views
+// share the player's manager and the stored settings and don't coordinate. Main thread.
 class VitrelView : public ScreenSaverView,
                    public NqiTunesObserver,
                    public FeedInputView,

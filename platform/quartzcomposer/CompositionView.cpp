@@ -17,7 +17,9 @@ namespace {
 
 constexpr double kFastest = 60; // frames a second
 constexpr Seconds kLookAgain{0.25}; // while the window is hidden
-constexpr int kRefusalsOfHidden = 6; // in a row, of its surface
+// Refusals of the surface, in a row: then it is looked at less often, and two seconds later nothing is heard any more.
+// A connection to a sound server isn't to come and go with a display that is slow.
+constexpr int kRefusalsOfHidden = 6, kRefusalsUntilDeaf = kRefusalsOfHidden + 8;
 constexpr double kRest = 0.25; // seconds until the next frame from which on a composition stands still
 
 const qc::PatchRegistry& registry()
@@ -201,8 +203,8 @@ void CompositionView::schedule(Seconds when)
 
 void CompositionView::listenIfWanted()
 {
-    const bool isWanted
-        = sound_ && graph_ && rendering_ && window() && !isHidden_ && (publishesSound_ || graph_->listens());
+    const bool isWanted = sound_ && graph_ && rendering_ && window() && refusals_ < kRefusalsUntilDeaf
+        && (publishesSound_ || graph_->listens());
     if (isWanted == bool(listening_))
         return;
     soundRests_ = true;
@@ -277,13 +279,12 @@ void CompositionView::renderFrame()
     lastFrame_ = now - lastFrame_ < beat() * 1.5 && due_ <= now ? std::max(due_, lastFrame_) : now;
     if (!surface->wantsFrame()) {
         // The last frame is on its way to the screen, or nobody would see this one.
-        isHidden_ = ++refusals_ >= kRefusalsOfHidden;
+        ++refusals_;
         listenIfWanted();
-        schedule(now + (isHidden_ ? kLookAgain : beat()));
+        schedule(now + (refusals_ < kRefusalsOfHidden ? beat() : kLookAgain));
         return;
     }
     refusals_ = 0;
-    isHidden_ = false;
     listenIfWanted();
     if (const NativeWindow native = surface->nativeWindow(); native.window && !(native == presenterAsked_)) {
         presenterAsked_ = native;

@@ -75,7 +75,7 @@ private:
     RunLoop& runLoop_;
     SoundInput* const sound_;
     std::shared_ptr<void> listening_; // null: it doesn't
-    bool publishesSound_ = false, isHidden_ = false, soundRests_ = true;
+    bool publishesSound_ = false, soundRests_ = true;
     bool feeds_ = false; // within onFrame
     std::unique_ptr<qc::CompositionFile> file_;
     std::unique_ptr<qc::CompositionGraph> graph_;

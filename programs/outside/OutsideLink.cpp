@@ -158,8 +158,8 @@ struct OutsideLink::State {
 class OutsideLink::Bus final : public PlayerBus
 {
 public:
-    explicit Bus(std::shared_ptr<State> state)
-        : state_(std::move(state))
+    explicit Bus(const std::shared_ptr<State>& state)
+        : state_(state)
     { }
     ~Bus() override
     {
