@@ -28,8 +28,10 @@ public:
                        : "command -v pipewire wireplumber pipewire-pulse pactl dbus-run-session >/dev/null")
             == 0;
     }
-    explicit SoundServer(Kind kind)
+    // `more` are words for the first one, with which it starts.
+    explicit SoundServer(Kind kind, std::string more = {})
         : kind_(kind)
+        , more_(std::move(more))
     {
         for (const char* name : {"XDG_RUNTIME_DIR", "HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME"})
             setenv(name, folder_.path().c_str(), 1);
@@ -44,7 +46,8 @@ public:
         if (kind_ == Kind::PulseAudio) {
             run("exec pulseaudio -n --daemonize=no --exit-idle-time=-1 --log-level=error -L module-native-protocol-unix"
                 " -L 'module-null-sink sink_name=out1' -L 'module-null-sink sink_name=out2'"
-                " -L 'module-sine-source source_name=mic frequency=500' -L 'module-suspend-on-idle timeout=1'");
+                " -L 'module-sine-source source_name=mic frequency=500' -L 'module-suspend-on-idle timeout=1' "
+                + more_);
             return waitFor("pactl set-default-sink out1 && pactl set-default-source mic");
         }
         run("exec dbus-run-session -- sh -c 'pipewire & until [ -S $XDG_RUNTIME_DIR/pipewire-0 ]; do sleep 0.02; done; "
@@ -73,9 +76,6 @@ public:
         RealLoop loop;
         return loop.turnUntil([&] { return succeeds(command); }, 10);
     }
-    // Kind, pid and socket: what the player below needs is in the environment.
-    const std::string& folder() const { return folder_.path(); }
-    Kind kind() const { return kind_; }
 
 private:
     void run(const std::string& command)
@@ -92,6 +92,7 @@ private:
     }
 
     const Kind kind_;
+    const std::string more_;
     TemporaryFolder folder_;
     pid_t process_ = 0;
 };
