@@ -22,7 +22,7 @@ namespace vitrel {
 namespace {
 
 constexpr Seconds kPlayersTime{2};
-constexpr Seconds kSoundTime{2};
+constexpr Seconds kSoundTime{3};
 constexpr FeedKit::FetchLimits kFeedLimits{.bytes = 64u << 20, .time = std::chrono::seconds(20), .redirects = 10};
 constexpr auto kCompanionTime = std::chrono::seconds(5);
 
@@ -70,12 +70,14 @@ void examineHearing(SaverHost& host, Report& report)
 {
     const bool listens = Settings::shared(host.surroundings()).listensToSound();
     const SoundExamination sound = examineSound(kSoundTime);
-    const std::string server = sound.server.empty() ? "" : sound.server + " " + sound.version;
-    if (!sound.problem.empty())
+    const std::string server = sound.server + (sound.version.empty() ? "" : " " + sound.version);
+    const std::string output = "\"" + (sound.description.empty() ? sound.output : sound.description) + "\"";
+    if (sound.output.empty())
         return report.idle(
             "sound", (server.empty() ? "" : server + ": ") + sound.problem + "; compositions hear nothing");
-    const std::string found = server + ", \"" + (sound.description.empty() ? sound.output : sound.description) + "\", "
-        + decibels(sound.level.value_or(0));
+    if (!sound.problem.empty()) // an output that rests may take seconds to give its first sample
+        return report.idle("sound", server + ", " + output + ": " + sound.problem + "; play something and look again");
+    const std::string found = server + ", " + output + ", " + decibels(sound.level.value_or(0));
     if (!listens)
         return report.idle("sound", found + "; switched off in the settings window, so compositions hear nothing");
     report.good("sound", found);
