@@ -230,26 +230,20 @@ TEST_F(View, DrawsFewerPixelsWhileItMovesWhereAllTakeTooLong)
 // It listens for as long as somebody can see what moves with it, looks once a frame, and rests when the sound does.
 TEST_F(View, ListensWhileAPatchOrAProtocolAsksAndItIsSeen)
 {
-    const std::string patch = R"({"patches": {"s": {"class": "QCAudioInput"}, "m": {"class": "QCExpression",
-        "settings": {"expression": "p * 0.8"}}, "k": {"class": "QCColorFromComponents", "inputs": {"input2": 0}},
-        "c": {"class": "QCClear"}}, "connections": ["s.outputPeak > m.p", "m.outputResult > k.input1",
-        "k.outputColor > c.inputColor"]})";
-    for (const std::string& text : {patch, R"({"inputs": {"_protocolInput_AudioPeak": "m.p"}, "patches": {
-        "m": {"class": "QCExpression", "settings": {"expression": "p * 0.8"}},
-        "k": {"class": "QCColorFromComponents", "inputs": {"input2": 0}}, "c": {"class": "QCClear"}},
-        "connections": ["m.outputResult > k.input1", "k.outputColor > c.inputColor"]})"s}) {
-        SCOPED_TRACE(text);
-        view->onFrame
-            = [&](const SoundHeard& heard) { view->setValueForInputKey(heard.peak, "_protocolInput_AudioPeak"); };
-        ASSERT_TRUE(load(text));
-        EXPECT_EQ(sound.listeners, 0) << "without a window";
-        if (!window)
-            show();
-        else
-            window->contentView()->addSubview(view);
+    view->onFrame = [&](const SoundHeard& heard) { view->setValueForInputKey(heard.peak, "inputAudioPeak"); };
+    show();
+    for (const auto& [input, connection] :
+        {std::pair(R"("a": "k.input2")", R"("s.outputPeak > k.input1",)"), {R"("inputAudioPeak": "k.input1")", ""}}) {
+        SCOPED_TRACE(input);
+        window->contentView()->addSubview(view);
+        ASSERT_TRUE(load(R"({"inputs": {)"s + input + R"(}, "patches": {"s": {"class": "QCAudioInput"},
+            "k": {"class": "QCColorFromComponents", "inputs": {"input2": 0}}, "c": {"class": "QCClear"}},
+            "connections": [)"
+            + connection + R"("k.outputColor > c.inputColor"]})"));
         EXPECT_LE(framesIn(60), 2u) << "it is silent";
         EXPECT_EQ(sound.listeners, 1);
-        sound.play(1, 1);
+        sound.heard.peak = 0.8;
+        sound.told();
         const int looks = sound.looks;
         const auto frames = framesIn(2);
         EXPECT_NEAR(double(frames), 120, 2);
@@ -262,18 +256,16 @@ TEST_F(View, ListensWhileAPatchOrAProtocolAsksAndItIsSeen)
         EXPECT_EQ(sound.listeners, 0) << "hidden";
         surface->hidden = false;
         framesIn(1);
-        EXPECT_EQ(sound.listeners, 1);
         view->pauseRendering();
         EXPECT_EQ(sound.listeners, 0);
         view->startRendering();
         EXPECT_EQ(sound.listeners, 1);
-        sound.fall();
+        sound.heard = {};
         framesIn(2); // with what the patch lets fall slowly
         EXPECT_EQ(pixel() >> 16 & 255, 0u);
         EXPECT_EQ(framesIn(60), 0u) << "it rests again";
         view->removeFromSuperview();
         EXPECT_EQ(sound.listeners, 0);
-        view->unloadComposition();
     }
     window->contentView()->addSubview(view);
     ASSERT_TRUE(load(still));

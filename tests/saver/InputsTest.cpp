@@ -261,43 +261,34 @@ TEST(Visualizer, FeedsWhatTheProtocolNames)
 TEST(Visualizer, ThePositionRunsSmoothlyAndJumpsWhereThePlayerDoes)
 {
     TrackClock clock;
-    EXPECT_EQ(clock.position(10, false, 100s), 10);
-    EXPECT_EQ(clock.position(10, false, 200s), 10) << "a pause";
-    EXPECT_EQ(clock.position(10, true, 200s), 10);
-    EXPECT_NEAR(clock.position(12, true, 202s), 12, 1e-9);
-    // The player tells whole seconds: it is followed within a second's half, and never backwards.
-    double last = 12, furthest = 0;
+    EXPECT_EQ(clock.position(12, false, 100s), 12);
+    EXPECT_EQ(clock.position(12, false, 200s), 12) << "a pause";
+    // The player tells whole seconds: it is followed nearer than it tells, and never backwards.
+    double last = 12;
     for (int k = 1; k <= 600; ++k) {
-        const double truth = 12 + k / 60.0, now = clock.position(std::floor(truth), true, 202s + Seconds(k / 60.0));
-        EXPECT_GT(now, last);
-        EXPECT_LT(now - last, 2.0 / 60);
-        furthest = std::max(furthest, std::abs(now - truth));
+        const double truth = 12 + k / 60.0, now = clock.position(std::floor(truth), true, 200s + Seconds(k / 60.0));
+        EXPECT_TRUE(now > last && now - last < 2.0 / 60 && std::abs(now - truth) < 0.8) << truth << " " << now;
         last = now;
     }
-    EXPECT_LT(furthest, 0.8);
-    EXPECT_EQ(clock.position(90, true, 213s), 90) << "a seek";
-    EXPECT_EQ(clock.position(3, true, 213s), 3);
+    EXPECT_EQ(clock.position(90, true, 211s), 90) << "a seek";
     clock.forget();
-    EXPECT_EQ(clock.position(2.5, true, 214s), 2.5) << "of another track";
+    EXPECT_EQ(clock.position(90.5, true, 211s), 90.5) << "of another track";
 
     Playing in(kDirect, {"_protocolInput_TrackPosition"});
     auto track = trackNamed("A");
     track->time = "3:20";
     in.play(track);
-    in.players.player->position = 50;
     in.writes();
-    const auto written = [&](double seconds) {
-        for (int k = 0; k < 100; ++k) {
-            in.players.player->position += in.players.player->state == kPlayerStatePlaying ? seconds / 100 : 0;
-            in.fastForwardBy(Seconds(seconds / 100));
-        }
-        return in.writes().size();
+    const auto writtenIn = [&](double seconds) {
+        for (double k = 0; k < seconds; k += 0.02, in.fastForwardBy(20ms))
+            in.players.player->position += in.players.player->state == kPlayerStatePlaying ? 0.02 : 0;
+        return double(in.writes().size());
     };
-    EXPECT_NEAR(double(written(2)), 40, 6) << "each 4000th of the track";
-    EXPECT_NEAR(*in.input("_protocolInput_TrackPosition").number(), 52, 0.1);
+    EXPECT_NEAR(writtenIn(2), 40, 6) << "each 4000th of the track";
+    EXPECT_NEAR(*in.input("_protocolInput_TrackPosition").number(), 2, 0.1);
     in.players.player->state = kPlayerStatePaused;
-    written(0.5);
-    EXPECT_EQ(written(10), 0u);
+    writtenIn(0.5);
+    EXPECT_EQ(writtenIn(10), 0);
     in.view->cleanup();
     EXPECT_THAT(in.loop.pending(*in.view), testing::Not(testing::Contains("updateTrackPosition")));
 }

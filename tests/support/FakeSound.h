@@ -6,33 +6,20 @@
 
 namespace vitrel {
 
-// Sound in the test's hand. Without a listener it gives nothing.
+// Sound in the test's hand.
 struct FakeSound final : SoundInput {
     std::shared_ptr<void> listen(std::function<void()> onSound) override
     {
         ++listeners;
         told = std::move(onSound);
-        return std::shared_ptr<void>(&listeners, [this](int*) {
-            --listeners;
-            told = nullptr;
-        });
+        return std::shared_ptr<void>(this, [this](void*) { --listeners; });
     }
     SoundHeard hear() override
     {
         ++looks;
-        return listeners > 0 ? heard : SoundHeard{};
+        return heard;
     }
-    bool rests() const override { return heard == SoundHeard{} || listeners == 0; }
-    // Sound begins, or goes on as something else.
-    void play(double peak, double firstBand)
-    {
-        const bool begins = rests();
-        heard.peak = peak;
-        heard.spectrum[0] = firstBand;
-        if (begins && told)
-            told();
-    }
-    void fall() { heard = {}; }
+    bool rests() const override { return heard == SoundHeard{}; }
 
     SoundHeard heard;
     int listeners = 0, looks = 0;
