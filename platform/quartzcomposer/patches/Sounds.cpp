@@ -12,10 +12,13 @@ namespace {
 
 constexpr double kUsualFrame = 1.0 / 60;
 
+// A composition that rested has had no frames; what it hears then has just begun.
+constexpr double kLongestFrame = 0.25;
+
 // The time since `last`, which becomes the time of this frame; that of a usual frame in the first one.
 double passedSince(std::optional<double>& last, double now)
 {
-    const double passed = last ? std::max(0.0, now - *last) : kUsualFrame;
+    const double passed = last ? std::clamp(now - *last, 0.0, kLongestFrame) : kUsualFrame;
     last = now;
     return passed;
 }
