@@ -237,9 +237,9 @@ TEST_F(View, ListensWhileAPatchOrAProtocolAsksAndItIsSeen)
         SCOPED_TRACE(input);
         window->contentView()->addSubview(view);
         ASSERT_TRUE(load(R"({"inputs": {)"s + input + R"(}, "patches": {"s": {"class": "QCAudioInput"},
-            "k": {"class": "QCColorFromComponents", "inputs": {"input2": 0}}, "c": {"class": "QCClear"}},
-            "connections": [)"
-            + connection + R"("k.outputColor > c.inputColor"]})"));
+            "h": {"class": "QCAudioInput", "inputs": {"inputDecreasingScale": 0}},
+            "k": {"class": "QCColorFromComponents"}, "c": {"class": "QCClear"}}, "connections": [)"
+            + connection + R"("h.outputPeak > k.input3", "k.outputColor > c.inputColor"]})"));
         EXPECT_LE(framesIn(60), 2u) << "it is silent";
         EXPECT_EQ(sound.listeners, 1);
         sound.heard.peak = 0.8;
@@ -266,6 +266,11 @@ TEST_F(View, ListensWhileAPatchOrAProtocolAsksAndItIsSeen)
         EXPECT_EQ(framesIn(60), 0u) << "it rests again";
         view->removeFromSuperview();
         EXPECT_EQ(sound.listeners, 0);
+        sound.heard.peak = 0.8;
+        window->contentView()->addSubview(view);
+        ASSERT_TRUE(view->loadCompositionFromFile(folder / "played.json"));
+        EXPECT_GT(framesIn(1), 50u) << "into the midst of a sound";
+        sound.heard = {};
     }
     window->contentView()->addSubview(view);
     ASSERT_TRUE(load(still));

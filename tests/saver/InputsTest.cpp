@@ -208,9 +208,11 @@ TEST(Visualizer, FeedsWhatTheProtocolNames)
 {
     Playing in(kDirect,
         {"_protocolInput_AudioPeak", "inputAudioSpectrum", "_protocolInput_TrackInfo", "_protocolInput_TrackSignal",
-            "inputTrackSignal", "_protocolInput_PreviewMode", "name"});
+            "inputTrackSignal", "_protocolInput_PreviewMode", "myAudioPeak", "name"});
     EXPECT_EQ(in.input("inputAudioSpectrum"), Value(Array(16, 0.0))) << "silence, at once";
     EXPECT_EQ(in.input("_protocolInput_AudioPeak"), Value(0.0));
+    EXPECT_EQ(in.input("myAudioPeak"), Value());
+    EXPECT_THAT(in.loop.pending(*in.view), testing::Not(testing::Contains("updateTrackPosition")));
     EXPECT_EQ(in.input("_protocolInput_TrackInfo"), Value());
     EXPECT_EQ(in.input("_protocolInput_PreviewMode"), Value()) << "not here";
     auto track = trackNamed("A");
@@ -253,6 +255,7 @@ TEST(Visualizer, FeedsWhatTheProtocolNames)
     in.loop.turn();
     EXPECT_EQ(Saver::recording(*preview).valueForInputKey("_protocolInput_PreviewMode"), Value(true));
     Playing companion(kCompanion, {"_protocolInput_TrackInfo"});
+    companion.bundleFolder.write("ArtworkEmpty.png", std::string(textOf(pngOf(1, 1)))); // which is none of the track's
     companion.view->setTrackDataFromPacket({{"Name", "N"}, {"Time", "3:45"}});
     companion.loop.turn();
     EXPECT_EQ(companion.input("_protocolInput_TrackInfo"), Value(Dictionary{{"name", "N"}, {"duration", 225.0}}));
@@ -289,6 +292,9 @@ TEST(Visualizer, ThePositionRunsSmoothlyAndJumpsWhereThePlayerDoes)
     in.players.player->state = kPlayerStatePaused;
     writtenIn(0.5);
     EXPECT_EQ(writtenIn(10), 0);
+    in.players.player->position = -5;
+    writtenIn(0.5);
+    EXPECT_EQ(in.input("_protocolInput_TrackPosition"), Value(0.0));
     in.view->cleanup();
     EXPECT_THAT(in.loop.pending(*in.view), testing::Not(testing::Contains("updateTrackPosition")));
 }
