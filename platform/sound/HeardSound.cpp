@@ -57,7 +57,7 @@ bool HeardSound::State::takeNew()
 }
 
 HeardSound::HeardSound(const Clock& clock, std::shared_ptr<const SoundRing> ring, std::function<void(bool)> wanted)
-    : state_(std::make_shared<State>(clock, SoundRing::Reader(std::move(ring)), std::move(wanted)))
+    : state_(new State{clock, SoundRing::Reader(std::move(ring)), std::move(wanted)})
 { }
 
 HeardSound::~HeardSound()

@@ -46,7 +46,7 @@ private:
     const Times times_;
     const Seconds start_;
     SoundAnalysis analysis_;
-    std::uint64_t analysed_ = 0;
+    std::uint64_t analysed_ = 0, earlierBeats_ = 0; // samples; beats of analyses before this one
     std::shared_ptr<int> listeners_ = std::make_shared<int>(0);
 };
 
