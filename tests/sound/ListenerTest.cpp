@@ -99,6 +99,13 @@ TEST_P(Servers, AreFollowedWhateverTheyDoAndNoMicrophoneIsHeard)
         EXPECT_GT(found.level.value_or(0), 0.3);
     }
     EXPECT_TRUE(here.isSilent());
+    {
+        // A player that plays silence is as good as none.
+        TonePlayer silent(0);
+        EXPECT_TRUE(server.waitFor("pactl list source-outputs | grep -q 'Corked: no'"));
+        EXPECT_FALSE(here.hears([&](const auto&) { return here.playing.load(); }, 0.3));
+        EXPECT_TRUE(here.heard.rests());
+    }
     server.kill();
     EXPECT_NE(examineSound(Seconds(3)).problem, "");
     ASSERT_TRUE(server.start());
