@@ -14,10 +14,11 @@ constexpr Seconds kSilent{0.5};
 } // namespace
 
 struct HeardSound::State {
+    using OnSound = std::function<void()>;
     const Clock& clock;
     SoundRing::Reader reader;
     std::function<void(bool)> wanted;
-    std::list<std::function<void()>> listeners;
+    std::list<std::shared_ptr<OnSound>> listeners;
     bool isPlaying = false;
     std::optional<SoundAnalysis> analysis;
     Seconds lastSample{0};
@@ -57,7 +58,7 @@ bool HeardSound::State::takeNew()
 }
 
 HeardSound::HeardSound(const Clock& clock, std::shared_ptr<const SoundRing> ring, std::function<void(bool)> wanted)
-    : state_(std::make_shared<State>(clock, SoundRing::Reader(std::move(ring)), std::move(wanted)))
+    : state_(new State{clock, SoundRing::Reader(std::move(ring)), std::move(wanted)})
 { }
 
 HeardSound::~HeardSound()
@@ -73,17 +74,17 @@ void HeardSound::playing(bool playing)
         state_->begin();
         return;
     }
-    // Who is called may listen, and stop listening.
-    for (const auto listeners = std::vector(state_->listeners.begin(), state_->listeners.end());
-         const auto& onSound : listeners)
-        if (onSound)
-            onSound();
+    // Who is called may listen, and others stop listening, who aren't called any more then.
+    for (const auto& weak :
+        std::vector<std::weak_ptr<State::OnSound>>(state_->listeners.begin(), state_->listeners.end()))
+        if (const auto onSound = weak.lock(); onSound && *onSound)
+            (*onSound)();
 }
 
 std::shared_ptr<void> HeardSound::listen(std::function<void()> onSound)
 {
     auto& listeners = state_->listeners;
-    const auto place = listeners.insert(listeners.end(), std::move(onSound));
+    const auto place = listeners.insert(listeners.end(), std::make_shared<State::OnSound>(std::move(onSound)));
     if (listeners.size() == 1) {
         state_->begin();
         state_->earlierBeats = 0;

@@ -14,6 +14,7 @@ constexpr pa_sample_spec kAsked{PA_SAMPLE_FLOAT32NE, 44'100, 2};
 constexpr unsigned kMostChannels = PA_CHANNELS_MAX;
 // What is delivered at once, as an upper limit.
 constexpr std::uint32_t kFragment = 44'100 / 50 * 2 * sizeof(float); // 20 ms
+constexpr std::size_t kStale = 20; // milliseconds
 constexpr std::size_t kMostFrames = kMostSoundRate; // of a hole
 constexpr auto kFlags = pa_stream_flags_t(
     PA_STREAM_START_CORKED | PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_INHIBIT_AUTO_SUSPEND);
@@ -95,8 +96,12 @@ void MonitorStream::cork(bool corked)
     if (!isVerified_ || isCorked_ == corked)
         return;
     isCorked_ = corked;
-    if (pa_operation* const operation = pa_stream_cork(stream_.get(), corked, nullptr, nullptr))
-        pa_operation_unref(operation);
+    // What was left from before would be heard now; and PipeWire has a block of it beyond our reach.
+    stale_ = corked ? 0 : rate_ * kStale / 1000;
+    for (pa_operation* const operation : {corked ? nullptr : pa_stream_flush(stream_.get(), nullptr, nullptr),
+             pa_stream_cork(stream_.get(), corked, nullptr, nullptr)})
+        if (operation)
+            pa_operation_unref(operation);
 }
 
 void MonitorStream::read()
@@ -112,7 +117,10 @@ void MonitorStream::read()
                     mono_[frame] += *sample++;
                 mono_[frame] /= float(channels_);
             }
-            events_.samples(mono_, rate_);
+            const std::size_t dropped = std::min(stale_, mono_.size());
+            stale_ -= dropped;
+            if (dropped < mono_.size())
+                events_.samples(std::span(mono_).subspan(dropped), rate_);
         }
         pa_stream_drop(stream_.get());
     }

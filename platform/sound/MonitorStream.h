@@ -41,6 +41,7 @@ private:
     Events events_;
     bool isOfSink_ = false, isVerified_ = false, isCorked_ = true;
     unsigned channels_ = 0, rate_ = 0;
+    std::size_t stale_ = 0; // frames that are dropped next
     std::vector<float> mono_;
     PulseStream stream_;
     PulseOperation question_;

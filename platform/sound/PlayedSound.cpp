@@ -46,6 +46,7 @@ SoundHeard PlayedSound::hear()
         return {};
     const std::uint64_t end = position();
     if (end - analysed_ > std::uint64_t(kPast) * sound_.rate) {
+        earlierBeats_ += analysis_.heard().beats;
         analysis_ = SoundAnalysis(sound_.rate);
         analysed_ = end - std::uint64_t(kPast) * sound_.rate;
     }
@@ -57,7 +58,9 @@ SoundHeard PlayedSound::hear()
         analysis_.take({place < size ? &sound_.samples[place] : kSilence, std::size_t(count)});
         analysed_ += count;
     }
-    return analysis_.heard();
+    SoundHeard heard = analysis_.heard();
+    heard.beats += earlierBeats_;
+    return heard;
 }
 
 bool PlayedSound::rests() const

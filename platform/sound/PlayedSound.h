@@ -17,7 +17,8 @@ struct Sound {
     unsigned rate = 0; // samples per second, kLeastSoundRate to kMostSoundRate
 };
 
-// Any file that libsndfile reads, its channels mixed: of at most 1 GiB, half an hour and 32 channels. What isn't a
+// Any file that libsndfile reads, its channels mixed: of at most 1 GiB, half an hour (of rates above
+// 48 kHz as many samples as that has) and 32 channels. What isn't a
 // number becomes 0. The error is a text for people. Waits for the disk.
 Result<Sound, std::string> readSound(const std::string& path);
 
@@ -46,7 +47,7 @@ private:
     const Times times_;
     const Seconds start_;
     SoundAnalysis analysis_;
-    std::uint64_t analysed_ = 0;
+    std::uint64_t analysed_ = 0, earlierBeats_ = 0; // samples; beats of analyses before this one
     std::shared_ptr<int> listeners_ = std::make_shared<int>(0);
 };
 

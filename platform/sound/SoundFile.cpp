@@ -14,8 +14,8 @@ namespace {
 
 constexpr off_t kMostBytes = off_t(1) << 30;
 constexpr int kMostChannels = 32, kMostSeconds = 30 * 60;
-// All limits together allow more.
-constexpr std::size_t kMostSamples = 192'000UL * kMostSeconds;
+constexpr std::size_t kMostSamples = 48'000UL * kMostSeconds; // 350 MB; the rates above would make gigabytes of it
+constexpr sf_count_t kReserved = 1 << 24; // whatever a header promises
 constexpr sf_count_t kFramesAtOnce = 4096;
 
 struct OpenFile {
@@ -58,12 +58,13 @@ std::string readSamples(OpenFile& opened, Sound& sound)
 {
     const auto channels = std::size_t(opened.info.channels);
     const std::size_t most = std::min(std::size_t(opened.info.samplerate) * kMostSeconds, kMostSamples);
+    sound.samples.reserve(std::min(most, std::size_t(std::clamp<sf_count_t>(opened.info.frames, 0, kReserved))));
     std::vector<float> frames(std::size_t(kFramesAtOnce) * channels);
     while (const sf_count_t count = sf_readf_float(opened.file, frames.data(), kFramesAtOnce)) {
         if (count < 0)
             break;
         if (sound.samples.size() + std::size_t(count) > most)
-            return "longer than half an hour";
+            return opened.info.samplerate > 48'000 ? "longer than half an hour at 48 kHz" : "longer than half an hour";
         for (std::size_t frame = 0; frame < std::size_t(count); ++frame) {
             float sum = 0;
             for (std::size_t channel = 0; channel < channels; ++channel)

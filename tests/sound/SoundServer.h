@@ -64,6 +64,11 @@ public:
         if (process_ > 0) {
             ::kill(-process_, SIGKILL);
             waitpid(process_, nullptr, 0);
+            // Its helpers too, which nobody may reap; and what would look like a server to the next one's.
+            for (int k = 0; k < 50 && ::kill(-process_, 0) == 0; ++k)
+                usleep(5000);
+            for (const char* name : {"pipewire-0", "pipewire-0.lock", "pulse"})
+                std::filesystem::remove_all(folder_ / name);
         }
         process_ = 0;
     }

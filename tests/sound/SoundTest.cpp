@@ -197,7 +197,13 @@ TEST_F(Heard, SaysWhenItIsWantedAndRests)
     play(1);
     EXPECT_TRUE(input.rests());
     EXPECT_EQ(input.hear(), SoundHeard());
-    auto first = input.listen([this] { ++sounds; }), second = input.listen({});
+    std::shared_ptr<void> second, third;
+    auto first = input.listen([&] {
+        ++sounds;
+        third.reset();
+    });
+    second = input.listen({});
+    third = input.listen([this] { ++sounds; }); // is gone by the time when it would be told
     EXPECT_EQ(input.hear(), SoundHeard()); // what was written before nobody wanted
     EXPECT_EQ(sounds, 0);
     input.playing(true);
