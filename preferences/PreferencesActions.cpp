@@ -127,6 +127,13 @@ void PreferencesWC::textFieldRSSFeedURL()
     delegateNotifyFileDidChange();
 }
 
+void PreferencesWC::checkboxListenToSound()
+{
+    if (checkboxListenToSound_)
+        Settings::shared(surroundings()).setListensToSound(checkboxListenToSound_->state() != NSButton::kOff);
+    delegateNotifyFileDidChange(); // who plays it asked for its way to the sound as it began
+}
+
 void PreferencesWC::storeFeedURL(VitrelItem item, const std::string& address)
 {
     item.setData(address, VitrelItem::Key::rssFeedURL);

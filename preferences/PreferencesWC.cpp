@@ -59,6 +59,8 @@ void PreferencesWC::setOutlet(std::string_view name, const std::shared_ptr<NSVie
     take("tableviewQuartzCompositions", tableviewQuartzCompositions_);
     take("searchfield", searchfield_);
     take("checkboxUseRandomScreenSaver", checkboxUseRandomScreenSaver_);
+    take("checkboxListenToSound", checkboxListenToSound_);
+    take("labelListenToSound", labelListenToSound_);
     take("labelVersion", labelVersion_);
     take("labelMusicAppsSupport", labelMusicAppsSupport_);
     take("rssURLLabel", rssURLLabel_);
@@ -76,6 +78,7 @@ std::optional<Selector> PreferencesWC::actionNamed(std::string_view name) const
         {"showInFinder:", SELECTOR(PreferencesWC, showInFinder)},
         {"searchFieldDidChange:", SELECTOR(PreferencesWC, searchFieldDidChange)},
         {"checkboxUseRandomScreenSaver:", SELECTOR(PreferencesWC, checkboxUseRandomScreenSaver)},
+        {"checkboxListenToSound:", SELECTOR(PreferencesWC, checkboxListenToSound)},
         {"textFieldRSSFeedURL:", SELECTOR(PreferencesWC, textFieldRSSFeedURL)},
         {"webpageQuartzComps:", SELECTOR(PreferencesWC, webpageQuartzComps)},
     };
@@ -129,6 +132,8 @@ void PreferencesWC::updateView()
     checkDefaults();
     const bool random = send(screensaverDefaults(), &ScreenSaverDefaults::boolForKey, kUseRandom);
     send(checkboxUseRandomScreenSaver_, &NSButton::setState, random ? NSButton::kOn : NSButton::kOff);
+    const bool listens = Settings::shared(surroundings()).listensToSound();
+    send(checkboxListenToSound_, &NSButton::setState, listens ? NSButton::kOn : NSButton::kOff);
     const NSBundle* bundle = surroundings().classBundle;
     send(labelVersion_, &NSTextField::setStringValue,
         "Version " + informationText(bundle, "CFBundleShortVersionString") + " ("

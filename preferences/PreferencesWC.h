@@ -83,6 +83,7 @@ public:
     void showInFinder();
     void searchFieldDidChange();
     void checkboxUseRandomScreenSaver() { saveData(); }
+    void checkboxListenToSound();
     void textFieldRSSFeedURL();
     void webpageQuartzComps() { openMuralisQuartzWebpage(); }
     void keyDown(const NSEvent& event) override;
@@ -97,6 +98,8 @@ public:
     {
         return checkboxUseRandomScreenSaver_;
     }
+    const std::shared_ptr<NSButton>& checkboxListenToSoundControl() const { return checkboxListenToSound_; }
+    const std::shared_ptr<NSTextField>& labelListenToSound() const { return labelListenToSound_; }
     const std::shared_ptr<NSTextField>& labelVersion() const { return labelVersion_; }
     const std::shared_ptr<NSTextField>& labelMusicAppsSupport() const { return labelMusicAppsSupport_; }
     const std::shared_ptr<NSTextField>& rssURLLabel() const { return rssURLLabel_; }
@@ -125,8 +128,9 @@ private:
     std::vector<std::string> filteredFilesList_;
     std::shared_ptr<NSTableView> tableviewQuartzCompositions_;
     std::shared_ptr<NSSearchField> searchfield_;
-    std::shared_ptr<NSButton> checkboxUseRandomScreenSaver_;
-    std::shared_ptr<NSTextField> labelVersion_, labelMusicAppsSupport_, rssURLLabel_, rssURLTextField_;
+    std::shared_ptr<NSButton> checkboxUseRandomScreenSaver_, checkboxListenToSound_;
+    std::shared_ptr<NSTextField> labelListenToSound_, labelVersion_, labelMusicAppsSupport_, rssURLLabel_,
+        rssURLTextField_;
 };
 
 } // namespace vitrel

@@ -7,6 +7,11 @@
 #include "platform/screensaver/ScreenSaverDefaults.h"
 
 namespace vitrel {
+namespace {
+
+constexpr const char* kListenToSound = "Listen To Sound";
+
+} // namespace
 
 Settings& Settings::shared(const SettingsSurroundings& surroundings)
 {
@@ -30,6 +35,19 @@ std::optional<VitrelItem> Settings::selectedVitrelItem() const
     if (!path)
         return std::nullopt;
     return VitrelItem(surroundings_, NSURL::fileURLWithPath(*path).lastPathComponent());
+}
+
+bool Settings::listensToSound() const
+{
+    const auto defaults = screenSaverDefaults();
+    return !defaults->objectForKey(kListenToSound) || defaults->boolForKey(kListenToSound);
+}
+
+void Settings::setListensToSound(bool listens)
+{
+    const auto defaults = screenSaverDefaults();
+    defaults->setBoolForKey(listens, kListenToSound);
+    defaults->synchronize();
 }
 
 } // namespace vitrel

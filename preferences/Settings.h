@@ -27,6 +27,10 @@ public:
     // isn't stored, or is no text.
     std::optional<VitrelItem> selectedVitrelItem() const;
 
+    // Whether compositions that ask may hear what this computer plays; so it is until the user says otherwise.
+    bool listensToSound() const;
+    void setListensToSound(bool listens);
+
 private:
     const SettingsSurroundings& surroundings_;
 };

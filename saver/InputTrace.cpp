@@ -73,4 +73,15 @@ VitrelView::InputObserver InputTrace::observerForView(int number)
     };
 }
 
+VitrelView::SoundObserver InputTrace::soundObserverForView(int number)
+{
+    return [this, number](const SoundHeard& heard) {
+        nlohmann::ordered_json line;
+        line["t"] = (clock_.now() - start_).count();
+        line["view"] = number;
+        line["sound"] = {{"peak", heard.peak}, {"spectrum", heard.spectrum}};
+        sink_(line.dump() + "\n");
+    };
+}
+
 } // namespace vitrel

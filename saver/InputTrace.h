@@ -23,6 +23,9 @@ public:
     // For the view with that number. The trace must outlive the view's writes.
     VitrelView::InputObserver observerForView(int number);
 
+    // Likewise, what it hears: {"t":SECONDS,"view":N,"sound":{"peak":P,"spectrum":[16 numbers]}}.
+    VitrelView::SoundObserver soundObserverForView(int number);
+
     // A value as it stands in a line.
     static std::string jsonText(const Value& value);
 

@@ -25,6 +25,7 @@ VitrelView::VitrelView(const Surroundings& surroundings)
     , muralisLink_(
           {*surroundings.clock, *surroundings.runLoop, *surroundings.userInteractiveQueue, surroundings.urlSession},
           *this)
+    , visualizerInputs_([this](const Value& value, const std::string& key) { writeInput(value, key); })
 { }
 
 VitrelView::~VitrelView() = default;
@@ -81,9 +82,18 @@ std::shared_ptr<NSWindow> VitrelView::configureSheet()
     return preferencesWC_->window();
 }
 
-std::shared_ptr<QCView> VitrelView::makeQuartzView(NSSize size) const
+std::shared_ptr<QCView> VitrelView::makeQuartzView(NSSize size)
 {
     auto view = surroundings_.makeQCView ? surroundings_.makeQCView() : nullptr;
+    if (view) {
+        // A frame that is under way may hold the composition's view for longer than this one lives.
+        const auto weak = std::weak_ptr(std::static_pointer_cast<VitrelView>(shared_from_this()));
+        view->onFrame = [weak](const SoundHeard& heard) { send(weak.lock(), &VitrelView::hear, heard); };
+        view->onFrameDrawn = [weak] {
+            if (const auto self = weak.lock())
+                self->visualizerInputs_.frameWasDrawn();
+        };
+    }
     send(view, &QCView::setFrame, atOrigin(size));
     return view;
 }

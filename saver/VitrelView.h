@@ -11,6 +11,7 @@
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "platform/screensaver/ScreenSaverView.h"
 #include "preferences/PreferencesWC.h"
+#include "saver/VisualizerInputs.h"
 
 #include <functional>
 #include <memory>
@@ -24,9 +25,9 @@ class NSBundle;
 struct Surroundings;
 
 // The saver's view, one for each display and each preview. It chooses and loads a composition into a QCView of its
-// own and keeps the composition's inputs fed; it draws nothing and has no work per frame. What drives it are its own
-// delayed calls and the events of its subsystems. Views share the player's manager and the stored settings and don't
-// coordinate. Main thread.
+// own and keeps the composition's inputs fed; it draws nothing, and has no work per frame but where a visualiser hears
+// something else than in the last. What drives it are its own delayed calls and the events of its subsystems. Views
+// share the player's manager and the stored settings and don't coordinate. Main thread.
 class VitrelView : public ScreenSaverView,
                    public NqiTunesObserver,
                    public FeedInputView,
@@ -54,6 +55,9 @@ public:
     // Called after each write that an input of the composition took; nothing stands for a cleared one.
     using InputObserver = std::function<void(const Value& value, const std::string& key)>;
     void setInputObserver(InputObserver observer) { inputObserver_ = std::move(observer); }
+    // Called ahead of a frame in which something else is heard than in the one before.
+    using SoundObserver = std::function<void(const SoundHeard& heard)>;
+    void setSoundObserver(SoundObserver observer) { soundObserver_ = std::move(observer); }
     // Starts the orderly stop: ends all delayed calls and timers, after half a second fades the window and pauses,
     // 0.03 seconds later closes the window and lets go of the composition. The host calls it once.
     void cleanup();
@@ -117,7 +121,7 @@ private:
     std::optional<std::string> resource(const NSBundle* bundle, const char* name) const;
     void randomizeFile();
     NSSize fitContentView();
-    std::shared_ptr<QCView> makeQuartzView(NSSize size) const;
+    std::shared_ptr<QCView> makeQuartzView(NSSize size);
     void configureQuartzView();
     void loadFileByBookmark();
     void loadBundledComposition() { }
@@ -131,6 +135,9 @@ private:
     void writeInput(const Value& value, const std::string& key);
     Value squared(const Value& image) const;
     void retrigger();
+    void beginVisualizing();
+    void hear(const SoundHeard& heard);
+    void updateTrackPosition();
     void updateQCRendererInputDataSystem();
     void updateCompositionInputs() override;
 
@@ -168,7 +175,10 @@ private:
     std::shared_ptr<Dictionary> dataSystem_;
     MuralisLink muralisLink_;
 
+    VisualizerInputs visualizerInputs_;
+    SoundHeard heard_; // told last
     InputObserver inputObserver_;
+    SoundObserver soundObserver_;
 };
 
 } // namespace vitrel

@@ -67,6 +67,36 @@ void VitrelView::updateQCRendererInputData()
     }
     compositionSupportsItunes_ = found;
     updateCompositionInputs();
+    visualizerInputs_.setTrack(dataiTunes_.get());
+}
+
+// A composition was loaded.
+void VitrelView::beginVisualizing()
+{
+    visualizerInputs_.begin(inputKeys(), isPreview());
+    surroundings_.runLoop->cancelPreviousPerformRequestsWithTargetSelector(
+        *this, SELECTOR(VitrelView, updateTrackPosition));
+    // Nobody tells a position on the companion's road.
+    if (dataiTunes_ && nqiTunesManager_ && visualizerInputs_.wantsPosition())
+        ask(SELECTOR(VitrelView, updateTrackPosition), 0);
+}
+
+void VitrelView::hear(const SoundHeard& heard)
+{
+    visualizerInputs_.hear(heard);
+    if (heard.peak == heard_.peak && heard.spectrum == heard_.spectrum)
+        return;
+    heard_ = heard;
+    if (soundObserver_)
+        soundObserver_(heard);
+}
+
+void VitrelView::updateTrackPosition()
+{
+    const double reported = send(nqiTunesManager_, &NqiTunesManager::playerPosition);
+    const bool isPlaying = send(nqiTunesManager_, &NqiTunesManager::isPlaying);
+    const double step = visualizerInputs_.setPosition(reported, isPlaying, surroundings_.clock->now());
+    ask(SELECTOR(VitrelView, updateTrackPosition), step);
 }
 
 void VitrelView::setQuartzCompositionValue(const Value& value, const std::string& key)

@@ -83,6 +83,7 @@ void VitrelView::loadFile()
     send(viewQuartzComposition_, &QCView::play, Value());
     addSubview(viewQuartzComposition_);
     send(viewQuartzComposition_, &QCView::setFrame, frame());
+    beginVisualizing();
     updateQCRendererInputData();
     updateQCRendererInputDataSystem();
     loadedURL_ = url_;
@@ -113,6 +114,7 @@ void VitrelView::loadFileByBookmark()
     send(viewQuartzComposition_, &QCView::startRendering);
     addSubview(viewQuartzComposition_);
     send(viewQuartzComposition_, &QCView::setFrame, frame());
+    beginVisualizing();
     updateQCRendererInputData();
     updateQCRendererInputDataSystem();
     loadedURL_ = url_;

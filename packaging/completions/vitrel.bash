@@ -5,13 +5,14 @@ _vitrel()
     local commands="play idle snapshot configure compositions feed-url xscreensaver doctor inspect make evaluate code wallpaper"
     local command=play words="" files="qtz"
     [[ " $commands " == *" ${COMP_WORDS[1]} "* ]] && ((COMP_CWORD > 1)) && command=${COMP_WORDS[1]}
-    local saver="--file --demo --player --system-version --trace --input"
+    local saver="--file --demo --player --system-version --trace --input --sound"
     COMPREPLY=()
 
     case $prev in
     --file) [[ $command == xscreensaver ]] && files="" ;;
     --style) words="mural fill backdrop" files=none ;;
     --output | -o | --trace) files="" ;;
+    --sound) words="on off" files="wav flac ogg mp3" ;;
     --size) words="1280x720 1920x1080 3840x2160" files=none ;;
     --window) words="1280x720 1920x1080 3840x2160" ;;
     --player | --system-version | --input | --window-id | --display | --after | --at | --fps | --scale | --difference)

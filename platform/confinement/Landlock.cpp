@@ -15,12 +15,14 @@ namespace {
 // The kernel's interface, whose header is as old as the distribution: rights by the ABI that brought them.
 namespace right {
 constexpr std::uint64_t kExecute = 1 << 0, kWriteFile = 1 << 1, kReadFile = 1 << 2, kReadFolder = 1 << 3,
-                        kRemoveFile = 1 << 5, kMakeFile = 1 << 8, kTruncate = 1 << 14, kDeviceControl = 1 << 15;
+                        kRemoveFile = 1 << 5, kMakeFolder = 1 << 7, kMakeFile = 1 << 8, kTruncate = 1 << 14,
+                        kDeviceControl = 1 << 15;
 constexpr std::uint64_t kFirst = 0x1FFF, kReparent = 1 << 13;
 // What can be done to something that isn't a folder; the kernel takes no others for it.
 constexpr std::uint64_t kOfFiles = kExecute | kWriteFile | kReadFile | kTruncate | kDeviceControl;
 constexpr std::uint64_t kRead = kReadFile | kReadFolder;
-constexpr std::uint64_t kWrite = kRead | kWriteFile | kRemoveFile | kMakeFile | kTruncate;
+// Drivers keep their shaders in folders by the shaders' hashes, and say so on the terminal where they can't make one.
+constexpr std::uint64_t kWrite = kRead | kWriteFile | kRemoveFile | kMakeFolder | kMakeFile | kTruncate;
 constexpr std::uint64_t kDevice = kRead | kWriteFile | kDeviceControl;
 } // namespace right
 

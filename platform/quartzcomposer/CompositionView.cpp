@@ -17,6 +17,9 @@ namespace {
 
 constexpr double kFastest = 60; // frames a second
 constexpr Seconds kLookAgain{0.25}; // while the window is hidden
+// Refusals of the surface, in a row: then it is looked at less often, and two seconds later nothing is heard any more.
+// A connection to a sound server isn't to come and go with a display that is slow.
+constexpr int kRefusalsOfHidden = 6, kRefusalsUntilDeaf = kRefusalsOfHidden + 8;
 constexpr double kRest = 0.25; // seconds until the next frame from which on a composition stands still
 
 const qc::PatchRegistry& registry()
@@ -33,8 +36,9 @@ bool drawsByProcessor()
 
 } // namespace
 
-CompositionView::CompositionView(RunLoop& runLoop)
+CompositionView::CompositionView(RunLoop& runLoop, SoundInput* sound)
     : runLoop_(runLoop)
+    , sound_(sound)
 { }
 
 CompositionView::~CompositionView()
@@ -51,6 +55,9 @@ bool CompositionView::loadCompositionFromFile(const std::string& path)
         return false;
     file_ = std::make_unique<qc::CompositionFile>(std::move(*file));
     graph_ = std::make_unique<qc::CompositionGraph>(*file_, registry());
+    publishesSound_ = false;
+    for (const auto& port : graph_->inputs())
+        publishesSound_ |= isProtocolInput(port.key, "AudioPeak") || isProtocolInput(port.key, "AudioSpectrum");
     if (onLoad)
         onLoad();
     if (autostarts_ && window())
@@ -79,6 +86,7 @@ bool CompositionView::startRendering()
     const Seconds now = runLoop_.clock().now();
     epoch_ = started_ ? epoch_ + (now - pausedAt_) : now;
     started_ = rendering_ = true;
+    listenIfWanted();
     wish();
     return true;
 }
@@ -89,6 +97,7 @@ void CompositionView::pauseRendering()
         return;
     rendering_ = false;
     pausedAt_ = runLoop_.clock().now();
+    listenIfWanted();
     if (timer_)
         timer_->invalidate();
 }
@@ -143,6 +152,7 @@ void CompositionView::setFrame(NSRect frame)
 void CompositionView::removeFromSuperview()
 {
     QCView::removeFromSuperview();
+    listenIfWanted();
     if (timer_)
         timer_->invalidate();
 }
@@ -154,6 +164,7 @@ void CompositionView::viewDidMoveToWindow()
         return;
     if (autostarts_ && graph_ && !rendering_ && !started_)
         startRendering();
+    listenIfWanted();
     wish();
 }
 
@@ -169,7 +180,7 @@ double CompositionView::compositionTime() const
 
 void CompositionView::wish()
 {
-    if (rendering_)
+    if (rendering_ && !feeds_)
         schedule(runLoop_.clock().now());
 }
 
@@ -188,6 +199,38 @@ void CompositionView::schedule(Seconds when)
         const auto self = shared_from_this(); // the frame may end in the view's removal
         renderFrame();
     });
+}
+
+void CompositionView::listenIfWanted()
+{
+    const bool isWanted = sound_ && graph_ && rendering_ && window() && refusals_ < kRefusalsUntilDeaf
+        && (publishesSound_ || graph_->listens());
+    if (isWanted == bool(listening_))
+        return;
+    soundRests_ = true;
+    if (!isWanted)
+        return listening_.reset();
+    listening_ = sound_->listen([weak = weak_from_this()] {
+        if (const auto self = std::static_pointer_cast<CompositionView>(weak.lock()))
+            self->wish();
+    });
+    if (!sound_->rests())
+        wish();
+}
+
+// One look a frame, for all that is in it.
+void CompositionView::hear()
+{
+    qc::Hearing hearing;
+    if (listening_)
+        hearing = {sound_->hear(), sound_->rests()};
+    soundRests_ = hearing.rests;
+    graph_->hear(hearing);
+    if (!onFrame)
+        return;
+    feeds_ = true;
+    onFrame(hearing.heard);
+    feeds_ = false;
 }
 
 bool CompositionView::prepareCanvas(int width, int height, int divisor, int samples)
@@ -236,10 +279,13 @@ void CompositionView::renderFrame()
     lastFrame_ = now - lastFrame_ < beat() * 1.5 && due_ <= now ? std::max(due_, lastFrame_) : now;
     if (!surface->wantsFrame()) {
         // The last frame is on its way to the screen, or nobody would see this one.
-        schedule(now + (++refusals_ < 6 ? beat() : kLookAgain));
+        ++refusals_;
+        listenIfWanted();
+        schedule(now + (refusals_ < kRefusalsOfHidden ? beat() : kLookAgain));
         return;
     }
     refusals_ = 0;
+    listenIfWanted();
     if (const NativeWindow native = surface->nativeWindow(); native.window && !(native == presenterAsked_)) {
         presenterAsked_ = native;
         presenter_ = qc::WindowPresenter::make(native);
@@ -253,8 +299,14 @@ void CompositionView::renderFrame()
         return;
     }
     const double time = compositionTime();
-    const auto frame = graph_->frame(*stage_, time, runLoop_.clock().date());
+    hear();
+    auto frame = graph_->frame(*stage_, time, runLoop_.clock().date());
     evaluations_ += frame.evaluations;
+    if (publishesSound_ && !soundRests_)
+        frame.next = time;
+    if (onFrameDrawn)
+        onFrameDrawn();
+    listenIfWanted();
     const bool isShown = show(*surface);
     if (isShown && framesShown_++ == 0 && onFirstFrame)
         onFirstFrame();

@@ -6,6 +6,7 @@
 #include "platform/quartzcomposer/DrawingResolution.h"
 #include "platform/quartzcomposer/EdgeSmoothing.h"
 #include "platform/quartzcomposer/QCView.h"
+#include "platform/sound/SoundInput.h"
 
 #include <functional>
 #include <memory>
@@ -27,8 +28,9 @@ class WindowPresenter;
 class CompositionView final : public QCView
 {
 public:
-    // The run loop must outlive the view.
-    explicit CompositionView(RunLoop& runLoop);
+    // The run loop must outlive the view, and so must `sound`, which is listened to while a composition plays that asks
+    // for it and somebody can see it; null: all is silent.
+    explicit CompositionView(RunLoop& runLoop, SoundInput* sound = nullptr);
     ~CompositionView() override;
 
     bool loadCompositionFromFile(const std::string& path) override;
@@ -63,12 +65,18 @@ private:
     void schedule(Seconds when);
     void wish();
     void renderFrame();
+    void hear();
+    void listenIfWanted();
     bool show(Surface& surface);
     bool prepareCanvas(int width, int height, int divisor, int samples);
     Seconds beat() const;
     double compositionTime() const;
 
     RunLoop& runLoop_;
+    SoundInput* const sound_;
+    std::shared_ptr<void> listening_; // null: it doesn't
+    bool publishesSound_ = false, soundRests_ = true;
+    bool feeds_ = false; // within onFrame
     std::unique_ptr<qc::CompositionFile> file_;
     std::unique_ptr<qc::CompositionGraph> graph_;
     std::unique_ptr<qc::GLCanvas> canvas_;

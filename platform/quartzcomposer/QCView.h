@@ -2,10 +2,13 @@
 
 #include "platform/appkit/NSView.h"
 #include "platform/foundation/Value.h"
+#include "platform/sound/SoundInput.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vitrel {
@@ -42,6 +45,21 @@ public:
     virtual bool setValueForInputKey(const Value& value, const std::string& key) = 0;
     // The input's present value; nothing without such an input.
     virtual Value valueForInputKey(const std::string& key) const = 0;
+
+    // Called ahead of each frame with what is heard in it, zeros where nothing is. What is written meanwhile is seen in
+    // that frame, and asks for none.
+    std::function<void(const SoundHeard& heard)> onFrame;
+    // Called after each frame that was computed.
+    std::function<void()> onFrameDrawn;
 };
+
+// Whether a published input is that of the standard protocols (music visualiser, preview, ...) with this name. Files
+// have it as "_protocolInput_NAME", the platform's documentation as "inputNAME".
+inline bool isProtocolInput(std::string_view key, std::string_view name)
+{
+    return key.ends_with(name)
+        && (key.substr(0, key.size() - name.size()) == "_protocolInput_"
+            || key.substr(0, key.size() - name.size()) == "input");
+}
 
 } // namespace vitrel

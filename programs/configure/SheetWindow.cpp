@@ -153,7 +153,8 @@ void SheetWindow::bindControls()
     const auto& info = surroundings_.classBundle->infoDictionary();
     const auto site = info.find("VitrelWebsite");
     send(buttonNamed(content, "webButton"), &NSButton::setHidden, site == info.end());
-    for (const auto& label : {controller_->labelVersion(), controller_->labelMusicAppsSupport()})
+    for (const auto& label :
+        {controller_->labelVersion(), controller_->labelMusicAppsSupport(), controller_->labelListenToSound()})
         send(label, &NSTextField::setTextColor, NSTextColor::secondaryLabelColor);
     binder_.bindIdentified(content, *this);
     binder_.bindLabel(controller_->labelVersion(), *ui_->labelVersion);
@@ -185,6 +186,7 @@ void SheetWindow::nameForReaders()
     ui_->searchfield->setAccessibleName(ui_->searchfield->placeholderText());
     ui_->tableviewQuartzCompositions->setAccessibleName(texts_("Compositions"));
     ui_->preview->setAccessibleName(texts_("Preview"));
+    ui_->checkboxListenToSound->setAccessibleDescription(ui_->labelListenToSound->text());
     ui_->rssURLTextField->setAccessibleName(ui_->rssURLLabel->accessibleName());
 }
 

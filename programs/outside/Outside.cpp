@@ -8,6 +8,7 @@
 #include "platform/foundation/RunLoop.h"
 #include "platform/scriptingbridge/Artwork.h"
 #include "platform/scriptingbridge/SessionBus.h"
+#include "platform/sound/SoundListener.h"
 #include "programs/outside/OutsideMessage.h"
 
 #include <sys/prctl.h>
@@ -38,9 +39,10 @@ bool isOfWeb(const std::string& address)
 class Server final : private PlayerBusListener
 {
 public:
-    Server(int socket, const OutsidePermissions& permissions)
+    Server(int socket, const OutsidePermissions& permissions, std::shared_ptr<SoundRing> ring)
         : socket_(socket)
         , permissions_(permissions)
+        , ring_(permissions.sound ? std::move(ring) : nullptr)
     { }
     int run()
     {
@@ -51,6 +53,7 @@ public:
             tellWhetherSettled();
         }
         bus_.reset();
+        listener_.reset();
         reader.join();
         return 0;
     }
@@ -77,6 +80,8 @@ private:
             loop_.post([this] { startPlayers(); });
         else if (kind == "ask")
             loop_.post([this, name = textOfFact(facts, "name")] { askPlayer(name); });
+        else if (kind == "listen")
+            loop_.post([this, wanted = truthOfFact(facts, "wanted")] { listen(wanted); });
         else if (kind == "cancel")
             cancel(numberOfFact(facts, "id"));
         else
@@ -124,6 +129,20 @@ private:
         tellOfPlayer("seeked", name, {{"position", position}});
     }
     void playerVanished(const std::string& name) override { tellOfPlayer("vanished", name, {}); }
+
+    // --- sound
+
+    void listen(bool wanted)
+    {
+        if (!ring_)
+            return;
+        if (!listener_ && wanted)
+            listener_ = std::make_unique<SoundListener>(ring_, [this](bool playing) {
+                socket_.send({{"kind", "playing"}, {"playing", playing}});
+            });
+        if (listener_)
+            listener_->wanted(wanted);
+    }
 
     // --- requests
 
@@ -226,6 +245,8 @@ private:
     RunLoop loop_{clock_};
     OutsideSocket socket_;
     const OutsidePermissions permissions_;
+    const std::shared_ptr<SoundRing> ring_; // null: nobody may listen
+    std::unique_ptr<SoundListener> listener_; // once somebody has wanted to
     std::atomic<bool> ended_{false};
     bool settled_ = false;
     std::unique_ptr<SessionBus> bus_;
@@ -238,13 +259,13 @@ private:
 
 } // namespace
 
-int serveFromOutside(int socket, const OutsidePermissions& permissions)
+int serveFromOutside(int socket, const OutsidePermissions& permissions, const std::shared_ptr<SoundRing>& ring)
 {
     prctl(PR_SET_NAME, "vitrel:outside");
     // The keys that end a program in a terminal reach both; the other has an end to play, with its players.
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
-    return Server(socket, permissions).run();
+    return Server(socket, permissions, ring).run();
 }
 
 } // namespace vitrel

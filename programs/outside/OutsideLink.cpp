@@ -1,5 +1,6 @@
 #include "programs/outside/OutsideLink.h"
 
+#include "platform/sound/HeardSound.h"
 #include "programs/child/ChildProcess.h"
 #include "programs/outside/OutsideMessage.h"
 
@@ -24,9 +25,10 @@ constexpr std::chrono::milliseconds kStep{50};
 } // namespace
 
 struct OutsideLink::State {
-    State(RunLoop& loop, int socket)
+    State(RunLoop& loop, int socket, std::shared_ptr<SoundRing> ring)
         : loop(loop)
         , socket(socket)
+        , ring(std::move(ring))
     { }
 
     using Answer = std::function<void(OutsideMessage)>;
@@ -99,10 +101,14 @@ struct OutsideLink::State {
     // On its thread.
     void listen(const std::weak_ptr<State>& weak)
     {
+        bool isPlaying = false;
         while (auto message = socket.receive(kFromOutside)) {
             if (textOfFact(message->facts, "kind") == "answer") {
                 const auto id = numberOfFact(message->facts, "id");
                 take(id, std::move(*message));
+            } else if (textOfFact(message->facts, "kind") == "playing") {
+                if (std::exchange(isPlaying, truthOfFact(message->facts, "playing")) != isPlaying)
+                    postToSound(weak, isPlaying);
             } else {
                 postToBus(weak, std::move(message->facts));
             }
@@ -116,6 +122,16 @@ struct OutsideLink::State {
         for (auto& [id, answer] : left)
             answer({{{"error", kGone}}, {}});
         postToBus(weak, {{"kind", "ended"}});
+        if (isPlaying)
+            postToSound(weak, false);
+    }
+    void postToSound(const std::weak_ptr<State>& weak, bool playing)
+    {
+        loop.post([weak, playing] {
+            const auto state = weak.lock();
+            if (state && state->tellSound)
+                state->tellSound(playing);
+        });
     }
     void postToBus(const std::weak_ptr<State>& weak, Dictionary facts)
     {
@@ -131,6 +147,8 @@ struct OutsideLink::State {
     std::unique_ptr<ChildProcess> process;
     std::thread thread;
     std::function<void(const Dictionary&)> tellBus; // main thread
+    const std::shared_ptr<SoundRing> ring; // null: nothing is heard
+    std::function<void(bool playing)> tellSound; // main thread
     std::mutex mutex;
     std::map<std::int64_t, Answer> requests; // guarded by mutex
     std::int64_t lastRequest = 0; // guarded by mutex
@@ -140,8 +158,8 @@ struct OutsideLink::State {
 class OutsideLink::Bus final : public PlayerBus
 {
 public:
-    explicit Bus(std::shared_ptr<State> state)
-        : state_(std::move(state))
+    explicit Bus(const std::shared_ptr<State>& state)
+        : state_(state)
     { }
     ~Bus() override
     {
@@ -203,6 +221,32 @@ private:
     const std::weak_ptr<State> state_;
     bool settled_ = false;
     std::set<std::string> players_, silent_;
+};
+
+class OutsideLink::Sound final : public SoundInput
+{
+public:
+    explicit Sound(const std::shared_ptr<State>& state)
+        : state_(state)
+        , heard_(state->loop.clock(), state->ring, [weak = state_](bool wanted) {
+            if (const auto state = weak.lock())
+                state->socket.send({{"kind", "listen"}, {"wanted", wanted}});
+        })
+    {
+        state->tellSound = [this](bool playing) { heard_.playing(playing); };
+    }
+    ~Sound() override
+    {
+        if (const auto state = state_.lock())
+            state->tellSound = nullptr;
+    }
+    std::shared_ptr<void> listen(std::function<void()> onSound) override { return heard_.listen(std::move(onSound)); }
+    SoundHeard hear() override { return heard_.hear(); }
+    bool rests() const override { return heard_.rests(); }
+
+private:
+    const std::weak_ptr<State> state_;
+    HeardSound heard_;
 };
 
 class OutsideLink::Feeds final : public FeedKit::Fetcher
@@ -300,9 +344,9 @@ OutsideLink::OutsideLink(std::shared_ptr<State> state)
     : state_(std::move(state))
 { }
 
-std::unique_ptr<OutsideLink> OutsideLink::over(RunLoop& loop, int socket)
+std::unique_ptr<OutsideLink> OutsideLink::over(RunLoop& loop, int socket, std::shared_ptr<SoundRing> ring)
 {
-    return std::unique_ptr<OutsideLink>(new OutsideLink(std::make_shared<State>(loop, socket)));
+    return std::unique_ptr<OutsideLink>(new OutsideLink(std::make_shared<State>(loop, socket, std::move(ring))));
 }
 
 std::unique_ptr<OutsideLink> OutsideLink::start(RunLoop& loop, const OutsidePermissions& permissions)
@@ -310,9 +354,10 @@ std::unique_ptr<OutsideLink> OutsideLink::start(RunLoop& loop, const OutsidePerm
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         return nullptr;
-    auto link = over(loop, ends[0]);
+    const auto ring = permissions.sound ? SoundRing::make() : nullptr;
+    auto link = over(loop, ends[0], ring);
     link->state_->process = ChildProcess::fork(
-        loop, [&] { return serveFromOutside(ChildProcess::kInherited, permissions); }, ends[1], [](int) {});
+        loop, [&] { return serveFromOutside(ChildProcess::kInherited, permissions, ring); }, ends[1], [](int) {});
     ::close(ends[1]);
     return link->state_->process ? std::move(link) : nullptr;
 }
@@ -324,6 +369,7 @@ OutsideLink::~OutsideLink()
         state_->thread.join();
     // Not with the last of those who hold the state, which may be on any thread.
     state_->tellBus = nullptr;
+    state_->tellSound = nullptr;
     // It ends by itself, now that nobody is there. A confined process couldn't end it, and isn't to wait.
     if (state_->process)
         state_->process->release();
@@ -338,6 +384,11 @@ void OutsideLink::listen()
 std::unique_ptr<PlayerBus> OutsideLink::playerBus()
 {
     return std::make_unique<Bus>(state_);
+}
+
+std::unique_ptr<SoundInput> OutsideLink::sound()
+{
+    return state_->ring ? std::make_unique<Sound>(state_) : nullptr;
 }
 
 std::shared_ptr<FeedKit::Fetcher> OutsideLink::fetcher()

@@ -5,6 +5,8 @@
 #include "platform/foundation/URLSession.h"
 #include "platform/scriptingbridge/Artwork.h"
 #include "platform/scriptingbridge/PlayerBus.h"
+#include "platform/sound/SoundInput.h"
+#include "platform/sound/SoundRing.h"
 #include "programs/outside/Outside.h"
 
 #include <memory>
@@ -20,8 +22,8 @@ class OutsideLink
 public:
     // Forks the process; null if it can't. Ahead of the first thread. The loop outlives the link.
     static std::unique_ptr<OutsideLink> start(RunLoop& loop, const OutsidePermissions& permissions);
-    // The same with a socket whose other end somebody serves; takes it over.
-    static std::unique_ptr<OutsideLink> over(RunLoop& loop, int socket);
+    // The same with a socket whose other end somebody serves, and the ring that is written to; takes the socket over.
+    static std::unique_ptr<OutsideLink> over(RunLoop& loop, int socket, std::shared_ptr<SoundRing> ring = nullptr);
     ~OutsideLink();
     OutsideLink(const OutsideLink&) = delete;
     OutsideLink& operator=(const OutsideLink&) = delete;
@@ -31,6 +33,8 @@ public:
 
     // The players; once. May outlive the link, and tells nothing then.
     std::unique_ptr<PlayerBus> playerBus();
+    // What is heard, once; null if that isn't permitted. May outlive the link, and hears nothing then.
+    std::unique_ptr<SoundInput> sound();
     // Any thread. Outlives the link, and fails then.
     std::shared_ptr<FeedKit::Fetcher> fetcher();
     // Of the companion. Its thread is the one that listens.
@@ -43,6 +47,7 @@ private:
     class Bus;
     class Feeds;
     class Session;
+    class Sound;
     explicit OutsideLink(std::shared_ptr<State> state);
 
     std::shared_ptr<State> state_;

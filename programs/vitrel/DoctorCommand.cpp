@@ -6,6 +6,7 @@
 #include "music/NqiTunesManager.h"
 #include "platform/appkit/NSImage.h"
 #include "platform/foundation/UUID.h"
+#include "platform/sound/SoundExamination.h"
 #include "preferences/PreferencesWC.h"
 #include "preferences/Settings.h"
 #include "programs/vitrel/Commands.h"
@@ -13,6 +14,7 @@
 #include "programs/vitrel/SaverHost.h"
 #include "support/DateKit.h"
 
+#include <cmath>
 #include <future>
 
 namespace vitrel {
@@ -20,6 +22,7 @@ namespace vitrel {
 namespace {
 
 constexpr Seconds kPlayersTime{2};
+constexpr Seconds kSoundTime{3};
 constexpr FeedKit::FetchLimits kFeedLimits{.bytes = 64u << 20, .time = std::chrono::seconds(20), .redirects = 10};
 constexpr auto kCompanionTime = std::chrono::seconds(5);
 
@@ -56,6 +59,28 @@ void examinePlayer(SaverHost& host, Report& report)
         return report.broken("artwork", "the player names one that can't be read; see whether its file is there");
     const NSBitmapImageRep& picture = image->representations().front();
     report.good("artwork", std::to_string(picture.pixelsWide()) + "x" + std::to_string(picture.pixelsHigh()));
+}
+
+std::string decibels(double level)
+{
+    return level > 1e-5 ? std::to_string(int(std::lround(20 * std::log10(level)))) + " dB now" : "nothing plays now";
+}
+
+void examineHearing(SaverHost& host, Report& report)
+{
+    const bool listens = Settings::shared(host.surroundings()).listensToSound();
+    const SoundExamination sound = examineSound(kSoundTime);
+    const std::string server = sound.server + (sound.version.empty() ? "" : " " + sound.version);
+    const std::string output = "\"" + (sound.description.empty() ? sound.output : sound.description) + "\"";
+    if (sound.output.empty())
+        return report.idle(
+            "sound", (server.empty() ? "" : server + ": ") + sound.problem + "; compositions hear nothing");
+    if (!sound.problem.empty()) // an output that rests may take seconds to give its first sample
+        return report.idle("sound", server + ", " + output + ": " + sound.problem + "; play something and look again");
+    const std::string found = server + ", " + output + ", " + decibels(sound.level.value_or(0));
+    if (!listens)
+        return report.idle("sound", found + "; switched off in the settings window, so compositions hear nothing");
+    report.good("sound", found);
 }
 
 void examineCompanion(SaverHost& host, Report& report)
@@ -139,6 +164,7 @@ int doctor(const SaverOptions& options)
     examineDesktop(report);
     examineConfinement(report);
     examinePlayer(*host, report);
+    examineHearing(*host, report);
     examineCompanion(*host, report);
     examineFeed(*host, report);
     return report.exitCode();

@@ -8,6 +8,7 @@
 #include "programs/supervisor/HostSignals.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Play.h"
+#include "programs/vitrel/SaverSound.h"
 #include "programs/vitrel/SettingsHost.h"
 
 #include <unistd.h>
@@ -43,6 +44,7 @@ PlayOptions childOptions(PlayOptions options, const ChildPlace& place)
         options.chosen.clear();
         options.watch = false;
         options.inputs.clear();
+        options.sound = "off";
     }
     return options;
 }
@@ -103,9 +105,11 @@ int playFullScreen(PlayOptions options)
     // What is wrong is said once, and not by each child.
     if (const auto wrong = complainOfSaverOptions(options))
         return *wrong;
+    SystemClock clock;
+    if (const auto sound = soundPlayedFor(options, clock); !sound)
+        return sound.error();
     int code = 0;
     options.chosen = chosenAtRandom(options);
-    SystemClock clock;
     RunLoop loop(clock);
     DisplaySupervisor* minding = nullptr;
     const HostSignals signals(loop, [&](int) {

@@ -32,7 +32,7 @@ int preview(int width, int height)
     screen.onResize = [&](int w, int h) { host->resizeView(*window, {double(w), double(h)}); };
     int code = 0;
     screen.onReload = [&] {
-        if (host->reachesComposition())
+        if (host->reachesComposition() && host->hearsAsChosen())
             return view->fileDidChange();
         code = kPreviewAnew;
         host->runLoop().stop();

@@ -15,6 +15,7 @@
 #include "preferences/Settings.h"
 #include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/SaverSound.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -112,10 +113,11 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
     }
     choose(options);
     firstView_ = options.firstView;
-    configureWays(options, reach);
+    if (const auto code = configureWays(options, reach))
+        return code;
     surroundings_.players = players_.get();
     surroundings_.makeQCView = [this]() -> std::shared_ptr<QCView> {
-        auto view = std::make_shared<CompositionView>(runLoop_);
+        auto view = std::make_shared<CompositionView>(runLoop_, sound_.get());
         const std::weak_ptr<QCView> weak = view;
         view->onFirstFrame = [this] { firstPictureIsThere(); };
         view->onLoad = [this, weak, view = view.get()] {
@@ -128,13 +130,21 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
     return std::nullopt;
 }
 
-// To the world: players, feeds, covers, the companion.
-void SaverHost::configureWays(const SaverOptions& options, Reach reach)
+// To the world: players, feeds, covers, the companion, sound. An exit code if the options name a sound that is none.
+std::optional<int> SaverHost::configureWays(const SaverOptions& options, Reach reach)
 {
     isConfined_ = reach == Reach::Confined;
+    auto played = soundPlayedFor(options, clock_);
+    if (!played)
+        return played.error();
+    sound_ = *std::move(played);
+    auto allowed = permissions();
+    allowed.sound = listens_ = listensToComputer(options, Settings::shared(surroundings_).listensToSound());
     if (isConfined_ && !options.withoutData)
-        outside_ = OutsideLink::start(runLoop_, permissions());
+        outside_ = OutsideLink::start(runLoop_, allowed);
     if (outside_) {
+        if (listens_)
+            sound_ = outside_->sound();
         urlSession_ = outside_->urlSession();
         surroundings_.feedFetcher = outside_->fetcher();
         surroundings_.artworkReader = outside_->covers();
@@ -156,6 +166,7 @@ void SaverHost::configureWays(const SaverOptions& options, Reach reach)
         sessionPlayers_ = players.get();
         players_ = std::move(players);
     }
+    return std::nullopt;
 }
 
 // Of the user's list, the active one first.
@@ -227,6 +238,11 @@ bool SaverHost::reachesComposition() const
     if (file >= 0)
         ::close(file);
     return !isRefused;
+}
+
+bool SaverHost::hearsAsChosen() const
+{
+    return listens_ == Settings::shared(surroundings_).listensToSound();
 }
 
 // Which composition plays. What the command line says is for this run alone.
@@ -324,8 +340,11 @@ std::shared_ptr<VitrelView> SaverHost::addView(const std::shared_ptr<NSWindow>& 
     auto view = VitrelView::initWithFrameIsPreview(surroundings_, {{0, 0}, window->frame().size}, isPreview);
     if (!view)
         return nullptr;
-    if (trace_)
-        view->setInputObserver(trace_->observerForView(firstView_ + static_cast<int>(views_.size())));
+    if (trace_) {
+        const int number = firstView_ + static_cast<int>(views_.size());
+        view->setInputObserver(trace_->observerForView(number));
+        view->setSoundObserver(trace_->soundObserverForView(number));
+    }
     window->contentView()->addSubview(view);
     views_.push_back(view);
     return view;

@@ -53,6 +53,8 @@ public:
     void begin(const CommandFiles& more = {}, const std::vector<std::string>& folders = {});
     // Whether the composition that the settings name can be read; if not, only by another process.
     bool reachesComposition() const;
+    // Whether it hears as the user has chosen by now: the way to the sound is made at the start.
+    bool hearsAsChosen() const;
 
     RunLoop& runLoop() { return runLoop_; }
     Surroundings& surroundings() { return surroundings_; }
@@ -73,7 +75,7 @@ public:
 private:
     SaverHost();
     std::optional<int> configure(const SaverOptions& options, Reach reach);
-    void configureWays(const SaverOptions& options, Reach reach);
+    std::optional<int> configureWays(const SaverOptions& options, Reach reach);
     void confineTo(CommandFiles files, std::vector<std::string> folders);
     std::vector<std::string> compositions() const;
     OutsidePermissions permissions() const;
@@ -90,6 +92,8 @@ private:
     RunLoop runLoop_{clock_};
     std::unique_ptr<HostSignals> signals_; // before any thread is
     std::unique_ptr<OutsideLink> outside_; // before any thread is; null if it is free
+    std::unique_ptr<SoundInput> sound_; // null: all is silent
+    bool listens_ = false; // to this computer, as the user has chosen
     std::optional<qc::EarlyGLContext> earlyContext_;
     FileSystem files_;
     std::unique_ptr<DefaultsStore> defaults_;

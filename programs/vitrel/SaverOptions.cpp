@@ -29,6 +29,8 @@ void addSaverOptions(CLI::App& command, SaverOptions& options)
     command.add_option("--trace", options.trace, "Write each change of an input to this file, a line of JSON each");
     command.add_option("--input", options.inputs, "KEY=VALUE sets a published input at the start; may be given again")
         ->allow_extra_args(false);
+    command.add_option("--sound", options.sound,
+        "What compositions hear: on, what this computer plays; off; or a sound file. As in the settings if not given");
 }
 
 std::optional<int> complainOfSaverOptions(const SaverOptions& options)

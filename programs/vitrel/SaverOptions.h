@@ -16,6 +16,7 @@ struct SaverOptions {
     std::string systemVersion;
     std::string trace; // a file for the trace; empty: none
     std::vector<std::string> inputs; // KEY=VALUE
+    std::string sound; // what compositions hear: "on", "off" or a file; empty: as the user has chosen
     bool withoutData = false; // no player, no network; nothing is stored
     bool logs = true; // the system's own lines go to standard error
 

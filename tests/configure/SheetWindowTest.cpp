@@ -1,4 +1,5 @@
 #include "configure/Sheet.h"
+#include "preferences/Settings.h"
 
 #include <gmock/gmock.h>
 
@@ -220,7 +221,7 @@ TEST(SheetWindow, EndsByEveryWayOutAndKeepsWhatWasDone)
     }
 }
 
-TEST(SheetWindow, ShowsAtOnceWhatAnotherProcessStoresAndStoresTheRandomBox)
+TEST(SheetWindow, ShowsAtOnceWhatAnotherProcessStoresAndStoresTheBoxes)
 {
     Sheet in({"/a", "/b"}, "/a");
     Sheet::store(in.other(), {"/b", "/c"}, "/b");
@@ -241,6 +242,15 @@ TEST(SheetWindow, ShowsAtOnceWhatAnotherProcessStoresAndStoresTheRandomBox)
     in.noticeWrites();
     EXPECT_TRUE(in.button("checkboxUseRandomScreenSaver").isChecked());
     EXPECT_EQ(in.reloads(), 2);
+    EXPECT_TRUE(in.button("checkboxListenToSound").isChecked()) << "until the user says otherwise";
+    EXPECT_FALSE(in.value("Listen To Sound")) << "a look stores nothing";
+    in.click("checkboxListenToSound");
+    EXPECT_EQ(in.value("Listen To Sound"), Value(false));
+    EXPECT_EQ(in.reloads(), 3) << "the preview goes deaf";
+    EXPECT_FALSE(Settings::shared(in.surroundings).listensToSound());
+    in.other().setValueForKey(Sheet::kDomain, "Listen To Sound", true);
+    in.noticeWrites();
+    EXPECT_TRUE(in.button("checkboxListenToSound").isChecked());
 }
 
 TEST(SheetWindow, KeepsItsPlaceInALongListAndWantsPicturesOfTheRowsThatAreSeen)
@@ -360,7 +370,7 @@ TEST(SheetWindow, ShortcutsAndKeysLeadWhereTheirUsersExpect)
     } while (widget != &in.search());
     EXPECT_THAT(order,
         ElementsAre("searchfield", "tableviewQuartzCompositions", "addButton", "removeButton",
-            "checkboxUseRandomScreenSaver", "okButton", "cancelButton"));
+            "checkboxUseRandomScreenSaver", "checkboxListenToSound", "okButton", "cancelButton"));
 }
 
 } // namespace

@@ -112,9 +112,11 @@ void tryFiles(const std::string& folder, pid_t victim)
     tell("remove", unlink((folder + "/home/second").c_str()) == 0);
     tell("environment-of-another", opens("/proc/" + std::to_string(victim) + "/environ", O_RDONLY));
     tell("READ-FILE", opens(folder + "/file/one.qtz", O_RDONLY) && opens("/etc/passwd", O_RDONLY));
+    const std::string inside = folder + "/out/" + std::to_string(getpid());
     tell("WRITE-OUTPUT",
         opens(folder + "/out/new", O_WRONLY | O_CREAT | O_EXCL)
-            && rename((folder + "/out/new").c_str(), (folder + "/out/picture").c_str()) == 0);
+            && rename((folder + "/out/new").c_str(), (folder + "/out/picture").c_str()) == 0
+            && mkdir(inside.c_str(), 0700) == 0 && opens(inside + "/shader", O_WRONLY | O_CREAT));
 }
 
 void tryNetwork(const std::string& folder, in_port_t port)

@@ -1,4 +1,5 @@
 #include "platform/foundation/Files.h"
+#include "platform/sound/SoundRingMemory.h"
 #include "programs/outside/OutsideLink.h"
 #include "programs/outside/OutsideMessage.h"
 #include "support/LocalServer.h"
@@ -9,6 +10,7 @@
 
 #include <sys/socket.h>
 
+#include <cmath>
 #include <cstring>
 #include <future>
 
@@ -146,6 +148,60 @@ TEST_F(Outside, APlayersWordsComeAsTheyWereSaidAndGoWithTheProcess)
     EXPECT_THAT(heard.lines,
         ElementsAre("mpv came, 7 3 there A", "mpv says B", "mpv at 5", "vlc came, 0 0 ", "vlc went", "mpv went"));
     EXPECT_THAT(feed("http://x/"), testing::StartsWith("error: ")) << "at once";
+}
+
+// A made process outside that says nonsense and writes garbage: what is heard stays within its bounds.
+TEST_F(Outside, SoundIsWhatTheRingHoldsWhileTheOtherSideSaysThatItPlays)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    auto other = std::make_unique<OutsideSocket>(ends[1]);
+    const auto ring = SoundRing::make();
+    link = OutsideLink::over(loop, ends[0], ring);
+    link->listen();
+    const auto sound = link->sound();
+    int woken = 0;
+    auto listening = sound->listen([&] { ++woken; });
+    EXPECT_EQ(other->receive(kFromWithin)->facts, (Dictionary{{"kind", "listen"}, {"wanted", true}}));
+    for (const Value& nonsense : {Value("loud"), Value(7), Value(), Value(false), Value(true), Value(true)})
+        other->send({{"kind", "playing"}, {"playing", nonsense}});
+    EXPECT_TRUE(turnUntil([&] { return !sound->rests(); }));
+    EXPECT_EQ(woken, 1);
+    auto& memory = SoundRingTampering::memoryOf(*ring);
+    for (const std::uint64_t written :
+        {std::uint64_t(0), std::uint64_t(1) << 63, ~std::uint64_t(0), std::uint64_t(77)}) {
+        for (const std::uint32_t rate : {0u, 1u, 44100u, 384000u, ~0u}) {
+            memory.rate = rate;
+            memory.samples[written % SoundRing::kCapacity] = rate == 1 ? NAN : INFINITY;
+            memory.written = written;
+            const SoundHeard heard = sound->hear();
+            EXPECT_TRUE(heard.peak >= 0 && heard.peak <= 1);
+            EXPECT_THAT(heard.spectrum, testing::Each(testing::AllOf(testing::Ge(0), testing::Le(1))));
+        }
+    }
+    std::vector<float> loud(8192, 0.5f);
+    ring->write(loud, 44100);
+    EXPECT_GT(sound->hear().peak, 0.1);
+    listening.reset();
+    EXPECT_EQ(other->receive(kFromWithin)->facts, (Dictionary{{"kind", "listen"}, {"wanted", false}}));
+    listening = sound->listen({});
+    EXPECT_FALSE(sound->rests());
+    other.reset();
+    EXPECT_TRUE(turnUntil([&] { return sound->rests(); })) << "with the process";
+    link.reset();
+    EXPECT_EQ(sound->hear().peak, 0);
+}
+
+TEST_F(Outside, ListensOnlyWhereItIsPermitted)
+{
+    start({.players = false});
+    EXPECT_FALSE(link->sound()) << "there is no memory to be heard in";
+    link.reset(); // ahead of the next fork, which wants one thread
+    start({.players = false, .sound = true});
+    const auto sound = link->sound();
+    const auto listening = sound->listen({});
+    link.reset();
+    EXPECT_TRUE(sound->rests());
 }
 
 TEST(OutsideSocket, EndsAtAnythingThatIsNoMessage)

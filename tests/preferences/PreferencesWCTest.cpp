@@ -262,9 +262,9 @@ TEST(PreferencesWC, TheFeedFieldIsOnForCompositionsThatShowFeeds)
 TEST(PreferencesWC, KnowsItsActionsByName)
 {
     const Sheet in;
-    for (const std::string name :
-        {"buttonOK", "buttonCancel", "quartzAddFile", "quartzRemoveFile", "menuRemoveFile", "showInFinder",
-            "searchFieldDidChange", "checkboxUseRandomScreenSaver", "textFieldRSSFeedURL", "webpageQuartzComps"}) {
+    for (const std::string name : {"buttonOK", "buttonCancel", "quartzAddFile", "quartzRemoveFile", "menuRemoveFile",
+             "showInFinder", "searchFieldDidChange", "checkboxUseRandomScreenSaver", "checkboxListenToSound",
+             "textFieldRSSFeedURL", "webpageQuartzComps"}) {
         const auto action = in.controller->actionNamed(name + ":");
         EXPECT_EQ(action ? action->name : "none", name);
         EXPECT_FALSE(in.controller->actionNamed(name));

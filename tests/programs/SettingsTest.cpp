@@ -126,6 +126,7 @@ TEST(Doctor, SaysWhatIsBrokenAndWhatToDo)
     const auto well = run(settings, {"doctor"});
     EXPECT_THAT(well.output, ContainsRegex("feed +ok +\"Small News\", 1 articles, from http"));
     EXPECT_THAT(well.output, ContainsRegex("player +broken +there is no session bus"));
+    EXPECT_THAT(well.output, ContainsRegex("\nsound +(ok|-) +[A-Z\"]")) << "by what this machine has";
     EXPECT_EQ(well.code, 1);
 
     run(settings, {"feed-url", "Feeder.qtz", server.url("/gone")});

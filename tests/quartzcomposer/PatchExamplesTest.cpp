@@ -24,7 +24,8 @@ namespace {
 namespace fs = std::filesystem;
 
 // The examples of docs/patches: each says in the lines `//@` of its head what it must show. Several times in a line are
-// frames in turn, and an output then has a value for each.
+// frames in turn, and an output then has a value for each. "sound FROM PEAK [beat]": from then on this is heard, the
+// lowest band as loud as the peak and each other a sixteenth of it less.
 class Example
 {
 public:
@@ -51,6 +52,8 @@ public:
                 words >> width_ >> height_;
             else if (verb == "time")
                 play(words);
+            else if (verb == "sound")
+                listen(words);
             else if (verb == "pixel")
                 expectPixel(words);
             else if (verb == "out")
@@ -86,6 +89,28 @@ private:
         }
         EXPECT_FALSE(history_.empty() && !graph_->outputs().empty()) << "no number";
     }
+    void listen(std::istringstream& words)
+    {
+        Sound sound;
+        std::string beat;
+        ASSERT_TRUE(words >> sound.from >> sound.peak);
+        sound.isBeat = static_cast<bool>(words >> beat);
+        sounds_.push_back(sound);
+    }
+    Hearing heardAt(double time) const
+    {
+        Hearing hearing;
+        for (const Sound& sound : sounds_) {
+            if (sound.from > time)
+                break;
+            hearing.heard.peak = sound.peak;
+            for (std::size_t k = 0; k < 16; ++k)
+                hearing.heard.spectrum[k] = sound.peak * double(16 - k) / 16;
+            hearing.heard.beats += sound.isBeat;
+            hearing.rests = sound.peak == 0;
+        }
+        return hearing;
+    }
     void start()
     {
         std::istringstream zero("0");
@@ -100,6 +125,7 @@ private:
             stage_ = std::make_unique<Stage>(*canvas_);
             canvas_->clear({0, 0, 0, 1}, true, true, 0xF);
         }
+        graph_->hear(heardAt(time));
         graph_->frame(*stage_, time, Date::fromReferenceDate(time));
         pixels_.resize(static_cast<std::size_t>(width_ * height_));
         canvas_->readInto(pixels_.data(), static_cast<std::size_t>(width_));
@@ -130,8 +156,14 @@ private:
         EXPECT_EQ(history_[key], value);
     }
 
+    struct Sound {
+        double from = 0, peak = 0;
+        bool isBeat = false;
+    };
+
     CompositionResult file_;
     std::ifstream lines_;
+    std::vector<Sound> sounds_;
     std::unique_ptr<CompositionGraph> graph_;
     std::unique_ptr<GLCanvas> canvas_;
     std::unique_ptr<Stage> stage_;

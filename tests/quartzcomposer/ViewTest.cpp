@@ -2,12 +2,15 @@
 #include "platform/appkit/NSWindow.h"
 #include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
+#include "support/FakeSound.h"
 #include "support/ManualLoop.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 namespace vitrel {
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -68,7 +71,8 @@ struct View : testing::Test {
 
     ManualLoop in;
     TemporaryFolder folder;
-    std::shared_ptr<CompositionView> view = std::make_shared<CompositionView>(in.loop);
+    FakeSound sound;
+    std::shared_ptr<CompositionView> view = std::make_shared<CompositionView>(in.loop, &sound);
     HidableSurface* surface = nullptr;
     std::unique_ptr<NSWindow> window;
 };
@@ -221,6 +225,57 @@ TEST_F(View, DrawsFewerPixelsWhileItMovesWhereAllTakeTooLong)
     view->setValueForInputKey(true, "moves");
     framesIn(0.5);
     EXPECT_NEAR(edge(), 191, 2) << "as before, without a new trial";
+}
+
+// It listens for as long as somebody can see what moves with it, looks once a frame, and rests when the sound does.
+TEST_F(View, ListensWhileAPatchOrAProtocolAsksAndItIsSeen)
+{
+    view->onFrame = [&](const SoundHeard& heard) { view->setValueForInputKey(heard.peak, "inputAudioPeak"); };
+    show();
+    for (const auto& [input, connection] :
+        {std::pair(R"("a": "k.input2")", R"("s.outputPeak > k.input1",)"), {R"("inputAudioPeak": "k.input1")", ""}}) {
+        SCOPED_TRACE(input);
+        window->contentView()->addSubview(view);
+        ASSERT_TRUE(load(R"({"inputs": {)"s + input + R"(}, "patches": {"s": {"class": "QCAudioInput"},
+            "h": {"class": "QCAudioInput", "inputs": {"inputDecreasingScale": 0}},
+            "k": {"class": "QCColorFromComponents"}, "c": {"class": "QCClear"}}, "connections": [)"
+            + connection + R"("h.outputPeak > k.input3", "k.outputColor > c.inputColor"]})"));
+        EXPECT_LE(framesIn(60), 2u) << "it is silent";
+        EXPECT_EQ(sound.listeners, 1);
+        sound.heard.peak = 0.8;
+        sound.told();
+        const int looks = sound.looks;
+        const auto frames = framesIn(2);
+        EXPECT_NEAR(double(frames), 120, 2);
+        EXPECT_EQ(std::uint64_t(sound.looks - looks), frames);
+        EXPECT_EQ(pixel() >> 16 & 255, 204u);
+        surface->hidden = true;
+        framesIn(1);
+        EXPECT_EQ(sound.listeners, 1) << "a display may be slow";
+        framesIn(2);
+        EXPECT_EQ(sound.listeners, 0) << "hidden";
+        surface->hidden = false;
+        framesIn(1);
+        view->pauseRendering();
+        EXPECT_EQ(sound.listeners, 0);
+        view->startRendering();
+        EXPECT_EQ(sound.listeners, 1);
+        sound.heard = {};
+        framesIn(2); // with what the patch lets fall slowly
+        EXPECT_EQ(pixel() >> 16 & 255, 0u);
+        EXPECT_EQ(framesIn(60), 0u) << "it rests again";
+        view->removeFromSuperview();
+        EXPECT_EQ(sound.listeners, 0);
+        sound.heard.peak = 0.8;
+        window->contentView()->addSubview(view);
+        ASSERT_TRUE(view->loadCompositionFromFile(folder / "played.json"));
+        EXPECT_GT(framesIn(1), 50u) << "into the midst of a sound";
+        sound.heard = {};
+    }
+    window->contentView()->addSubview(view);
+    ASSERT_TRUE(load(still));
+    framesIn(1);
+    EXPECT_EQ(sound.listeners, 0) << "one that doesn't ask";
 }
 
 } // namespace vitrel

@@ -29,6 +29,12 @@ struct Playing : Saver {
     }
     std::vector<std::pair<std::string, Value>> writes() { return std::exchange(recording(*view).writes, {}); }
     Value input(const std::string& key) { return recording(*view).valueForInputKey(key); }
+    // Frames are drawn, each hearing this.
+    void frame(const SoundHeard& heard = {})
+    {
+        recording(*view).onFrame(heard);
+        recording(*view).onFrameDrawn();
+    }
     void play(const std::shared_ptr<SBTrack>& track, std::uint32_t state = kPlayerStatePlaying)
     {
         players.player->running = true;
@@ -198,6 +204,101 @@ TEST(Inputs, SystemStatisticsAreRecognisedAndNeverWritten)
     }
 }
 
+TEST(Visualizer, FeedsWhatTheProtocolNames)
+{
+    Playing in(kDirect,
+        {"_protocolInput_AudioPeak", "inputAudioSpectrum", "_protocolInput_TrackInfo", "_protocolInput_TrackSignal",
+            "inputTrackSignal", "_protocolInput_PreviewMode", "myAudioPeak", "name"});
+    EXPECT_EQ(in.input("inputAudioSpectrum"), Value(Array(16, 0.0))) << "silence, at once";
+    EXPECT_EQ(in.input("_protocolInput_AudioPeak"), Value(0.0));
+    EXPECT_EQ(in.input("myAudioPeak"), Value());
+    EXPECT_THAT(in.loop.pending(*in.view), testing::Not(testing::Contains("updateTrackPosition")));
+    EXPECT_EQ(in.input("_protocolInput_TrackInfo"), Value());
+    EXPECT_EQ(in.input("_protocolInput_PreviewMode"), Value()) << "not here";
+    auto track = trackNamed("A");
+    track->artist = "B";
+    track->time = "1:02:03";
+    track->year = 1999;
+    const auto cover = std::make_shared<const Bytes>(pngOf(3, 2));
+    track->artworks = {std::make_shared<SBArtwork>(cover, NSImage::imageWithData(*cover))};
+    in.play(track);
+    EXPECT_THAT(in.writes(),
+        testing::UnorderedElementsAre(Pair("name", Value("A")), Pair("_protocolInput_TrackInfo", testing::_),
+            Pair("_protocolInput_TrackSignal", Value(true)), Pair("inputTrackSignal", Value(true))));
+    const Value info = in.input("_protocolInput_TrackInfo");
+    std::vector<std::string> names;
+    for (const auto& [name, value] : *info.dictionary())
+        names.push_back(name);
+    EXPECT_THAT(names, ElementsAre("artist", "artwork", "duration", "name", "year"));
+    EXPECT_EQ(*member(*info.dictionary(), "duration"), Value(3723.0));
+    EXPECT_EQ(*member(*info.dictionary(), "year"), Value(1999));
+    SoundHeard heard{.peak = 0.5};
+    heard.spectrum[15] = 0.25;
+    in.frame(heard);
+    EXPECT_EQ(in.input("_protocolInput_TrackSignal"), Value(false)) << "true for one frame";
+    EXPECT_EQ(in.input("_protocolInput_AudioPeak"), Value(0.5));
+    EXPECT_EQ(in.input("inputAudioSpectrum").array()->back(), Value(0.25));
+    in.writes();
+    in.frame(heard);
+    in.play(track);
+    EXPECT_THAT(in.writes(), ElementsAre(Pair("name", Value("A")))) << "what stays is written once";
+    in.frame();
+    EXPECT_EQ(in.input("_protocolInput_AudioPeak"), Value(0.0));
+
+    in.players.player->running = false;
+    in.view->itunesDidClose();
+    in.loop.turn();
+    EXPECT_EQ(in.input("_protocolInput_TrackInfo"), Value()) << "no player";
+    EXPECT_EQ(in.input("_protocolInput_TrackSignal"), Value(false));
+
+    const auto preview = in.makeView(true);
+    in.loop.turn();
+    EXPECT_EQ(Saver::recording(*preview).valueForInputKey("_protocolInput_PreviewMode"), Value(true));
+    Playing companion(kCompanion, {"_protocolInput_TrackInfo"});
+    companion.bundleFolder.write("ArtworkEmpty.png", std::string(textOf(pngOf(1, 1)))); // which is none of the track's
+    companion.view->setTrackDataFromPacket({{"Name", "N"}, {"Time", "3:45"}});
+    companion.loop.turn();
+    EXPECT_EQ(companion.input("_protocolInput_TrackInfo"), Value(Dictionary{{"name", "N"}, {"duration", 225.0}}));
+}
+
+TEST(Visualizer, ThePositionRunsSmoothlyAndJumpsWhereThePlayerDoes)
+{
+    TrackClock clock;
+    EXPECT_EQ(clock.position(12, false, 100s), 12);
+    EXPECT_EQ(clock.position(12, false, 200s), 12) << "a pause";
+    // The player tells whole seconds: it is followed nearer than it tells, and never backwards.
+    double last = 12;
+    for (int k = 1; k <= 600; ++k) {
+        const double truth = 12 + k / 60.0, now = clock.position(std::floor(truth), true, 200s + Seconds(k / 60.0));
+        EXPECT_TRUE(now > last && now - last < 2.0 / 60 && std::abs(now - truth) < 0.8) << truth << " " << now;
+        last = now;
+    }
+    EXPECT_EQ(clock.position(90, true, 211s), 90) << "a seek";
+    clock.forget();
+    EXPECT_EQ(clock.position(90.5, true, 211s), 90.5) << "of another track";
+
+    Playing in(kDirect, {"_protocolInput_TrackPosition"});
+    auto track = trackNamed("A");
+    track->time = "3:20";
+    in.play(track);
+    in.writes();
+    const auto writtenIn = [&](double seconds) {
+        for (double k = 0; k < seconds; k += 0.02, in.fastForwardBy(20ms))
+            in.players.player->position += in.players.player->state == kPlayerStatePlaying ? 0.02 : 0;
+        return double(in.writes().size());
+    };
+    EXPECT_NEAR(writtenIn(2), 40, 6) << "each 4000th of the track";
+    EXPECT_NEAR(*in.input("_protocolInput_TrackPosition").number(), 2, 0.1);
+    in.players.player->state = kPlayerStatePaused;
+    writtenIn(0.5);
+    EXPECT_EQ(writtenIn(10), 0);
+    in.players.player->position = -5;
+    writtenIn(0.5);
+    EXPECT_EQ(in.input("_protocolInput_TrackPosition"), Value(0.0));
+    in.view->cleanup();
+    EXPECT_THAT(in.loop.pending(*in.view), testing::Not(testing::Contains("updateTrackPosition")));
+}
+
 TEST(InputTrace, WritesOneLineForEveryWrite)
 {
     Playing in(kDirect, {"Name", "Artwork", "Year"});
@@ -214,11 +315,19 @@ TEST(InputTrace, WritesOneLineForEveryWrite)
     in.view->setQuartzCompositionValue("dropped", "Other");
     in.composer.refuses = true;
     in.view->setQuartzCompositionValue("a text in an image's place", "Artwork");
+    in.view->setSoundObserver(trace.soundObserverForView(1));
+    in.frame({.peak = 0.5});
+    in.frame({.peak = 0.5});
+    in.frame();
     EXPECT_EQ(lines,
         "{\"t\":0.5,\"view\":1,\"key\":\"Name\",\"value\":\"gr\xC3\xBC \xEF\xBF\xBD\\\"\"}\n"
         "{\"t\":0.5,\"view\":1,\"key\":\"Artwork\",\"value\":{\"image\":[3,2]}}\n"
         "{\"t\":0.5,\"view\":1,\"key\":\"Year\",\"value\":1999}\n"
-        "{\"t\":0.5,\"view\":1,\"key\":\"Artwork\",\"value\":null}\n");
+        "{\"t\":0.5,\"view\":1,\"key\":\"Artwork\",\"value\":null}\n"
+        "{\"t\":0.5,\"view\":1,\"sound\":{\"peak\":0.5,\"spectrum\":"
+        "[0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0]}}\n"
+        "{\"t\":0.5,\"view\":1,\"sound\":{\"peak\":0.0,\"spectrum\":"
+        "[0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0]}}\n");
 }
 
 TEST(InputTrace, HasAFormForEveryKindOfValue)

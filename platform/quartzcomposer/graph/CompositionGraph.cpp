@@ -107,12 +107,14 @@ CompositionGraph::Frame CompositionGraph::frame(Stage& stage, double time, Date 
     e.date = date;
     e.frame = ++frames_;
     e.iterationsLeft = kMaxIterations;
+    e.hearing = hearing_;
     ++scope_.stamp;
     stage.canvas().beginFrame(e.end());
     root_->execute(e);
     e.remember(0);
     catchUp(e);
     static_cast<void>(e.exhausted()); // what was left out last
+    listens_ |= e.listens;
     spent_ = std::chrono::steady_clock::now() - e.begun;
     return {e.nextFrame, e.evaluations};
 }
@@ -127,11 +129,13 @@ PortValue CompositionGraph::output(const std::string& key, Stage& stage)
     e.date = lastDate_;
     e.frame = frames_;
     e.iterationsLeft = kMaxIterations;
+    e.hearing = hearing_;
     e.begun -= spent_;
     stage.canvas().beginFrame(e.end());
     source->update(e);
     e.remember(0);
     catchUp(e);
+    listens_ |= e.listens;
     spent_ = std::chrono::steady_clock::now() - e.begun;
     return source->value();
 }

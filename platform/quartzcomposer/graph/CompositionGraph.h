@@ -30,6 +30,11 @@ public:
     Value input(const std::string& key) const;
     PortValue inputPort(const std::string& key) const;
 
+    // What is heard in the frames from now on.
+    void hear(const Hearing& hearing) { hearing_ = hearing; }
+    // Whether a patch has looked at it in any frame so far.
+    bool listens() const { return listens_; }
+
     struct Frame {
         // When the next frame can differ, on the composition's time; infinity: not before an input changes.
         double next = 0;
@@ -59,6 +64,8 @@ private:
     double lastTime_ = 0;
     std::chrono::steady_clock::duration spent_{}; // on the last frame and its outputs
     Date lastDate_;
+    Hearing hearing_;
+    bool listens_ = false;
     std::map<std::string, int> unsupported_;
     bool needsDepth_ = false, discardsClear_ = false;
     int dangling_ = 0;

@@ -2,6 +2,7 @@
 
 #include "platform/quartzcomposer/graph/PortValue.h"
 #include "platform/quartzcomposer/scene/Stage.h"
+#include "platform/sound/SoundInput.h"
 
 #include <chrono>
 #include <cstdint>
@@ -19,6 +20,12 @@ namespace vitrel::qc {
 class Patch;
 class Macro;
 
+// What a composition hears in one frame.
+struct Hearing {
+    SoundHeard heard;
+    bool rests = true; // it stays so until the host says otherwise
+};
+
 // One run through a composition at one time.
 struct Evaluation {
     explicit Evaluation(Stage& stage)
@@ -34,6 +41,15 @@ struct Evaluation {
     double nextFrame = std::numeric_limits<double>::infinity();
     void needFrame() { nextFrame = time; }
     void needFrameAt(double when) { nextFrame = std::min(nextFrame, std::max(when, time)); }
+
+    // Whoever looks makes the host listen.
+    const Hearing& hear()
+    {
+        listens = true;
+        return hearing;
+    }
+    Hearing hearing;
+    bool listens = false; // somebody has looked
 
     std::map<std::string, std::uint32_t> turns; // taken in this frame, by what they are taken in
     int copy = 0; // above 0, consumers that have drawn in this run draw once more, elsewhere

@@ -1,5 +1,5 @@
-// What comes from a person or a device. While a saver plays nobody touches anything and nothing records: these
-// patches rest.
+// What comes from a person or a camera. While a saver plays nobody touches anything and nothing films: these patches
+// rest.
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 
 #include <algorithm>
@@ -40,19 +40,6 @@ class VideoInputPatch final : public Patch
     Output<ImageRef> image{*this, "outputImage"};
 };
 
-class AudioInputPatch final : public Patch
-{
-    Input<double> increasing{*this, "inputInscreasingScale", 1}, decreasing{*this, "inputDecreasingScale", 1};
-    Output<double> peak{*this, "outputPeak"};
-    Output<StructureRef> spectrum{*this, "outputSpectrum"};
-    void evaluate(Evaluation&) override
-    {
-        auto silence = std::make_shared<Structure>();
-        silence->members.resize(16, {{}, 0.0});
-        spectrum.set(silence);
-    }
-};
-
 class MouseInteractionPatch final : public Patch
 {
     Input<double> xDrag{*this, "inputInitialXDrag"}, yDrag{*this, "inputInitialYDrag"},
@@ -75,7 +62,6 @@ void registerSourcesPatches(PatchRegistry& registry)
     registry.add<MousePatch>("QCMouse");
     registry.add<KeyboardPatch>("QCKeyboard");
     registry.add<VideoInputPatch>("QCVideoInput");
-    registry.add<AudioInputPatch>("QCAudioInput");
     registry.add<MouseInteractionPatch>("QCMouseInteraction");
 }
 
