@@ -127,6 +127,7 @@ void latency(Ears& ears)
 
 int main()
 {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // or forked servers would say it again
     const Sound music = demonstrationSound();
     const double before = processorTime(RUSAGE_SELF);
     SoundAnalysis analysis(music.rate);

@@ -38,6 +38,9 @@ MonitorStream::MonitorStream(pa_context* context, PulseSink sink, Events events,
         stream_.get(), [](pa_stream*, void* userdata) { self(userdata).changed(); }, this);
     pa_stream_set_read_callback(
         stream_.get(), [](pa_stream*, std::size_t, void* userdata) { self(userdata).read(); }, this);
+    // Not all servers heed that it mustn't be moved.
+    pa_stream_set_moved_callback(
+        stream_.get(), [](pa_stream*, void* userdata) { self(userdata).end(); }, this);
     pa_buffer_attr attributes;
     std::memset(&attributes, 0xFF, sizeof attributes); // the server's choice
     attributes.fragsize = kFragment;
@@ -132,6 +135,7 @@ void MonitorStream::end()
     question_.reset();
     pa_stream_set_read_callback(stream_.get(), nullptr, nullptr);
     pa_stream_set_state_callback(stream_.get(), nullptr, nullptr);
+    pa_stream_set_moved_callback(stream_.get(), nullptr, nullptr);
     if (const auto ended = std::exchange(events_.ended, nullptr))
         ended();
 }

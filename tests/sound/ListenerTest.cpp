@@ -79,7 +79,17 @@ TEST_P(Servers, AreFollowedWhateverTheyDoAndNoMicrophoneIsHeard)
     EXPECT_TRUE(here.samples.read().empty());
     EXPECT_EQ(examineSound(Seconds(5)).level, 0);
     {
+        // What plays on another output is no reason to wake this one.
+        TonePlayer elsewhere(middleOf(9), "--device=out2");
+        EXPECT_TRUE(server.waitFor("pactl list short sinks | grep out2 | grep -q RUNNING"));
+        EXPECT_TRUE(server.succeeds("pactl list source-outputs | grep -q 'Corked: yes'"));
+    }
+    {
         TonePlayer player(middleOf(9));
+        EXPECT_TRUE(here.hearsTone(9));
+        // Somebody moves the stream, or tries to.
+        server.succeeds("pactl move-source-output $(pactl list short source-outputs | cut -f1) mic");
+        EXPECT_FALSE(here.hears([](const auto& now) { return now.spectrum[6] > 0.5; }, 0.3));
         EXPECT_TRUE(here.hearsTone(9));
         // Another output becomes the default, and players go with it; then it is gone while it is heard.
         EXPECT_TRUE(server.succeeds("pactl set-default-sink out2"));

@@ -4,6 +4,7 @@
 #include "support/TemporaryFolder.h"
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -88,6 +89,7 @@ private:
         process_ = fork();
         if (process_ == 0) {
             setpgid(0, 0);
+            prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed leaves none behind
             std::freopen("/dev/null", "w", stdout);
             std::freopen("/dev/null", "w", stderr);
             execlp("sh", "sh", "-c", command.c_str(), nullptr);
