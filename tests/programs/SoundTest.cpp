@@ -1,5 +1,6 @@
 // What compositions hear and visualisers are fed, in whole programs: with the example, which publishes all there is.
 #include "programs/Program.h"
+#include "sound/SoundServer.h"
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -63,6 +64,18 @@ TEST_F(Sounds, AFileThatIsNoneIsSaidInOneLine)
         EXPECT_TRUE(program.fails(1)) << program.errors();
         EXPECT_THAT(program.errors(), testing::HasSubstr(" is no sound: "));
     }
+}
+
+// The whole road, confined: a real server, whose microphone hums all the time, the process outside, the ring.
+TEST_F(Sounds, WhatThisComputerPlaysIsHeardThroughTheProcessOutside)
+{
+    if (!SoundServer::isInstalled(SoundServer::Kind::PulseAudio))
+        GTEST_SKIP() << "without a server";
+    const SoundServer server(SoundServer::Kind::PulseAudio);
+    EXPECT_THAT(traced({"--after", "1.5"})["sound"], IsEmpty()) << "nothing plays";
+    const TonePlayer player(1000);
+    EXPECT_THAT(traced({"--after", "4"})["sound"], testing::Contains(Gt(0.3)));
+    EXPECT_THAT(traced({"--after", "1.5", "--sound", "off"})["sound"], IsEmpty());
 }
 
 } // namespace
