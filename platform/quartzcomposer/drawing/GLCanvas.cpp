@@ -350,7 +350,7 @@ void GLCanvas::beginImage(int width, int height, bool depth, bool deep)
         flush();
     auto texture = Texture::fitting(width, height, deep ? Texture::Format::Halves : Texture::Format::Bytes);
     occlusion_.forget();
-    targets_.emplace_back(texture ? std::move(texture) : targets_.back().texture(), width, height, depth);
+    targets_.emplace_back(texture ? texture : targets_.back().texture(), width, height, depth);
     filters_->format = targets_.back().texture()->format();
 }
 

@@ -10,6 +10,11 @@ namespace {
 // Depths differ by as much between the processor's sums and the renderer's.
 constexpr float kMargin = 1e-5f;
 
+std::size_t indexOf(int x, int y, int columns)
+{
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(columns) + static_cast<std::size_t>(x);
+}
+
 } // namespace
 
 Occlusion::Place Occlusion::placeOf(const CanvasVertex& vertex)
@@ -38,7 +43,7 @@ bool Occlusion::isSeen(const Place& a, const Place& b, const Place& c) const
     const Tiles tiles = tilesOf(a, b, c);
     for (int y = tiles.bottom; y <= tiles.top; ++y) {
         for (int x = tiles.left; x <= tiles.right; ++x) {
-            if (nearest <= depths_[static_cast<std::size_t>(y * kColumns + x)])
+            if (nearest <= depths_[indexOf(x, y, kColumns)])
                 return true;
         }
     }
@@ -77,8 +82,7 @@ void Occlusion::add(std::uint32_t base, std::span<const std::uint32_t> corners)
     if (!(high.x - low.x >= 1 && high.y - low.y >= 1))
         return; // it covers no tile
     const Tiles all = tilesOf(low, low, high);
-    const auto point
-        = [this](int x, int y) -> float& { return points_[static_cast<std::size_t>(y * (kColumns + 1) + x)]; };
+    const auto point = [this](int x, int y) -> float& { return points_[indexOf(x, y, kColumns + 1)]; };
     for (int y = all.bottom; y <= all.top + 1; ++y)
         std::fill(&point(all.left, y), &point(all.right + 1, y) + 1, kNothing);
     for (std::size_t k = 0; k + 3 <= corners.size(); k += 3) {
@@ -106,7 +110,7 @@ void Occlusion::add(std::uint32_t base, std::span<const std::uint32_t> corners)
     isEmpty_ = false;
     for (int y = all.bottom; y <= all.top; ++y) {
         for (int x = all.left; x <= all.right; ++x) {
-            float& depth = depths_[static_cast<std::size_t>(y * kColumns + x)];
+            float& depth = depths_[indexOf(x, y, kColumns)];
             depth = std::min(
                 depth, std::max({point(x, y), point(x + 1, y), point(x, y + 1), point(x + 1, y + 1)}) + kMargin);
         }
