@@ -325,4 +325,40 @@ TEST_F(Drawing, SmoothGroundsLookTheSame)
     EXPECT_EQ(differing(checks, "inputWidth: 2, inputHeight: 1, inputBlending: 0", false), 0);
 }
 
+// Image and mask become one texture once they have stayed the same for some frames, and that shows what both did; a
+// mask whose edge is finer than the image's pixels stays as it is.
+TEST_F(Drawing, AMaskedPictureStaysAsItIs)
+{
+    const auto differing = [&](const char* card) {
+        const CompositionFile file = fileOf(
+            "{patches: {c: QCClear {inputColor: '#000000ff'}, g: QCImageFilter/CICheckerboardGenerator {inputWidth: "
+            "12, inputColor0: '#ff8000ff', inputColor1: '#0080ff80'}, k: QCImageFilter/CICrop {inputRectangle_X: 0, "
+            "inputRectangle_Y: 0, inputRectangle_Z: "
+            + std::string(card)
+            + "}, m: QCImageFilter/CIGaussianGradient {inputCenter_X: 50, inputCenter_Y: 50, inputRadius: 60, "
+              "inputColor0: '#ffffffff', inputColor1: '#000000ff'}, n: QCImageFilter/CICrop {inputRectangle_X: 0, "
+              "inputRectangle_Y: 0, inputRectangle_Z: 100, inputRectangle_W: 100}, s: QCSprite {inputWidth: 0.5, "
+              "inputHeight: 0.5, inputX: 0.3, inputBlending: 1}}, connections: ['g.outputImage > k.inputImage', "
+              "'m.outputImage > n.inputImage', 'k.outputImage > s.inputImage', 'n.outputImage > s.inputMask']}");
+        CompositionGraph graph(file, registry());
+        auto canvas = GLCanvas::make(kWidth, kHeight, false);
+        Stage stage(*canvas);
+        std::vector<std::uint32_t> first(kWidth * kHeight), last(kWidth * kHeight);
+        for (int frame = 0; frame < 6; ++frame) {
+            graph.frame(stage, frame, Date::fromReferenceDate(0));
+            canvas->readInto(frame ? last.data() : first.data(), kWidth);
+        }
+        int count = 0;
+        for (std::size_t k = 0; k < last.size(); ++k) {
+            count += last[k] != first[k];
+            for (const int shift : {0, 8, 16})
+                EXPECT_NEAR(last[k] >> shift & 255, first[k] >> shift & 255, 12) << k % kWidth << ", " << k / kWidth;
+        }
+        EXPECT_GT(std::set<std::uint32_t>(last.begin(), last.end()).size(), 20u);
+        return count;
+    };
+    EXPECT_GT(differing("80, inputRectangle_W: 80"), 0);
+    EXPECT_EQ(differing("20, inputRectangle_W: 20"), 0);
+}
+
 } // namespace vitrel::qc

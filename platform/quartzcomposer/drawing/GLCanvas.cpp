@@ -120,6 +120,7 @@ void GLCanvas::beginFrame(std::chrono::steady_clock::time_point end)
 {
     work_.begin(end);
     occlusion_.forget();
+    std::erase_if(masked_, [](Masked& each) { return !std::exchange(each.isShown, false); });
     Texture::beginFrame();
 }
 
@@ -191,6 +192,14 @@ std::optional<GLCanvas::State> GLCanvas::stateFor(
     }
     if (paint.mask) {
         state.mask = filters_->texture(paint.mask, width(), height(), 1);
+        const Extent texels{0, 0, state.texture ? double(state.texture->width()) : 0,
+            state.texture ? double(state.texture->height()) : 0, false};
+        // With fewer texels than pixels the mask's edges would lose.
+        const bool isFine = state.texture && !paint.nearest && texelsPerPixel(first, texels).least >= 1;
+        if (const auto both = state.mask && isFine ? masked(state.texture, state.mask) : nullptr) {
+            state.texture = both;
+            state.mask = nullptr;
+        }
         state.variant |= state.mask ? unsigned(kMasked) : 0u;
     }
     if (!std::all_of(vertices.begin(), vertices.end(), opaqueWhite))

@@ -104,6 +104,7 @@ private:
     void send(unsigned target, std::size_t& room, const void* data, std::size_t size);
     void sortSolids();
     void drawGathered();
+    TextureRef masked(const TextureRef& image, const TextureRef& mask);
     bool openGround(const NSColor& straight);
     bool isGround(std::span<const CanvasVertex> corners, const Paint& paint, const State& state) const;
     void layGround();
@@ -136,6 +137,13 @@ private:
     std::vector<Solid> solids_;
     Occlusion occlusion_; // on the present target
     bool anyOrder_ = true;
+    // Pictures that are shown through the same mask from frame to frame, and what becomes of both.
+    struct Masked {
+        TextureRef image, mask, both;
+        int frames = 0;
+        bool isShown = true; // in this frame
+    };
+    std::vector<Masked> masked_;
     // Since the outermost target was to be cleared nothing but smooth layers came. All that waits; and the last ground.
     bool isGroundOpen_ = false;
     NSColor groundColor_, lastGroundColor_;

@@ -1,5 +1,6 @@
 // A canvas and what authors' programs, and images for later, ask of it.
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
+#include "platform/quartzcomposer/drawing/GLContext.h"
 
 #include <epoxy/gl.h>
 
@@ -53,6 +54,50 @@ bool GLCanvas::drawShaded(Primitive primitive, std::span<const ShaderVertex> ver
     glFrontFace(GL_CW); // counter-clockwise, upside down
     shaders_->draw(primitive, vertices, call);
     return true;
+}
+
+// The image as the mask leaves it, in a texture of its own: a software renderer takes several times as long for two
+// textures as for one. Null until it has paid to make one.
+TextureRef GLCanvas::masked(const TextureRef& image, const TextureRef& mask)
+{
+    constexpr int kSettled = 3; // frames
+    constexpr std::size_t kMost = 8;
+    const GLContext* const context = GLContext::current();
+    if (!context || !context->software() || image->format() != Texture::Format::Bytes)
+        return nullptr;
+    auto place = std::find_if(
+        masked_.begin(), masked_.end(), [&](const Masked& each) { return each.image == image && each.mask == mask; });
+    if (place == masked_.end()) {
+        if (masked_.size() >= kMost)
+            return nullptr;
+        place = masked_.insert(masked_.end(), {image, mask, nullptr});
+    } else if (!place->isShown) {
+        ++place->frames;
+    }
+    place->isShown = true;
+    if (place->both || place->frames < kSettled)
+        return place->both;
+    auto both = Texture::make(image->width(), image->height(), nullptr);
+    if (!both)
+        return nullptr;
+    both->framebuffer();
+    glViewport(0, 0, both->width(), both->height());
+    glDisable(GL_SCISSOR_TEST);
+    State state;
+    state.texture = image;
+    state.mask = mask;
+    state.variant = kTextured | kMasked;
+    state.blending = Blending::Replace;
+    apply(state);
+    constexpr auto corner = [](float x, float y) {
+        return CanvasVertex{{2 * x - 1, 2 * y - 1, 0, 1}, {x, y}, {1, 1, 1, 1}};
+    };
+    const CanvasVertex corners[] = {corner(0, 0), corner(1, 0), corner(1, 1), corner(0, 0), corner(1, 1), corner(0, 1)};
+    glBindVertexArray(vertexArray_);
+    glBindBuffer(GL_ARRAY_BUFFER, buffer_);
+    send(GL_ARRAY_BUFFER, room_, corners, sizeof corners);
+    glDrawArrays(GL_TRIANGLES, 0, GLsizei(std::size(corners)));
+    return place->both = both;
 }
 
 ImageRef GLCanvas::realized(const ImageRef& image)
