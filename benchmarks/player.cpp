@@ -49,6 +49,11 @@ double processorTime()
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
+std::string share(const std::string& name)
+{
+    return *NSBundle::forExecutable().pathForResourceOfType(name, "qtz");
+}
+
 // Of another process: resident, its share of it where pages are shared, and what is its own alone, in MiB.
 struct Memory {
     double resident = 0, share = 0, own = 0;
@@ -356,7 +361,7 @@ void memory(int count)
     };
     const pid_t process = fork();
     if (process == 0) {
-        execl(bin().c_str(), "vitrel", "play", "--window", "1280x720", "--fallback", nullptr);
+        execl(bin().c_str(), "vitrel", "play", "--window", "1280x720", share("Muralis RSS Almanac").c_str(), nullptr);
         _exit(127);
     }
     const auto tell = [process](const std::string& when) {
@@ -373,11 +378,6 @@ void memory(int count)
     }
     ::kill(process, SIGTERM);
     waitpid(process, nullptr, 0);
-}
-
-std::string share(const std::string& name)
-{
-    return *NSBundle::forExecutable().pathForResourceOfType(name, "qtz");
 }
 
 void still()
