@@ -1,6 +1,7 @@
 #include "platform/appkit/NSImage.h"
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
+#include "platform/quartzcomposer/drawing/Smoothness.h"
 #include "quartzcomposer/Play.h"
 
 #include <epoxy/gl.h>
@@ -49,7 +50,7 @@ struct Drawing : testing::Test {
     int differingOnceSettled(const CompositionFile& file, int most)
     {
         CompositionGraph graph(file, registry());
-        auto canvas = GLCanvas::make(kWidth, kHeight, false);
+        auto canvas = GLCanvas::make(kWidth - 1, kHeight - 3, false); // ends within a pixel of what is drawn small
         Stage stage(*canvas);
         std::vector<std::uint32_t> first(kWidth * kHeight);
         pixels.resize(first.size());
@@ -301,6 +302,19 @@ TEST_F(Drawing, SmoothsEdges)
     EXPECT_EQ(shades("QCSprite {inputWidth: 0.5}", 0), std::pair(std::size_t(2), false));
 }
 
+TEST(Smoothness, IsWhatIsLostBetweenSamples)
+{
+    std::vector<std::uint32_t> row(32, 0xFF000000u);
+    for (std::uint32_t x = 0; x < 32; ++x)
+        row[x] += x < 16 ? 2 * x : 62 - 2 * x; // a roof: a pixel at its top is off by two for each pixel of distance
+    const Smoothness smoothness = smoothnessOf(row, 32, 1);
+    EXPECT_EQ(smoothness.border, 255);
+    EXPECT_EQ(lossOf(smoothness, 2), 1); // the top is two pixels wide
+    EXPECT_EQ(lossOf(smoothness, 2.5), 3);
+    EXPECT_EQ(lossOf(smoothness, 8), 7);
+    EXPECT_EQ(lossOf(smoothness, 8.5), 255);
+}
+
 // Smooth layers ahead of all else have fewer pixels once they have settled: nobody sees it. A sharp one, one with an
 // edge within the picture, and what lies over them stay as they are to the pixel.
 TEST_F(Drawing, SmoothGroundsLookTheSame)
@@ -308,8 +322,8 @@ TEST_F(Drawing, SmoothGroundsLookTheSame)
     if (!GLContext::current()->software())
         GTEST_SKIP();
     const std::string linear
-        = "g: QCImageFilter/CILinearGradient {inputPoint0_X: 0, inputPoint0_Y: 0, inputPoint1_X: 200, "
-          "inputPoint1_Y: 90, inputColor0: '#402010ff', inputColor1: '#c0a0ffff'}, ";
+        = "g: QCImageFilter/CILinearGradient {inputPoint0_X: 0, inputPoint0_Y: 0, inputPoint1_X: 0, "
+          "inputPoint1_Y: 100, inputColor0: '#402010ff', inputColor1: '#c0a0ffff'}, ";
     const std::string glow
         = "g: QCImageFilter/CIGaussianGradient {inputCenter_X: 100, inputCenter_Y: 50, inputRadius: 50, "
           "inputColor0: '#ffa05018', inputColor1: '#00000000'}, ";
@@ -327,11 +341,11 @@ TEST_F(Drawing, SmoothGroundsLookTheSame)
         EXPECT_EQ(at(140, 50), 0xFF00FF00u);
         return count;
     };
-    EXPECT_GT(differing(linear, "inputWidth: 2, inputHeight: 1, inputBlending: 0", false), 1000);
-    EXPECT_GT(differing(glow, "inputWidth: 2, inputHeight: 1, inputBlending: 1", false), 1000);
-    EXPECT_EQ(differing(linear, "inputWidth: 1.9, inputHeight: 1, inputBlending: 1", true), 0);
-    EXPECT_EQ(differing(glow, "inputWidth: 1.9, inputHeight: 1, inputBlending: 0", true), 0);
-    EXPECT_EQ(differing(checks, "inputWidth: 2, inputHeight: 1, inputBlending: 0", false), 0);
+    EXPECT_GT(differing(linear, "inputWidth: 2.1, inputHeight: 1.05, inputBlending: 0", false), 1000);
+    EXPECT_GT(differing(glow, "inputWidth: 2.1, inputHeight: 1.05, inputBlending: 1", false), 1000);
+    EXPECT_EQ(differing(linear, "inputWidth: 2.2, inputHeight: 1.1, inputX: 0.3, inputBlending: 1", true), 0);
+    EXPECT_EQ(differing(glow, "inputWidth: 2.2, inputHeight: 1.1, inputX: 0.3, inputBlending: 0", true), 0);
+    EXPECT_EQ(differing(checks, "inputWidth: 2.1, inputHeight: 1.05, inputBlending: 0", false), 0);
 }
 
 // Image and mask become one texture once they have stayed the same for some frames, and that shows what both did; a
