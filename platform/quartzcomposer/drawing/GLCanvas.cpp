@@ -1,11 +1,11 @@
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 
+#include "platform/quartzcomposer/drawing/FiniteNumbers.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 
 #include <epoxy/gl.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -37,18 +37,6 @@ GLenum equation(BlendEquation which)
 bool opaqueWhite(const CanvasVertex& v)
 {
     return v.color[0] == 1 && v.color[1] == 1 && v.color[2] == 1 && v.color[3] == 1;
-}
-
-// By their bits, which compilers look at many of at once.
-bool areFinite(std::span<const CanvasVertex> vertices)
-{
-    constexpr std::size_t kNumbers = sizeof(CanvasVertex) / sizeof(float);
-    std::uint32_t endless = 0;
-    for (const CanvasVertex& vertex : vertices) {
-        for (const std::uint32_t bits : std::bit_cast<std::array<std::uint32_t, kNumbers>>(vertex))
-            endless |= (bits & 0x7F800000u) + 0x00800000u; // carries into the sign where all of the exponent is set
-    }
-    return (endless & 0x80000000u) == 0;
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 // A canvas and what authors' programs, and images for later, ask of it.
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
+
+#include "platform/quartzcomposer/drawing/FiniteNumbers.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 
 #include <epoxy/gl.h>
@@ -9,22 +11,10 @@
 
 namespace vitrel::qc {
 
-namespace {
-
-bool finite(const ShaderVertex& v)
-{
-    const auto all = [](std::span<const float> part) {
-        return std::all_of(part.begin(), part.end(), [](float f) { return std::isfinite(f); });
-    };
-    return all(v.position) && all(v.texture) && all(v.color) && all(v.normal);
-}
-
-} // namespace
-
 bool GLCanvas::drawShaded(Primitive primitive, std::span<const ShaderVertex> vertices, const ShaderUse& use,
     const ShaderSurroundings& around, const Paint& paint)
 {
-    if (vertices.empty() || work_.isLate() || !std::all_of(vertices.begin(), vertices.end(), finite))
+    if (vertices.empty() || work_.isLate() || !areFinite(vertices))
         return true;
     flush();
     if (!shaders_)
