@@ -37,6 +37,20 @@ NSColor colorOf(const HSL& hsl, double alpha)
 
 template <bool Hsl> class FromComponentsPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        if (Hsl)
+            return {"HSL Color", "A colour of hue, saturation and luminosity.",
+                {{"input1", "Hue, in turns: 0 and 1 are red"}, {"input2", "Saturation", kShare},
+                    {"input3", "Luminosity; 0 is black, 1 is white", kShare}, {"inputAlpha", "Opacity", kShare},
+                    {"outputColor", "The colour"}}};
+        return {"RGB Color", "A colour of red, green and blue.",
+            {{"input1", "Red", kShare}, {"input2", "Green", kShare}, {"input3", "Blue", kShare},
+                {"inputAlpha", "Opacity", kShare}, {"outputColor", "The colour"}}};
+    }
+
+private:
     Input<double> first{*this, "input1", 1}, second{*this, "input2", 1}, third{*this, "input3", 1},
         alpha{*this, "inputAlpha", 1};
     Output<NSColor> color{*this, "outputColor"};
@@ -97,6 +111,7 @@ class ColorMixerPatch final : public Patch
 
 void registerColorsPatches(PatchRegistry& registry)
 {
+    registry.family("Numbers and colours");
     registry.add<FromComponentsPatch<false>>("QCColorFromComponents");
     registry.add<FromComponentsPatch<true>>("QCColorFromComponents/hsl");
     registry.add<ToComponentsPatch<false>>("QCColorToComponents");
