@@ -25,9 +25,10 @@ void printLine(const Json& json)
 
 int inspect(const std::string& path, bool source)
 {
-    if (!source)
-        reportText(path);
+    const bool isTold = !source && reportText(path).hasErrors;
     const auto file = qc::readCompositionFile(path);
+    if (!file && isTold)
+        return 1;
     if (!file)
         return complain(path + " is no composition: " + file.error().reason);
     if (source) {
@@ -66,8 +67,10 @@ int make(const std::string& source, const std::string& out, bool strict)
     const auto text = readFile(source, kMaxText);
     if (!text)
         return complain("can't read " + source);
+    if (!qc::isTextForm(textOf(*text)))
+        return complain(source + " is no text form of a composition");
     const auto diagnostics = qc::checkText(textOf(*text), source, qc::allPatches());
-    print(source, diagnostics);
+    printDiagnostics(source, diagnostics);
     if (qc::hasErrors(diagnostics) || (strict && !diagnostics.empty()))
         return 1;
     const auto made = qc::compositionFromText(textOf(*text), qc::folderOf(source));

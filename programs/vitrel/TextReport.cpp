@@ -3,30 +3,38 @@
 #include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 
-#include <algorithm>
 #include <iostream>
 
 namespace vitrel {
 
-void print(const std::string& path, const std::vector<qc::Diagnostic>& diagnostics)
+void printDiagnostics(const std::string& path, const std::vector<qc::Diagnostic>& diagnostics)
 {
     for (const qc::Diagnostic& diagnostic : diagnostics)
         std::cerr << qc::lineOf(path, diagnostic) + "\n";
 }
 
-std::string reportText(const std::string& path)
+TextReport reportText(const std::string& path, bool prints)
 {
     constexpr std::size_t kMaxText = 64u << 20;
     const auto bytes = readFile(path, kMaxText);
     if (!bytes || !qc::isTextForm(textOf(*bytes)))
         return {};
     const auto diagnostics = qc::checkText(textOf(*bytes), path, qc::allPatches());
-    print(path, diagnostics);
-    const auto first = std::find_if(diagnostics.begin(), diagnostics.end(),
-        [](const qc::Diagnostic& diagnostic) { return diagnostic.severity == qc::Diagnostic::Error; });
-    if (first != diagnostics.end())
-        return qc::lineOf(path.substr(path.rfind('/') + 1), *first);
-    return diagnostics.empty() ? "" : qc::lineOf(path.substr(path.rfind('/') + 1), diagnostics.front());
+    if (prints)
+        printDiagnostics(path, diagnostics);
+    constexpr std::size_t kShown = 4;
+    TextReport report{qc::hasErrors(diagnostics), ""};
+    std::size_t shown = 0;
+    for (const auto severity : {qc::Diagnostic::Error, qc::Diagnostic::Warning}) {
+        for (const qc::Diagnostic& diagnostic : diagnostics) {
+            if (diagnostic.severity == severity && shown++ < kShown)
+                report.lines
+                    += (report.lines.empty() ? "" : "\n") + qc::lineOf(path.substr(path.rfind('/') + 1), diagnostic);
+        }
+    }
+    if (shown > kShown)
+        report.lines += "\n... and " + std::to_string(shown - kShown) + " more";
+    return report;
 }
 
 } // namespace vitrel

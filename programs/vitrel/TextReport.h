@@ -8,10 +8,15 @@
 namespace vitrel {
 
 // On standard error, a line each, as compilers do.
-void print(const std::string& path, const std::vector<qc::Diagnostic>& diagnostics);
+void printDiagnostics(const std::string& path, const std::vector<qc::Diagnostic>& diagnostics);
 
-// What is wrong with the composition at `path`, printed; gives the first of its errors, else the first of all; empty if
-// nothing is, and for a file that is no text form. It may look at scripts: behind the confinement.
-std::string reportText(const std::string& path);
+// What is wrong with a text form.
+struct TextReport {
+    bool hasErrors = false;
+    std::string lines; // a few of all for a picture, errors first; empty if nothing is wrong
+};
+// Of the composition at `path`, printed if that is wanted; nothing for a file that is no text form. It looks at
+// scripts: behind the confinement.
+TextReport reportText(const std::string& path, bool prints = true);
 
 } // namespace vitrel

@@ -108,6 +108,8 @@ public:
             if (const auto at = reason.find(before); at != reason.npos)
                 reason.erase(0, at + std::char_traits<char>::length(before));
         }
+        if (const auto read = reason.find("; last read:"); read != reason.npos)
+            reason.erase(read, std::min(reason.find("'; ", read), reason.size() - 1) + 1 - read);
         for (const char* const bracket : {"expected '}'", "expected ']'"}) {
             if (const auto at = reason.find(bracket); at != reason.npos)
                 reason.insert(at + 9, "',' or ");
