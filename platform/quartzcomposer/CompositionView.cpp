@@ -8,6 +8,7 @@
 #include "platform/quartzcomposer/drawing/WindowPresenter.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
+#include "platform/quartzcomposer/graph/InputDescription.h"
 
 #include <algorithm>
 #include <cmath>
@@ -142,6 +143,11 @@ bool CompositionView::setValueForInputKey(const Value& value, const std::string&
 Value CompositionView::valueForInputKey(const std::string& key) const
 {
     return graph_ ? graph_->input(key) : Value();
+}
+
+std::vector<qc::InputDescription> CompositionView::describedInputs() const
+{
+    return graph_ ? qc::describedInputs(*file_, *graph_, registry()) : std::vector<qc::InputDescription>();
 }
 
 void CompositionView::setNotice(std::string text)

@@ -16,6 +16,7 @@ namespace vitrel {
 namespace qc {
 class CompositionGraph;
 struct CompositionFile;
+struct InputDescription;
 class GLCanvas;
 class PatchRegistry;
 class Stage;
@@ -57,6 +58,9 @@ public:
     std::function<void()> onLoad;
     // Called after the first picture was handed to a surface.
     std::function<void()> onFirstFrame;
+
+    // Published inputs of the loaded composition; none without one.
+    std::vector<qc::InputDescription> describedInputs() const;
 
     // A few small lines over the picture, until they are taken away with an empty text; they stay when a composition is
     // loaded. For whoever makes one.

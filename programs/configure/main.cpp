@@ -8,6 +8,7 @@
 #include "programs/child/SaverProgram.h"
 #include "programs/configure/DroppedFiles.h"
 #include "programs/configure/LoopDriver.h"
+#include "programs/configure/PanelWindow.h"
 #include "programs/configure/SheetWindow.h"
 #include "programs/configure/Workspace.h"
 #include "programs/preview/PreviewLink.h"
@@ -88,6 +89,22 @@ std::vector<std::string> compositionPaths(const std::vector<std::string>& names)
     return paths;
 }
 
+// A player's published inputs beside its picture; `words` are those of the player's command line.
+int runPanel(int argc, char** argv, const std::vector<std::string>& words)
+{
+    const SystemClock clock;
+    RunLoop loop(clock);
+    int toolkitArgc = std::min(argc, 1);
+    const auto application = makeApplication(toolkitArgc, argv);
+    QTranslator translator;
+    translateToolkit(translator);
+    PreviewLink player(loop, saverProgram(), words);
+    PanelWindow window(player);
+    const LoopDriver driver(loop);
+    window.show();
+    return QApplication::exec();
+}
+
 int run(int argc, char** argv, const std::vector<std::string>& files)
 {
     const SystemClock clock;
@@ -136,6 +153,11 @@ int run(int argc, char** argv, const std::vector<std::string>& files)
 
 int main(int argc, char** argv)
 {
+    // From the saver's program, which has read the command line.
+    if (argc > 1 && std::string_view(argv[1]) == "--panel") {
+        std::vector<std::string> words(argv + 1, argv + argc);
+        return vitrel::runPanel(argc, argv, words);
+    }
     CLI::App app("The settings of the screen saver Vitrel, with a live preview", "vitrel-configure");
     app.set_version_flag("--version", "vitrel-configure " VITREL_VERSION);
     std::vector<std::string> files;

@@ -30,10 +30,11 @@ constexpr Seconds kPause{1};
 } // namespace
 
 struct PreviewLink::Child {
-    Child(PreviewLink& owner, RunLoop& loop, std::string program)
+    Child(PreviewLink& owner, RunLoop& loop, std::string program, std::vector<std::string> more)
         : owner_(owner)
         , loop_(loop)
         , program_(std::move(program))
+        , more_(std::move(more))
     {
         look_ = loop_.scheduledTimer(kLook, true, [this] { look(); });
         start();
@@ -54,16 +55,17 @@ struct PreviewLink::Child {
         if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0)
             return fail();
         socket_ = ends[0];
+        std::vector<std::string> words{
+            "vitrel", "preview", "--width", std::to_string(width_), "--height", std::to_string(height_)};
+        words.insert(words.end(), more_.begin(), more_.end());
         // The child's end must block nobody and outlive the exec; ours must not get into the child.
-        process_ = ChildProcess::start(loop_, ChildProcess::Kind::apart, program_,
-            {"vitrel", "preview", "--width", std::to_string(width_), "--height", std::to_string(height_)}, ends[1],
-            [this](int status) {
-                // The user has chosen a file that wasn't in the list when it gave up reading others.
-                if (WIFEXITED(status) && WEXITSTATUS(status) == kPreviewAnew)
-                    start();
-                else
-                    fail();
-            });
+        process_ = ChildProcess::start(loop_, ChildProcess::Kind::apart, program_, words, ends[1], [this](int status) {
+            // The user has chosen a file that wasn't in the list when it gave up reading others.
+            if (WIFEXITED(status) && WEXITSTATUS(status) == kPreviewAnew)
+                start();
+            else
+                fail();
+        });
         ::close(ends[1]);
         if (!process_)
             return fail();
@@ -113,10 +115,13 @@ struct PreviewLink::Child {
     void receive()
     {
         bool news = false;
+        std::vector<std::string> said;
         for (;;) {
             const auto [message, descriptor, closed] = receivePreviewMessage(socket_);
             if (message && message->kind == PreviewMessage::memory) {
                 takeMemory(descriptor, message->a, message->b);
+            } else if (message && message->kind == PreviewMessage::words) {
+                said.push_back(receivedPreviewWords(*message, descriptor));
             } else if (descriptor >= 0) {
                 ::close(descriptor);
             }
@@ -136,6 +141,8 @@ struct PreviewLink::Child {
         }
         if (news)
             changed();
+        for (std::size_t k = 0; k < said.size() && owner_.onWords; ++k)
+            owner_.onWords(said[k]);
     }
     void takeMemory(int descriptor, std::uint32_t width, std::uint32_t height)
     {
@@ -169,6 +176,7 @@ struct PreviewLink::Child {
     PreviewLink& owner_;
     RunLoop& loop_;
     const std::string program_;
+    const std::vector<std::string> more_;
     std::unique_ptr<ChildProcess> process_;
     std::shared_ptr<NSTimer> look_, again_;
     int socket_ = -1;
@@ -183,8 +191,8 @@ struct PreviewLink::Child {
     int slot_ = -1;
 };
 
-PreviewLink::PreviewLink(RunLoop& loop, std::string program)
-    : child_(std::make_unique<Child>(*this, loop, std::move(program)))
+PreviewLink::PreviewLink(RunLoop& loop, std::string program, std::vector<std::string> more)
+    : child_(std::make_unique<Child>(*this, loop, std::move(program), std::move(more)))
 { }
 
 PreviewLink::~PreviewLink() = default;
@@ -209,6 +217,12 @@ void PreviewLink::setShown(bool shown)
 {
     child_->shown_ = shown;
     child_->say({PreviewMessage::show, shown, 0});
+}
+
+void PreviewLink::say(std::string_view words)
+{
+    if (child_->socket_ >= 0)
+        sendPreviewWords(child_->socket_, words);
 }
 
 PreviewLink::State PreviewLink::state() const

@@ -7,6 +7,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace vitrel {
 
@@ -29,8 +31,9 @@ public:
         failed // it crashed, hung or didn't start too often; `reload` tries again
     };
 
-    // `loop` must outlive it. `program` is the path of the saver's program. Starts the child.
-    PreviewLink(RunLoop& loop, std::string program);
+    // `loop` must outlive it. `program` is the path of the saver's program, `more` are words of its command line.
+    // Starts the child.
+    PreviewLink(RunLoop& loop, std::string program, std::vector<std::string> more = {});
     ~PreviewLink();
     PreviewLink(const PreviewLink&) = delete;
     PreviewLink& operator=(const PreviewLink&) = delete;
@@ -42,12 +45,17 @@ public:
     // While it isn't shown, nothing is drawn.
     void setShown(bool shown);
 
+    // Says something to the child, at most kMostPreviewWords bytes.
+    void say(std::string_view words);
+
     State state() const;
     // The newest frame; null members before the first.
     PreviewFrame frame() const;
 
     // A new frame or a new state.
     std::function<void()> onChange;
+    // What the child says; it may be any bytes.
+    std::function<void(const std::string& words)> onWords;
 
 private:
     struct Child;

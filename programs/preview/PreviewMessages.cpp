@@ -1,6 +1,9 @@
 #include "programs/preview/PreviewMessages.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -58,6 +61,39 @@ bool sendPreviewMessage(int socket, const PreviewMessage& message, int descripto
         sent = sendmsg(socket, &whole, MSG_DONTWAIT | MSG_NOSIGNAL);
     } while (sent < 0 && errno == EINTR);
     return sent == ssize_t(sizeof copy);
+}
+
+bool sendPreviewWords(int socket, std::string_view words)
+{
+    const int memory = words.size() <= kMostPreviewWords ? memfd_create("words", MFD_CLOEXEC | MFD_ALLOW_SEALING) : -1;
+    if (memory < 0)
+        return false;
+    std::size_t written = 0;
+    for (ssize_t got = 1; got > 0 && written<words.size(); written += got> 0 ? std::size_t(got) : 0)
+        got = ::write(memory, words.data() + written, words.size() - written);
+    // Sealed, so that the reader may trust its size.
+    const bool sent = written == words.size() && fcntl(memory, F_ADD_SEALS, F_SEAL_SHRINK) == 0
+        && sendPreviewMessage(socket, {PreviewMessage::words, std::uint32_t(words.size()), 0}, memory);
+    ::close(memory);
+    return sent;
+}
+
+std::string receivedPreviewWords(const PreviewMessage& message, int descriptor)
+{
+    std::string words;
+    struct ::stat status {
+    };
+    const bool isSane = descriptor >= 0 && message.kind == PreviewMessage::words && message.a <= kMostPreviewWords
+        && (fcntl(descriptor, F_GET_SEALS) & F_SEAL_SHRINK) != 0 && fstat(descriptor, &status) == 0
+        && status.st_size >= off_t(message.a);
+    words.resize(isSane ? message.a : 0);
+    std::size_t read = 0;
+    for (ssize_t got = 1; got > 0 && read<words.size(); read += got> 0 ? std::size_t(got) : 0)
+        got = ::pread(descriptor, words.data() + read, words.size() - read, off_t(read));
+    words.resize(read);
+    if (descriptor >= 0)
+        ::close(descriptor);
+    return words;
 }
 
 PreviewReceived receivePreviewMessage(int socket)

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 namespace vitrel {
 
@@ -16,6 +18,8 @@ struct PreviewMessage {
         show, // a: 0 or 1
         taken, // the frame that was sent before is no longer shown
         ping,
+        // from either
+        words, // a: bytes of a text, which comes in memory of its own
         // from the child
         memory, // a, b: width and height; the memory comes with it
         frame, // a: 0 or 1, which of the two
@@ -25,6 +29,8 @@ struct PreviewMessage {
     std::uint32_t a = 0, b = 0;
 };
 
+// Of one text: a picture that was dropped on the window is one.
+constexpr std::uint32_t kMostPreviewWords = 64u << 20;
 constexpr std::uint32_t kMostPreviewPixels = 4096; // a side
 // The child's exit code where another is to take its place at once.
 constexpr int kPreviewAnew = 75;
@@ -38,5 +44,10 @@ struct PreviewReceived {
 };
 // One of another size, or with more than one descriptor, is dropped, and all that came with it closed.
 PreviewReceived receivePreviewMessage(int socket);
+
+// A text, as a message of its own. False likewise, and for one that is too long.
+bool sendPreviewWords(int socket, std::string_view words);
+// The text that came with a message; empty if none did. Takes the descriptor.
+std::string receivedPreviewWords(const PreviewMessage& message, int descriptor);
 
 } // namespace vitrel

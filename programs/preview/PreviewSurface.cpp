@@ -78,10 +78,22 @@ void PreviewSurface::present()
     ++untaken_;
 }
 
+void PreviewSurface::say(std::string_view words)
+{
+    if (!closed_)
+        sendPreviewWords(socket_, words);
+}
+
 void PreviewSurface::receive()
 {
     for (;;) {
         const auto [message, descriptor, closed] = receivePreviewMessage(socket_);
+        if (message && message->kind == PreviewMessage::words) {
+            const std::string words = receivedPreviewWords(*message, descriptor);
+            if (onWords)
+                onWords(words);
+            continue;
+        }
         if (descriptor >= 0)
             ::close(descriptor);
         if (!message) {

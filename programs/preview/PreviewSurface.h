@@ -4,6 +4,8 @@
 #include "platform/foundation/RunLoop.h"
 
 #include <functional>
+#include <string>
+#include <string_view>
 
 namespace vitrel {
 
@@ -25,6 +27,10 @@ public:
 
     std::function<void(int width, int height)> onResize;
     std::function<void()> onReload;
+    // What the window says; it may be any bytes.
+    std::function<void(const std::string& words)> onWords;
+    // Says something to the window.
+    void say(std::string_view words);
     // The window has gone.
     std::function<void()> onEnd;
 

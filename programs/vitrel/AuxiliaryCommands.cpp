@@ -9,9 +9,6 @@
 
 namespace vitrel {
 
-namespace {
-
-// Comes back only if it can't be.
 int become(const std::string& name, const std::vector<std::string>& arguments)
 {
     const std::string program = auxiliaryProgram(name);
@@ -25,8 +22,6 @@ int become(const std::string& name, const std::vector<std::string>& arguments)
         execv(argv[0], argv.data());
     return complain(name + " isn't installed");
 }
-
-} // namespace
 
 void addConfigure(CLI::App& app, Action& action)
 {

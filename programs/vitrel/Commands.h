@@ -30,6 +30,9 @@ void addWallpaper(CLI::App& app, Action& action);
 // "--verbose" of a command: the system's own lines, which tell a user nothing, go to standard error.
 std::shared_ptr<bool> addVerbose(CLI::App& command);
 
+// Becomes one of the programs that come along. Comes back only if it can't be.
+int become(const std::string& name, const std::vector<std::string>& arguments);
+
 // Prints "vitrel: MESSAGE" and gives `code`.
 int complain(const std::string& message, int code = 1);
 

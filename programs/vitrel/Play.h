@@ -14,6 +14,7 @@ struct PlayOptions : SaverOptions {
     bool root = false; // in the window that the screen saver daemon names, else the root window
     bool watch = false;
     bool noFade = false;
+    bool panel = false; // in a window with the published inputs as controls
     std::string display; // of the X server; empty: what the environment says
 
     // For the children of full-screen play.

@@ -9,6 +9,31 @@ namespace vitrel {
 
 namespace {
 
+// The window is the toolkit's, which is no part of this program.
+int playBesidePanel(const PlayOptions& options)
+{
+    if (const auto code = complainOfSaverOptions(options))
+        return *code;
+    if (!options.trace.empty())
+        return complain("--panel writes no trace", 2);
+    std::vector<std::string> words{"--panel"};
+    const auto add = [&](const char* option, const std::string& value) {
+        if (!value.empty())
+            words.insert(words.end(), {option, value});
+    };
+    add("--file", options.file);
+    add("--player", options.player);
+    add("--system-version", options.systemVersion);
+    add("--sound", options.sound);
+    for (const std::string& input : options.inputs)
+        add("--input", input);
+    for (const auto& [isSet, option] : {std::pair(options.demo, "--demo"), {options.watch, "--watch"}}) {
+        if (isSet)
+            words.emplace_back(option);
+    }
+    return become("vitrel-configure", words);
+}
+
 int play(PlayOptions options)
 {
     const bool asGuest = options.root || !options.windowNumber.empty();
@@ -20,6 +45,10 @@ int play(PlayOptions options)
         return complain("--window is for a window of its own", 2);
     if (options.watch && options.file.empty())
         return complain("--watch needs a FILE", 2);
+    if (options.panel && (asGuest || options.window.empty()))
+        return complain("--panel goes with --window", 2);
+    if (options.panel)
+        return playBesidePanel(options);
     closeAllBut({{}, {options.trace}});
     if (!options.display.empty())
         setenv("DISPLAY", options.display.c_str(), 1);
@@ -51,6 +80,7 @@ void addPlay(CLI::App& app, Action& action)
     command->add_option("--window-id", options->windowNumber, "In the window with this number");
     command->add_flag("--root", options->root, "In the window in XSCREENSAVER_WINDOW, else the root window");
     command->add_flag("--random", options->random, "Choose one of the user's compositions");
+    command->add_flag("--panel", options->panel, "With --window: beside the picture the published inputs as controls");
     command->add_flag("--watch", options->watch, "Load FILE anew whenever it changes");
     command->add_flag("--no-fade", options->noFade, "Come up at once on a full screen");
     command->add_option("--display", options->display, "The X server");

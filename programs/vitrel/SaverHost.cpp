@@ -125,6 +125,8 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
         view->onFirstFrame = [this] { firstPictureIsThere(); };
         view->onLoad = [this, weak, view = view.get()] {
             knowFeedInput(*view);
+            if (onLoaded)
+                onLoaded(*view);
             // After the first publication, which comes in this turn.
             runLoop_.post([this, weak] { applyInputs(weak); });
         };
@@ -313,6 +315,20 @@ void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
         if (!view->setValueForInputKey(input.value, input.key))
             complain("the composition has no input \"" + input.key + "\" that takes this value");
     }
+}
+
+void SaverHost::setInput(InputArgument input)
+{
+    for (const auto& playing : playing_) {
+        if (const auto view = playing.lock())
+            view->setValueForInputKey(input.value, input.key);
+    }
+    const auto set = std::find_if(
+        inputs_.begin(), inputs_.end(), [&](const InputArgument& other) { return other.key == input.key; });
+    if (set != inputs_.end())
+        *set = std::move(input);
+    else
+        inputs_.push_back(std::move(input));
 }
 
 void SaverHost::setNotice(const std::string& text)

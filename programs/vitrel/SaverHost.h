@@ -70,6 +70,10 @@ public:
     std::shared_ptr<VitrelView> addView(const std::shared_ptr<NSWindow>& window, bool isPreview);
     // The window's size has changed.
     void resizeView(NSWindow& window, NSSize size);
+    // Called when a view has loaded a composition, before it plays.
+    std::function<void(CompositionView& playing)> onLoaded;
+    // As --input says it, from now on and for what is loaded later. Quietly nothing where it doesn't fit.
+    void setInput(InputArgument input);
     // Over every view's picture (CompositionView); empty for none.
     void setNotice(const std::string& text);
     // Starts every view's orderly stop; the loop ends half a second later, when all have stopped.

@@ -1,10 +1,7 @@
 #include "programs/vitrel/WindowPlayer.h"
 
-#include "platform/foundation/Files.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
-#include "platform/quartzcomposer/file/CompositionReader.h"
 #include "programs/vitrel/Commands.h"
-#include "programs/vitrel/TextReport.h"
 
 #include <unistd.h>
 
@@ -66,40 +63,11 @@ void WindowPlayer::displaysChanged()
         displayIsGone();
 }
 
-void WindowPlayer::fileChanged()
-{
-    // What an editor has half written, or an author half thought, doesn't take the picture away.
-    if (tellOfText() || host_.stopping())
-        return;
-    if (const auto read = qc::readCompositionFile(options_.file); read)
-        view_->reloadInPlace();
-    else if (isTold())
-        complain(options_.file + " is no composition: " + read.error().reason);
-}
-
-// Of all displays' savers one speaks.
-bool WindowPlayer::isTold() const
-{
-    return !covers() || options_.firstView == 0;
-}
-
-// What is wrong with the file's text goes to whoever writes it. Whether there are errors.
-bool WindowPlayer::tellOfText()
-{
-    if (options_.file.empty() || (!options_.watch && !isTold()))
-        return false;
-    const TextReport report = reportText(options_.file, isTold());
-    if (options_.watch)
-        host_.setNotice(report.lines);
-    return report.hasErrors;
-}
-
 void WindowPlayer::connected()
 {
-    if (options_.watch) // editors write another file in the place of the one that there was
-        host_.begin({{qc::folderOf(options_.file)}, {}}, {userFolder(UserFolder::State)});
-    else
-        host_.begin();
+    // Of all displays' savers one speaks.
+    text_ = std::make_unique<LiveText>(host_, options_.file, options_.watch, !covers() || options_.firstView == 0);
+    text_->begin();
 }
 
 int WindowPlayer::run()
@@ -127,9 +95,7 @@ int WindowPlayer::run()
     view_ = host_.addView(window_, false);
     if (!view_)
         return complain("can't make a view");
-    tellOfText();
-    if (options_.watch)
-        watch_ = std::make_unique<FileWatch>(host_.runLoop(), options_.file, [this] { fileChanged(); });
+    text_->attend(*view_);
     host_.runLoop().run();
     return code_;
 }

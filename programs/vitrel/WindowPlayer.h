@@ -4,8 +4,8 @@
 #include "platform/appkit/NSScreen.h"
 #include "programs/supervisor/DisplaySupervisor.h"
 #include "programs/supervisor/SignOfLife.h"
+#include "programs/vitrel/LiveText.h"
 #include "programs/vitrel/Play.h"
-#include "programs/watch/FileWatch.h"
 
 #include <functional>
 #include <memory>
@@ -67,9 +67,6 @@ protected:
     void displaysChanged();
 
 private:
-    void fileChanged();
-    bool isTold() const;
-    bool tellOfText();
     void lookAtDisplays();
 
     const PlayOptions& options_;
@@ -78,7 +75,7 @@ private:
     std::unique_ptr<HostWindow> hostWindow_;
     std::shared_ptr<NSWindow> window_;
     std::shared_ptr<VitrelView> view_;
-    std::unique_ptr<FileWatch> watch_;
+    std::unique_ptr<LiveText> text_;
     std::unique_ptr<SignOfLife> signOfLife_;
 };
 

@@ -10,7 +10,7 @@ StandInThumbnails* StandInThumbnails::last = nullptr;
 struct PreviewLink::Child : StandInPreview {
 };
 
-PreviewLink::PreviewLink(RunLoop&, std::string)
+PreviewLink::PreviewLink(RunLoop&, std::string, std::vector<std::string>)
     : child_(std::make_unique<Child>())
 {
     StandInPreview::last = child_.get();
@@ -32,6 +32,11 @@ void PreviewLink::reload()
 void PreviewLink::setShown(bool shown)
 {
     child_->shown = shown;
+}
+
+void PreviewLink::say(std::string_view words)
+{
+    child_->said.emplace_back(words);
 }
 
 PreviewLink::State PreviewLink::state() const

@@ -18,6 +18,7 @@ struct StandInPreview {
     PreviewLink::State state = PreviewLink::State::starting;
     std::vector<std::uint32_t> pixels; // of the frame; none while empty
     int frameWidth = 0;
+    std::vector<std::string> said;
 
     static StandInPreview* last;
 };

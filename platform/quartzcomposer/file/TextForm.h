@@ -2,7 +2,10 @@
 
 #include "platform/quartzcomposer/file/CompositionFile.h"
 
+#include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace vitrel::qc {
 
@@ -18,5 +21,10 @@ std::string textForm(const CompositionFile& file);
 // one that can't be read is an error, as are other files, other places and everything that isn't the form. Numbers,
 // texts, images at most 64 MiB together.
 Result<Value, CompositionError> compositionFromText(std::string_view text, const std::string& folder);
+
+// The text with other values of the composition's published inputs, and nothing else changed: what its author wrote,
+// its order and its comments stay. `values` are JSON texts by key. Absent if the text is none, or its "values" no
+// object.
+std::optional<std::string> textWithValues(std::string_view text, const std::map<std::string, std::string>& values);
 
 } // namespace vitrel::qc

@@ -150,6 +150,7 @@ private:
                 && std::string_view(" \t\r\n,]}/").find(text_[behind_]) == std::string_view::npos)
                 ++behind_;
         }
+        node.end = behind_;
         if (open_.empty()) {
             root_ = std::move(node);
             return root_;
@@ -172,8 +173,9 @@ private:
     }
     bool close()
     {
-        open_.pop_back();
         behind_ = read();
+        open_.back()->end = behind_;
+        open_.pop_back();
         return true;
     }
 

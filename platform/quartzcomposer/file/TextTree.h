@@ -24,6 +24,7 @@ struct TextFault {
 struct TextNode {
     enum class Kind { Null, Boolean, Number, String, Array, Object } kind = Kind::Null;
     std::size_t offset = 0; // of its first byte
+    std::size_t end = 0; // behind its last
     std::size_t keyOffset = 0; // of the key's quotation mark, within an object
     std::string key;
     std::string text; // of a string
