@@ -168,6 +168,13 @@ void InputControls::reset()
     show();
 }
 
+void InputControls::keepChanges()
+{
+    for (ControlledInput& input : inputs_)
+        input.value = valueOf(input);
+    changed_.clear();
+}
+
 void InputControls::show()
 {
     while (form_->rowCount() > 0)

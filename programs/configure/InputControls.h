@@ -39,6 +39,8 @@ public:
     void setFed(const std::string& key, const nlohmann::ordered_json& value);
     // Takes all changes back.
     void reset();
+    // The changes have become the composition's own.
+    void keepChanges();
     // What has been changed, by key.
     const std::map<std::string, nlohmann::ordered_json>& changed() const { return changed_; }
 

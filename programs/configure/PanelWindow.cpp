@@ -112,6 +112,8 @@ void PanelWindow::heard(const std::string& words)
 void PanelWindow::save(const std::string& target)
 {
     const std::string problem = saveWithValues(path_, target, controls_->changed());
+    if (problem.empty() && target == path_)
+        controls_->keepChanges();
     state_->setText(QString::fromStdString(problem.empty() ? tr("Saved.").toStdString() : problem));
     showState();
 }

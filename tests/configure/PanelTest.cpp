@@ -141,6 +141,7 @@ TEST_F(Panel, SavingKeepsTheRest)
     expected.replace(expected.find("\"Speed\": 2"), 10, "\"Speed\": 3.5");
     expected.replace(expected.find("\"Hi\""), 4, "\"Hi you\",\n    \"On\": false");
     EXPECT_EQ(TemporaryFolder::read(path), expected);
+    EXPECT_FALSE(window.findChild<QPushButton*>("save")->isEnabled()) << "there is nothing to save any more";
 
     const std::string made = folder / "made.qtz";
     EXPECT_EQ(saveWithValues(path, made, {{"Tint", "#00ff00"}, {"Speed", 1}}), "");

@@ -12,6 +12,7 @@
 #include <functional>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -167,6 +168,69 @@ TEST(PreviewMessages, LeaveNoDescriptorOpenWhateverComes)
     EXPECT_NE(fcntl(received.descriptor, F_GETFD) & FD_CLOEXEC, 0);
     for (const int descriptor : {received.descriptor, ends[0], ends[1]})
         ::close(descriptor);
+}
+
+// Texts come whole, or not at all where the memory isn't what it is said to be: a reader must not fail on one that
+// shrinks.
+TEST(PreviewMessages, WordsComeWholeOrNotAtAll)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+    const auto receive = [&] {
+        const auto [message, descriptor, closed] = receivePreviewMessage(ends[1]);
+        return message ? receivedPreviewWords(*message, descriptor) : "none";
+    };
+    const int before = openDescriptors();
+    for (const std::string& words : {std::string(), std::string("a\0b", 3), std::string(3'000'000, 'x')}) {
+        EXPECT_TRUE(sendPreviewWords(ends[0], words));
+        EXPECT_EQ(receive(), words);
+    }
+    EXPECT_FALSE(sendPreviewWords(ends[0], std::string(kMostPreviewWords + 1, 'x')));
+    const auto sendMemory = [&](std::uint32_t said, bool isSealed, std::uint32_t kind) {
+        const int memory = memfd_create("words", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+        EXPECT_EQ(write(memory, "four", 4), 4);
+        if (isSealed)
+            fcntl(memory, F_ADD_SEALS, F_SEAL_SHRINK);
+        EXPECT_TRUE(sendPreviewMessage(ends[0], {kind, said, 0}, memory));
+        ::close(memory);
+        return receive();
+    };
+    EXPECT_EQ(sendMemory(4, true, PreviewMessage::words), "four");
+    EXPECT_EQ(sendMemory(4, false, PreviewMessage::words), "");
+    EXPECT_EQ(sendMemory(5, true, PreviewMessage::words), "");
+    EXPECT_EQ(sendMemory(0xFFFFFFFF, true, PreviewMessage::words), "");
+    EXPECT_EQ(sendMemory(4, true, PreviewMessage::memory), "");
+    EXPECT_TRUE(sendPreviewMessage(ends[0], {PreviewMessage::words, 4, 0}));
+    EXPECT_EQ(receive(), "");
+    EXPECT_EQ(openDescriptors(), before);
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
+// The real player tells of its inputs, plays what it is told, and what the saver feeds comes back.
+TEST(PreviewLink, APlayerTalksOfItsInputs)
+{
+    RealLoop real;
+    TemporaryFolder folder;
+    setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+    const std::string file = folder.write("talk.json",
+        R"({"inputs": {"Tint": "C.inputColor", "Name": "T.inputString", "How": "How.input"}, "values": {"Tint": "#ff0000"},
+        "patches": {"C": {"class": "QCClear"}, "T": {"class": "QCTextImage"}, "How": {"class": "QCSplitter",
+        "settings": {"portClass": "QCIndexPort", "indexLabels": ["a", "-", "b"]}}}})");
+    PreviewLink link(real.loop, VITREL_PROGRAM, {"--panel", "--demo", "--file", file});
+    std::string said;
+    link.onWords = [&](const std::string& words) { said += words + "\n"; };
+    const auto shows = [&](std::uint32_t color) {
+        return [&link, color] { return link.frame().pixels && (link.frame().pixels[0] & 0xFFFFFF) == color; };
+    };
+    ASSERT_TRUE(real.turnUntil(shows(0xFF0000), 60));
+    EXPECT_NE(said.find(R"({"file":")" + file + R"(","inputs":[{"key":"Tint","type":"color")"), said.npos) << said;
+    EXPECT_NE(said.find(R"("labels":["a","b"])"), said.npos) << said;
+    EXPECT_NE(said.find(R"("value":"#ff0000ff")"), said.npos) << said;
+    for (const char* words : {"nonsense", "{\"set\": 3}", R"({"set": {"None": 1, "Name": null, "Tint": "#0000ff"}})"})
+        link.say(words);
+    EXPECT_TRUE(real.turnUntil(shows(0x0000FF), 60));
+    EXPECT_TRUE(real.turnUntil([&] { return said.find(R"("Name":"Harbour Lights")") != said.npos; }, 60)) << said;
 }
 
 // A red pixel as a PNG file, made with another program.
