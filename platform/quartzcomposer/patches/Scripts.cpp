@@ -103,11 +103,13 @@ public:
     {
         return {"JavaScript", "A function of its own in JavaScript. It runs when an input changed.",
             {{"*", "A parameter or a result of the script, by its name"}},
-            {{"script", DescribedSetting::Text,
-                "The script: a function main, with results and parameters in its head, each with its type: "
-                "__boolean, __index, __number, __string, __color, __image, __structure or __virtual",
-                {}, {},
-                R"x("function (__number sum, __color shade) main (__number a, __structure list) { return { sum: a + list.length, shade: [1, 0, 0, 1] }; }")x"}}};
+            {{"newMode", DescribedSetting::Flag,
+                 "Without effect here; other players need it on for a script with such a head"},
+                {"script", DescribedSetting::Text,
+                    "The script: a function main, with results and parameters in its head, each with its type: "
+                    "__boolean, __index, __number, __string, __color, __image, __structure or __virtual",
+                    {}, {},
+                    R"x("function (__number sum, __color shade) main (__number a, __structure list) { return { sum: a + list.length, shade: [1, 0, 0, 1] }; }")x"}}};
     }
 
 private:
