@@ -2,7 +2,7 @@
 _vitrel()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="play idle snapshot configure compositions feed-url xscreensaver doctor inspect make evaluate code wallpaper"
+    local commands="play idle snapshot configure compositions feed-url xscreensaver doctor inspect make evaluate patches schema code wallpaper"
     local command=play words="" files="qtz"
     [[ " $commands " == *" ${COMP_WORDS[1]} "* ]] && ((COMP_CWORD > 1)) && command=${COMP_WORDS[1]}
     local saver="--file --demo --player --system-version --trace --input --sound"
@@ -47,6 +47,8 @@ _vitrel()
         inspect) words="--source" ;;
         make) files="json qtz" ;;
         evaluate) words="--at --fps --input" ;;
+        patches) words="--json $(vitrel patches 2>/dev/null | sed -n 's/^  \([^ ]\{1,\}\).*/\1/p')" files=none ;;
+        schema) files=none ;;
         code) words="--qr --barcode --scale" files=png ;;
         wallpaper) words="--size --style --difference" files="png jpg jpeg gif webp tif tiff" ;;
         esac

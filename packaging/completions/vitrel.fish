@@ -1,7 +1,7 @@
 # Completion of vitrel for fish.
-set -l commands play idle snapshot configure compositions feed-url xscreensaver doctor inspect make evaluate code wallpaper
+set -l commands play idle snapshot configure compositions feed-url xscreensaver doctor inspect make evaluate patches schema code wallpaper
 set -l none "not __fish_seen_subcommand_from $commands"
-set -l saver "not __fish_seen_subcommand_from idle configure compositions feed-url xscreensaver doctor inspect make evaluate code wallpaper"
+set -l saver "not __fish_seen_subcommand_from idle configure compositions feed-url xscreensaver doctor inspect make evaluate patches schema code wallpaper"
 set -l play "$saver; and not __fish_seen_subcommand_from snapshot"
 set -l sizes "1280x720 1920x1080 3840x2160"
 
@@ -30,6 +30,8 @@ complete -c vitrel -n "$none" -a doctor -d 'Look for what is missing'
 complete -c vitrel -n "$none" -a inspect -d 'Tell what a composition is made of'
 complete -c vitrel -n "$none" -a make -d 'Make a composition from its text form'
 complete -c vitrel -n "$none" -a evaluate -d 'Print the outputs of a composition'
+complete -c vitrel -n "$none" -a patches -d 'List the patches of compositions'
+complete -c vitrel -n "$none" -a schema -d 'Print a JSON Schema of the text form'
 complete -c vitrel -n "$none" -a code -d 'Write a text as a QR code or a barcode'
 complete -c vitrel -n "$none" -a wallpaper -d 'Make a picture for a screen from a cover'
 
@@ -72,6 +74,8 @@ complete -c vitrel -n '__vitrel_in inspect' -l source -d 'Print the text form'
 complete -c vitrel -n '__vitrel_in evaluate' -l at -x -d 'Seconds at which to print'
 complete -c vitrel -n '__vitrel_in evaluate' -l fps -x -d 'Frames a second'
 complete -c vitrel -n '__vitrel_in evaluate' -l input -x -d 'KEY=VALUE sets a published input'
+complete -c vitrel -n '__vitrel_in patches' -f -a '(vitrel patches 2>/dev/null | string match -rg "^  ([^ ]+)")'
+complete -c vitrel -n '__vitrel_in patches' -l json -d 'All that there is to know of all'
 complete -c vitrel -n '__vitrel_in code' -l qr -d 'A QR code'
 complete -c vitrel -n '__vitrel_in code' -l barcode -d 'A Code 128 barcode'
 complete -c vitrel -n '__vitrel_in code' -l scale -x -d 'Pixels a module'

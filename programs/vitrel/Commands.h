@@ -16,6 +16,8 @@ void addPlay(CLI::App& app, Action& action);
 void addInspect(CLI::App& app, Action& action);
 void addMake(CLI::App& app, Action& action);
 void addEvaluate(CLI::App& app, Action& action);
+void addPatches(CLI::App& app, Action& action);
+void addSchema(CLI::App& app, Action& action);
 void addConfigure(CLI::App& app, Action& action);
 void addIdle(CLI::App& app, Action& action);
 void addPreview(CLI::App& app, Action& action);

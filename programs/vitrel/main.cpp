@@ -34,6 +34,8 @@ int main(int argc, char** argv)
     addInspect(app, action);
     addMake(app, action);
     addEvaluate(app, action);
+    addPatches(app, action);
+    addSchema(app, action);
     addSnapshot(app, action);
     addConfigure(app, action);
     addIdle(app, action);

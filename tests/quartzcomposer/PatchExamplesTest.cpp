@@ -5,7 +5,6 @@
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
-#include "platform/quartzcomposer/scene/Filters.h"
 #include "quartzcomposer/Play.h"
 
 #include <epoxy/gl.h>
@@ -209,8 +208,8 @@ TEST(PatchExamples, AreThereForEachClassAndFilter)
         shown.insert({name, name.substr(0, name.find('.'))});
     }
     std::vector<std::string> names = registry().names(), missing;
-    for (const Filter& filter : allFilters())
-        names.emplace_back(filter.name);
+    for (const std::string& filter : registry().kinds("QCImageFilter"))
+        names.push_back(filter);
     for (std::string name : names) {
         std::replace(name.begin(), name.end(), '/', '.');
         if (!shown.count(name))
@@ -225,11 +224,10 @@ TEST(Filters, AllHaveAShaderThatCompiles)
     if (!GLContext::current())
         GTEST_SKIP();
     const std::set<std::string> copies{"CICrop"}, blurs{"CIGaussianBlur", "CIDiscBlur", "CIBoxBlur"};
-    for (const Filter& filter : allFilters()) {
-        const std::string shader = filterFragmentShader(filter.name);
-        EXPECT_TRUE(Program(filterVertexShader(), shader).valid()) << filter.name;
-        EXPECT_EQ(shader == filterFragmentShader("copy"), copies.count(filter.name) + blurs.count(filter.name) > 0)
-            << filter.name;
+    for (const std::string& filter : registry().kinds("QCImageFilter")) {
+        const std::string shader = filterFragmentShader(filter);
+        EXPECT_TRUE(Program(filterVertexShader(), shader).valid()) << filter;
+        EXPECT_EQ(shader == filterFragmentShader("copy"), copies.count(filter) + blurs.count(filter) > 0) << filter;
     }
 }
 

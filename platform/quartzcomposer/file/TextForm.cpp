@@ -14,6 +14,9 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// What a composition that was made of a text says that it is for.
+constexpr const char* kFrameworkVersion = "332";
+
 constexpr const char* kPortKinds[] = {"ivarInputPortStates", "customInputPortStates", "systemInputPortStates"};
 
 const Dictionary& dictionaryAt(const Dictionary& dictionary, std::string_view key)
@@ -53,7 +56,8 @@ void put(Json& json, const char* key, Json value)
         json[key] = std::move(value);
 }
 
-Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget);
+// `isForeign`: of a file that another program may have written.
+Json nodeJson(const FileNode& node, bool isRoot, bool isForeign, TextBudget& budget);
 
 Json publishedJson(const std::vector<FilePublishedPort>& ports)
 {
@@ -104,7 +108,7 @@ Json rawJson(const FileNode& node, TextBudget& budget)
     return raw;
 }
 
-Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget)
+Json nodeJson(const FileNode& node, bool isRoot, bool isForeign, TextBudget& budget)
 {
     Json json = Json::object();
     if (!isRoot || node.className != "QCPatch")
@@ -141,7 +145,7 @@ Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget)
     std::set<std::string> keys; // connections lead to the first of a key
     for (const FileNode& child : node.nodes) {
         if (keys.insert(jsonText(child.key)).second)
-            append(patches, jsonText(child.key), nodeJson(child, false, budget));
+            append(patches, jsonText(child.key), nodeJson(child, false, isForeign, budget));
     }
     if (vitrel::member(*node.state, "nodes"))
         json["patches"] = std::move(patches);
@@ -152,13 +156,21 @@ Json nodeJson(const FileNode& node, bool isRoot, TextBudget& budget)
     Json raw = rawJson(node, budget);
     put(raw, "stored", std::move(stored));
     put(json, "raw", std::move(raw));
+    // What it says may mean something to that program: no mistake of whoever goes on with the text.
+    if (isForeign && !json.contains("raw"))
+        json["raw"] = Json::object();
     return json;
 }
 
 Json compositionJson(
     const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions, TextBudget& budget)
 {
-    Json json = nodeJson(root, true, budget);
+    const auto* version = textMember(top, "frameworkVersion");
+    const bool isForeign = (version && *version != kFrameworkVersion)
+        || std::any_of(top.begin(), top.end(), [](const auto& entry) {
+               return !oneOf(entry.first, {"rootPatch", "inputParameters", "virtualPatches", "frameworkVersion"});
+           });
+    Json json = nodeJson(root, true, isForeign, budget);
     std::map<std::string, Json> values;
     for (const FilePublishedPort& port : root.publishedInputs) {
         if (!port.value.isNothing())
@@ -194,7 +206,7 @@ public:
 
     std::optional<Dictionary> composition(const Json& json)
     {
-        Dictionary top{{"frameworkVersion", "332"}};
+        Dictionary top{{"frameworkVersion", kFrameworkVersion}};
         const Json& raw = member(member(json, "raw"), "top");
         for (const auto& [key, value] : raw.items())
             top.insert_or_assign(key, values_.value(value));

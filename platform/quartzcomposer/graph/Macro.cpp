@@ -60,6 +60,14 @@ struct Macro::PublishedOutput final : Source {
     bool running = false;
 };
 
+PatchDescription Macro::description()
+{
+    return {"Macro",
+        "Patches that are one patch to those outside: its ports are those that it publishes. It draws where it stands "
+        "among the layers, unless it publishes outputs: then it only computes them.",
+        {}};
+}
+
 Macro::Macro() = default;
 Macro::~Macro() = default;
 

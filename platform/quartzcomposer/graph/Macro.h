@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/quartzcomposer/graph/Patch.h"
+#include "platform/quartzcomposer/graph/PatchDescription.h"
 
 #include <functional>
 
@@ -12,6 +13,7 @@ namespace vitrel::qc {
 class Macro : public Patch
 {
 public:
+    static PatchDescription description();
     Macro();
     ~Macro() override;
 

@@ -109,6 +109,8 @@ void OutputPort::set(PortValue value)
 
 const Value* Settings::find(const std::string& key) const
 {
+    if (asked)
+        asked->insert(key);
     if (!values)
         return nullptr;
     const auto found = values->find(key);

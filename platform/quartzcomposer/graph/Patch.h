@@ -9,6 +9,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -174,6 +175,7 @@ struct Settings {
     std::string identifier;
     std::string folder; // of the composition's file; empty if it has none
     std::shared_ptr<const Importing> importing = nullptr; // null: nothing can be imported
+    std::set<std::string>* asked = nullptr; // takes the keys that a patch looks for; null: nobody wants to know
 
     const Value* find(const std::string& key) const;
     double number(const std::string& key, double usual) const; // finite, as long as `usual` is

@@ -3,6 +3,7 @@
 #include "platform/quartzcomposer/graph/Patch.h"
 #include "platform/quartzcomposer/graph/PatchDescription.h"
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <optional>
@@ -25,19 +26,26 @@ public:
     // name without, in a static `description(kind)`.
     template <class T> void add(const std::string& name)
     {
+        static_assert(
+            requires { T::description(); } || requires(std::string kind) { T::description(kind); },
+            "a patch tells what it is");
         makers_[name] = [] { return std::make_unique<T>(); };
         families_[name] = family_;
-        if constexpr (requires { T::description(); })
+        if constexpr (requires { T::description(); }) {
             describers_[name] = [](const std::string&) { return T::description(); };
-        else if constexpr (requires(std::string kind) { T::description(kind); })
-            describers_[name] = [](const std::string& kind) { return T::description(kind); };
+        } else {
+            const auto slash = name.find('/');
+            const std::string own = slash == std::string::npos ? std::string() : name.substr(slash + 1);
+            describers_[name] = [own](const std::string& kind) { return T::description(own.empty() ? kind : own); };
+        }
     }
-    // For a class whose identifier says which of many it is, each with words of its own: T::description(kind), and all
-    // that there are in T::kinds().
+    // For a class whose identifier says which of many it is, each with words of its own: T::description(kind), all that
+    // there are in T::kinds(), and the family of each in T::familyOf(kind).
     template <class T> void addWithKinds(const std::string& name)
     {
         add<T>(name);
         kinds_[name] = [] { return T::kinds(); };
+        kindFamilies_[name] = [](const std::string& kind) { return T::familyOf(kind); };
     }
     // For a class of a third party's: what its published descriptions and files say that it does.
     template <class T> void addStandIn(const std::string& name)
@@ -81,10 +89,15 @@ public:
         const auto all = kinds(className);
         if (!all.empty() && std::find(all.begin(), all.end(), identifier) == all.end())
             return std::nullopt;
-        return found->second(identifier);
+        return found->second(identifier).spread();
     }
+    // Of a class, or of a kind of one: "CLASS/IDENTIFIER".
     const char* familyOf(const std::string& name) const
     {
+        const auto slash = name.find('/');
+        const auto kinds = kindFamilies_.find(name.substr(0, slash));
+        if (slash != std::string::npos && kinds != kindFamilies_.end())
+            return kinds->second(name.substr(slash + 1));
         const auto found = families_.find(name);
         return found == families_.end() ? "" : found->second;
     }
@@ -93,6 +106,7 @@ private:
     std::map<std::string, Maker> makers_;
     std::map<std::string, std::function<PatchDescription(const std::string& kind)>> describers_;
     std::map<std::string, std::function<std::vector<std::string>()>> kinds_;
+    std::map<std::string, std::function<const char*(const std::string& kind)>> kindFamilies_;
     std::map<std::string, const char*> families_;
     std::set<std::string> standIns_;
     const char* family_ = "";

@@ -62,6 +62,20 @@ private:
 
 template <bool Hsl> class ToComponentsPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        if (Hsl)
+            return {"Color to HSL", "Takes a colour apart into hue, saturation and luminosity.",
+                {{"inputColor", "The colour"}, {"output1", "Its hue, in turns from red", kShare},
+                    {"output2", "Its saturation", kShare}, {"output3", "Its luminosity", kShare},
+                    {"outputAlpha", "Its opacity", kShare}}};
+        return {"Color to RGB", "Takes a colour apart into red, green and blue.",
+            {{"inputColor", "The colour"}, {"output1", "Its red", kShare}, {"output2", "Its green", kShare},
+                {"output3", "Its blue", kShare}, {"outputAlpha", "Its opacity", kShare}}};
+    }
+
+private:
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
     Output<double> first{*this, "output1"}, second{*this, "output2"}, third{*this, "output3"},
         alpha{*this, "outputAlpha"};
@@ -77,6 +91,18 @@ template <bool Hsl> class ToComponentsPatch final : public Patch
 
 class ColorTransformPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Color Transformation", "Turns the hue of a colour and multiplies the rest of it.",
+            {{"inputColor", "What is changed"}, {"inputHue", "How far the hue turns", kDegrees},
+                {"inputSaturation", "What the saturation is multiplied by", kNotNegative},
+                {"inputLuminosity", "What the luminosity is multiplied by", kNotNegative},
+                {"inputAlpha", "What the opacity is multiplied by", kNotNegative},
+                {"outputColor", "The changed colour"}}};
+    }
+
+private:
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
     Input<double> hue{*this, "inputHue"}, saturation{*this, "inputSaturation", 1},
         luminosity{*this, "inputLuminosity", 1}, alpha{*this, "inputAlpha", 1};
@@ -93,6 +119,16 @@ class ColorTransformPatch final : public Patch
 
 class ColorMixerPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Color Mixer", "A colour between two.",
+            {{"inputColor1", "The colour at 0"}, {"inputColor2", "The colour at 1"},
+                {"inputMix", "How far on the way from the first to the second", kShare},
+                {"inputInterpolation", "How evenly it goes there", curves()}, {"outputColor", "The mixed colour"}}};
+    }
+
+private:
     Input<NSColor> first{*this, "inputColor1"}, second{*this, "inputColor2"};
     Input<double> mix{*this, "inputMix"};
     Input<std::uint32_t> curveNumber{*this, "inputInterpolation"};

@@ -1,10 +1,19 @@
 #pragma once
 
+#include "platform/quartzcomposer/graph/PatchDescription.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
 namespace vitrel::qc {
+
+inline Measure curves()
+{
+    return menu({"Linear", "Quadratic In", "Quadratic Out", "Quadratic In-Out", "Cubic In", "Cubic Out", "Cubic In-Out",
+        "Exponential In", "Exponential Out", "Exponential In-Out", "Sinusoidal In", "Sinusoidal Out",
+        "Sinusoidal In-Out"});
+}
 
 // The thirteen interpolation curves, by their number in files; `t` from 0 to 1.
 inline double curve(std::uint32_t number, double t)

@@ -15,6 +15,15 @@ constexpr std::size_t kMostPorts = 256;
 // Counts those of its channel that have had their turn in this frame.
 class OrderPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Order (Data Tools)",
+            "Counts: each patch of a channel gets the number of those that had their turn in this frame before it.",
+            {{"inputChannel", "The name of the channel"}, {"outputOrder", "The number, from 0 on"}}};
+    }
+
+private:
     Input<std::string> channel{*this, "inputChannel"};
     Output<std::uint32_t> order{*this, "outputOrder"};
     Kind kind() const override { return Kind::Timed; }
@@ -28,6 +37,16 @@ class OrderPatch final : public Patch
 // Lines of "name = expression", each an output; those above may be used below.
 class MultiExpressionPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Multi Expression (Data Tools)", "Several formulas, a line each; a line may use those above it.",
+            {{"*", "A variable of the formulas, or the result of the line of this name"}},
+            {{"expression", DescribedSetting::Text, "The lines: a name, =, a formula", {}, {},
+                R"({"lines": ["x = order * 2", "y = x + order / 2"]})"}}};
+    }
+
+private:
     void configure(const Settings& settings) override
     {
         std::string text = settings.text("expression");
@@ -93,6 +112,17 @@ class MultiExpressionPatch final : public Patch
 // The structure with a value more, at its end or at its beginning, while it pushes.
 class PushPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Structure Push (Data Tools)", "A structure with a value more, while it pushes.",
+            {{"inputStructure", "What it is put into"}, {"inputValue", "What is put in"},
+                {"inputPushing", "Whether it is put in"},
+                {"inputDirection", "Where it is put", menu({"At the End", "At the Beginning"})},
+                {"outputStructure", "The longer structure"}}};
+    }
+
+private:
     Input<StructureRef> structure{*this, "inputStructure"};
     Input<PortValue> value{*this, "inputValue"};
     Input<bool> pushing{*this, "inputPushing"};
@@ -116,6 +146,16 @@ class PushPatch final : public Patch
 
 class ToolSampleHoldPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Sample & Hold (Data Tools)",
+            "Hands its value on while it samples, and keeps the last one while it doesn't.",
+            {{"inputValue", "What it follows"}, {"inputSampling", "Whether it follows; if not, it holds"},
+                {"outputValue", "The value that is followed or held"}}};
+    }
+
+private:
     Input<PortValue> value{*this, "inputValue"};
     Input<bool> sampling{*this, "inputSampling"};
     Output<PortValue> result{*this, "outputValue"};
@@ -132,6 +172,16 @@ class ToolSampleHoldPatch final : public Patch
 // Members by the names of the outputs: keys, or positions.
 class BreakOutPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Structure Break Out (Data Tools)", "Members of a structure, each at an output of its name.",
+            {{"inputStructure", "What they are taken from"},
+                {"*", "The member of this key, or at this place in a list"}},
+            {{"outputPortNames", DescribedSetting::List, "The keys, or places from 0 on", {}, {}, R"(["0", "1"])"}}};
+    }
+
+private:
     Input<StructureRef> structure{*this, "inputStructure"};
 
     void configure(const Settings& settings) override
@@ -163,6 +213,17 @@ class BreakOutPatch final : public Patch
 // A list of its inputs.
 class MakerPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Structure Maker (Data Tools)", "A list of its inputs.",
+            {{"inputSkipEmptyInputs", "Whether inputs with nothing are left out"},
+                {"Input *", "The member of this number, from 1 on"}, {"outputStructure", "The list"}},
+            {{"StructureMakerInputCount", DescribedSetting::Number, "How many inputs; 2 without it",
+                {"", 0, kMostPorts}}}};
+    }
+
+private:
     Input<bool> skips{*this, "inputSkipEmptyInputs"};
     Output<StructureRef> result{*this, "outputStructure"};
 
@@ -187,6 +248,7 @@ class MakerPatch final : public Patch
 
 void registerDataToolsPatches(PatchRegistry& registry)
 {
+    registry.family("Third parties' patches, stood in for");
     registry.addStandIn<OrderPatch>("DTOrderPatch");
     registry.addStandIn<MultiExpressionPatch>("DTMultiExpressionPatch");
     registry.addStandIn<PushPatch>("DTStructurePushPatch");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/quartzcomposer/graph/Patch.h"
+#include "platform/quartzcomposer/graph/PatchDescription.h"
 
 namespace vitrel::qc {
 
@@ -17,6 +18,23 @@ inline Culling cullingOf(std::uint32_t index)
     return static_cast<Culling>(index > 2 ? 0 : index);
 }
 
+inline Measure blendings()
+{
+    return menu({"Replace", "Over", "Add", "Alpha"});
+}
+inline Measure depthTests()
+{
+    return menu({"None", "Read / Write", "Read-Only"});
+}
+inline Measure cullings()
+{
+    return menu({"None", "Back Faces", "Front Faces"});
+}
+inline constexpr const char* kBlendingMeaning = "How it meets what is beneath it";
+inline constexpr const char* kDepthMeaning = "Whether it is hidden by what is nearer, and hides what comes behind";
+inline constexpr const char* kCullingMeaning = "Which side isn't drawn";
+inline constexpr const char* kColorMeaning = "Its colour, by which its image is multiplied";
+
 class ConsumerPatch : public Patch
 {
 public:
@@ -26,6 +44,16 @@ public:
 // A consumer with a place and a turn in space.
 class SolidPatch : public ConsumerPatch
 {
+public:
+    static std::vector<DescribedPort> placePorts()
+    {
+        return {{"inputX", "Where its middle is, to the right", kUnits}, {"inputY", "Where it is, upwards", kUnits},
+            {"inputZ", "Where it is, towards the viewer", kUnits},
+            {"inputRX", "Its turn about the x axis, after those about z and y", kDegrees},
+            {"inputRY", "Its turn about the y axis, after that about z", kDegrees},
+            {"inputRZ", "Its turn about the z axis, counter-clockwise", kDegrees}};
+    }
+
 protected:
     Input<double> x{*this, "inputX"}, y{*this, "inputY"}, z{*this, "inputZ"};
     Input<double> turnX{*this, "inputRX"}, turnY{*this, "inputRY"}, turnZ{*this, "inputRZ"};
@@ -35,6 +63,11 @@ protected:
 
 // The three menus that most renderers have.
 struct Modes {
+    static std::vector<DescribedPort> ports()
+    {
+        return {{"inputBlending", kBlendingMeaning, blendings()}, {"inputZBuffer", kDepthMeaning, depthTests()},
+            {"inputCulling", kCullingMeaning, cullings()}};
+    }
     Modes(Patch& patch, std::uint32_t blendingUsual, std::uint32_t depthUsual, std::uint32_t cullingUsual)
         : blending{patch, "inputBlending", blendingUsual}
         , depth{patch, "inputZBuffer", depthUsual}

@@ -9,6 +9,15 @@ namespace {
 
 class IteratorPatch final : public Macro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Iterator",
+            "Computes and draws what is inside several times; the iterator variables say which time it is.",
+            {{"inputCount", "How often"}}};
+    }
+
+private:
     Input<std::uint32_t> count{*this, "inputCount", 1};
 
     void configure(const Settings&) override
@@ -47,6 +56,17 @@ class IteratorPatch final : public Macro
 
 class IteratorVariablesPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Iterator Variables",
+            "Which run of the iterator around it is under way. Outside one it is the first of one.",
+            {{"outputIndex", "The number of the run, from 0 on"},
+                {"outputPosition", "The same, from 0 at the first to 1 at the last", kShare},
+                {"outputCount", "How many runs there are"}}};
+    }
+
+private:
     Output<std::uint32_t> index{*this, "outputIndex"}, count{*this, "outputCount"};
     Output<double> position{*this, "outputPosition"};
 
@@ -76,6 +96,20 @@ class EnvironmentMacro : public Macro
 
 class CameraPatch final : public EnvironmentMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"3D Transformation", "Turns, moves and scales what is inside, in this order.",
+            {{"inputOriginX|inputOriginY|inputOriginZ", "The point about which it turns and scales, along this axis",
+                 kUnits},
+                {"inputRotateX|inputRotateY|inputRotateZ", "The turn about this axis", kDegrees},
+                {"inputTranslateX", "How far it moves to the right", kUnits},
+                {"inputTranslateY", "How far it moves upwards", kUnits},
+                {"inputTranslateZ", "How far it moves towards the viewer", kUnits},
+                {"inputScaleX|inputScaleY|inputScaleZ", "How many times as large along this axis"}}};
+    }
+
+private:
     Input<double> originX{*this, "inputOriginX"}, originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"},
         rotateX{*this, "inputRotateX"}, rotateY{*this, "inputRotateY"}, rotateZ{*this, "inputRotateZ"},
         translateX{*this, "inputTranslateX"}, translateY{*this, "inputTranslateY"},
@@ -95,6 +129,15 @@ class CameraPatch final : public EnvironmentMacro
 // Without mouse events it turns nothing.
 class TrackBallPatch final : public EnvironmentMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Trackball", "Lets the mouse turn what is inside. While a saver plays nobody does: it stays as it is.",
+            {{"inputTrack", "Whether it follows the mouse"}, {"inputResetSignal", "Turns it back"},
+                {"inputOriginX|inputOriginY|inputOriginZ", "The point about which it turns, along this axis", kUnits}}};
+    }
+
+private:
     Input<bool> track{*this, "inputTrack", true}, reset{*this, "inputResetSignal"};
     Input<double> originX{*this, "inputOriginX"}, originY{*this, "inputOriginY"}, originZ{*this, "inputOriginZ"};
     void change(Evaluation&, Environment&) override { }
@@ -102,12 +145,28 @@ class TrackBallPatch final : public EnvironmentMacro
 
 class ProjectionPatch final : public EnvironmentMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Projection", "Another angle of view for what is inside. What stands at z 0 keeps its size.",
+            {{"inputFieldOfView", "The angle across the picture", {"degrees", 1, 179}}}};
+    }
+
+private:
     Input<double> fieldOfView{*this, "inputFieldOfView", 60};
     void change(Evaluation&, Environment& environment) override { environment.fieldOfView = fieldOfView(); }
 };
 
 class ColorMaskPatch final : public EnvironmentMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Color Mask", "Keeps what is inside from writing some of the channels.",
+            {{"inputRed|inputGreen|inputBlue|inputAlpha", "Whether this channel is written"}}};
+    }
+
+private:
     Input<bool> red{*this, "inputRed", true}, green{*this, "inputGreen", true}, blue{*this, "inputBlue", true},
         alpha{*this, "inputAlpha", true};
     void change(Evaluation&, Environment& environment) override
@@ -118,6 +177,19 @@ class ColorMaskPatch final : public EnvironmentMacro
 
 class FogPatch final : public EnvironmentMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Fog", "Distance takes the colour of fog. The eye is 1.732 units before the middle of the picture.",
+            {{"inputType", "How it grows with the distance", menu({"Linear", "Exponential", "Exponential Squared"})},
+                {"inputQuality", "Without effect here"}, {"inputMode", "Without effect here"},
+                {"inputColor", "The colour of the fog"},
+                {"inputDensity", "Of the exponential ones, how dense it is", kNotNegative},
+                {"inputStart", "Of the linear one, how far from the eye it begins", kUnits},
+                {"inputEnd", "Of the linear one, how far from the eye nothing else is seen", kUnits}}};
+    }
+
+private:
     Input<std::uint32_t> type{*this, "inputType"}, quality{*this, "inputQuality"}, mode{*this, "inputMode"};
     Input<NSColor> color{*this, "inputColor"};
     Input<double> density{*this, "inputDensity", 1}, start{*this, "inputStart"}, end{*this, "inputEnd", 1};
@@ -130,6 +202,27 @@ class FogPatch final : public EnvironmentMacro
 
 class LightingPatch final : public EnvironmentMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Lighting", "Lights what is inside, with up to eight lights.",
+            {{"inputAmbientColor", "The light that comes from everywhere"},
+                {"inputObjectSpecular", "How strongly things shine", kShare},
+                {"inputObjectShininess", "How small and sharp the shine is", {"", 0, 128}},
+                {"color_*", "The colour of the light of this number, from 1 on"},
+                {"positionX_*|positionY_*|positionZ_*", "Where the light of this number is, along this axis", kUnits},
+                {"attenuation_*", "How fast the light of this number fades with the distance; 0: not at all",
+                    kNotNegative},
+                {"castShadows_*", "Without effect here: shadows aren't drawn"},
+                {"shadowColor_*", "Without effect here: shadows aren't drawn"},
+                {"quality_*", "Without effect here: shadows aren't drawn"}},
+            {{"numberOfLights|lightCount", DescribedSetting::Number, "How many lights; 1 without it", {"", 0, 8}},
+                {"lightTwoSides", DescribedSetting::Flag, "Whether the back of a surface is lit as its front is"},
+                {"separateSpecular", DescribedSetting::Flag,
+                    "Whether the shine lies upon the image and isn't coloured by it"}}};
+    }
+
+private:
     Input<NSColor> ambient{*this, "inputAmbientColor", {0.1, 0.1, 0.1, 1}};
     Input<double> specular{*this, "inputObjectSpecular", 0.5}, shininess{*this, "inputObjectShininess", 128};
 
@@ -176,6 +269,25 @@ class LightingPatch final : public EnvironmentMacro
 // Draws its nodes as often as it is told, each copy a part further on the way to the last.
 class ReplicatorPatch final : public EnvironmentMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Replicate in Space",
+            "Draws what is inside again and again, each copy a part further on the way to the last one. Each is "
+            "scaled, turned, "
+            "shifted, turned again and moved.",
+            {{"inputCopies", "How many copies"}, {"inputInterpolation", "How evenly they lie on the way", curves()},
+                {"inputScale", "How many times as large the last one is"},
+                {"inputOrientationX|inputOrientationY|inputOrientationZ",
+                    "The turn of the last one about its own middle, about this axis", kDegrees},
+                {"inputOriginX|inputOriginY|inputOriginZ", "How far all are shifted along this axis", kUnits},
+                {"inputRotationX|inputRotationY|inputRotationZ", "The turn of the last one, shifted, about this axis",
+                    kDegrees},
+                {"inputTranslationX|inputTranslationY|inputTranslationZ", "How far the last one moves along this axis",
+                    kUnits}}};
+    }
+
+private:
     Input<std::uint32_t> copies{*this, "inputCopies", 5}, curveNumber{*this, "inputInterpolation"};
     Input<double> scale{*this, "inputScale", 1}, orientationX{*this, "inputOrientationX"},
         orientationY{*this, "inputOrientationY"}, orientationZ{*this, "inputOrientationZ"},
@@ -213,6 +325,22 @@ class ReplicatorPatch final : public EnvironmentMacro
 // Draws its nodes into an image of its own size.
 class RenderInImagePatch final : public Macro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Render in Image",
+            "Draws what is inside into an image, which anything may use. It is 2 units wide, as every picture is.",
+            {{"inputRender", "Whether it is drawn anew; if not, it stays as it was"},
+                {"inputWidth", "How wide the image is; 0: as the picture around", kLength},
+                {"inputHeight", "How high the image is; 0: as the picture around", kLength},
+                {"inputTarget", "Without effect here"}, {"inputMipmaps", "Without effect here"},
+                {"outputImage", "The image, clear where nothing was drawn"}},
+            {{"noDepthBuffer", DescribedSetting::Flag, "Whether nothing hides what comes behind it"},
+                {"pixelFormat", DescribedSetting::Text,
+                    "How fine its colours are; RGBAf has more than 256 steps of each", {}, {"RGBA8", "RGBAf"}}}};
+    }
+
+private:
     Input<bool> render{*this, "inputRender", true};
     Input<std::uint32_t> width{*this, "inputWidth", 640}, height{*this, "inputHeight", 480},
         target{*this, "inputTarget"};
@@ -250,6 +378,7 @@ class RenderInImagePatch final : public Macro
 
 void registerEnvironmentsPatches(PatchRegistry& registry)
 {
+    registry.family("Environments");
     registry.add<IteratorPatch>("QCIterator");
     registry.add<IteratorVariablesPatch>("QCIteratorVariables");
     registry.add<CameraPatch>("QCCamera");

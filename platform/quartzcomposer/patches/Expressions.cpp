@@ -10,6 +10,18 @@ namespace {
 
 class ExpressionPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Mathematical Expression",
+            "A formula; each name in it is an input. Angles are degrees, and what is no number is 0.",
+            {{"*", "The variable of this name"}, {"outputResult", "What the formula comes to"}},
+            {{"expression", DescribedSetting::Text,
+                "The formula: + - * / %, comparisons, && || !, a ? b : c, and functions such as sin, min, floor, sqrt",
+                {}, {}, R"("a * sin(t) + b")"}}};
+    }
+
+private:
     Output<double> result{*this, "outputResult"};
 
     void configure(const Settings& settings) override
@@ -49,6 +61,7 @@ class ExpressionPatch final : public Patch
 
 void registerExpressionsPatches(PatchRegistry& registry)
 {
+    registry.family("Numbers and colours");
     registry.add<ExpressionPatch>("QCExpression");
 }
 

@@ -13,6 +13,26 @@ namespace {
 // level with each frame of a loop.
 class AccumulatorPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Accumulator",
+            "Keeps an image and takes another in its place, so that an image can be made from the one before.",
+            {{"inputWidth", "How wide it is; 0: as the picture", {"pixels", 0, kMaxSide}},
+                {"inputHeight", "How high it is; 0: as the picture", {"pixels", 0, kMaxSide}},
+                {"inputAccumulate", "Whether it takes the image; if not, it keeps what it has"},
+                {"inputImage", "What it takes"},
+                {"inputDirtyOriginX", "The left edge of the part that it takes", kPixels},
+                {"inputDirtyOriginY", "The lower edge of the part that it takes", kPixels},
+                {"inputDirtyWidth", "How wide that part is; 0: all of it", kLength},
+                {"inputDirtyHeight", "How high that part is; 0: all of it", kLength}, {"outputImage", "What it has"}},
+            {{"accumulatorContinuous", DescribedSetting::Flag,
+                 "Whether it takes the image in each frame; if not, when something changed"},
+                {"accumulatorFormat", DescribedSetting::Text,
+                    "How fine its colours are; RGBAf has more than 256 steps of each", {}, {"RGBA8", "RGBAf"}}}};
+    }
+
+private:
     Input<std::uint32_t> width{*this, "inputWidth"}, height{*this, "inputHeight"};
     Input<bool> accumulate{*this, "inputAccumulate", true};
     Input<ImageRef> image{*this, "inputImage"};
@@ -100,6 +120,7 @@ class AccumulatorPatch final : public Patch
 
 void registerFeedbackPatches(PatchRegistry& registry)
 {
+    registry.family("Images");
     registry.add<AccumulatorPatch>("QCImageAccumulator");
 }
 

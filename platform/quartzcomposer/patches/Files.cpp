@@ -19,6 +19,11 @@ template <class T> class LoadingPatch : public Patch
 {
 public:
     Kind kind() const override { return Kind::Timed; }
+    static std::vector<DescribedPort> loadPorts()
+    {
+        return {{"outputProgress", "How far it is: 0 while it loads, 1 once it is there", kShare},
+            {"outputSignal", "True for the one frame in which it has come"}};
+    }
 
 protected:
     void configure(const Settings& settings) override { folder_ = settings.folder; }
@@ -69,6 +74,17 @@ private:
 
 class ImageDownloaderPatch final : public LoadingPatch<ImageRef>
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Image Downloader", "Reads a picture beside the composition, or beneath its folder.",
+            {{"inputURL", "The picture's name, relative to the composition"},
+                {"inputSignal", "When it rises, it is read anew"},
+                {"outputImage", "The picture; the one before until it is there"}}}
+            .with(loadPorts());
+    }
+
+private:
     Input<std::string> url{*this, "inputURL"};
     Input<bool> update{*this, "inputSignal"};
     Output<ImageRef> image{*this, "outputImage"};
@@ -90,6 +106,18 @@ class ImageDownloaderPatch final : public LoadingPatch<ImageRef>
 
 class XMLDownloaderPatch final : public LoadingPatch<StructureRef>
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"XML Downloader",
+            "Reads an XML document beside the composition, or beneath its folder.",
+            {{"inputURL", "The document's name, relative to the composition"},
+                {"inputSignal", "When it rises, it is read anew"},
+                {"outputStructure", "What the root element holds, keyed by the names of elements and attributes"}}}
+            .with(loadPorts());
+    }
+
+private:
     Input<std::string> url{*this, "inputURL"};
     Input<bool> update{*this, "inputSignal", true};
     Output<StructureRef> structure{*this, "outputStructure"};
@@ -108,6 +136,21 @@ class XMLDownloaderPatch final : public LoadingPatch<StructureRef>
 
 class DirectoryScannerPatch final : public LoadingPatch<std::shared_ptr<std::vector<std::string>>>
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Directory Scanner",
+            "Lists the files of a folder beside the composition, in the order of their names.",
+            {{"inputPath", "The folder's name, relative to the composition"},
+                {"inputSignal", "When it rises, it is read anew"},
+                {"outputFiles", "The files' names, a list of texts"}},
+            {{"fileType", DescribedSetting::Text, "Which files are listed: public.image for pictures; all without it",
+                 {}, {}, R"("public.image")"},
+                {"recursive", DescribedSetting::Flag, "Whether folders within it are read too"}}}
+            .with(loadPorts());
+    }
+
+private:
     using Paths = std::shared_ptr<std::vector<std::string>>;
     Input<std::string> folder{*this, "inputPath"};
     Input<bool> update{*this, "inputSignal", true};
@@ -141,6 +184,7 @@ class DirectoryScannerPatch final : public LoadingPatch<std::shared_ptr<std::vec
 
 void registerFilesPatches(PatchRegistry& registry)
 {
+    registry.family("Sources");
     registry.add<ImageDownloaderPatch>("QCImageDownloader");
     registry.add<XMLDownloaderPatch>("QCXMLDownloader");
     registry.add<DirectoryScannerPatch>("QCDirectoryScanner");

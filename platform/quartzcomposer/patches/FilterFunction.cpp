@@ -271,8 +271,10 @@ std::unique_ptr<FilterFunction> FilterFunction::make(const std::string& text, st
     std::unique_ptr<FilterFunction> function(new FilterFunction);
     function->arguments_ = *std::move(arguments);
     function->source_ = kPrelude;
-    for (const Filter& filter : allFilters())
-        function->source_.append("qcFilter('").append(filter.name).append("');\n");
+    for (const FilterGroup& group : filterGroups()) {
+        for (const Filter& filter : group.filters)
+            function->source_.append("qcFilter('").append(filter.name).append("');\n");
+    }
     for (std::size_t k = 0; k < kernels->size(); ++k) {
         if ((*kernels)[k]->name != "main")
             function->source_.append("var ")

@@ -13,6 +13,24 @@ constexpr std::uint32_t kMostSteps = 10'000;
 // Formulas of t, which runs from 0 to 1 along the curve, of the time, and of what a structure adds.
 class LineExpressionPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Line Expression (GL Tools)",
+            "A curve by formulas of t, which runs from 0 to 1 along it, and of time.",
+            {{"inputXExpression|inputYExpression|inputZExpression", "The formula of where it is, along this axis",
+                 kUnits},
+                {"inputRExpression|inputGExpression|inputBExpression|inputAExpression",
+                    "The formula of this part of its colour", kShare},
+                {"inputSteps", "Of how many lines it is made", {"", 1, kMostSteps}},
+                {"inputWidth", "How wide it is", {"pixels", 1, 256}},
+                {"inputAdditionalVariables", "Numbers for other names in the formulas, by these names"}}}
+            .with(dashPorts())
+            .with(ToolPlace::ports())
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<std::string> formulas[7]{{*this, "inputXExpression", std::string("t-0.5")},
         {*this, "inputYExpression", std::string("0")}, {*this, "inputZExpression", std::string("0")},
         {*this, "inputRExpression", std::string("1")}, {*this, "inputGExpression", std::string("1")},
@@ -84,6 +102,31 @@ class LineExpressionPatch final : public ConsumerPatch
 // Through its control points, the straighter the greater the tension.
 class SplinePatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Spline (GL Tools)", "A curve through points.",
+            {{"X* Position", "Where the point of this number is, to the right", kUnits},
+                {"Y* Position", "Where the point of this number is, upwards", kUnits},
+                {"Z* Position", "Where the point of this number is, towards the viewer", kUnits},
+                {"inputShowPoints", "Whether the points are drawn"},
+                {"inputShowSubdivisionPoints", "Whether the steps between them are drawn"},
+                {"inputUsePointColor", "Whether both are drawn in the points' colour"},
+                {"inputPointColor", "The points' colour"},
+                {"inputSubdivisions", "Of how many lines it is made from point to point", {"", 1, 500}},
+                {"inputStipple|inputStippleScale", "Without effect here: lines have no gaps"},
+                {"inputWidth", "How wide it is", {"pixels", 1, 256}},
+                {"inputPointSize", "How large points are", {"pixels", 1, 256}},
+                {"inputTension", "How straight it is: straight between the points at 1"}},
+            {{"controlPoints", DescribedSetting::Number, "How many points", {"", 0, kMostPoints}},
+                {"x*|y*|z*", DescribedSetting::Number,
+                    "Where the point of this number is, from 0 on, along this axis, unless its port says it", kUnits},
+                {"r*|g*|b*|a*", DescribedSetting::Number,
+                    "This part of the colour of the point of this number, from 0 on", kShare}}}
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<bool> showsPoints{*this, "inputShowPoints"}, showsSteps{*this, "inputShowSubdivisionPoints"},
         usesPointColor{*this, "inputUsePointColor"};
     Input<std::uint32_t> subdivisions{*this, "inputSubdivisions", 20}, stipple{*this, "inputStipple", 65535},
@@ -157,6 +200,7 @@ class SplinePatch final : public ConsumerPatch
 
 void registerGLCurvesPatches(PatchRegistry& registry)
 {
+    registry.family("Third parties' patches, stood in for");
     registry.addStandIn<LineExpressionPatch>("KinemeGLLineExpressionPatch");
     registry.addStandIn<SplinePatch>("KinemeGLSplinePatch");
 }

@@ -10,6 +10,16 @@ namespace {
 // The environment in which sprites gather; nested ones have lists of their own.
 class DepthSortPatch final : public Macro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Depth Sort Environment (GL Tools)",
+            "Draws the sprites for it once all are there, the farthest first, so that what shines through shows what "
+            "is behind.",
+            {}};
+    }
+
+private:
     bool alwaysConsumer() const override { return true; }
     void runNodes(Evaluation& e) override
     {
@@ -29,6 +39,20 @@ class DepthSortPatch final : public Macro
 
 class SortedSpritePatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Depth Sort Sprite (GL Tools)", "A sprite that an environment around it sorts by depth.",
+            {{"inputX", "Where its middle is, to the right", kUnits}, {"inputY", "Where it is, upwards", kUnits},
+                {"inputZ", "Where it is, towards the viewer", kUnits},
+                {"inputXr|inputYr|inputZr", "Its turn about this axis", kDegrees},
+                {"inputWidth", "How wide it is", kUnits}, {"inputHeight", "How high it is", kUnits},
+                {"inputColor", kColorMeaning}, {"inputImage", "What is shown"},
+                {"inputBlending", kBlendingMeaning, blendings()}, {"inputDepthTesting", kDepthMeaning, depthTests()},
+                {"inputFaceCulling", kCullingMeaning, cullings()}}};
+    }
+
+private:
     Input<double> x{*this, "inputX"}, y{*this, "inputY"}, z{*this, "inputZ"}, turnX{*this, "inputXr"},
         turnY{*this, "inputYr"}, turnZ{*this, "inputZr"}, width{*this, "inputWidth", 1},
         height{*this, "inputHeight", 1};
@@ -62,6 +86,7 @@ class SortedSpritePatch final : public ConsumerPatch
 
 void registerGLDepthSortPatches(PatchRegistry& registry)
 {
+    registry.family("Third parties' patches, stood in for");
     registry.addStandIn<DepthSortPatch>("KinemeGLDepthSortEnvironmentPatch");
     registry.addStandIn<SortedSpritePatch>("KinemeGLDepthSortSpritePatch");
 }

@@ -41,6 +41,19 @@ PolygonMode modeOf(std::uint32_t index)
 
 class PolygonModePatch final : public ToolMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Polygon Mode (GL Tools)", "Draws the bodies in it filled, as wires or as points.",
+            {{"inputFrontPolygonMode", "How fronts are drawn", menu({"Filled", "Wires", "Points"})},
+                {"inputBackPolygonMode", "How backs are drawn", menu({"Filled", "Wires", "Points"})},
+                {"inputStipplePattern|inputRepeatCount", "Without effect here: lines have no gaps"},
+                {"inputWidth", "How wide wires are", {"pixels", 1, 256}},
+                {"inputSize", "How large points are", {"pixels", 1, 256}},
+                {"inputAntialiasLines|inputAntialiasPoints", "Without effect here"}}};
+    }
+
+private:
     Input<std::uint32_t> front{*this, "inputFrontPolygonMode"}, back{*this, "inputBackPolygonMode"},
         pattern{*this, "inputStipplePattern", 65535}, repeat{*this, "inputRepeatCount", 1};
     Input<double> width{*this, "inputWidth", 1}, size{*this, "inputSize", 1};
@@ -57,12 +70,30 @@ class PolygonModePatch final : public ToolMacro
 
 class ShadeModelPatch final : public ToolMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Shade Model (GL Tools)", "How colours run within the triangles of what is inside.",
+            {{"inputMode", "Whether they run, or each triangle has the colour of its last corner",
+                menu({"Smooth", "Flat"})}}};
+    }
+
+private:
     Input<std::uint32_t> mode{*this, "inputMode"}; // 0 smooth, 1 flat
     void change(Evaluation&, Environment&, Raster& raster) override { raster.flat = mode() == 1; }
 };
 
 class BlendEquationPatch final : public ToolMacro
 {
+public:
+    static PatchDescription description()
+    {
+        const Measure how = menu({"Add", "Subtract", "Reverse Subtract", "Minimum", "Maximum"});
+        return {"Blend Equation (GL Tools)", "How what is drawn inside and what is there become one.",
+            {{"inputRGBEquation", "How colours do", how}, {"inputAlphaEquation", "How opacity does", how}}};
+    }
+
+private:
     Input<std::uint32_t> color{*this, "inputRGBEquation"}, alpha{*this, "inputAlphaEquation"};
     static BlendEquation equationOf(std::uint32_t index) { return static_cast<BlendEquation>(index > 4 ? 0 : index); }
     void change(Evaluation&, Environment&, Raster& raster) override
@@ -74,6 +105,15 @@ class BlendEquationPatch final : public ToolMacro
 
 class AlphaThresholdPatch final : public ToolMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Depth Buffer Alpha Threshold (GL Tools)",
+            "What is clear isn't drawn, and hides nothing that comes behind it.",
+            {{"inputThreshold", "The opacity up to which nothing is drawn", kShare}}};
+    }
+
+private:
     Input<double> threshold{*this, "inputThreshold", 0.5};
     void change(Evaluation&, Environment&, Raster& raster) override
     {
@@ -83,6 +123,15 @@ class AlphaThresholdPatch final : public ToolMacro
 
 class ScissorPatch final : public ToolMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Scissor (GL Tools)", "What is inside is seen within a rectangle alone.",
+            {{"inputX", "The left edge of the rectangle", kPixels}, {"inputY", "Its lower edge", kPixels},
+                {"inputWidth", "How wide it is", kLength}, {"inputHeight", "How high it is", kLength}}};
+    }
+
+private:
     Input<double> x{*this, "inputX"}, y{*this, "inputY"}, width{*this, "inputWidth", 100},
         height{*this, "inputHeight", 100};
     void change(Evaluation&, Environment&, Raster& raster) override
@@ -93,6 +142,15 @@ class ScissorPatch final : public ToolMacro
 
 class ViewportPatch final : public ToolMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Viewport (GL Tools)", "What is inside is drawn in a rectangle as if it were the whole picture.",
+            {{"inputX", "The left edge of the rectangle", kPixels}, {"inputY", "Its lower edge", kPixels},
+                {"inputW", "How wide it is", kLength}, {"inputH", "How high it is", kLength}}};
+    }
+
+private:
     Input<double> x{*this, "inputX"}, y{*this, "inputY"}, width{*this, "inputW", 100}, height{*this, "inputH", 100};
     void change(Evaluation&, Environment&, Raster& raster) override
     {
@@ -103,6 +161,20 @@ class ViewportPatch final : public ToolMacro
 // Without perspective.
 class OrthoPatch final : public ToolMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Ortho (GL Tools)", "Without perspective: what is far is as large as what is near.",
+            {{"inputBypass", "Whether there is perspective nevertheless"},
+                {"inputLeft", "What lies at the left edge", kUnits},
+                {"inputRight", "What lies at the right edge", kUnits},
+                {"inputBottom", "What lies at the lower edge", kUnits},
+                {"inputTop", "What lies at the upper edge", kUnits},
+                {"inputNear", "How near things may be and still be seen", kUnits},
+                {"inputFar", "How far things may be and still be seen", kUnits}}};
+    }
+
+private:
     Input<bool> bypass{*this, "inputBypass"};
     Input<double> left{*this, "inputLeft", -1}, right{*this, "inputRight", 1}, bottom{*this, "inputBottom", -0.75},
         top{*this, "inputTop", 0.75}, near{*this, "inputNear", -10}, far{*this, "inputFar", 200};
@@ -119,6 +191,15 @@ class OrthoPatch final : public ToolMacro
 
 class ScalePatch final : public ToolMacro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Scale (GL Tools)", "Scales what is inside.",
+            {{"inputX|inputY|inputZ", "How many times as large along this axis"},
+                {"inputFixLighting", "Without effect here: light is right in any case"}}};
+    }
+
+private:
     Input<double> x{*this, "inputX", 1}, y{*this, "inputY", 1}, z{*this, "inputZ", 1};
     Input<bool> fixLighting{*this, "inputFixLighting", true}; // normals are made one long in any case
     void change(Evaluation&, Environment& environment, Raster&) override
@@ -130,6 +211,15 @@ class ScalePatch final : public ToolMacro
 // Draws its nodes once for each member: moved, turned and scaled by it. They see no iteration.
 class StructureRendererPatch final : public Macro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Structure Renderer (GL Tools)", "Draws what is inside once for each member of a structure.",
+            {{"inputTransformStructure",
+                "A list of X, Y, Z to move by, RX, RY, RZ to turn by, SX, SY, SZ to scale by"}}};
+    }
+
+private:
     Input<StructureRef> transforms{*this, "inputTransformStructure"};
     bool alwaysConsumer() const override { return true; }
     void runNodes(Evaluation& e) override
@@ -160,6 +250,14 @@ class StructureRendererPatch final : public Macro
 
 class ClearDepthPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Clear Depth (GL Tools)", "Forgets how far things were, so that what comes next covers them.",
+            {{"inputDepth", "Without effect here: the farthest"}}};
+    }
+
+private:
     Input<double> depth{*this, "inputDepth", 1}; // another than the farthest isn't told apart
     void draw(Evaluation& e) override { e.stage.canvas().clear({}, false, true, 0xF); }
 };
@@ -167,6 +265,15 @@ class ClearDepthPatch final : public ConsumerPatch
 // The rotation that undoes that of the environment, so that what is turned by it faces the viewer.
 class InverseRotationPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Inverse Rotation (GL Tools)",
+            "The turn that undoes that of what is around: a sprite that has it faces the viewer.",
+            {{"outputXRotation|outputYRotation|outputZRotation", "The turn about this axis", kDegrees}}};
+    }
+
+private:
     Output<double> x{*this, "outputXRotation"}, y{*this, "outputYRotation"}, z{*this, "outputZRotation"};
     Kind kind() const override { return Kind::Timed; }
     void evaluate(Evaluation& e) override
@@ -195,6 +302,24 @@ class InverseRotationPatch final : public Patch
 // Its nodes in two pictures, one for each eye.
 class StereoPatch final : public Macro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Stereo Environment (GL Tools)", "What is inside, in two pictures, one for each eye.",
+            {{"inputWidth", "How wide a picture is", {"pixels", 1, kMaxSide}},
+                {"inputHeight", "How high a picture is", {"pixels", 1, kMaxSide}},
+                {"inputIOD", "How far apart the eyes are; at 0 both pictures are one", kUnits},
+                {"inputZScreen", "How far from the eyes things are at one place in both pictures", kUnits},
+                {"inputZObject", "Where things are before the eyes", kUnits},
+                {"inputZNear", "How near things may be and still be seen", kSize},
+                {"inputZFar", "How far things may be and still be seen", kSize},
+                {"inputYFov", "The angle of view, upright", {"degrees", 1, 179}},
+                {"inputBypass", "Whether both are as any other picture"},
+                {"outputImageLeft", "The picture for the left eye"},
+                {"outputImageRight", "The picture for the right eye"}}};
+    }
+
+private:
     Input<std::uint32_t> width{*this, "inputWidth", 512}, height{*this, "inputHeight", 512};
     Input<double> apart{*this, "inputIOD"}, screen{*this, "inputZScreen", 10}, object{*this, "inputZObject", -10},
         near{*this, "inputZNear", 3}, far{*this, "inputZFar", 30}, fieldOfView{*this, "inputYFov", 45};
@@ -243,6 +368,7 @@ class StereoPatch final : public Macro
 
 void registerGLEnvironmentsPatches(PatchRegistry& registry)
 {
+    registry.family("Third parties' patches, stood in for");
     registry.addStandIn<PolygonModePatch>("KinemeGLPolygonModePatch");
     registry.addStandIn<ShadeModelPatch>("KinemeGLShadeModelPatch");
     registry.addStandIn<BlendEquationPatch>("KinemeGLBlendEquationPatch");

@@ -27,6 +27,11 @@ std::optional<SolidVertex> cornerOf(const PortValue& member, const NSColor& usua
 
 // Two colours, from the first to the last.
 struct Run {
+    static std::vector<DescribedPort> ports()
+    {
+        return {{"inputColor1", "The colour of the first point, unless it has one of its own"},
+            {"inputColor2", "The colour of the last point, unless it has one of its own"}};
+    }
     explicit Run(Patch& patch)
         : first{patch, "inputColor1", {1, 1, 1, 1}}
         , last{patch, "inputColor2", {1, 1, 1, 1}}
@@ -62,6 +67,19 @@ void drawPoints(Stage& stage, std::span<const SolidVertex> points, double size, 
 
 class LineStructurePatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Line Structure (GL Tools)", "Lines through the points of a structure.",
+            {{"inputLines", "The points: a list of X, Y and Z, and R, G, B and A if they have colours"},
+                {"inputType", "What the points make", menu({"One Line", "A Line for Each Two"})},
+                {"inputSize", "How wide it is", {"pixels", 1, 256}}}}
+            .with(dashPorts())
+            .with(Run::ports())
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<StructureRef> lines{*this, "inputLines"};
     Input<std::uint32_t> type{*this, "inputType"}, pattern{*this, "inputPattern", 65535},
         repeat{*this, "inputRepeatCount", 1};
@@ -83,6 +101,18 @@ class LineStructurePatch final : public ConsumerPatch
 
 class PointStructurePatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Point Structure (GL Tools)", "The points of a structure, as squares.",
+            {{"inputPoints", "The points: a list of X, Y and Z, and R, G, B and A if they have colours"},
+                {"inputDefaultSize", "How large each is", {"pixels", 1, 256}},
+                {"inputAttenuate", "Whether they are smaller the farther they are"}, {"inputImage", "What each shows"}}}
+            .with(Run::ports())
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<StructureRef> points{*this, "inputPoints"};
     Input<double> size{*this, "inputDefaultSize", 8};
     Input<bool> attenuates{*this, "inputAttenuate"};
@@ -101,6 +131,22 @@ class PointStructurePatch final : public ConsumerPatch
 // Three corners each, or four.
 template <int Corners> class PolygonStructurePatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{Corners == 3 ? "Triangle Structure (GL Tools)" : "Quad Structure (GL Tools)",
+            Corners == 3 ? "Triangles of the points of a structure." : "Quadrangles of the points of a structure.",
+            {{Corners == 3 ? "inputTriangles" : "inputQuads",
+                 "The corners: a list of X, Y and Z, R, G, B and A if they have colours, U and V for their places in "
+                 "the image"},
+                {"inputType", "What the corners make", menu({"One for All Its Corners", "A Strip"})},
+                {"inputCulling", kCullingMeaning, cullings()}, {"inputColor", "The colour of corners without one"},
+                {"inputImage", "What they show"}, {"inputImageStructure", "What each of them shows: a list of images"}}}
+            .with(ToolPlace::ports())
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<StructureRef> polygons{*this, Corners == 3 ? "inputTriangles" : "inputQuads"};
     Input<std::uint32_t> type{*this, "inputType"}, culling{*this, "inputCulling"};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
@@ -147,6 +193,17 @@ template <int Corners> class PolygonStructurePatch final : public ConsumerPatch
 
 class CubeStructurePatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Cube Structure (GL Tools)", "A cube at each point of a structure.",
+            {{"inputPoints", "The points: a list of X, Y and Z, and R, G, B and A if they have colours"},
+                {"inputDefaultSize", "How large each is", kSize}, {"inputCulling", kCullingMeaning, cullings()}}}
+            .with(Run::ports())
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<StructureRef> points{*this, "inputPoints"};
     Input<double> size{*this, "inputDefaultSize", 0.1};
     Input<std::uint32_t> culling{*this, "inputCulling", 1};
@@ -192,6 +249,21 @@ class CubeStructurePatch final : public ConsumerPatch
 // A ring about the z axis.
 class TorusPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Torus (GL Tools)", "A ring about the z axis.",
+            {{"inputMajorRadius", "How far its middle is from the axis", kSize},
+                {"inputMinorRadius", "How thick it is", kSize},
+                {"inputSlices", "How many parts it has around the axis", {"", 3, 128}},
+                {"inputStacks", "How many parts it has around its middle", {"", 3, 128}},
+                {"inputCulling", kCullingMeaning, cullings()}, {"inputColor", kColorMeaning},
+                {"inputImage", "What goes around it"}}}
+            .with(ToolPlace::ports())
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<double> major{*this, "inputMajorRadius", 0.5}, minor{*this, "inputMinorRadius", 0.1};
     Input<std::uint32_t> slices{*this, "inputSlices", 32}, stacks{*this, "inputStacks", 16},
         culling{*this, "inputCulling", 1};
@@ -228,6 +300,21 @@ class TorusPatch final : public ConsumerPatch
 
 class ToolLinePatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Line (GL Tools)", "One line, from one colour to the other.",
+            {{"inputX1|inputY1|inputZ1", "Where it starts, along this axis", kUnits},
+                {"inputX2|inputY2|inputZ2", "Where it ends, along this axis", kUnits},
+                {"inputU1|inputV1", "The place of its start in the image", kShare},
+                {"inputU2|inputV2", "The place of its end in the image", kShare},
+                {"inputSize", "How wide it is", {"pixels", 1, 256}}, {"inputColor1", "The colour of its start"},
+                {"inputColor2", "The colour of its end"}, {"inputImage", "What it shows"}}}
+            .with(dashPorts())
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<double> x1{*this, "inputX1"}, y1{*this, "inputY1"}, z1{*this, "inputZ1"}, x2{*this, "inputX2"},
         y2{*this, "inputY2"}, z2{*this, "inputZ2"}, u1{*this, "inputU1"}, v1{*this, "inputV1"}, u2{*this, "inputU2"},
         v2{*this, "inputV2"}, size{*this, "inputSize", 1};
@@ -249,6 +336,19 @@ class ToolLinePatch final : public ConsumerPatch
 
 class ToolPointPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Point (GL Tools)", "One point, as a square.",
+            {{"inputX", "Where it is, to the right", kUnits}, {"inputY", "Where it is, upwards", kUnits},
+                {"inputZ", "Where it is, towards the viewer", kUnits},
+                {"inputSize", "How large it is", {"pixels", 1, 256}},
+                {"inputAttenuate", "Whether it is smaller the farther it is"}, {"inputColor", kColorMeaning},
+                {"inputImage", "What it shows"}}}
+            .with(ToolModes::ports());
+    }
+
+private:
     Input<double> x{*this, "inputX"}, y{*this, "inputY"}, z{*this, "inputZ"}, size{*this, "inputSize", 8};
     Input<bool> attenuates{*this, "inputAttenuate"};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
@@ -268,6 +368,7 @@ class ToolPointPatch final : public ConsumerPatch
 
 void registerGLToolsPatches(PatchRegistry& registry)
 {
+    registry.family("Third parties' patches, stood in for");
     registry.addStandIn<LineStructurePatch>("KinemeGLLineStructurePatch");
     registry.addStandIn<PointStructurePatch>("KinemeGLPointStructurePatch");
     registry.addStandIn<PolygonStructurePatch<3>>("KinemeGLTriangleStructurePatch");

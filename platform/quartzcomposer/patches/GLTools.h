@@ -12,6 +12,13 @@ inline constexpr std::size_t kMostStructurePoints = 100'000;
 
 // The place of the tools' bodies, under the names that they have for it.
 struct ToolPlace {
+    static std::vector<DescribedPort> ports()
+    {
+        return {{"inputXPosition", "Where it is, to the right", kUnits},
+            {"inputYPosition", "Where it is, upwards", kUnits},
+            {"inputZPosition", "Where it is, towards the viewer", kUnits},
+            {"inputXRotation|inputYRotation|inputZRotation", "Its turn about this axis", kDegrees}};
+    }
     explicit ToolPlace(Patch& patch)
         : x{patch, "inputXPosition"}
         , y{patch, "inputYPosition"}
@@ -26,6 +33,10 @@ struct ToolPlace {
 
 // Their menus.
 struct ToolModes {
+    static std::vector<DescribedPort> ports()
+    {
+        return {{"inputBlending", kBlendingMeaning, blendings()}, {"inputDepth", kDepthMeaning, depthTests()}};
+    }
     ToolModes(Patch& patch, std::uint32_t blendingUsual, std::uint32_t depthUsual)
         : blending{patch, "inputBlending", blendingUsual}
         , depth{patch, "inputDepth", depthUsual}
@@ -39,6 +50,12 @@ struct ToolModes {
     }
     Input<std::uint32_t> blending, depth;
 };
+
+// Dashes, which these tools have and this player draws as lines without gaps.
+inline std::vector<DescribedPort> dashPorts()
+{
+    return {{"inputPattern|inputRepeatCount", "Without effect here: lines have no gaps"}};
+}
 
 inline NSColor mixedColor(const NSColor& a, const NSColor& b, double t)
 {

@@ -13,8 +13,109 @@ constexpr const char* kAxes[] = {"_X", "_Y", "_Z", "_W"};
 constexpr const char* kTransform[]
     = {"_OriginX", "_OriginY", "_ScaleX", "_ScaleY", "_Rotate", "_TranslateX", "_TranslateY"};
 
+bool takesPixelsOnly(const Filter& filter)
+{
+    return filter.rule == ExtentRule::Crop || filter.rule == ExtentRule::Transform;
+}
+
+const char* meaningOf(const Filter& filter, std::string_view image)
+{
+    const std::string_view second = filter.images[1] ? filter.images[1] : "";
+    if (image == "inputImage")
+        return second == "inputBackgroundImage" ? "What is laid upon the background"
+            : second == "inputTargetImage"      ? "What is there at first"
+                                                : "The image";
+    return image == "inputBackgroundImage" ? "What the image is laid upon"
+        : image == "inputTargetImage"      ? "What is there in the end"
+        : image == "inputMaskImage"        ? "What decides where"
+        : image == "inputGradientImage"    ? "The colours, from that of black on the left to that of white on the right"
+        : image == "inputDisplacementImage" ? "What decides how far: red to the right, green upwards, grey not at all"
+        : image == "inputTexture"           ? "The slopes of the glass"
+                                            : "What shines on the slopes of the ring";
+}
+
+void describePorts(const FilterParameter& p, std::vector<DescribedPort>& out)
+{
+    const char* const unit = p.kind == ParameterKind::Angle                 ? "degrees"
+        : p.kind == ParameterKind::Length || p.kind == ParameterKind::Point ? "pixels"
+        : p.kind == ParameterKind::Rectangle                                ? "pixels"
+                                                                            : "";
+    const Measure measure{unit, p.least, p.most};
+    const std::string key = p.key;
+    switch (p.kind) {
+    case ParameterKind::Point:
+    case ParameterKind::Pair:
+        out.push_back({key + "_X|" + key + "_Y", p.meaning, measure});
+        break;
+    case ParameterKind::Vector:
+        out.push_back({key + "_X|" + key + "_Y|" + key + "_Z|" + key + "_W", p.meaning, measure});
+        break;
+    case ParameterKind::Rectangle:
+        out.insert(out.end(),
+            {{key + "_X", "The left edge of the rectangle", measure}, {key + "_Y", "Its lower edge", measure},
+                {key + "_Z", "How wide it is", kLength}, {key + "_W", "How high it is", kLength}});
+        break;
+    case ParameterKind::Transform:
+        out.insert(out.end(),
+            {{key + "_OriginX|" + key + "_OriginY", "The point about which it scales and turns, along this axis",
+                 kPixels},
+                {key + "_ScaleX|" + key + "_ScaleY", "How many times as large along this axis"},
+                {key + "_Rotate", "Its turn, counter-clockwise", kDegrees},
+                {key + "_TranslateX", "How far it moves to the right", kPixels},
+                {key + "_TranslateY", "How far it moves upwards", kPixels}});
+        break;
+    default:
+        out.push_back({key, p.meaning, measure});
+    }
+}
+
 class ImageFilterPatch final : public Patch
 {
+public:
+    static PatchDescription description(const std::string& kind)
+    {
+        const Filter* filter = filterNamed(kind);
+        if (!filter)
+            return {};
+        PatchDescription out{filter->title, filter->sentence, {}, {}};
+        for (const char* image : filter->images) {
+            if (image)
+                out.ports.push_back({image, meaningOf(*filter, image)});
+        }
+        for (const FilterParameter& parameter : filter->parameters) {
+            if (parameter.key)
+                describePorts(parameter, out.ports);
+        }
+        out.ports.push_back({"inputBypass", "With the setting hasBypass: whether the image is handed on as it is"});
+        out.ports.push_back({"outputImage", "The result"});
+        out.settings.push_back({"hasBypass", DescribedSetting::Flag, "Whether there is a port inputBypass"});
+        if (!takesPixelsOnly(*filter))
+            out.settings.push_back(
+                {"normalizeCoordinates", DescribedSetting::Flag, "Whether its pixels are halves of the image's width"});
+        return out;
+    }
+
+    static std::vector<std::string> kinds()
+    {
+        std::vector<std::string> names;
+        for (const FilterGroup& group : filterGroups()) {
+            for (const Filter& filter : group.filters)
+                names.push_back(filter.name);
+        }
+        return names;
+    }
+    static const char* familyOf(const std::string& kind)
+    {
+        for (const FilterGroup& group : filterGroups()) {
+            for (const Filter& filter : group.filters) {
+                if (filter.name == kind)
+                    return group.name;
+            }
+        }
+        return "";
+    }
+
+private:
     Output<ImageRef> result{*this, "outputImage"};
 
     void configure(const Settings& settings) override
@@ -35,8 +136,7 @@ class ImageFilterPatch final : public Patch
         }
         if (settings.flag("hasBypass", false))
             bypass_ = &addInput("inputBypass", PortType::Boolean, false);
-        const bool pixelsOnly = filter_->rule == ExtentRule::Crop || filter_->rule == ExtentRule::Transform;
-        normalized_ = settings.flag("normalizeCoordinates", false) && !pixelsOnly;
+        normalized_ = !takesPixelsOnly(*filter_) && settings.flag("normalizeCoordinates", false);
     }
 
     void addParameter(const FilterParameter& p)
@@ -117,7 +217,8 @@ class ImageFilterPatch final : public Patch
 
 void registerImageFiltersPatches(PatchRegistry& registry)
 {
-    registry.add<ImageFilterPatch>("QCImageFilter");
+    registry.family("Images");
+    registry.addWithKinds<ImageFilterPatch>("QCImageFilter");
 }
 
 } // namespace vitrel::qc

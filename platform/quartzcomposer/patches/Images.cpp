@@ -13,6 +13,14 @@ namespace {
 
 class ImageLoaderPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Importer", "A picture that is kept in the composition.", {{"outputImage", "The picture"}},
+            {{"imageData", DescribedSetting::Any, "The picture's file", {}, {}, R"({"image": "picture.png"})"}}};
+    }
+
+private:
     Output<ImageRef> image{*this, "outputImage"};
 
     void configure(const Settings& settings) override
@@ -32,6 +40,18 @@ class ImageLoaderPatch final : public Patch
 
 class DimensionsPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Dimensions", "How large an image is. No image is 0 by 0.",
+            {{"inputImage", "The image"},
+                {"outputWidth", "How wide it is where each of its pixels is one of the picture", kUnits},
+                {"outputHeight", "How high it is where each of its pixels is one of the picture", kUnits},
+                {"outputRatio", "Its width, divided by its height"}, {"outputPixelsWide", "Its width", kPixels},
+                {"outputPixelsHigh", "Its height", kPixels}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Output<double> width{*this, "outputWidth"}, height{*this, "outputHeight"}, ratio{*this, "outputRatio"};
     Output<std::uint32_t> pixelsWide{*this, "outputPixelsWide"}, pixelsHigh{*this, "outputPixelsHigh"};
@@ -53,6 +73,17 @@ class DimensionsPatch final : public Patch
 
 class InfoPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Info", "What an image is.",
+            {{"inputImage", "The image"}, {"outputHasAlpha", "Whether some of it is transparent"},
+                {"outputPixelsSizeH", "Its width", kPixels}, {"outputPixelsSizeV", "Its height", kPixels},
+                {"outputPixelsOriginX", "Where its left edge is", kPixels},
+                {"outputPixelsOriginY", "Where its lower edge is", kPixels}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Output<bool> hasAlpha{*this, "outputHasAlpha"};
     Output<double> sizeH{*this, "outputPixelsSizeH"}, sizeV{*this, "outputPixelsSizeV"},
@@ -78,8 +109,22 @@ ImageRef applied(const char* name, const ImageRef& image, std::vector<double> nu
 }
 
 // Hands the image on; a scale of -1 mirrors it.
-class TexturingPatch final : public Patch
+template <bool Older> class TexturingPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {Older ? "Image Texturing Properties (Older)" : "Image Texturing Properties",
+            "Hands an image on. A scale below 0 mirrors it; what else it says of textures is left to the machine.",
+            {{"inputImage", "The image"}, {"inputTarget", "Without effect here", menu({"Default", "Rectangle", "2D"})},
+                {"inputMipmaps", "Without effect here", menu({"Default", "Disabled", "Enabled"})},
+                {"inputScaleX", "Below 0, left and right change places"},
+                {"inputScaleY", "Below 0, top and bottom change places"},
+                {"inputRotate|inputTranslateX|inputTranslateY", "Without effect here"},
+                {"outputImage", "The image, or its mirror image"}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Input<std::uint32_t> target{*this, "inputTarget"}, mipmaps{*this, "inputMipmaps"};
     Input<double> scaleX{*this, "inputScaleX", 1}, scaleY{*this, "inputScaleY", 1}, rotate{*this, "inputRotate"},
@@ -100,6 +145,16 @@ class TexturingPatch final : public Patch
 
 class ColorMatchingPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Color Matching Properties", "Hands an image on: all colours are taken as they are.",
+            {{"inputImage", "The image"},
+                {"inputColorMatching", "Without effect here", menu({"Default", "Enable", "Disable"})},
+                {"outputImage", "The same image"}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Input<std::uint32_t> matching{*this, "inputColorMatching"};
     Output<ImageRef> result{*this, "outputImage"};
@@ -108,6 +163,17 @@ class ColorMatchingPatch final : public Patch
 
 class CropPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Crop", "A part of an image.",
+            {{"inputImage", "The image"}, {"inputRectangle_X", "The left edge of the part", kPixels},
+                {"inputRectangle_Y", "The lower edge of the part", kPixels},
+                {"inputRectangle_Z", "How wide the part is", kLength},
+                {"inputRectangle_W", "How high the part is", kLength}, {"outputImage", "The part, where it was"}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Input<double> x{*this, "inputRectangle_X"}, y{*this, "inputRectangle_Y"}, width{*this, "inputRectangle_Z", 100},
         height{*this, "inputRectangle_W", 100};
@@ -117,6 +183,21 @@ class CropPatch final : public Patch
 
 class TransformPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Transform", "Scales, turns and moves an image.",
+            {{"inputImage", "The image"},
+                {"inputTransform_OriginX|inputTransform_OriginY",
+                    "The point about which it scales and turns, along this axis", kPixels},
+                {"inputTransform_ScaleX|inputTransform_ScaleY", "How many times as large along this axis"},
+                {"inputTransform_Rotate", "Its turn, counter-clockwise", kDegrees},
+                {"inputTransform_TranslateX", "How far it moves to the right", kPixels},
+                {"inputTransform_TranslateY", "How far it moves upwards", kPixels},
+                {"outputImage", "The changed image"}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Input<double> originX{*this, "inputTransform_OriginX"}, originY{*this, "inputTransform_OriginY"},
         scaleX{*this, "inputTransform_ScaleX", 1}, scaleY{*this, "inputTransform_ScaleY", 1},
@@ -132,6 +213,22 @@ class TransformPatch final : public Patch
 
 class ResizePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Resize", "Makes an image larger or smaller.",
+            {{"inputImage", "The image"},
+                {"inputMode",
+                    "How it becomes of the size: stretched, to fit within it, or to fill it, which cuts off what is "
+                    "too much",
+                    menu({"Stretch", "Fit", "Fill"})},
+                {"inputCondition", "Which images are changed",
+                    menu({"All", "Those That Are Smaller", "Those That Are Larger"})},
+                {"inputWidth", "How wide it becomes", {"pixels", 1}},
+                {"inputHeight", "How high it becomes", {"pixels", 1}}, {"outputImage", "The image of that size"}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Input<std::uint32_t> mode{*this, "inputMode"}, condition{*this, "inputCondition"}, width{*this, "inputWidth", 100},
         height{*this, "inputHeight", 100};
@@ -178,6 +275,17 @@ class ResizePatch final : public Patch
 // The colour of one pixel. Only of images whose pixels are at hand; a drawn one gives nothing.
 class PixelPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Pixel", "The colour of one pixel. Only of pictures: what is drawn or filtered gives nothing.",
+            {{"inputImage", "The image"}, {"inputPixelX", "Which pixel, counted from the left", kLength},
+                {"inputPixelY", "Which pixel, counted from below", kLength}, {"inputColorSpace", "Without effect here"},
+                {"outputRed|outputGreen|outputBlue", "This part of its colour", kShare},
+                {"outputAlpha", "How opaque it is", kShare}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Input<double> x{*this, "inputPixelX"}, y{*this, "inputPixelY"};
     Input<std::uint32_t> colorSpace{*this, "inputColorSpace"};
@@ -203,11 +311,12 @@ class PixelPatch final : public Patch
 
 void registerImagesPatches(PatchRegistry& registry)
 {
+    registry.family("Images");
     registry.add<ImageLoaderPatch>("QCImageLoader");
     registry.add<DimensionsPatch>("QCImageDimensions");
     registry.add<InfoPatch>("QCImageInfo");
-    registry.add<TexturingPatch>("QCImageMatrix");
-    registry.add<TexturingPatch>("QCImageTexturingProperties");
+    registry.add<TexturingPatch<true>>("QCImageMatrix");
+    registry.add<TexturingPatch<false>>("QCImageTexturingProperties");
     registry.add<ColorMatchingPatch>("QCImageColorMatchingProperties");
     registry.add<CropPatch>("QCImageCrop");
     registry.add<TransformPatch>("QCImageTransform");

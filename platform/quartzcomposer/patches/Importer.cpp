@@ -60,6 +60,24 @@ public:
 
 class ImporterPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Composition Importer", "Plays another composition, which lies beside this one.",
+            {{"inputPath", "The composition's name, relative to this one"},
+                {"*", "An input or an output of that composition, as the settings list them"}},
+            {{"compositionMode", DescribedSetting::Text,
+                 "Whether it draws, as a layer, or computes images and values; processor without it", {},
+                 {"processor", "consumer"}},
+                {"compositionInputs", DescribedSetting::List,
+                    "The inputs to hand in, each with its key, its port class and perhaps a value", {}, {},
+                    R"([{"key": "Color", "class": "QCColorPort"}, {"key": "Size", "class": "QCNumberPort"}])"},
+                {"compositionOutputs", DescribedSetting::List,
+                    "The outputs to take, each with its key and its port class", {}, {},
+                    R"([{"key": "Picture", "class": "QCGLImagePort"}, {"key": "Lines", "class": "QCIndexPort"}])"}}};
+    }
+
+private:
     Input<std::string> path{*this, "inputPath"};
     using File = std::shared_ptr<const CompositionFile>;
 
@@ -219,6 +237,7 @@ class ImporterPatch final : public Patch
 
 void registerImporterPatches(PatchRegistry& registry)
 {
+    registry.family("Macros and what hands values on");
     registry.add<ImporterPatch>("QCPatchRenderer");
 }
 

@@ -32,6 +32,30 @@ constexpr const char* kAxes[] = {"_X", "_Y", "_Z", "_W"};
 
 class ImageKernelPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Core Image Filter",
+            "An image that is computed by a kernel of its author's. Without an image among its parameters it goes on "
+            "without end.",
+            {{"*-WrapMode", "What is beyond the image of this name", menu({"Nothing", "Its Edge"})},
+                {"*-FilterMode", "How it is read between pixels of the image of this name",
+                    menu({"Nearest", "Linear"})},
+                {"*", "The parameter of this name; of a vector, its part _X, _Y, _Z or _W"},
+                {"outputImage", "The computed image"}},
+            {{"sourceCode", DescribedSetting::Text, "The kernels, in the language of Core Image; the first is run", {},
+                 {},
+                 R"("kernel vec4 tint(sampler image, __color color, float amount, vec2 middle) { return mix(sample(image, samplerCoord(image)), color, amount); }")"},
+                {"automaticDOD", DescribedSetting::Flag,
+                    "Whether the result is as large as the images together; if not, without end. On without it"},
+                {"showSamplerOptions", DescribedSetting::Flag, "Whether each image has ports for how it is read"},
+                {"advancedMode", DescribedSetting::Flag,
+                    "Whether the function main says what is computed; its parameters are the ports then"},
+                {"main", DescribedSetting::Text,
+                    "A script, function __image main(__image image, ...), which applies kernels and filters"}}};
+    }
+
+private:
     Output<ImageRef> result{*this, "outputImage"};
 
     void configure(const Settings& settings) override
@@ -172,6 +196,7 @@ class ImageKernelPatch final : public Patch
 
 void registerKernelsPatches(PatchRegistry& registry)
 {
+    registry.family("Images");
     registry.add<ImageKernelPatch>("QCImageKernel");
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 // Corners sent at once: what is made of a mesh to draw it must not be many times its size.
 constexpr std::size_t kChunk = 30'000;
-constexpr std::size_t kMostParts = 16;
+constexpr std::uint32_t kMostParts = 16;
 
 enum Property : std::uint32_t { kVertices, kColors, kNormals, kTexture, kIndices };
 
@@ -21,6 +21,11 @@ template <class T, class Read> std::vector<T> read(const StructureRef& list, std
     for (std::size_t k = 0; k < countOf(list, most); ++k)
         all.push_back(one(list->members[k].value));
     return all;
+}
+
+Measure properties()
+{
+    return menu({"Corners", "Colours", "Normals", "Places in the Image", "Indices"});
 }
 
 // A list shorter than the corners goes on with what is usual.
@@ -66,6 +71,21 @@ MeshRef finished(Mesh mesh)
 
 class CreatorPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Mesh Creator", "Makes a mesh of lists.",
+            {{"inputVertices", "The corners: a list of X, Y and Z, by these keys or in this order"},
+                {"inputColors", "Their colours: a list of R, G, B and A; what is missing is white"},
+                {"inputNormals", "Where they face: a list of X, Y and Z; without it as the triangles do"},
+                {"inputIndices",
+                    "A list of the numbers of corners, three for each triangle; without it the corners are a strip"},
+                {"inputTexcoords", "Their places in the image: a list of U and V, each from 0 to 1"},
+                {"inputPointSize", "Of points: how large each is", {"pixels", 1, 256}}, {"outputMesh", "The mesh"}},
+            {{"mode", DescribedSetting::Number, "What the corners make: 0 triangles, 1 a line, 2 points", {"", 0, 2}}}};
+    }
+
+private:
     Input<StructureRef> vertices{*this, "inputVertices"}, colors{*this, "inputColors"}, normals{*this, "inputNormals"},
         indices{*this, "inputIndices"}, texture{*this, "inputTexcoords"};
     Input<double> pointSize{*this, "inputPointSize", 1};
@@ -93,6 +113,14 @@ class CreatorPatch final : public Patch
 
 class GetterPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Get Mesh Component", "Gives a list of a mesh.",
+            {{"inputMesh", "The mesh"}, {"_inputProperty", "Which list", properties()}, {"outputValue", "The list"}}};
+    }
+
+private:
     Input<MeshRef> mesh{*this, "inputMesh"};
     Input<std::uint32_t> property{*this, "_inputProperty"};
     Output<StructureRef> result{*this, "outputValue"};
@@ -123,6 +151,15 @@ class GetterPatch final : public Patch
 
 class SetterPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Set Mesh Component", "Puts a list into a mesh in place of its own.",
+            {{"inputMesh", "The mesh"}, {"inputValue", "The list"}, {"_inputProperty", "Which list", properties()},
+                {"outputMesh", "The changed mesh"}}};
+    }
+
+private:
     Input<MeshRef> mesh{*this, "inputMesh"};
     Input<StructureRef> value{*this, "inputValue"};
     Input<std::uint32_t> property{*this, "_inputProperty"};
@@ -144,6 +181,15 @@ class SetterPatch final : public Patch
 
 class MaterialPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Set Mesh Texture", "Gives a part of a mesh an image.",
+            {{"inputMesh", "The mesh"}, {"inputIndex", "Which part; only 0 is drawn", {"", 0, kMostParts - 1}},
+                {"inputImage", "What the part shows"}, {"outputMesh", "The changed mesh"}}};
+    }
+
+private:
     Input<MeshRef> mesh{*this, "inputMesh"};
     Input<std::uint32_t> index{*this, "inputIndex"};
     Input<ImageRef> image{*this, "inputImage"};
@@ -164,6 +210,23 @@ class MaterialPatch final : public Patch
 
 class TransformPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Mesh Transform", "Scales the corners of a mesh about an origin, turns them, and moves them.",
+            {{"inputMesh", "The mesh"},
+                {"inputTransform_OriginX|inputTransform_OriginY|inputTransform_OriginZ",
+                    "The point about which it scales and turns, along this axis", kUnits},
+                {"inputTransform_ScaleX|inputTransform_ScaleY|inputTransform_ScaleZ",
+                    "How many times as large along this axis"},
+                {"inputTransform_RotateX|inputTransform_RotateY|inputTransform_RotateZ", "The turn about this axis",
+                    kDegrees},
+                {"inputTransform_TranslateX|inputTransform_TranslateY|inputTransform_TranslateZ",
+                    "How far it moves along this axis", kUnits},
+                {"outputMesh", "The changed mesh"}}};
+    }
+
+private:
     Input<MeshRef> mesh{*this, "inputMesh"};
     Output<MeshRef> result{*this, "outputMesh"};
 
@@ -198,6 +261,20 @@ class TransformPatch final : public Patch
 
 class RendererPatch final : public SolidPatch
 {
+public:
+    static PatchDescription description()
+    {
+        auto modes = Modes::ports();
+        modes.back().measure = menu({"None", "Back Faces", "Front Faces", "Use Model Culling"});
+        return PatchDescription{"Mesh Renderer", "Draws a mesh: scaled, turned, then moved.",
+            {{"inputWidth|inputHeight|inputDepth", "How many times as large it is in this direction"},
+                {"inputColor", "What the mesh's own colours are multiplied by"}, {"inputMesh", "What is drawn"}},
+            {{"wireframe", DescribedSetting::Flag, "Whether its edges alone are drawn"}}}
+            .with(placePorts())
+            .with(modes);
+    }
+
+private:
     Input<double> width{*this, "inputWidth", 1}, height{*this, "inputHeight", 1}, depth{*this, "inputDepth", 1};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
     Input<MeshRef> mesh{*this, "inputMesh"};
@@ -264,6 +341,7 @@ class RendererPatch final : public SolidPatch
 
 void registerMeshesPatches(PatchRegistry& registry)
 {
+    registry.family("Drawing");
     registry.add<CreatorPatch>("QCMeshCreator");
     registry.add<GetterPatch>("QCMeshPropertyGetter");
     registry.add<SetterPatch>("QCMeshPropertySetter");

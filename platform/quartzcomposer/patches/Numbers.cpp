@@ -14,6 +14,20 @@ double finite(double number)
 
 class MathPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Math", "Applies its operations in turn, from left to right: none goes before another.",
+            {{"inputValue", "What it starts from"},
+                {"operation_*", "What is done with the operand of the same number",
+                    menu({"Add", "Subtract", "Multiply", "Divide", "Modulo", "Power", "Minimum", "Maximum"})},
+                {"operand_*", "The second number of the operation of the same number"},
+                {"outputValue", "The result; a division by 0 gives 0"}},
+            {{"numberOfOperations|operationCount", DescribedSetting::Number, "How many operations; 1 without it",
+                {"", 0, 1024}}}};
+    }
+
+private:
     Input<double> value{*this, "inputValue"};
     Output<double> result{*this, "outputValue"};
 
@@ -62,6 +76,16 @@ class MathPatch final : public Patch
 
 class LogicPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Logic", "Combines two truths.",
+            {{"inputValue1", "The first"}, {"inputValue2", "The second; Not doesn't look at it"},
+                {"inputOperation", "How they are combined", menu({"And", "Or", "Xor", "Not", "Nand", "Nor", "Nxor"})},
+                {"outputResult", "Whether it holds"}}};
+    }
+
+private:
     Input<bool> first{*this, "inputValue1"}, second{*this, "inputValue2"};
     Input<std::uint32_t> operation{*this, "inputOperation"};
     Output<bool> result{*this, "outputResult"};
@@ -76,6 +100,18 @@ class LogicPatch final : public Patch
 
 class ConditionalPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Conditional", "Compares two numbers.",
+            {{"inputValue1", "The first"}, {"inputValue2", "The second"},
+                {"inputTest", "What the first must be, compared with the second",
+                    menu({"Equal", "Not Equal", "Greater", "Lower", "Greater or Equal", "Lower or Equal"})},
+                {"inputTolerance", "How far apart they may be and still be equal", kNotNegative},
+                {"outputResult", "Whether it is so"}}};
+    }
+
+private:
     Input<double> first{*this, "inputValue1"}, second{*this, "inputValue2"};
     Input<std::uint32_t> test{*this, "inputTest"};
     Input<double> tolerance{*this, "inputTolerance"};
@@ -92,6 +128,15 @@ class ConditionalPatch final : public Patch
 
 class RoundPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Round", "The whole numbers next to a number.",
+            {{"inputValue", "The number"}, {"outputRound", "The nearest; halves go away from 0"},
+                {"outputFloor", "The one below"}, {"outputCeil", "The one above"}}};
+    }
+
+private:
     Input<double> value{*this, "inputValue"};
     Output<double> nearest{*this, "outputRound"}, lower{*this, "outputFloor"}, upper{*this, "outputCeil"};
 
@@ -105,6 +150,16 @@ class RoundPatch final : public Patch
 
 class RangePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Range", "Keeps a number between two ends.",
+            {{"inputValue", "The number"}, {"inputMin", "The lower end"}, {"inputMax", "The upper end"},
+                {"outputClip", "The number, cut off at the ends"},
+                {"outputRoll", "The number, rolled around from one end to the other"}}};
+    }
+
+private:
     Input<double> value{*this, "inputValue"}, low{*this, "inputMin"}, high{*this, "inputMax", 1};
     Output<double> clip{*this, "outputClip"}, roll{*this, "outputRoll"};
 
@@ -127,6 +182,19 @@ class RangePatch final : public Patch
 // The sum of value times seconds, by rectangles, or the change per second.
 template <bool Integrates> class DifferentialPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        if (!Integrates)
+            return {"Derivator", "How fast a number changes.",
+                {{"inputValue", "The number"}, {"inputResetSignal", "Without effect here"},
+                    {"outputValue", "The change in a second"}}};
+        return {"Integrator", "The sum of a number over time: 3 for three seconds make 9.",
+            {{"inputValue", "What is added in a second"}, {"inputResetSignal", "While it is true the sum is 0"},
+                {"outputValue", "The sum so far"}}};
+    }
+
+private:
     Input<double> value{*this, "inputValue"};
     Input<bool> reset{*this, "inputResetSignal"};
     Output<double> result{*this, "outputValue"};
@@ -163,6 +231,7 @@ template <bool Integrates> class DifferentialPatch final : public Patch
 
 void registerNumbersPatches(PatchRegistry& registry)
 {
+    registry.family("Numbers and colours");
     registry.add<MathPatch>("QCMath");
     registry.add<LogicPatch>("QCLogic");
     registry.add<ConditionalPatch>("QCConditional");

@@ -28,6 +28,23 @@ std::array<std::uint32_t, 256> ramp(const NSColor& start, const NSColor& middle,
 // Four waves that move against each other.
 class PlasmaPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Plasma Image", "Four waves that move against each other, as an image of three colours.",
+            {{"inputSaturate", "Whether what is beyond the ends takes their colours; if not, it goes back from there"},
+                {"inputScale", "How small the waves are", kNotNegative},
+                {"inputX", "How far they are shifted to the right, in widths"},
+                {"inputY", "How far they are shifted upwards, in heights"},
+                {"inputAmplitude", "How far they go from the middle colour; 0.5 reaches the ends"},
+                {"inputColorStart", "The colour of the troughs"}, {"inputColorMiddle", "The colour in between"},
+                {"inputColorEnd", "The colour of the crests"}, {"outputImage", "The image"}},
+            {{"width", DescribedSetting::Number, "How wide the image is; 256 without it", {"pixels", 1, kMaxSide}},
+                {"height", DescribedSetting::Number, "How high the image is; 256 without it",
+                    {"pixels", 1, kMaxSide}}}};
+    }
+
+private:
     Input<bool> saturate{*this, "inputSaturate"};
     Input<double> scale{*this, "inputScale", 0.5}, x{*this, "inputX"}, y{*this, "inputY"},
         amplitude{*this, "inputAmplitude", 0.5};
@@ -89,6 +106,15 @@ class PlasmaPatch final : public Patch
 // Heat that rises from a row of embers and fades.
 class FlamePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Flame Image", "A fire of 128 by 128 pixels that burns from below.",
+            {{"inputColorStart", "The colour of what is cold"}, {"inputColorMiddle", "The colour in between"},
+                {"inputColorEnd", "The colour of what is hot"}, {"outputImage", "The image"}}};
+    }
+
+private:
     Input<NSColor> start{*this, "inputColorStart", {0, 0, 0, 1}}, middle{*this, "inputColorMiddle", {1, 0.3, 0, 1}},
         end{*this, "inputColorEnd", {1, 1, 0.6, 1}};
     Output<ImageRef> image{*this, "outputImage"};
@@ -137,6 +163,18 @@ class FlamePatch final : public Patch
 // How much of an image has each of 256 values, channel by channel. Only of images whose pixels are at hand.
 class HistogramPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Image Histogram",
+            "How much of an image has each of the 256 values. Only of pictures: what is drawn or filtered gives "
+            "nothing.",
+            {{"inputImage", "The image"},
+                {"outputRedHistogram|outputGreenHistogram|outputBlueHistogram|outputAlphaHistogram",
+                    "Of this channel, a list of 256 parts of all pixels, each from 0 to 1"}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"};
     Output<StructureRef> red{*this, "outputRedHistogram"}, green{*this, "outputGreenHistogram"},
         blue{*this, "outputBlueHistogram"}, alpha{*this, "outputAlphaHistogram"};
@@ -164,6 +202,7 @@ class HistogramPatch final : public Patch
 
 void registerPatternsPatches(PatchRegistry& registry)
 {
+    registry.family("Images");
     registry.add<PlasmaPatch>("QCPlasmaImage");
     registry.add<FlamePatch>("QCFlameImage");
     registry.add<HistogramPatch>("QCImageHistogram");

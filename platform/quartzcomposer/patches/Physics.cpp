@@ -32,6 +32,10 @@ class MovingPatch : public Patch
 {
 public:
     Kind kind() const override { return Kind::Timed; }
+    static DescribedSetting countSetting()
+    {
+        return {"numberOfInputs", DescribedSetting::Number, "How many values; 1 without it", {"", 0, 1024}};
+    }
 
 protected:
     Input<bool> sampling{*this, "inputSampling"};
@@ -48,6 +52,19 @@ protected:
 
 class PhysicsPatch final : public MovingPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Physics",
+            "Lets values go on by themselves: while it samples it follows its inputs and learns their speed, then it "
+            "carries on from there.",
+            {{"inputSampling", "Whether it follows; if not, the values move on by their own speed"},
+                {"inputFriction", "How much the speed is slowed", {"", 0, 1000}},
+                {"input_*", "A value, numbered from 1 on"}, {"output_*", "Where the value of this number is now"}},
+            {countSetting()}};
+    }
+
+private:
     Input<double> friction{*this, "inputFriction"};
 
     void configure(const Settings& settings) override
@@ -120,6 +137,17 @@ class PhysicsPatch final : public MovingPatch
 
 class ForcePatch final : public MovingPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Force", "A force upon values, to be carried on by Physics: moves them by what it does in this frame.",
+            {{"inputSampling", "While it is true there is no force"}, {"input_*", "A value, numbered from 0 on"},
+                {"effect_*", "The force upon a value, numbered from 1 on: 5.5 times it, in the square of the seconds"},
+                {"output_*", "The value, moved; numbered from 1 on"}},
+            {countSetting()}};
+    }
+
+private:
     void configure(const Settings& settings) override
     {
         for (int k = 1; k <= count(settings); ++k) {
@@ -150,6 +178,7 @@ class ForcePatch final : public MovingPatch
 
 void registerPhysicsPatches(PatchRegistry& registry)
 {
+    registry.family("Numbers and colours");
     registry.add<PhysicsPatch>("QCPhysics");
     registry.add<ForcePatch>("QCPhysicsEffect");
 }

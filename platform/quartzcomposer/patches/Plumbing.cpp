@@ -16,9 +16,26 @@ std::size_t portCount(const Settings& settings, const char* key, double usual)
     return static_cast<std::size_t>(std::clamp(settings.number(key, usual), 0.0, kMaxPorts));
 }
 
+// What many of these patches are told: the type of their ports.
+DescribedSetting portClass()
+{
+    return {"portClass", DescribedSetting::Text, "The type of its ports; any without it", {},
+        {"QCVirtualPort", "QCBooleanPort", "QCIndexPort", "QCNumberPort", "QCStringPort", "QCColorPort",
+            "QCGLImagePort", "QCImagePort", "QCStructurePort", "QCMeshPort", "QCInteractionPort"}};
+}
+
 // Hands its input on, converted to the type of the setting.
 class SplitterPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Input Splitter",
+            "Hands its input on, converted to a type: one place to publish, or to connect many from.",
+            {{"input", "What it hands on"}, {"output", "The same, as the type of the setting"}}, {portClass()}};
+    }
+
+private:
     void configure(const Settings& settings) override
     {
         const PortType type = portTypeNamed(settings.text("portClass"));
@@ -34,6 +51,17 @@ class SplitterPatch final : public Patch
 // Asks only the chosen source.
 class MultiplexerPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Multiplexer", "Chooses one of its sources. Only the chosen one is computed.",
+            {{"inputIndex", "Which source, from 0 on; beyond the last it stays with the last"},
+                {"source_*", "What it may choose, numbered from 0 on"}, {"output", "The chosen source"}},
+            {portClass(),
+                {"inputCount", DescribedSetting::Number, "How many sources; 2 without it", {"", 0, kMaxPorts}}}};
+    }
+
+private:
     Input<std::uint32_t> index{*this, "inputIndex"};
 
     void configure(const Settings& settings) override
@@ -61,6 +89,20 @@ class MultiplexerPatch final : public Patch
 
 class DemultiplexerPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Demultiplexer", "Hands its input on to one of several outputs.",
+            {{"inputIndex", "Which output, from 0 on; beyond the last there is none"}, {"input", "What it hands on"},
+                {"inputReset", "What the others get, if they are reset"},
+                {"destination_*", "One of the outputs, numbered from 0 on"}},
+            {portClass(),
+                {"outputCount", DescribedSetting::Number, "How many outputs; 2 without it", {"", 0, kMaxPorts}},
+                {"resetOutputs", DescribedSetting::Flag,
+                    "Whether the others get the reset value; without it they keep what they had"}}};
+    }
+
+private:
     Input<std::uint32_t> index{*this, "inputIndex"};
 
     void configure(const Settings& settings) override
@@ -89,6 +131,16 @@ class DemultiplexerPatch final : public Patch
 
 class SampleHoldPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Sample & Hold", "Hands its value on while it samples, and keeps the last one while it doesn't.",
+            {{"inputSampleValue", "What it follows"}, {"inputSampling", "Whether it follows; if not, it holds"},
+                {"inputResetSignal", "When it rises, what is held is forgotten"},
+                {"outputValue", "The value that is followed or held; nothing before the first"}}};
+    }
+
+private:
     Input<PortValue> value{*this, "inputSampleValue"};
     Input<bool> sampling{*this, "inputSampling", true};
     Input<bool> reset{*this, "inputResetSignal"};
@@ -116,6 +168,15 @@ class SampleHoldPatch final : public Patch
 // True in the frame in which its input changed.
 class WatcherPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Watcher", "Tells when a value changes.",
+            {{"input", "What is watched"}, {"outputSignal", "True for the one frame in which the input has changed"}},
+            {portClass()}};
+    }
+
+private:
     Output<bool> signal{*this, "outputSignal"};
 
     void configure(const Settings& settings) override
@@ -145,6 +206,21 @@ class WatcherPatch final : public Patch
 // Gives what the parent's published outputs had in the last frame.
 class RecursorPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Feedback",
+            "Gives what the macro around it published in the frame before. The way to let a value follow from its "
+            "last.",
+            {{"inputInitialize", "While it is true the outputs show the initial values"},
+                {"Initial_*", "What the output of this key shows at first"},
+                {"*", "What the macro's published output of this key had in the last frame"}},
+            {{"savedPorts", DescribedSetting::List,
+                "Pairs of a port class and the key of a published output of the macro around it, one for each output",
+                {}, {}, R"([["QCNumberPort", "sum"], ["QCGLImagePort", "picture"]])"}}};
+    }
+
+private:
     Input<bool> initialize{*this, "inputInitialize"};
 
     void configure(const Settings& settings) override
@@ -201,6 +277,14 @@ class RecursorPatch final : public Patch
 // Takes part in the layers so that what it watches is computed; says nothing in a saver.
 class LogPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Log", "A layer that draws nothing and watches a value, so that it is computed.",
+            {{"inputValue", "What is watched"}}};
+    }
+
+private:
     Input<PortValue> value{*this, "inputValue"};
     Kind kind() const override { return Kind::Consumer; }
 };
@@ -209,6 +293,7 @@ class LogPatch final : public Patch
 
 void registerPlumbingPatches(PatchRegistry& registry)
 {
+    registry.family("Macros and what hands values on");
     registry.add<Macro>("QCPatch");
     registry.add<SplitterPatch>("QCSplitter");
     registry.add<MultiplexerPatch>("QCMultiplexer");

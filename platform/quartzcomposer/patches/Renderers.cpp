@@ -10,6 +10,17 @@ namespace {
 
 class ClearPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Clear", "Fills the picture with a colour, whatever was there, and forgets how far things were.",
+            {{"inputColor", "The colour of the ground"}},
+            {{"clearColorBuffer", DescribedSetting::Flag, "Whether the colour is filled; on without it"},
+                {"clearDepthBuffer", DescribedSetting::Flag,
+                    "Whether it is forgotten how far things were; on without it"}}};
+    }
+
+private:
     Input<NSColor> color{*this, "inputColor"};
     void configure(const Settings& settings) override
     {
@@ -35,6 +46,19 @@ class ClearPatch final : public ConsumerPatch
 // Fills the destination, whatever the environment.
 class GradientPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Gradient", "Fills the picture with colours that run into each other.",
+            {{"inputDirection", "Which way it runs", menu({"Upwards", "To the Right", "Downwards", "To the Left"})},
+                {"inputBlending", kBlendingMeaning, blendings()},
+                {"inputColor*", "The colour of this number on the way"},
+                {"inputPosition*", "Where the colour of this number is, as a part of the way", kShare}},
+            {{"numberOfPoints", DescribedSetting::Number, "How many colours; 2 without it", {"", 2, 64}},
+                {"clearDepthBuffer", DescribedSetting::Flag, "Whether it is forgotten how far things were"}}};
+    }
+
+private:
     Input<std::uint32_t> direction{*this, "inputDirection"}, blending{*this, "inputBlending"};
 
     void configure(const Settings& settings) override
@@ -87,6 +111,28 @@ class GradientPatch final : public ConsumerPatch
 
 class BillboardPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Billboard", "An image that faces the viewer, pixel for pixel or as large as it is told.",
+            {{"inputImage", "What is shown; without it nothing is"},
+                {"inputMask", "An image that makes it as opaque as it is bright"},
+                {"inputX", "Where its middle is, to the right", kUnits}, {"inputY", "Where it is, upwards", kUnits},
+                {"inputRotation", "Its turn, counter-clockwise", kDegrees}, {"inputColor", kColorMeaning},
+                {"inputBlending", kBlendingMeaning, blendings()},
+                {"inputPixelAligned", "Whether its edges lie on those of pixels, so that it is sharp"},
+                {"_inputInteraction", "What lets it be dragged"},
+                {"inputScale", "Of the sizes autoHeight and autoWidth: how wide it is, or how high", kUnits},
+                {"inputWidth", "Of the size custom: how wide it is", kUnits},
+                {"inputHeight", "Of the size custom: how high it is", kUnits}},
+            {{"sizeMode", DescribedSetting::Text,
+                "How large it is: pixel for pixel, by its width (autoHeight), by its height (autoWidth), or by both; "
+                "real "
+                "without it",
+                {}, {"real", "autoHeight", "autoWidth", "custom"}}}};
+    }
+
+private:
     Input<ImageRef> image{*this, "inputImage"}, mask{*this, "inputMask"};
     Input<double> x{*this, "inputX"}, y{*this, "inputY"}, rotation{*this, "inputRotation"};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
@@ -148,6 +194,19 @@ class BillboardPatch final : public ConsumerPatch
 
 class SpritePatch final : public SolidPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Sprite", "A rectangle or an image at a place in space.",
+            {{"inputWidth", "How wide it is", kUnits}, {"inputHeight", "How high it is", kUnits},
+                {"inputColor", kColorMeaning}, {"inputImage", "What is shown; without it the colour alone"},
+                {"inputMask", "An image that makes it as opaque as it is bright"},
+                {"_inputInteraction", "What lets it be dragged"}}}
+            .with(placePorts())
+            .with(Modes::ports());
+    }
+
+private:
     Input<double> width{*this, "inputWidth", 1}, height{*this, "inputHeight", 1};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
     Input<ImageRef> image{*this, "inputImage"}, mask{*this, "inputMask"};
@@ -169,6 +228,18 @@ class SpritePatch final : public SolidPatch
 
 class LinePatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Line", "A line in space, from one colour to another.",
+            {{"inputStartX|inputStartY|inputStartZ", "Where it starts, along this axis", kUnits},
+                {"inputEndX|inputEndY|inputEndZ", "Where it ends, along this axis", kUnits},
+                {"inputStartColor", "The colour of its start"}, {"inputEndColor", "The colour of its end"},
+                {"inputLineWidth", "How wide it is", {"pixels", 1, 64}},
+                {"inputZBuffer", kDepthMeaning, depthTests()}}};
+    }
+
+private:
     Input<double> startX{*this, "inputStartX"}, startY{*this, "inputStartY"}, startZ{*this, "inputStartZ"};
     Input<NSColor> startColor{*this, "inputStartColor", {1, 1, 1, 1}};
     Input<double> endX{*this, "inputEndX"}, endY{*this, "inputEndY"}, endZ{*this, "inputEndZ"};
@@ -194,6 +265,14 @@ class LinePatch final : public ConsumerPatch
 // A number in a corner helps authors; a saver leaves it out.
 class FPSDisplayPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"FPS Display", "A number in a corner for authors; here it draws nothing.",
+            {{"inputMode", "What is told", menu({"Weighted Average", "Last Second Average", "Last Second Minimum"})}}};
+    }
+
+private:
     Input<std::uint32_t> mode{*this, "inputMode"};
     void draw(Evaluation&) override { }
 };
@@ -202,6 +281,7 @@ class FPSDisplayPatch final : public ConsumerPatch
 
 void registerRenderersPatches(PatchRegistry& registry)
 {
+    registry.family("Drawing");
     registry.add<ClearPatch>("QCClear");
     registry.add<GradientPatch>("QCGradient");
     registry.add<BillboardPatch>("QCBillboard");

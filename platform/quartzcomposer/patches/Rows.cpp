@@ -17,6 +17,26 @@ double mix(double a, double b, double t)
 
 class LinesPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Lines",
+            "Lines in a row from a first to a last, everything between them mixed. Each runs along its own x axis.",
+            {{"inputStartX|inputStartY|inputStartZ", "Where the middle of the first is, along this axis", kUnits},
+                {"inputStartRX|inputStartRY|inputStartRZ", "The turn of the first about this axis", kDegrees},
+                {"inputStartLength", "How long the first is", kSize}, {"inputStartColor", "The colour of the first"},
+                {"inputEndX|inputEndY|inputEndZ", "Where the middle of the last is, along this axis", kUnits},
+                {"inputEndRX|inputEndRY|inputEndRZ", "The turn of the last about this axis", kDegrees},
+                {"inputEndLength", "How long the last is", kSize}, {"inputEndColor", "The colour of the last"},
+                {"inputAttractionAmount",
+                    "How far the row is bent towards a place; by 2 its middle control point is there"},
+                {"inputAttractionX|inputAttractionY|inputAttractionZ", "That place, along this axis", kUnits},
+                {"inputPhase", "How far all are ahead on the row, which goes round; 0 for a row with both ends"},
+                {"inputNumLines", "How many there are", {"", 0, kMostLines}},
+                {"inputZBuffer", kDepthMeaning, depthTests()}}};
+    }
+
+private:
     struct End {
         End(Patch& patch, const std::string& name)
             : x{patch, "input" + name + "X"}
@@ -79,6 +99,17 @@ class LinesPatch final : public ConsumerPatch
 // Draws its nodes several times, each copy at a time of its own: between the first's and the last's from now.
 class TimeLoopPatch final : public Macro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Replicate in Time", "Draws what is inside several times, each copy at a later time.",
+            {{"inputCount", "How many copies"},
+                {"inputInterpolation", "How evenly their times lie between the ends", curves()},
+                {"inputStart", "The time of the first, from now", kSeconds},
+                {"inputEnd", "The time of the last, from now", kSeconds}}};
+    }
+
+private:
     Input<std::uint32_t> count{*this, "inputCount", 5}, curveNumber{*this, "inputInterpolation"};
     Input<double> start{*this, "inputStart"}, end{*this, "inputEnd", 1};
 
@@ -116,7 +147,9 @@ class TimeLoopPatch final : public Macro
 
 void registerRowsPatches(PatchRegistry& registry)
 {
+    registry.family("Drawing");
     registry.add<LinesPatch>("QCLines");
+    registry.family("Environments");
     registry.add<TimeLoopPatch>("QCTimeLoop");
 }
 

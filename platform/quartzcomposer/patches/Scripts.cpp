@@ -98,6 +98,21 @@ PortValue portValueOf(const ScriptValue& value)
 
 class JavaScriptPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"JavaScript", "A function of its own in JavaScript. It runs when an input changed.",
+            {{"*", "A parameter or a result of the script, by its name"}},
+            {{"newMode", DescribedSetting::Flag,
+                 "Without effect here; other players need it on for a script with such a head"},
+                {"script", DescribedSetting::Text,
+                    "The script: a function main, with results and parameters in its head, each with its type: "
+                    "__boolean, __index, __number, __string, __color, __image, __structure or __virtual",
+                    {}, {},
+                    R"x("function (__number sum, __color shade) main (__number a, __structure list) { return { sum: a + list.length, shade: [1, 0, 0, 1] }; }")x"}}};
+    }
+
+private:
     struct Argument {
         std::vector<InputPort*> ports;
         bool isArray;
@@ -212,6 +227,7 @@ class JavaScriptPatch final : public Patch
 
 void registerScriptsPatches(PatchRegistry& registry)
 {
+    registry.family("Structures and scripts");
     registry.add<JavaScriptPatch>("QCJavaScript");
 }
 

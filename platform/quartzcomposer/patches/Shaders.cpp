@@ -15,6 +15,19 @@ constexpr const char* kAxes[] = {"_X", "_Y", "_Z", "_W"};
 // Draws its nodes with an author's program; without one that can be had, as ever.
 class ShaderPatch final : public Macro
 {
+public:
+    static PatchDescription description()
+    {
+        return {"GLSL Shader",
+            "Draws what is inside with shaders of GLSL 1.20. One that doesn't work leaves the usual drawing.",
+            {{"*", "The uniform of this name; of a vector, its part _X, _Y, _Z or _W"}},
+            {{"vertexShader", DescribedSetting::Text, "What is done with each corner; empty: the usual", {}, {},
+                 R"("uniform float height; void main() { gl_Position = gl_ModelViewProjectionMatrix * (gl_Vertex + vec4(0, 0, height, 0)); gl_FrontColor = gl_Color; gl_TexCoord[0] = gl_MultiTexCoord0; }")"},
+                {"fragmentShader", DescribedSetting::Text, "What is done for each pixel; empty: the usual", {}, {},
+                    R"("uniform sampler2D image; uniform vec4 tint; void main() { gl_FragColor = tint * texture2D(image, gl_TexCoord[0].xy); }")"}}};
+    }
+
+private:
     void configure(const Settings& settings) override
     {
         auto translated = translatedShader(settings.text("vertexShader"), settings.text("fragmentShader"));
@@ -113,6 +126,18 @@ std::vector<SolidVertex> grid(
 
 class GridPatch final : public SolidPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"GLSL Grid", "A rectangle of cells, for shaders that move corners.",
+            {{"inputWidth", "How wide it is", kUnits}, {"inputHeight", "How high it is", kUnits},
+                {"inputWidthResolution", "How many cells beside each other", {"", 1, 256}},
+                {"inputHeightResolution", "How many cells upon each other", {"", 1, 256}}}}
+            .with(placePorts())
+            .with(Modes::ports());
+    }
+
+private:
     Input<double> width{*this, "inputWidth", 1}, height{*this, "inputHeight", 1};
     Input<std::uint32_t> columns{*this, "inputWidthResolution", 32}, rows{*this, "inputHeightResolution", 32};
     Modes modes{*this, 1, 1, 0};
@@ -142,6 +167,26 @@ void read(const PortValue& given, std::array<double, 4>& numbers)
 // for this grid alone.
 class SuperGridPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"GLSL Grid (GL Tools)",
+            "A grid for shaders, with a colour, an image and values for their uniforms that hold for it alone.",
+            {{"inputXPosition", "Where its middle is, to the right", kUnits},
+                {"inputYPosition", "Where it is, upwards", kUnits},
+                {"inputZPosition", "Where it is, towards the viewer", kUnits},
+                {"inputXRotation|inputYRotation|inputZRotation", "Its turn about this axis", kDegrees},
+                {"inputWidth", "How wide it is", kUnits}, {"inputHeight", "How high it is", kUnits},
+                {"inputHResolution", "How many cells beside each other", {"", 1, 256}},
+                {"inputVResolution", "How many cells upon each other", {"", 1, 256}},
+                {"inputBlending", kBlendingMeaning, blendings()}, {"inputDepthTest", kDepthMeaning, depthTests()},
+                {"inputCulling", kCullingMeaning, cullings()}, {"inputColor", kColorMeaning},
+                {"inputImage", "What is shown"},
+                {"inputParameters",
+                    "What uniforms have, by their names: a number, a colour, an image or a list of numbers"}}};
+    }
+
+private:
     Input<double> x{*this, "inputXPosition"}, y{*this, "inputYPosition"}, z{*this, "inputZPosition"},
         turnX{*this, "inputXRotation"}, turnY{*this, "inputYRotation"}, turnZ{*this, "inputZRotation"},
         width{*this, "inputWidth", 1}, height{*this, "inputHeight", 1};
@@ -188,8 +233,10 @@ class SuperGridPatch final : public ConsumerPatch
 
 void registerShadersPatches(PatchRegistry& registry)
 {
+    registry.family("Drawing");
     registry.add<ShaderPatch>("QCGLSLShader");
     registry.add<GridPatch>("QCGrid");
+    registry.family("Third parties' patches, stood in for");
     registry.add<SuperGridPatch>("KinemeSuperGLSLGridPatch");
 }
 

@@ -73,6 +73,21 @@ std::shared_ptr<const Grid> unitSphere(int slices, int stacks)
 
 class SpherePatch : public SolidPatch
 {
+public:
+    static PatchDescription description(const std::string& kind)
+    {
+        return PatchDescription{kind.empty() ? "Sphere" : "Quadric Sphere",
+            kind.empty() ? "A sphere. An image goes around it."
+                         : "A sphere under the name that older files have for it.",
+            {{"inputScale", "Its diameter", kSize}, {"inputColor", kColorMeaning},
+                {"inputImage", "What goes around it, from pole to pole"}},
+            {{"slices", DescribedSetting::Number, "How many parts it has around its axis; 24 without it", {"", 3, 128}},
+                {"stacks", DescribedSetting::Number, "How many parts it has from pole to pole; 12 without it",
+                    {"", 3, 128}}}}
+            .with(placePorts())
+            .with(Modes::ports());
+    }
+
 protected:
     Input<double> scale{*this, "inputScale", 0.1};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
@@ -103,6 +118,21 @@ protected:
 
 class CylinderPatch final : public SolidPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Cylinder", "A cylinder or a cone about its z axis, without ends.",
+            {{"inputHeight", "How long it is", kUnits}, {"inputBase", "The diameter of its far end", kSize},
+                {"inputTop", "The diameter of its near end", kSize}, {"inputColor", kColorMeaning},
+                {"inputImage", "What goes around it"}},
+            {{"slices", DescribedSetting::Number, "How many parts it has around its axis; 24 without it", {"", 3, 128}},
+                {"stacks", DescribedSetting::Number, "How many parts it has along its axis; 1 without it",
+                    {"", 1, 128}}}}
+            .with(placePorts())
+            .with(Modes::ports());
+    }
+
+private:
     Input<double> height{*this, "inputHeight", 0.1}, base{*this, "inputBase", 0.2}, top{*this, "inputTop", 0.2};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
     Input<ImageRef> image{*this, "inputImage"};
@@ -136,6 +166,21 @@ class CylinderPatch final : public SolidPatch
 
 class CubePatch final : public SolidPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Cube", "A box with a colour and an image for each side.",
+            {{"inputWidth", "How wide it is", kUnits}, {"inputHeight", "How high it is", kUnits},
+                {"inputDepth", "How deep it is", kUnits},
+                {"inputColorFront|inputColorLeft|inputColorRight|inputColorBack|inputColorTop|inputColorBottom",
+                    "The colour of this side, by which its image is multiplied"},
+                {"inputImageFront|inputImageLeft|inputImageRight|inputImageBack|inputImageTop|inputImageBottom",
+                    "What is shown on this side"}}}
+            .with(placePorts())
+            .with(Modes::ports());
+    }
+
+private:
     struct Face {
         const char* name;
         Vec3 turn; // that brings +z there
@@ -172,6 +217,40 @@ class CubePatch final : public SolidPatch
 // changes, those in the air don't. When each is born follows from its number, its life and the time alone.
 class ParticleSystemPatch final : public ConsumerPatch
 {
+public:
+    static PatchDescription description()
+    {
+        const DescribedSetting fades{"interpolateSizeAndColor", DescribedSetting::Flag,
+            "Whether size and colour go to their final ones; if not, they change by so much a second"};
+        return {"Particle System", "Many small squares that are born at a place, fly away with random speeds and die.",
+            {{"inputCount", "How many there are", {"", 0, kMost}},
+                {"inputPositionX|inputPositionY|inputPositionZ", "Where they are born, along this axis", kUnits},
+                {"inputColor", "Their colour at birth, by which their image is multiplied"},
+                {"inputFinalColor", "Their colour at the end, with the setting interpolateSizeAndColor"},
+                {"inputVelocityMinX|inputVelocityMinY|inputVelocityMinZ", "The least speed along this axis",
+                    {"units a second"}},
+                {"inputVelocityMaxX|inputVelocityMaxY|inputVelocityMaxZ", "The greatest speed along this axis",
+                    {"units a second"}},
+                {"inputMinSize", "The least size at birth", kSize},
+                {"inputMaxSize", "The greatest size at birth", kSize},
+                {"inputLifeTime", "How long each lives", {"seconds", 0.01, 1e9}},
+                {"inputAttraction", "How strongly they are drawn back to where they were born; below 0, away"},
+                {"inputGravity", "How strongly they fall", {"units a second squared"}},
+                {"inputSizeDelta", "How much they grow in a second", kUnits},
+                {"inputRedDelta|inputGreenDelta|inputBlueDelta|inputOpacityDelta",
+                    "How much this part of the colour grows in a second"},
+                {"inputFinalSize", "Their size at the end, with the setting interpolateSizeAndColor", kSize},
+                {"inputSizeInterpolation", "How evenly the size goes to its final one", curves()},
+                {"inputRedInterpolation|inputGreenInterpolation|inputBlueInterpolation|inputOpacityInterpolation",
+                    "How evenly this part of the colour goes to its final one", curves()},
+                {"inputBlending", kBlendingMeaning, blendings()}, {"inputImage", "What each shows"}},
+            {fades,
+                {"randomSeed", DescribedSetting::Number, "Another number, other particles; 1 without it", kNotNegative},
+                {"startUpDelay", DescribedSetting::Number,
+                    "How long it takes until all are born, if that is more than a life", kDuration}}};
+    }
+
+private:
     Input<std::uint32_t> count{*this, "inputCount", 100};
     Input<double> x{*this, "inputPositionX"}, y{*this, "inputPositionY"}, z{*this, "inputPositionZ"};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}}, finalColor{*this, "inputFinalColor", {1, 1, 1, 0}};
@@ -305,6 +384,7 @@ class ParticleSystemPatch final : public ConsumerPatch
 
 void registerSolidsPatches(PatchRegistry& registry)
 {
+    registry.family("Drawing");
     registry.add<SpherePatch>("QCSphere");
     registry.add<SpherePatch>("QCQuadric/sphere");
     registry.add<CylinderPatch>("QCQuadric");

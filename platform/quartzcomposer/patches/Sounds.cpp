@@ -26,6 +26,21 @@ double passedSince(std::optional<double>& last, double now)
 // A scale is the part of the way to a new value that is gone in a sixtieth of a second, whatever the frame rate.
 class AudioInputPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Audio Input", "How loud it is what the desktop plays, as a whole and in sixteen bands.",
+            {{"inputInscreasingScale",
+                 "The part of the way up that is gone in a sixtieth of a second: 1 follows at once", kShare},
+                {"inputDecreasingScale",
+                    "The part of the way down that is gone in a sixtieth of a second: 1 follows at once", kShare},
+                {"outputPeak", "How loud it is, by a gain of its own", kShare},
+                {"outputSpectrum", "A list of how loud sixteen bands are, from low to high, each from 0 to 1"}},
+            {{"keylessStructures", DescribedSetting::Flag,
+                "Whether the bands have no keys; if they have, these are their numbers. On without it"}}};
+    }
+
+private:
     static constexpr std::size_t kBands = std::tuple_size_v<decltype(SoundHeard::spectrum)>;
     // Nearer than this is there.
     static constexpr double kNear = 1.0 / 4096;
@@ -91,6 +106,19 @@ class AudioInputPatch final : public Patch
 // A patch of this player's own.
 class BeatPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Beat", "The beats of what the desktop plays. A patch of this player's own.",
+            {{"inputDuration", "How long the pulse of a beat falls", kDuration},
+                {"inputInterval", "How long after a beat others are left out", kDuration},
+                {"outputSignal", "True for the one frame of a beat"}, {"outputCount", "How many there were"},
+                {"outputPulse", "Falls from 1, at a beat, to 0", kShare},
+                {"outputSince", "The time since the last beat, or since the start without one",
+                    {"seconds", 0, kLongest}}}};
+    }
+
+private:
     // So far the time since the last beat is counted; it would keep a composition moving for ever.
     static constexpr double kLongest = 60;
 
@@ -137,6 +165,7 @@ class BeatPatch final : public Patch
 
 void registerSoundsPatches(PatchRegistry& registry)
 {
+    registry.family("Sources");
     registry.add<AudioInputPatch>("QCAudioInput");
     registry.add<BeatPatch>("VitrelBeat");
 }

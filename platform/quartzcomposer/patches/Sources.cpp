@@ -11,6 +11,20 @@ namespace {
 
 class MousePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Mouse", "Where the mouse is and what is pressed. While a saver plays nobody touches it: all is 0.",
+            {{"inputResetScroll", "Begins the scrolled way anew"},
+                {"inputScrollFactor", "How far a turn of the wheel goes", kUnits},
+                {"outputX", "Where it is, to the right", kUnits}, {"outputY", "Where it is, upwards", kUnits},
+                {"outputScrollX|outputScrollY|outputScrollZ", "The way scrolled along this axis", kUnits},
+                {"outputButton1", "Whether the left button is pressed"},
+                {"outputButton2", "Whether the right button is pressed"},
+                {"outputButton3", "Whether another button is pressed"}}};
+    }
+
+private:
     Input<bool> reset{*this, "inputResetScroll"};
     Input<double> factor{*this, "inputScrollFactor", 0.01};
     Output<double> x{*this, "outputX"}, y{*this, "outputY"}, scrollX{*this, "outputScrollX"},
@@ -20,6 +34,16 @@ class MousePatch final : public Patch
 
 class KeyboardPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Keyboard", "Which keys are pressed. While a saver plays none is.",
+            {{"key_*", "Whether the key is pressed; the name has its UTF-16 unit in hexadecimal"}},
+            {{"keys", DescribedSetting::Any, "The keys to watch: UTF-16, the higher byte first", {}, {},
+                R"({"data": "AEE="})"}}};
+    }
+
+private:
     // One output a key, by its UTF-16 unit in hexadecimal.
     void configure(const Settings& settings) override
     {
@@ -36,12 +60,37 @@ class KeyboardPatch final : public Patch
 
 class VideoInputPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Video Input", "The picture of a camera. A saver records nothing: there is none.",
+            {{"inputCapture", "Whether it films"}, {"outputImage", "Nothing"}}};
+    }
+
+private:
     Input<bool> capture{*this, "inputCapture", true};
     Output<ImageRef> image{*this, "outputImage"};
 };
 
 class MouseInteractionPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Interaction",
+            "Lets a sprite or a billboard be dragged. While a saver plays nobody does: what it begins with stays.",
+            {{"inputInitialXDrag", "The way to the right that it begins with", kUnits},
+                {"inputInitialYDrag", "The way upwards that it begins with", kUnits},
+                {"inputInitialRotateValue", "The turn that it begins with", kDegrees},
+                {"inputInitialMagnifyValue", "The scale that it begins with"},
+                {"outputInteraction", "For the _inputInteraction of what may be dragged"},
+                {"outputMouseDown", "Whether it is pressed"}, {"outputMouseOver", "Whether the mouse is over it"},
+                {"outputXDrag", "How far it was dragged to the right", kUnits},
+                {"outputYDrag", "How far it was dragged upwards", kUnits},
+                {"outputClickCount", "How often it was clicked"}}};
+    }
+
+private:
     Input<double> xDrag{*this, "inputInitialXDrag"}, yDrag{*this, "inputInitialYDrag"},
         rotate{*this, "inputInitialRotateValue"}, magnify{*this, "inputInitialMagnifyValue"};
     OutputPort& interaction = addOutput("outputInteraction", PortType::Interaction);
@@ -59,6 +108,7 @@ class MouseInteractionPatch final : public Patch
 
 void registerSourcesPatches(PatchRegistry& registry)
 {
+    registry.family("Sources");
     registry.add<MousePatch>("QCMouse");
     registry.add<KeyboardPatch>("QCKeyboard");
     registry.add<VideoInputPatch>("QCVideoInput");

@@ -59,6 +59,19 @@ std::optional<std::string> replacedAll(
 
 class PrinterPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Printer", "Prints its arguments into a format.",
+            {{"argument_*", "What stands at the mark of this number, from 1 on"}, {"outputString", "The text"}},
+            {{"format", DescribedSetting::Text,
+                "The text, with a mark for each argument: %@ as text, %d whole, %.2f with decimals, %x in hexadecimal; "
+                "%% is "
+                "a per cent sign",
+                {}, {}, R"("%@ of %d")"}}};
+    }
+
+private:
     Output<std::string> result{*this, "outputString"};
 
     void configure(const Settings& settings) override
@@ -81,6 +94,18 @@ class PrinterPatch final : public Patch
 // The other way: reads what stands at the directives of the format.
 class ScannerPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Scanner", "Reads a text by a format.",
+            {{"inputString", "The text"}, {"argument_*", "What stands at the mark of this number, from 1 on"}},
+            {{"format", DescribedSetting::Text,
+                "What the text looks like, with a mark for each value: %@ a text up to the next character, %d and %f "
+                "numbers",
+                {}, {}, R"("%@: %d km")"}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputString"};
 
     void configure(const Settings& settings) override
@@ -101,6 +126,21 @@ class ScannerPatch final : public Patch
 
 class NumberFormatterPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Number Formatter", "Writes a number by a pattern.",
+            {{"inputNumber", "The number"}, {"outputString", "The number as text"}},
+            {{"format", DescribedSetting::Text,
+                 "The pattern: 0 a figure that is always there, # one that may be missing, a comma groups; without it "
+                 "as "
+                 "short as it can be",
+                 {}, {}, R"("#,##0.00")"},
+                {"style", DescribedSetting::Text, "How it is written without a pattern", {},
+                    {"Decimal", "Currency", "Percent", "Scientific", "Spell Out"}}}};
+    }
+
+private:
     Input<double> number{*this, "inputNumber"};
     Output<std::string> result{*this, "outputString"};
 
@@ -114,6 +154,16 @@ class NumberFormatterPatch final : public Patch
 
 class DateFormatterPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Date Formatter", "Writes a date or a time of day, in local time.",
+            {{"inputTime", "Seconds since the beginning of 2001, UTC", kSeconds}, {"outputString", "The date as text"}},
+            {{"format", DescribedSetting::Text, "The pattern: yyyy-MM-dd HH:mm:ss and the like, or %Y-%m-%d %H:%M", {},
+                {}, R"("EEEE, d MMMM")"}}};
+    }
+
+private:
     Input<double> seconds{*this, "inputTime"};
     Output<std::string> result{*this, "outputString"};
 
@@ -124,6 +174,15 @@ class DateFormatterPatch final : public Patch
 
 class ComparePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Compare", "Compares two texts.",
+            {{"inputString1", "The first"}, {"inputString2", "The second"},
+                {"outputResult", "Which comes first", menu({"Equal", "The First", "The Second"})}}};
+    }
+
+private:
     Input<std::string> first{*this, "inputString1"}, second{*this, "inputString2"};
     Output<std::uint32_t> result{*this, "outputResult"};
     void evaluate(Evaluation&) override
@@ -135,6 +194,14 @@ class ComparePatch final : public Patch
 
 class LengthPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Length", "How long a text is.",
+            {{"inputString", "The text"}, {"outputLength", "Its UTF-16 units: most letters are one"}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputString"};
     Output<std::uint32_t> length{*this, "outputLength"};
     void evaluate(Evaluation&) override { length.set(static_cast<std::uint32_t>(unicode(text()).length())); }
@@ -142,6 +209,17 @@ class LengthPatch final : public Patch
 
 class TruncatePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Truncate", "Cuts a text to a number of characters or words.",
+            {{"inputString", "The text"}, {"inputToken", "What is set where something is gone, such as an ellipsis"},
+                {"inputDirection", "Where it is cut", menu({"At the End", "In the Middle", "At the Start"})},
+                {"inputMode", "What is counted", menu({"Characters", "Words"})}, {"inputMax", "How many are left"},
+                {"outputString", "What is left"}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputString"}, token{*this, "inputToken"};
     Input<std::uint32_t> direction{*this, "inputDirection"}, mode{*this, "inputMode"}, most{*this, "inputMax", 5};
     Output<std::string> result{*this, "outputString"};
@@ -178,6 +256,16 @@ class TruncatePatch final : public Patch
 
 class ComponentsPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Components", "Cuts a text at each separator.",
+            {{"inputString", "The text"},
+                {"inputSeparator", "What stands between the pieces; without it the text stays whole"},
+                {"outputComponents", "The pieces, a list of texts"}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputString"}, separator{*this, "inputSeparator", "."};
     Output<StructureRef> components{*this, "outputComponents"};
     void evaluate(Evaluation&) override
@@ -198,6 +286,17 @@ class ComponentsPatch final : public Patch
 
 class GrepPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Grep", "Replaces what a regular expression finds. A broken expression changes nothing.",
+            {{"inputString", "The text"}, {"inputPattern", "The regular expression"},
+                {"inputReplace", "What stands there instead; $1 is what stood in the first parentheses"},
+                {"inputCaseSensitive", "Whether capital letters differ from small ones"},
+                {"outputString", "The text with what was replaced"}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputString"}, pattern{*this, "inputPattern", "."},
         replacement{*this, "inputReplace"};
     Input<bool> caseSensitive{*this, "inputCaseSensitive"};
@@ -217,6 +316,16 @@ class GrepPatch final : public Patch
 
 class CasePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Case", "Writes a text in capital or in small letters.",
+            {{"inputString", "The text"},
+                {"inputMode", "Which letters are capitals", menu({"The First of Each Word", "All", "None"})},
+                {"outputString", "The text in these letters"}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputString"};
     Input<std::uint32_t> mode{*this, "inputMode"};
     Output<std::string> result{*this, "outputString"};
@@ -235,6 +344,15 @@ class CasePatch final : public Patch
 
 class RangePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Range", "A part of a text.",
+            {{"inputString", "The text"}, {"inputIndex", "Its first character, from 0 on"},
+                {"inputLength", "How many characters, or as many as there are"}, {"outputString", "The part"}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputString"};
     Input<std::uint32_t> first{*this, "inputIndex"}, length{*this, "inputLength"};
     Output<std::string> result{*this, "outputString"};
@@ -251,6 +369,17 @@ class RangePatch final : public Patch
 
 class ReplacePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Search and Replace", "Replaces a text within a text, literally: neither is an expression.",
+            {{"inputSourceString", "The text"}, {"inputSearchString", "What is looked for; nothing is never found"},
+                {"inputReplaceString", "What stands there instead"},
+                {"inputCaseSensitive", "Whether capital letters differ from small ones"},
+                {"outputString", "The text with what was replaced"}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputSourceString"}, search{*this, "inputSearchString"},
         replacement{*this, "inputReplaceString"};
     Input<bool> caseSensitive{*this, "inputCaseSensitive", true};
@@ -277,6 +406,14 @@ class ReplacePatch final : public Patch
 // HH:MM:SS:FF at 30 frames a second.
 class TimecodePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"String Timecode", "Seconds as hours, minutes, seconds and frames, thirty a second.",
+            {{"inputTime", "The seconds", {"seconds", 0, 359999}}, {"outputString", "The time as HH:MM:SS:FF"}}};
+    }
+
+private:
     Input<double> seconds{*this, "inputTime"};
     Output<std::string> result{*this, "outputString"};
     void evaluate(Evaluation&) override
@@ -293,6 +430,7 @@ class TimecodePatch final : public Patch
 
 void registerStringsPatches(PatchRegistry& registry)
 {
+    registry.family("Text");
     registry.add<PrinterPatch>("QCStringFormat");
     registry.add<ScannerPatch>("QCStringFormat/scanner");
     registry.add<NumberFormatterPatch>("QCNumberFormatter");

@@ -16,6 +16,25 @@ enum class By { Index, Key, KeyAtIndex };
 
 template <By Way> class MemberPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        const DescribedPort from{"inputStructure", "What it is taken from"}, none{"inputIndex", "Without effect here"},
+            without{"inputKey", "Without effect here"};
+        if (Way == By::Index)
+            return {"Structure Index Member", "A member of a structure by its place.",
+                {from, {"inputIndex", "The place, from 0 on"}, without,
+                    {"outputMember", "The member; nothing if there is none"}}};
+        if (Way == By::Key)
+            return {"Structure Key Member", "A member of a structure by its key.",
+                {from, none, {"inputKey", "The key, as it is written"},
+                    {"outputMember", "The member; nothing if there is none, as in lists without keys"}}};
+        return {"Structure Key at Index", "The key of a member, by its place.",
+            {from, {"inputIndex", "The place, from 0 on"}, without,
+                {"outputMember", "The key; nothing if there is none, as in lists without keys"}}};
+    }
+
+private:
     Input<StructureRef> structure{*this, "inputStructure"};
     Input<std::uint32_t> index{*this, "inputIndex"};
     Input<std::string> key{*this, "inputKey"};
@@ -40,6 +59,14 @@ template <By Way> class MemberPatch final : public Patch
 
 class CountPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Structure Count", "How many members a structure has.",
+            {{"inputStructure", "What is counted"}, {"outputCount", "How many; 0 for nothing"}}};
+    }
+
+private:
     Input<StructureRef> structure{*this, "inputStructure"};
     Output<std::uint32_t> count{*this, "outputCount"};
     void evaluate(Evaluation&) override
@@ -50,6 +77,20 @@ class CountPatch final : public Patch
 
 class QueuePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Queue", "Keeps the last values, the oldest first.",
+            {{"inputValue", "What is put in at the end"},
+                {"inputSize", "How many are kept", {"", 0, double(kMaxQueue)}},
+                {"inputFilling", "Whether values are put in"},
+                {"inputResetSignal", "When it rises, the queue is emptied"},
+                {"outputQueue", "The kept values, a list"}},
+            {{"continuous", DescribedSetting::Flag,
+                "Whether a value is put in with each frame; if not, with each change. On without it"}}};
+    }
+
+private:
     Input<PortValue> value{*this, "inputValue"};
     Input<std::uint32_t> size{*this, "inputSize", 2};
     Input<bool> filling{*this, "inputFilling", true}, reset{*this, "inputResetSignal"};
@@ -117,6 +158,17 @@ bool ascends(const PortValue& a, const PortValue& b)
 
 class SortPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Structure Sort", "Sorts a list, ascending: numbers first, then texts, then structures.",
+            {{"inputStructure", "The list"},
+                {"inputSortingKey",
+                    "The key of that of each member by which they are sorted; none: the members themselves"},
+                {"outputStructure", "The sorted list"}}};
+    }
+
+private:
     Input<StructureRef> structure{*this, "inputStructure"};
     Input<std::string> key{*this, "inputSortingKey"};
     Output<StructureRef> result{*this, "outputStructure"};
@@ -140,6 +192,15 @@ class SortPatch final : public Patch
 
 class RangePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Structure Range", "A part of a structure.",
+            {{"inputStructure", "What the part is taken from"}, {"inputIndex", "Its first member, from 0 on"},
+                {"inputLength", "How many members, or as many as there are"}, {"outputStructure", "The part"}}};
+    }
+
+private:
     Input<StructureRef> structure{*this, "inputStructure"};
     Input<std::uint32_t> first{*this, "inputIndex"}, length{*this, "inputLength", 1};
     Output<StructureRef> result{*this, "outputStructure"};
@@ -162,6 +223,14 @@ class RangePatch final : public Patch
 
 class ReversePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Structure Reverse", "The members in the reverse order; they keep their keys.",
+            {{"inputStructure", "What is turned round"}, {"outputStructure", "The same members, the last first"}}};
+    }
+
+private:
     Input<StructureRef> structure{*this, "inputStructure"};
     Output<StructureRef> result{*this, "outputStructure"};
     void evaluate(Evaluation&) override
@@ -180,6 +249,7 @@ class ReversePatch final : public Patch
 
 void registerStructuresPatches(PatchRegistry& registry)
 {
+    registry.family("Structures and scripts");
     registry.add<MemberPatch<By::Index>>("QCStructureMember");
     registry.add<MemberPatch<By::Key>>("QCStructureMember/key");
     registry.add<MemberPatch<By::KeyAtIndex>>("QCStructureMember/keyAtIndex");

@@ -141,6 +141,17 @@ std::vector<SolidVertex> teapot()
 
 class TeapotPatch final : public SolidPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return PatchDescription{"Teapot", "The teapot, upright and centred, with the spout to the right.",
+            {{"inputScale", "How wide it is from handle to spout", kSize}, {"inputColor", kColorMeaning},
+                {"inputImage", "What is shown on each of its 32 parts"}}}
+            .with(placePorts())
+            .with(Modes::ports());
+    }
+
+private:
     Input<double> scale{*this, "inputScale", 1};
     Input<NSColor> color{*this, "inputColor", {1, 1, 1, 1}};
     Input<ImageRef> image{*this, "inputImage"};
@@ -162,6 +173,7 @@ class TeapotPatch final : public SolidPatch
 
 void registerTeapotPatches(PatchRegistry& registry)
 {
+    registry.family("Drawing");
     registry.add<TeapotPatch>("QCTeapot");
 }
 

@@ -21,6 +21,34 @@ TextAlignment alignmentOf(const std::string& name, TextAlignment usual)
 
 class TextImagePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        const std::vector<const char*> places{"Normal", "Opposite", "Centered", "Justified"};
+        return {"Image With String", "An image of a text, white on nothing; a billboard colours it.",
+            {{"inputString", "The text"}, {"inputFontName", "The font: a PostScript name, or a family and a style"},
+                {"inputGlyphSize", "The size of its letters; in pixels if the layout is manual", kSize},
+                {"inputLeading", "How much further apart lines are; in pixels if the layout is manual", kUnits},
+                {"inputKerning", "How much further apart letters are; in pixels if the layout is manual", kUnits},
+                {"inputWidth", "The width at which lines wrap, 0 for none; in pixels if the layout is manual", kSize},
+                {"inputHeight", "The height at which it is cut, 0 for none; in pixels if the layout is manual", kSize},
+                {"outputImage", "The text as an image"},
+                {"outputWidth", "How wide it is where each of its pixels is one of the picture", kUnits},
+                {"outputHeight", "How high it is where each of its pixels is one of the picture", kUnits},
+                {"outputLineCount", "How many lines it has"}, {"outputGlyphCount", "How many glyphs it has"}},
+            {{"manualLayout", DescribedSetting::Flag, "Whether all its lengths are in pixels, not in units"},
+                {"fontFeatures", DescribedSetting::Text, "Features of the font; a setting of this player's own", {}, {},
+                    R"("tnum=1")"},
+                {"horizontalAlignment", DescribedSetting::Text,
+                    "Where lines stand: Normal at their start, Opposite at their end; Centered without it", {}, places},
+                {"verticalAlignment", DescribedSetting::Text,
+                    "Where it stands in its height: Normal at the top, Opposite at the bottom; Centered without it", {},
+                    places},
+                {"fontName", DescribedSetting::Text, "What older files have for inputFontName"},
+                {"fontSize", DescribedSetting::Number, "What older files have for inputGlyphSize", kSize}}};
+    }
+
+private:
     Input<std::string> text{*this, "inputString"}, fontName{*this, "inputFontName", "LucidaGrande"};
     Input<double> size{*this, "inputGlyphSize", 0.1}, leading{*this, "inputLeading"}, kerning{*this, "inputKerning"},
         width{*this, "inputWidth"}, height{*this, "inputHeight"};
@@ -100,6 +128,7 @@ class TextImagePatch final : public Patch
 
 void registerTextsPatches(PatchRegistry& registry)
 {
+    registry.family("Images");
     registry.add<TextImagePatch>("QCTextImage");
 }
 

@@ -82,6 +82,21 @@ private:
 
 class TimeLinePatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Timeline",
+            "Curves over the time, through key frames. Before the first and after the last they stand still.",
+            {{"output_*", "Where the curve of this number is now"}},
+            {{"timeLines", DescribedSetting::Table,
+                "A list timeLines of curves, each with a portNumber and keyFrames: kf, and the handles lc before and "
+                "rc "
+                "behind it, each a time and a value",
+                {}, {},
+                R"({"timeLines": [{"portNumber": 1, "keyFrames": [{"kf": {"time": 0, "value": 0}}, {"kf": {"time": 2, "value": 1}}]}]})"}}};
+    }
+
+private:
     void configure(const Settings& settings) override
     {
         const Value* stored = settings.find("timeLines");
@@ -110,6 +125,7 @@ class TimeLinePatch final : public Patch
 
 void registerTimeLinesPatches(PatchRegistry& registry)
 {
+    registry.family("Time");
     registry.add<TimeLinePatch>("QCTimeLine");
 }
 

@@ -1,34 +1,22 @@
-// Patches that follow the time: clocks, waves, moves and pulses.
+// Patches that follow the time: clocks, counters and pulses.
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 #include "platform/quartzcomposer/patches/Curves.h"
-
-#include <cstring>
+#include "platform/quartzcomposer/patches/Timed.h"
 
 namespace vitrel::qc {
 
 namespace {
 
-class TimedPatch : public Patch
-{
-public:
-    Kind kind() const override { return Kind::Timed; }
-
-protected:
-    // The outputs move on by themselves. With a time from outside they move only as that does.
-    void moves(Evaluation& e) const
-    {
-        if (timebase != Timebase::External)
-            e.needFrame();
-    }
-    void movesAfter(Evaluation& e, double seconds) const
-    {
-        if (timebase != Timebase::External && std::isfinite(seconds))
-            e.needFrameAt(e.time + std::max(seconds, 0.0));
-    }
-};
-
 class TimePatch final : public TimedPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Patch Time", "The time of the patch, by its time base: the parent's, one of its own, or a port.",
+            {{"outputTime", "Seconds since the start", kSeconds}}};
+    }
+
+private:
     Output<double> result{*this, "outputTime"};
     void evaluate(Evaluation& e) override
     {
@@ -39,6 +27,14 @@ class TimePatch final : public TimedPatch
 
 class SystemTimePatch final : public TimedPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"System Time", "The date and time of day.",
+            {{"outputTime", "Seconds since the beginning of 2001, UTC", kSeconds}}};
+    }
+
+private:
     Output<double> result{*this, "outputTime"};
     void evaluate(Evaluation& e) override
     {
@@ -47,158 +43,21 @@ class SystemTimePatch final : public TimedPatch
     }
 };
 
-class LFOPatch final : public TimedPatch
-{
-    Input<std::uint32_t> type{*this, "inputType"};
-    Input<double> period{*this, "inputPeriod", 1}, phase{*this, "inputPhase"}, amplitude{*this, "inputAmplitude", 0.5},
-        offset{*this, "inputOffset"}, ratio{*this, "inputPWMRatio", 0.25};
-    Output<double> result{*this, "outputValue"};
-
-    void configure(const Settings& settings) override
-    {
-        seed_ = static_cast<std::uint64_t>(std::clamp(settings.number("randomSeed", 1), 0.0, 9e15));
-    }
-    void evaluate(Evaluation& e) override
-    {
-        if (!(period() > 0)) {
-            result.set(offset());
-            return;
-        }
-        const double x = time() / period() + phase() / 360;
-        const double f = x - std::floor(x);
-        result.set(offset() + amplitude() * wave(x, f));
-        if (amplitude() == 0)
-            return;
-        // Steps stand still between their edges.
-        if (type() == 3 || type() == 6) {
-            const double edge = type() == 3 ? 0.5 : std::clamp(ratio(), 0.0, 1.0);
-            movesAfter(e, ((f < edge ? edge : 1) - f) * period());
-        } else if (type() == 7) {
-            movesAfter(e, (1 - f) * period());
-        } else {
-            moves(e);
-        }
-    }
-    double wave(double x, double f) const
-    {
-        switch (type()) {
-        case 0:
-            return std::sin(2 * kPi * x);
-        case 1:
-            return std::cos(2 * kPi * x);
-        case 2:
-            return f < 0.25 ? 4 * f : f < 0.75 ? 2 - 4 * f : 4 * f - 4;
-        case 3:
-            return f < 0.5 ? 1 : -1;
-        case 4:
-            return 2 * f - 1;
-        case 5:
-            return 1 - 2 * f;
-        case 6:
-            return f < ratio() ? 1 : -1;
-        default:
-            return 2 * hashed(seed_, wholeOf(std::floor(x))) - 1;
-        }
-    }
-    std::uint64_t seed_ = 1;
-};
-
-class InterpolationPatch final : public TimedPatch
-{
-    Input<double> first{*this, "inputValue1"}, last{*this, "inputValue2"}, duration{*this, "inputDuration", 1},
-        tension{*this, "inputTension"};
-    Input<std::uint32_t> repeat{*this, "inputRepeat"}, curveNumber{*this, "inputInterpolation"};
-    Output<double> result{*this, "outputValue"};
-
-    void configure(const Settings& settings) override
-    {
-        const auto numbers = [&](const char* key) {
-            std::vector<double> out;
-            const Value* value = settings.find(key);
-            const Array* members = value ? value->array() : nullptr;
-            for (std::size_t k = 0; members && k < std::min<std::size_t>(members->size(), 1024); ++k)
-                out.push_back((*members)[k].number().value_or(0));
-            return out;
-        };
-        const auto times = numbers("controlPointTimes"), values = numbers("controlPointValues");
-        if (times.empty() || times.size() != values.size())
-            return;
-        points_.emplace_back(0, settings.number("controlPointStart", 0));
-        for (std::size_t k = 0; k < times.size(); ++k)
-            points_.emplace_back(times[k], values[k]);
-        points_.emplace_back(1, settings.number("controlPointEnd", 1));
-        std::stable_sort(
-            points_.begin(), points_.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    }
-
-    void evaluate(Evaluation& e) override
-    {
-        const double d = duration();
-        double t = 1;
-        if (d > 0) {
-            const double turns = time() / d;
-            switch (repeat()) {
-            case 1:
-                t = turns - std::floor(turns);
-                break;
-            case 2:
-                t = 1 - std::fabs(wrapped(turns, 2) - 1);
-                break;
-            case 3:
-                t = turns >= 2 ? 0 : 1 - std::fabs(std::max(turns, 0.0) - 1);
-                break;
-            default:
-                t = std::clamp(turns, 0.0, 1.0);
-            }
-            const bool over = repeat() == 0 || repeat() > 3 ? turns >= 1 : repeat() == 3 && turns >= 2;
-            if (!over && first() != last())
-                moves(e);
-        }
-        const double f = points_.empty() ? curve(curveNumber(), tightened(t)) : spline(t);
-        result.set(first() + (last() - first()) * f);
-    }
-
-    // A cubic with slopes of 1 - tension at both ends: 0 leaves the curve as it is, 1 rests at the ends, -1 hurries
-    // there.
-    double tightened(double t) const
-    {
-        const double slope = 1 - (std::isfinite(tension()) ? std::clamp(tension(), -1.0, 1.0) : 0);
-        return t * t * (3 - 2 * t) + slope * t * (1 - t) * (1 - 2 * t);
-    }
-
-    // A monotone cubic through the control points (Fritsch and Carlson's limits on the slopes).
-    double spline(double t) const
-    {
-        std::size_t k = 1;
-        while (k + 1 < points_.size() && points_[k].first < t)
-            ++k;
-        const auto slope = [&](std::size_t a, std::size_t b) {
-            const double run = points_[b].first - points_[a].first;
-            return run > 0 ? (points_[b].second - points_[a].second) / run : 0;
-        };
-        const auto tangent = [&](std::size_t at) {
-            if (at == 0)
-                return slope(0, 1);
-            if (at + 1 == points_.size())
-                return slope(at - 1, at);
-            const double left = slope(at - 1, at), right = slope(at, at + 1);
-            return left * right <= 0 ? 0 : 2 * left * right / (left + right);
-        };
-        const auto& [x0, y0] = points_[k - 1];
-        const auto& [x1, y1] = points_[k];
-        const double h = x1 - x0;
-        if (!(h > 0))
-            return y1;
-        const double s = std::clamp((t - x0) / h, 0.0, 1.0), s2 = s * s, s3 = s2 * s;
-        return (2 * s3 - 3 * s2 + 1) * y0 + (s3 - 2 * s2 + s) * h * tangent(k - 1) + (3 * s2 - 2 * s3) * y1
-            + (s3 - s2) * h * tangent(k);
-    }
-
-    std::vector<std::pair<double, double>> points_;
-};
-
 class SmoothPatch final : public TimedPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Smooth", "Follows its input with delay. A change on the way starts from where it is.",
+            {{"inputValue", "Where it goes"}, {"inputIncreasingDuration", "How long a rise takes", kDuration},
+                {"inputIncreasingInterpolation", "How evenly it rises", curves()},
+                {"inputDecreasingDuration", "How long a fall takes", kDuration},
+                {"inputDecreasingInterpolation", "How evenly it falls", curves()},
+                {"outputValue", "Where it is on its way"}},
+            {{"useTangent", DescribedSetting::Flag, "Whether it keeps its speed where it changes its way"}}};
+    }
+
+private:
     Input<double> value{*this, "inputValue"}, rising{*this, "inputIncreasingDuration", 1},
         falling{*this, "inputDecreasingDuration", 1};
     Input<std::uint32_t> risingCurve{*this, "inputIncreasingInterpolation"},
@@ -250,6 +109,15 @@ class SmoothPatch final : public TimedPatch
 
 class CounterPatch final : public TimedPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Counter", "Counts up and down.",
+            {{"inputSignal", "When it rises, one more"}, {"inputSignalDown", "When it rises, one less; never below 0"},
+                {"inputSignalReset", "While it is true the count is 0"}, {"outputCount", "The count"}}};
+    }
+
+private:
     Input<bool> up{*this, "inputSignal"}, down{*this, "inputSignalDown"}, reset{*this, "inputSignalReset"};
     Output<std::uint32_t> count{*this, "outputCount"};
 
@@ -275,6 +143,16 @@ class CounterPatch final : public TimedPatch
 
 class PulsePatch final : public TimedPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Pulse", "Tells when a signal rises or falls. Before the first frame the input counts as false.",
+            {{"inputSignal", "What is watched"},
+                {"inputMode", "What counts", menu({"Leading Edge", "Trailing Edge", "Both"})},
+                {"outputSignal", "True for the one frame in which that happens"}}};
+    }
+
+private:
     Input<bool> signal{*this, "inputSignal"};
     Input<std::uint32_t> mode{*this, "inputMode"};
     Output<bool> result{*this, "outputSignal"};
@@ -297,6 +175,18 @@ class PulsePatch final : public TimedPatch
 
 class SignalPatch final : public TimedPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Signal", "A beat: once, every so many seconds, or when its parameter changes.",
+            {{"inputMode", "When it comes",
+                 menu({"After x Seconds", "Every x Seconds", "At the Start, Then Every x Seconds", "When x Changes",
+                     "At the Start, Then When x Changes"})},
+                {"inputParam", "The x of the mode", kNotNegative},
+                {"outputSignal", "True for the one frame of the beat"}}};
+    }
+
+private:
     Input<std::uint32_t> mode{*this, "inputMode"};
     Input<double> parameter{*this, "inputParam", 10};
     Output<bool> result{*this, "outputSignal"};
@@ -334,6 +224,17 @@ class SignalPatch final : public TimedPatch
 
 class StopWatchPatch final : public TimedPatch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Stop Watch", "Counts the seconds between signals.",
+            {{"inputStartSignal", "When it rises, the watch runs"},
+                {"inputStopSignal", "When it rises, the watch stands"},
+                {"inputResetSignal", "When it rises, the watch goes back to 0"},
+                {"outputTime", "How long it has run", kSeconds}}};
+    }
+
+private:
     Input<bool> start{*this, "inputStartSignal"}, stop{*this, "inputStopSignal"}, reset{*this, "inputResetSignal"};
     Output<double> result{*this, "outputTime"};
 
@@ -359,75 +260,18 @@ class StopWatchPatch final : public TimedPatch
     double sum_ = 0, last_ = 0;
 };
 
-// A number that wanders: a function of the time and the seed, smooth unless its variability is 0.
-class RandomPatch final : public TimedPatch
-{
-    Input<double> low{*this, "inputMin"}, high{*this, "inputMax", 1};
-    Output<double> result{*this, "outputValue"};
-
-    void configure(const Settings& settings) override
-    {
-        seed_ = static_cast<std::uint64_t>(std::clamp(settings.number("randomSeed", 1), 0.0, 9e15));
-        variability_ = std::clamp(settings.number("variability", 0.5), 0.0, 1.0);
-        isPerlin_ = settings.flag("usePerlinNoise", false);
-    }
-    void evaluate(Evaluation& e) override
-    {
-        result.set(low() + (high() - low()) * noise());
-        if (low() != high())
-            moves(e);
-    }
-    double noise() const
-    {
-        if (variability_ == 0) {
-            std::uint64_t bits = 0;
-            const double now = time();
-            std::memcpy(&bits, &now, sizeof bits);
-            return hashed(seed_, bits);
-        }
-        // Knots two a second at the usual variability; smoothly between them.
-        const double x = std::clamp(time() * variability_ * 4, -9e15, 9e15), knot = std::floor(x), f = x - knot;
-        if (isPerlin_)
-            return perlin(x);
-        const auto at = [&](double k) { return hashed(seed_, wholeOf(k)); };
-        const double s = f * f * (3 - 2 * f);
-        return at(knot) * (1 - s) + at(knot + 1) * s;
-    }
-    // Perlin's gradient noise in one dimension, four octaves; around the middle of the range. It is the middle itself
-    // at every whole number, so the octaves are shifted: compositions ask at whole seconds.
-    double perlin(double x) const
-    {
-        double sum = 0;
-        for (int octave = 0; octave < 4; ++octave, x *= 2) {
-            const double at = x + 0.25 + 0.5 * hashed(seed_, static_cast<std::uint64_t>(octave));
-            const double knot = std::floor(at), f = at - knot;
-            const auto slope = [&](double k) {
-                return 2 * hashed(seed_ + static_cast<std::uint64_t>(octave) * 7919, wholeOf(k)) - 1;
-            };
-            const double fade = f * f * f * (f * (f * 6 - 15) + 10);
-            sum += (slope(knot) * f * (1 - fade) + slope(knot + 1) * (f - 1) * fade) / (1 << octave);
-        }
-        return std::clamp(0.5 + sum, 0.0, 1.0);
-    }
-    std::uint64_t seed_ = 1;
-    double variability_ = 0.5;
-    bool isPerlin_ = false;
-};
-
 } // namespace
 
 void registerTimingPatches(PatchRegistry& registry)
 {
+    registry.family("Time");
     registry.add<TimePatch>("QCTime");
     registry.add<SystemTimePatch>("QCSystemTime");
-    registry.add<LFOPatch>("QCLFO");
-    registry.add<InterpolationPatch>("QCInterpolation");
     registry.add<SmoothPatch>("QCSmooth");
     registry.add<CounterPatch>("QCCounter");
     registry.add<PulsePatch>("QCPulse");
     registry.add<SignalPatch>("QCSignal");
     registry.add<StopWatchPatch>("QCClock");
-    registry.add<RandomPatch>("QCRandom");
 }
 
 } // namespace vitrel::qc

@@ -9,6 +9,17 @@ namespace {
 
 class ScreenInfoPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Rendering Destination Dimensions", "How large the picture is that is drawn on.",
+            {{"outputWidth", "Its width, which is 2", kUnits}, {"outputHeight", "Its height", kUnits},
+                {"outputRatio", "Its width, divided by its height"},
+                {"outputResolution", "How many pixels a unit has", kPixels}, {"outputPixelsWide", "Its width", kPixels},
+                {"outputPixelsHigh", "Its height", kPixels}}};
+    }
+
+private:
     Output<double> width{*this, "outputWidth"}, height{*this, "outputHeight"}, ratio{*this, "outputRatio"},
         resolution{*this, "outputResolution"};
     Output<std::uint32_t> pixelsWide{*this, "outputPixelsWide"}, pixelsHigh{*this, "outputPixelsHigh"};
@@ -27,6 +38,21 @@ class ScreenInfoPatch final : public Patch
 
 class AnchorPositionPatch final : public Patch
 {
+public:
+    static PatchDescription description()
+    {
+        return {"Anchor Position",
+            "Where something of a size must stand to lie at a corner, an edge or in the middle of the picture.",
+            {{"inputMode", "Where it shall lie",
+                 menu({"Top Left", "Top Centre", "Top Right", "Centre Left", "Centre", "Centre Right", "Bottom Left",
+                     "Bottom Centre", "Bottom Right"})},
+                {"inputX", "How far to the right of there", kUnits}, {"inputY", "How far above there", kUnits},
+                {"inputWidth", "How wide the thing is that is placed", kSize}, {"inputHeight", "How high it is", kSize},
+                {"outputX", "Where its middle must be, to the right", kUnits},
+                {"outputY", "Where its middle must be, upwards", kUnits}}};
+    }
+
+private:
     Input<std::uint32_t> mode{*this, "inputMode"};
     Input<double> offsetX{*this, "inputX"}, offsetY{*this, "inputY"}, width{*this, "inputWidth"},
         height{*this, "inputHeight"};
@@ -46,6 +72,7 @@ class AnchorPositionPatch final : public Patch
 
 void registerToolsPatches(PatchRegistry& registry)
 {
+    registry.family("Sources");
     registry.add<ScreenInfoPatch>("QCScreenInfo");
     registry.add<AnchorPositionPatch>("QCAnchorPosition");
 }

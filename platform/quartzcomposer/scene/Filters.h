@@ -2,6 +2,7 @@
 
 #include "platform/quartzcomposer/scene/Image.h"
 
+#include <limits>
 #include <optional>
 #include <span>
 
@@ -23,6 +24,11 @@ struct FilterParameter {
     const char* key = nullptr;
     ParameterKind kind = ParameterKind::Number;
     double usual[4] = {0, 0, 0, 0};
+    // A phrase for authors, and beyond which values nobody can have wanted it.
+    const char* meaning = "";
+    double least = -kEndless, most = kEndless;
+
+    static constexpr double kEndless = std::numeric_limits<double>::infinity();
 };
 
 enum class ExtentRule {
@@ -46,6 +52,7 @@ enum class ExtentRule {
 // colours of a FilteredImage stand in this order.
 struct Filter {
     const char* name = nullptr;
+    const char *title = "", *sentence = ""; // for authors
     ExtentRule rule = ExtentRule::Same;
     const char* images[3] = {nullptr, nullptr, nullptr};
     FilterParameter parameters[8] = {};
@@ -54,7 +61,12 @@ struct Filter {
     bool wantsBlurred = false;
 };
 
-std::span<const Filter> allFilters();
+// As pages show them.
+struct FilterGroup {
+    const char* name = "";
+    std::span<const Filter> filters;
+};
+std::span<const FilterGroup> filterGroups();
 const Filter* filterNamed(const std::string& name);
 
 // The lazy result. Null if the filter's first image is missing, unless it is only laid over the second; an absent other
