@@ -48,7 +48,7 @@ def miss(what):
 
 
 taken = 0
-for folder in ("docs/patches", "docs/patches/beside", "examples/compositions", "resources/compositions"):
+for folder in ("docs/patches", "docs/patches/beside", "examples/compositions", "examples/authoring", "resources/compositions"):
     for path in sorted((SOURCE / folder).glob("*.json")):
         for reason in reasons(read(path))[:3]:
             miss(f"{path}: {reason}")

@@ -224,7 +224,8 @@ TEST(NearestName, CountsLettersAndForgivesPrefixes)
 TEST(TextCheck, OurOwnCompositionsAreInOrder)
 {
     const std::string examples = VITREL_EXAMPLES;
-    for (const std::string folder : {VITREL_EXAMPLES, VITREL_COMPOSITIONS, VITREL_RESOURCES}) {
+    for (const std::string folder :
+        {VITREL_EXAMPLES, VITREL_COMPOSITIONS, VITREL_COMPOSITIONS "/../authoring", VITREL_RESOURCES}) {
         for (const auto& entry : std::filesystem::directory_iterator(folder)) {
             if (entry.path().extension() != ".json" || entry.path().filename() == "QCJavaScript.json")
                 continue;

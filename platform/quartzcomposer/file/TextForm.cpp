@@ -166,10 +166,10 @@ Json compositionJson(
     const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions, TextBudget& budget)
 {
     const auto* version = textMember(top, "frameworkVersion");
-    const bool isForeign = (version && *version != kFrameworkVersion)
-        || std::any_of(top.begin(), top.end(), [](const auto& entry) {
-               return !oneOf(entry.first, {"rootPatch", "inputParameters", "virtualPatches", "frameworkVersion"});
-           });
+    const bool isForeign
+        = (version && *version != kFrameworkVersion) || std::any_of(top.begin(), top.end(), [](const auto& entry) {
+              return !oneOf(entry.first, {"rootPatch", "inputParameters", "virtualPatches", "frameworkVersion"});
+          });
     Json json = nodeJson(root, true, isForeign, budget);
     std::map<std::string, Json> values;
     for (const FilePublishedPort& port : root.publishedInputs) {
