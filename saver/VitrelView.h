@@ -78,6 +78,9 @@ public:
     // meanwhile, it starts over, so that one chain is under way at a time.
     void reloadFile();
     void fileDidChange() override;
+    // For whoever writes the composition: the file is read anew into the view that there is, at once. Where that can't
+    // be done, as fileDidChange.
+    void reloadInPlace();
 
     // The track. `info` is the dictionary of `trackChanged`, an SBTrack, or nothing.
     void setTrackData(const Value& info);

@@ -135,6 +135,14 @@ void VitrelView::fileDidChange()
     reloadFile();
 }
 
+void VitrelView::reloadInPlace()
+{
+    const bool isReloading = !viewQuartzComposition_ || !viewQuartzComposition_->superview();
+    if (isFileLoaded_ || isReloading || !viewQuartzComposition_->isRendering())
+        return reloadFile();
+    loadFile();
+}
+
 void VitrelView::reloadFile()
 {
     if (!dataiTunes_)

@@ -2,6 +2,7 @@
 
 #include "platform/appkit/ImageScaling.h"
 #include "platform/appkit/NSWindow.h"
+#include "platform/quartzcomposer/Notice.h"
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/drawing/WindowPresenter.h"
@@ -141,6 +142,16 @@ bool CompositionView::setValueForInputKey(const Value& value, const std::string&
 Value CompositionView::valueForInputKey(const std::string& key) const
 {
     return graph_ ? graph_->input(key) : Value();
+}
+
+void CompositionView::setNotice(std::string text)
+{
+    if (!notice_ && text.empty())
+        return;
+    if (!notice_)
+        notice_ = std::make_unique<Notice>();
+    notice_->set(std::move(text));
+    wish();
 }
 
 void CompositionView::setFrame(NSRect frame)
@@ -304,6 +315,8 @@ void CompositionView::renderFrame()
     evaluations_ += frame.evaluations;
     if (publishesSound_ && !soundRests_)
         frame.next = time;
+    if (notice_)
+        notice_->draw(*stage_);
     if (onFrameDrawn)
         onFrameDrawn();
     listenIfWanted();

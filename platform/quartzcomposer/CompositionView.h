@@ -22,6 +22,8 @@ class Stage;
 class WindowPresenter;
 } // namespace qc
 
+class Notice;
+
 // The view that plays compositions for real: it draws into a texture from a timer of the run loop, only when
 // something can have changed, and hands each picture to the surface of its window. Without a window, or without
 // OpenGL, it plays nothing and still keeps its inputs. Main thread.
@@ -56,6 +58,10 @@ public:
     // Called after the first picture was handed to a surface.
     std::function<void()> onFirstFrame;
 
+    // A few small lines over the picture, until they are taken away with an empty text; they stay when a composition is
+    // loaded. For whoever makes one.
+    void setNotice(std::string text);
+
     // Pictures handed to surfaces so far.
     std::uint64_t framesShown() const { return framesShown_; }
     // Patches computed so far.
@@ -81,6 +87,7 @@ private:
     std::unique_ptr<qc::CompositionGraph> graph_;
     std::unique_ptr<qc::GLCanvas> canvas_;
     std::unique_ptr<qc::Stage> stage_;
+    std::unique_ptr<Notice> notice_; // null: nobody has ever set one
     std::unique_ptr<qc::WindowPresenter> presenter_;
     NativeWindow presenterAsked_; // the window that a presenter was last wanted for
     DrawingResolution resolution_;

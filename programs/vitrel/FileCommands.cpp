@@ -6,6 +6,7 @@
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Confining.h"
+#include "programs/vitrel/TextReport.h"
 #include "programs/vitrel/ValueJson.h"
 
 #include <algorithm>
@@ -24,7 +25,10 @@ void printLine(const Json& json)
 
 int inspect(const std::string& path, bool source)
 {
+    const bool isTold = !source && reportText(path).hasErrors;
     const auto file = qc::readCompositionFile(path);
+    if (!file && isTold)
+        return 1;
     if (!file)
         return complain(path + " is no composition: " + file.error().reason);
     if (source) {
@@ -57,12 +61,18 @@ int inspect(const std::string& path, bool source)
     return 0;
 }
 
-int make(const std::string& source, const std::string& out)
+int make(const std::string& source, const std::string& out, bool strict)
 {
     constexpr std::size_t kMaxText = 64u << 20;
     const auto text = readFile(source, kMaxText);
     if (!text)
         return complain("can't read " + source);
+    if (!qc::isTextForm(textOf(*text)))
+        return complain(source + " is no text form of a composition");
+    const auto diagnostics = qc::checkText(textOf(*text), source, qc::allPatches());
+    printDiagnostics(source, diagnostics);
+    if (qc::hasErrors(diagnostics) || (strict && !diagnostics.empty()))
+        return 1;
     const auto made = qc::compositionFromText(textOf(*text), qc::folderOf(source));
     if (!made)
         return complain(source + ": " + made.error().reason);
@@ -141,12 +151,14 @@ void addMake(CLI::App& app, Action& action)
 {
     auto* command = app.add_subcommand("make", "Make a composition from its text form");
     const auto source = std::make_shared<std::string>(), out = std::make_shared<std::string>();
+    const auto strict = std::make_shared<bool>(false);
     command->add_option("SOURCE", *source, "The text form, JSON")->required();
     command->add_option("OUT", *out, "The composition to write")->required();
-    command->callback([&action, source, out] {
+    command->add_flag("--strict", *strict, "Make nothing if there is as much as a warning");
+    command->callback([&action, source, out, strict] {
         action = [=] {
             confineToDrawing({{*source}, {*out}});
-            return make(*source, *out);
+            return make(*source, *out, *strict);
         };
     });
 }

@@ -118,6 +118,9 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
     surroundings_.players = players_.get();
     surroundings_.makeQCView = [this]() -> std::shared_ptr<QCView> {
         auto view = std::make_shared<CompositionView>(runLoop_, sound_.get());
+        view->setNotice(notice_);
+        std::erase_if(playing_, [](const auto& gone) { return gone.expired(); });
+        playing_.push_back(view);
         const std::weak_ptr<QCView> weak = view;
         view->onFirstFrame = [this] { firstPictureIsThere(); };
         view->onLoad = [this, weak, view = view.get()] {
@@ -309,6 +312,15 @@ void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
         const InputArgument& input = inputs_[k];
         if (!view->setValueForInputKey(input.value, input.key))
             complain("the composition has no input \"" + input.key + "\" that takes this value");
+    }
+}
+
+void SaverHost::setNotice(const std::string& text)
+{
+    notice_ = text;
+    for (const auto& playing : playing_) {
+        if (const auto view = playing.lock())
+            view->setNotice(text);
     }
 }
 

@@ -32,6 +32,8 @@
 
 namespace vitrel {
 
+class CompositionView;
+
 // A real saver: the system's clock, loop, queues, stored settings and players, and the views that were made with them.
 // Main thread.
 class SaverHost
@@ -68,6 +70,8 @@ public:
     std::shared_ptr<VitrelView> addView(const std::shared_ptr<NSWindow>& window, bool isPreview);
     // The window's size has changed.
     void resizeView(NSWindow& window, NSSize size);
+    // Over every view's picture (CompositionView); empty for none.
+    void setNotice(const std::string& text);
     // Starts every view's orderly stop; the loop ends half a second later, when all have stopped.
     void stop();
     bool stopping() const { return stopping_; }
@@ -114,6 +118,8 @@ private:
     SessionBus* sessionBus_ = nullptr; // theirs
     MprisPlayers* sessionPlayers_ = nullptr; // the same, if it is these
     std::vector<std::shared_ptr<VitrelView>> views_;
+    std::vector<std::weak_ptr<CompositionView>> playing_;
+    std::string notice_;
 };
 
 } // namespace vitrel

@@ -6,6 +6,7 @@
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Confining.h"
 #include "programs/vitrel/SaverHost.h"
+#include "programs/vitrel/TextReport.h"
 #include "support/PrintKit.h"
 
 #include <sys/resource.h>
@@ -59,6 +60,8 @@ int snapshot(const SnapshotOptions& options)
     const NSRect frame = makeRect(0, 0, size->first, size->second);
     const auto window = std::make_shared<NSWindow>(frame, std::move(surface));
     host->begin(files);
+    if (!options.file.empty())
+        reportText(options.file);
     host->meetPlayers();
     if (!host->addView(window, false))
         return complain("can't make a view");

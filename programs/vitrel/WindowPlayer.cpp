@@ -4,6 +4,7 @@
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/TextReport.h"
 
 #include <unistd.h>
 
@@ -68,10 +69,29 @@ void WindowPlayer::displaysChanged()
 void WindowPlayer::fileChanged()
 {
     // What an editor has half written, or an author half thought, doesn't take the picture away.
-    if (const auto read = qc::readCompositionFile(options_.file); !read)
+    if (tellOfText() || host_.stopping())
+        return;
+    if (const auto read = qc::readCompositionFile(options_.file); read)
+        view_->reloadInPlace();
+    else if (isTold())
         complain(options_.file + " is no composition: " + read.error().reason);
-    else if (!host_.stopping())
-        view_->fileDidChange();
+}
+
+// Of all displays' savers one speaks.
+bool WindowPlayer::isTold() const
+{
+    return !covers() || options_.firstView == 0;
+}
+
+// What is wrong with the file's text goes to whoever writes it. Whether there are errors.
+bool WindowPlayer::tellOfText()
+{
+    if (options_.file.empty() || (!options_.watch && !isTold()))
+        return false;
+    const TextReport report = reportText(options_.file, isTold());
+    if (options_.watch)
+        host_.setNotice(report.lines);
+    return report.hasErrors;
 }
 
 void WindowPlayer::connected()
@@ -107,6 +127,7 @@ int WindowPlayer::run()
     view_ = host_.addView(window_, false);
     if (!view_)
         return complain("can't make a view");
+    tellOfText();
     if (options_.watch)
         watch_ = std::make_unique<FileWatch>(host_.runLoop(), options_.file, [this] { fileChanged(); });
     host_.runLoop().run();

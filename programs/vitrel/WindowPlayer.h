@@ -68,6 +68,8 @@ protected:
 
 private:
     void fileChanged();
+    bool isTold() const;
+    bool tellOfText();
     void lookAtDisplays();
 
     const PlayOptions& options_;

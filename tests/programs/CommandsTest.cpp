@@ -5,6 +5,8 @@
 
 #include <sys/resource.h>
 
+#include <filesystem>
+
 namespace vitrel {
 namespace {
 
@@ -107,6 +109,41 @@ TEST_F(Commands, InspectTellsInputsOutputsAndPatches)
     EXPECT_EQ(printed({"inspect", again}), text);
 }
 
+// The place and the nearest name, as compilers tell them; what is made of it, and which code is given.
+TEST_F(Commands, ATextIsJudgedByAllThatReadIt)
+{
+    const auto source = [&](const std::string& port, const std::string& patch) {
+        return folder_.write("judged.json",
+            R"({"patches": {"C": {"class": "QCClear", "inputs": {")" + port + R"(": "#ff0000"}})" + patch + "}}");
+    };
+    const std::string out = folder_ / "judged.qtz", picture = folder_ / "judged.png",
+                      unused = R"(, "L": {"class": "QCLFO"})";
+    const std::tuple<std::string, std::string, Words, int, const char*> cases[] = {
+        {"inputColor", "", {"make", "--strict"}, 0, ""},
+        {"inputColor", unused, {"make"}, 0, ":1:78: warning: nothing shows \"L\""},
+        {"inputColor", unused, {"make", "--strict"}, 1, ":1:78: warning: nothing shows \"L\""},
+        {"inputColour", "", {"make"}, 1,
+            ":1:51: error: \"C\" (QCClear) has no input \"inputColour\"; \"inputColor\" is near\n"},
+        {"inputColour", "", {"inspect"}, 0, ":1:51: error: "},
+        {"inputColour", "", {"snapshot", "--size", "8x8", "--after", "0.1", "--output", picture}, 0, ":1:51: error: "},
+        {"inputColor", "]", {"inspect"}, 1, ":1:76: error: unexpected ',' or ']'; expected ',' or '}'\n"},
+    };
+    for (const auto& [port, patch, words, code, told] : cases) {
+        Words all = words;
+        const std::string path = source(port, patch);
+        all.push_back(path);
+        if (words[0] == "make")
+            all.push_back(out);
+        std::filesystem::remove(out);
+        Program program(all);
+        EXPECT_EQ(program.wait(10), code) << testing::PrintToString(all) << program.errors();
+        const std::string errors = program.errors();
+        EXPECT_TRUE(errors.starts_with(*told ? path + told : "")) << errors;
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), *told ? 1 : 0) << errors;
+        EXPECT_EQ(std::filesystem::exists(out), words[0] == "make" && code == 0) << testing::PrintToString(all);
+    }
+}
+
 TEST_F(Commands, EvaluatePrintsTheTimesInOrderAndTheSameEachTime)
 {
     const Words words = {"evaluate", made_, "--at", "2", "--at", "0.5", "--input", "A=21"};
@@ -165,10 +202,10 @@ TEST_F(Commands, AConfinedPictureIsTheSameToThePixel)
   "c": {"class": "QCClear", "inputs": {"inputColor": "#204060ff"}},
   "i": {"class": "QCImageLoader", "settings": {"imageData": {"image": "code.png"}}},
   "p": {"class": "QCImageFilter", "identifier": "CIGaussianBlur", "inputs": {"inputRadius": 2}},
-  "b": {"class": "QCBillboard", "inputs": {"inputWidth": 0.8, "inputX": -0.4}},
+  "b": {"class": "QCBillboard", "settings": {"sizeMode": "custom"}, "inputs": {"inputWidth": 0.8, "inputX": -0.4}},
   "s": {"class": "QCJavaScript", "settings": {"newMode": 1, "script": "function (__string t) main (__number n) { var r = new Object(); r.t = 'Ärger, 音楽 ' + 6 * 7; return r; }"}},
   "w": {"class": "QCTextImage", "inputs": {"inputGlyphSize": 0.2}},
-  "t": {"class": "QCBillboard", "inputs": {"inputWidth": 0.8, "inputX": 0.4}}},
+  "t": {"class": "QCBillboard", "settings": {"sizeMode": "custom"}, "inputs": {"inputWidth": 0.8, "inputX": 0.4}}},
  "connections": ["i.outputImage > p.inputImage", "p.outputImage > b.inputImage", "s.t > w.inputString", "w.outputImage > t.inputImage"]})json");
     printed({"make", source, folder_ / "all.qtz"});
     std::string pictures[2];

@@ -139,19 +139,22 @@ TEST_F(Play, AServerThatGoesAwayIsNoFailure)
 
 TEST_F(Play, WatchingLoadsWhatAnEditorPutInThePlaceOfTheFileAndOutlivesNonsense)
 {
+    const std::string kHalfWritten = ":1:14: error: invalid string: missing closing quote; expected string literal\n";
     for (const std::string name : {"live.qtz", "live.json"}) {
         const auto save = [&](const char* colour) { // by renaming, or in place
             return name == "live.qtz" ? composition(colour, name) : written(colour, name);
         };
-        auto program = vitrel({"--window", "100x80", "--watch", save("#ff0000")});
+        auto program = vitrel({"--window", "400x300", "--watch", save("#ff0000")});
         ASSERT_TRUE(becomes(10, 10, 0xFF0000)) << program->errors();
         save("#0000ff");
         EXPECT_TRUE(becomes(10, 10, 0x0000FF));
         folder_.write(name, "{\"patches\": {\"half writ");
-        EXPECT_TRUE(until([&] { return program->saidOneError(); })) << program->errors();
+        EXPECT_TRUE(until([&] { return program->errors() == folder_ / name + kHalfWritten; })) << program->errors();
+        EXPECT_TRUE(until([&] { return pixelAt(30, 280) != 0x0000FFu; })) << "so it says on the picture";
         EXPECT_EQ(pixelAt(10, 10), 0x0000FFu) << "the last good one stays";
         save("#00ff00");
         EXPECT_TRUE(becomes(10, 10, 0x00FF00));
+        EXPECT_EQ(pixelAt(30, 280), 0x00FF00u) << "all is well again";
         endsInOrder(*program);
     }
 }

@@ -98,9 +98,9 @@ TEST(TextForm, SaysWhatIsWrongWhere)
 {
     const char* const noObject = "the text is no JSON object with \"patches\"";
     const std::pair<const char*, const char*> cases[] = {
-        {"", noObject},
+        {"", "in line 1, column 1: unexpected end of input; expected '[', '{', or a literal"},
         {"[]", noObject},
-        {"{\"patches\": {}", noObject},
+        {"// words\n {\"patches\": {}", "in line 2, column 16: unexpected end of input; expected ',' or '}'"},
         {"{\"inputs\": {}}", noObject},
         {R"({"patches": {"a": 1}})", "in /a: a patch is an object"},
         {R"({"patches": {"a": {"class": "QCPatch", "patches": {"b": {}}}}})", "in /a/b: a patch needs a class"},

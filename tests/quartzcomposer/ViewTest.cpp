@@ -179,6 +179,30 @@ TEST_F(View, AFileThatIsNoneLeavesNothingLoaded)
     EXPECT_EQ(framesIn(1), 1u);
 }
 
+// Over the lower left corner, also of a composition that stands still and of the next one, until it is taken away.
+TEST_F(View, ANoticeLiesOverThePictureUntilItIsTakenAway)
+{
+    show(64);
+    ASSERT_TRUE(load(still));
+    framesIn(1);
+    const auto shows = [&](bool isNotice, const char* when) {
+        const auto& picture = *surface->memory.shown();
+        const auto at = [&](int x, int y) { return picture.pixels[std::size_t(y * picture.width + x)] & 0xFFFFFF; };
+        EXPECT_EQ(at(10, 54) == 0xFF0000u, !isNotice) << when;
+        EXPECT_EQ(at(60, 2), 0xFF0000u) << when;
+    };
+    shows(false, "at first");
+    view->setNotice("a");
+    EXPECT_EQ(framesIn(1), 1u);
+    shows(true, "once set");
+    ASSERT_TRUE(load(still));
+    framesIn(1);
+    shows(true, "over the next composition");
+    view->setNotice("");
+    EXPECT_EQ(framesIn(1), 1u);
+    shows(false, "taken away");
+}
+
 // Two views in one process share the context and nothing else; the one that goes takes nothing from the other.
 TEST_F(View, TwoPlaySideBySide)
 {

@@ -35,11 +35,16 @@ CompositionResult readCompositionFile(const std::string& path)
     return bytes ? compositionOfFile(*bytes, path) : CompositionError{whyNot(bytes.error())};
 }
 
+bool isTextForm(std::string_view bytes)
+{
+    // No property list begins so.
+    const auto text = trimmed(bytes);
+    return text.starts_with('{') || text.starts_with("//") || text.starts_with("/*");
+}
+
 CompositionResult compositionOfFile(ByteView bytes, const std::string& path)
 {
-    const auto text = trimmed(textOf(bytes));
-    // No property list begins so.
-    const bool isText = text.starts_with('{') || text.starts_with("//") || text.starts_with("/*");
+    const bool isText = isTextForm(textOf(bytes));
     const auto made
         = isText ? compositionFromText(textOf(bytes), folderOf(path)) : Result<Value, CompositionError>(Value());
     if (!made)

@@ -11,6 +11,9 @@ namespace vitrel::qc {
 // is opened once. Any thread.
 CompositionResult readCompositionFile(const std::string& path);
 
+// Whether a file's bytes are a text form, or are meant to be one.
+bool isTextForm(std::string_view bytes);
+
 // The same of a file's bytes that somebody else has read, from `path`.
 CompositionResult compositionOfFile(ByteView bytes, const std::string& path);
 

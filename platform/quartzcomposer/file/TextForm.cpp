@@ -1,6 +1,7 @@
 #include "platform/quartzcomposer/file/TextForm.h"
 
 #include "base/Text.h"
+#include "platform/quartzcomposer/file/TextTree.h"
 #include "platform/quartzcomposer/file/TextValues.h"
 
 #include <algorithm>
@@ -459,7 +460,12 @@ Result<Value, CompositionError> compositionFromText(std::string_view text, const
     if (!isShapedForParsing(text, 1000, 50'000))
         return CompositionError{"the text nests too deep, or an object in it has too many members"};
     const Json json = Json::parse(text, nullptr, false, true);
-    if (json.is_discarded() || !json.is_object() || !json.contains("patches"))
+    if (const auto tree = json.is_discarded() ? textTree(text) : TextNode(); !tree) {
+        const TextPlace place = TextPlaces(text).at(tree.error().offset);
+        return CompositionError{"in line " + std::to_string(place.line) + ", column " + std::to_string(place.column)
+            + ": " + tree.error().reason};
+    }
+    if (!json.is_object() || !json.contains("patches"))
         return CompositionError{"the text is no JSON object with \"patches\""};
     Maker maker(folder);
     auto made = maker.composition(json);

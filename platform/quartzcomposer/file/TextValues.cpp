@@ -26,14 +26,6 @@ bool isSpecial(std::string_view key)
     return false;
 }
 
-int hexDigit(char c)
-{
-    return c >= '0' && c <= '9' ? c - '0'
-        : c >= 'a' && c <= 'f'  ? c - 'a' + 10
-        : c >= 'A' && c <= 'F'  ? c - 'A' + 10
-                                : -1;
-}
-
 // Only if the short form reads back as the same colour.
 std::optional<std::string> colorText(const Dictionary& members)
 {
@@ -66,6 +58,14 @@ Json linesOf(const std::string& text)
 }
 
 } // namespace
+
+int hexDigit(char c)
+{
+    return c >= '0' && c <= '9' ? c - '0'
+        : c >= 'a' && c <= 'f'  ? c - 'a' + 10
+        : c >= 'A' && c <= 'F'  ? c - 'A' + 10
+                                : -1;
+}
 
 std::optional<NSColor> colorFromHex(const std::string& text)
 {

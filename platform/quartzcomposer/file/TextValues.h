@@ -29,6 +29,9 @@ struct TextBudget {
 // "real" ("nan", "inf", "-inf"), "dictionary" (one that looks like one of these).
 nlohmann::ordered_json valueJson(const Value& value, TextBudget& budget);
 
+// Of a hexadecimal digit; -1 for any other character.
+int hexDigit(char c);
+
 // "#rrggbb" or "#rrggbbaa"; absent for any other text.
 std::optional<NSColor> colorFromHex(const std::string& text);
 

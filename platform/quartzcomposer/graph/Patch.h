@@ -183,6 +183,13 @@ struct Settings {
     std::string text(const std::string& key, const std::string& usual = {}) const;
 };
 
+// What is wrong with a text of an author's that stands in a setting: a script, a kernel.
+struct SourceFault {
+    std::string setting;
+    std::uint32_t line = 0, column = 0; // of that text, from 1; 0: of the whole
+    std::string reason; // one line
+};
+
 // One element of the graph. Main thread.
 class Patch
 {
@@ -204,6 +211,8 @@ public:
     virtual Kind kind() const { return Kind::Pure; }
     // What `inspect` names if the class is known but its settings ask for what isn't there; else empty.
     virtual std::string unsupported() const { return {}; }
+    // What `make` says of the texts in the settings that `configure` was given; nothing of them is run.
+    virtual std::vector<SourceFault> sourceFaults(const Settings&) const { return {}; }
 
     // Computes the outputs. The inputs are up to date, but for lazy ones.
     virtual void evaluate(Evaluation&) { }

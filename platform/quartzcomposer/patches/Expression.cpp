@@ -87,15 +87,17 @@ public:
         return good && at_ == text_.size();
     }
 
-private:
-    using Op = Expression::Op;
-
+    // How far it was read, and the blanks behind.
     std::size_t skipped()
     {
         while (at_ < text_.size() && isBlank(text_[at_]))
             ++at_;
         return at_;
     }
+
+private:
+    using Op = Expression::Op;
+
     bool take(std::string_view token)
     {
         skipped();
@@ -260,8 +262,12 @@ private:
 Expression Expression::parse(std::string_view text)
 {
     Expression expression;
-    if (text.size() > kMaxText || !ExpressionParser(text, expression).parse())
-        expression.steps_.clear();
+    ExpressionParser parser(text.substr(0, kMaxText), expression);
+    if (text.size() <= kMaxText && parser.parse())
+        return expression;
+    expression.steps_.clear();
+    if (std::any_of(text.begin(), text.end(), [](char c) { return !isBlank(c); }))
+        expression.fault_ = std::min(parser.skipped(), kMaxText);
     return expression;
 }
 

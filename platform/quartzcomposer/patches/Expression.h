@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -16,6 +18,9 @@ public:
     // A broken or empty text, one above 64 kB, with more than 1024 variables or nested deeper than 256 levels, gives an
     // expression that is 0; its variables are still listed, as far as it could be read.
     static Expression parse(std::string_view text);
+
+    // Where a broken text can't be read on, in bytes; absent for a whole one, and for an empty one.
+    std::optional<std::size_t> fault() const { return fault_; }
 
     // In the order of their first appearance.
     const std::vector<std::string>& variables() const { return variables_; }
@@ -55,6 +60,7 @@ private:
     };
     std::vector<Step> steps_; // in reverse Polish order
     std::vector<std::string> variables_;
+    std::optional<std::size_t> fault_;
 };
 
 } // namespace vitrel::qc

@@ -2,6 +2,8 @@
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
 #include "platform/quartzcomposer/patches/Expression.h"
 
+#include <algorithm>
+
 namespace vitrel::qc {
 
 namespace {
@@ -28,6 +30,19 @@ private:
         for (const std::string& name : expression_.variables())
             variables_.push_back(&addInput(name, PortType::Number, 0.0));
         values_.resize(variables_.size());
+    }
+    std::vector<SourceFault> sourceFaults(const Settings& settings) const override
+    {
+        const std::string text = settings.text("expression");
+        if (!expression_.fault())
+            return {};
+        const std::string before = text.substr(0, *expression_.fault());
+        const auto line = static_cast<std::uint32_t>(1 + std::count(before.begin(), before.end(), '\n'));
+        const auto begin = before.rfind('\n') == before.npos ? 0 : before.rfind('\n') + 1;
+        const auto column = static_cast<std::uint32_t>(before.size() - begin + 1);
+        return {{"expression", line, column,
+            before.size() < text.size() ? "the expression can't be read on from here"
+                                        : "the expression isn't complete"}};
     }
     void evaluate(Evaluation&) override
     {

@@ -119,6 +119,19 @@ private:
     }
     std::string unsupported() const override { return isBroken_ ? "QCImageKernel" : std::string(); }
 
+    std::vector<SourceFault> sourceFaults(const Settings& settings) const override
+    {
+        std::vector<SourceFault> faults;
+        const std::string source = settings.text("sourceCode");
+        const auto translated = translatedKernels(source);
+        if (!translated && source.find_first_not_of(" \t\r\n") != std::string::npos)
+            faults.push_back(
+                {"sourceCode", translated.error().line, translated.error().column, translated.error().reason});
+        if (translated && isBroken_)
+            faults.push_back({"main", 0, 0, "there is no function __image main (__image image, ...)"});
+        return faults;
+    }
+
     void evaluate(Evaluation&) override { result.set(kernel_ && !isBroken_ ? computed() : nullptr); }
     ImageRef computed()
     {

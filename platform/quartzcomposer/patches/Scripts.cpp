@@ -147,6 +147,26 @@ private:
             results_.push_back(std::move(result));
         }
     }
+    std::vector<SourceFault> sourceFaults(const Settings& settings) const override
+    {
+        const std::string text = settings.text("script");
+        const auto header = parseScriptHeader(text);
+        if (!header)
+            return {{"script", 0, 0,
+                "the script has no function main with types: function (__number result) main (__number value)"}};
+        const auto error = Script::check(header->source);
+        if (!error)
+            return {};
+        // The header's line reads otherwise in the plain script.
+        const bool isAsWritten = lineOf(text, error->line) == lineOf(header->source, error->line);
+        return {{"script", error->line, isAsWritten ? error->column : 1, error->message}};
+    }
+    static std::string_view lineOf(std::string_view text, std::uint32_t line)
+    {
+        for (; line > 1 && text.find('\n') != text.npos; --line)
+            text.remove_prefix(text.find('\n') + 1);
+        return text.substr(0, text.find('\n'));
+    }
     template <class Make> static void each(const ScriptParameter& parameter, Make make)
     {
         if (parameter.arrayCount == 0)

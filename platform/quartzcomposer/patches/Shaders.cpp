@@ -55,6 +55,14 @@ private:
     }
     bool alwaysConsumer() const override { return true; }
     std::string unsupported() const override { return isBroken_ ? "QCGLSLShader" : std::string(); }
+    std::vector<SourceFault> sourceFaults(const Settings& settings) const override
+    {
+        const auto translated = translatedShader(settings.text("vertexShader"), settings.text("fragmentShader"));
+        if (translated)
+            return {};
+        const ShadingError& error = translated.error();
+        return {{error.isOfVertexShader ? "vertexShader" : "fragmentShader", error.line, error.column, error.reason}};
+    }
 
     void runNodes(Evaluation& e) override
     {

@@ -35,6 +35,15 @@ bool doNothing(JSContext*, unsigned count, JS::Value* values)
     return true;
 }
 
+// From 1. Versions of the engine before 115 count from 0 and give a plain number.
+template <class Report> std::uint32_t columnOf(const Report& report)
+{
+    if constexpr (requires { report.column.oneOriginValue(); })
+        return report.column.oneOriginValue();
+    else
+        return report.column + 1;
+}
+
 } // namespace
 
 struct Script::Engine final : ScriptEngine::Keeper {
@@ -51,7 +60,9 @@ struct Script::Engine final : ScriptEngine::Keeper {
         shared->remove(*this);
     }
     bool makeGlobal();
-    std::string takeMessage(const ScriptEngine::Budget& budget, double milliseconds);
+    // What went wrong; counts what mustn't go wrong often, and leaves no exception behind.
+    ScriptError takeError(const ScriptEngine::Budget& budget, double milliseconds);
+    std::string takeMessage(const ScriptEngine::Budget& budget, double milliseconds); // the same in one text
     JSObject* keeps() const override { return global; }
     void letGo() override;
     static bool random(JSContext* context, unsigned count, JS::Value* values);
@@ -105,8 +116,7 @@ bool Script::Engine::makeGlobal()
     return JS_DefineFunction(context, mathObject, "random", random, 0, 0);
 }
 
-// What went wrong, and counts what mustn't go wrong often. Leaves no exception behind.
-std::string Script::Engine::takeMessage(const ScriptEngine::Budget& budget, double milliseconds)
+ScriptError Script::Engine::takeError(const ScriptEngine::Budget& budget, double milliseconds)
 {
     JSContext* context = shared->context();
     needsMemory = budget.isFull() || JS_IsThrowingOutOfMemory(context);
@@ -114,22 +124,30 @@ std::string Script::Engine::takeMessage(const ScriptEngine::Budget& budget, doub
         JS_ClearPendingException(context);
         ++failures;
         runsSinceFailure = 0;
-        return needsMemory ? "The script needs too much memory"
-                           : "The script ran longer than " + std::to_string(int(milliseconds)) + " ms";
+        return {needsMemory ? "The script needs too much memory"
+                            : "The script ran longer than " + std::to_string(int(milliseconds)) + " ms"};
     }
     if (!JS_IsExceptionPending(context))
-        return "The script was ended";
+        return {"The script was ended"};
     JS::ExceptionStack stack(context);
     JS::ErrorReportBuilder report(context);
-    std::string message = "The script threw an exception";
+    ScriptError error{"The script threw an exception"};
     if (JS::StealPendingExceptionStack(context, &stack)
         && report.init(context, stack, JS::ErrorReportBuilder::NoSideEffects)) {
-        message = report.toStringResult().c_str();
-        if (report.report() && report.report()->lineno)
-            message += " (line " + std::to_string(report.report()->lineno) + ")";
+        error.message = report.toStringResult().c_str();
+        if (report.report()) {
+            error.line = report.report()->lineno;
+            error.column = columnOf(*report.report());
+        }
     }
     JS_ClearPendingException(context);
-    return message;
+    return error;
+}
+
+std::string Script::Engine::takeMessage(const ScriptEngine::Budget& budget, double milliseconds)
+{
+    const ScriptError error = takeError(budget, milliseconds);
+    return error.line ? error.message + " (line " + std::to_string(error.line) + ")" : error.message;
 }
 
 void Script::Engine::letGo()
@@ -189,6 +207,31 @@ Result<std::unique_ptr<Script>, ScriptError> Script::compile(std::string_view so
     if (!made.main.isObject() || !JS::IsCallable(&made.main.toObject()))
         return ScriptError{"The script has no function main"};
     return script;
+}
+
+std::optional<ScriptError> Script::check(std::string_view source)
+{
+    if (source.size() > kLongestScript)
+        return ScriptError{"The script is too long"};
+    auto shared = ScriptEngine::ofThisThread();
+    if (!shared)
+        return ScriptError{"The script engine can't be started"};
+    JSContext* context = shared->context();
+    Engine engine(shared);
+    if (!engine.makeGlobal()) {
+        JS_ClearPendingException(context);
+        return ScriptError{"There is no memory for a script"};
+    }
+    const JSAutoRealm realm(context, engine.global);
+    const ScriptEngine::Budget budget(*shared, ScriptLimits().compileMilliseconds, ScriptRecord::nameOf(source));
+    JS::CompileOptions options(context);
+    options.setFileAndLine("script", 1);
+    JS::SourceText<mozilla::Utf8Unit> text;
+    const std::string good = repairedUtf8(source);
+    if (text.init(context, good.data(), good.size(), JS::SourceOwnership::Borrowed)
+        && JS::Compile(context, options, text))
+        return std::nullopt;
+    return engine.takeError(budget, ScriptLimits().compileMilliseconds);
 }
 
 std::optional<ScriptObject> Script::run(const std::vector<ScriptValue>& arguments)

@@ -22,6 +22,7 @@ struct ScriptLimits {
 
 struct ScriptError {
     std::string message;
+    std::uint32_t line = 0, column = 0; // from 1; 0: not known
 };
 
 // A plain JavaScript text with a function `main`, loaded and ready to be called. Scripts of one thread share an engine
@@ -35,6 +36,8 @@ public:
     // Runs the text once, so that what stands outside of `main` is ready; it keeps its state from run to run. An error
     // if the text is no JavaScript, throws, uses up its time or memory, or has no `main`.
     static Result<std::unique_ptr<Script>, ScriptError> compile(std::string_view source, ScriptLimits limits = {});
+    // Why the text is no JavaScript; absent if it is. Nothing of it is run.
+    static std::optional<ScriptError> check(std::string_view source);
     ~Script();
     Script(const Script&) = delete;
     Script& operator=(const Script&) = delete;

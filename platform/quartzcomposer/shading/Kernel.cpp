@@ -321,11 +321,11 @@ Result<std::vector<std::shared_ptr<const Kernel>>, ShadingError> translatedKerne
     auto tokens = shadingTokens(source);
     if (!tokens)
         return tokens.error();
-    if (!isWellBracketed(*tokens))
-        return ShadingError{"brackets that don't match, or too many"};
+    if (auto fault = faultOfBrackets(*tokens))
+        return *std::move(fault);
     for (const Token& token : *tokens) {
         if (token.kind == Token::Directive)
-            return ShadingError{"there is no preprocessor"};
+            return ShadingError("there is no preprocessor", token);
     }
     return kernel::Translator(*std::move(tokens)).all();
 }

@@ -50,7 +50,7 @@ public:
         while (peek().kind != Token::End)
             unit();
         if (!error_.empty())
-            return ShadingError{error_};
+            return error();
         if (kernels_.empty())
             return ShadingError{"there is no kernel"};
         return std::move(kernels_);

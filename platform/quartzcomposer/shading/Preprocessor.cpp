@@ -39,11 +39,11 @@ public:
             if (token.kind == Token::Directive)
                 directive(token.text);
             if (!error_.empty())
-                return ShadingError{error_};
+                return ShadingError(error_, token);
         }
         if (!conditions_.empty())
             return ShadingError{"#endif is missing"};
-        out_.push_back({Token::End, {}});
+        out_.push_back(tokens.back());
         return std::move(out_);
     }
 

@@ -81,8 +81,11 @@ public:
             fail("there is no main");
         for (const auto& [name, function] : functions_)
             size(name, 0);
-        if (!error_.empty())
-            return ShadingError{error_};
+        if (!error_.empty()) {
+            ShadingError found = error();
+            found.isOfVertexShader = isVertex_;
+            return found;
+        }
         return shaderPrelude(out_, isVertex_, names_.coordinates) + out_ + shaderMain(out_, isVertex_, zeroed_);
     }
 
@@ -149,10 +152,10 @@ std::string StageText::emit()
         at_ += error_.empty() ? 3 : 0;
         return "qc_fragColor";
     }
-    ++at_;
+    const std::string word = token.kind == Token::Word ? renamed(token.text) : token.text;
+    at_ += error_.empty();
     if (token.kind != Token::Word)
-        return token.text;
-    const std::string word = renamed(token.text);
+        return word;
     if (current_) {
         current_->own += 1;
         if (at("("))
@@ -442,13 +445,17 @@ Result<Shader, ShadingError> translatedShader(std::string_view vertex, std::stri
     for (const bool isVertex : {true, false}) {
         const std::string_view given = isVertex ? vertex : fragment;
         const auto raw = shadingTokens(!blank(given) ? given : isVertex ? kUsualVertexShader : kUsualFragmentShader);
+        const auto faulty = [isVertex](ShadingError error) {
+            error.isOfVertexShader = isVertex;
+            return error;
+        };
         if (!raw)
-            return raw.error();
+            return faulty(raw.error());
         auto tokens = preprocessed(*raw);
         if (!tokens)
-            return tokens.error();
-        if (!isWellBracketed(*tokens))
-            return ShadingError{"brackets that don't match, or too many"};
+            return faulty(tokens.error());
+        if (auto fault = faultOfBrackets(*tokens))
+            return faulty(*std::move(fault));
         stages.emplace_back(*std::move(tokens), isVertex, names);
         stages.back().look();
     }

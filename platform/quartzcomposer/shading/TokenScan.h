@@ -31,14 +31,20 @@ protected:
     }
     void fail(std::string reason)
     {
-        if (error_.empty())
+        if (error_.empty()) {
             error_ = std::move(reason);
+            failed_ = at_;
+        }
         at_ = tokens_.size() - 1;
     }
+
+    // The first fault, and where it was seen.
+    ShadingError error() const { return {error_, tokens_[std::min(failed_, tokens_.size() - 1)]}; }
 
     std::vector<Token> tokens_; // the last is the end
     std::size_t at_ = 0;
     std::string error_; // of the first fault
+    std::size_t failed_ = 0;
 };
 
 } // namespace vitrel::qc

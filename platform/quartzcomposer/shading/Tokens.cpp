@@ -53,13 +53,24 @@ public:
             if (tokens_.size() >= kMaxShadingTokens)
                 return ShadingError{"too many words"};
             if (!one())
-                return ShadingError{"a character that doesn't belong there"};
+                return ShadingError("a character that doesn't belong there", placed(Token::Symbol, {}));
         }
-        tokens_.push_back({Token::End, {}});
+        tokens_.push_back(placed(Token::End, {}));
         return std::move(tokens_);
     }
 
 private:
+    // A token that begins where the text is read now.
+    Token placed(Token::Kind kind, std::string text)
+    {
+        for (; counted_ < at_; ++counted_) {
+            if (text_[counted_] == '\n') {
+                ++line_;
+                lineBegin_ = counted_ + 1;
+            }
+        }
+        return {kind, std::move(text), line_, static_cast<std::uint32_t>(at_ - lineBegin_ + 1)};
+    }
     char peek(std::size_t ahead = 0) const { return at_ + ahead < text_.size() ? text_[at_ + ahead] : '\0'; }
 
     void skipBlanks()
@@ -79,7 +90,7 @@ private:
     }
     void take(Token::Kind kind, std::size_t length)
     {
-        tokens_.push_back({kind, std::string(text_.substr(at_, length))});
+        tokens_.push_back(placed(kind, std::string(text_.substr(at_, length))));
         at_ += length;
         lineStarts_ = false;
     }
@@ -118,7 +129,8 @@ private:
     // The rest of the line, and of those that a backslash joins to it.
     bool directive()
     {
-        std::string line;
+        Token token = placed(Token::Directive, {});
+        std::string& line = token.text;
         for (++at_; at_ < text_.size() && peek() != '\n'; ++at_) {
             if (peek() == '\\' && (peek(1) == '\n' || (peek(1) == '\r' && peek(2) == '\n'))) {
                 at_ += peek(1) == '\n' ? 1 : 2;
@@ -134,12 +146,13 @@ private:
                 line += peek();
             }
         }
-        tokens_.push_back({Token::Directive, line});
+        tokens_.push_back(std::move(token));
         return true;
     }
 
     std::string_view text_;
-    std::size_t at_ = 0;
+    std::size_t at_ = 0, counted_ = 0, lineBegin_ = 0;
+    std::uint32_t line_ = 1;
     bool lineStarts_ = true;
     std::vector<Token> tokens_;
 };
@@ -153,9 +166,9 @@ Result<std::vector<Token>, ShadingError> shadingTokens(std::string_view text)
     return Lexer(text).all();
 }
 
-bool isWellBracketed(const std::vector<Token>& tokens)
+std::optional<ShadingError> faultOfBrackets(const std::vector<Token>& tokens)
 {
-    std::string open;
+    std::vector<const Token*> open;
     int terms = 0, otherwise = 0;
     for (const Token& token : tokens) {
         if (token.kind == Token::Directive || token.kind == Token::End)
@@ -166,18 +179,21 @@ bool isWellBracketed(const std::vector<Token>& tokens)
         if (token.is(";") || token.is("{") || token.is("}"))
             terms = 0;
         if (++terms > kMaxTerms || otherwise > 256)
-            return false;
+            return ShadingError("a statement without end", token);
         if (c == '(' || c == '[' || c == '{') {
-            open += c == '(' ? ')' : c == '[' ? ']' : '}';
+            open.push_back(&token);
             if (open.size() > static_cast<std::size_t>(kMaxBrackets))
-                return false;
+                return ShadingError("too many brackets in brackets", token);
         } else if (c == ')' || c == ']' || c == '}') {
-            if (open.empty() || open.back() != c)
-                return false;
+            const char opening = c == ')' ? '(' : c == ']' ? '[' : '{';
+            if (open.empty() || open.back()->text.front() != opening)
+                return ShadingError("a bracket that nothing opens", token);
             open.pop_back();
         }
     }
-    return open.empty();
+    if (open.empty())
+        return std::nullopt;
+    return ShadingError("a bracket that nothing closes", *open.back());
 }
 
 bool isWordOfGlsl330(std::string_view word)
