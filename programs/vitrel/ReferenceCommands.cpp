@@ -1,4 +1,6 @@
 // What there is to write compositions with: patches, schema.
+#include "platform/quartzcomposer/checking/Diagnostic.h"
+#include "platform/quartzcomposer/checking/NearestName.h"
 #include "platform/quartzcomposer/reference/ReferenceJson.h"
 #include "platform/quartzcomposer/reference/ReferenceText.h"
 #include "platform/quartzcomposer/reference/Schema.h"
@@ -25,6 +27,20 @@ std::size_t columnsOfTerminal()
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
 }
 
+// The name that was probably meant; a kind may be called by its own.
+std::string nearest(const std::vector<qc::ReferenceFamily>& families, const std::string& name)
+{
+    std::vector<std::string> names;
+    for (const auto& family : families) {
+        for (const auto& patch : family.patches) {
+            names.push_back(patch.name);
+            if (const auto slash = patch.name.find('/'); slash != std::string::npos)
+                names.push_back(patch.name.substr(slash + 1));
+        }
+    }
+    return qc::nearestHint(name, names);
+}
+
 int patches(const std::string& name, bool asJson)
 {
     const auto families = qc::reference(qc::allPatches());
@@ -38,7 +54,7 @@ int patches(const std::string& name, bool asJson)
     }
     const qc::ReferencePatch* patch = qc::patchNamed(families, name);
     if (!patch)
-        return complain("there is no class \"" + name + "\"");
+        return complain("there is no class " + qc::quoted(name) + nearest(families, name));
     std::cout << qc::referencePage(*patch, columnsOfTerminal());
     return 0;
 }

@@ -142,7 +142,8 @@ TEST(Reference, EveryPatchTellsAllOfItselfAndNothingElse)
 TEST(Reference, KnowsThePortsOfCompositionsThatArePlayed)
 {
     std::size_t count = 0;
-    for (const char* folder : {VITREL_EXAMPLES, VITREL_COMPOSITIONS, VITREL_RESOURCES}) {
+    for (const char* folder :
+        {VITREL_EXAMPLES, VITREL_SOURCE "/examples/compositions", VITREL_SOURCE "/resources/compositions"}) {
         for (const auto& entry : fs::directory_iterator(folder)) {
             if (entry.path().extension() != ".json")
                 continue;

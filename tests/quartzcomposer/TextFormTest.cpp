@@ -162,6 +162,7 @@ TEST(TextForm, StandsWrongTypesEverywhere)
     const char* const members[] = {"class", "identifier", "inputs", "outputs", "settings", "patches", "connections",
         "values", "raw", "virtualPatches"};
     const char* const wrong[] = {"1", "\"t\"", "[1]", "[[]]", "{\"a\": 1}", "{\"a\": {\"b\": [1]}}", "null",
+        "{\"a\": {\"lines\": 1}, \"b\": {\"lines\": {\"c\": 1}}}",
         "{\"ports\": 1, \"published\": [], \"state\": 3, \"stored\": \"x\", \"top\": 1}",
         "{\"ports\": {\"ivarInputPortStates\": {\"a\": [1]}}, \"published\": {\"publishedInputPorts\": 1}}"};
     for (const char* member : members) {

@@ -107,7 +107,7 @@ private:
         if (!top.member("patches"))
             tell(Severity::Error, top.offset, "a composition is an object with \"patches\"");
         PatchReader reader(top, registry_, path_);
-        patch(reader.read(top), {"values", "virtualPatches"});
+        patch(reader.read(top), {"values", "virtualPatches", "$schema"}); // an editor asks for the last
         const TextNode* definitions = section(top, "virtualPatches", Kind::Object, "an object of compositions");
         for (const TextNode& definition : definitions ? definitions->children : std::vector<TextNode>()) {
             if (!definition.key.starts_with('/'))

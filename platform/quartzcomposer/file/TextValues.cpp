@@ -178,7 +178,7 @@ Value ValueReader::special(const std::string& kind, const Json& json)
         return Date::fromReferenceDate(json.get<double>());
     if (kind == "lines") {
         std::string joined;
-        for (std::size_t k = 0; k < json.size(); ++k)
+        for (std::size_t k = 0; json.is_array() && k < json.size(); ++k)
             joined += (k ? "\n" : "") + (json[k].is_string() ? json[k].get<std::string>() : std::string());
         return joined;
     }

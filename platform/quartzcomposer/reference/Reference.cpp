@@ -1,6 +1,7 @@
 #include "platform/quartzcomposer/reference/Reference.h"
 
 #include "base/Text.h"
+#include "platform/quartzcomposer/checking/ValueCheck.h"
 #include "platform/quartzcomposer/file/TextValues.h"
 #include "platform/quartzcomposer/graph/Macro.h"
 
@@ -201,17 +202,8 @@ const char* typeInWords(PortType type)
 
 std::string measureInWords(const Measure& measure)
 {
-    std::string words;
-    for (std::size_t k = 0; k < measure.labels.size(); ++k)
-        words += (k ? ", " : "") + std::to_string(k) + " " + measure.labels[k];
-    if (!words.empty())
-        return words;
-    const bool hasLeast = std::isfinite(measure.least), hasMost = std::isfinite(measure.most);
-    words = hasLeast && hasMost ? shortestDecimal(measure.least) + " to " + shortestDecimal(measure.most)
-        : hasLeast              ? "at least " + shortestDecimal(measure.least)
-        : hasMost               ? "at most " + shortestDecimal(measure.most)
-                                : "";
-    return std::string(measure.unit) + (*measure.unit && !words.empty() ? ", " : "") + words;
+    const std::string range = rangeInWords(measure);
+    return std::string(measure.unit) + (*measure.unit && !range.empty() ? ", " : "") + range;
 }
 
 const char* kindInWords(DescribedSetting::Kind kind)

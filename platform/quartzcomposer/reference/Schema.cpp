@@ -326,11 +326,9 @@ Json members(bool isOutermost, const char* patches)
     return json;
 }
 
-// Members that begin so are comments.
 Json closed(Json properties)
 {
-    return {{"type", "object"}, {"properties", std::move(properties)}, {"patternProperties", {{"^//", true}}},
-        {"additionalProperties", false}};
+    return {{"type", "object"}, {"properties", std::move(properties)}, {"additionalProperties", false}};
 }
 
 } // namespace
