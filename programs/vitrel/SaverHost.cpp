@@ -108,8 +108,11 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
         traceFile_.open(options.trace, options.addToTrace ? std::ios::app : std::ios::trunc);
         if (!traceFile_)
             return complain("can't write " + options.trace);
+        // Beside a device or a pipe there is no place for pictures.
+        if (std::error_code error; std::filesystem::is_regular_file(options.trace, error))
+            tracePictures_ = std::make_unique<TracePictures>(pictureFolderOf(options.trace));
         trace_ = std::make_unique<InputTrace>(
-            clock_, [this](const std::string& line) { traceFile_ << line << std::flush; });
+            clock_, [this](const std::string& line) { traceFile_ << line << std::flush; }, tracePictures_.get());
     }
     choose(options);
     firstView_ = options.firstView;
@@ -122,6 +125,8 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
         view->onFirstFrame = [this] { firstPictureIsThere(); };
         view->onLoad = [this, weak, view = view.get()] {
             knowFeedInput(*view);
+            if (trace_ && !std::exchange(hasLoaded_, true))
+                trace_->beginAnew(hasPicture_);
             // After the first publication, which comes in this turn.
             runLoop_.post([this, weak] { applyInputs(weak); });
         };
@@ -316,6 +321,8 @@ void SaverHost::firstPictureIsThere()
 {
     if (std::exchange(hasPicture_, true))
         return;
+    if (trace_)
+        trace_->run();
     artwork_.resume();
 }
 

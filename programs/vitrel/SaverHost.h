@@ -103,12 +103,13 @@ private:
     PoolQueue userInteractive_{2}, userInitiated_{2}, artwork_{2};
     PoolQueue feeds_{4}; // of as many addresses at once
     std::ofstream traceFile_;
+    std::unique_ptr<TracePictures> tracePictures_;
     std::unique_ptr<InputTrace> trace_;
     std::vector<InputArgument> inputs_;
     int firstView_ = 0;
     std::string traceName_;
     bool isConfined_ = false;
-    bool stopping_ = false, isForThisRun_ = false, hasPicture_ = false;
+    bool stopping_ = false, isForThisRun_ = false, hasLoaded_ = false, hasPicture_ = false;
     Surroundings surroundings_;
     std::unique_ptr<PlayerProvider> players_;
     SessionBus* sessionBus_ = nullptr; // theirs
