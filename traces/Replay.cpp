@@ -40,6 +40,15 @@ void Replay::advance(double time, const Writer& writer)
         write(eventOf(trace_, trace_.lines[at_], images_), writer);
 }
 
+void Replay::rewind()
+{
+    at_ = 0;
+    time_ = 0;
+    beatAt_ = -std::numeric_limits<double>::infinity();
+    heard_ = {};
+    later_.clear();
+}
+
 std::optional<double> Replay::next() const
 {
     if (!later_.empty())

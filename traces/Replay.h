@@ -25,6 +25,8 @@ public:
     // rose and fell since the last step is down again in the next one only: an edge between two frames starts
     // something, too.
     void advance(double time, const Writer& writer);
+    // To the beginning, ahead of the first line.
+    void rewind();
     // When the next step has something to do; absent at the end.
     std::optional<double> next() const;
 

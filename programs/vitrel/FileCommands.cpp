@@ -4,9 +4,13 @@
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
+#include "platform/quartzcomposer/loading/LoadQueue.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Confining.h"
+#include "programs/vitrel/SaverOptions.h"
 #include "programs/vitrel/ValueJson.h"
+#include "traces/Replay.h"
+#include "traces/TracePictures.h"
 
 #include <algorithm>
 #include <iostream>
@@ -77,8 +81,20 @@ struct EvaluateOptions {
     std::vector<double> at;
     std::vector<std::string> inputs;
     double fps = 60;
-    std::string size = "1280x720";
+    std::string replay; // a trace; empty: none
+    std::optional<int> view;
 };
+
+// The trace that feeds it, if one is to; an exit code, with a line on standard error, if that can't be read.
+Result<std::unique_ptr<Replay>, int> replayFor(const EvaluateOptions& options)
+{
+    if (options.replay.empty())
+        return std::unique_ptr<Replay>();
+    auto trace = readTrace(options.replay, options.view);
+    if (!trace)
+        return complain(trace.error());
+    return std::make_unique<Replay>(*std::move(trace));
+}
 
 int evaluate(EvaluateOptions options)
 {
@@ -97,12 +113,22 @@ int evaluate(EvaluateOptions options)
     if (options.at.empty())
         options.at.push_back(0);
     std::sort(options.at.begin(), options.at.end());
+    const auto replay = replayFor(options);
+    if (!replay)
+        return replay.error();
+    qc::loadAtOnce();
     qc::NullCanvas canvas(1280, 720);
     qc::Stage stage(canvas);
     std::uint64_t step = 0;
     for (const double at : options.at) {
         const auto play = [&](double time) {
-            graph.frame(stage, time, Date::fromReferenceDate(time));
+            Date date = Date::fromReferenceDate(time);
+            if (Replay* const feeds = replay->get()) {
+                feeds->advance(time, [&](const Value& value, const std::string& key) { graph.setInput(key, value); });
+                graph.hear({feeds->heard(), feeds->isSilent()});
+                date = feeds->date();
+            }
+            graph.frame(stage, time, date);
             std::vector<std::pair<std::string, qc::PortValue>> outputs;
             for (const auto& port : graph.outputs())
                 outputs.emplace_back(port.key, graph.output(port.key, stage));
@@ -161,9 +187,13 @@ void addEvaluate(CLI::App& app, Action& action)
         ->allow_extra_args(false);
     command->add_option("--fps", options->fps, "Frames a second")->check(CLI::Range(0.01, 1000.0));
     command->add_option("--input", options->inputs, "KEY=VALUE sets a published input")->allow_extra_args(false);
+    addReplayOptions(*command, options->replay, options->view);
     command->callback([&action, options] {
         action = [=] {
-            confineToDrawing({{options->path}, {}});
+            CommandFiles files{{options->path}, {}};
+            if (!options->replay.empty())
+                files.alone = {options->replay, pictureFolderOf(options->replay)};
+            confineToDrawing(files);
             return evaluate(*options);
         };
     });

@@ -186,6 +186,8 @@ void Macro::execute(Evaluation& e)
     }
     pullInputs(e);
     timeForNodes(e);
+    if (e.observer)
+        e.observer->computes();
     runNodes(e);
     leave(e);
 }
@@ -197,6 +199,8 @@ void Macro::update(Evaluation& e)
     pullInputs(e);
     timeForNodes(e);
     const std::uint64_t before = versionOfOutputs();
+    if (e.observer)
+        e.observer->computes();
     updatePublished(e);
     noteCycle(e, before);
     leave(e);

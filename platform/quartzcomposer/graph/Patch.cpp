@@ -232,6 +232,8 @@ bool Patch::enter(Evaluation& e)
     stamp_ = stamp;
     running_ = true;
     ++e.depth;
+    if (e.observer)
+        e.observer->enters(*this);
     return true;
 }
 
@@ -243,6 +245,8 @@ void Patch::noteCycle(Evaluation& e, std::uint64_t versionBefore)
 
 void Patch::leave(Evaluation& e)
 {
+    if (e.observer)
+        e.observer->leaves(*this);
     --e.depth;
     running_ = false;
 }
@@ -276,6 +280,8 @@ void Patch::update(Evaluation& e)
     } else if (changed || fresh_ || kind() != Kind::Pure) {
         fresh_ = false;
         ++e.evaluations;
+        if (e.observer)
+            e.observer->computes();
         const std::uint64_t before = versionOfOutputs();
         evaluate(e);
         noteCycle(e, before);
@@ -292,14 +298,27 @@ bool Patch::enabled(Evaluation& e)
     return std::get<bool>(static_cast<const PortValue::Base&>(enable_->value()));
 }
 
+void Patch::drawObserved(Evaluation& e)
+{
+    if (e.observer) {
+        e.observer->computes();
+        e.observer->draws();
+    }
+    draw(e);
+}
+
 void Patch::execute(Evaluation& e)
 {
     if (!enabled(e))
         return;
     if (!enter(e)) {
         if (e.copy > 0 && !running_ && !e.exhausted()) {
+            if (e.observer)
+                e.observer->enters(*this);
             ++e.evaluations;
-            draw(e);
+            drawObserved(e);
+            if (e.observer)
+                e.observer->leaves(*this);
         }
         return;
     }
@@ -308,7 +327,7 @@ void Patch::execute(Evaluation& e)
     if (!e.exhausted()) {
         ++e.evaluations;
         evaluate(e);
-        draw(e);
+        drawObserved(e);
     }
     leave(e);
 }
