@@ -19,6 +19,7 @@ void addEvaluate(CLI::App& app, Action& action);
 void addConfigure(CLI::App& app, Action& action);
 void addIdle(CLI::App& app, Action& action);
 void addPreview(CLI::App& app, Action& action);
+void addFilm(CLI::App& app, Action& action);
 void addSnapshot(CLI::App& app, Action& action);
 void addCompositionsCommand(CLI::App& app, Action& action);
 void addFeedURL(CLI::App& app, Action& action);

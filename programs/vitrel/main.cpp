@@ -35,6 +35,7 @@ int main(int argc, char** argv)
     addMake(app, action);
     addEvaluate(app, action);
     addSnapshot(app, action);
+    addFilm(app, action);
     addConfigure(app, action);
     addIdle(app, action);
     addPreview(app, action);

@@ -117,6 +117,38 @@ TEST_F(Replays, TwoPicturesOfAMomentAreEqualToTheByte)
     EXPECT_FALSE(pictures[0] == pictures[2]) << "it moves";
 }
 
+TEST_F(Replays, TwoFilmsAreEqualToTheByteAndAnInterruptedOneIsNone)
+{
+    if (!hasOpenGL())
+        GTEST_SKIP() << "no OpenGL here";
+    const std::string out = folder_ / "out.y4m";
+    const auto film = [&](Words words) {
+        words.insert(words.begin(), {"film", "--size", "34x20", "--seconds", "0.5"});
+        run(words);
+        return TemporaryFolder::read(out);
+    };
+    const std::string first = film({"--replay", trace(), file(), out});
+    EXPECT_EQ(first.size(), first.find('\n') + 1 + 15 * (6 + 34u * 20 * 3 / 2)) << first.substr(0, 80);
+    EXPECT_TRUE(first == film({"--replay", trace(), file(), out}));
+    EXPECT_EQ(run({"film", "--size", "34x20", "--seconds", "0.5", "--replay", trace(), file(), "-"}), first);
+
+    // Green all over, from a value given by hand.
+    const std::string plain
+        = folder_.write("plain.json", R"({"inputs":{"Tint":"C.inputColor"},"patches":{"C":{"class":"QCClear"}}})");
+    const std::string green = film({"--input", "Tint=#00ff00", plain, out});
+    for (std::size_t k = green.size() - 1020; k < green.size() - 340; ++k)
+        EXPECT_NEAR(std::uint8_t(green[k]), 145, 1);
+    EXPECT_NE(film({"--demo", out}), "") << "the default composition, with all that it is fed";
+
+    const std::string long1 = folder_ / "long.webp";
+    const std::size_t before = folder_.count();
+    Program program({"film", "--seconds", "60", file(), long1});
+    RealLoop().turnUntil([&] { return folder_.count() > before; }, 20);
+    program.signal(SIGTERM);
+    EXPECT_TRUE(program.fails(1)) << program.errors();
+    EXPECT_EQ(folder_.count(), before);
+}
+
 // A real run, traced: what it was fed is what its trace feeds.
 TEST_F(Replays, ATraceHasAllThatItTakesToSeeItAgain)
 {
@@ -152,6 +184,13 @@ TEST_F(Replays, WhatIsNoTraceOrHasNoPlaceBesideOneIsSaidInOneLine)
         {{"snapshot", "-o", "x.png", "--replay", trace(), "--trace", "t"}, 2},
         {{"snapshot", "-o", "x.png", "--replay", trace(), "--sound", "off"}, 2},
         {{"snapshot", "-o", "x.png", "--view", "1", file()}, 2},
+        {{"film", file()}, 2},
+        {{"film", "x.mp4"}, 2},
+        {{"film", "--size", "1280x720", "--seconds", "600", file(), "x.gif"}, 2},
+        {{"film", file(), folder_ / "no/x.gif"}, 1},
+        {{"film", folder_ / "none", "x.gif"}, 1},
+        {{"film", "--sound", file(), file(), "x.gif"}, 1},
+        {{"film", "--input", "None=1", file(), "x.gif"}, 1},
     };
     for (const auto& [words, code] : cases) {
         Program program(words);
