@@ -1,10 +1,13 @@
 // Commands that work on composition files and show nothing: inspect, make, evaluate.
+#include "base/Text.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/PropertyList.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 #include "platform/quartzcomposer/loading/LoadQueue.h"
+#include "platform/quartzcomposer/picturing/DiagramText.h"
+#include "platform/quartzcomposer/picturing/GraphPicture.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Confining.h"
 #include "programs/vitrel/SaverOptions.h"
@@ -12,8 +15,12 @@
 #include "traces/Replay.h"
 #include "traces/TracePictures.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <csignal>
 #include <iostream>
+#include <string_view>
 
 namespace vitrel {
 
@@ -59,6 +66,34 @@ int inspect(const std::string& path, bool source)
     printLine({{"inputs", inputs}, {"outputs", outputs}, {"patches", patches}, {"unsupported", unsupported},
         {"stoodIn", stoodIn}});
     return 0;
+}
+
+// Within this time, or not at all: what a file wants to be drawn may be a tangle.
+constexpr unsigned kDrawingSeconds = 30;
+
+void endOfDrawing(int)
+{
+    constexpr std::string_view line = "vitrel: the graph is too tangled to be drawn in half a minute\n";
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
+    _exit(1);
+}
+
+int drawGraph(const std::string& path, const std::string& out, const std::vector<std::string>& open)
+{
+    const auto file = qc::readCompositionFile(path);
+    if (!file)
+        return complain(path + " is no composition: " + file.error().reason);
+    std::signal(SIGALRM, endOfDrawing);
+    alarm(kDrawingSeconds);
+    const auto diagram = qc::diagramOf(*file, qc::allPatches(), open);
+    if (!diagram)
+        return complain(path + ": " + diagram.error());
+    const auto kind = asciiLowercase(out).ends_with(".png") ? qc::GraphPictureKind::PNG : qc::GraphPictureKind::SVG;
+    const auto picture = qc::graphPicture(qc::diagramText(*diagram, path.substr(path.rfind('/') + 1)), kind);
+    if (!picture)
+        return complain(path + ": " + picture.error());
+    alarm(0);
+    return writeFile(out, *picture) == 0 ? 0 : complain("can't write " + out);
 }
 
 int make(const std::string& source, const std::string& out)
@@ -154,11 +189,21 @@ void addInspect(CLI::App& app, Action& action)
     const auto path = std::make_shared<std::string>();
     const auto source = std::make_shared<bool>(false);
     command->add_option("FILE", *path, "The composition")->required();
-    command->add_flag("--source", *source, "Print the text form instead");
-    command->callback([&action, path, source] {
+    const auto graph = std::make_shared<std::string>();
+    const auto open = std::make_shared<std::vector<std::string>>();
+    auto* text = command->add_flag("--source", *source, "Print the text form instead");
+    auto* picture = command->add_option("--graph", *graph, "Draw its graph into this file, .svg or .png, instead");
+    picture->excludes(text);
+    command->add_option("--open", *open, "Draw what is in the macro of this name or path, too; may be given again")
+        ->allow_extra_args(false)
+        ->needs(picture);
+    command->callback([&action, path, source, graph, open] {
         action = [=] {
-            confineToDrawing({{*path}, {}});
-            return inspect(*path, *source);
+            if (const std::string name = asciiLowercase(*graph);
+                !name.empty() && !name.ends_with(".svg") && !name.ends_with(".png"))
+                return complain("--graph takes a .svg or a .png", 2);
+            confineToDrawing({{*path}, {*graph}});
+            return graph->empty() ? inspect(*path, *source) : drawGraph(*path, *graph, *open);
         };
     });
 }

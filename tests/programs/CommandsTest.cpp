@@ -44,6 +44,10 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
         {{"inspect"}, 2},
         {{"inspect", lost}, 1},
         {{"inspect", junk}, 1},
+        {{"inspect", "--graph", folder_ / "x.pdf", composition}, 2},
+        {{"inspect", "--graph", folder_ / "x.svg", "--source", composition}, 2},
+        {{"inspect", "--graph", folder_ / "x.svg", "--open", "None", composition}, 1},
+        {{"inspect", "--graph", lost + "/x.svg", composition}, 1},
         {{"make", composition}, 2},
         {{"make", lost, folder_ / "x.qtz"}, 1},
         {{"make", junk, folder_ / "x.qtz"}, 1},
@@ -105,6 +109,14 @@ TEST_F(Commands, InspectTellsInputsOutputsAndPatches)
     const std::string again = folder_ / "again.qtz";
     printed({"make", folder_.write("again.json", printed({"inspect", "--source", made_})), again});
     EXPECT_EQ(printed({"inspect", again}), text);
+}
+
+TEST_F(Commands, InspectDrawsTheGraphConfined)
+{
+    for (const auto& [name, head] : {std::pair("x.svg", "<?xml"), {"x.png", "\x89PNG"}}) {
+        EXPECT_EQ(printed({"inspect", "--graph", folder_ / name, made_}), "");
+        EXPECT_TRUE(TemporaryFolder::read(folder_ / name).starts_with(head)) << name;
+    }
 }
 
 TEST_F(Commands, EvaluatePrintsTheTimesInOrderAndTheSameEachTime)
