@@ -86,7 +86,7 @@ bool FrameView::drawFrame(double time, Date date, const SoundHeard& heard)
         return false;
     if (!canvas_) {
         canvas_ = qc::GLCanvas::make(width_, height_, graph_->needsDepth());
-        if (!canvas_ || !canvas_->resize(width_, height_, 1, EdgeSmoothing::kSamples)) {
+        if (!canvas_ || !canvas_->resize(width_, height_, 1, smooths_ ? EdgeSmoothing::kSamples : 0)) {
             canvas_.reset();
             return false;
         }

@@ -41,6 +41,9 @@ public:
     bool setValueForInputKey(const Value& value, const std::string& key) override;
     Value valueForInputKey(const std::string& key) const override;
 
+    // Ahead of the first frame: whether edges are smooth, which they are if nothing is said.
+    void setSmoothsEdges(bool smooths) { smooths_ = smooths; }
+
     // Called after each composition that was loaded, before it plays.
     std::function<void()> onLoad;
 
@@ -67,7 +70,7 @@ private:
     std::unique_ptr<qc::Stage> stage_;
     qc::FrameObserver* observer_ = nullptr;
     double next_ = std::numeric_limits<double>::infinity();
-    bool rendering_ = false;
+    bool rendering_ = false, smooths_ = true;
 };
 
 } // namespace vitrel

@@ -16,6 +16,7 @@ void addPlay(CLI::App& app, Action& action);
 void addInspect(CLI::App& app, Action& action);
 void addMake(CLI::App& app, Action& action);
 void addEvaluate(CLI::App& app, Action& action);
+void addProfile(CLI::App& app, Action& action);
 void addConfigure(CLI::App& app, Action& action);
 void addIdle(CLI::App& app, Action& action);
 void addPreview(CLI::App& app, Action& action);

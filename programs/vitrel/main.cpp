@@ -34,6 +34,7 @@ int main(int argc, char** argv)
     addInspect(app, action);
     addMake(app, action);
     addEvaluate(app, action);
+    addProfile(app, action);
     addSnapshot(app, action);
     addFilm(app, action);
     addConfigure(app, action);
