@@ -99,7 +99,7 @@ struct AnimatedImageWriter::Channel {
             && (format.kind == AnimationKind::GIF
                        ? vips()->gifsave_target(image.get(), target, "effort", kGIFEffort, nullptr)
                        : vips()->webpsave_target(
-                           image.get(), target, "Q", kQuality, "effort", kWebPEffort, "strip", FALSE, nullptr))
+                           image.get(), target, "Q", kQuality, "effort", kWebPEffort, nullptr))
                 == 0;
         if (target)
             g_object_unref(target);
