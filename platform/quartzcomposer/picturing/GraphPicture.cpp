@@ -14,7 +14,7 @@ namespace {
 
 // What is used of it.
 #define VITREL_GVC_FUNCTIONS(X)                                                                                        \
-    X(gvContext) X(gvLayout) X(gvRenderData) X(gvFreeRenderData) X(gvFreeLayout) X(gvFreeContext)
+    X(gvContext) X(gvLayout) X(gvRenderData) X(gvFreeRenderData) X(gvFreeLayout)
 #define VITREL_CGRAPH_FUNCTIONS(X) X(agmemread) X(agclose) X(agseterrf) X(agseterr)
 
 struct Graphviz {
@@ -63,7 +63,9 @@ Result<Bytes, std::string> graphPicture(const std::string& text, GraphPictureKin
     // Its warnings tell a user nothing.
     graphviz->agseterrf([](char*) { return 0; });
     graphviz->agseterr(AGMAX);
-    GVC_t* const context = graphviz->gvContext();
+    // One for the process, never freed: its measurer of texts compares each typeface's name with the last one's, also
+    // where that went with another context.
+    static GVC_t* const context = graphviz->gvContext();
     Agraph_t* const graph = context ? graphviz->agmemread(text.c_str()) : nullptr;
     std::string problem = "Graphviz can't draw it";
     Bytes picture;
@@ -81,8 +83,6 @@ Result<Bytes, std::string> graphPicture(const std::string& text, GraphPictureKin
     }
     if (graph)
         graphviz->agclose(graph);
-    if (context)
-        graphviz->gvFreeContext(context);
     if (picture.empty())
         return problem;
     return picture;
