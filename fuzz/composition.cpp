@@ -1,6 +1,7 @@
 // A composition file: read, built, played for a few frames without a picture, and taken through its text form.
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
+#include "platform/quartzcomposer/picturing/DiagramText.h"
 
 #include <cstdlib>
 
@@ -35,6 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!file)
         return 0;
     play(*file);
+    if (const auto diagram = qc::diagramOf(*file, qc::allPatches(), {}))
+        qc::diagramText(*diagram, "x");
     const std::string text = qc::textForm(*file);
     if (text.empty())
         return 0;

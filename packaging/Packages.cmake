@@ -20,7 +20,7 @@ set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME vitrel)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION x11)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
 # Opened at run time, so that nobody finds them in the programs.
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS "libegl1, libgl1, libvips42 | libvips42t64")
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS "libegl1, libgl1, libgvc6, libcgraph6, libvips42 | libvips42t64")
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS "fonts-inter, libegl-mesa0, libgl1-mesa-dri, xscreensaver")
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SUGGESTS "fonts-noto-cjk, fonts-noto-color-emoji, mpv-mpris, qt6-wayland, xss-lock")
 set(CPACK_COMPONENT_PROGRAMS_DESCRIPTION "screen saver with your music and your news

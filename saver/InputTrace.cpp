@@ -10,7 +10,7 @@
 namespace vitrel {
 namespace {
 
-nlohmann::ordered_json jsonOf(const Value& value)
+nlohmann::ordered_json jsonOf(const Value& value, TracePictures* pictures)
 {
     using Json = nlohmann::ordered_json;
     if (const auto* flag = value.as<bool>())
@@ -27,20 +27,25 @@ nlohmann::ordered_json jsonOf(const Value& value)
         return Json::array({color->red, color->green, color->blue, color->alpha});
     if (const auto image = value.image()) {
         const auto& representations = image->representations();
+        Json out;
         if (representations.empty())
-            return {{"image", {image->size().width, image->size().height}}};
-        return {{"image", {representations.front().pixelsWide(), representations.front().pixelsHigh()}}};
+            out["image"] = {image->size().width, image->size().height};
+        else
+            out["image"] = {representations.front().pixelsWide(), representations.front().pixelsHigh()};
+        if (const std::string hash = pictures ? pictures->keep(image) : ""; !hash.empty())
+            out["hash"] = hash;
+        return out;
     }
     if (const auto* members = value.array()) {
         Json out = Json::array();
         for (const Value& member : *members)
-            out.push_back(jsonOf(member));
+            out.push_back(jsonOf(member, pictures));
         return out;
     }
     if (const auto* members = value.dictionary()) {
         Json out = Json::object();
         for (const auto& [key, member] : *members)
-            out[repairedUtf8(key)] = jsonOf(member);
+            out[repairedUtf8(key)] = jsonOf(member, pictures);
         return out;
     }
     if (value.isNothing())
@@ -50,37 +55,59 @@ nlohmann::ordered_json jsonOf(const Value& value)
 
 } // namespace
 
-InputTrace::InputTrace(const Clock& clock, Sink sink)
+InputTrace::InputTrace(const Clock& clock, Sink sink, TracePictures* pictures)
     : clock_(clock)
     , start_(clock.now())
+    , date_(clock.date())
     , sink_(std::move(sink))
+    , pictures_(pictures)
 { }
 
-std::string InputTrace::jsonText(const Value& value)
+void InputTrace::beginAnew(bool runs)
 {
-    return jsonOf(value).dump();
+    start_ = clock_.now();
+    date_ = clock_.date();
+    stands_ = !runs;
+}
+
+void InputTrace::run()
+{
+    stands_ = false;
+}
+
+double InputTrace::time() const
+{
+    return stands_ ? 0.0 : (clock_.now() - start_).count();
+}
+
+std::string InputTrace::jsonText(const Value& value, TracePictures* pictures)
+{
+    return jsonOf(value, pictures).dump();
+}
+
+void InputTrace::write(int view, nlohmann::ordered_json members)
+{
+    nlohmann::ordered_json line{{"t", time()}, {"view", view}};
+    line.update(members);
+    if (begun_.insert(view).second)
+        line["date"] = date_.secondsSince1970;
+    sink_(line.dump() + "\n");
 }
 
 VitrelView::InputObserver InputTrace::observerForView(int number)
 {
     return [this, number](const Value& value, const std::string& key) {
-        nlohmann::ordered_json line;
-        line["t"] = (clock_.now() - start_).count();
-        line["view"] = number;
-        line["key"] = repairedUtf8(key);
-        line["value"] = jsonOf(value);
-        sink_(line.dump() + "\n");
+        write(number, {{"key", repairedUtf8(key)}, {"value", jsonOf(value, pictures_)}});
     };
 }
 
 VitrelView::SoundObserver InputTrace::soundObserverForView(int number)
 {
     return [this, number](const SoundHeard& heard) {
-        nlohmann::ordered_json line;
-        line["t"] = (clock_.now() - start_).count();
-        line["view"] = number;
-        line["sound"] = {{"peak", heard.peak}, {"spectrum", heard.spectrum}};
-        sink_(line.dump() + "\n");
+        nlohmann::ordered_json sound{{"peak", heard.peak}, {"spectrum", heard.spectrum}};
+        if (heard.beats > 0)
+            sound["beats"] = heard.beats;
+        write(number, {{"sound", sound}});
     };
 }
 

@@ -2,27 +2,29 @@
 _vitrel()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="play idle snapshot configure compositions feed-url xscreensaver doctor inspect make evaluate patches schema code wallpaper"
+    local commands="play idle snapshot film configure compositions feed-url xscreensaver doctor inspect make evaluate profile patches schema code wallpaper"
     local command=play words="" files="qtz"
     [[ " $commands " == *" ${COMP_WORDS[1]} "* ]] && ((COMP_CWORD > 1)) && command=${COMP_WORDS[1]}
-    local saver="--file --demo --player --system-version --trace --input --sound"
+    local saver="--file --demo --player --system-version --trace --input --sound --replay --view"
     COMPREPLY=()
 
     case $prev in
     --file) [[ $command == xscreensaver ]] && files="" ;;
     --style) words="mural fill backdrop" files=none ;;
-    --output | -o | --trace) files="" ;;
+    --output | -o | --trace | --replay) files="" ;;
+    --graph) files="svg png" ;;
     --sound) words="on off" files="wav flac ogg mp3" ;;
     --size) words="1280x720 1920x1080 3840x2160" files=none ;;
     --window) words="1280x720 1920x1080 3840x2160" ;;
-    --player | --system-version | --input | --window-id | --display | --after | --at | --fps | --scale | --difference)
+    --player | --system-version | --input | --window-id | --display | --after | --at | --fps | --seconds | --view | --open | --scale | --difference)
         return
         ;;
     *)
         case $command in
-        play) words="$saver --window --window-id --root --random --watch --no-fade --display" ;;
+        play) words="$saver --window --window-id --root --random --panel --watch --no-fade --display" ;;
         idle) words="--after --not-on-battery --version" files=none ;;
         snapshot) words="$saver --output --size --after --thumbnail --verbose" ;;
+        film) words="--seconds --fps --size --demo --input --sound --replay --view --verbose" files="qtz webp gif y4m" ;;
         configure) ;;
         feed-url) words="--verbose" ;;
         compositions)
@@ -44,11 +46,12 @@ _vitrel()
             ;;
         xscreensaver) words="add remove status --file" files=none ;;
         doctor) words="--player --system-version" files=none ;;
-        inspect) words="--source" ;;
-        make) files="json qtz" ;;
-        evaluate) words="--at --fps --input" ;;
+        inspect) words="--source --graph --open" ;;
+        make) words="--strict" files="json qtz" ;;
         patches) words="--json $(vitrel patches 2>/dev/null | sed -n 's/^  \([^ ]\{1,\}\).*/\1/p')" files=none ;;
         schema) files=none ;;
+        evaluate) words="--at --fps --input --replay --view" ;;
+        profile) words="--seconds --size --json --input --sound --replay --view" ;;
         code) words="--qr --barcode --scale" files=png ;;
         wallpaper) words="--size --style --difference" files="png jpg jpeg gif webp tif tiff" ;;
         esac

@@ -1,7 +1,7 @@
 # Completion of vitrel for fish.
-set -l commands play idle snapshot configure compositions feed-url xscreensaver doctor inspect make evaluate patches schema code wallpaper
+set -l commands play idle snapshot film configure compositions feed-url xscreensaver doctor inspect make evaluate profile patches schema code wallpaper
 set -l none "not __fish_seen_subcommand_from $commands"
-set -l saver "not __fish_seen_subcommand_from idle configure compositions feed-url xscreensaver doctor inspect make evaluate patches schema code wallpaper"
+set -l saver "not __fish_seen_subcommand_from idle film configure compositions feed-url xscreensaver doctor inspect make evaluate profile patches schema code wallpaper"
 set -l play "$saver; and not __fish_seen_subcommand_from snapshot"
 set -l sizes "1280x720 1920x1080 3840x2160"
 
@@ -22,6 +22,7 @@ complete -c vitrel -n "$none" -l version -d 'Print the version'
 complete -c vitrel -n "$none" -a play -d 'Play on every display, or in one window'
 complete -c vitrel -n "$none" -a idle -d 'Play when the desktop has been idle'
 complete -c vitrel -n "$none" -a snapshot -d 'Play without a display and write one picture'
+complete -c vitrel -n "$none" -a film -d 'Write a moving picture'
 complete -c vitrel -n "$none" -a configure -d 'Open the settings window'
 complete -c vitrel -n "$none" -a compositions -d 'Show or change the list of compositions'
 complete -c vitrel -n "$none" -a feed-url -d "Show or store a composition's feed address"
@@ -32,6 +33,7 @@ complete -c vitrel -n "$none" -a make -d 'Make a composition from its text form'
 complete -c vitrel -n "$none" -a evaluate -d 'Print the outputs of a composition'
 complete -c vitrel -n "$none" -a patches -d 'List the patches of compositions'
 complete -c vitrel -n "$none" -a schema -d 'Print a JSON Schema of the text form'
+complete -c vitrel -n "$none" -a profile -d 'Tell what each patch costs'
 complete -c vitrel -n "$none" -a code -d 'Write a text as a QR code or a barcode'
 complete -c vitrel -n "$none" -a wallpaper -d 'Make a picture for a screen from a cover'
 
@@ -42,14 +44,17 @@ complete -c vitrel -n "$saver" -l system-version -x -d 'The version that the sav
 complete -c vitrel -n "$saver" -l trace -r -F -d 'Write changes of inputs'
 complete -c vitrel -n "$saver" -l input -x -d 'KEY=VALUE sets a published input'
 complete -c vitrel -n "$saver" -l sound -r -F -a 'on off' -d 'What compositions hear'
+complete -c vitrel -n "$saver; or __vitrel_in film evaluate profile" -l replay -r -F -d 'All comes from this trace'
+complete -c vitrel -n "$saver; or __vitrel_in film evaluate profile" -l view -x -d 'Which of its views'
 complete -c vitrel -n "$play" -l window -d 'In an ordinary window'
 complete -c vitrel -n "$play" -l window-id -x -d 'In the window with this number'
 complete -c vitrel -n "$play" -l root -d 'In the window of the screen saver daemon'
 complete -c vitrel -n "$play" -l random -d 'One of your compositions'
+complete -c vitrel -n "$play" -l panel -d 'With a window: inputs as controls beside it'
 complete -c vitrel -n "$play" -l watch -d 'Load the file anew when it changes'
 complete -c vitrel -n "$play" -l no-fade -d 'Come up at once'
 complete -c vitrel -n "$play" -l display -x -d 'The X server'
-complete -c vitrel -n "$saver; or __vitrel_in configure feed-url inspect make evaluate" -a '(__vitrel_files)'
+complete -c vitrel -n "$saver; or __vitrel_in film configure feed-url inspect make evaluate profile" -a '(__vitrel_files)'
 complete -c vitrel -n '__vitrel_in make' -a '(__fish_complete_suffix .json)'
 complete -c vitrel -n '__vitrel_in idle' -l after -x -d 'Minutes'
 complete -c vitrel -n '__vitrel_in idle' -l not-on-battery -d 'Only while plugged in'
@@ -59,7 +64,15 @@ complete -c vitrel -n '__vitrel_in snapshot' -s o -l output -r -F -d 'The PNG fi
 complete -c vitrel -n '__vitrel_in snapshot' -l size -x -a "$sizes" -d 'Pixels'
 complete -c vitrel -n '__vitrel_in snapshot' -l after -x -d 'Seconds to play'
 complete -c vitrel -n '__vitrel_in snapshot' -l thumbnail -d 'For a file manager'
-complete -c vitrel -n '__vitrel_in snapshot compositions feed-url' -l verbose -d "The system's own lines, too"
+complete -c vitrel -n '__vitrel_in film profile' -l seconds -x -d 'How long'
+complete -c vitrel -n '__vitrel_in film profile' -l size -x -a "$sizes" -d 'Pixels'
+complete -c vitrel -n '__vitrel_in film' -l fps -x -d 'Frames a second'
+complete -c vitrel -n '__vitrel_in film' -l demo -d 'With a built-in player'
+complete -c vitrel -n '__vitrel_in film' -F
+complete -c vitrel -n '__vitrel_in film profile' -l input -x -d 'KEY=VALUE sets a published input'
+complete -c vitrel -n '__vitrel_in film profile' -l sound -r -F -a off -d 'What it hears'
+complete -c vitrel -n '__vitrel_in profile' -l json -d 'For programs'
+complete -c vitrel -n '__vitrel_in snapshot film compositions feed-url' -l verbose -d "The system's own lines, too"
 
 complete -c vitrel -n '__vitrel_in compositions; and not __vitrel_in list add remove use random' -a 'list add remove use random'
 complete -c vitrel -n '__vitrel_in compositions; and __vitrel_in add' -a '(__vitrel_files)'
@@ -71,6 +84,8 @@ complete -c vitrel -n '__vitrel_in doctor' -l player -x -d 'Look at this player'
 complete -c vitrel -n '__vitrel_in doctor' -l system-version -x -d 'As for play'
 
 complete -c vitrel -n '__vitrel_in inspect' -l source -d 'Print the text form'
+complete -c vitrel -n '__vitrel_in inspect' -l graph -r -F -d 'Draw it'
+complete -c vitrel -n '__vitrel_in inspect' -l open -x -d 'A macro'
 complete -c vitrel -n '__vitrel_in evaluate' -l at -x -d 'Seconds at which to print'
 complete -c vitrel -n '__vitrel_in evaluate' -l fps -x -d 'Frames a second'
 complete -c vitrel -n '__vitrel_in evaluate' -l input -x -d 'KEY=VALUE sets a published input'
@@ -83,3 +98,4 @@ complete -c vitrel -n '__vitrel_in wallpaper' -l size -x -a "$sizes" -d 'Pixels'
 complete -c vitrel -n '__vitrel_in wallpaper' -l style -x -a 'mural fill backdrop' -d 'How'
 complete -c vitrel -n '__vitrel_in wallpaper' -l difference -x -d 'How far off the shape may be'
 complete -c vitrel -n '__vitrel_in code wallpaper' -F
+complete -c vitrel -n '__fish_seen_subcommand_from make' -l strict -d 'Make nothing if there is a warning'

@@ -24,8 +24,8 @@ namespace vitrel {
 
 namespace {
 
-// What no picture needs more of: a file that is written, and descriptors.
-constexpr rlim_t kLargestFile = 256u << 20, kMostDescriptors = 512;
+// What no picture needs more of.
+constexpr rlim_t kMostDescriptors = 512;
 
 bool isSwitchedOff()
 {
@@ -54,10 +54,10 @@ void limit(__rlimit_resource_t what, rlim_t most)
     setrlimit(what, &held);
 }
 
-void limitAll()
+void limitAll(const ConfinementReach& reach)
 {
     limit(RLIMIT_CORE, 0);
-    limit(RLIMIT_FSIZE, kLargestFile);
+    limit(RLIMIT_FSIZE, reach.largestFile);
     limit(RLIMIT_NOFILE, kMostDescriptors);
 }
 
@@ -79,7 +79,7 @@ Confined confine(ConfinementKind kind, const ConfinementReach& reach, int mostLa
         return result;
     }
     if (kind == ConfinementKind::Drawing)
-        limitAll();
+        limitAll(reach);
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
         result = {};
         result.lacks = std::string("privileges can't be given up: ") + std::strerror(errno);

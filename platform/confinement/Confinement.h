@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,7 @@ struct ConfinementReach {
     // Folders, with all beneath: files in them are made, written, renamed and removed. Of a path that isn't a folder,
     // the file alone, to be written.
     std::vector<std::string> writable;
+    std::uint64_t largestFile = 256u << 20; // bytes of a file that is written; no picture needs more
 };
 
 // What holds from now on.

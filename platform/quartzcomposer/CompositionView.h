@@ -28,7 +28,7 @@ class Notice;
 // The view that plays compositions for real: it draws into a texture from a timer of the run loop, only when
 // something can have changed, and hands each picture to the surface of its window. Without a window, or without
 // OpenGL, it plays nothing and still keeps its inputs. Main thread.
-class CompositionView final : public QCView
+class CompositionView : public QCView
 {
 public:
     // The run loop must outlive the view, and so must `sound`, which is listened to while a composition plays that asks

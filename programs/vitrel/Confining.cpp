@@ -101,7 +101,9 @@ std::optional<int> descriptorNamedBy(const std::string& path)
 ConfinementReach reachOf(const CommandFiles& files, const std::string& resources)
 {
     ConfinementReach reach = reachOfDrawing();
+    reach.largestFile = files.largest;
     reach.readable.push_back(resources);
+    reach.readable.insert(reach.readable.end(), files.alone.begin(), files.alone.end());
     for (const auto& path : files.read) {
         reach.readable.push_back(path);
         if (path.ends_with('/') || descriptorNamedBy(path))

@@ -11,6 +11,8 @@ namespace vitrel {
 struct CommandFiles {
     std::vector<std::string> read; // with a text form, the pictures beside it and beneath
     std::vector<std::string> written; // files, or descriptors of ours, as "/dev/fd/3"
+    std::vector<std::string> alone; // read, and nothing beside them
+    std::uint64_t largest = ConfinementReach().largestFile; // of what is written, in bytes
 };
 
 // What drawing takes, and these files, and the program's `resources`.

@@ -1,16 +1,27 @@
 // Commands that work on composition files and show nothing: inspect, make, evaluate.
+#include "base/Text.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/PropertyList.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/file/TextForm.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
+#include "platform/quartzcomposer/loading/LoadQueue.h"
+#include "platform/quartzcomposer/picturing/DiagramText.h"
+#include "platform/quartzcomposer/picturing/GraphPicture.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Confining.h"
+#include "programs/vitrel/SaverOptions.h"
 #include "programs/vitrel/TextReport.h"
 #include "programs/vitrel/ValueJson.h"
+#include "traces/Replay.h"
+#include "traces/TracePictures.h"
+
+#include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <iostream>
+#include <string_view>
 
 namespace vitrel {
 
@@ -61,6 +72,34 @@ int inspect(const std::string& path, bool source)
     return 0;
 }
 
+// Within this time, or not at all: what a file wants to be drawn may be a tangle.
+constexpr unsigned kDrawingSeconds = 30;
+
+void endOfDrawing(int)
+{
+    constexpr std::string_view line = "vitrel: the graph is too tangled to be drawn in half a minute\n";
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, line.data(), line.size());
+    _exit(1);
+}
+
+int drawGraph(const std::string& path, const std::string& out, const std::vector<std::string>& open)
+{
+    const auto file = qc::readCompositionFile(path);
+    if (!file)
+        return complain(path + " is no composition: " + file.error().reason);
+    std::signal(SIGALRM, endOfDrawing);
+    alarm(kDrawingSeconds);
+    const auto diagram = qc::diagramOf(*file, qc::allPatches(), open);
+    if (!diagram)
+        return complain(path + ": " + diagram.error());
+    const auto kind = asciiLowercase(out).ends_with(".png") ? qc::GraphPictureKind::PNG : qc::GraphPictureKind::SVG;
+    const auto picture = qc::graphPicture(qc::diagramText(*diagram, path.substr(path.rfind('/') + 1)), kind);
+    if (!picture)
+        return complain(path + ": " + picture.error());
+    alarm(0);
+    return writeFile(out, *picture) == 0 ? 0 : complain("can't write " + out);
+}
+
 int make(const std::string& source, const std::string& out, bool strict)
 {
     constexpr std::size_t kMaxText = 64u << 20;
@@ -87,8 +126,20 @@ struct EvaluateOptions {
     std::vector<double> at;
     std::vector<std::string> inputs;
     double fps = 60;
-    std::string size = "1280x720";
+    std::string replay; // a trace; empty: none
+    std::optional<int> view;
 };
+
+// The trace that feeds it, if one is to; an exit code, with a line on standard error, if that can't be read.
+Result<std::unique_ptr<Replay>, int> replayFor(const EvaluateOptions& options)
+{
+    if (options.replay.empty())
+        return std::unique_ptr<Replay>();
+    auto trace = readTrace(options.replay, options.view);
+    if (!trace)
+        return complain(trace.error());
+    return std::make_unique<Replay>(*std::move(trace));
+}
 
 int evaluate(EvaluateOptions options)
 {
@@ -107,12 +158,22 @@ int evaluate(EvaluateOptions options)
     if (options.at.empty())
         options.at.push_back(0);
     std::sort(options.at.begin(), options.at.end());
+    const auto replay = replayFor(options);
+    if (!replay)
+        return replay.error();
+    qc::loadAtOnce();
     qc::NullCanvas canvas(1280, 720);
     qc::Stage stage(canvas);
     std::uint64_t step = 0;
     for (const double at : options.at) {
         const auto play = [&](double time) {
-            graph.frame(stage, time, Date::fromReferenceDate(time));
+            Date date = Date::fromReferenceDate(time);
+            if (Replay* const feeds = replay->get()) {
+                feeds->advance(time, [&](const Value& value, const std::string& key) { graph.setInput(key, value); });
+                graph.hear({feeds->heard(), feeds->isSilent()});
+                date = feeds->date();
+            }
+            graph.frame(stage, time, date);
             std::vector<std::pair<std::string, qc::PortValue>> outputs;
             for (const auto& port : graph.outputs())
                 outputs.emplace_back(port.key, graph.output(port.key, stage));
@@ -138,11 +199,21 @@ void addInspect(CLI::App& app, Action& action)
     const auto path = std::make_shared<std::string>();
     const auto source = std::make_shared<bool>(false);
     command->add_option("FILE", *path, "The composition")->required();
-    command->add_flag("--source", *source, "Print the text form instead");
-    command->callback([&action, path, source] {
+    const auto graph = std::make_shared<std::string>();
+    const auto open = std::make_shared<std::vector<std::string>>();
+    auto* text = command->add_flag("--source", *source, "Print the text form instead");
+    auto* picture = command->add_option("--graph", *graph, "Draw its graph into this file, .svg or .png, instead");
+    picture->excludes(text);
+    command->add_option("--open", *open, "Draw what is in the macro of this name or path, too; may be given again")
+        ->allow_extra_args(false)
+        ->needs(picture);
+    command->callback([&action, path, source, graph, open] {
         action = [=] {
-            confineToDrawing({{*path}, {}});
-            return inspect(*path, *source);
+            if (const std::string name = asciiLowercase(*graph);
+                !name.empty() && !name.ends_with(".svg") && !name.ends_with(".png"))
+                return complain("--graph takes a .svg or a .png", 2);
+            confineToDrawing({{*path}, {*graph}});
+            return graph->empty() ? inspect(*path, *source) : drawGraph(*path, *graph, *open);
         };
     });
 }
@@ -173,9 +244,13 @@ void addEvaluate(CLI::App& app, Action& action)
         ->allow_extra_args(false);
     command->add_option("--fps", options->fps, "Frames a second")->check(CLI::Range(0.01, 1000.0));
     command->add_option("--input", options->inputs, "KEY=VALUE sets a published input")->allow_extra_args(false);
+    addReplayOptions(*command, options->replay, options->view);
     command->callback([&action, options] {
         action = [=] {
-            confineToDrawing({{options->path}, {}});
+            CommandFiles files{{options->path}, {}};
+            if (!options->replay.empty())
+                files.alone = {options->replay, pictureFolderOf(options->replay)};
+            confineToDrawing(files);
             return evaluate(*options);
         };
     });

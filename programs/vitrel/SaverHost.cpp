@@ -15,6 +15,7 @@
 #include "preferences/Settings.h"
 #include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/ForThisRun.h"
 #include "programs/vitrel/SaverSound.h"
 
 #include <fcntl.h>
@@ -91,6 +92,8 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
     // A demonstration shows the same to everybody and keeps nothing.
     defaults_ = std::make_unique<DefaultsStore>(
         options.demo || options.withoutData ? std::string() : userFolder(UserFolder::Config), files_, log);
+    if (!options.replay.empty())
+        defaults_->keepInMemory();
     surroundings_.clock = &clock_;
     surroundings_.runLoop = &runLoop_;
     surroundings_.userInteractiveQueue = &userInteractive_;
@@ -108,30 +111,53 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
         traceFile_.open(options.trace, options.addToTrace ? std::ios::app : std::ios::trunc);
         if (!traceFile_)
             return complain("can't write " + options.trace);
+        // Beside a device or a pipe there is no place for pictures.
+        if (std::error_code error; std::filesystem::is_regular_file(options.trace, error))
+            tracePictures_ = std::make_unique<TracePictures>(pictureFolderOf(options.trace));
         trace_ = std::make_unique<InputTrace>(
-            clock_, [this](const std::string& line) { traceFile_ << line << std::flush; });
+            clock_, [this](const std::string& line) { traceFile_ << line << std::flush; }, tracePictures_.get());
     }
     choose(options);
     firstView_ = options.firstView;
-    if (const auto code = configureWays(options, reach))
+    if (const auto code = options.replay.empty() ? configureWays(options, reach) : configureReplay(options, reach))
         return code;
     surroundings_.players = players_.get();
-    surroundings_.makeQCView = [this]() -> std::shared_ptr<QCView> {
-        auto view = std::make_shared<CompositionView>(runLoop_, sound_.get());
-        view->setNotice(notice_);
-        std::erase_if(playing_, [](const auto& gone) { return gone.expired(); });
-        playing_.push_back(view);
-        const std::weak_ptr<QCView> weak = view;
-        view->onFirstFrame = [this] { firstPictureIsThere(); };
-        view->onLoad = [this, weak, view = view.get()] {
-            knowFeedInput(*view);
-            if (onLoaded)
-                onLoaded(*view);
-            // After the first publication, which comes in this turn.
-            runLoop_.post([this, weak] { applyInputs(weak); });
-        };
-        return view;
+    surroundings_.makeQCView = [this] { return makeQCView(); };
+    return std::nullopt;
+}
+
+std::shared_ptr<QCView> SaverHost::makeQCView()
+{
+    auto view = replay_ ? replay_->makeView() : std::make_shared<CompositionView>(runLoop_, sound_.get());
+    view->setNotice(notice_);
+    std::erase_if(playing_, [](const auto& gone) { return gone.expired(); });
+    playing_.push_back(view);
+    const std::weak_ptr<QCView> weak = view;
+    view->onFirstFrame = [this] { firstPictureIsThere(); };
+    view->onLoad = [this, weak, view = view.get()] {
+        if (isForThisRun_)
+            knowFeedInput(surroundings_, *view);
+        if (onLoaded)
+            onLoaded(*view);
+        if (trace_ && !std::exchange(hasLoaded_, true))
+            trace_->beginAnew(hasPicture_);
+        if (replay_)
+            replay_->begin(weak.lock());
+        // After the first publication, which comes in this turn.
+        runLoop_.post([this, weak] { applyInputs(weak); });
     };
+    return view;
+}
+
+// An exit code if there is no such trace.
+std::optional<int> SaverHost::configureReplay(const SaverOptions& options, Reach reach)
+{
+    isConfined_ = reach == Reach::Confined;
+    auto trace = readTrace(options.replay, options.view);
+    if (!trace)
+        return complain(trace.error());
+    replayName_ = options.replay;
+    replay_ = std::make_unique<LiveReplay>(runLoop_, clock_, *std::move(trace));
     return std::nullopt;
 }
 
@@ -227,6 +253,8 @@ void SaverHost::confineTo(CommandFiles files, std::vector<std::string> folders)
     if (!defaults_->isVolatile())
         folders.push_back(userFolder(UserFolder::Config));
     auto reach = reachOf(files, bundle_.resourcePath());
+    if (replay_)
+        reach.readable.push_back(pictureFolderOf(replayName_));
     for (const auto& folder : folders) {
         std::error_code error;
         std::filesystem::create_directories(folder, error);
@@ -260,10 +288,11 @@ void SaverHost::choose(const SaverOptions& options)
         defaults_->setArgument("Use Random Screen Saver", false);
     };
     setInitialChoice(surroundings_, false);
+    isForThisRun_ = options.demo || options.fallback || !file.empty();
     if (options.demo)
-        return showDemoFeed(file.empty() ? own : file);
-    if (options.fallback || !file.empty())
-        return playOnly(options.fallback ? own : file);
+        return playWithDemoFeed(surroundings_, file.empty() ? own : file);
+    if (isForThisRun_)
+        return playOnly(*defaults_, options.fallback ? own : file);
     if (!options.chosen.empty())
         return playOneOfTheList(options.chosen);
     // Where the user wishes for it at each start the view sees to it.
@@ -274,45 +303,16 @@ void SaverHost::choose(const SaverOptions& options)
     }
 }
 
-// As if it were the one entry of the user's list; nothing is stored.
-void SaverHost::playOnly(const std::string& path)
-{
-    isForThisRun_ = true;
-    defaults_->keepInMemory();
-    defaults_->setArgument("Files Paths", path.empty() ? Array{} : Array{path});
-    defaults_->setArgument("Active File Path", path);
-    defaults_->setArgument("Use Random Screen Saver", false);
-}
-
-// The feed among the resources for the composition at `path`, which is the chosen one then.
-void SaverHost::showDemoFeed(const std::string& path)
-{
-    const auto feed = bundle_.pathForResourceOfType("DemoFeed", "xml");
-    if (path.empty() || !feed)
-        return;
-    playOnly(path);
-    const VitrelItem item(surroundings_, path.substr(path.rfind('/') + 1));
-    defaults_->setArgument(item.keyID(VitrelItem::Key::rssFeedURL), "file://" + percentEncoded(*feed, "/-._~"));
-}
-
-// Whether a composition takes a feed is stored when it is first seen, and it is loaded anew then. What is played for
-// this run alone would be first seen each time.
-void SaverHost::knowFeedInput(const QCView& view)
-{
-    const auto item = Settings::shared(surroundings_).selectedVitrelItem();
-    if (!isForThisRun_ || !item)
-        return;
-    const auto keys = view.inputKeys();
-    defaults_->setArgument(item->keyID(VitrelItem::Key::isRSSVisualizer),
-        std::find(keys.begin(), keys.end(), kFeedInputKey) != keys.end());
-}
-
 void SaverHost::applyInputs(const std::weak_ptr<QCView>& weak)
 {
     const auto view = weak.lock();
     for (std::size_t k = 0; view && k < inputs_.size(); ++k) {
         const InputArgument& input = inputs_[k];
-        if (!view->setValueForInputKey(input.value, input.key))
+        const bool isTaken = replay_ ? LiveReplay::write(*view, input.value, input.key)
+                                     : view->setValueForInputKey(input.value, input.key);
+        if (isTaken && trace_)
+            tellOfInput(*view, input);
+        if (!isTaken)
             complain("the composition has no input \"" + input.key + "\" that takes this value");
     }
 }
@@ -340,10 +340,20 @@ void SaverHost::setNotice(const std::string& text)
     }
 }
 
+void SaverHost::tellOfInput(const QCView& view, const InputArgument& input)
+{
+    for (std::size_t k = 0; k < views_.size(); ++k) {
+        if (views_[k]->viewQuartzComposition().get() == &view)
+            trace_->observerForView(firstView_ + static_cast<int>(k))(input.value, input.key);
+    }
+}
+
 void SaverHost::firstPictureIsThere()
 {
     if (std::exchange(hasPicture_, true))
         return;
+    if (trace_)
+        trace_->run();
     artwork_.resume();
 }
 

@@ -16,6 +16,7 @@
 #include "programs/outside/OutsideLink.h"
 #include "programs/supervisor/HostSignals.h"
 #include "programs/vitrel/Confining.h"
+#include "programs/vitrel/LiveReplay.h"
 #include "programs/vitrel/SaverOptions.h"
 #include "programs/vitrel/ValueJson.h"
 #include "saver/InputTrace.h"
@@ -88,19 +89,21 @@ private:
     std::vector<std::string> compositions() const;
     OutsidePermissions permissions() const;
     void choose(const SaverOptions& options);
-    void playOnly(const std::string& path);
-    void showDemoFeed(const std::string& path);
-    void knowFeedInput(const QCView& view);
+    std::shared_ptr<QCView> makeQCView();
+    std::optional<int> configureReplay(const SaverOptions& options, Reach reach);
     void firstPictureIsThere();
+    void tellOfInput(const QCView& view, const InputArgument& input);
     void applyInputs(const std::weak_ptr<QCView>& view);
 
     // Each after what it needs to its end: the session and the queues' blocks post to the loop, the blocks make
     // requests, the players use all.
-    SystemClock clock_;
+    HostClock clock_;
     RunLoop runLoop_{clock_};
     std::unique_ptr<HostSignals> signals_; // before any thread is
     std::unique_ptr<OutsideLink> outside_; // before any thread is; null if it is free
     std::unique_ptr<SoundInput> sound_; // null: all is silent
+    std::unique_ptr<LiveReplay> replay_; // null: the world feeds the compositions
+    std::string replayName_;
     bool listens_ = false; // to this computer, as the user has chosen
     std::optional<qc::EarlyGLContext> earlyContext_;
     FileSystem files_;
@@ -111,12 +114,13 @@ private:
     PoolQueue userInteractive_{2}, userInitiated_{2}, artwork_{2};
     PoolQueue feeds_{4}; // of as many addresses at once
     std::ofstream traceFile_;
+    std::unique_ptr<TracePictures> tracePictures_;
     std::unique_ptr<InputTrace> trace_;
     std::vector<InputArgument> inputs_;
     int firstView_ = 0;
     std::string traceName_;
     bool isConfined_ = false;
-    bool stopping_ = false, isForThisRun_ = false, hasPicture_ = false;
+    bool stopping_ = false, isForThisRun_ = false, hasLoaded_ = false, hasPicture_ = false;
     Surroundings surroundings_;
     std::unique_ptr<PlayerProvider> players_;
     SessionBus* sessionBus_ = nullptr; // theirs

@@ -17,6 +17,8 @@ struct SaverOptions {
     std::string trace; // a file for the trace; empty: none
     std::vector<std::string> inputs; // KEY=VALUE
     std::string sound; // what compositions hear: "on", "off" or a file; empty: as the user has chosen
+    std::string replay; // a trace that all comes from; empty: none
+    std::optional<int> view; // which of the trace's; absent: the first
     bool withoutData = false; // no player, no network; nothing is stored
     bool logs = true; // the system's own lines go to standard error
 
@@ -30,6 +32,9 @@ struct SaverOptions {
 
 // Adds them to a command.
 void addSaverOptions(CLI::App& command, SaverOptions& options);
+// Those that a replay needs; `replay` has no place beside `others`.
+void addReplayOptions(
+    CLI::App& command, std::string& replay, std::optional<int>& view, const std::vector<CLI::Option*>& others = {});
 // An exit code, with a line on standard error, for options that make no sense.
 std::optional<int> complainOfSaverOptions(const SaverOptions& options);
 // The system version that the saver sees: the option's, else the environment's, else the usual one.

@@ -5,6 +5,7 @@
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Confining.h"
+#include "programs/vitrel/FramePlay.h"
 #include "programs/vitrel/SaverHost.h"
 #include "programs/vitrel/TextReport.h"
 #include "support/PrintKit.h"
@@ -38,6 +39,27 @@ std::pair<int, int> screenWithin(std::pair<int, int> box)
     return {std::max(1, (box.second * 16 + 4) / 9), box.second};
 }
 
+// The picture, or an exit code with a line said.
+Result<Bitmap, int> replayed(const SnapshotOptions& options, int width, int height)
+{
+    const auto play = FramePlay::make(options, width, height, {{}, {options.output}});
+    if (!play)
+        return play.error();
+    constexpr double kRate = 60;
+    if (!(*play)->drawFrames(options.after.value_or(kUsualTime), kRate))
+        return 1;
+    Bitmap picture{width, height, {}};
+    picture.pixels.resize(std::size_t(width) * std::size_t(height));
+    (*play)->view().readInto(picture.pixels.data());
+    return picture;
+}
+
+int write(const Bitmap& picture, const std::string& path)
+{
+    const auto png = pngRepresentation(picture);
+    return png && writeFile(path, *png) == 0 ? 0 : complain("can't write " + path);
+}
+
 int snapshot(const SnapshotOptions& options)
 {
     auto size = parseSize(options.size);
@@ -51,6 +73,10 @@ int snapshot(const SnapshotOptions& options)
     }
     const CommandFiles files{{}, {options.output}};
     closeAllBut(files);
+    if (!options.replay.empty()) {
+        const auto picture = replayed(options, size->first, size->second);
+        return picture ? write(*picture, options.output) : picture.error();
+    }
     const auto made = SaverHost::make(options, SaverHost::Reach::Confined);
     if (!made)
         return made.error();
@@ -75,9 +101,8 @@ int snapshot(const SnapshotOptions& options)
     Bitmap opaque = *shown;
     for (std::uint32_t& pixel : opaque.pixels)
         pixel |= 0xFF000000u;
-    const auto png = pngRepresentation(opaque);
-    if (!png || writeFile(options.output, *png) != 0)
-        return complain("can't write " + options.output);
+    if (const int code = write(opaque, options.output))
+        return code;
     host->stop();
     host->runLoop().run();
     return 0;

@@ -36,7 +36,9 @@ int main(int argc, char** argv)
     addEvaluate(app, action);
     addPatches(app, action);
     addSchema(app, action);
+    addProfile(app, action);
     addSnapshot(app, action);
+    addFilm(app, action);
     addConfigure(app, action);
     addIdle(app, action);
     addPreview(app, action);

@@ -38,14 +38,19 @@ TEST(Authoring, EachStepPlaysAndShowsWhatItAdds)
     }
     std::sort(steps.begin(), steps.end());
     ASSERT_EQ(steps.size(), 8u);
+    // What the last step is fed by the demonstration comes to all.
+    const std::string trace = folder / "trace.jsonl", out = folder / "out.png";
+    Program fed(
+        {"snapshot", "--demo", "--after", "4", "--size", "64x36", "--trace", trace, "--output", out, steps.back()});
+    ASSERT_TRUE(fed.endsWell()) << fed.errors();
     constexpr std::uint32_t kWords = 0xF4EFE6, kSun = 0xFCD5A1, kBars = 0xB9A5FF;
     for (std::size_t k = 0; k < steps.size(); ++k) {
         const std::size_t step = k + 1;
         SCOPED_TRACE(steps[k]);
         Program make({"make", "--strict", steps[k], folder / "made.qtz"});
         EXPECT_TRUE(make.endsWell()) << make.errors();
-        const std::string out = folder / "out.png";
-        Program snapshot({"snapshot", "--demo", "--after", "4", "--size", "640x360", "--output", out, steps[k]});
+        Program snapshot(
+            {"snapshot", "--replay", trace, "--after", "4", "--size", "640x360", "--output", out, steps[k]});
         ASSERT_TRUE(snapshot.endsWell()) << snapshot.errors();
         const auto image = NSImage::imageWithData(bytesOf(TemporaryFolder::read(out)));
         ASSERT_TRUE(image);

@@ -2,6 +2,7 @@
 #include "programs/vitrel/Arguments.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <sys/resource.h>
 
@@ -46,6 +47,10 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
         {{"inspect"}, 2},
         {{"inspect", lost}, 1},
         {{"inspect", junk}, 1},
+        {{"inspect", "--graph", folder_ / "x.pdf", composition}, 2},
+        {{"inspect", "--graph", folder_ / "x.svg", "--source", composition}, 2},
+        {{"inspect", "--graph", folder_ / "x.svg", "--open", "None", composition}, 1},
+        {{"inspect", "--graph", lost + "/x.svg", composition}, 1},
         {{"make", composition}, 2},
         {{"make", lost, folder_ / "x.qtz"}, 1},
         {{"make", junk, folder_ / "x.qtz"}, 1},
@@ -56,6 +61,8 @@ TEST_F(Commands, WrongUseIsTwoAndFailureIsOneEachWithOneLine)
         {{"evaluate", composition, "--fps", "0"}, 2},
         {{"evaluate", composition, "--input", "A"}, 2},
         {{"evaluate", composition, "--input", "B=1"}, 1},
+        {{"profile", junk}, 1},
+        {{"profile", composition, "--size", "big"}, 2},
         {{"snapshot", composition}, 2},
         {{"snapshot", "--output", folder_ / "x.png", "--size", "big"}, 2},
         {{"snapshot", "--output", folder_ / "x.png", junk}, 1},
@@ -141,6 +148,36 @@ TEST_F(Commands, ATextIsJudgedByAllThatReadIt)
         EXPECT_TRUE(errors.starts_with(*told ? path + told : "")) << errors;
         EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), *told ? 1 : 0) << errors;
         EXPECT_EQ(std::filesystem::exists(out), words[0] == "make" && code == 0) << testing::PrintToString(all);
+    }
+}
+
+TEST_F(Commands, ProfileTellsCostsAndWishes)
+{
+    Program program({"profile", "--seconds", "0.2", "--size", "64x36", "--json", made_});
+    if (program.wait() == 1 && program.errors().find("OpenGL") != std::string::npos)
+        GTEST_SKIP() << "no OpenGL here";
+    const auto told = nlohmann::json::parse(program.output());
+    EXPECT_GT(told["fps"], 1);
+    EXPECT_GT(told["frames"], 1);
+    EXPECT_EQ(told["size"], nlohmann::json::array({64, 36}));
+    std::map<std::string, nlohmann::json> patches;
+    for (const auto& patch : told["patches"])
+        patches[patch["patch"]] = patch;
+    EXPECT_EQ(patches["Clear"]["class"], "QCClear");
+    EXPECT_EQ(patches["Clear"]["calls"], 1);
+    EXPECT_GT(patches["Clear"]["drawing"], 0);
+    EXPECT_EQ(told["wishes"].size(), 0u) << "nobody asks for the time";
+    const std::string moves = folder_.write("moves.json",
+        R"({"patches":{"L":{"class":"QCLFO"},"S":{"class":"QCSprite"}},"connections":["L.outputValue > S.inputX"]})");
+    const std::string table = printed({"profile", "--seconds", "0.2", "--size", "64x36", moves});
+    EXPECT_NE(table.find("It doesn't rest: L (QCLFO) asks for the next frame at once."), std::string::npos) << table;
+}
+
+TEST_F(Commands, InspectDrawsTheGraphConfined)
+{
+    for (const auto& [name, head] : {std::pair("x.svg", "<?xml"), {"x.png", "\x89PNG"}}) {
+        EXPECT_EQ(printed({"inspect", "--graph", folder_ / name, made_}), "");
+        EXPECT_TRUE(TemporaryFolder::read(folder_ / name).starts_with(head)) << name;
     }
 }
 

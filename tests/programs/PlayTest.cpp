@@ -88,6 +88,21 @@ TEST_F(Play, AWindowShowsTheCompositionAndEndsInGoodOrderWithinASecond)
     }
 }
 
+TEST_F(Play, AReplayFeedsAWindowAsItHappened)
+{
+    const std::string trace = folder_.write("t.jsonl",
+        R"({"t":0,"view":7,"key":"Colour","value":[1,0,0,1],"date":1000}
+{"t":1.5,"view":7,"key":"Colour","value":[0,1,0,1]}
+)");
+    auto program = vitrel({"--window", "200x100", "--replay", trace, composition("#2040ff")});
+    ASSERT_TRUE(becomes(100, 50, 0xFF0000)) << program->errors();
+    EXPECT_TRUE(becomes(100, 50, 0x00FF00)) << "in its time";
+    endsInOrder(*program);
+    auto full = vitrel({"--replay", trace, composition("#2040ff")});
+    EXPECT_TRUE(becomes(300, 240, 0x00FF00)) << "on a full screen likewise: " << full->errors();
+    endsInOrder(*full);
+}
+
 TEST_F(Play, InAnotherProgramsWindowItFollowsItsSizeAndGoesWithIt)
 {
     const std::string file = composition("#00ff00");

@@ -2,6 +2,7 @@
 #include "saver/InputTrace.h"
 #include "saver/VitrelView.h"
 #include "support/Saver.h"
+#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
@@ -316,18 +317,22 @@ TEST(InputTrace, WritesOneLineForEveryWrite)
     in.composer.refuses = true;
     in.view->setQuartzCompositionValue("a text in an image's place", "Artwork");
     in.view->setSoundObserver(trace.soundObserverForView(1));
+    trace.beginAnew(false);
+    in.clock.time += 1s;
     in.frame({.peak = 0.5});
     in.frame({.peak = 0.5});
-    in.frame();
+    trace.run();
+    in.frame({.peak = 0.5, .beats = 3});
+    in.frame({.peak = 0.25, .beats = 3});
     EXPECT_EQ(lines,
-        "{\"t\":0.5,\"view\":1,\"key\":\"Name\",\"value\":\"gr\xC3\xBC \xEF\xBF\xBD\\\"\"}\n"
+        "{\"t\":0.5,\"view\":1,\"key\":\"Name\",\"value\":\"gr\xC3\xBC \xEF\xBF\xBD\\\"\",\"date\":1700000010.0}\n"
         "{\"t\":0.5,\"view\":1,\"key\":\"Artwork\",\"value\":{\"image\":[3,2]}}\n"
         "{\"t\":0.5,\"view\":1,\"key\":\"Year\",\"value\":1999}\n"
         "{\"t\":0.5,\"view\":1,\"key\":\"Artwork\",\"value\":null}\n"
-        "{\"t\":0.5,\"view\":1,\"sound\":{\"peak\":0.5,\"spectrum\":"
+        "{\"t\":0.0,\"view\":1,\"sound\":{\"peak\":0.5,\"spectrum\":"
         "[0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0]}}\n"
-        "{\"t\":0.5,\"view\":1,\"sound\":{\"peak\":0.0,\"spectrum\":"
-        "[0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0]}}\n");
+        "{\"t\":1.0,\"view\":1,\"sound\":{\"peak\":0.25,\"spectrum\":"
+        "[0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0,0.0],\"beats\":3}}\n");
 }
 
 TEST(InputTrace, HasAFormForEveryKindOfValue)
@@ -337,6 +342,11 @@ TEST(InputTrace, HasAFormForEveryKindOfValue)
         {Value(Dictionary{{"k", Value(Array{})}}), "{\"k\":[]}"}, {Date{5}, "5.0"}};
     for (const auto& [value, text] : cases)
         EXPECT_EQ(InputTrace::jsonText(value), text);
+    const TemporaryFolder folder;
+    TracePictures pictures(folder / "images");
+    const auto image = NSImage::imageWithData(pngOf(3, 2));
+    EXPECT_THAT(InputTrace::jsonText(Dictionary{{"artwork", Value(image)}}, &pictures),
+        testing::MatchesRegex(R"(\{"artwork":\{"image":\[3,2\],"hash":"[0-9a-f]+"\}\})"));
 }
 
 } // namespace

@@ -379,6 +379,12 @@ void GLCanvas::showIn(unsigned framebuffer, int width, int height)
         shown.width() == width && shown.height() == height ? GL_NEAREST : GL_LINEAR);
 }
 
+void GLCanvas::finish()
+{
+    flush();
+    glFinish();
+}
+
 void GLCanvas::readInto(std::uint32_t* pixels, std::size_t wordsPerRow)
 {
     flush();

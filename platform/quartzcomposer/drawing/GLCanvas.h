@@ -36,6 +36,7 @@ public:
         const ShaderSurroundings& around, const Paint& paint) override;
     void beginFrame(std::chrono::steady_clock::time_point end) override;
     void beginImage(int width, int height, bool depth, bool deep) override;
+    void finish() override;
     bool isLate() const override { return work_.isLate(); }
     ImageRef endImage() override;
     ImageRef realized(const ImageRef& image) override;

@@ -108,6 +108,7 @@ CompositionGraph::Frame CompositionGraph::frame(Stage& stage, double time, Date 
     e.frame = ++frames_;
     e.iterationsLeft = kMaxIterations;
     e.hearing = hearing_;
+    e.observer = observer_;
     ++scope_.stamp;
     stage.canvas().beginFrame(e.end());
     root_->execute(e);

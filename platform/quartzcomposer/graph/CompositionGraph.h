@@ -35,6 +35,9 @@ public:
     // Whether a patch has looked at it in any frame so far.
     bool listens() const { return listens_; }
 
+    // Shows the frames from now on to somebody who must outlive them; null to nobody.
+    void observe(FrameObserver* observer) { observer_ = observer; }
+
     struct Frame {
         // When the next frame can differ, on the composition's time; infinity: not before an input changes.
         double next = 0;
@@ -66,6 +69,7 @@ private:
     Date lastDate_;
     Hearing hearing_;
     bool listens_ = false;
+    FrameObserver* observer_ = nullptr;
     std::map<std::string, int> unsupported_;
     bool needsDepth_ = false, discardsClear_ = false;
     int dangling_ = 0;

@@ -84,6 +84,7 @@ std::unique_ptr<Patch> GraphBuilder::make(const FileNode& node, Scope* scope, Ma
     }
     patch->parent = parent;
     patch->scope = scope;
+    patch->node = &node;
     const Settings settings{node.state, node.identifier, folder_, importing_};
     const std::string timebase = settings.text("timebase");
     patch->timebase = timebase == "local" ? Patch::Timebase::Local

@@ -194,6 +194,8 @@ void Macro::execute(Evaluation& e)
     }
     pullInputs(e);
     timeForNodes(e);
+    if (e.observer)
+        e.observer->computes();
     runNodes(e);
     leave(e);
 }
@@ -205,6 +207,8 @@ void Macro::update(Evaluation& e)
     pullInputs(e);
     timeForNodes(e);
     const std::uint64_t before = versionOfOutputs();
+    if (e.observer)
+        e.observer->computes();
     updatePublished(e);
     noteCycle(e, before);
     leave(e);

@@ -234,6 +234,8 @@ bool Patch::enter(Evaluation& e)
     stamp_ = stamp;
     running_ = true;
     ++e.depth;
+    if (e.observer)
+        e.observer->enters(*this);
     return true;
 }
 
@@ -245,6 +247,8 @@ void Patch::noteCycle(Evaluation& e, std::uint64_t versionBefore)
 
 void Patch::leave(Evaluation& e)
 {
+    if (e.observer)
+        e.observer->leaves(*this);
     --e.depth;
     running_ = false;
 }
@@ -278,6 +282,8 @@ void Patch::update(Evaluation& e)
     } else if (changed || fresh_ || kind() != Kind::Pure) {
         fresh_ = false;
         ++e.evaluations;
+        if (e.observer)
+            e.observer->computes();
         const std::uint64_t before = versionOfOutputs();
         evaluate(e);
         noteCycle(e, before);
@@ -294,14 +300,27 @@ bool Patch::enabled(Evaluation& e)
     return std::get<bool>(static_cast<const PortValue::Base&>(enable_->value()));
 }
 
+void Patch::drawObserved(Evaluation& e)
+{
+    if (e.observer) {
+        e.observer->computes();
+        e.observer->draws();
+    }
+    draw(e);
+}
+
 void Patch::execute(Evaluation& e)
 {
     if (!enabled(e))
         return;
     if (!enter(e)) {
         if (e.copy > 0 && !running_ && !e.exhausted()) {
+            if (e.observer)
+                e.observer->enters(*this);
             ++e.evaluations;
-            draw(e);
+            drawObserved(e);
+            if (e.observer)
+                e.observer->leaves(*this);
         }
         return;
     }
@@ -310,7 +329,7 @@ void Patch::execute(Evaluation& e)
     if (!e.exhausted()) {
         ++e.evaluations;
         evaluate(e);
-        draw(e);
+        drawObserved(e);
     }
     leave(e);
 }

@@ -20,6 +20,20 @@ namespace vitrel::qc {
 
 class Patch;
 class Macro;
+struct FileNode;
+
+// Sees how a frame is computed, patch by patch, where somebody wants to know: the calls between `enters` and `leaves`
+// belong to the patch that was entered last. Main thread.
+class FrameObserver
+{
+public:
+    virtual ~FrameObserver() = default;
+    virtual void enters(const Patch& patch) = 0;
+    virtual void computes() = 0; // and doesn't answer with what it has
+    virtual void draws() = 0; // from here on, until it is left
+    virtual void wishes(double when, double now) = 0; // for a next frame
+    virtual void leaves(const Patch& patch) = 0;
+};
 
 // What a composition hears in one frame.
 struct Hearing {
@@ -40,8 +54,14 @@ struct Evaluation {
 
     // When the next frame can differ from this one: now, at a time, or not before an input changes (infinity).
     double nextFrame = std::numeric_limits<double>::infinity();
-    void needFrame() { nextFrame = time; }
-    void needFrameAt(double when) { nextFrame = std::min(nextFrame, std::max(when, time)); }
+    void needFrame() { needFrameAt(time); }
+    void needFrameAt(double when)
+    {
+        nextFrame = std::min(nextFrame, std::max(when, time));
+        if (observer)
+            observer->wishes(when, time);
+    }
+    FrameObserver* observer = nullptr; // null: nobody looks
 
     // Whoever looks makes the host listen.
     const Hearing& hear()
@@ -238,6 +258,7 @@ public:
 
     Macro* parent = nullptr;
     Scope* scope = nullptr;
+    const FileNode* node = nullptr; // that it was made of, of a file that outlives it; null: none
     enum class Timebase : std::uint8_t { Parent, Local, External } timebase = Timebase::Parent;
 
     InputPort& addInput(std::string key, PortType type, PortValue usual);
@@ -262,6 +283,8 @@ protected:
     virtual std::uint64_t versionOfOutputs() const;
 
 private:
+    void drawObserved(Evaluation& e);
+
     std::vector<std::unique_ptr<InputPort>> inputs_;
     std::vector<std::unique_ptr<OutputPort>> outputs_;
     std::unordered_map<std::string_view, InputPort*> inputsByKey_; // once there are many

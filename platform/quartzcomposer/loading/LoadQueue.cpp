@@ -32,10 +32,21 @@ struct Queue {
     }
 };
 
+bool isAtOnce = false;
+
 } // namespace
+
+void loadAtOnce()
+{
+    isAtOnce = true;
+}
 
 bool loadLater(std::function<void()> work)
 {
+    if (isAtOnce) {
+        work();
+        return true;
+    }
     static auto* const queue = new Queue; // outlives all that ends with the process
     const std::lock_guard lock(queue->mutex);
     if (queue->waiting.size() >= kMostWaiting)

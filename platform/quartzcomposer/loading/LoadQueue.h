@@ -13,6 +13,10 @@ namespace vitrel::qc {
 // hang. False if too much is waiting already.
 bool loadLater(std::function<void()> work);
 
+// From now on `loadLater` does it on the spot, for a process that plays on a clock of its own: what is there at a time
+// must not depend on how fast a disk is. Ahead of all compositions.
+void loadAtOnce();
+
 // One thing that is being loaded. Whoever drops it, or starts another, has forgotten it: work that hasn't begun is left
 // out. Main thread.
 template <class T> class Load

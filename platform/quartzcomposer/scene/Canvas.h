@@ -85,6 +85,9 @@ public:
     // A frame begins; what would be drawn from `end` on is left out of it.
     virtual void beginFrame(std::chrono::steady_clock::time_point) { }
 
+    // Comes back once all that was drawn so far is in memory: for who measures, not for who plays.
+    virtual void finish() { }
+
     // True once the frame has no time left, and something was left out.
     virtual bool isLate() const { return false; }
 
