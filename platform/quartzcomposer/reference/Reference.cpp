@@ -129,10 +129,10 @@ private:
 
 void eachExample(const PatchRegistry& registry, const std::string& name, std::set<std::string>* asked, const Seen& seen)
 {
-    const auto [className, identifier] = partsOf(name);
+    const auto parts = partsOf(name); // not taken apart: the capture of a binding is refused by some compilers
     const auto configured = [&](const Dictionary& values) {
-        const auto patch = registry.make(registry.nameFor(className, identifier));
-        Settings settings{&values, identifier, {}, nullptr};
+        const auto patch = registry.make(registry.nameFor(parts.first, parts.second));
+        Settings settings{&values, parts.second, {}, nullptr};
         settings.asked = asked;
         patch->configure(settings);
         patch->addSystemPorts();

@@ -318,7 +318,9 @@ Json members(bool isOutermost, const char* patches)
         {"patches",
             {{"type", "object"}, {"description", "The patches inside, first drawn first"},
                 {"additionalProperties", reference(patches)}}},
-        {"connections", {{"type", "array"}, {"items", reference("connection")}}},
+        {"connections",
+            {{"type", "array"}, {"description", "\"patch.port > patch.port\", each from an output to an input"},
+                {"items", reference("connection")}}},
         {"raw", {{"type", "object"}, {"description", "What a file holds beyond this form"}}}};
     json["outputs"]["description"] = "KEY: \"patch.port\", published outputs";
     if (isOutermost)
