@@ -17,7 +17,7 @@ public:
     void setDate(Date date) { shift_ = date.secondsSince1970 - system_.date().secondsSince1970; }
 
 private:
-    const SystemClock system_;
+    SystemClock system_;
     std::atomic<double> shift_{0};
 };
 
