@@ -98,8 +98,7 @@ struct AnimatedImageWriter::Channel {
         wrote = target
             && (format.kind == AnimationKind::GIF
                        ? vips()->gifsave_target(image.get(), target, "effort", kGIFEffort, nullptr)
-                       : vips()->webpsave_target(
-                           image.get(), target, "Q", kQuality, "effort", kWebPEffort, nullptr))
+                       : vips()->webpsave_target(image.get(), target, "Q", kQuality, "effort", kWebPEffort, nullptr))
                 == 0;
         if (target)
             g_object_unref(target);

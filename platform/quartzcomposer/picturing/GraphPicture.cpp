@@ -13,8 +13,7 @@ namespace vitrel::qc {
 namespace {
 
 // What is used of it.
-#define VITREL_GVC_FUNCTIONS(X)                                                                                        \
-    X(gvContext) X(gvLayout) X(gvRenderData) X(gvFreeRenderData) X(gvFreeLayout)
+#define VITREL_GVC_FUNCTIONS(X) X(gvContext) X(gvLayout) X(gvRenderData) X(gvFreeRenderData) X(gvFreeLayout)
 #define VITREL_CGRAPH_FUNCTIONS(X) X(agmemread) X(agclose) X(agseterrf) X(agseterr)
 
 struct Graphviz {
