@@ -22,6 +22,9 @@ class SlowPatch : public Patch
         e.needFrame();
         output.set(input() + e.time);
     }
+
+public:
+    static PatchDescription description() { return {}; }
 };
 
 // Two to be computed, and leaves four to the driver.
@@ -37,6 +40,7 @@ class DrawingPatch : public Patch
     void draw(Evaluation&) override { left += 4; }
 
 public:
+    static PatchDescription description() { return {}; }
     static inline double left = 0;
 };
 
