@@ -1,6 +1,7 @@
 // profile: where the time of a frame goes, patch by patch.
 #include "base/Text.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
+#include "platform/quartzcomposer/file/TextValues.h"
 #include "platform/quartzcomposer/graph/FrameProfile.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
@@ -92,20 +93,12 @@ std::string inWords(const Profile& profile)
 }
 
 // For a column: cut, and filled up with blanks.
-std::string column(std::string text, std::size_t width)
+std::string column(const std::string& text, std::size_t width)
 {
-    text = repairedUtf8(text);
-    std::size_t characters = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        if (byte < 0x20)
-            text[at] = ' ';
-        if ((byte & 0xC0) == 0x80)
-            continue;
-        if (++characters == width && at + 1 < text.size())
-            return text.substr(0, at) + "\u2026 ";
-    }
-    return text + std::string(width + 1 - characters, ' ');
+    const std::string shown = qc::shownText(text, width - 1);
+    const auto isFirstByte = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
+    const auto characters = static_cast<std::size_t>(std::count_if(shown.begin(), shown.end(), isFirstByte));
+    return shown + std::string(width + 1 - characters, ' ');
 }
 
 void print(const Profile& profile)

@@ -1,6 +1,6 @@
 #include "platform/quartzcomposer/checking/Diagnostic.h"
 
-#include "base/Text.h"
+#include "platform/quartzcomposer/file/TextValues.h"
 
 #include <algorithm>
 
@@ -21,12 +21,7 @@ bool hasErrors(const std::vector<Diagnostic>& diagnostics)
 std::string quoted(const std::string& name)
 {
     constexpr std::size_t kLongest = 80;
-    std::string shown = name.substr(0, kLongest);
-    for (char& c : shown) {
-        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F')
-            c = ' ';
-    }
-    return "\"" + repairedUtf8(shown) + (name.size() > kLongest ? "..." : "") + "\"";
+    return "\"" + shownText(name, kLongest) + "\"";
 }
 
 } // namespace vitrel::qc

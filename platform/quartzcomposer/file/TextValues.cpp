@@ -86,6 +86,20 @@ std::string jsonText(const std::string& text)
     return repairedUtf8(text);
 }
 
+std::string shownText(const std::string& text, std::size_t characters)
+{
+    std::string shown = repairedUtf8(text);
+    std::size_t seen = 0;
+    for (std::size_t at = 0; at < shown.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(shown[at]);
+        if (byte < 0x20 || byte == 0x7F)
+            shown[at] = ' ';
+        if ((byte & 0xC0) != 0x80 && ++seen > characters)
+            return shown.substr(0, at) + "\u2026";
+    }
+    return shown;
+}
+
 Json valueJson(const Value& value, TextBudget& budget)
 {
     constexpr int kMaxDepth = 512;

@@ -38,6 +38,10 @@ std::optional<NSColor> colorFromHex(const std::string& text);
 // Text as JSON takes it: well-formed.
 std::string jsonText(const std::string& text);
 
+// A text of a file's for one line that a person reads: well-formed, control characters as blanks, and of so many
+// characters at most, an ellipsis in place of the rest.
+std::string shownText(const std::string& text, std::size_t characters);
+
 class ValueReader
 {
 public:

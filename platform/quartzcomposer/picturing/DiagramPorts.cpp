@@ -1,5 +1,6 @@
 // What ports and their values are called in a picture.
 #include "base/Text.h"
+#include "platform/quartzcomposer/file/TextValues.h"
 #include "platform/quartzcomposer/picturing/Diagram.h"
 
 #include <cctype>
@@ -12,18 +13,9 @@ namespace {
 
 constexpr std::size_t kLongest = 26; // characters of a value
 
-std::string cut(std::string text)
+std::string cut(const std::string& text)
 {
-    text = repairedUtf8(text);
-    std::size_t characters = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        if (byte < 0x20)
-            text[at] = ' ';
-        if ((byte & 0xC0) != 0x80 && ++characters > kLongest)
-            return text.substr(0, at) + "\u2026";
-    }
-    return text;
+    return shownText(text, kLongest);
 }
 
 } // namespace
