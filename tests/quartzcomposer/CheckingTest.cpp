@@ -148,7 +148,7 @@ TEST(TextCheck, ScriptsAndKernelsHaveTheirOwnPlaces)
   "function (__number o) main (__number \u00e4) {",
   "  var t = \"\\u00e4\";", "  return { o: @; };",
   "}"]}}},
-"S": {"class": "QCJavaScript", "settings": {"script": "function (__number o) main (__number a) {\n  var t = \"\\\"\"; return @]; }"}},
+"S": {"class": "QCJavaScript", "settings": {"script": "function (__number o) main (__number a) {\n  \u0076ar t = \"\\\"\"; return @]; }"}},
 "H": {"class": "QCJavaScript", "settings": {"script": @"function main() { return 1; }"}},
 "K": {"class": "QCImageKernel", "settings": {"sourceCode": "// x\nkernel vec4 f(sampler a)\n{ return sample(a, ; @}"}},
 "V": {"class": "QCGLSLShader", "settings": {"vertexShader": "void main() {\n  gl_Position = ftransform();\n}", "fragmentShader": {"lines": ["void main()", "{ gl_FragColor = vec4(@gl_Nothing); }"]}
@@ -179,6 +179,26 @@ TEST(TextCheck, WhatAFileHeldIsNoMistake)
             testing::HasSubstr("error: \"B\" (QCBillboard) has no input \"inputImag\"")));
 }
 
+// The text of a file that another program may have written says so at each of its patches; of one of ours it doesn't.
+TEST(TextCheck, TextsOfOtherProgramsFilesAreKnown)
+{
+    for (const auto& [version, isForeign] : {std::pair("332", false), {"103.4", true}}) {
+        const std::string text = textForm(*compositionOfPropertyList(Value(Dictionary{{"frameworkVersion", version},
+            {"rootPatch",
+                Dictionary{{"class", "QCPatch"},
+                    {"state",
+                        Dictionary{{"nodes",
+                            Array{Dictionary{{"class", "QCClear"}, {"key", "C"},
+                                {"state", Dictionary{{"version", std::int64_t(1)}}}}}}}}}}})));
+        EXPECT_EQ(told(text).empty(), isForeign) << text;
+    }
+    // Another number is no slip of the pen.
+    EXPECT_EQ(told(withPatches(R"("Way1": {"class": "QCLFO", "raw": {}}, "S": {"class": "QCSprite"})",
+                  R"(, "raw": {}, "connections": ["Way2.outputValue > S.inputX", "Wy1.outputValue > S.inputY"])")),
+        "t:3:32: warning: there is no patch \"Way2\"; \"Way1\" is near\n"
+        "t:3:63: error: there is no patch \"Wy1\"; \"Way1\" is near\n");
+}
+
 TEST(TextCheck, EachInputHasOneSourceAndEachPatchAUse)
 {
     const std::string patches
@@ -193,6 +213,27 @@ TEST(TextCheck, EachInputHasOneSourceAndEachPatchAUse)
             R"(error: input "inputX" of "S" has two sources, the other in line 5)",
             R"(error: input "inputY" of "S" has two sources, the other in line 6)",
             "warning: a value of type image never becomes one of type number"}});
+}
+
+// What the classes say of ranges, menus and settings.
+TEST(TextCheck, RangesAndSettingsAreThoseOfTheClass)
+{
+    expectTold({withPatches(
+                    R"("L": {"class": "QCLFO", "inputs": {"inputType": 7, "inputPeriod": 0, "inputPWMRatio": 1}},
+ "M": {"class": "QCLFO", "inputs": {"inputType": @8, "inputPeriod": @-0.5, "inputPWMRatio": @1.5}, "settings": {"randomSeed": @"x", @"randomSede": 1}},
+ "T": {"class": "QCTextImage", "settings": {"manualLayout": @"yes", "horizontalAlignment": @"Centred", "timebase": @"own"}})",
+                    R"(, "outputs": {"a": "L.outputValue", "b": "M.outputValue", "c": "T.outputImage"})"),
+        {"warning: input \"inputType\": 8 is none of the choices: 0 Sine, 1 Cosine, 2 Triangle, 3 Square, 4 Sawtooth "
+         "Up, 5 "
+         "Sawtooth Down, 6 PWM, 7 Random",
+            "warning: input \"inputPeriod\": -0.5 is out of range: at least 0",
+            "warning: input \"inputPWMRatio\": 1.5 is out of range: 0 to 1",
+            "error: setting \"randomSeed\": a number is wanted, not the text \"x\"",
+            "error: \"M\" (QCLFO) has no setting \"randomSede\"; \"randomSeed\" is near",
+            "error: setting \"manualLayout\": true or false is wanted, not the text \"yes\"",
+            "error: setting \"horizontalAlignment\": \"Centred\" is none of \"Normal\", \"Opposite\", \"Centered\", "
+            "\"Justified\"; \"Centered\" is near",
+            "error: setting \"timebase\": \"own\" is none of \"parent\", \"local\", \"external\""}});
 }
 
 // However many there are: fifty are told, and quickly.
@@ -216,7 +257,8 @@ TEST(NearestName, CountsLettersAndForgivesPrefixes)
     const std::vector<std::string> names{"inputWidth", "inputHeight", "QCSprite", "CIGaussianBlur"};
     for (const auto& [given, meant] : std::initializer_list<std::pair<const char*, const char*>>{
              {"width", "inputWidth"}, {"inputHieght", "inputHeight"}, {"Sprite", "QCSprite"}, {"qcsprit", "QCSprite"},
-             {"GBlur", ""}, {"GausianBlur", "CIGaussianBlur"}, {"inputDepth", ""}, {"x", ""}})
+             {"GBlur", ""}, {"GausianBlur", "CIGaussianBlur"}, {"inputDepth", ""}, {"Hxxyht", ""},
+             {"Hxyght", "inputHeight"}, {"x", ""}})
         EXPECT_EQ(nearestName(given, names), meant) << given;
 }
 

@@ -1,3 +1,4 @@
+#include "platform/quartzcomposer/graph/InputDescription.h"
 #include "quartzcomposer/Play.h"
 
 #include <gtest/gtest.h>
@@ -56,6 +57,29 @@ TEST(PublishedPorts, KeepTheirOrderTypesAndValuesInInnerMacrosToo)
 }
 
 // Definitions are instances of a macro: their defaults, the instance's values, and one that holds itself.
+// The file's own words come before the port's; a splitter's limits before nothing; through macros, too.
+TEST(PublishedPorts, AreDescribedByTheFileElseByThePortBehindThem)
+{
+    const CompositionFile file
+        = fileOf(R"({inputs: {Ratio: 'M.Ratio', Way: 'S.input', Mode: 'L.inputType', Free: 'E.x'},
+        patches: {M: QCPatch {Ratio: 'L.inputPWMRatio'} patches {L: QCLFO},
+        S: QCSplitter with {portClass: 'QCNumberPort', inputMin: 5, inputMax: -2.5}, L: QCLFO, E: QCExpression with {expression: 'x'}},
+        raw: {top: {portAttributes: {Ratio: {CIAttributeSliderMax: 0.5},
+            Mode: {name: 'How it moves', description: 'One of two', menu: ['Calm', '-', 'Wild', 3]}}}}})");
+    const CompositionGraph graph(file, registry());
+    const auto inputs = describedInputs(file, graph, registry());
+    ASSERT_EQ(inputs.size(), 4u);
+    EXPECT_EQ(inputs[0].title, "Ratio");
+    EXPECT_EQ(inputs[0].meaning, registry().describe("QCLFO")->port("inputPWMRatio")->meaning);
+    EXPECT_EQ(std::pair(inputs[0].least, inputs[0].most), std::pair(0.0, 0.5));
+    EXPECT_EQ(inputs[1].type, PortType::Number);
+    EXPECT_EQ(std::pair(inputs[1].least, inputs[1].most), std::pair(-2.5, 5.0)) << "in order";
+    EXPECT_EQ(inputs[2].title, "How it moves");
+    EXPECT_EQ(inputs[2].meaning, "One of two");
+    EXPECT_EQ(inputs[2].labels, (std::vector<std::string>{"Calm", "Wild"}));
+    EXPECT_EQ(inputs[3].most, kEndless);
+}
+
 TEST(VirtualPatches, AreMacrosOfTheirDefinition)
 {
     const auto with = [&](const std::string& patches, const std::string& connections = "") {
