@@ -88,6 +88,11 @@ TEST(TextCheck, TellsWhereAndWhatWasMeant)
             {R"(error: "A" (QCClear) has no input "color"; "inputColor" is near)",
                 R"(error: value of input "inputColor" stands twice here)",
                 R"(error: input "inputColor": "#22222" is no colour; one reads "#rrggbb" or "#rrggbbaa")"}},
+        {withPatches(R"("B": {"class": "QCBillboard", "inputs": {@"inputWidth": 1}},
+ "E": {"class": "QCExpression", "settings": {"expression": "speed"}, "inputs": {@"sped": 1}})",
+             R"(, "outputs": {"E": "E.outputResult"})"),
+            {R"(error: "B" (QCBillboard) has no input "inputWidth" with these settings)",
+                R"(error: "E" (QCExpression) has no input "sped"; "speed" is near)"}},
         {withPatches(
              R"("M": {"class": "QCPatch", "inputs": {"In": "T.@inputStrin", @"No": 3, "X": "@Y.z", "_enable": @2}, "patches": {@"T": {"class": "QCTextImage"}, "C": {"class": "QCClear"}}})"),
             {R"(error: "T" (QCTextImage) has no input "inputStrin"; "inputString" is near)",

@@ -405,7 +405,7 @@ private:
         std::string hint;
         if (others.count(key) > 0)
             hint = isInput ? "; that is an output" : "; that is an input";
-        else if (of.description && of.description->port(key))
+        else if (of.description && of.description->port(key) && nearestName(key, names).empty())
             hint = " with these settings";
         if (!hint.empty())
             names.clear();
