@@ -15,8 +15,9 @@ namespace {
 
 constexpr std::size_t kMostWaiting = 2; // frames
 constexpr int kBands = 3;
-// The image library has all frames as one picture, one below the other.
-constexpr std::int64_t kMostRows = VIPS_MAX_COORD;
+// The image library has all frames as one picture, one below the other, of so many rows at most; younger versions of it
+// take more where they are told to.
+constexpr std::int64_t kMostRows = 10'000'000;
 constexpr int kMostSide = 16383; // of a WebP; a GIF's may be longer
 // Of all frames together: a WebP grows in memory until its end, by up to a quarter of a byte for each.
 constexpr std::int64_t kMostPixels = 1'000'000'000;
