@@ -173,7 +173,7 @@ void PatchReader::publish(PatchLooks& looks, const TextNode& node)
 {
     for (const bool isInput : {true, false}) {
         const TextNode* published = node.member(isInput ? "inputs" : "outputs");
-        for (const TextNode& entry : published ? published->children : std::vector<TextNode>()) {
+        for (const TextNode& entry : childrenOf(published)) {
             const auto reference = portReference(entry);
             const PatchLooks* child = reference ? looks.child(reference->patch) : nullptr;
             if (!child)
@@ -200,13 +200,13 @@ std::vector<const PatchLooks*> unseenPatches(const PatchLooks& macro)
             see(child.name);
     }
     const TextNode* outputs = macro.node->member("outputs");
-    for (const TextNode& entry : outputs ? outputs->children : std::vector<TextNode>()) {
+    for (const TextNode& entry : childrenOf(outputs)) {
         if (const auto reference = portReference(entry))
             see(reference->patch);
     }
     // A splitter that publishes what nobody uses is a sign for the host.
     const TextNode* inputs = macro.node->member("inputs");
-    for (const TextNode& entry : inputs ? inputs->children : std::vector<TextNode>()) {
+    for (const TextNode& entry : childrenOf(inputs)) {
         const auto reference = portReference(entry);
         const PatchLooks* child = reference ? macro.child(reference->patch) : nullptr;
         if (child && child->className == "QCSplitter")
@@ -214,7 +214,7 @@ std::vector<const PatchLooks*> unseenPatches(const PatchLooks& macro)
     }
     std::multimap<std::string, std::string> sources;
     const TextNode* connections = macro.node->member("connections");
-    for (const TextNode& entry : connections ? connections->children : std::vector<TextNode>()) {
+    for (const TextNode& entry : childrenOf(connections)) {
         if (const auto ends = connectionEnds(entry))
             sources.emplace(ends->to.patch, ends->from.patch);
     }

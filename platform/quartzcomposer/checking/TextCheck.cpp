@@ -109,7 +109,7 @@ private:
         PatchReader reader(top, registry_, path_);
         patch(reader.read(top), {"values", "virtualPatches", "$schema"}); // an editor asks for the last
         const TextNode* definitions = section(top, "virtualPatches", Kind::Object, "an object of compositions");
-        for (const TextNode& definition : definitions ? definitions->children : std::vector<TextNode>()) {
+        for (const TextNode& definition : childrenOf(definitions)) {
             if (!definition.key.starts_with('/'))
                 tell(Severity::Error, definition.keyOffset, "the name of a virtual patch begins with \"/\"");
             if (!definition.is(Kind::Object))
@@ -366,7 +366,7 @@ private:
             specials(entry);
             if (!child) {
                 std::vector<std::string> keys;
-                for (const TextNode& one : published ? published->children : std::vector<TextNode>())
+                for (const TextNode& one : childrenOf(published))
                     keys.push_back(one.key);
                 tellUnknown(
                     patch, entry.keyOffset, "no input " + quoted(entry.key) + " is published here", entry.key, keys);
@@ -436,11 +436,11 @@ private:
             = section(*patch.node, "connections", Kind::Array, "a list of \"patch.port > patch.port\"");
         std::map<std::pair<std::string, std::string>, std::size_t> sources; // by input: where it was seen first
         const TextNode* published = patch.node->member("inputs");
-        for (const TextNode& entry : published ? published->children : std::vector<TextNode>()) {
+        for (const TextNode& entry : childrenOf(published)) {
             if (const auto reference = portReference(entry); reference && patch.child(reference->patch))
                 source(sources, {reference->patch, reference->port}, entry.offset);
         }
-        for (const TextNode& entry : given ? given->children : std::vector<TextNode>()) {
+        for (const TextNode& entry : childrenOf(given)) {
             const auto ends = connectionEnds(entry);
             if (!ends) {
                 tell(Severity::Error, entry.offset,

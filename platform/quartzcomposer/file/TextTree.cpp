@@ -205,6 +205,12 @@ const std::string* TextNode::textMember(std::string_view name) const
     return found && found->is(Kind::String) ? &found->text : nullptr;
 }
 
+const std::vector<TextNode>& childrenOf(const TextNode* node)
+{
+    static const std::vector<TextNode> none;
+    return node ? node->children : none;
+}
+
 Result<TextNode, TextFault> textTree(std::string_view text)
 {
     constexpr std::size_t kMaxText = 64u << 20;

@@ -39,6 +39,9 @@ struct TextNode {
     const std::string* textMember(std::string_view key) const;
 };
 
+// Its members or elements; none for null.
+const std::vector<TextNode>& childrenOf(const TextNode* node);
+
 // A JSON text of at most 64 MiB with comments, as the text form may have them; nested at most 1000 deep. Any thread.
 Result<TextNode, TextFault> textTree(std::string_view text);
 
