@@ -284,4 +284,23 @@ TEST(TextCheck, OurOwnCompositionsAreInOrder)
     }
 }
 
+TEST(Checking, KnowsThePortsOfDefinitionsInFiles)
+{
+    TemporaryFolder folder;
+    folder.write("double.json",
+        R"({"inputs": {"n": "E.n"}, "outputs": {"twice": "E.outputResult"},
+            "patches": {"E": {"class": "QCExpression", "settings": {"expression": "2 * n"}}}})");
+    const std::string path = std::string(folder) + "/t.json";
+    const auto with = [](const std::string& port, const std::string& file) {
+        return "{\"outputs\": {\"a\": \"D.twice\"}, \"patches\": {\"D\": {\"class\": \"/double\", \"inputs\": {\""
+            + port + "\": 2}}}, \"virtualPatches\": {\"/double\": {\"file\": " + file + "}}}";
+    };
+    EXPECT_EQ(told(with("n", "\"double.json\""), path), "");
+    EXPECT_THAT(told(with("m", "\"double.json\""), path), testing::HasSubstr("\"m\""));
+    EXPECT_THAT(
+        told(with("n", "\"gone.json\""), path), testing::HasSubstr("1:127: error: the definition in \"gone.json\""));
+    EXPECT_THAT(told(with("n", "7"), path), testing::HasSubstr("\"file\" is the name of a text"));
+    EXPECT_THAT(told(R"({"patches": {}, "$schema": 5})"), testing::HasSubstr("\"$schema\" is a text"));
+}
+
 } // namespace vitrel::qc

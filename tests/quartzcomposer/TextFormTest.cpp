@@ -223,4 +223,36 @@ TEST(TextForm, ComesBackAsTheSameFile)
     EXPECT_EQ(textForm(*compositionOfPropertyList(*back)), textForm(*file));
 }
 
+// What several compositions share lies in a file of its own, which can name no other.
+TEST(TextForm, TakesDefinitionsFromFilesBeside)
+{
+    TemporaryFolder folder;
+    std::filesystem::create_directory(std::string(folder) + "/parts");
+    folder.write("parts/double.json",
+        R"({"inputs": {"n": "E.n"}, "outputs": {"twice": "E.outputResult"}, // as the composition's own
+            "patches": {"E": {"class": "QCExpression", "settings": {"expression": "2 * n"}}}})");
+    folder.write("nested.json", R"({"patches": {}, "virtualPatches": {"/x": {"file": "parts/double.json"}}})");
+    folder.write("other.txt", "secret");
+    folder.write("long.json", "{\"patches\": {}}" + std::string(1 << 20, ' '));
+    std::filesystem::create_symlink("/etc/hostname", std::string(folder) + "/link.json");
+    const auto with = [](const std::string& file) {
+        return R"({"outputs": {"four": "D.twice"}, "patches": {"D": {"class": "/double", "inputs": {"n": 2}}},
+            "virtualPatches": {"/double": {"file": ")"
+            + file + "\"}}}";
+    };
+    const auto made = compositionFromText(with("parts/double.json"), folder);
+    ASSERT_TRUE(made) << made.error().reason;
+    const auto file = compositionOfPropertyList(*made);
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->virtualPatches.count("/double"), 1u);
+    for (const auto& [name, why] :
+        std::map<std::string, std::string>{{"nowhere.json", "can't be read"},
+            {"../parts/double.json", "lies neither beside"}, {"link.json", "lies neither beside"},
+            {"nested.json", "definitions of its own"}, {"other.txt", "no JSON object"}, {"long.json", "longer than"}}) {
+        const auto none = compositionFromText(with(name), folder);
+        ASSERT_FALSE(none) << name;
+        EXPECT_THAT(none.error().reason, testing::HasSubstr(why));
+    }
+}
+
 } // namespace vitrel::qc

@@ -60,13 +60,15 @@ public:
 
     std::vector<Diagnostic> all()
     {
-        const auto tree = textTree(text_);
+        auto tree = textTree(text_);
         if (!tree)
             tell(Severity::Error, tree.error().offset, tree.error().reason);
         else if (!tree->is(Kind::Object))
             tell(Severity::Error, tree->offset, "a composition is an object with \"patches\"");
-        else
+        else {
+            bringDefinitions(*tree);
             composition(*tree);
+        }
         if (!hasErrors(found_))
             make();
         std::stable_sort(
@@ -108,15 +110,48 @@ private:
             tell(Severity::Error, top.offset, "a composition is an object with \"patches\"");
         PatchReader reader(top, registry_, path_);
         patch(reader.read(top), {"values", "virtualPatches", "$schema"}); // an editor asks for the last
+        section(top, "$schema", Kind::String, "a text: where an editor finds the schema");
         const TextNode* definitions = section(top, "virtualPatches", Kind::Object, "an object of compositions");
         for (const TextNode& definition : childrenOf(definitions)) {
             if (!definition.key.starts_with('/'))
                 tell(Severity::Error, definition.keyOffset, "the name of a virtual patch begins with \"/\"");
             if (!definition.is(Kind::Object))
                 tell(Severity::Error, definition.offset, "a composition is an object with \"patches\"");
-            else
+            else if (!isElsewhere(definition))
                 patch(reader.read(definition), {"values"});
         }
+    }
+
+    // Puts what lies in files of their own in the place of what names them. They are no part of this text: what is
+    // wrong in them is told of theirs.
+    void bringDefinitions(TextNode& top)
+    {
+        const auto all = std::find_if(top.children.rbegin(), top.children.rend(),
+            [](const TextNode& member) { return member.key == "virtualPatches"; });
+        if (all == top.children.rend())
+            return;
+        for (TextNode& definition : all->children) {
+            if (!definition.is(Kind::Object) || definition.children.size() != 1 || !definition.member("file"))
+                continue;
+            const TextNode file = definition.children[0];
+            if (!file.is(Kind::String)) {
+                tell(Severity::Error, file.offset, "\"file\" is the name of a text beside this one or beneath");
+                continue;
+            }
+            const auto text = definitionText(folder_, file.text);
+            auto tree = text ? textTree(*text) : Result<TextNode, TextFault>(TextFault{0, text.error().reason});
+            if (!tree) {
+                tell(Severity::Error, file.offset, tree.error().reason);
+                continue;
+            }
+            definition.children = std::move(tree->children);
+            elsewhere_.insert(definition.key);
+        }
+    }
+    bool isElsewhere(const TextNode& definition) const
+    {
+        return elsewhere_.count(definition.key) > 0
+            || (definition.children.size() == 1 && definition.member("file")); // told already
     }
 
     // A member of the form that has one kind; null if it isn't there or of another.
@@ -487,6 +522,7 @@ private:
 
     const std::string_view text_;
     const std::string path_, folder_;
+    std::set<std::string> elsewhere_; // virtual patches that lie in files of their own
     const PatchRegistry& registry_;
     const TextPlaces places_;
     std::vector<Diagnostic> found_;

@@ -381,7 +381,10 @@ Json textFormSchema(const std::vector<ReferenceFamily>& families)
     json["required"] = {"patches"};
     // Definitions that a file brings with it are as they are, throughout.
     const auto definedAs = [](const char* definition) {
-        return Json{{"properties", {{"virtualPatches", {{"patternProperties", {{"^/", reference(definition)}}}}}}}};
+        const Json isElsewhere{{"type", "object"}, {"required", {"file"}}, {"maxProperties", 1},
+            {"properties", {{"file", {{"type", "string"}, {"description", "A text beside this one or beneath"}}}}}};
+        const Json one{{"anyOf", {isElsewhere, reference(definition)}}};
+        return Json{{"properties", {{"virtualPatches", {{"patternProperties", {{"^/", one}}}}}}}};
     };
     json["allOf"] = Json::array(
         {{{"if", {{"required", {"raw"}}}}, {"then", definedAs("foreign")}, {"else", definedAs("definition")}}});
