@@ -179,10 +179,15 @@ std::optional<int> SaverHost::configureWays(const SaverOptions& options, Reach r
         urlSession_ = outside_->urlSession();
         surroundings_.feedFetcher = outside_->fetcher();
         surroundings_.artworkReader = outside_->covers();
+        coverShelf_ = outside_->coverShelf();
     } else if (!isConfined_) {
         urlSession_ = std::make_unique<CurlURLSession>(URLSessionLimits{.user = geteuid()});
         surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
+        coverShelf_ = std::make_shared<CoverFolder>(CoverFolder::usersFolder(), clock_);
     }
+    // What is played for show is nobody's evening.
+    if (options.demo)
+        coverShelf_.reset();
     surroundings_.urlSession = urlSession_.get();
     if (options.demo) {
         players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
@@ -219,6 +224,7 @@ OutsidePermissions SaverHost::permissions() const
 {
     OutsidePermissions permissions;
     permissions.companionPort = kCompanionPort;
+    permissions.coverFolder = CoverFolder::usersFolder();
     for (const auto& path : compositions()) {
         const VitrelItem item(surroundings_, path.substr(path.rfind('/') + 1));
         const auto address = item.rssFeedURL().value_or("");
@@ -378,6 +384,7 @@ std::shared_ptr<VitrelView> SaverHost::addView(const std::shared_ptr<NSWindow>& 
     auto view = VitrelView::initWithFrameIsPreview(surroundings_, {{0, 0}, window->frame().size}, isPreview);
     if (!view)
         return nullptr;
+    view->setCoverShelf(coverShelf_);
     if (trace_) {
         const int number = firstView_ + static_cast<int>(views_.size());
         view->setInputObserver(trace_->observerForView(number));

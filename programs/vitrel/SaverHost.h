@@ -101,6 +101,7 @@ private:
     RunLoop runLoop_{clock_};
     std::unique_ptr<HostSignals> signals_; // before any thread is
     std::unique_ptr<OutsideLink> outside_; // before any thread is; null if it is free
+    std::shared_ptr<CoverShelf> coverShelf_; // null: nothing is kept
     std::unique_ptr<SoundInput> sound_; // null: all is silent
     std::unique_ptr<LiveReplay> replay_; // null: the world feeds the compositions
     std::string replayName_;
