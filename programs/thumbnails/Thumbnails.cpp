@@ -5,6 +5,7 @@
 #include "platform/appkit/NSImage.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/UUID.h"
+#include "platform/quartzcomposer/file/TextValues.h"
 #include "programs/child/ChildProcess.h"
 
 #include <sys/stat.h>
@@ -31,8 +32,10 @@ constexpr const char* kTimeToPlay = "1.2"; // seconds; most compositions fade in
 constexpr Seconds kFresh{3};
 // A picture of this size as a PNG has a tenth of this.
 constexpr std::uintmax_t kMostBytes = 1 << 20;
+// Of what was kept before there were facts beside a picture, nothing is taken.
+const std::string kForm = "2:";
 // In the cache, some 30 MB; the oldest go.
-constexpr std::size_t kMostFiles = 2000;
+constexpr std::size_t kMostFiles = 4000; // two for each
 // Pictures in memory: more than any window shows, a few megabytes.
 constexpr std::size_t kMostInMemory = 200;
 
@@ -45,6 +48,7 @@ struct Thumbnails::Work {
         std::string key; // of the file as it was at the last look; empty if it isn't there
         bool known = true; // picture or none, nothing is to be done
         std::shared_ptr<const Bitmap> picture;
+        std::shared_ptr<const CompositionFacts> facts;
     };
 
     Work(Thumbnails& owner, RunLoop& loop, std::string program, std::string folder)
@@ -69,13 +73,16 @@ struct Thumbnails::Work {
             timer_->invalidate();
         process_.reset();
         std::error_code error;
-        if (!busy_.empty())
+        if (!busy_.empty()) {
             fs::remove(part_, error);
+            fs::remove(part_ + ".json", error);
+        }
         if (temporary_ && !folder_.empty())
             fs::remove_all(folder_, error);
     }
 
     std::string fileOf(const std::string& key) const { return folder_ + "/" + key + ".png"; }
+    std::string factsFileOf(const std::string& key) const { return folder_ + "/" + key + ".json"; }
     // Another window may render the same one.
 
     Entry& lookAt(const std::string& path)
@@ -89,13 +96,14 @@ struct Thumbnails::Work {
         };
         std::string key;
         if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-            const std::string state = path + '\0' + std::to_string(status.st_mtim.tv_sec) + '.'
+            const std::string state = kForm + path + '\0' + std::to_string(status.st_mtim.tv_sec) + '.'
                 + std::to_string(status.st_mtim.tv_nsec) + '.' + std::to_string(status.st_size);
             key = hexadecimal(md5(bytesOf(state)));
         }
         if (key != entry.key) {
             entry.key = key;
             entry.picture.reset();
+            entry.facts.reset();
             entry.known = key.empty() || take(entry);
         }
         return entry;
@@ -109,7 +117,20 @@ struct Thumbnails::Work {
         const auto image = bytes->empty() ? nullptr : NSImage::imageWithData(*bytes);
         if (image && !image->representations().empty())
             entry.picture = image->representations().front().bitmap();
+        takeFacts(entry);
         return true;
+    }
+
+    void takeFacts(Entry& entry)
+    {
+        constexpr std::size_t kMostOfFacts = 1 << 18;
+        constexpr int kDeepest = 8;
+        const auto bytes = readFile(factsFileOf(entry.key), kMostOfFacts);
+        if (!bytes || !qc::nestsAtMost(textOf(*bytes), kDeepest))
+            return;
+        const auto said = nlohmann::ordered_json::parse(textOf(*bytes), nullptr, false);
+        if (said.is_object())
+            entry.facts = std::make_shared<const CompositionFacts>(compositionFacts(said));
     }
 
     void next()
@@ -129,7 +150,8 @@ struct Thumbnails::Work {
         part_ = folder_ + "/" + UUIDString() + ".part";
         process_ = ChildProcess::start(loop_, ChildProcess::Kind::apart, program_,
             {"vitrel", "snapshot", "--without-data", "--output", part_, "--size",
-                std::to_string(kWidth) + "x" + std::to_string(kHeight), "--after", kTimeToPlay, "--", path},
+                std::to_string(kWidth) + "x" + std::to_string(kHeight), "--after", kTimeToPlay, "--facts",
+                part_ + ".json", "--", path},
             -1, [this](int status) { rendered(WIFEXITED(status) && WEXITSTATUS(status) == 0); });
         if (process_)
             timer_ = loop_.scheduledTimer(kPatience, false, [this] { process_->kill(SIGKILL); });
@@ -147,6 +169,7 @@ struct Thumbnails::Work {
         else
             writeFile(fileOf(busyKey_), {}, {.mode = 0600, .lasting = false});
         fs::remove(part_, error);
+        fs::rename(part_ + ".json", factsFileOf(busyKey_), error);
         Entry& entry = entries_[path];
         if (entry.key == busyKey_) {
             entry.known = true;
@@ -201,6 +224,11 @@ Thumbnails::~Thumbnails() = default;
 std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
 {
     return work_->lookAt(path).picture;
+}
+
+std::shared_ptr<const CompositionFacts> Thumbnails::facts(const std::string& path)
+{
+    return work_->lookAt(path).facts;
 }
 
 void Thumbnails::lookAgain(const std::string& path)

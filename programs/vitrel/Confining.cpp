@@ -1,6 +1,7 @@
 #include "programs/vitrel/Confining.h"
 
 #include "base/Text.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "programs/vitrel/Commands.h"
@@ -138,6 +139,28 @@ void tellUnconfined(const Confined& confined)
 {
     if (!confined.calls && !confined.isSwitchedOff)
         complain("this isn't confined: " + confined.lacks);
+}
+
+void confineToSettings(const CommandFiles& files, const std::vector<std::string>& folders)
+{
+    auto reach = reachOf(files, NSBundle::forExecutable().resourcePath());
+    std::vector<std::string> written = folders;
+    const std::string settings = userFolder(UserFolder::Config);
+    written.push_back(settings);
+    for (const std::string& folder : written) {
+        std::error_code error;
+        if (!folder.empty() && (fs::create_directories(folder, error), !error))
+            reach.writable.push_back(folder);
+    }
+    // Some keep their settings elsewhere, and links here.
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(settings, error)) {
+        std::error_code none;
+        const auto target = entry.is_symlink(none) ? fs::canonical(entry.path(), none) : entry.path();
+        if (!none && target != entry.path())
+            reach.writable.push_back(target.parent_path().string());
+    }
+    tellUnconfined(confine(ConfinementKind::Drawing, reach));
 }
 
 void confineToDrawing(const CommandFiles& files)
