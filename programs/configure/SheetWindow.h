@@ -19,7 +19,9 @@ class PreferencesWC;
 
 namespace vitrel {
 
+class BringingBar;
 class NSOpenPanel;
+class OptionsPane;
 class PreviewLink;
 class TableBinder;
 class Thumbnails;
@@ -36,7 +38,8 @@ public:
         Thumbnails& thumbnails);
     ~SheetWindow() override;
 
-    // Adds compositions to the list and makes the last of them active. Those that the list has are only made active.
+    // Adds compositions to the list and makes the last of them active, also those of folders and archives, which are
+    // looked for first. Those that the list has are only made active.
     void openFiles(const std::vector<std::string>& paths);
 
     // As a click on Cancel. Also what Escape and the window's own button do.
@@ -65,6 +68,7 @@ private:
     void compositionDidChange();
     void showCompositionName();
     void showEmptyText();
+    void showOptions();
     std::string activePath() const;
     Dictionary stored() const;
 
@@ -78,6 +82,8 @@ private:
     std::shared_ptr<NSButton> removeButton_;
     Binder binder_;
     std::unique_ptr<TableBinder> table_;
+    OptionsPane* options_ = nullptr; // the window's
+    BringingBar* bringing_ = nullptr; // likewise
     std::unique_ptr<FileWatch> watch_; // of the store
     std::unique_ptr<FileWatch> filesWatch_; // of the compositions in the list
     std::vector<std::string> watchedFiles_;

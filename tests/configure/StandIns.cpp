@@ -70,6 +70,12 @@ std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
     return found == work_->pictures.end() ? nullptr : found->second;
 }
 
+std::shared_ptr<const CompositionFacts> Thumbnails::facts(const std::string& path)
+{
+    const auto found = work_->facts.find(path);
+    return found == work_->facts.end() ? nullptr : found->second;
+}
+
 void Thumbnails::lookAgain(const std::string& path)
 {
     work_->lookedAgain.push_back(path);
