@@ -144,14 +144,15 @@ void tellUnconfined(const Confined& confined)
 void confineToSettings(const CommandFiles& files, const std::vector<std::string>& folders)
 {
     auto reach = reachOf(files, NSBundle::forExecutable().resourcePath());
-    std::vector<std::string> written = folders;
     const std::string settings = userFolder(UserFolder::Config);
-    written.push_back(settings);
-    for (const std::string& folder : written) {
+    const auto make = [](const std::string& folder, std::vector<std::string>& in) {
         std::error_code error;
         if (!folder.empty() && (fs::create_directories(folder, error), !error))
-            reach.writable.push_back(folder);
-    }
+            in.push_back(folder);
+    };
+    make(settings, reach.writable);
+    for (const std::string& folder : folders)
+        make(folder, reach.arranged);
     // Some keep their settings elsewhere, and links here.
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(settings, error)) {

@@ -1,5 +1,6 @@
 // feed-url, xscreensaver and doctor: what a user sees of the settings and of what they lead to.
 #include "Program.h"
+#include "base/Text.h"
 #include "support/LocalServer.h"
 #include "support/TemporaryFolder.h"
 
@@ -18,7 +19,7 @@ struct Ran {
 
 Ran run(const TemporaryFolder& settings, std::vector<std::string> words)
 {
-    Program program(std::move(words), {{"XDG_CONFIG_HOME", settings.path()}});
+    Program program(std::move(words), {{"XDG_CONFIG_HOME", settings.path()}, {"XDG_DATA_HOME", settings / "data"}});
     const int code = program.wait();
     return {code, program.output() + program.errors()};
 }
@@ -179,6 +180,13 @@ TEST(FirstStart, ShowsNewsAndAFileOnTheCommandLineIsNobodysChoice)
     EXPECT_EQ(run(settings, {"compositions", "add", files / "more"}).output, "");
     EXPECT_EQ(run(settings, {"compositions", "add", files / "more/"}).output, "");
     EXPECT_EQ(run(settings, {"compositions", "list"}).output, "* " + deep + "\n");
+    const auto zip
+        = decodeBase64("UEsDBBQAAAAAAAAAIQBXEbIXDgAAAA4AAAAIAAAARC9ELmpzb257InBhdGNoZXMiOnt9fVBLAQIUAxQAAAAAAAAA"
+                       "IQBXEbIXDgAAAA4AAAAIAAAAAAAAAAAAAACAAQAAAABEL0QuanNvblBLBQYAAAAAAQABADYAAAA0AAAAAAA=");
+    EXPECT_EQ(run(settings, {"compositions", "add", files.write("Dawn.zip", textOf(*zip))}).output, "");
+    const std::string unpacked = settings / "data/vitrel/compositions/Dawn/D/D.json";
+    EXPECT_EQ(run(settings, {"compositions", "list"}).output, "  " + deep + "\n* " + unpacked + "\n");
+    EXPECT_EQ(run(settings, {"compositions", "remove", unpacked}).code, 0);
     const auto mixed = run(settings, {"compositions", "add", files / "more", files.write("x.zip", "PK")});
     EXPECT_EQ(mixed.code, 1);
     EXPECT_EQ(mixed.output, "vitrel: " + (files / "x.zip") + ": it is no ZIP archive\n");
