@@ -5,13 +5,14 @@
 #include "platform/foundation/NSObject.h"
 #include "platform/foundation/Surroundings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/BuiltInCompositions.h"
 #include "preferences/Settings.h"
 
 #include <vector>
 
 namespace vitrel {
 
-void setInitialChoice(const SettingsSurroundings& surroundings, bool listed)
+void setInitialChoice(const SettingsSurroundings& surroundings, bool plays)
 {
     const auto path = defaultCompositionPath(surroundings);
     if (!path || !surroundings.defaults)
@@ -20,8 +21,11 @@ void setInitialChoice(const SettingsSurroundings& surroundings, bool listed)
     // Else its first evening would begin with a reload, when its feed's input is first seen.
     const VitrelItem item(surroundings, path->substr(path->rfind('/') + 1));
     surroundings.defaults->setFallback(item.keyID(VitrelItem::Key::isRSSVisualizer), true);
-    if (listed)
-        surroundings.defaults->setFallback("Files Paths", Array{*path});
+    if (!plays)
+        return;
+    const auto chosen = Settings::shared(surroundings).screenSaverDefaults()->stringForKey("Active File Path");
+    const bool isBuiltIn = chosen && BuiltInCompositions(surroundings).at(*chosen);
+    surroundings.defaults->setFallback("Files Paths", isBuiltIn ? Array{*chosen} : Array{});
 }
 
 std::optional<std::string> defaultCompositionPath(const SettingsSurroundings& surroundings)
