@@ -10,6 +10,8 @@
 #include "preferences/ViewLocalization.h"
 #include "programs/configure/CompositionDelegate.h"
 #include "programs/configure/DroppedFiles.h"
+#include "programs/configure/Icons.h"
+#include "programs/configure/StartPage.h"
 #include "programs/configure/TableBinder.h"
 #include "programs/preview/PreviewLink.h"
 #include "programs/thumbnails/Thumbnails.h"
@@ -19,34 +21,18 @@
 #include <QFileDialog>
 #include <QKeyEvent>
 #include <QMimeData>
-#include <QPainter>
 #include <QPointer>
 #include <QShortcut>
+#include <QTabBar>
+#include <QTabWidget>
 
 #include <algorithm>
 
 namespace vitrel {
 namespace {
 
-// The plus and the minus of the list's buttons, in the colour of their text.
-QIcon signIcon(bool plus, const QWidget& button)
-{
-    constexpr int kSide = 16;
-    QIcon icon;
-    for (const auto& [mode, group] :
-        {std::pair(QIcon::Normal, QPalette::Active), {QIcon::Disabled, QPalette::Disabled}}) {
-        QPixmap pixmap(QSize(kSide, kSide) * button.devicePixelRatioF());
-        pixmap.setDevicePixelRatio(button.devicePixelRatioF());
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        const QColor color = button.palette().color(group, QPalette::ButtonText);
-        painter.fillRect(QRect(3, 7, 10, 2), color);
-        if (plus)
-            painter.fillRect(QRect(7, 3, 2, 10), color);
-        icon.addPixmap(pixmap, mode);
-    }
-    return icon;
-}
+// How the compositions are shown.
+constexpr const char *kViewKey = "Settings View", *kGrid = "grid", *kList = "list";
 
 std::shared_ptr<NSButton> buttonNamed(const NSView& view, const std::string& identifier)
 {
@@ -75,7 +61,7 @@ private:
 };
 
 SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<PreferencesWC> controller,
-    PreviewLink& preview, Thumbnails& thumbnails)
+    PreviewLink& preview, Thumbnails& thumbnails, const std::string& program, RunProgram run)
     : surroundings_(surroundings)
     , controller_(std::move(controller))
     , preview_(preview)
@@ -84,6 +70,13 @@ SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<Prefer
     , ui_(std::make_unique<Ui::PreferencesWC>())
     , receiver_(std::make_shared<ChangeReceiver>(*this))
     , binder_(texts_)
+    , builtIn_(surroundings)
+    , live_(*surroundings.runLoop,
+          [&surroundings, program](const std::string& path) {
+              return std::make_unique<PreviewLink>(
+                  *surroundings.runLoop, program, std::vector<std::string>{"--file", path});
+          })
+    , tryOut_(*surroundings.runLoop, program)
 {
     ui_->setupUi(this);
     surroundings_.showOpenPanel = [this](const std::shared_ptr<NSOpenPanel>& panel) { showPanel(panel); };
@@ -96,9 +89,11 @@ SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<Prefer
     // What stands in the feed's field is the user's, although it may look like one of our texts.
     controller_->updateView();
     controller_->window()->setDelegate(receiver_);
+    makePages(program, std::move(run));
     arrange();
     bindControls();
     bindTable();
+    bindViews();
     nameForReaders();
     if (!surroundings_.defaults->isVolatile()) {
         const auto domain = Settings::shared(surroundings_).screenSaverDefaults()->domain();
@@ -115,6 +110,30 @@ SheetWindow::~SheetWindow()
     surroundings_.endSheet = nullptr;
 }
 
+// Two pages over the closing line. What holds for every composition stands on the second one.
+void SheetWindow::makePages(const std::string& program, RunProgram run)
+{
+    if (!run)
+        run = [this](const auto& words, auto ended) { runs_.run(words, std::move(ended)); };
+    auto* pages = new QTabWidget(this);
+    pages->setObjectName(QStringLiteral("pages"));
+    pages->setDocumentMode(true);
+    pages->setFocusProxy(nullptr); // else the bar would lose the focus with it
+    pages->setFocusPolicy(Qt::NoFocus);
+    auto* compositions = new QWidget(pages);
+    ui_->windowLayout->removeItem(ui_->columnsLayout);
+    ui_->columnsLayout->setParent(nullptr);
+    compositions->setLayout(ui_->columnsLayout);
+    ui_->columnsLayout->setContentsMargins(0, 10, 0, 0);
+    startPage_ = new StartPage(surroundings_, texts_, std::move(run), program);
+    ui_->detailLayout->removeItem(ui_->soundLayout);
+    ui_->soundLayout->setParent(nullptr);
+    startPage_->more().addLayout(ui_->soundLayout);
+    pages->addTab(compositions, texts_("Compositions"));
+    pages->addTab(startPage_, texts_("Start"));
+    ui_->windowLayout->insertWidget(0, pages, 1);
+}
+
 // What a description can't say.
 void SheetWindow::arrange()
 {
@@ -124,6 +143,7 @@ void SheetWindow::arrange()
     ui_->closingLayout->removeWidget(ui_->cancelButton);
     ui_->buttonBox->addButton(ui_->okButton, QDialogButtonBox::AcceptRole);
     ui_->buttonBox->addButton(ui_->cancelButton, QDialogButtonBox::RejectRole);
+    setTabOrder(ui_->cancelButton, findChild<QTabBar*>());
     QFont bold = font();
     bold.setBold(true);
     ui_->compositionName->setFont(bold);
@@ -133,8 +153,7 @@ void SheetWindow::arrange()
         texts_("The preview can't be shown"), texts_("Choose another composition or click here to try again"));
     ui_->preview->onRetry = [this] { preview_.reload(); };
     ui_->preview->setLink(&preview_);
-    ui_->addButton->setIcon(signIcon(true, *ui_->addButton));
-    ui_->removeButton->setIcon(signIcon(false, *ui_->removeButton));
+    drawIcons();
     const auto shortcut = [this](const QKeySequence& keys, auto act) {
         connect(new QShortcut(keys, this), &QShortcut::activated, this, act);
     };
@@ -165,19 +184,98 @@ void SheetWindow::bindControls()
 void SheetWindow::bindTable()
 {
     QListView& list = *ui_->tableviewQuartzCompositions;
-    list.setItemDelegate(
-        new CompositionDelegate([this](const std::string& path) { return thumbnails_.thumbnail(path); }, &list));
+    for (const auto& one : builtIn_.all())
+        thumbnails_.comesAlong(one.path, one.picture);
+    delegate_ = new CompositionDelegate({[this](const std::string& path) { return thumbnails_.thumbnail(path); },
+                                            [this](const std::string& path) { return live_.frame(path); }},
+        &list);
+    list.setItemDelegate(delegate_);
     const auto pathOfRow = [this](int row) {
         const auto& paths = controller_->filteredFilesList();
         return row >= 0 && std::size_t(row) < paths.size() ? paths[std::size_t(row)] : std::string();
     };
     table_ = std::make_unique<TableBinder>(controller_->tableviewQuartzCompositions(), list,
-        TableBinder::Files{pathOfRow, [this, pathOfRow](int row) { return pathOfRow(row) == activePath(); }}, texts_);
+        TableBinder::Files{pathOfRow, [this] { return activePath(); }}, texts_);
+    if (!builtIn_.all().empty())
+        table_->model().setHeadings(texts_("Included"), texts_("My Compositions"));
+    table_->onChooseBuiltIn = [this](const std::string& path) { controller_->chooseFile(path); };
     table_->onRemove = [this] { controller_->keyDown({NSEvent::kDelete}); };
+    table_->onTry = [this](const std::string& path) { tryOut(path); };
     table_->onSeen = [this](const std::vector<std::string>& paths) { thumbnails_.want(paths); };
     table_->onReload = [this] { tableDidReload(); };
     thumbnails_.onReady = [this](const std::string& path) { table_->touch(path); };
-    tableDidReload();
+    // Ahead of the controller, which filters what is the user's.
+    connect(ui_->searchfield, &QLineEdit::textChanged, this, [this] { showBuiltIn(); });
+    showBuiltIn();
+    controller_->updateView();
+}
+
+// The filter is for all names alike. The rows follow with the table's.
+void SheetWindow::showBuiltIn()
+{
+    const QString filter = ui_->searchfield->text();
+    std::vector<BuiltInComposition> shown;
+    for (const auto& one : builtIn_.all()) {
+        if (shownName(one.name).contains(filter, Qt::CaseInsensitive))
+            shown.push_back(one);
+    }
+    table_->model().setBuiltIn(std::move(shown));
+}
+
+// List and grid, what plays in the grid, and what fills the screen.
+void SheetWindow::bindViews()
+{
+    const auto settings = Settings::shared(surroundings_).screenSaverDefaults();
+    const bool grid = settings->stringForKey(kViewKey).value_or(kGrid) != kList;
+    showAsGrid(grid);
+    const auto choose = [this](bool isGrid) {
+        const auto store = Settings::shared(surroundings_).screenSaverDefaults();
+        store->setObjectForKey(isGrid ? kGrid : kList, kViewKey);
+        store->synchronize();
+        showAsGrid(isGrid);
+    };
+    connect(ui_->gridButton, &QAbstractButton::clicked, this, [choose] { choose(true); });
+    connect(ui_->listButton, &QAbstractButton::clicked, this, [choose] { choose(false); });
+    table_->onPoint = [this](const std::string& path) {
+        const QListView& list = *ui_->tableviewQuartzCompositions;
+        live_.setSize((QSizeF(CompositionDelegate::cellPicture(list)) * list.devicePixelRatioF()).toSize());
+        live_.pointAt(ui_->gridButton->isChecked() && !tryOut_.isPlaying() ? path : std::string());
+    };
+    live_.onFrame = [this](const std::string& path) { table_->touch(path); };
+    connect(ui_->tryButton, &QAbstractButton::clicked, this, [this] { tryOut(activePath()); });
+    tryOut_.onChange = [this](bool well) { tryOutDidChange(well); };
+}
+
+void SheetWindow::showAsGrid(bool grid)
+{
+    (grid ? ui_->gridButton : ui_->listButton)->setChecked(true);
+    delegate_->setGrid(grid);
+    ui_->columnsLayout->setStretch(0, grid ? 3 : 2);
+    ui_->columnsLayout->setStretch(1, grid ? 2 : 3);
+    table_->showAsGrid(grid);
+}
+
+void SheetWindow::tryOut(const std::string& path)
+{
+    live_.pointAt({});
+    tryOut_.begin(path);
+}
+
+// Beneath it nobody sees the preview, and what is left of the machine is for the screen.
+void SheetWindow::tryOutDidChange(bool)
+{
+    preview_.setShown(!tryOut_.isPlaying() && isVisible() && !isMinimized());
+    ui_->tryButton->setEnabled(!tryOut_.isPlaying());
+    if (!tryOut_.isPlaying())
+        activateWindow();
+}
+
+void SheetWindow::drawIcons()
+{
+    ui_->addButton->setIcon(plusIcon(*ui_->addButton));
+    ui_->removeButton->setIcon(minusIcon(*ui_->removeButton));
+    ui_->gridButton->setIcon(gridIcon(*ui_->gridButton));
+    ui_->listButton->setIcon(listIcon(*ui_->listButton));
 }
 
 // For those who hear the window instead of seeing it.
@@ -185,6 +283,10 @@ void SheetWindow::nameForReaders()
 {
     ui_->searchfield->setAccessibleName(ui_->searchfield->placeholderText());
     ui_->tableviewQuartzCompositions->setAccessibleName(texts_("Compositions"));
+    for (const auto& [button, text] : {std::pair(ui_->gridButton, "Grid"), {ui_->listButton, "List"}}) {
+        button->setAccessibleName(texts_(text));
+        button->setToolTip(texts_(text));
+    }
     ui_->preview->setAccessibleName(texts_("Preview"));
     ui_->checkboxListenToSound->setAccessibleDescription(ui_->labelListenToSound->text());
     ui_->rssURLTextField->setAccessibleName(ui_->rssURLLabel->accessibleName());
@@ -192,8 +294,7 @@ void SheetWindow::nameForReaders()
 
 std::string SheetWindow::activePath() const
 {
-    // Without a list the saver doesn't look at the active path.
-    return controller_->filesPaths().empty() ? std::string() : controller_->filePathActive().value_or("");
+    return compositionInForce(surroundings_, builtIn_);
 }
 
 Dictionary SheetWindow::stored() const
@@ -265,6 +366,7 @@ void SheetWindow::storeDidChange()
 {
     if (stored() == shown_)
         return;
+    startPage_->showStored();
     const bool isOther = activePath() != playing_;
     controller_->updateData();
     controller_->updateView();
@@ -275,8 +377,10 @@ void SheetWindow::storeDidChange()
 void SheetWindow::showCompositionName()
 {
     const std::string path = activePath();
-    const QString name
-        = path.empty() ? texts_("Built-in composition") : shownName(NSURL::fileURLWithPath(path).lastPathComponent());
+    const auto* builtIn = builtIn_.at(path);
+    const QString name = path.empty() ? texts_("Built-in composition")
+        : builtIn                     ? shownName(builtIn->name)
+                                      : shownName(NSURL::fileURLWithPath(path).lastPathComponent());
     QLabel& label = *ui_->compositionName;
     label.setText(label.fontMetrics().elidedText(name, Qt::ElideMiddle, label.width()));
     label.setToolTip(path.empty() ? QString() : escapedText(shownName(path)));
@@ -285,7 +389,7 @@ void SheetWindow::showCompositionName()
 
 void SheetWindow::showEmptyText()
 {
-    if (controller_->filesPaths().empty())
+    if (controller_->filesPaths().empty() && ui_->searchfield->text().isEmpty())
         table_->setEmptyText(texts_("No compositions yet"), texts_("Drop .qtz files here or press Add"));
     else
         table_->setEmptyText(texts_("Nothing found"), texts_("No name in the list has this text"));
@@ -362,15 +466,14 @@ void SheetWindow::changeEvent(QEvent* event)
 {
     QDialog::changeEvent(event);
     if (event->type() == QEvent::PaletteChange) {
-        ui_->addButton->setIcon(signIcon(true, *ui_->addButton));
-        ui_->removeButton->setIcon(signIcon(false, *ui_->removeButton));
+        drawIcons();
     }
 }
 
 void SheetWindow::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    if (controller_->filesPaths().empty())
+    if (controller_->filesPaths().empty() && builtIn_.all().empty())
         ui_->addButton->setFocus();
     else
         ui_->tableviewQuartzCompositions->setFocus();
