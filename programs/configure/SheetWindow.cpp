@@ -72,9 +72,11 @@ SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<Prefer
     , binder_(texts_)
     , builtIn_(surroundings)
     , live_(*surroundings.runLoop,
-          [&surroundings, program](const std::string& path) {
-              return std::make_unique<PreviewLink>(
-                  *surroundings.runLoop, program, std::vector<std::string>{"--file", path});
+          [this, program](const std::string& path) {
+              std::vector<std::string> words{"--file", path};
+              if (builtIn_.at(path)) // as its still picture
+                  words.emplace_back("--demo");
+              return std::make_unique<PreviewLink>(*surroundings_.runLoop, program, words);
           })
     , tryOut_(*surroundings.runLoop, program)
 {

@@ -160,7 +160,7 @@ TEST(Gallery, PlaysWhatThePointerRestsOnAndNothingElse)
     in.rest(0.2);
     ASSERT_EQ(children(), 1u);
     StandInPreview& child = *StandInPreview::last;
-    EXPECT_THAT(child.words, ElementsAre("--file", in.bundle / "Muralis RSS Almanac.qtz"));
+    EXPECT_THAT(child.words, ElementsAre("--file", in.bundle / "Muralis RSS Almanac.qtz", "--demo"));
     EXPECT_EQ(child.width * 9 / 16, child.height);
     EXPECT_GT(child.width, 200);
     child.frameWidth = 16;
