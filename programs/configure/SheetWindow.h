@@ -68,7 +68,7 @@ private:
     void bindViews();
     void showAsGrid(bool grid);
     void tryOut(const std::string& path);
-    void tryOutDidChange(bool well);
+    void tryOutDidChange();
     void drawIcons();
     void showBuiltIn();
     void nameForReaders();

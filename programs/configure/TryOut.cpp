@@ -1,7 +1,5 @@
 #include "programs/configure/TryOut.h"
 
-#include <sys/wait.h>
-
 #include <utility>
 
 namespace vitrel {
@@ -17,13 +15,13 @@ bool TryOut::begin(const std::string& path)
         return false;
     // All displays, whatever the saver covers when it starts by itself.
     process_ = ChildProcess::start(loop_, ChildProcess::Kind::companion, program_,
-        {"vitrel", "play", "--no-fade", "--monitors", "all", "--file", path}, -1, [this](int status) {
+        {"vitrel", "play", "--no-fade", "--monitors", "all", "--file", path}, -1, [this](int) {
             process_.reset();
             if (onChange)
-                onChange(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+                onChange();
         });
     if (process_ && onChange)
-        onChange(true);
+        onChange();
     return process_ != nullptr;
 }
 

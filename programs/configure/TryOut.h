@@ -19,8 +19,8 @@ public:
     // Nothing happens while one plays. False if it can't be started.
     bool begin(const std::string& path);
     bool isPlaying() const { return process_ != nullptr; }
-    // It has begun, or ended; whether well: not if it couldn't be played.
-    std::function<void(bool well)> onChange;
+    // It has begun, or ended.
+    std::function<void()> onChange;
 
 private:
     RunLoop& loop_;

@@ -90,6 +90,8 @@ TEST(BuiltInCompositions, AreInForceWithoutBeingListed)
         {Array{}, "/mine.qtz", almanac, std::nullopt, "one's own that isn't listed"},
         {Array{}, vinyl.c_str(), vinyl, Array{vinyl}, "one that comes along"},
         {Array{"/mine.qtz"}, vinyl.c_str(), vinyl, Array{"/mine.qtz"}, "and beside a list"},
+        {Array{}, "/gone/share/vitrel/Vinyl.qtz", vinyl, Array{vinyl}, "one of an installation that has gone"},
+        {Array{"/mine.qtz"}, "/gone/Vinyl.qtz", "/gone/Vinyl.qtz", Array{"/mine.qtz"}, "no installation's"},
         {Array{"/mine.qtz"}, "/other.qtz", "/other.qtz", Array{"/mine.qtz"}, "any path beside a list"},
         {Array{"/mine.qtz"}, "", almanac, Array{"/mine.qtz"}, "nothing is chosen, beside a list"},
     };
