@@ -21,8 +21,8 @@ _vitrel()
         ;;
     *)
         case $command in
-        play) words="$saver --window --window-id --root --random --panel --watch --no-fade --display" ;;
-        idle) words="--after --not-on-battery --version" files=none ;;
+        play) words="$saver --window --window-id --root --random --panel --watch --no-fade --fade --monitors --display" ;;
+        idle) words="--after --not-on-battery --status --version" files=none ;;
         snapshot) words="$saver --output --size --after --thumbnail --verbose" ;;
         film) words="--seconds --fps --size --demo --input --sound --replay --view --verbose" files="qtz webp gif y4m" ;;
         configure) ;;
@@ -35,7 +35,7 @@ _vitrel()
             fi
             ;;
         compositions)
-            words="list add remove use random --verbose" files=none
+            words="list add remove use built-in random --verbose" files=none
             case ${COMP_WORDS[2]} in
             add) ((COMP_CWORD > 2)) && words="" files="qtz zip" ;;
             remove | use)
@@ -43,12 +43,15 @@ _vitrel()
                     compopt -o filenames 2>/dev/null
                     while IFS= read -r words; do
                         [[ $words == "$cur"* ]] && COMPREPLY+=("$words")
-                    done < <(vitrel compositions list 2>/dev/null | sed 's/^..//')
+                    done < <(
+                        vitrel compositions list 2>/dev/null | sed 's/^..//'
+                        [[ ${COMP_WORDS[2]} == remove ]] || vitrel compositions built-in 2>/dev/null | sed 's/^..//'
+                    )
                     return
                 fi
                 ;;
             random) ((COMP_CWORD > 2)) && words="on off" ;;
-            list) ((COMP_CWORD > 2)) && words="" ;;
+            list | built-in) ((COMP_CWORD > 2)) && words="" ;;
             esac
             ;;
         xscreensaver) words="add remove status --file" files=none ;;

@@ -36,21 +36,33 @@ AboutLabel::AboutLabel(const SheetTexts& texts)
     hide();
 }
 
+QString aboutInWords(const CompositionFacts& facts)
+{
+    const QString title = shownName(facts.title), author = shownName(facts.author);
+    const QString who = title.isEmpty() || author.isEmpty() ? title + author : title + QStringLiteral(" · ") + author;
+    QStringList lines;
+    for (const QString& text : {who, shownName(facts.description)}) {
+        if (!text.isEmpty())
+            lines << shortened(text);
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
 void AboutLabel::showAbout(const CompositionFacts& about)
 {
-    QStringList lines, all;
-    const QString title = shownName(about.title), author = shownName(about.author);
-    const QString who = title.isEmpty() || author.isEmpty() ? title + author : title + QStringLiteral(" · ") + author;
-    for (const QString& text : {who, shownName(about.description)}) {
-        if (!text.isEmpty())
-            lines << shortened(text), all << text;
+    QStringList lines, whole;
+    if (const QString text = aboutInWords(about); !text.isEmpty())
+        lines << text;
+    if (const QString text = missingInWords(about, texts_); !text.isEmpty())
+        lines << QStringLiteral("⚠ ") + text;
+    for (const std::string& text : {about.title, about.author, about.description}) {
+        if (!text.empty())
+            whole << shownName(text);
     }
-    if (const QString missing = missingInWords(about, texts_); !missing.isEmpty()) {
-        for (QStringList* to : {&lines, &all})
-            *to << QStringLiteral("⚠ ") + missing;
-    }
+    for (const std::string& name : about.missing)
+        whole << QStringLiteral("⚠ ") + shownName(name);
     setText(lines.join(QLatin1Char('\n')));
-    setToolTip(lines.isEmpty() ? QString() : escapedText(all.join(QLatin1Char('\n'))));
+    setToolTip(escapedText(whole.join(QLatin1Char('\n'))).replace(QLatin1Char('\n'), QStringLiteral("<br>")));
     setVisible(!lines.isEmpty());
 }
 

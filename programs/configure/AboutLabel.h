@@ -7,6 +7,8 @@
 
 namespace vitrel {
 
+// Title, author and description, each shortened; a line or two, or nothing.
+QString aboutInWords(const CompositionFacts& facts);
 // Classes of patches that a composition would need, as one line.
 QString missingInWords(const CompositionFacts& facts, const SheetTexts& texts);
 

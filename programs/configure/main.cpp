@@ -119,7 +119,7 @@ int run(int argc, char** argv, const std::vector<std::string>& files)
     surroundings.runLoop = &loop;
     surroundings.defaults = &defaults;
     surroundings.classBundle = surroundings.mainBundle = &bundle;
-    setInitialChoice(surroundings, true);
+    setInitialChoice(surroundings, false);
     surroundings.languages = userLanguages();
     if (const char* version = std::getenv("VITREL_SYSTEM_VERSION"); version && *version) {
         const auto made = makeOperatingSystemVersion(version);
@@ -140,7 +140,7 @@ int run(int argc, char** argv, const std::vector<std::string>& files)
     const std::string program = saverProgram();
     PreviewLink preview(loop, program);
     Thumbnails thumbnails(loop, program, Thumbnails::userFolder());
-    SheetWindow window(surroundings, controller, preview, thumbnails);
+    SheetWindow window(surroundings, controller, preview, thumbnails, program);
     const LoopDriver driver(loop);
     if (!files.empty())
         window.openFiles(files);

@@ -16,7 +16,7 @@ namespace vitrel {
 class Thumbnails
 {
 public:
-    static constexpr int kWidth = 192, kHeight = 108; // pixels
+    static constexpr int kWidth = 384, kHeight = 216; // pixels
 
     // $XDG_CACHE_HOME/vitrel/thumbnails, else ~/.cache/vitrel/thumbnails; empty if there is no home either.
     static std::string userFolder();
@@ -38,6 +38,10 @@ public:
     // The compositions that are seen now, the most wanted first, in place of those named before: what is missing of
     // them is rendered, one at a time.
     void want(std::vector<std::string> paths);
+
+    // This one comes with the program: `picture` is the path of its picture, if one comes along, and that is it. If
+    // not, it is rendered with the music and the news of the demonstration, without which it would look dull.
+    void comesAlong(const std::string& path, const std::string& picture);
 
     // The file has changed: the next look at it is a true one.
     void lookAgain(const std::string& path);

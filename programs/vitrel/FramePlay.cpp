@@ -135,7 +135,7 @@ bool FramePlay::load(const SaverOptions& options, const std::string& path)
 // As the saver does.
 void FramePlay::feed(const SaverOptions& options, const std::string& path)
 {
-    setInitialChoice(surroundings_, false);
+    setInitialChoice(surroundings_, true);
     if (options.demo) {
         playWithDemoFeed(surroundings_, path);
         surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();

@@ -1,9 +1,12 @@
 // options: what a user may set at a composition, shown and stored.
 #include "base/Text.h"
+#include "platform/foundation/NSBundle.h"
+#include "platform/foundation/Surroundings.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/file/TextValues.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 #include "platform/quartzcomposer/graph/PatchRegistry.h"
+#include "preferences/BuiltInCompositions.h"
 #include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Confining.h"
@@ -13,6 +16,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 
 namespace vitrel {
@@ -114,8 +118,23 @@ std::vector<Option> optionsOf(const qc::CompositionFile& file)
     return options;
 }
 
-int options(const std::string& path, const std::vector<std::string>& words, bool verbose)
+// A file, or else what comes along under that name.
+std::string fileNamed(const std::string& given)
 {
+    std::error_code error;
+    if (std::filesystem::exists(given, error))
+        return given;
+    const NSBundle bundle = NSBundle::forExecutable();
+    SheetSurroundings surroundings;
+    surroundings.classBundle = surroundings.mainBundle = &bundle;
+    const BuiltInCompositions builtIn(surroundings);
+    const auto* named = builtIn.find(given);
+    return named ? named->path : given;
+}
+
+int options(const std::string& given, const std::vector<std::string>& words, bool verbose)
+{
+    const std::string path = fileNamed(given);
     const CommandFiles files{{path}, {}};
     closeAllBut(files);
     confineToSettings(files);
@@ -163,7 +182,7 @@ void addOptions(CLI::App& app, Action& action)
     auto* command = app.add_subcommand("options", "Show or store what may be set at a composition");
     const auto path = std::make_shared<std::string>();
     const auto words = std::make_shared<std::vector<std::string>>();
-    command->add_option("FILE", *path, "A composition; its settings go by its name")->required();
+    command->add_option("FILE", *path, "A composition, or the name of one that comes along; its settings go by its file's name")->required();
     command->add_option("KEY", *words, "KEY shows one, KEY=VALUE stores it, KEY= takes it back")
         ->option_text("[KEY[=VALUE]]...");
     const auto verbose = addVerbose(*command);

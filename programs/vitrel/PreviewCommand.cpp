@@ -1,5 +1,6 @@
 // The process behind the settings window's preview. Not for users: the window starts it.
 #include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/InitialChoice.h"
 #include "preferences/Settings.h"
 #include "programs/child/ChildProcess.h"
 #include "programs/preview/PreviewMessages.h"
@@ -56,6 +57,7 @@ int preview(PreviewOptions options)
     screen.onResize = [&](int w, int h) { host->resizeView(*window, {double(w), double(h)}); };
     int code = 0;
     screen.onReload = [&] {
+        setInitialChoice(host->surroundings(), true);
         if (host->reachesComposition() && host->hearsAsChosen())
             return view->fileDidChange();
         code = kPreviewAnew;

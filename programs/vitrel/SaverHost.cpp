@@ -291,7 +291,7 @@ void SaverHost::choose(const SaverOptions& options)
         defaults_->setArgument("Active File Path", path);
         defaults_->setArgument("Use Random Screen Saver", false);
     };
-    setInitialChoice(surroundings_, false);
+    setInitialChoice(surroundings_, true);
     isForThisRun_ = options.demo || options.fallback || !file.empty();
     if (options.demo)
         return playWithDemoFeed(surroundings_, file.empty() ? own : file);

@@ -1,6 +1,7 @@
 // Commands that read and write the user's settings and show nothing: compositions, feed-url. They act through the
 // controller of the sheet, so that a window that is open and a command agree on every step.
 #include "platform/quartzcomposer/file/CompositionReader.h"
+#include "preferences/BuiltInCompositions.h"
 #include "preferences/VitrelItem.h"
 #include "programs/bundles/Bringing.h"
 #include "programs/vitrel/Commands.h"
@@ -107,10 +108,30 @@ int removeComposition(const std::string& file, bool verbose)
     return host.store();
 }
 
+// Those that come along, by name: they are in nobody's list.
+int listBuiltIn(bool verbose)
+{
+    SettingsHost host(verbose);
+    const BuiltInCompositions builtIn(host.surroundings());
+    const std::string active = compositionInForce(host.surroundings(), builtIn);
+    for (const auto& one : builtIn.all())
+        std::cout << (one.path == active ? "* " : "  ") << onOneLine(one.name) << '\n';
+    return std::cout.flush() ? 0 : 1;
+}
+
 int useComposition(const std::string& file, bool verbose)
 {
     SettingsHost host(verbose);
-    const auto path = listed(host.controller(), file);
+    const auto paths = host.controller().filesPaths();
+    const auto isListed
+        = [&](const std::string& path) { return std::find(paths.begin(), paths.end(), path) != paths.end(); };
+    std::error_code error;
+    // A file of one's own goes before a name.
+    const BuiltInCompositions builtIn(host.surroundings());
+    const auto* named = builtIn.at(fullPath(file));
+    if (!named && !isListed(file) && !isListed(fullPath(file)) && !fs::exists(file, error))
+        named = builtIn.find(file);
+    const auto path = named ? std::optional(named->path) : listed(host.controller(), file);
     if (!path)
         return 1;
     host.controller().setFilePathActive(*path);
@@ -160,8 +181,10 @@ void addCompositionsCommand(CLI::App& app, Action& action)
     auto* remove = sub("remove", "Take a file off the list; the next one becomes active");
     remove->add_option("FILE", *file, "A composition of the list")->required();
     remove->callback([&action, file, verbose] { action = [=] { return removeComposition(*file, *verbose); }; });
-    auto* use = sub("use", "Make a file of the list the active one");
-    use->add_option("FILE", *file, "A composition of the list")->required();
+    sub("built-in", "Print the names of those that come along, the active one behind \"* \"")
+        ->callback([&action, verbose] { action = [verbose] { return listBuiltIn(*verbose); }; });
+    auto* use = sub("use", "Make a file of the list the active one, or one that comes along");
+    use->add_option("FILE", *file, "A composition of the list, or the name of one that comes along")->required();
     use->callback([&action, file, verbose] { action = [=] { return useComposition(*file, *verbose); }; });
     const auto choice = std::make_shared<std::string>();
     auto* random = sub("random", "Choose one at random at each start, or don't");

@@ -147,6 +147,26 @@ TEST_F(Options, StandWithWhatTheFileSaysOfItselfAndWhatItLacks)
     EXPECT_EQ(says({{"title", "Theirs"}}, "/b/Else.qtz"), "-");
 }
 
+// What can't play in full looks like any other, or says so to those alone who see.
+TEST_F(Options, OfTheListSayAndMarkWhatAFileLacks)
+{
+    StandInThumbnails::last->facts["/a/Other.qtz"]
+        = std::make_shared<const CompositionFacts>(CompositionFacts{"<i>", "Me", "", {"QCMovie"}});
+    const auto* model = in.list().model();
+    const auto clock = model->match(model->index(0, 0), Qt::DisplayRole, QStringLiteral("Clock.qtz")).value(0);
+    const auto other = model->match(model->index(0, 0), Qt::DisplayRole, QStringLiteral("Other.qtz")).value(0);
+    const QString lacks = QStringLiteral("Needs what isn't there: QCMovie");
+    EXPECT_EQ(clock.data(CompositionsModel::kLacksRole).toString(), QString());
+    EXPECT_EQ(other.data(CompositionsModel::kLacksRole).toString(), lacks);
+    EXPECT_EQ(other.data(Qt::AccessibleDescriptionRole).toString(), QStringLiteral("/a; ") + lacks);
+    const QString tip = other.data(Qt::ToolTipRole).toString();
+    EXPECT_TRUE(tip.contains(QStringLiteral("&lt;i&gt; · Me<br>"))) << tip.toStdString();
+    in.list().scrollTo(other);
+    const QImage marked = in.list().grab().toImage();
+    StandInThumbnails::last->facts.clear();
+    EXPECT_NE(in.list().grab().toImage(), marked);
+}
+
 // Who hears the window or has no mouse finds each option and its button.
 TEST_F(Options, AreReachedByKeyAndHaveNames)
 {
@@ -154,7 +174,7 @@ TEST_F(Options, AreReachedByKeyAndHaveNames)
     EXPECT_EQ(takeBack("Calm").accessibleName(), QStringLiteral("Back to what the composition has itself: Calm"));
     in.find<QWidget>("checkboxUseRandomScreenSaver").setFocus();
     std::vector<std::string> order;
-    for (int k = 0; k < 9; ++k) {
+    for (int k = 0; k < 12; ++k) {
         QTest::keyClick(in.window->focusWidget(), Qt::Key_Tab);
         order.push_back(in.window->focusWidget()->objectName().toStdString());
     }

@@ -302,6 +302,27 @@ TEST(Thumbnails, KeepWhatTheFileSaysOfItself)
     }
 }
 
+// What comes along has its picture at once, or is rendered with what the demonstration plays and shows.
+TEST(Thumbnails, OfWhatComesAlongAreThoseThatComeWithIt)
+{
+    Pictures in;
+    const std::string vinyl = in.folder.write("Vinyl.qtz", "v"), tide = in.folder.write("Tide.qtz", "t"),
+                      broken = in.folder.write("Broken.qtz", "b"), own = in.folder.write("own.qtz", "o");
+    const std::string png = in.folder / "Vinyl.png";
+    ASSERT_EQ(std::system(("base64 -d " + in.picture + " >" + png).c_str()), 0);
+    const auto thumbnails = in.thumbnails(in.rendering("echo \"$2 ${12}\" >>" + in.folder.path() + "/told\n"));
+    thumbnails->comesAlong(vinyl, png);
+    thumbnails->comesAlong(tide, "");
+    thumbnails->comesAlong(broken, in.folder.write("Broken.jpg", "no picture"));
+    const auto picture = thumbnails->thumbnail(vinyl);
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->pixels.front() & 0xFFFFFF, 0xFF0000u);
+    thumbnails->want({vinyl, tide, broken, own});
+    ASSERT_TRUE(in.until([&] { return in.ready.size() == 3; }));
+    EXPECT_EQ(TemporaryFolder::read(in.folder / "told"),
+        "--demo " + tide + "\n--demo " + broken + "\n--without-data " + own + "\n");
+}
+
 // A composition that crashes or hangs its renderer costs its own picture, once, and not those behind it.
 TEST(Thumbnails, GiveUpOnWhatCrashesOrHangsAndGoOn)
 {

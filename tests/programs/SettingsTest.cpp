@@ -9,8 +9,10 @@
 namespace vitrel {
 namespace {
 
+using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 struct Ran {
     int code = 0;
@@ -82,6 +84,7 @@ TEST(Options, AreListedStoredAndTakenBackByKey)
     EXPECT_EQ(said({"Size=", "Way=", "Calm=", "Tint=", "Words=", "A=b="}), "");
     EXPECT_EQ(said({}), own);
     EXPECT_EQ(run(settings, {"options", files / "none.qtz"}).code, 1);
+    EXPECT_EQ(run(settings, {"options", "muralis rss almanac"}).code, 0) << "what comes along, by its name";
     EXPECT_EQ(run(settings, {"options"}).code, 2);
 }
 
@@ -248,6 +251,28 @@ TEST(Doctor, SaysWhatIsBrokenAndWhatToDo)
 
     run(settings, {"feed-url", "Feeder.qtz", server.url("/gone")});
     EXPECT_THAT(run(settings, {"doctor"}).output, ContainsRegex("feed +broken .*404.*vitrel feed-url"));
+}
+
+// What comes along is chosen by name, without a list, and then plays.
+TEST(BuiltIn, IsChosenByNameAndPlaysThoughNothingIsListed)
+{
+    const TemporaryFolder settings, files;
+    const auto marked = [&] { return run(settings, {"compositions", "built-in"}).output; };
+    EXPECT_THAT(marked(), AllOf(StartsWith("* Almanac\n"), HasSubstr("\n  Cover Still\n")));
+    const auto hasFeed = [&] {
+        const auto ran = run(
+            settings, {"snapshot", "-o", "/dev/null", "--size", "64x36", "--after", "0.5", "--trace", files / "trace"});
+        EXPECT_EQ(ran.code, 0) << ran.output;
+        return TemporaryFolder::read(files / "trace").find("Muralis_RSS_Feed") != std::string::npos;
+    };
+    EXPECT_TRUE(hasFeed());
+    EXPECT_EQ(run(settings, {"compositions", "use", "cover still"}).code, 0);
+    EXPECT_THAT(marked(), AllOf(StartsWith("  Almanac\n"), HasSubstr("\n* Cover Still\n")));
+    EXPECT_FALSE(hasFeed());
+    EXPECT_EQ(run(settings, {"compositions", "list"}).output, "") << "it is in nobody's list";
+    EXPECT_EQ(run(settings, {"compositions", "remove", "Cover Still"}).code, 1);
+    EXPECT_EQ(run(settings, {"compositions", "use", "No Such"}).code, 1);
+    EXPECT_THAT(marked(), HasSubstr("* Cover Still\n"));
 }
 
 } // namespace
