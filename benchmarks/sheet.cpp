@@ -92,7 +92,10 @@ bool measure(const char* view)
     std::string options;
     for (int k = 0; k < 60; ++k)
         options += std::string(k ? "," : "") + R"({"key":"Key)" + std::to_string(k) + R"(","type":")"
-            + (k % 3 ? "number" : k % 2 ? "color" : "string") + R"(","least":0,"most":5,"title":"Option","value":1})";
+            + (k % 3        ? "number"
+                    : k % 2 ? "color"
+                            : "string")
+            + R"(","least":0,"most":5,"title":"Option","value":1})";
     good &= report("60 options, from the preview's answer", millisecondsOf([&] {
         const std::string active = in.controller->filePathActive().value_or("");
         in.preview.onWords(R"({"file":")" + active + R"(","inputs":[)" + options + "]}");

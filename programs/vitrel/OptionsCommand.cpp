@@ -182,7 +182,10 @@ void addOptions(CLI::App& app, Action& action)
     auto* command = app.add_subcommand("options", "Show or store what may be set at a composition");
     const auto path = std::make_shared<std::string>();
     const auto words = std::make_shared<std::vector<std::string>>();
-    command->add_option("FILE", *path, "A composition, or the name of one that comes along; its settings go by its file's name")->required();
+    command
+        ->add_option(
+            "FILE", *path, "A composition, or the name of one that comes along; its settings go by its file's name")
+        ->required();
     command->add_option("KEY", *words, "KEY shows one, KEY=VALUE stores it, KEY= takes it back")
         ->option_text("[KEY[=VALUE]]...");
     const auto verbose = addVerbose(*command);
