@@ -145,13 +145,16 @@ int chooseAtRandom(bool random, bool verbose)
     return host.store();
 }
 
-// A composition's settings go by its name, so that it need not be there.
+// A composition's settings go by its name, so that it need not be there. One that comes along has one for people, too.
 int feedURL(const std::string& file, const std::optional<std::string>& address, bool verbose)
 {
-    const auto name = file.substr(file.rfind('/') + 1);
+    auto name = file.substr(file.rfind('/') + 1);
     if (name.empty())
         return complain(file + " is no file's name", 2);
     SettingsHost host(verbose);
+    const BuiltInCompositions builtIn(host.surroundings());
+    if (const auto* known = name == file ? builtIn.find(name) : nullptr)
+        name = known->path.substr(known->path.rfind('/') + 1);
     const VitrelItem item(host.surroundings(), name);
     if (!address) {
         std::cout << item.rssFeedURL().value_or("") << '\n';

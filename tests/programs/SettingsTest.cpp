@@ -272,6 +272,8 @@ TEST(BuiltIn, IsChosenByNameAndPlaysThoughNothingIsListed)
     EXPECT_EQ(run(settings, {"compositions", "list"}).output, "") << "it is in nobody's list";
     EXPECT_EQ(run(settings, {"compositions", "remove", "Cover Still"}).code, 1);
     EXPECT_EQ(run(settings, {"compositions", "use", "No Such"}).code, 1);
+    EXPECT_EQ(run(settings, {"feed-url", "Cover Still", "file:///f"}).code, 0);
+    EXPECT_EQ(run(settings, {"feed-url", "/a/Muralis Cover Still.qtz"}).output, "file:///f\n");
     EXPECT_THAT(marked(), HasSubstr("* Cover Still\n"));
 }
 
