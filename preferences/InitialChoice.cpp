@@ -5,13 +5,32 @@
 #include "platform/foundation/NSObject.h"
 #include "platform/foundation/Surroundings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/BuiltInCompositions.h"
 #include "preferences/Settings.h"
 
+#include <filesystem>
+#include <string_view>
 #include <vector>
 
 namespace vitrel {
+namespace {
 
-void setInitialChoice(const SettingsSurroundings& surroundings, bool listed)
+// Where every installation has them.
+constexpr std::string_view kShare = "/share/vitrel/";
+
+// The one of now that was at `path` in an installation that has gone. Null if it wasn't one, or is still there.
+const BuiltInComposition* builtInOfBefore(const BuiltInCompositions& builtIn, const std::string& path)
+{
+    const auto slash = path.rfind('/');
+    std::error_code error;
+    if (slash == path.npos || !path.substr(0, slash + 1).ends_with(kShare) || std::filesystem::exists(path, error))
+        return nullptr;
+    return builtIn.find(path.substr(slash + 1));
+}
+
+} // namespace
+
+void setInitialChoice(const SettingsSurroundings& surroundings, bool plays)
 {
     const auto path = defaultCompositionPath(surroundings);
     if (!path || !surroundings.defaults)
@@ -20,8 +39,17 @@ void setInitialChoice(const SettingsSurroundings& surroundings, bool listed)
     // Else its first evening would begin with a reload, when its feed's input is first seen.
     const VitrelItem item(surroundings, path->substr(path->rfind('/') + 1));
     surroundings.defaults->setFallback(item.keyID(VitrelItem::Key::isRSSVisualizer), true);
-    if (listed)
-        surroundings.defaults->setFallback("Files Paths", Array{*path});
+    const auto defaults = Settings::shared(surroundings).screenSaverDefaults();
+    const BuiltInCompositions builtIn(surroundings);
+    auto chosen = defaults->stringForKey("Active File Path");
+    if (const auto* same = chosen ? builtInOfBefore(builtIn, *chosen) : nullptr) {
+        chosen = same->path;
+        defaults->setObjectForKey(*chosen, "Active File Path");
+    }
+    if (!plays)
+        return;
+    const bool isBuiltIn = chosen && builtIn.at(*chosen);
+    surroundings.defaults->setFallback("Files Paths", isBuiltIn ? Array{*chosen} : Array{});
 }
 
 std::optional<std::string> defaultCompositionPath(const SettingsSurroundings& surroundings)

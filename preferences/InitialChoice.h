@@ -12,9 +12,12 @@ struct SettingsSurroundings;
 inline constexpr const char* kDefaultComposition = "Muralis RSS Almanac";
 
 // Makes it the active one for as long as the user has chosen none, so that it has settings as any other and gets its
-// feed. Nothing is stored: whatever the user chooses holds at once, and a path that an update moves is never kept.
-// `listed`: an empty list has it as its one entry, for those who show the list. Once, ahead of the first view.
-void setInitialChoice(const SettingsSurroundings& surroundings, bool listed);
+// feed. Nothing is stored: whatever the user chooses holds at once, and a path that an update moves is never kept. Only
+// where a built-in composition was chosen, and the installation that it came with has gone, is the same one of this
+// installation chosen in its place.
+// A built-in composition that was chosen plays although the list is empty: `plays` has that hold as if it were the one
+// entry, for those who play and don't show the list. Ahead of the first view, and again when the choice has changed.
+void setInitialChoice(const SettingsSurroundings& surroundings, bool plays);
 
 // Its path: in the bundle with the saver's classes, else in the host's own.
 std::optional<std::string> defaultCompositionPath(const SettingsSurroundings& surroundings);

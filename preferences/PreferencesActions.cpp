@@ -36,6 +36,13 @@ private:
 
 } // namespace
 
+void PreferencesWC::chooseFile(const std::string& path)
+{
+    setFilePathActive(path);
+    delegateNotifyFileDidChange();
+    updateView();
+}
+
 void PreferencesWC::addFile()
 {
     const auto panel = NSOpenPanel::openPanel(surroundings());

@@ -60,6 +60,9 @@ public:
     // The active path's place in what the table shows; absent if it isn't there.
     std::optional<int> fileIndex() const;
 
+    // The user chose what isn't in the table: a composition that comes along. The list stays as it is.
+    void chooseFile(const std::string& path);
+
     void addFile();
     // Adds the files, with a bookmark each; the last becomes active. None is fine.
     void openPanelDidOpenFiles(const std::vector<NSURL>& urls);

@@ -2,7 +2,7 @@
 _vitrel()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="play idle snapshot film configure compositions feed-url xscreensaver doctor inspect make evaluate profile patches schema code wallpaper"
+    local commands="play idle snapshot film configure compositions feed-url options xscreensaver doctor inspect make evaluate profile patches schema code wallpaper"
     local command=play words="" files="qtz"
     [[ " $commands " == *" ${COMP_WORDS[1]} "* ]] && ((COMP_CWORD > 1)) && command=${COMP_WORDS[1]}
     local saver="--file --demo --player --system-version --trace --input --sound --replay --view"
@@ -21,27 +21,37 @@ _vitrel()
         ;;
     *)
         case $command in
-        play) words="$saver --window --window-id --root --random --panel --watch --no-fade --display" ;;
-        idle) words="--after --not-on-battery --version" files=none ;;
+        play) words="$saver --window --window-id --root --random --panel --watch --no-fade --fade --monitors --display" ;;
+        idle) words="--after --not-on-battery --status --version" files=none ;;
         snapshot) words="$saver --output --size --after --thumbnail --verbose" ;;
         film) words="--seconds --fps --size --demo --input --sound --replay --view --verbose" files="qtz webp gif y4m" ;;
         configure) ;;
         feed-url) words="--verbose" ;;
+        options)
+            words="--verbose"
+            if ((COMP_CWORD > 2)) && [[ $cur != -* ]]; then
+                compopt -o nospace 2>/dev/null
+                words=$(vitrel options -- "${COMP_WORDS[2]}" 2>/dev/null | cut -f1 | sed 's/$/=/') files=none
+            fi
+            ;;
         compositions)
-            words="list add remove use random --verbose" files=none
+            words="list add remove use built-in random --verbose" files=none
             case ${COMP_WORDS[2]} in
-            add) ((COMP_CWORD > 2)) && words="" files="qtz" ;;
+            add) ((COMP_CWORD > 2)) && words="" files="qtz zip" ;;
             remove | use)
                 if ((COMP_CWORD > 2)); then
                     compopt -o filenames 2>/dev/null
                     while IFS= read -r words; do
                         [[ $words == "$cur"* ]] && COMPREPLY+=("$words")
-                    done < <(vitrel compositions list 2>/dev/null | sed 's/^..//')
+                    done < <(
+                        vitrel compositions list 2>/dev/null | sed 's/^..//'
+                        [[ ${COMP_WORDS[2]} == remove ]] || vitrel compositions built-in 2>/dev/null | sed 's/^..//'
+                    )
                     return
                 fi
                 ;;
             random) ((COMP_CWORD > 2)) && words="on off" ;;
-            list) ((COMP_CWORD > 2)) && words="" ;;
+            list | built-in) ((COMP_CWORD > 2)) && words="" ;;
             esac
             ;;
         xscreensaver) words="add remove status --file" files=none ;;

@@ -7,7 +7,6 @@ namespace vitrel {
 
 namespace {
 
-constexpr Seconds kDuration{0.5};
 constexpr Seconds kBeat{1.0 / 60};
 // What never draws must not leave a dead picture of the desktop on the screen.
 constexpr Seconds kPatience{1.5};
@@ -25,11 +24,12 @@ inline std::uint32_t between(std::uint32_t from, std::uint32_t to, std::uint32_t
 } // namespace
 
 FadingSurface::FadingSurface(
-    RunLoop& loop, std::unique_ptr<Surface> inner, Bitmap backdrop, std::function<void()> ended)
+    RunLoop& loop, std::unique_ptr<Surface> inner, Bitmap backdrop, std::function<void()> ended, Seconds length)
     : loop_(loop)
     , inner_(std::move(inner))
     , backdrop_(std::move(backdrop))
     , ended_(std::move(ended))
+    , length_(length)
 {
     frame_.width = inner_->width();
     frame_.height = inner_->height();
@@ -73,7 +73,7 @@ void FadingSurface::begin()
 void FadingSurface::beat()
 {
     timer_->invalidate();
-    const bool late = loop_.clock().now() - start_ > kDuration * 2;
+    const bool late = loop_.clock().now() - start_ > length_ * 2;
     timer_ = loop_.scheduledTimer(late ? kPatience : kBeat, false, [this] {
         show();
         if (fading_)
@@ -85,7 +85,7 @@ void FadingSurface::show()
 {
     if (frame_.width != width() || frame_.height != height())
         return end();
-    const double progress = std::min(1.0, (loop_.clock().now() - start_) / kDuration);
+    const double progress = std::min(1.0, (loop_.clock().now() - start_) / length_);
     // A frame that is still on its way has to do, but for the last.
     if (!inner_->wantsFrame())
         return;

@@ -10,15 +10,16 @@
 
 namespace vitrel {
 
-// Lets a saver's picture rise from what was on the screen before. The fade begins with the first frame and lasts half a
-// second, whether or not further frames come; where none comes at all, it goes to black. Afterwards frames go straight
-// to the surface beneath. Main thread.
+// Lets a saver's picture rise from what was on the screen before. The fade begins with the first frame and lasts its
+// time, whether or not further frames come; where none comes at all, it goes to black. Afterwards frames go straight to
+// the surface beneath. Main thread.
 class FadingSurface final : public Surface
 {
 public:
     // `backdrop` is what was there, of the size of `inner`; empty if it lies beneath and shines through. `ended` is
-    // called once, when it isn't needed any more. The loop outlives the surface.
-    FadingSurface(RunLoop& loop, std::unique_ptr<Surface> inner, Bitmap backdrop, std::function<void()> ended = {});
+    // called once, when it isn't needed any more. `length` is above 0. The loop outlives the surface.
+    FadingSurface(RunLoop& loop, std::unique_ptr<Surface> inner, Bitmap backdrop, std::function<void()> ended = {},
+        Seconds length = Seconds(0.5));
     ~FadingSurface() override;
 
     int width() const override { return inner_->width(); }
@@ -44,6 +45,7 @@ private:
     std::unique_ptr<Surface> inner_;
     Bitmap backdrop_, frame_;
     std::function<void()> ended_;
+    const Seconds length_;
     std::shared_ptr<NSTimer> timer_;
     bool fading_ = true, begun_ = false;
     Seconds start_{0};

@@ -6,10 +6,17 @@
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/Surroundings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/InitialChoice.h"
 #include "preferences/Settings.h"
 #include "preferences/ViewLocalization.h"
-#include "programs/configure/CompositionDelegate.h"
+#include "programs/bundles/Bringing.h"
+#include "programs/child/SaverProgram.h"
+#include "programs/configure/AboutLabel.h"
+#include "programs/configure/BringingBar.h"
 #include "programs/configure/DroppedFiles.h"
+#include "programs/configure/Icons.h"
+#include "programs/configure/OptionsPane.h"
+#include "programs/configure/StartPage.h"
 #include "programs/configure/TableBinder.h"
 #include "programs/preview/PreviewLink.h"
 #include "programs/thumbnails/Thumbnails.h"
@@ -19,34 +26,15 @@
 #include <QFileDialog>
 #include <QKeyEvent>
 #include <QMimeData>
-#include <QPainter>
 #include <QPointer>
 #include <QShortcut>
+#include <QTabBar>
+#include <QTabWidget>
 
 #include <algorithm>
 
 namespace vitrel {
 namespace {
-
-// The plus and the minus of the list's buttons, in the colour of their text.
-QIcon signIcon(bool plus, const QWidget& button)
-{
-    constexpr int kSide = 16;
-    QIcon icon;
-    for (const auto& [mode, group] :
-        {std::pair(QIcon::Normal, QPalette::Active), {QIcon::Disabled, QPalette::Disabled}}) {
-        QPixmap pixmap(QSize(kSide, kSide) * button.devicePixelRatioF());
-        pixmap.setDevicePixelRatio(button.devicePixelRatioF());
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        const QColor color = button.palette().color(group, QPalette::ButtonText);
-        painter.fillRect(QRect(3, 7, 10, 2), color);
-        if (plus)
-            painter.fillRect(QRect(7, 3, 2, 10), color);
-        icon.addPixmap(pixmap, mode);
-    }
-    return icon;
-}
 
 std::shared_ptr<NSButton> buttonNamed(const NSView& view, const std::string& identifier)
 {
@@ -75,7 +63,7 @@ private:
 };
 
 SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<PreferencesWC> controller,
-    PreviewLink& preview, Thumbnails& thumbnails)
+    PreviewLink& preview, Thumbnails& thumbnails, const std::string& program, RunProgram run)
     : surroundings_(surroundings)
     , controller_(std::move(controller))
     , preview_(preview)
@@ -84,6 +72,15 @@ SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<Prefer
     , ui_(std::make_unique<Ui::PreferencesWC>())
     , receiver_(std::make_shared<ChangeReceiver>(*this))
     , binder_(texts_)
+    , builtIn_(surroundings)
+    , live_(*surroundings.runLoop,
+          [this, program](const std::string& path) {
+              std::vector<std::string> words{"--file", path};
+              if (builtIn_.at(path)) // as its still picture
+                  words.emplace_back("--demo");
+              return std::make_unique<PreviewLink>(*surroundings_.runLoop, program, words);
+          })
+    , tryOut_(*surroundings.runLoop, program)
 {
     ui_->setupUi(this);
     surroundings_.showOpenPanel = [this](const std::shared_ptr<NSOpenPanel>& panel) { showPanel(panel); };
@@ -96,9 +93,12 @@ SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<Prefer
     // What stands in the feed's field is the user's, although it may look like one of our texts.
     controller_->updateView();
     controller_->window()->setDelegate(receiver_);
+    makePages(program, std::move(run));
     arrange();
     bindControls();
     bindTable();
+    showOptions();
+    bindViews();
     nameForReaders();
     if (!surroundings_.defaults->isVolatile()) {
         const auto domain = Settings::shared(surroundings_).screenSaverDefaults()->domain();
@@ -115,6 +115,30 @@ SheetWindow::~SheetWindow()
     surroundings_.endSheet = nullptr;
 }
 
+// Two pages over the closing line. What holds for every composition stands on the second one.
+void SheetWindow::makePages(const std::string& program, RunProgram run)
+{
+    if (!run)
+        run = [this](const auto& words, auto ended) { runs_.run(words, std::move(ended)); };
+    auto* pages = new QTabWidget(this);
+    pages->setObjectName(QStringLiteral("pages"));
+    pages->setDocumentMode(true);
+    pages->setFocusProxy(nullptr); // else the bar would lose the focus with it
+    pages->setFocusPolicy(Qt::NoFocus);
+    auto* compositions = new QWidget(pages);
+    ui_->windowLayout->removeItem(ui_->columnsLayout);
+    ui_->columnsLayout->setParent(nullptr);
+    compositions->setLayout(ui_->columnsLayout);
+    ui_->columnsLayout->setContentsMargins(0, 10, 0, 0);
+    startPage_ = new StartPage(surroundings_, texts_, std::move(run), program);
+    ui_->detailLayout->removeItem(ui_->soundLayout);
+    ui_->soundLayout->setParent(nullptr);
+    startPage_->more().addLayout(ui_->soundLayout);
+    pages->addTab(compositions, texts_("Compositions"));
+    pages->addTab(startPage_, texts_("Start"));
+    ui_->windowLayout->insertWidget(0, pages, 1);
+}
+
 // What a description can't say.
 void SheetWindow::arrange()
 {
@@ -124,6 +148,7 @@ void SheetWindow::arrange()
     ui_->closingLayout->removeWidget(ui_->cancelButton);
     ui_->buttonBox->addButton(ui_->okButton, QDialogButtonBox::AcceptRole);
     ui_->buttonBox->addButton(ui_->cancelButton, QDialogButtonBox::RejectRole);
+    setTabOrder(ui_->cancelButton, findChild<QTabBar*>());
     QFont bold = font();
     bold.setBold(true);
     ui_->compositionName->setFont(bold);
@@ -133,11 +158,13 @@ void SheetWindow::arrange()
         texts_("The preview can't be shown"), texts_("Choose another composition or click here to try again"));
     ui_->preview->onRetry = [this] { preview_.reload(); };
     ui_->preview->setLink(&preview_);
-    ui_->addButton->setIcon(signIcon(true, *ui_->addButton));
-    ui_->removeButton->setIcon(signIcon(false, *ui_->removeButton));
+    drawIcons();
     const auto shortcut = [this](const QKeySequence& keys, auto act) {
         connect(new QShortcut(keys, this), &QShortcut::activated, this, act);
     };
+    bringing_ = new BringingBar(*surroundings_.runLoop, saverProgram(), texts_);
+    bringing_->onBrought = [this](const std::vector<std::string>& compositions) { openFiles(compositions); };
+    ui_->listLayout->addWidget(bringing_);
     shortcut(QKeySequence::Open, [this] { ui_->addButton->click(); });
     shortcut(QKeySequence::Find, [this] {
         ui_->searchfield->setFocus(Qt::ShortcutFocusReason);
@@ -162,22 +189,12 @@ void SheetWindow::bindControls()
     binder_.bindField(controller_->rssURLTextField(), *ui_->rssURLTextField);
 }
 
-void SheetWindow::bindTable()
+void SheetWindow::drawIcons()
 {
-    QListView& list = *ui_->tableviewQuartzCompositions;
-    list.setItemDelegate(
-        new CompositionDelegate([this](const std::string& path) { return thumbnails_.thumbnail(path); }, &list));
-    const auto pathOfRow = [this](int row) {
-        const auto& paths = controller_->filteredFilesList();
-        return row >= 0 && std::size_t(row) < paths.size() ? paths[std::size_t(row)] : std::string();
-    };
-    table_ = std::make_unique<TableBinder>(controller_->tableviewQuartzCompositions(), list,
-        TableBinder::Files{pathOfRow, [this, pathOfRow](int row) { return pathOfRow(row) == activePath(); }}, texts_);
-    table_->onRemove = [this] { controller_->keyDown({NSEvent::kDelete}); };
-    table_->onSeen = [this](const std::vector<std::string>& paths) { thumbnails_.want(paths); };
-    table_->onReload = [this] { tableDidReload(); };
-    thumbnails_.onReady = [this](const std::string& path) { table_->touch(path); };
-    tableDidReload();
+    ui_->addButton->setIcon(plusIcon(*ui_->addButton));
+    ui_->removeButton->setIcon(minusIcon(*ui_->removeButton));
+    ui_->gridButton->setIcon(gridIcon(*ui_->gridButton));
+    ui_->listButton->setIcon(listIcon(*ui_->listButton));
 }
 
 // For those who hear the window instead of seeing it.
@@ -185,6 +202,10 @@ void SheetWindow::nameForReaders()
 {
     ui_->searchfield->setAccessibleName(ui_->searchfield->placeholderText());
     ui_->tableviewQuartzCompositions->setAccessibleName(texts_("Compositions"));
+    for (const auto& [button, text] : {std::pair(ui_->gridButton, "Grid"), {ui_->listButton, "List"}}) {
+        button->setAccessibleName(texts_(text));
+        button->setToolTip(texts_(text));
+    }
     ui_->preview->setAccessibleName(texts_("Preview"));
     ui_->checkboxListenToSound->setAccessibleDescription(ui_->labelListenToSound->text());
     ui_->rssURLTextField->setAccessibleName(ui_->rssURLLabel->accessibleName());
@@ -192,17 +213,28 @@ void SheetWindow::nameForReaders()
 
 std::string SheetWindow::activePath() const
 {
-    // Without a list the saver doesn't look at the active path.
-    return controller_->filesPaths().empty() ? std::string() : controller_->filePathActive().value_or("");
+    return compositionInForce(surroundings_, builtIn_);
 }
 
 Dictionary SheetWindow::stored() const
 {
-    return surroundings_.defaults->dictionaryForDomain(Settings::shared(surroundings_).screenSaverDefaults()->domain());
+    auto all
+        = surroundings_.defaults->dictionaryForDomain(Settings::shared(surroundings_).screenSaverDefaults()->domain());
+    // The pane of options follows these by itself.
+    std::erase_if(
+        all, [](const auto& entry) { return entry.first.ends_with(VitrelItem::keyID("", VitrelItem::Key::options)); });
+    return all;
 }
 
-void SheetWindow::openFiles(const std::vector<std::string>& paths)
+void SheetWindow::openFiles(const std::vector<std::string>& given)
 {
+    std::vector<std::string> paths, slow;
+    for (const auto& path : given)
+        (takesTimeToBring(path) ? slow : paths).push_back(path);
+    if (!slow.empty())
+        bringing_->bring(slow);
+    if (paths.empty() && !slow.empty())
+        return;
     const auto known = controller_->filesPaths();
     std::vector<NSURL> added;
     for (const auto& path : paths) {
@@ -256,15 +288,32 @@ void SheetWindow::filesDidChange(const std::set<std::string>& paths)
 void SheetWindow::compositionDidChange()
 {
     playing_ = activePath();
+    showOptions();
     preview_.reload();
     showCompositionName();
+}
+
+void SheetWindow::showOptions()
+{
+    if (!options_) {
+        options_ = new OptionsPane(surroundings_, preview_, texts_);
+        options_->follow(*ui_->rssURLTextField);
+        ui_->optionsLayout->addWidget(options_);
+        auto* about = new AboutLabel(texts_);
+        ui_->detailLayout->insertWidget(ui_->detailLayout->indexOf(ui_->compositionName) + 1, about);
+        options_->onAbout = [about](const CompositionFacts& facts) { about->showAbout(facts); };
+    }
+    const std::string path = playing_.empty() ? defaultCompositionPath(surroundings_).value_or("") : playing_;
+    options_->setComposition(path.substr(path.rfind('/') + 1));
 }
 
 // Somebody has written to the store; it may have been this window.
 void SheetWindow::storeDidChange()
 {
+    options_->storeDidChange();
     if (stored() == shown_)
         return;
+    startPage_->showStored();
     const bool isOther = activePath() != playing_;
     controller_->updateData();
     controller_->updateView();
@@ -275,8 +324,10 @@ void SheetWindow::storeDidChange()
 void SheetWindow::showCompositionName()
 {
     const std::string path = activePath();
-    const QString name
-        = path.empty() ? texts_("Built-in composition") : shownName(NSURL::fileURLWithPath(path).lastPathComponent());
+    const auto* builtIn = builtIn_.at(path);
+    const QString name = path.empty() ? texts_("Built-in composition")
+        : builtIn                     ? shownName(builtIn->name)
+                                      : shownName(NSURL::fileURLWithPath(path).lastPathComponent());
     QLabel& label = *ui_->compositionName;
     label.setText(label.fontMetrics().elidedText(name, Qt::ElideMiddle, label.width()));
     label.setToolTip(path.empty() ? QString() : escapedText(shownName(path)));
@@ -285,7 +336,7 @@ void SheetWindow::showCompositionName()
 
 void SheetWindow::showEmptyText()
 {
-    if (controller_->filesPaths().empty())
+    if (controller_->filesPaths().empty() && ui_->searchfield->text().isEmpty())
         table_->setEmptyText(texts_("No compositions yet"), texts_("Drop .qtz files here or press Add"));
     else
         table_->setEmptyText(texts_("Nothing found"), texts_("No name in the list has this text"));
@@ -319,18 +370,30 @@ void SheetWindow::reject()
 
 void SheetWindow::dragEnterEvent(QDragEnterEvent* event)
 {
-    if (!compositionsAmong(localFiles(event->mimeData()->urls())).empty())
+    const auto files = localFiles(event->mimeData()->urls());
+    const bool isFound
+        = std::any_of(files.begin(), files.end(), [](const NSURL& file) { return takesTimeToBring(file.path()); });
+    if (isFound || !compositionsAmong(files).empty())
         event->acceptProposedAction();
 }
 
 void SheetWindow::dropEvent(QDropEvent* event)
 {
-    const auto files = compositionsAmong(localFiles(event->mimeData()->urls()));
-    if (files.empty())
+    const auto dropped = localFiles(event->mimeData()->urls());
+    const auto files = compositionsAmong(dropped);
+    std::vector<std::string> slow;
+    for (const NSURL& file : dropped) {
+        if (takesTimeToBring(file.path()))
+            slow.push_back(file.path());
+    }
+    if (files.empty() && slow.empty())
         return;
     event->setDropAction(Qt::CopyAction);
     event->accept();
-    controller_->openPanelDidOpenFiles(files);
+    if (!slow.empty())
+        bringing_->bring(slow);
+    if (!files.empty())
+        controller_->openPanelDidOpenFiles(files);
     activateWindow();
 }
 
@@ -362,15 +425,14 @@ void SheetWindow::changeEvent(QEvent* event)
 {
     QDialog::changeEvent(event);
     if (event->type() == QEvent::PaletteChange) {
-        ui_->addButton->setIcon(signIcon(true, *ui_->addButton));
-        ui_->removeButton->setIcon(signIcon(false, *ui_->removeButton));
+        drawIcons();
     }
 }
 
 void SheetWindow::showEvent(QShowEvent* event)
 {
     QDialog::showEvent(event);
-    if (controller_->filesPaths().empty())
+    if (controller_->filesPaths().empty() && builtIn_.all().empty())
         ui_->addButton->setFocus();
     else
         ui_->tableviewQuartzCompositions->setFocus();

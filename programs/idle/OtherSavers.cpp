@@ -34,6 +34,7 @@ const OtherSaver kKnown[] = {
 std::vector<OtherSaver> otherSavers(const std::string& folder)
 {
     std::set<std::string> names;
+    const std::string own = folder == "/proc" ? std::to_string(getpid()) : "";
     std::error_code error;
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
@@ -41,7 +42,7 @@ std::vector<OtherSaver> otherSavers(const std::string& folder)
         struct stat status {
         };
         if (process.find_first_not_of("0123456789") != process.npos || stat(entry->path().c_str(), &status) != 0
-            || status.st_uid != getuid())
+            || status.st_uid != getuid() || process == own)
             continue;
         std::string name;
         std::getline(std::ifstream(entry->path() / "comm"), name);

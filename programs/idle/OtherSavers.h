@@ -13,7 +13,8 @@ struct OtherSaver {
     std::string advice; // the line that has it start this saver; empty if it can't
 };
 
-// Those that run as this user, by the names of the processes in `folder`, each once. Any thread.
+// Those that run as this user, by the names of the processes in `folder`, each once; not this process.
+// Any thread.
 std::vector<OtherSaver> otherSavers(const std::string& folder = "/proc");
 
 } // namespace vitrel

@@ -2,6 +2,7 @@
 
 #include "platform/appkit/Bitmap.h"
 #include "platform/foundation/RunLoop.h"
+#include "programs/thumbnails/CompositionFacts.h"
 
 #include <functional>
 #include <memory>
@@ -15,7 +16,7 @@ namespace vitrel {
 class Thumbnails
 {
 public:
-    static constexpr int kWidth = 192, kHeight = 108; // pixels
+    static constexpr int kWidth = 384, kHeight = 216; // pixels
 
     // $XDG_CACHE_HOME/vitrel/thumbnails, else ~/.cache/vitrel/thumbnails; empty if there is no home either.
     static std::string userFolder();
@@ -31,9 +32,16 @@ public:
     // again before the file changes. Reads no file that it has looked at in the last seconds.
     std::shared_ptr<const Bitmap> thumbnail(const std::string& path);
 
+    // What its file says of itself, which comes with the picture. Null while nobody has looked, and for no composition.
+    std::shared_ptr<const CompositionFacts> facts(const std::string& path);
+
     // The compositions that are seen now, the most wanted first, in place of those named before: what is missing of
     // them is rendered, one at a time.
     void want(std::vector<std::string> paths);
+
+    // This one comes with the program: `picture` is the path of its picture, if one comes along, and that is it. If
+    // not, it is rendered with the music and the news of the demonstration, without which it would look dull.
+    void comesAlong(const std::string& path, const std::string& picture);
 
     // The file has changed: the next look at it is a true one.
     void lookAgain(const std::string& path);

@@ -31,15 +31,10 @@ void addConfigure(CLI::App& app, Action& action)
     command->callback([&action, files] { action = [files] { return become("vitrel-configure", *files); }; });
 }
 
-void addIdle(CLI::App& app, Action& action)
+// For the list of commands alone; `main` lets the program read its own options.
+void addIdle(CLI::App& app, Action&)
 {
-    auto* command
-        = app.add_subcommand("idle", "Wait, and play whenever the desktop has been idle: --after MINUTES, and others");
-    // The program knows its own options.
-    command->set_help_flag();
-    command->prefix_command();
-    command->callback(
-        [&action, command] { action = [command] { return become("vitrel-idle", command->remaining()); }; });
+    app.add_subcommand("idle", "Wait, and play whenever the desktop has been idle: --after MINUTES, and others");
 }
 
 } // namespace vitrel

@@ -3,11 +3,8 @@
 #include "platform/appkit/x11/X11Screens.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "programs/child/SaverProgram.h"
-#include "programs/idle/IdleSource.h"
-#include "programs/idle/OtherSavers.h"
+#include "programs/idle/IdleExamination.h"
 #include "programs/vitrel/Report.h"
-
-#include <algorithm>
 
 namespace vitrel {
 
@@ -45,28 +42,29 @@ void examineGraphics(Report& report)
         report.good("OpenGL", name + ", on a graphics card");
 }
 
-void examineIdleness(RunLoop& loop, Report& report)
+void examineIdleStart(RunLoop& loop, Report& report)
 {
     if (auxiliaryProgram("vitrel-idle").empty())
         return report.broken("idle start", "vitrel-idle isn't installed; install the package again");
-    const auto savers = otherSavers();
-    const bool isWaiting = std::any_of(
-        savers.begin(), savers.end(), [](const OtherSaver& saver) { return saver.program == "vitrel-idle"; });
-    const auto starter
-        = std::find_if(savers.begin(), savers.end(), [](const OtherSaver& saver) { return !saver.advice.empty(); });
-    if (starter != savers.end())
-        report.idle("idle start", starter->program + " waits here already; start Vitrel from it: " + starter->advice);
-    else if (isWaiting)
+    const IdleExamination found = examineIdleness(loop);
+    switch (found.state) {
+    case IdleExamination::State::Other:
+        report.idle("idle start", found.by + " waits here already; start Vitrel from it: " + found.advice);
+        break;
+    case IdleExamination::State::Waiting:
         report.good("idle start", "vitrel idle waits");
-    else if (const auto source = idleSourceHere(loop); source.name.empty())
-        report.broken("idle start", source.advice);
-    else
+        break;
+    case IdleExamination::State::Impossible:
+        report.broken("idle start", found.advice);
+        break;
+    case IdleExamination::State::Possible:
         report.idle("idle start",
-            source.name + " tells of idleness, and nobody listens; systemctl --user enable --now vitrel-idle");
-    const auto locker = std::find_if(savers.begin(), savers.end(), [](const OtherSaver& saver) { return saver.locks; });
+            found.by + " tells of idleness, and nobody listens; systemctl --user enable --now vitrel-idle");
+        break;
+    }
     report.idle("locker",
-        locker != savers.end() ? locker->program + " runs; Vitrel leaves the screen to it when it locks"
-                               : "none is seen; Vitrel never locks, so have one if the screen is to be locked");
+        found.locker.empty() ? "none is seen; Vitrel never locks, so have one if the screen is to be locked"
+                             : found.locker + " runs; Vitrel leaves the screen to it when it locks");
 }
 
 } // namespace
@@ -77,7 +75,7 @@ void examineDesktop(Report& report)
     RunLoop loop(clock);
     examineDisplays(loop, report);
     examineGraphics(report);
-    examineIdleness(loop, report);
+    examineIdleStart(loop, report);
 }
 
 } // namespace vitrel

@@ -2,6 +2,8 @@
 
 #include "programs/vitrel/SaverHost.h"
 
+#include <optional>
+
 #include <sys/types.h>
 
 #include <string>
@@ -14,6 +16,8 @@ struct PlayOptions : SaverOptions {
     bool root = false; // in the window that the screen saver daemon names, else the root window
     bool watch = false;
     bool noFade = false;
+    std::optional<double> fade; // seconds; absent: as the user has chosen
+    std::string monitors; // which displays; empty: as the user has chosen
     bool panel = false; // in a window with the published inputs as controls
     std::string display; // of the X server; empty: what the environment says
 
@@ -21,7 +25,7 @@ struct PlayOptions : SaverOptions {
     std::string monitor;
     bool wayland = false; // it is an output of the Wayland compositor
     pid_t supervisor = 0;
-    bool fadeIn = false;
+    Seconds fadeIn{0};
 };
 
 // The displays of a display server, and the news of them, for full-screen play. Main thread.

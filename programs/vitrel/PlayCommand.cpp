@@ -82,7 +82,14 @@ void addPlay(CLI::App& app, Action& action)
     command->add_flag("--random", options->random, "Choose one of the user's compositions");
     command->add_flag("--panel", options->panel, "With --window: beside the picture the published inputs as controls");
     command->add_flag("--watch", options->watch, "Load FILE anew whenever it changes");
-    command->add_flag("--no-fade", options->noFade, "Come up at once on a full screen");
+    auto* atOnce = command->add_flag("--no-fade", options->noFade, "Come up at once on a full screen");
+    command
+        ->add_option(
+            "--fade", options->fade, "Seconds for which a full screen comes up, to 10; as in the settings if not given")
+        ->check(CLI::Range(0.0, 10.0))
+        ->excludes(atOnce);
+    command->add_option("--monitors", options->monitors,
+        "Which displays are covered: all, primary, or names with commas between; as in the settings if not given");
     command->add_option("--display", options->display, "The X server");
     // What screen saver daemons may say and doesn't matter here.
     const auto hidden = [](CLI::Option* option) { option->group(""); };

@@ -4,6 +4,7 @@
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/InitialChoice.h"
 #include "preferences/Settings.h"
+#include "preferences/StartSettings.h"
 #include "programs/supervisor/ForkedDisplays.h"
 #include "programs/supervisor/HostSignals.h"
 #include "programs/vitrel/Commands.h"
@@ -27,7 +28,8 @@ static_assert(kEndedByScript == static_cast<int>(DisplayExit::Script));
 struct ChildPlace {
     std::string monitor;
     int view = 0;
-    bool fadeIn = false, fallback = false;
+    Seconds fadeIn{0};
+    bool fallback = false;
 };
 
 PlayOptions childOptions(PlayOptions options, const ChildPlace& place)
@@ -47,6 +49,18 @@ PlayOptions childOptions(PlayOptions options, const ChildPlace& place)
         options.sound = "off";
     }
     return options;
+}
+
+// How it comes up and where, by what the command line says, else by what the user has chosen.
+StartSettings startOf(const PlayOptions& options)
+{
+    SettingsHost host;
+    auto settings = startSettings(host.surroundings());
+    if (!options.monitors.empty())
+        settings.displays = displaysNamed(options.monitors);
+    if (options.noFade || options.fade)
+        settings.fade = Seconds(options.noFade ? 0 : *options.fade);
+    return settings;
 }
 
 // Chosen here for all displays, those that come later and those that start again, too. Empty if it isn't by chance.
@@ -110,6 +124,7 @@ int playFullScreen(PlayOptions options)
         return sound.error();
     int code = 0;
     options.chosen = chosenAtRandom(options);
+    const StartSettings settings = startOf(options);
     RunLoop loop(clock);
     DisplaySupervisor* minding = nullptr;
     const HostSignals signals(loop, [&](int) {
@@ -127,7 +142,7 @@ int playFullScreen(PlayOptions options)
     std::set<std::string> fading; // monitors that still show the desktop; what comes later comes up at once
     ForkedDisplays children(loop, [&](const std::string& monitor, bool fallback) {
         const auto view = std::find(seen.begin(), seen.end(), monitor) - seen.begin();
-        const bool fadeIn = fading.erase(monitor) > 0;
+        const Seconds fadeIn = fading.erase(monitor) > 0 ? settings.fade : Seconds(0);
         ScriptRecord::takeStock(static_cast<std::size_t>(view));
         return [child = childOptions(options, {monitor, static_cast<int>(view), fadeIn, fallback})] {
             ScriptRecord::settle(static_cast<std::size_t>(child.firstView));
@@ -142,15 +157,14 @@ int playFullScreen(PlayOptions options)
     };
     displays->onLost = [&] { supervisor.stop(); };
     displays->onChanged = [&] {
-        const auto names = displays->names();
+        const auto names = displaysToCover(displays->names(), settings.displays);
         for (const auto& name : names)
             if (std::find(seen.begin(), seen.end(), name) == seen.end())
                 seen.push_back(name);
         supervisor.setDisplays(names);
     };
     for (const auto& name : displays->names())
-        if (!options.noFade)
-            fading.insert(name);
+        fading.insert(name);
     displays->onChanged();
     loop.run();
     return code;

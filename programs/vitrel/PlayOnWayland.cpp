@@ -56,7 +56,8 @@ std::unique_ptr<WaylandWindow> WaylandPlayer::makeWindow()
     }
     for (const auto& output : connection_->outputs()) {
         if (output.name == options().monitor)
-            return WaylandWindow::cover(connection_, output, options().fadeIn ? Entrance::Gentle : Entrance::AtOnce);
+            return WaylandWindow::cover(connection_, output,
+                options().fadeIn > Seconds(0) ? Entrance::Gentle : Entrance::AtOnce, options().fadeIn);
     }
     return nullptr;
 }

@@ -119,6 +119,9 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
     }
     choose(options);
     firstView_ = options.firstView;
+    // What crashes with the user's options is to play without them.
+    hasOptions_
+        = options.replay.empty() && !options.demo && !options.withoutData && !options.fallback && !options.ownValues;
     if (const auto code = options.replay.empty() ? configureWays(options, reach) : configureReplay(options, reach))
         return code;
     surroundings_.players = players_.get();
@@ -132,15 +135,16 @@ std::shared_ptr<QCView> SaverHost::makeQCView()
     view->setNotice(notice_);
     std::erase_if(playing_, [](const auto& gone) { return gone.expired(); });
     playing_.push_back(view);
-    const std::weak_ptr<QCView> weak = view;
+    const std::weak_ptr<CompositionView> weak = view;
     view->onFirstFrame = [this] { firstPictureIsThere(); };
     view->onLoad = [this, weak, view = view.get()] {
         if (isForThisRun_)
             knowFeedInput(surroundings_, *view);
-        if (onLoaded)
-            onLoaded(*view);
         if (trace_ && !std::exchange(hasLoaded_, true))
             trace_->beginAnew(hasPicture_);
+        beginOptions(weak.lock());
+        if (onLoaded)
+            onLoaded(*view);
         if (replay_)
             replay_->begin(weak.lock());
         // After the first publication, which comes in this turn.
@@ -293,7 +297,7 @@ void SaverHost::choose(const SaverOptions& options)
         defaults_->setArgument("Active File Path", path);
         defaults_->setArgument("Use Random Screen Saver", false);
     };
-    setInitialChoice(surroundings_, false);
+    setInitialChoice(surroundings_, true);
     isForThisRun_ = options.demo || options.fallback || !file.empty();
     if (options.demo)
         return playWithDemoFeed(surroundings_, file.empty() ? own : file);
@@ -335,6 +339,61 @@ void SaverHost::setInput(InputArgument input)
         *set = std::move(input);
     else
         inputs_.push_back(std::move(input));
+}
+
+void SaverHost::beginOptions(const std::shared_ptr<CompositionView>& view)
+{
+    std::erase_if(
+        options_, [&](const ViewOptions& other) { return other.view.expired() || other.view.lock() == view; });
+    if (!hasOptions_ || !view)
+        return;
+    PlayedOptions options(*view, view->describedInputs());
+    for (const InputArgument& input : inputs_)
+        options.leave(input.key);
+    options_.push_back({view, std::move(options)});
+    applyStoredOptions();
+}
+
+void SaverHost::applyOptions(ViewOptions& played, const Dictionary& options)
+{
+    const auto view = played.view.lock();
+    if (!view)
+        return;
+    played.options.apply(options, [&](const Value& value, const std::string& key) {
+        if (trace_)
+            tellOfInput(*view, {key, value});
+    });
+}
+
+void SaverHost::applyStoredOptions()
+{
+    for (ViewOptions& played : options_) {
+        const auto view = played.view.lock();
+        const std::string path = view ? view->path() : "";
+        applyOptions(played, VitrelItem(surroundings_, path.substr(path.rfind('/') + 1)).options());
+    }
+}
+
+void SaverHost::setOptions(const Dictionary& options)
+{
+    for (ViewOptions& played : options_)
+        applyOptions(played, options);
+}
+
+void SaverHost::followOptions()
+{
+    if (!hasOptions_ || defaults_->isVolatile())
+        return;
+    const auto domain = Settings::shared(surroundings_).screenSaverDefaults()->domain();
+    settingsWatch_
+        = std::make_unique<FileWatch>(runLoop_, defaults_->pathForDomain(domain), [this] { applyStoredOptions(); });
+}
+
+const PlayedOptions* SaverHost::optionsOf(const CompositionView& view) const
+{
+    const auto found = std::find_if(
+        options_.begin(), options_.end(), [&](const ViewOptions& played) { return played.view.lock().get() == &view; });
+    return found == options_.end() ? nullptr : &found->options;
 }
 
 void SaverHost::setNotice(const std::string& text)

@@ -42,8 +42,10 @@ int main(int argc, char** argv)
     addConfigure(app, action);
     addIdle(app, action);
     addPreview(app, action);
+    addBring(app, action);
     addCompositionsCommand(app, action);
     addFeedURL(app, action);
+    addOptions(app, action);
     addXScreenSaver(app, action);
     addDoctor(app, action);
     addCode(app, action);
@@ -52,6 +54,9 @@ int main(int argc, char** argv)
     for (const auto* command : app.get_subcommands({}))
         commands.push_back(command->get_name());
     auto words = mendedArguments({argv + std::min(argc, 1), argv + argc}, commands);
+    // Its program knows its own options, and takes what stands behind a "--".
+    if (words.front() == "idle")
+        return become("vitrel-idle", {words.begin() + 1, words.end()});
     std::reverse(words.begin(), words.end()); // as it is taken
     try {
         app.parse(std::move(words));

@@ -12,12 +12,13 @@ constexpr std::uint32_t kDesk = 0xFF6496C8; // 100, 150, 200
 class FadingSurfaceTest : public testing::Test, protected ManualLoop
 {
 protected:
-    void make(std::uint32_t desk = kDesk)
+    void make(std::uint32_t desk = kDesk, Seconds length = Seconds(0.5))
     {
         auto memory = std::make_unique<MemorySurface>(3, 2);
         inner = memory.get();
-        surface = std::make_unique<FadingSurface>(loop, std::move(memory),
-            desk ? Bitmap{3, 2, std::vector<std::uint32_t>(6, desk)} : Bitmap{}, [this] { ++ended; });
+        surface = std::make_unique<FadingSurface>(
+            loop, std::move(memory), desk ? Bitmap{3, 2, std::vector<std::uint32_t>(6, desk)} : Bitmap{},
+            [this] { ++ended; }, length);
     }
     void draw(std::uint32_t colour)
     {
@@ -64,6 +65,18 @@ TEST_F(FadingSurfaceTest, RisesFromTheDesktopInHalfASecondThoughThePictureStands
     EXPECT_EQ(inner->frames(), frames) << "nothing more by itself";
     draw(0xFF123456);
     EXPECT_EQ(shown(), 0xFF123456);
+    EXPECT_EQ(ended, 1);
+}
+
+TEST_F(FadingSurfaceTest, LastsAsLongAsItIsTold)
+{
+    make(kDesk, Seconds(4));
+    draw(0xFFFFFFFF);
+    pass(2);
+    EXPECT_NEAR(shown() >> 16 & 255, 178, 8);
+    pass(1.9);
+    EXPECT_EQ(ended, 0);
+    pass(0.2);
     EXPECT_EQ(ended, 1);
 }
 

@@ -2,6 +2,7 @@
 
 #include "configure/StandIns.h"
 #include "programs/configure/CompositionsModel.h"
+#include "programs/configure/ProgramRuns.h"
 #include "programs/configure/SheetWindow.h"
 #include "programs/thumbnails/Thumbnails.h"
 #include "support/RecordingWorkspace.h"
@@ -26,14 +27,35 @@ struct Sheet : TestSurroundings {
 
     TemporaryFolder folder;
     DefaultsStore disk{folder / "config", files, sink};
-    NSBundle resources{VITREL_SHARE};
+    TemporaryFolder bundle;
+    NSBundle resources{bundleWith(bundle, {})};
     RecordingWorkspace desktop;
     std::shared_ptr<PreferencesWC> controller;
     PreviewLink preview{loop, ""};
     Thumbnails thumbnails{loop, "", ""};
+    std::string program; // in place of the saver's
+    // The programs that the window wants run.
+    struct Run {
+        std::vector<std::string> words;
+        std::function<void(std::optional<ProgramRun>)> ended;
+    };
+    std::vector<Run> runs;
     std::unique_ptr<SheetWindow> window;
 
-    // Open, once `prepare` has run.
+    // The real bundle with these compositions, empty files, in place of those that come along.
+    static std::string bundleWith(const TemporaryFolder& place, const std::vector<std::string>& compositions)
+    {
+        for (const auto& entry : std::filesystem::directory_iterator(VITREL_SHARE)) {
+            const auto link = place.path() / entry.path().filename();
+            if (entry.path().extension() != ".qtz" && !exists(symlink_status(link)))
+                std::filesystem::create_symlink(entry.path(), link);
+        }
+        for (const auto& name : compositions)
+            place.write(name + ".qtz", "");
+        return place.path();
+    }
+
+    // Open as a list, once `prepare` has run.
     explicit Sheet(
         const std::vector<std::string>& paths = {}, const std::string& active = "",
         const std::function<void(Sheet&)>& prepare = [](Sheet&) {})
@@ -43,9 +65,13 @@ struct Sheet : TestSurroundings {
         surroundings.workspace = &desktop;
         surroundings.languages = {"en"};
         store(disk, paths, active);
+        disk.setValueForKey(kDomain, "Settings View", "list");
         prepare(*this);
         controller = PreferencesWC::initWithWindowNibName(surroundings, "PreferencesWC");
-        window = std::make_unique<SheetWindow>(surroundings, controller, preview, thumbnails);
+        window = std::make_unique<SheetWindow>(
+            surroundings, controller, preview, thumbnails, program, [this](const auto& words, auto ended) {
+                runs.push_back({words, std::move(ended)});
+            });
         window->resize(860, 560);
         window->show();
         settle();

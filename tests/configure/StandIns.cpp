@@ -5,18 +5,26 @@
 namespace vitrel {
 
 StandInPreview* StandInPreview::last = nullptr;
+std::vector<StandInPreview*> StandInPreview::all;
 StandInThumbnails* StandInThumbnails::last = nullptr;
 
 struct PreviewLink::Child : StandInPreview {
 };
 
-PreviewLink::PreviewLink(RunLoop&, std::string, std::vector<std::string>)
+PreviewLink::PreviewLink(RunLoop&, std::string, std::vector<std::string> more)
     : child_(std::make_unique<Child>())
 {
+    child_->words = std::move(more);
+    child_->link = this;
     StandInPreview::last = child_.get();
+    StandInPreview::all.push_back(child_.get());
 }
 
-PreviewLink::~PreviewLink() = default;
+PreviewLink::~PreviewLink()
+{
+    std::erase(StandInPreview::all, child_.get());
+    StandInPreview::last = StandInPreview::all.empty() ? nullptr : StandInPreview::all.back();
+}
 
 void PreviewLink::resize(int width, int height)
 {
@@ -68,6 +76,17 @@ std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
 {
     const auto found = work_->pictures.find(path);
     return found == work_->pictures.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<const CompositionFacts> Thumbnails::facts(const std::string& path)
+{
+    const auto found = work_->facts.find(path);
+    return found == work_->facts.end() ? nullptr : found->second;
+}
+
+void Thumbnails::comesAlong(const std::string& path, const std::string& picture)
+{
+    work_->given[path] = picture;
 }
 
 void Thumbnails::lookAgain(const std::string& path)

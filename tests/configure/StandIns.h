@@ -2,6 +2,7 @@
 
 #include "platform/appkit/Bitmap.h"
 #include "programs/preview/PreviewLink.h"
+#include "programs/thumbnails/CompositionFacts.h"
 
 #include <map>
 #include <memory>
@@ -10,7 +11,7 @@
 
 namespace vitrel {
 
-// What the window has asked of the preview and of the thumbnails that were made last, and what they give it. No child
+// What the window has asked of the previews and of the thumbnails that were made last, and what they give it. No child
 // process is started.
 struct StandInPreview {
     int reloads = 0, width = 0, height = 0;
@@ -18,14 +19,18 @@ struct StandInPreview {
     PreviewLink::State state = PreviewLink::State::starting;
     std::vector<std::uint32_t> pixels; // of the frame; none while empty
     int frameWidth = 0;
-    std::vector<std::string> said;
+    std::vector<std::string> said, words;
+    PreviewLink* link = nullptr;
 
-    static StandInPreview* last;
+    static std::vector<StandInPreview*> all; // that live
+    static StandInPreview* last; // of them
 };
 
 struct StandInThumbnails {
     std::vector<std::string> wanted, lookedAgain;
     std::map<std::string, std::shared_ptr<const Bitmap>> pictures;
+    std::map<std::string, std::shared_ptr<const CompositionFacts>> facts;
+    std::map<std::string, std::string> given;
 
     static StandInThumbnails* last;
 };

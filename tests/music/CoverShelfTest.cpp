@@ -22,14 +22,14 @@ Bytes picture(const std::string& rest)
 struct CoverShelves : testing::Test {
     TemporaryFolder folder;
     ManualClock clock;
-    CoverFolder shelf{std::string(folder) + "/deep/evening", clock};
+    CoverFolder shelf{folder.path() + "/deep/evening", clock};
     std::atomic<bool> stop{false};
 
     std::size_t files() const
     {
         std::size_t count = 0;
         for ([[maybe_unused]] const auto& entry :
-            std::filesystem::directory_iterator(std::string(folder) + "/deep/evening"))
+            std::filesystem::directory_iterator(folder.path() + "/deep/evening"))
             ++count;
         return count;
     }
@@ -46,7 +46,7 @@ TEST_F(CoverShelves, KeepTheEveningsCoversTheNewestFirst)
     shelf.keep(picture("a"));
     EXPECT_THAT(shelf.covers(stop), testing::ElementsAre(picture("a"), picture("c"), picture("b")));
     // Another program sees them.
-    CoverFolder again(std::string(folder) + "/deep/evening", clock);
+    CoverFolder again(folder.path() + "/deep/evening", clock);
     EXPECT_EQ(again.covers(stop).size(), 3u);
     // Twelve hours after it was shown one is of another evening.
     clock.time += Seconds(12 * 3600.0 - 100);
@@ -72,7 +72,7 @@ TEST_F(CoverShelves, HaveLimitsAndTakePicturesAlone)
     EXPECT_EQ(covers.back(), picture("10"));
     EXPECT_EQ(files(), 60u);
     // What others put there: no picture, a link, a folder.
-    const std::string inside = std::string(folder) + "/deep/evening/";
+    const std::string inside = folder.path() + "/deep/evening/";
     std::ofstream(inside + "odd.cover") << "text";
     std::filesystem::create_symlink("/etc/hostname", inside + "link.cover");
     std::filesystem::create_directory(inside + "folder.cover");

@@ -88,6 +88,25 @@ TEST_F(Play, AWindowShowsTheCompositionAndEndsInGoodOrderWithinASecond)
     }
 }
 
+// What another process stores is seen where it plays, confined and on every display, and taken back likewise.
+TEST_F(Play, AnOptionIsSeenAtOnceByASaverThatRuns)
+{
+    const std::string file = composition("#2040ff");
+    const Program::Environment settings{{"XDG_CONFIG_HOME", folder_ / "settings"}};
+    const auto set = [&](const char* option) { EXPECT_EQ(Program({"options", file, option}, settings).wait(), 0); };
+    set("Colour=#ffff00");
+    for (const std::string window : {"--window=200x100", "--no-fade"}) {
+        auto program = vitrel({window, file}, settings);
+        ASSERT_TRUE(becomes(100, 50, 0xFFFF00)) << program->errors();
+        set("Colour=#00ff00");
+        EXPECT_TRUE(becomes(100, 50, 0x00FF00)) << window;
+        set("Colour=");
+        EXPECT_TRUE(becomes(100, 50, 0x2040FF)) << window;
+        set("Colour=#ffff00");
+        endsInOrder(*program);
+    }
+}
+
 TEST_F(Play, AReplayFeedsAWindowAsItHappened)
 {
     const std::string trace = folder_.write("t.jsonl",
@@ -305,6 +324,51 @@ TEST_F(FullScreen, OnAnIdleDesktopItPlaysUntilTheUserIsBackAndAgainAfterACrash)
     EXPECT_TRUE(becomes(320, 240, 0xC04020));
     endsInOrder(*program);
     EXPECT_TRUE(becomes(320, 240, 0));
+}
+
+std::string plist(const std::string& members)
+{
+    return "<plist><dict>" + members + "</dict></plist>";
+}
+
+TEST_F(TwoMonitors, CoversTheDisplaysThatTheUserHasChosenUnlessTheCommandLineSaysOtherwise)
+{
+    const TemporaryFolder settings;
+    settings.write("vitrel/org.vitrel.Vitrel.plist",
+        plist("<key>Start Displays</key><array><string>R</string></array><key>Fade In "
+              "Seconds</key><integer>0</integer>"));
+    const Program::Environment environment{{"XDG_CONFIG_HOME", settings.path()}};
+    {
+        auto program = vitrel({composition("#30a060")}, environment);
+        ASSERT_TRUE(becomes(450, 240, 0x30A060)) << program->errors();
+        EXPECT_EQ(pixelAt(150, 240), 0u);
+        EXPECT_EQ(program->children().size(), 1u);
+        endsInOrder(*program);
+    }
+    auto program = vitrel({composition("#30a060"), "--monitors", "all"}, environment);
+    EXPECT_TRUE(bothBecome(0x30A060)) << program->errors();
+    endsInOrder(*program);
+}
+
+// It waits for what the settings say now, not for what they said when it began.
+TEST_F(FullScreen, AnIdleDesktopIsWaitedForAsLongAsTheSettingsSay)
+{
+    const TemporaryFolder settings;
+    const auto choose = [&](const std::string& minutes) {
+        settings.write(
+            "vitrel/org.vitrel.Vitrel.plist", plist("<key>Start After Minutes</key><real>" + minutes + "</real>"));
+    };
+    choose("500");
+    auto program = vitrel({"idle", "--", "--no-fade", composition("#4020c0")}, {{"XDG_CONFIG_HOME", settings.path()}});
+    const auto timeout = [&] {
+        int seconds = 0, interval = 0, blanking = 0, exposures = 0;
+        XGetScreenSaver(*screen_, &seconds, &interval, &blanking, &exposures);
+        return seconds;
+    };
+    ASSERT_TRUE(until([&] { return timeout() == 500 * 60; })) << program->errors();
+    choose("0.02");
+    EXPECT_TRUE(becomes(320, 240, 0x4020C0)) << program->errors();
+    endsInOrder(*program);
 }
 
 } // namespace

@@ -241,7 +241,7 @@ TEST_F(X11, ACoveringWindowComesUpLikeTheDesktopAndLeavesAtOnce)
     other_->makeWindow(100, 100, 50, 50, 0x336699);
     ASSERT_TRUE(becomes(other_->root(), 120, 120, 0x336699));
     const auto monitors = x11Monitors(*connection_);
-    auto window = X11Window::cover(connection_, monitors[0], true);
+    auto window = X11Window::cover(connection_, monitors[0], Seconds(0.5));
     const auto surface = window->makeSurface();
     ASSERT_TRUE(turnUntil([&] { return window->isVisible(); }));
     EXPECT_EQ(other_->pixelAt(window->number(), 120, 120), 0x336699u);

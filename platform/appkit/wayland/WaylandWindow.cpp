@@ -13,7 +13,6 @@ namespace {
 
 // A nudged table is no user who came back.
 constexpr double kDismissDistance = 10;
-constexpr Seconds kFade{0.5};
 // The first size comes within milliseconds; a compositor that is slower gives it later.
 constexpr Seconds kSizeTime{0.25};
 // Beyond these nobody has a display, and memory would be at stake.
@@ -55,6 +54,7 @@ struct WaylandWindow::Native final : WaylandListener {
     zxdg_toplevel_decoration_v1* decoration = nullptr;
     std::uint32_t outputGlobal = 0; // of a covering window
     Entrance entrance = Entrance::Gentle;
+    Seconds fade{0};
     std::vector<wl_output*> entered; // by an ordinary one
     int ownWidth = 0, ownHeight = 0; // the compositor's units, where it leaves the choice to us
     wp_fractional_scale_v1* fractional = nullptr;
@@ -376,7 +376,7 @@ std::unique_ptr<WaylandWindow> WaylandWindow::open(
 }
 
 std::unique_ptr<WaylandWindow> WaylandWindow::cover(
-    std::shared_ptr<WaylandConnection> connection, const WaylandOutput& output, Entrance entrance)
+    std::shared_ptr<WaylandConnection> connection, const WaylandOutput& output, Entrance entrance, Seconds fade)
 {
     if (!connection->isAlive() || !connection->missing(true).empty()
         || !connection->wire().outputs.contains(output.global))
@@ -384,6 +384,7 @@ std::unique_ptr<WaylandWindow> WaylandWindow::cover(
     auto native = std::make_unique<Native>(std::move(connection), true);
     native->outputGlobal = output.global;
     native->entrance = entrance;
+    native->fade = fade;
     native->ownWidth = std::clamp(output.width / std::max(1, output.scale), 1, 8192);
     native->ownHeight = std::clamp(output.height / std::max(1, output.scale), 1, 8192);
     native->resize(native->ownWidth, native->ownHeight);
@@ -423,7 +424,7 @@ void WaylandWindow::leave()
 std::unique_ptr<Surface> WaylandWindow::makeSurface()
 {
     const bool isGentle = native_->canvas->isCovering && native_->entrance == Entrance::Gentle;
-    auto surface = std::make_unique<WaylandSurface>(native_->canvas, isGentle ? kFade : Seconds(0));
+    auto surface = std::make_unique<WaylandSurface>(native_->canvas, isGentle ? native_->fade : Seconds(0));
     if (native_->canvas->isCovering && !isGentle)
         surface->showBlack();
     return surface;

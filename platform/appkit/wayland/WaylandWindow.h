@@ -20,11 +20,11 @@ public:
     // surfaces it is an ordinary window, full screen there. Only this kind can be dismissed. Null if the compositor has
     // gone, or has neither, or has no such output.
     enum class Entrance {
-        Gentle, // the pictures come up out of what is there, within half a second
+        Gentle, // the pictures come up out of what is there, for the time of `fade`
         AtOnce, // black, as soon as there is a surface
     };
     static std::unique_ptr<WaylandWindow> cover(std::shared_ptr<WaylandConnection> connection,
-        const WaylandOutput& output, Entrance entrance = Entrance::Gentle);
+        const WaylandOutput& output, Entrance entrance = Entrance::Gentle, Seconds fade = Seconds(0.5));
     ~WaylandWindow() override;
     WaylandWindow(const WaylandWindow&) = delete;
     WaylandWindow& operator=(const WaylandWindow&) = delete;

@@ -47,10 +47,11 @@ std::unique_ptr<X11Window> X11Window::open(
 }
 
 std::unique_ptr<X11Window> X11Window::cover(
-    std::shared_ptr<X11Connection> connection, const X11Monitor& monitor, bool fadeIn)
+    std::shared_ptr<X11Connection> connection, const X11Monitor& monitor, Seconds fadeIn)
 {
     std::unique_ptr<X11Window> window(new X11Window(connection, Kind::Covering));
-    if (fadeIn)
+    window->fade_ = fadeIn;
+    if (fadeIn > Seconds(0))
         window->backdrop_ = X11Backdrop::take(connection, monitor.x, monitor.y, monitor.width, monitor.height);
     if (!window->create(monitor.x, monitor.y, monitor.width, monitor.height))
         return nullptr;
@@ -336,10 +337,11 @@ std::unique_ptr<Surface> X11Window::makeSurface()
         forgetBackdrop();
         return surface;
     }
-    return std::make_unique<FadingSurface>(connection_->loop(), std::move(surface), std::move(picture), [this, alive] {
+    const auto ended = [this, alive] {
         if (alive.lock())
             forgetBackdrop();
-    });
+    };
+    return std::make_unique<FadingSurface>(connection_->loop(), std::move(surface), std::move(picture), ended, fade_);
 }
 
 // From now on what the server shows of the window by itself is black.

@@ -21,9 +21,10 @@ public:
     static std::unique_ptr<X11Window> open(std::shared_ptr<X11Connection> connection, const std::string& title,
         int width, int height, const Bitmap* icon = nullptr);
     // Covers `monitor`, above everything, with no cursor; keys and pointer are grabbed as soon as nobody else has them.
-    // It comes up black, or looking like what it covers if its picture is to `fadeIn`. Only this kind can be dismissed.
+    // It comes up black, or looking like what it covers if its picture is to rise from that for the time of `fadeIn`.
+    // Only this kind can be dismissed.
     static std::unique_ptr<X11Window> cover(
-        std::shared_ptr<X11Connection> connection, const X11Monitor& monitor, bool fadeIn = false);
+        std::shared_ptr<X11Connection> connection, const X11Monitor& monitor, Seconds fadeIn = Seconds(0));
     // Another program's, by its number: it is drawn in and watched, and never changed. Null if there is none.
     static std::unique_ptr<X11Window> adopt(std::shared_ptr<X11Connection> connection, unsigned long window);
     ~X11Window() override;
@@ -67,6 +68,7 @@ private:
     bool pointerSeen_ = false, raisePending_ = false;
     int pointerX_ = 0, pointerY_ = 0;
     std::unique_ptr<X11Backdrop> backdrop_;
+    Seconds fade_{0};
     std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true); // delayed blocks hold it weakly
 };
 

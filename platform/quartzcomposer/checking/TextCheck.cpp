@@ -1,6 +1,7 @@
 #include "platform/quartzcomposer/checking/TextCheck.h"
 
 #include "platform/quartzcomposer/checking/NearestName.h"
+#include "platform/quartzcomposer/checking/OptionsCheck.h"
 #include "platform/quartzcomposer/checking/PatchLooks.h"
 #include "platform/quartzcomposer/checking/ValueCheck.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
@@ -109,7 +110,7 @@ private:
         if (!top.member("patches"))
             tell(Severity::Error, top.offset, "a composition is an object with \"patches\"");
         PatchReader reader(top, registry_, path_);
-        patch(reader.read(top), {"values", "virtualPatches", "$schema"}); // an editor asks for the last
+        outermost(reader.read(top), {"values", "options", "virtualPatches", "$schema"}); // an editor asks for the last
         section(top, "$schema", Kind::String, "a text: where an editor finds the schema");
         const TextNode* definitions = section(top, "virtualPatches", Kind::Object, "an object of compositions");
         for (const TextNode& definition : childrenOf(definitions)) {
@@ -118,7 +119,7 @@ private:
             if (!definition.is(Kind::Object))
                 tell(Severity::Error, definition.offset, "a composition is an object with \"patches\"");
             else if (!isElsewhere(definition))
-                patch(reader.read(definition), {"values"});
+                outermost(reader.read(definition), {"values", "options"});
         }
     }
 
@@ -152,6 +153,23 @@ private:
     {
         return elsewhere_.count(definition.key) > 0
             || (definition.children.size() == 1 && definition.member("file")); // told already
+    }
+
+    void outermost(const PatchLooks& looks, const std::vector<std::string>& moreMembers)
+    {
+        patch(looks, moreMembers);
+        const TextNode* options = section(*looks.node, "options", Kind::Object, "an object of published inputs");
+        if (!options)
+            return;
+        std::vector<std::string> published;
+        for (const char* list : {"inputs", "outputs"}) {
+            for (const TextNode& entry : childrenOf(looks.node->member(list)))
+                published.push_back(entry.key);
+        }
+        checkOptions(
+            *options, published, looks.isForeign, [this](std::size_t offset, const std::string& fault, bool isDoubt) {
+                tell(isDoubt ? Severity::Warning : Severity::Error, offset, fault);
+            });
     }
 
     // A member of the form that has one kind; null if it isn't there or of another.

@@ -3,6 +3,7 @@
 #include "platform/foundation/Files.h"
 
 #include "base/Text.h"
+#include "platform/quartzcomposer/file/TextOptions.h"
 #include "platform/quartzcomposer/file/TextTree.h"
 #include "platform/quartzcomposer/file/TextValues.h"
 
@@ -169,9 +170,14 @@ Json compositionJson(
     const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions, TextBudget& budget)
 {
     const auto* version = textMember(top, "frameworkVersion");
+    const Dictionary& attributes = dictionaryAt(top, "portAttributes");
+    Json otherAttributes = Json::object();
+    Json options = optionsJson(attributes, otherAttributes, budget);
+    const bool hasOptionsAlone = !attributes.empty() && otherAttributes.empty();
     const bool isForeign
-        = (version && *version != kFrameworkVersion) || std::any_of(top.begin(), top.end(), [](const auto& entry) {
-              return !oneOf(entry.first, {"rootPatch", "inputParameters", "virtualPatches", "frameworkVersion"});
+        = (version && *version != kFrameworkVersion) || std::any_of(top.begin(), top.end(), [&](const auto& entry) {
+              return !oneOf(entry.first, {"rootPatch", "inputParameters", "virtualPatches", "frameworkVersion"})
+                  && !(hasOptionsAlone && entry.first == "portAttributes");
           });
     Json json = nodeJson(root, true, isForeign, budget);
     std::map<std::string, Json> values;
@@ -182,9 +188,12 @@ Json compositionJson(
     for (const auto& [key, value] : dictionaryAt(top, "inputParameters"))
         values[jsonText(key)] = valueJson(value, budget);
     put(json, "values", Json(values));
+    put(json, "options", std::move(options));
     Json rest = Json::object(), virtuals = Json::object();
     for (const auto& [key, value] : top) {
-        if (!oneOf(key, {"rootPatch", "inputParameters", "virtualPatches"}))
+        if (key == "portAttributes" && !attributes.empty())
+            put(rest, "portAttributes", std::move(otherAttributes));
+        else if (!oneOf(key, {"rootPatch", "inputParameters", "virtualPatches"}))
             append(rest, jsonText(key), valueJson(value, budget));
     }
     if (!rest.empty())
@@ -214,6 +223,8 @@ public:
         const Json& raw = member(member(json, "raw"), "top");
         for (const auto& [key, value] : raw.items())
             top.insert_or_assign(key, values_.value(value));
+        if (!takeAttributes(top, member(json, "options")))
+            return std::nullopt;
         Dictionary parameters = values_.dictionary(member(json, "values"));
         auto root = node(json, "", &parameters);
         if (!root)
@@ -273,6 +284,17 @@ private:
         if (problem_.empty())
             problem_ = (where.empty() ? std::string("at the top") : "in " + where) + ": " + what;
         return false;
+    }
+
+    bool takeAttributes(Dictionary& top, const Json& options)
+    {
+        Dictionary attributes = dictionaryAt(top, "portAttributes");
+        std::string problem;
+        if (!takeOptions(attributes, options, problem))
+            return fail("", problem);
+        if (!attributes.empty())
+            top.insert_or_assign("portAttributes", attributes);
+        return true;
     }
 
     // A patch as a dictionary. For the root, `parameters` take the values of published inputs.
