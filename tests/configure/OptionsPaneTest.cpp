@@ -122,9 +122,6 @@ TEST_F(Options, OfAnotherProcessAndAnotherCompositionShowInTheWindow)
     EXPECT_EQ(at<QDoubleSpinBox>("Size").value(), 1);
     in.preview.onWords(R"({"file": "/a/Other.qtz", "inputs": []})");
     EXPECT_FALSE(pane().isVisible()) << "there is nothing to set";
-    for (const std::string& words : {std::string("no JSON"), std::string(100'000, '['), std::string("[]"),
-             std::string(R"({"file": 3, "inputs": []})"), std::string(R"({"inputs": 3, "file": "/a/Other.qtz"})")})
-        in.preview.onWords(words);
 }
 
 // A stranger's words as markup, or a composition that shows half of itself without a word why.
