@@ -136,6 +136,7 @@ TEST_F(Options, StandWithWhatTheFileSaysOfItselfAndWhatItLacks)
         says({{"title", "Dawn"}, {"author", "<b>A</b>"}, {"description", "Light"}, {"missing", {"X", "Y", "Z", "W"}}}),
         "Dawn · <b>A</b>\nLight\n⚠ Needs what isn't there: X, Y, Z, …");
     EXPECT_EQ(in.find<QLabel>("about").textFormat(), Qt::PlainText);
+    EXPECT_GT(in.find<QLabel>("about").y(), in.find<QLabel>("compositionName").y()) << "beneath the name";
     EXPECT_TRUE(in.find<QLabel>("about").toolTip().contains(QLatin1String("&lt;b&gt;A")));
     EXPECT_EQ(says({{"author", "A"}, {"description", std::string(900, 'x')}}).size(), 2 + 159 + 3u);
     for (const Json& odd :
