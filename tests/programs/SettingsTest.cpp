@@ -88,23 +88,6 @@ TEST(Options, AreListedStoredAndTakenBackByKey)
     EXPECT_EQ(run(settings, {"options"}).code, 2);
 }
 
-// Of two that store at once one would lose what the other has just written.
-TEST(Options, OfTwoProcessesThatStoreAtOnceNothingIsLost)
-{
-    const TemporaryFolder settings, files;
-    const std::string file = files.write("Clock.json", kOptions);
-    const auto storing = [&](const std::string& option) {
-        return std::make_unique<Program>(std::vector<std::string>{"options", file, option},
-            Program::Environment{{"XDG_CONFIG_HOME", settings.path()}});
-    };
-    for (const std::string round : {"1", "2", "3", "4", "5", "6", "7", "8", "9"}) {
-        const auto one = storing("A=b=" + round), other = storing("Words=" + round);
-        EXPECT_TRUE(one->wait() == 0 && other->wait() == 0);
-        EXPECT_EQ(run(settings, {"options", file, "A=b", "Words"}).output,
-            "A=b\tnumber\t" + round + "\nWords\tstring\t" + round + "\n");
-    }
-}
-
 // Who plays a composition shows them from the first frame on, a demonstration or a replay never; --input goes first.
 TEST(Options, CountWhereverTheCompositionPlays)
 {
