@@ -77,21 +77,6 @@ TEST(Archive, HandsOverFilesAndRefusesWhatLeadsOutOrIsTooMuch)
     EXPECT_EQ(taken(small, {.archive = small.size() - 1}), "it is too large");
 }
 
-// Cut anywhere, and with any byte changed, it is taken or refused and nothing else.
-TEST(Archive, SurvivesDamageAnywhere)
-{
-    const Bytes whole = zipOf({{"a.qtz", std::string(300, 'x')}, {"b/c.png", "picture"}});
-    for (std::size_t at = 0; at < whole.size(); ++at) {
-        Bytes damaged(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(at));
-        EXPECT_THAT(taken(damaged), testing::Not(testing::HasSubstr(".."))) << at;
-        for (const int change : {1, 0x80, 0xFF}) {
-            damaged = whole;
-            damaged[at] = static_cast<std::uint8_t>(damaged[at] ^ change);
-            taken(damaged);
-        }
-    }
-}
-
 TEST(Bringing, FindsAFoldersCompositionsByNameAndFollowsNoLink)
 {
     const TemporaryFolder folder;
@@ -147,10 +132,7 @@ TEST(Bringing, UnpacksAnArchiveOnceIntoAFolderOfItsOwn)
         EXPECT_THAT(brought.compositions, IsEmpty());
         EXPECT_THAT(brought.problems, ElementsAre(Brought::Problem{bad, reason}));
     }
-    std::size_t left = 0;
-    for ([[maybe_unused]] const auto& entry : fs::directory_iterator(into))
-        ++left;
-    EXPECT_EQ(left, 2u) << "nothing half";
+    EXPECT_EQ(std::distance(fs::directory_iterator(into), {}), 2) << "nothing half";
     EXPECT_TRUE(takesTimeToBring(one));
     EXPECT_TRUE(takesTimeToBring(folder.path()));
     EXPECT_FALSE(takesTimeToBring(into + "/Dawn/Dawn/Dawn.qtz"));

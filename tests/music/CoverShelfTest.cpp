@@ -28,8 +28,7 @@ struct CoverShelves : testing::Test {
     std::size_t files() const
     {
         std::size_t count = 0;
-        for ([[maybe_unused]] const auto& entry :
-            std::filesystem::directory_iterator(folder.path() + "/deep/evening"))
+        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder.path() + "/deep/evening"))
             ++count;
         return count;
     }

@@ -1,11 +1,18 @@
 #include "preferences/Settings.h"
+#include "platform/foundation/DefaultsStore.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/BuiltInCompositions.h"
 #include "preferences/InitialChoice.h"
 #include "preferences/StartSettings.h"
+#include "support/TemporaryFolder.h"
 #include "support/TestSurroundings.h"
 
 #include <gmock/gmock.h>
+
+#include <functional>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace vitrel {
 namespace {
@@ -79,6 +86,33 @@ TEST(VitrelItem, ChangesOptionsAndKeepsTheOthers)
     EXPECT_EQ(item.options(), (Dictionary{{"Calm", true}, {"Tint", tint}}));
     item.changeOptions({{"Calm", Value()}, {"Tint", Value()}});
     EXPECT_EQ(in.stored("Aurora.qtz: Options"), std::nullopt) << "nothing is left behind";
+}
+
+// Of two processes that set different options at once one would lose what the other has just written.
+TEST(VitrelItem, LosesNoOptionOfAnotherProcess)
+{
+    constexpr int kMany = 60;
+    const TemporaryFolder folder;
+    const auto options = [&](const std::function<void(VitrelItem)>& act) {
+        Saver in;
+        DefaultsStore disk(folder.path(), in.files, in.sink);
+        in.surroundings.defaults = &disk;
+        act(in.item("Aurora.qtz"));
+    };
+    std::vector<pid_t> processes;
+    for (const char* name : {"a", "b"}) {
+        processes.push_back(fork());
+        if (processes.back() != 0)
+            continue;
+        options([&](VitrelItem item) {
+            for (int k = 0; k < kMany; ++k)
+                item.changeOptions({{name + std::to_string(k), k}});
+        });
+        _exit(0);
+    }
+    for (const pid_t process : processes)
+        waitpid(process, nullptr, 0);
+    options([&](const VitrelItem& item) { EXPECT_EQ(item.options().size(), 2u * kMany); });
 }
 
 // What comes along is the choice of who has made none, and nothing of that is stored.

@@ -88,34 +88,6 @@ TEST(Options, AreListedStoredAndTakenBackByKey)
     EXPECT_EQ(run(settings, {"options"}).code, 2);
 }
 
-// Of two that store at once one would lose what the other has just written.
-TEST(Options, OfTwoProcessesThatStoreAtOnceNothingIsLost)
-{
-    constexpr int kMany = 12;
-    const TemporaryFolder settings, files;
-    std::string inputs, patches;
-    for (int k = 0; k < 2 * kMany; ++k) {
-        const std::string n = std::to_string(k), comma = k ? ", " : "";
-        inputs += comma + "\"K" + n + "\": \"S" + n + ".input\"";
-        patches += comma + "\"S" + n + R"(": {"class": "QCSplitter", "settings": {"portClass": "QCNumberPort"}})";
-    }
-    const std::string file = files.write("Many.json", "{\"inputs\": {" + inputs + "}, \"patches\": {" + patches + "}}");
-    std::string expected;
-    for (int k = 0; k < kMany; ++k) {
-        const auto storing = [&](int key) {
-            return std::make_unique<Program>(
-                std::vector<std::string>{"options", file, "K" + std::to_string(key) + "=" + std::to_string(key + 1)},
-                Program::Environment{{"XDG_CONFIG_HOME", settings.path()}});
-        };
-        const auto one = storing(2 * k), other = storing(2 * k + 1);
-        EXPECT_EQ(one->wait(), 0);
-        EXPECT_EQ(other->wait(), 0);
-        for (const int key : {2 * k, 2 * k + 1})
-            expected += "K" + std::to_string(key) + "\tnumber\t" + std::to_string(key + 1) + "\n";
-    }
-    EXPECT_EQ(run(settings, {"options", file}).output, expected);
-}
-
 // Who plays a composition shows them from the first frame on, a demonstration or a replay never; --input goes first.
 TEST(Options, CountWhereverTheCompositionPlays)
 {

@@ -177,7 +177,7 @@ TEST(Inputs, FeedsTheCoversOfThisEvening)
     asks.view->setCoverShelf(shelf);
     const auto widths = [&] {
         std::vector<double> all;
-        asks.surroundings.initiated.drain();
+        asks.initiated.drain();
         asks.loop.turn();
         const Value covers = asks.input("Covers_This_Evening");
         for (const Value& cover : covers.array() ? *covers.array() : Array())
