@@ -89,6 +89,19 @@ bool measure(const char* view)
         settle(in);
     }),
         200);
+    std::string options;
+    for (int k = 0; k < 60; ++k)
+        options += std::string(k ? "," : "") + R"({"key":"Key)" + std::to_string(k) + R"(","type":")"
+            + (k % 3        ? "number"
+                    : k % 2 ? "color"
+                            : "string")
+            + R"(","least":0,"most":5,"title":"Option","value":1})";
+    good &= report("60 options, from the preview's answer", millisecondsOf([&] {
+        const std::string active = in.controller->filePathActive().value_or("");
+        in.preview.onWords(R"({"file":")" + active + R"(","inputs":[)" + options + "]}");
+        settle(in);
+    }),
+        50);
     std::vector<std::string> added;
     for (int k = 0; k < 1000; ++k)
         added.push_back(in.folder.write("added/" + std::to_string(k) + ".qtz", "x"));

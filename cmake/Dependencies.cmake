@@ -37,6 +37,7 @@ pkg_check_modules(KISSFFT REQUIRED IMPORTED_TARGET kissfft-float)
 pkg_check_modules(SNDFILE REQUIRED IMPORTED_TARGET sndfile)
 pkg_search_module(MOZJS REQUIRED IMPORTED_TARGET mozjs-128 mozjs-102)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+pkg_check_modules(ZIP REQUIRED IMPORTED_TARGET libzip)
 pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
 # It comes without a description of its own.
 find_library(ZINT_LIBRARY zint REQUIRED)

@@ -14,7 +14,6 @@ namespace vitrel {
 namespace {
 
 constexpr const char* kFeed = kFeedInputKey;
-constexpr char kArticlesCount[] = "Muralis_RSS_ArticlesCount";
 constexpr Seconds kReloadInterval{300.0};
 
 bool contains(const std::vector<std::string>& keys, std::string_view key)
@@ -73,8 +72,8 @@ void FeedInput::updateCompositionInputs()
     }
     if (!found)
         return;
-    if (contains(keys, kArticlesCount))
-        articlesCount_ = integerOf(view_.valueForInputKey(kArticlesCount)).value_or(articlesCount_);
+    if (contains(keys, kFeedCountInputKey))
+        articlesCount_ = integerOf(view_.valueForInputKey(kFeedCountInputKey)).value_or(articlesCount_);
     const auto* known = lastSentFeedJSON_.dictionary();
     setQuartzCompositionJSONValue(known ? *known : placeholderFeed(surroundings_.clock->date()), kFeed);
     const auto address = item->rssFeedURL().value_or("");

@@ -12,6 +12,8 @@ namespace vitrel {
 
 // The input by which a composition asks for a feed's articles.
 inline constexpr const char* kFeedInputKey = "Muralis_RSS_Feed";
+// The one by which it says how many of them it wants.
+inline constexpr const char* kFeedCountInputKey = "Muralis_RSS_ArticlesCount";
 
 class NSTimer;
 struct Surroundings;

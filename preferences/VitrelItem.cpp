@@ -1,5 +1,7 @@
 #include "preferences/VitrelItem.h"
 
+#include "platform/foundation/DefaultsStore.h"
+#include "platform/foundation/Surroundings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/Settings.h"
 
@@ -15,7 +17,7 @@ std::shared_ptr<ScreenSaverDefaults> VitrelItem::screenSaverDefaults() const
     return Settings::shared(*surroundings_).screenSaverDefaults();
 }
 
-std::string VitrelItem::keyID(Key key) const
+std::string VitrelItem::keyID(const std::string& filename, Key key)
 {
     const char* raw = "";
     switch (key) {
@@ -25,8 +27,11 @@ std::string VitrelItem::keyID(Key key) const
     case Key::rssFeedURL:
         raw = "RSS URL";
         break;
+    case Key::options:
+        raw = "Options";
+        break;
     }
-    return filename_ + ": " + raw;
+    return filename + ": " + raw;
 }
 
 std::optional<Value> VitrelItem::dataForKey(Key key) const
@@ -81,6 +86,27 @@ std::optional<std::string> VitrelItem::rssFeedURL() const
 void VitrelItem::setRssFeedURL(const std::optional<std::string>& address)
 {
     setData(address ? Value(*address) : Value(), Key::rssFeedURL);
+}
+
+Dictionary VitrelItem::options() const
+{
+    const auto stored = dataForKey(Key::options);
+    const Dictionary* options = stored ? stored->dictionary() : nullptr;
+    return options ? *options : Dictionary();
+}
+
+void VitrelItem::changeOptions(const Dictionary& changes)
+{
+    // They are one value of the store: what another process has just changed of it mustn't be written over.
+    const DefaultsStore::Batch change(*surroundings_->defaults, screenSaverDefaults()->domain());
+    Dictionary all = options();
+    for (const auto& [key, value] : changes) {
+        if (value.isNothing())
+            all.erase(key);
+        else
+            all.insert_or_assign(key, value);
+    }
+    setData(all.empty() ? Value() : Value(std::move(all)), Key::options);
 }
 
 } // namespace vitrel

@@ -16,7 +16,7 @@ struct SettingsSurroundings;
 class VitrelItem
 {
 public:
-    enum class Key { isRSSVisualizer, rssFeedURL };
+    enum class Key { isRSSVisualizer, rssFeedURL, options };
 
     // `filename` is the last part of the composition's path, extension included.
     VitrelItem(const SettingsSurroundings& surroundings, std::string filename);
@@ -34,7 +34,8 @@ public:
     void saveData();
 
     // The name in the store: "FILENAME: KEY".
-    std::string keyID(Key key) const;
+    std::string keyID(Key key) const { return keyID(filename_, key); }
+    static std::string keyID(const std::string& filename, Key key);
 
     // Whether the composition has been seen to show a feed. Absent reads as false.
     bool isRSSVisualizer() const;
@@ -42,6 +43,12 @@ public:
     // The feed's address as it was typed.
     std::optional<std::string> rssFeedURL() const;
     void setRssFeedURL(const std::optional<std::string>& address);
+
+    // What the user has set at the composition's published inputs, by their keys, as saver/CompositionOptions.h stores
+    // it. Empty if nothing is stored, or no dictionary. It may name inputs that the composition no longer has.
+    Dictionary options() const;
+    // Changes these and leaves the others, what other processes store meanwhile too; nothing takes an option back.
+    void changeOptions(const Dictionary& changes);
 
 private:
     const SettingsSurroundings* surroundings_;

@@ -112,13 +112,13 @@ void VisualizerInputs::begin(const std::vector<std::string>& keys, bool isPrevie
             [&](const std::string& key) { return isProtocolInput(key, name); });
         return found;
     };
-    peakKeys_ = named("AudioPeak");
-    spectrumKeys_ = named("AudioSpectrum");
-    infoKeys_ = named("TrackInfo");
-    positionKeys_ = named("TrackPosition");
-    signalKeys_ = named("TrackSignal");
+    peakKeys_ = named(kAudioPeak);
+    spectrumKeys_ = named(kAudioSpectrum);
+    infoKeys_ = named(kTrackInfo);
+    positionKeys_ = named(kTrackPosition);
+    signalKeys_ = named(kTrackSignal);
     if (isPreview)
-        write(named("PreviewMode"), true);
+        write(named(kPreviewMode), true);
     hearAnew({});
     info_.clear();
     track_.clear();

@@ -10,6 +10,16 @@
 
 namespace vitrel {
 
+// The inputs of the protocols that are fed here, by their names in them.
+inline constexpr const char* kAudioPeak = "AudioPeak";
+inline constexpr const char* kAudioSpectrum = "AudioSpectrum";
+inline constexpr const char* kTrackInfo = "TrackInfo";
+inline constexpr const char* kTrackPosition = "TrackPosition";
+inline constexpr const char* kTrackSignal = "TrackSignal";
+inline constexpr const char* kPreviewMode = "PreviewMode";
+inline constexpr const char* kVisualizerInputs[]
+    = {kAudioPeak, kAudioSpectrum, kTrackInfo, kTrackPosition, kTrackSignal, kPreviewMode};
+
 // A track's position from what a player says of it now and then: it runs with the time, comes round gently where the
 // player is a little off, never backwards, and jumps where the player did.
 class TrackClock

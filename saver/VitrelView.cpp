@@ -25,6 +25,7 @@ VitrelView::VitrelView(const Surroundings& surroundings)
     , muralisLink_(
           {*surroundings.clock, *surroundings.runLoop, *surroundings.userInteractiveQueue, surroundings.urlSession},
           *this)
+    , eveningCovers_(*surroundings.runLoop, *surroundings.userInitiatedQueue, [this] { writeEvening(); })
     , visualizerInputs_([this](const Value& value, const std::string& key) { writeInput(value, key); })
 { }
 

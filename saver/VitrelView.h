@@ -11,6 +11,7 @@
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "platform/screensaver/ScreenSaverView.h"
 #include "preferences/PreferencesWC.h"
+#include "saver/EveningCovers.h"
 #include "saver/VisualizerInputs.h"
 
 #include <functional>
@@ -54,6 +55,8 @@ public:
     void updateQuartzViewFrame();
     // Called after each write that an input of the composition took; nothing stands for a cleared one.
     using InputObserver = std::function<void(const Value& value, const std::string& key)>;
+    // Where the covers of this evening are kept; null: in the view alone. Ahead of the first composition.
+    void setCoverShelf(std::shared_ptr<CoverShelf> shelf) { eveningCovers_.setShelf(std::move(shelf)); }
     void setInputObserver(InputObserver observer) { inputObserver_ = std::move(observer); }
     // Called ahead of a frame in which something else is heard than in the one before.
     using SoundObserver = std::function<void(const SoundHeard& heard)>;
@@ -143,6 +146,8 @@ private:
     void updateTrackPosition();
     void updateQCRendererInputDataSystem();
     void updateCompositionInputs() override;
+    void showEvening();
+    void writeEvening();
 
     // What the player tells.
     void trackChanged(const Value& info) override;
@@ -178,6 +183,7 @@ private:
     std::shared_ptr<Dictionary> dataSystem_;
     MuralisLink muralisLink_;
 
+    EveningCovers eveningCovers_;
     VisualizerInputs visualizerInputs_;
     SoundHeard heard_; // told last
     InputObserver inputObserver_;

@@ -68,6 +68,30 @@ void VitrelView::updateQCRendererInputData()
     compositionSupportsItunes_ = found;
     updateCompositionInputs();
     visualizerInputs_.setTrack(dataiTunes_.get());
+    showEvening();
+}
+
+void VitrelView::showEvening()
+{
+    if (!dataiTunes_)
+        return; // the stop has begun
+    const auto entry = [this](const char* key) {
+        const auto found = dataiTunes_->find(key);
+        return found == dataiTunes_->end() ? Value() : found->second;
+    };
+    // A track without a cover has a picture all the same, which is none of the evening's.
+    if (entry(kiTunesIsArtworkAvailable) == Value(true))
+        eveningCovers_.show(entry(kiTunesArtwork).image());
+    if (contains(inputKeys(), EveningCovers::kInput)) {
+        eveningCovers_.want();
+        writeEvening();
+    }
+}
+
+void VitrelView::writeEvening()
+{
+    if (dataiTunes_ && contains(inputKeys(), EveningCovers::kInput))
+        writeInput(eveningCovers_.covers(), EveningCovers::kInput);
 }
 
 // A composition was loaded.

@@ -2,7 +2,7 @@
 _vitrel()
 {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="play idle snapshot film configure compositions feed-url xscreensaver doctor inspect make evaluate profile patches schema code wallpaper"
+    local commands="play idle snapshot film configure compositions feed-url options xscreensaver doctor inspect make evaluate profile patches schema code wallpaper"
     local command=play words="" files="qtz"
     [[ " $commands " == *" ${COMP_WORDS[1]} "* ]] && ((COMP_CWORD > 1)) && command=${COMP_WORDS[1]}
     local saver="--file --demo --player --system-version --trace --input --sound --replay --view"
@@ -27,10 +27,17 @@ _vitrel()
         film) words="--seconds --fps --size --demo --input --sound --replay --view --verbose" files="qtz webp gif y4m" ;;
         configure) ;;
         feed-url) words="--verbose" ;;
+        options)
+            words="--verbose"
+            if ((COMP_CWORD > 2)) && [[ $cur != -* ]]; then
+                compopt -o nospace 2>/dev/null
+                words=$(vitrel options -- "${COMP_WORDS[2]}" 2>/dev/null | cut -f1 | sed 's/$/=/') files=none
+            fi
+            ;;
         compositions)
             words="list add remove use built-in random --verbose" files=none
             case ${COMP_WORDS[2]} in
-            add) ((COMP_CWORD > 2)) && words="" files="qtz" ;;
+            add) ((COMP_CWORD > 2)) && words="" files="qtz zip" ;;
             remove | use)
                 if ((COMP_CWORD > 2)); then
                     compopt -o filenames 2>/dev/null

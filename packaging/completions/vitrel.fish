@@ -1,7 +1,7 @@
 # Completion of vitrel for fish.
-set -l commands play idle snapshot film configure compositions feed-url xscreensaver doctor inspect make evaluate profile patches schema code wallpaper
+set -l commands play idle snapshot film configure compositions feed-url options xscreensaver doctor inspect make evaluate profile patches schema code wallpaper
 set -l none "not __fish_seen_subcommand_from $commands"
-set -l saver "not __fish_seen_subcommand_from idle film configure compositions feed-url xscreensaver doctor inspect make evaluate profile patches schema code wallpaper"
+set -l saver "not __fish_seen_subcommand_from idle film configure compositions feed-url options xscreensaver doctor inspect make evaluate profile patches schema code wallpaper"
 set -l play "$saver; and not __fish_seen_subcommand_from snapshot"
 set -l sizes "1280x720 1920x1080 3840x2160"
 
@@ -26,6 +26,7 @@ complete -c vitrel -n "$none" -a film -d 'Write a moving picture'
 complete -c vitrel -n "$none" -a configure -d 'Open the settings window'
 complete -c vitrel -n "$none" -a compositions -d 'Show or change the list of compositions'
 complete -c vitrel -n "$none" -a feed-url -d "Show or store a composition's feed address"
+complete -c vitrel -n "$none" -a options -d 'Show or store what may be set at a composition'
 complete -c vitrel -n "$none" -a xscreensaver -d 'Put Vitrel into the list of XScreenSaver'
 complete -c vitrel -n "$none" -a doctor -d 'Look for what is missing'
 complete -c vitrel -n "$none" -a inspect -d 'Tell what a composition is made of'
@@ -56,7 +57,7 @@ complete -c vitrel -n "$play" -l no-fade -d 'Come up at once'
 complete -c vitrel -n "$play" -l fade -x -d 'Seconds for which it comes up'
 complete -c vitrel -n "$play" -l monitors -x -a 'all primary' -d 'Which displays are covered'
 complete -c vitrel -n "$play" -l display -x -d 'The X server'
-complete -c vitrel -n "$saver; or __vitrel_in film configure feed-url inspect make evaluate profile" -a '(__vitrel_files)'
+complete -c vitrel -n "$saver; or __vitrel_in film configure feed-url options inspect make evaluate profile" -a '(__vitrel_files)'
 complete -c vitrel -n '__vitrel_in make' -a '(__fish_complete_suffix .json)'
 complete -c vitrel -n '__vitrel_in idle' -l after -x -d 'Minutes'
 complete -c vitrel -n '__vitrel_in idle' -l not-on-battery -d 'Only while plugged in'
@@ -75,10 +76,11 @@ complete -c vitrel -n '__vitrel_in film' -F
 complete -c vitrel -n '__vitrel_in film profile' -l input -x -d 'KEY=VALUE sets a published input'
 complete -c vitrel -n '__vitrel_in film profile' -l sound -r -F -a off -d 'What it hears'
 complete -c vitrel -n '__vitrel_in profile' -l json -d 'For programs'
-complete -c vitrel -n '__vitrel_in snapshot film compositions feed-url' -l verbose -d "The system's own lines, too"
+complete -c vitrel -n '__vitrel_in snapshot film compositions feed-url options' -l verbose -d "The system's own lines, too"
 
 complete -c vitrel -n '__vitrel_in compositions; and not __vitrel_in list add remove use built-in random' -a 'list add remove use built-in random'
 complete -c vitrel -n '__vitrel_in compositions; and __vitrel_in add' -a '(__vitrel_files)'
+complete -c vitrel -n '__vitrel_in compositions; and __vitrel_in add' -a '(__fish_complete_suffix .zip)'
 complete -c vitrel -n '__vitrel_in compositions; and __vitrel_in remove use' -a '(__vitrel_listed)'
 complete -c vitrel -n '__vitrel_in compositions; and __vitrel_in use' -a '(vitrel compositions built-in 2>/dev/null | string sub -s 3)'
 complete -c vitrel -n '__vitrel_in compositions; and __vitrel_in random' -a 'on off'

@@ -22,6 +22,8 @@ struct ConfinementReach {
     // Folders, with all beneath: files in them are made, written, renamed and removed. Of a path that isn't a folder,
     // the file alone, to be written.
     std::vector<std::string> writable;
+    // Likewise, and folders in them are renamed and removed, too.
+    std::vector<std::string> arranged;
     std::uint64_t largestFile = 256u << 20; // bytes of a file that is written; no picture needs more
 };
 

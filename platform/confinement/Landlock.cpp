@@ -15,8 +15,8 @@ namespace {
 // The kernel's interface, whose header is as old as the distribution: rights by the ABI that brought them.
 namespace right {
 constexpr std::uint64_t kExecute = 1 << 0, kWriteFile = 1 << 1, kReadFile = 1 << 2, kReadFolder = 1 << 3,
-                        kRemoveFile = 1 << 5, kMakeFolder = 1 << 7, kMakeFile = 1 << 8, kTruncate = 1 << 14,
-                        kDeviceControl = 1 << 15;
+                        kRemoveFolder = 1 << 4, kRemoveFile = 1 << 5, kMakeFolder = 1 << 7, kMakeFile = 1 << 8,
+                        kTruncate = 1 << 14, kDeviceControl = 1 << 15;
 constexpr std::uint64_t kFirst = 0x1FFF, kReparent = 1 << 13;
 // What can be done to something that isn't a folder; the kernel takes no others for it.
 constexpr std::uint64_t kOfFiles = kExecute | kWriteFile | kReadFile | kTruncate | kDeviceControl;
@@ -113,6 +113,8 @@ int restrictFiles(const ConfinementReach& reach, int abi)
         ruleset.allow(path, right::kRead);
     for (const auto& path : reach.writable)
         ruleset.allow(path, right::kWrite);
+    for (const auto& path : reach.arranged)
+        ruleset.allow(path, right::kWrite | right::kRemoveFolder);
     ruleset.allow("/dev/null", right::kDevice);
     // Graphics cards. A driver that may not list them finds none.
     for (const char* path : {"/dev/dri", "/dev/nvidiactl", "/dev/nvidia0", "/dev/nvidia1", "/dev/nvidia-modeset",

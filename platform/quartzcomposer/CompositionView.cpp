@@ -7,6 +7,7 @@
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/quartzcomposer/drawing/WindowPresenter.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
+#include "platform/quartzcomposer/graph/CompositionAbout.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
 #include "platform/quartzcomposer/graph/InputDescription.h"
 
@@ -143,6 +144,16 @@ bool CompositionView::setValueForInputKey(const Value& value, const std::string&
 Value CompositionView::valueForInputKey(const std::string& key) const
 {
     return graph_ ? graph_->input(key) : Value();
+}
+
+std::string CompositionView::path() const
+{
+    return file_ ? file_->path : std::string();
+}
+
+qc::CompositionAbout CompositionView::about() const
+{
+    return file_ ? qc::aboutComposition(*file_, registry()) : qc::CompositionAbout();
 }
 
 std::vector<qc::InputDescription> CompositionView::describedInputs() const

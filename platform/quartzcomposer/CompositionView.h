@@ -14,6 +14,7 @@
 namespace vitrel {
 
 namespace qc {
+struct CompositionAbout;
 class CompositionGraph;
 struct CompositionFile;
 struct InputDescription;
@@ -59,6 +60,10 @@ public:
     // Called after the first picture was handed to a surface.
     std::function<void()> onFirstFrame;
 
+    // Of the loaded composition's file; empty without one.
+    std::string path() const;
+    // What it says of itself, and what it lacks here.
+    qc::CompositionAbout about() const;
     // Published inputs of the loaded composition; none without one.
     std::vector<qc::InputDescription> describedInputs() const;
 

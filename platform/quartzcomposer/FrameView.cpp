@@ -4,6 +4,7 @@
 #include "platform/quartzcomposer/drawing/GLCanvas.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "platform/quartzcomposer/graph/CompositionGraph.h"
+#include "platform/quartzcomposer/graph/InputDescription.h"
 #include "platform/quartzcomposer/loading/LoadQueue.h"
 
 #include <algorithm>
@@ -11,6 +12,12 @@
 namespace vitrel {
 
 namespace {
+
+const qc::PatchRegistry& registry()
+{
+    static const auto* const all = new qc::PatchRegistry(qc::allPatches());
+    return *all;
+}
 
 bool isHeard(const SoundHeard& heard)
 {
@@ -35,9 +42,8 @@ bool FrameView::loadCompositionFromFile(const std::string& path)
     auto file = qc::readCompositionFile(path);
     if (!file)
         return false;
-    static const auto* const registry = new qc::PatchRegistry(qc::allPatches());
     file_ = std::make_unique<qc::CompositionFile>(std::move(*file));
-    graph_ = std::make_unique<qc::CompositionGraph>(*file_, *registry);
+    graph_ = std::make_unique<qc::CompositionGraph>(*file_, registry());
     graph_->observe(observer_);
     if (onLoad)
         onLoad();
@@ -51,6 +57,11 @@ void FrameView::unloadComposition()
     canvas_.reset();
     graph_.reset();
     file_.reset();
+}
+
+std::vector<qc::InputDescription> FrameView::describedInputs() const
+{
+    return graph_ ? qc::describedInputs(*file_, *graph_, registry()) : std::vector<qc::InputDescription>();
 }
 
 std::vector<std::string> FrameView::inputKeys() const

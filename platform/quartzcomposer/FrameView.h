@@ -14,6 +14,7 @@ class CompositionGraph;
 class FrameObserver;
 struct CompositionFile;
 class GLCanvas;
+struct InputDescription;
 class Stage;
 } // namespace qc
 
@@ -43,6 +44,9 @@ public:
 
     // Ahead of the first frame: whether edges are smooth, which they are if nothing is said.
     void setSmoothsEdges(bool smooths) { smooths_ = smooths; }
+
+    // Published inputs of the loaded composition; none without one.
+    std::vector<qc::InputDescription> describedInputs() const;
 
     // Called after each composition that was loaded, before it plays.
     std::function<void()> onLoad;

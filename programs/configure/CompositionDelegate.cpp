@@ -121,6 +121,7 @@ void CompositionDelegate::paintRow(
         option.direction, Qt::AlignLeft | Qt::AlignVCenter, QSize(kPictureWidth, kPictureHeight), inside);
     paintPicture(painter, pictureBox, option, index.data(CompositionsModel::kPathRole).toByteArray(),
         option.state & QStyle::State_Selected);
+    paintLack(painter, pictureBox, index);
     const QSize room(inside.width() - kPictureWidth - kGap, inside.height());
     paintTexts(
         painter, QStyle::alignedRect(option.direction, Qt::AlignRight | Qt::AlignVCenter, room, inside), option, index);
@@ -139,6 +140,7 @@ void CompositionDelegate::paintCell(
     const QRect inside = option.rect.adjusted(kCellMargin, kCellMargin, -kCellMargin, -kCellMargin);
     const QRect box(inside.topLeft(), QSize(inside.width(), (inside.width() * 9 + 8) / 16));
     paintPicture(painter, box, option, index.data(CompositionsModel::kPathRole).toByteArray(), false);
+    paintLack(painter, box, index);
     const QColor accent = option.palette.color(groupOf(option), QPalette::Highlight);
     painter.setRenderHint(QPainter::Antialiasing);
     if (isChosen || option.state & QStyle::State_HasFocus) {
@@ -172,6 +174,26 @@ void CompositionDelegate::paintCell(
     const QRect name(box.left(), box.bottom() + 1 + kMargin, box.width(), QFontMetrics(font).height());
     painter.drawText(name, Qt::AlignCenter | Qt::TextSingleLine,
         QFontMetrics(font).elidedText(option.text, Qt::ElideMiddle, name.width()));
+}
+
+// In a corner of its picture: it can't play in full here. The words are in its tool tip.
+void CompositionDelegate::paintLack(QPainter& painter, const QRect& picture, const QModelIndex& index) const
+{
+    if (index.data(CompositionsModel::kLacksRole).toString().isEmpty())
+        return;
+    constexpr double kSide = 18, kEdge = 4;
+    const QColor amber(0xF5, 0xB3, 0x01), ink(0x20, 0x18, 0x00); // seen on any picture, in any theme
+    const QRectF place(picture.left() + kEdge, picture.bottom() - kSide - kEdge + 1, kSide, kSide);
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(ink, 1));
+    painter.setBrush(amber);
+    painter.drawPolygon(QPolygonF({place.bottomLeft(), QPointF(place.center().x(), place.top()), place.bottomRight()}));
+    painter.setPen(QPen(ink, 2, Qt::SolidLine, Qt::RoundCap));
+    const double middle = place.center().x();
+    painter.drawLine(QPointF(middle, place.top() + 7), QPointF(middle, place.top() + 11));
+    painter.drawPoint(QPointF(middle, place.top() + 14.5));
+    painter.restore();
 }
 
 QPixmap CompositionDelegate::picture(const QByteArray& path, const QSize& place, qreal ratio) const

@@ -49,6 +49,7 @@ private:
     void paintCell(QPainter& painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
     void paintPicture(QPainter& painter, const QRect& place, const QStyleOptionViewItem& option, const QByteArray& path,
         bool onHighlight) const;
+    void paintLack(QPainter& painter, const QRect& picture, const QModelIndex& index) const;
     void paintTexts(
         QPainter& painter, const QRect& place, const QStyleOptionViewItem& option, const QModelIndex& index) const;
 

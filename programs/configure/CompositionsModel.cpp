@@ -87,6 +87,20 @@ Qt::ItemFlags CompositionsModel::flags(const QModelIndex& index) const
     return index.isValid() && isHeading(index.row()) ? Qt::NoItemFlags : QAbstractListModel::flags(index);
 }
 
+// What stands in no picture: where it lies, what it says of itself, what it lacks.
+QString CompositionsModel::inWords(int row, bool isToolTip) const
+{
+    const CompositionNotes notes = notes_ ? notes_(path(row)) : CompositionNotes();
+    QStringList lines;
+    if (!builtIn(row))
+        lines << shownName(isToolTip ? path(row) : folderOf(path(row), home_));
+    for (const QString& line : {isToolTip ? notes.about : QString(), notes.lacks}) {
+        if (!line.isEmpty())
+            lines << line;
+    }
+    return lines.join(isToolTip ? QStringLiteral("\n") : QStringLiteral("; "));
+}
+
 QVariant CompositionsModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid() || index.row() >= count())
@@ -108,10 +122,15 @@ QVariant CompositionsModel::data(const QModelIndex& index, int role) const
         return text ? shownName(*text) : QString();
     }
     case kFolderRole:
-    case Qt::AccessibleDescriptionRole:
         return one ? QString() : shownName(folderOf(path(row), home_));
-    case Qt::ToolTipRole:
-        return one ? QString() : escapedText(shownName(path(row)));
+    case Qt::AccessibleDescriptionRole:
+        return inWords(row, false);
+    case Qt::ToolTipRole: {
+        const QString words = inWords(row, true);
+        return words.isEmpty() ? QString() : escapedText(words).replace(QLatin1Char('\n'), QStringLiteral("<br>"));
+    }
+    case kLacksRole:
+        return notes_ ? notes_(path(row)).lacks : QString();
     case kMissingRole: {
         struct ::stat status {
         };

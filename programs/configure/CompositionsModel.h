@@ -13,6 +13,12 @@ namespace vitrel {
 
 class NSTableView;
 
+// What is known of a composition's file, in words; empty where nothing is.
+struct CompositionNotes {
+    QString about; // what it says of itself, a line or two
+    QString lacks; // what keeps it from playing in full
+};
+
 // The compositions that come along under a heading, then the rows of a table under theirs, each asked for when it is
 // shown. A heading stands only over what is there, and can be neither chosen nor reached by key; the table's has none
 // where nothing comes along. Main thread.
@@ -25,6 +31,8 @@ public:
     // Whether there is no such file now.
     static constexpr int kMissingRole = Qt::UserRole + 2;
     static constexpr int kHeadingRole = Qt::UserRole + 3;
+    // What it lacks, in words; empty if it plays in full, or nobody has looked yet.
+    static constexpr int kLacksRole = Qt::UserRole + 4;
 
     // `table` must outlive it. `pathOfRow` gives an empty path for a row of the table that isn't there.
     CompositionsModel(NSTableView& table, std::function<std::string(int row)> pathOfRow);
@@ -32,6 +40,8 @@ public:
     void setHeadings(const QString& builtIn, const QString& own);
     // Those of what comes along that are to be shown, from the next reload on.
     void setBuiltIn(std::vector<BuiltInComposition> shown) { builtIn_ = std::move(shown); }
+
+    void setNotes(std::function<CompositionNotes(const std::string& path)> notes) { notes_ = std::move(notes); }
 
     // Empty for a heading.
     std::string path(int row) const;
@@ -55,10 +65,12 @@ private:
     int count() const;
     int firstOwn() const; // behind its heading
     const BuiltInComposition* builtIn(int row) const;
+    QString inWords(int row, bool isToolTip) const;
 
     NSTableView& table_;
     const std::function<std::string(int)> pathOfRow_;
     const std::string home_;
+    std::function<CompositionNotes(const std::string&)> notes_;
     QString builtInHeading_, ownHeading_;
     std::vector<BuiltInComposition> builtIn_, shown_;
     int rows_ = 0; // of the table

@@ -15,6 +15,7 @@
 #include <QPushButton>
 #include <QSlider>
 #include <QSpinBox>
+#include <QToolButton>
 
 #include <algorithm>
 #include <cmath>
@@ -138,12 +139,44 @@ InputControls::InputControls(QWidget* parent)
 
 void InputControls::setInputs(const std::vector<ControlledInput>& inputs)
 {
+    setInputs(inputs, changed_);
+}
+
+void InputControls::setInputs(const std::vector<ControlledInput>& inputs, std::map<std::string, Json> changed)
+{
     inputs_ = inputs;
+    changed_ = std::move(changed);
     std::erase_if(changed_, [&](const auto& entry) {
         return std::none_of(
             inputs.begin(), inputs.end(), [&](const ControlledInput& input) { return input.key == entry.first; });
     });
     show();
+}
+
+// What is as it was stays as it is: somebody may be dragging at it.
+void InputControls::setChanged(std::map<std::string, Json> changed)
+{
+    if (changed != changed_)
+        setInputs(inputs_, std::move(changed));
+}
+
+void InputControls::offerTakingBack(const QString& words)
+{
+    takeBackWords_ = words;
+}
+
+void InputControls::takeBack(const std::string& key)
+{
+    const auto input
+        = std::find_if(inputs_.begin(), inputs_.end(), [&](const ControlledInput& one) { return one.key == key; });
+    if (changed_.erase(key) == 0 || input == inputs_.end())
+        return;
+    if (onChange)
+        onChange(key, input->value);
+    show();
+    // The button that was pressed is gone.
+    if (auto* control = findChild<QWidget*>(words(key)))
+        control->setFocus(Qt::OtherFocusReason);
 }
 
 void InputControls::setFed(const std::string& key, const Json& value)
@@ -180,6 +213,7 @@ void InputControls::show()
     while (form_->rowCount() > 0)
         form_->removeRow(0);
     shown_.clear();
+    takingBack_.clear();
     for (const ControlledInput& input : inputs_) {
         QWidget* control = controlFor(input);
         control->setObjectName(words(input.key));
@@ -193,8 +227,34 @@ void InputControls::show()
         control->setToolTip(tip.toHtmlEscaped());
         control->setAccessibleName(label->text());
         control->setAccessibleDescription(words(input.meaning));
-        form_->addRow(label, control);
+        form_->addRow(label, withTakingBack(input, control));
     }
+}
+
+QWidget* InputControls::withTakingBack(const ControlledInput& input, QWidget* control)
+{
+    if (takeBackWords_.isEmpty())
+        return control;
+    auto* row = new QWidget;
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* button = new QToolButton;
+    button->setText(QStringLiteral("↺"));
+    button->setAutoRaise(true);
+    button->setFocusPolicy(Qt::TabFocus);
+    button->setToolTip(takeBackWords_);
+    button->setAccessibleName(takeBackWords_ + QStringLiteral(": ") + control->accessibleName());
+    button->setObjectName(QStringLiteral("takeBack ") + control->objectName());
+    QSizePolicy place = button->sizePolicy();
+    place.setRetainSizeWhenHidden(true);
+    button->setSizePolicy(place);
+    button->setVisible(changed_.count(input.key) > 0);
+    QObject::connect(
+        button, &QToolButton::clicked, this, [this, key = input.key] { takeBack(key); }, Qt::QueuedConnection);
+    takingBack_[input.key] = button;
+    layout->addWidget(control, 1);
+    layout->addWidget(button);
+    return row;
 }
 
 Json InputControls::valueOf(const ControlledInput& input) const
@@ -206,6 +266,8 @@ Json InputControls::valueOf(const ControlledInput& input) const
 void InputControls::change(const std::string& key, Json value)
 {
     changed_[key] = value;
+    if (const auto button = takingBack_.find(key); button != takingBack_.end())
+        button->second->show();
     if (onChange)
         onChange(key, value);
 }

@@ -2,6 +2,7 @@
 #include "platform/foundation/Surroundings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
 #include "preferences/Settings.h"
+#include "programs/configure/AboutLabel.h"
 #include "programs/configure/CompositionDelegate.h"
 #include "programs/configure/SheetWindow.h"
 #include "programs/configure/TableBinder.h"
@@ -34,6 +35,10 @@ void SheetWindow::bindTable()
         TableBinder::Files{pathOfRow, [this] { return activePath(); }}, texts_);
     if (!builtIn_.all().empty())
         table_->model().setHeadings(texts_("Included"), texts_("My Compositions"));
+    table_->model().setNotes([this](const std::string& path) {
+        const auto facts = thumbnails_.facts(path);
+        return facts ? CompositionNotes{aboutInWords(*facts), missingInWords(*facts, texts_)} : CompositionNotes();
+    });
     table_->onChooseBuiltIn = [this](const std::string& path) { controller_->chooseFile(path); };
     table_->onRemove = [this] { controller_->keyDown({NSEvent::kDelete}); };
     table_->onTry = [this](const std::string& path) { tryOut(path); };

@@ -6,10 +6,16 @@
 #include "platform/foundation/NSBundle.h"
 #include "platform/foundation/Surroundings.h"
 #include "platform/screensaver/ScreenSaverDefaults.h"
+#include "preferences/InitialChoice.h"
 #include "preferences/Settings.h"
 #include "preferences/ViewLocalization.h"
+#include "programs/bundles/Bringing.h"
+#include "programs/child/SaverProgram.h"
+#include "programs/configure/AboutLabel.h"
+#include "programs/configure/BringingBar.h"
 #include "programs/configure/DroppedFiles.h"
 #include "programs/configure/Icons.h"
+#include "programs/configure/OptionsPane.h"
 #include "programs/configure/StartPage.h"
 #include "programs/configure/TableBinder.h"
 #include "programs/preview/PreviewLink.h"
@@ -91,6 +97,7 @@ SheetWindow::SheetWindow(SheetSurroundings& surroundings, std::shared_ptr<Prefer
     arrange();
     bindControls();
     bindTable();
+    showOptions();
     bindViews();
     nameForReaders();
     if (!surroundings_.defaults->isVolatile()) {
@@ -155,6 +162,9 @@ void SheetWindow::arrange()
     const auto shortcut = [this](const QKeySequence& keys, auto act) {
         connect(new QShortcut(keys, this), &QShortcut::activated, this, act);
     };
+    bringing_ = new BringingBar(*surroundings_.runLoop, saverProgram(), texts_);
+    bringing_->onBrought = [this](const std::vector<std::string>& compositions) { openFiles(compositions); };
+    ui_->listLayout->addWidget(bringing_);
     shortcut(QKeySequence::Open, [this] { ui_->addButton->click(); });
     shortcut(QKeySequence::Find, [this] {
         ui_->searchfield->setFocus(Qt::ShortcutFocusReason);
@@ -208,11 +218,23 @@ std::string SheetWindow::activePath() const
 
 Dictionary SheetWindow::stored() const
 {
-    return surroundings_.defaults->dictionaryForDomain(Settings::shared(surroundings_).screenSaverDefaults()->domain());
+    auto all
+        = surroundings_.defaults->dictionaryForDomain(Settings::shared(surroundings_).screenSaverDefaults()->domain());
+    // The pane of options follows these by itself.
+    std::erase_if(
+        all, [](const auto& entry) { return entry.first.ends_with(VitrelItem::keyID("", VitrelItem::Key::options)); });
+    return all;
 }
 
-void SheetWindow::openFiles(const std::vector<std::string>& paths)
+void SheetWindow::openFiles(const std::vector<std::string>& given)
 {
+    std::vector<std::string> paths, slow;
+    for (const auto& path : given)
+        (takesTimeToBring(path) ? slow : paths).push_back(path);
+    if (!slow.empty())
+        bringing_->bring(slow);
+    if (paths.empty() && !slow.empty())
+        return;
     const auto known = controller_->filesPaths();
     std::vector<NSURL> added;
     for (const auto& path : paths) {
@@ -266,13 +288,29 @@ void SheetWindow::filesDidChange(const std::set<std::string>& paths)
 void SheetWindow::compositionDidChange()
 {
     playing_ = activePath();
+    showOptions();
     preview_.reload();
     showCompositionName();
+}
+
+void SheetWindow::showOptions()
+{
+    if (!options_) {
+        options_ = new OptionsPane(surroundings_, preview_, texts_);
+        options_->follow(*ui_->rssURLTextField);
+        ui_->optionsLayout->addWidget(options_);
+        auto* about = new AboutLabel(texts_);
+        ui_->detailLayout->insertWidget(ui_->detailLayout->indexOf(ui_->compositionName) + 1, about);
+        options_->onAbout = [about](const CompositionFacts& facts) { about->showAbout(facts); };
+    }
+    const std::string path = playing_.empty() ? defaultCompositionPath(surroundings_).value_or("") : playing_;
+    options_->setComposition(path.substr(path.rfind('/') + 1));
 }
 
 // Somebody has written to the store; it may have been this window.
 void SheetWindow::storeDidChange()
 {
+    options_->storeDidChange();
     if (stored() == shown_)
         return;
     startPage_->showStored();
@@ -332,18 +370,30 @@ void SheetWindow::reject()
 
 void SheetWindow::dragEnterEvent(QDragEnterEvent* event)
 {
-    if (!compositionsAmong(localFiles(event->mimeData()->urls())).empty())
+    const auto files = localFiles(event->mimeData()->urls());
+    const bool isFound
+        = std::any_of(files.begin(), files.end(), [](const NSURL& file) { return takesTimeToBring(file.path()); });
+    if (isFound || !compositionsAmong(files).empty())
         event->acceptProposedAction();
 }
 
 void SheetWindow::dropEvent(QDropEvent* event)
 {
-    const auto files = compositionsAmong(localFiles(event->mimeData()->urls()));
-    if (files.empty())
+    const auto dropped = localFiles(event->mimeData()->urls());
+    const auto files = compositionsAmong(dropped);
+    std::vector<std::string> slow;
+    for (const NSURL& file : dropped) {
+        if (takesTimeToBring(file.path()))
+            slow.push_back(file.path());
+    }
+    if (files.empty() && slow.empty())
         return;
     event->setDropAction(Qt::CopyAction);
     event->accept();
-    controller_->openPanelDidOpenFiles(files);
+    if (!slow.empty())
+        bringing_->bring(slow);
+    if (!files.empty())
+        controller_->openPanelDidOpenFiles(files);
     activateWindow();
 }
 

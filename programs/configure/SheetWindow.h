@@ -23,8 +23,10 @@ class PreferencesWC;
 
 namespace vitrel {
 
+class BringingBar;
 class CompositionDelegate;
 class NSOpenPanel;
+class OptionsPane;
 class PreviewLink;
 class StartPage;
 class TableBinder;
@@ -44,7 +46,8 @@ public:
         Thumbnails& thumbnails, const std::string& program = {}, RunProgram run = {});
     ~SheetWindow() override;
 
-    // Adds compositions to the list and makes the last of them active. Those that the list has are only made active.
+    // Adds compositions to the list and makes the last of them active, also those of folders and archives, which are
+    // looked for first. Those that the list has are only made active.
     void openFiles(const std::vector<std::string>& paths);
 
     // As a click on Cancel. Also what Escape and the window's own button do.
@@ -80,6 +83,7 @@ private:
     void compositionDidChange();
     void showCompositionName();
     void showEmptyText();
+    void showOptions();
     std::string activePath() const;
     Dictionary stored() const;
 
@@ -94,6 +98,8 @@ private:
     Binder binder_;
     const BuiltInCompositions builtIn_;
     std::unique_ptr<TableBinder> table_;
+    OptionsPane* options_ = nullptr; // the window's
+    BringingBar* bringing_ = nullptr; // likewise
     CompositionDelegate* delegate_ = nullptr; // the list's
     LivePicture live_;
     TryOut tryOut_;

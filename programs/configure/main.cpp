@@ -5,6 +5,7 @@
 #include "platform/foundation/Surroundings.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "preferences/InitialChoice.h"
+#include "programs/bundles/Bringing.h"
 #include "programs/child/SaverProgram.h"
 #include "programs/configure/DroppedFiles.h"
 #include "programs/configure/LoopDriver.h"
@@ -80,7 +81,7 @@ std::vector<std::string> compositionPaths(const std::vector<std::string>& names)
     for (const auto& name : names) {
         std::error_code error;
         const std::string path = fs::absolute(name, error).lexically_normal();
-        if (compositionsAmong({NSURL::fileURLWithPath(path)}).empty())
+        if (!takesTimeToBring(path) && compositionsAmong({NSURL::fileURLWithPath(path)}).empty())
             complain(fs::exists(path, error) ? name + " is no composition: " + qc::whyNoComposition(path)
                                              : "there is no file " + name);
         else
@@ -161,7 +162,8 @@ int main(int argc, char** argv)
     CLI::App app("The settings of the screen saver Vitrel, with a live preview", "vitrel-configure");
     app.set_version_flag("--version", "vitrel-configure " VITREL_VERSION);
     std::vector<std::string> files;
-    app.add_option("FILE", files, "Compositions to add to the list; the last becomes active");
+    app.add_option(
+        "FILE", files, "Compositions to add to the list, folders and ZIP archives of them; the last becomes active");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

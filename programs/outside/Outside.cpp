@@ -2,6 +2,7 @@
 
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "base/Text.h"
+#include "music/CoverShelf.h"
 #include "platform/foundation/CurlURLSession.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/Queue.h"
@@ -29,6 +30,7 @@ namespace {
 
 // More than a saver has under way; what a hijacked one asks beyond fails.
 constexpr std::size_t kMostRequests = 64;
+constexpr int kMostKeeping = 8; // covers that wait to be written
 
 bool isOfWeb(const std::string& address)
 {
@@ -63,7 +65,7 @@ private:
     void read()
     {
         while (auto message = socket_.receive(kFromWithin))
-            take(message->facts);
+            take(message->facts, std::move(message->bytes));
         {
             const std::lock_guard lock(mutex_);
             for (auto& [id, stop] : requests_)
@@ -73,7 +75,7 @@ private:
         ended_ = true;
         loop_.post([] {});
     }
-    void take(const Dictionary& facts)
+    void take(const Dictionary& facts, Bytes bytes)
     {
         const std::string kind = textOfFact(facts, "kind");
         if (kind == "players")
@@ -82,6 +84,8 @@ private:
             loop_.post([this, name = textOfFact(facts, "name")] { askPlayer(name); });
         else if (kind == "listen")
             loop_.post([this, wanted = truthOfFact(facts, "wanted")] { listen(wanted); });
+        else if (kind == "keep")
+            keepCover(std::move(bytes));
         else if (kind == "cancel")
             cancel(numberOfFact(facts, "id"));
         else
@@ -171,6 +175,8 @@ private:
             feeds_.async([this, id, address, facts, stop] { fetchFeed(id, address, facts, stop->source.get_token()); });
         else if (kind == "cover")
             covers_.async([this, id, address, stop] { readCover(id, address, stop->flag); });
+        else if (kind == "evening")
+            evening_.async([this, id, stop] { giveEvening(id, stop->flag); });
         else if (kind == "companion")
             askCompanion(id, address);
         else
@@ -225,6 +231,27 @@ private:
             return fail(id, "there is no such cover");
         answer(id, {}, *bytes);
     }
+    // A few at a time: who has taken over the other process could fill memory, but not the disk, with them.
+    void keepCover(Bytes bytes)
+    {
+        if (permissions_.coverFolder.empty() || bytes.empty() || keeping_ >= kMostKeeping)
+            return;
+        ++keeping_;
+        evening_.async([this, bytes = std::move(bytes)] {
+            shelf_.keep(bytes);
+            --keeping_;
+        });
+    }
+    void giveEvening(std::int64_t id, const std::atomic<bool>& stop)
+    {
+        Array sizes;
+        Bytes all;
+        for (const Bytes& cover : shelf_.covers(stop)) {
+            sizes.emplace_back(std::int64_t(cover.size()));
+            all.insert(all.end(), cover.begin(), cover.end());
+        }
+        answer(id, {{"sizes", sizes}}, all);
+    }
     void askCompanion(std::int64_t id, const std::string& address)
     {
         const std::string prefix = "http://localhost:" + std::to_string(permissions_.companionPort) + "/";
@@ -254,7 +281,9 @@ private:
     std::mutex mutex_;
     std::map<std::int64_t, std::shared_ptr<Stop>> requests_; // guarded by mutex_
     CurlURLSession session_{{.user = geteuid()}}; // for the companion, whose requests are nobody else's business
-    PoolQueue feeds_{4}, covers_{2}; // last: their blocks use the above
+    CoverFolder shelf_{permissions_.coverFolder, clock_};
+    std::atomic<int> keeping_{0};
+    PoolQueue feeds_{4}, covers_{2}, evening_{1}; // last: their blocks use the above
 };
 
 } // namespace

@@ -15,6 +15,7 @@ struct OutsidePermissions {
     std::vector<std::string> feedFiles; // addresses of feeds on this machine; those of the web need no permission
     std::uint16_t companionPort = 0; // on the loopback; 0 for none
     bool sound = false; // what this computer plays
+    std::string coverFolder; // where the covers of this evening are kept; empty: nowhere
 };
 
 // Answers what comes through a connected socket, which it takes over, until the other end goes. Gives an exit code.

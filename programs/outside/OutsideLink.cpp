@@ -418,4 +418,44 @@ ArtworkReader OutsideLink::covers()
     };
 }
 
+class OutsideLink::Shelf final : public CoverShelf
+{
+public:
+    explicit Shelf(const std::shared_ptr<State>& state)
+        : state_(state)
+    { }
+    void keep(ByteView picture) override
+    {
+        const auto state = state_.lock();
+        if (state && picture.size() <= CoverFolder::kLargest)
+            state->socket.send({{"kind", "keep"}}, picture);
+    }
+    std::vector<Bytes> covers(const std::atomic<bool>& stop) override
+    {
+        const auto state = state_.lock();
+        const auto answer = state ? state->answerTo("evening", {}, [&] { return stop.load(); }) : std::nullopt;
+        const auto sizes = answer ? answer->facts.find("sizes") : Dictionary::const_iterator();
+        const Array* all = answer && sizes != answer->facts.end() ? sizes->second.array() : nullptr;
+        std::vector<Bytes> covers;
+        std::size_t at = 0;
+        for (std::size_t k = 0; all && k < std::min(all->size(), CoverFolder::kMostCovers); ++k) {
+            const auto* size = (*all)[k].as<std::int64_t>();
+            if (!size || *size < 0 || static_cast<std::size_t>(*size) > answer->bytes.size() - at)
+                break;
+            const auto begin = answer->bytes.begin() + static_cast<std::ptrdiff_t>(at);
+            covers.emplace_back(begin, begin + static_cast<std::ptrdiff_t>(*size));
+            at += static_cast<std::size_t>(*size);
+        }
+        return covers;
+    }
+
+private:
+    const std::weak_ptr<State> state_;
+};
+
+std::shared_ptr<CoverShelf> OutsideLink::coverShelf()
+{
+    return std::make_shared<Shelf>(state_);
+}
+
 } // namespace vitrel

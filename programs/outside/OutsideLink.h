@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FeedKit/fetch/Fetcher.h"
+#include "music/CoverShelf.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/URLSession.h"
 #include "platform/scriptingbridge/Artwork.h"
@@ -41,11 +42,14 @@ public:
     std::unique_ptr<URLSession> urlSession();
     // A cover's bytes, as artworkBytes gives them. Any thread but the main one; as `fetcher`.
     ArtworkReader covers();
+    // The covers of this evening, kept outside. Any thread but the main one; as `fetcher`.
+    std::shared_ptr<CoverShelf> coverShelf();
 
 private:
     struct State;
     class Bus;
     class Feeds;
+    class Shelf;
     class Session;
     class Sound;
     explicit OutsideLink(std::shared_ptr<State> state);

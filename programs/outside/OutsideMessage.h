@@ -23,8 +23,8 @@ struct OutsideLimits {
 
 // From outside: a player's words may hold a cover as text, an answer a whole feed.
 constexpr OutsideLimits kFromOutside{64u << 20, 80u << 20};
-// From within: addresses.
-constexpr OutsideLimits kFromWithin{1u << 20, 0};
+// From within: addresses, and a small cover to be kept.
+constexpr OutsideLimits kFromWithin{1u << 20, 1u << 20};
 
 // One end of a pair of connected sockets. One thread reads; any thread sends.
 class OutsideSocket

@@ -5,6 +5,7 @@
 #include "platform/appkit/NSImage.h"
 #include "platform/foundation/Files.h"
 #include "platform/foundation/UUID.h"
+#include "platform/quartzcomposer/file/TextValues.h"
 #include "programs/child/ChildProcess.h"
 
 #include <sys/stat.h>
@@ -32,8 +33,10 @@ constexpr const char* kTimeWithData = "3"; // until covers and news have come an
 constexpr Seconds kFresh{3};
 // A picture of this size as a PNG has a quarter of this at most.
 constexpr std::uintmax_t kMostBytes = 1 << 20;
+// Of what was kept before there were facts beside a picture, nothing is taken.
+const std::string kForm = "2:";
 // In the cache, some 60 MB; the oldest go.
-constexpr std::size_t kMostFiles = 1000;
+constexpr std::size_t kMostFiles = 2000; // two for each
 // Pictures in memory: more than any window shows, some forty megabytes.
 constexpr std::size_t kMostInMemory = 120;
 
@@ -46,6 +49,7 @@ struct Thumbnails::Work {
         std::string key; // of the file as it was at the last look; empty if it isn't there
         bool known = true; // picture or none, nothing is to be done
         std::shared_ptr<const Bitmap> picture;
+        std::shared_ptr<const CompositionFacts> facts;
     };
 
     Work(Thumbnails& owner, RunLoop& loop, std::string program, std::string folder)
@@ -70,13 +74,16 @@ struct Thumbnails::Work {
             timer_->invalidate();
         process_.reset();
         std::error_code error;
-        if (!busy_.empty())
+        if (!busy_.empty()) {
             fs::remove(part_, error);
+            fs::remove(part_ + ".json", error);
+        }
         if (temporary_ && !folder_.empty())
             fs::remove_all(folder_, error);
     }
 
     std::string fileOf(const std::string& key) const { return folder_ + "/" + key + ".png"; }
+    std::string factsFileOf(const std::string& key) const { return folder_ + "/" + key + ".json"; }
     // Another window may render the same one.
 
     Entry& lookAt(const std::string& path)
@@ -90,7 +97,7 @@ struct Thumbnails::Work {
         };
         std::string key;
         if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-            const std::string state = path + '\0' + std::to_string(status.st_mtim.tv_sec) + '.'
+            const std::string state = kForm + path + '\0' + std::to_string(status.st_mtim.tv_sec) + '.'
                 + std::to_string(status.st_mtim.tv_nsec) + '.' + std::to_string(status.st_size) + '@'
                 + std::to_string(kWidth);
             key = hexadecimal(md5(bytesOf(state)));
@@ -98,6 +105,7 @@ struct Thumbnails::Work {
         if (key != entry.key) {
             entry.key = key;
             entry.picture.reset();
+            entry.facts.reset();
             entry.known = key.empty() || takeGiven(entry, path) || take(entry);
         }
         return entry;
@@ -127,7 +135,20 @@ struct Thumbnails::Work {
             return false;
         if (!bytes->empty())
             decode(entry, *bytes);
+        takeFacts(entry);
         return true;
+    }
+
+    void takeFacts(Entry& entry)
+    {
+        constexpr std::size_t kMostOfFacts = 1 << 18;
+        constexpr int kDeepest = 8;
+        const auto bytes = readFile(factsFileOf(entry.key), kMostOfFacts);
+        if (!bytes || !qc::nestsAtMost(textOf(*bytes), kDeepest))
+            return;
+        const auto said = nlohmann::ordered_json::parse(textOf(*bytes), nullptr, false);
+        if (said.is_object())
+            entry.facts = std::make_shared<const CompositionFacts>(compositionFacts(said));
     }
 
     void next()
@@ -149,7 +170,7 @@ struct Thumbnails::Work {
         process_ = ChildProcess::start(loop_, ChildProcess::Kind::apart, program_,
             {"vitrel", "snapshot", isOurs ? "--demo" : "--without-data", "--output", part_, "--size",
                 std::to_string(kWidth) + "x" + std::to_string(kHeight), "--after", isOurs ? kTimeWithData : kTimeToPlay,
-                "--", path},
+                "--facts", part_ + ".json", "--", path},
             -1, [this](int status) { rendered(WIFEXITED(status) && WEXITSTATUS(status) == 0); });
         if (process_)
             timer_ = loop_.scheduledTimer(kPatience, false, [this] { process_->kill(SIGKILL); });
@@ -167,6 +188,7 @@ struct Thumbnails::Work {
         else
             writeFile(fileOf(busyKey_), {}, {.mode = 0600, .lasting = false});
         fs::remove(part_, error);
+        fs::rename(part_ + ".json", factsFileOf(busyKey_), error);
         Entry& entry = entries_[path];
         if (entry.key == busyKey_) {
             entry.known = true;
@@ -222,6 +244,11 @@ Thumbnails::~Thumbnails() = default;
 std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
 {
     return work_->lookAt(path).picture;
+}
+
+std::shared_ptr<const CompositionFacts> Thumbnails::facts(const std::string& path)
+{
+    return work_->lookAt(path).facts;
 }
 
 void Thumbnails::lookAgain(const std::string& path)

@@ -2,6 +2,7 @@
 
 #include "platform/appkit/Bitmap.h"
 #include "platform/foundation/RunLoop.h"
+#include "programs/thumbnails/CompositionFacts.h"
 
 #include <functional>
 #include <memory>
@@ -30,6 +31,9 @@ public:
     // The composition's picture. Null while there is none, and for good for one that gives none; it then isn't tried
     // again before the file changes. Reads no file that it has looked at in the last seconds.
     std::shared_ptr<const Bitmap> thumbnail(const std::string& path);
+
+    // What its file says of itself, which comes with the picture. Null while nobody has looked, and for no composition.
+    std::shared_ptr<const CompositionFacts> facts(const std::string& path);
 
     // The compositions that are seen now, the most wanted first, in place of those named before: what is missing of
     // them is rendered, one at a time.

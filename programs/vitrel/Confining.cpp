@@ -1,6 +1,7 @@
 #include "programs/vitrel/Confining.h"
 
 #include "base/Text.h"
+#include "platform/foundation/Files.h"
 #include "platform/foundation/NSBundle.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "programs/vitrel/Commands.h"
@@ -138,6 +139,29 @@ void tellUnconfined(const Confined& confined)
 {
     if (!confined.calls && !confined.isSwitchedOff)
         complain("this isn't confined: " + confined.lacks);
+}
+
+void confineToSettings(const CommandFiles& files, const std::vector<std::string>& folders)
+{
+    auto reach = reachOf(files, NSBundle::forExecutable().resourcePath());
+    const std::string settings = userFolder(UserFolder::Config);
+    const auto make = [](const std::string& folder, std::vector<std::string>& in) {
+        std::error_code error;
+        if (!folder.empty() && (fs::create_directories(folder, error), !error))
+            in.push_back(folder);
+    };
+    make(settings, reach.writable);
+    for (const std::string& folder : folders)
+        make(folder, reach.arranged);
+    // Some keep their settings elsewhere, and links here.
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(settings, error)) {
+        std::error_code none;
+        const auto target = entry.is_symlink(none) ? fs::canonical(entry.path(), none) : entry.path();
+        if (!none && target != entry.path())
+            reach.writable.push_back(target.parent_path().string());
+    }
+    tellUnconfined(confine(ConfinementKind::Drawing, reach));
 }
 
 void confineToDrawing(const CommandFiles& files)

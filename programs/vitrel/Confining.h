@@ -22,6 +22,10 @@ ConfinementReach reachOf(const CommandFiles& files, const std::string& resources
 // anything is opened.
 void closeAllBut(const CommandFiles& files, int kept = -1);
 
+// For a command that reads a stranger's files and changes the user's settings, or brings files in: confines it to these
+// files, the settings, and `folders`, which it makes, and in which it may do what it likes.
+void confineToSettings(const CommandFiles& files, const std::vector<std::string>& folders = {});
+
 // Says so in a line if system calls aren't filtered, which is a fault of ours or of the kernel, unless the user wants
 // it so.
 void tellUnconfined(const Confined& confined);

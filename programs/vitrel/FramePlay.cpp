@@ -5,11 +5,13 @@
 #include "platform/quartzcomposer/drawing/GLContext.h"
 #include "platform/scriptingbridge/DemoPlayer.h"
 #include "preferences/InitialChoice.h"
+#include "preferences/VitrelItem.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/ForThisRun.h"
 #include "programs/vitrel/SaverSound.h"
 #include "programs/vitrel/SettingsHost.h"
 #include "programs/vitrel/ValueJson.h"
+#include "saver/CompositionOptions.h"
 #include "traces/TracePictures.h"
 
 #include <algorithm>
@@ -27,6 +29,19 @@ std::string chosenComposition()
     SettingsHost host;
     const auto active = host.controller().filePathActive();
     return active && !active->empty() ? *active : defaultCompositionPath(host.surroundings()).value_or("");
+}
+
+// Read ahead of the confinement, and without a lock: this stores nothing.
+Dictionary storedOptions(const NSBundle& bundle, const std::string& path)
+{
+    SystemClock clock;
+    FileSystem files;
+    DefaultsStore defaults(userFolder(UserFolder::Config), files, standardErrorLog(clock));
+    SheetSurroundings surroundings;
+    surroundings.clock = &clock;
+    surroundings.defaults = &defaults;
+    surroundings.classBundle = surroundings.mainBundle = &bundle;
+    return VitrelItem(surroundings, path.substr(path.rfind('/') + 1)).options();
 }
 
 std::string absolutePath(const std::string& path)
@@ -79,6 +94,8 @@ Result<std::unique_ptr<FramePlay>, int> FramePlay::make(
     std::unique_ptr<FramePlay> play(new FramePlay(width, height));
     if (options.file.empty() && (options.demo || path.empty()))
         path = defaultCompositionPath(play->surroundings_).value_or("");
+    if (!options.demo && !options.ownValues && options.replay.empty())
+        play->options_ = storedOptions(bundle, path);
     files.read.push_back(path);
     files.alone = {options.sound};
     if (!options.replay.empty())
@@ -127,7 +144,11 @@ void FramePlay::feed(const SaverOptions& options, const std::string& path)
     } else {
         playOnly(defaults_, path);
     }
-    view_->onLoad = [this] { knowFeedInput(surroundings_, *view_); };
+    view_->onLoad = [this] {
+        knowFeedInput(surroundings_, *view_);
+        if (!options_.empty())
+            PlayedOptions(*view_, view_->describedInputs()).apply(options_);
+    };
     surroundings_.makeQCView = [this] { return view_; };
     if (sound_)
         listening_ = sound_->listen([] {});

@@ -60,6 +60,7 @@ private:
     std::unique_ptr<PlayerProvider> players_;
     std::shared_ptr<FrameView> view_;
     std::shared_ptr<VitrelView> saver_;
+    Dictionary options_; // of the user's, for what plays
 };
 
 } // namespace vitrel

@@ -3,6 +3,7 @@
 #include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/file/TextValues.h"
 #include "platform/quartzcomposer/graph/InputDescription.h"
+#include "programs/vitrel/AboutJson.h"
 
 #include <cmath>
 
@@ -38,9 +39,10 @@ Json json(const qc::InputDescription& input, const Value& value)
 
 } // namespace
 
-PanelTalk::PanelTalk(SaverHost& host, PreviewSurface& surface, std::string path)
+PanelTalk::PanelTalk(SaverHost& host, PreviewSurface& surface, About about, std::string path)
     : host_(host)
     , surface_(surface)
+    , about_(about)
     , path_(std::move(path))
 {
     host_.onLoaded = [this](CompositionView& playing) { loaded(playing); };
@@ -63,9 +65,18 @@ void PanelTalk::attend(VitrelView& view)
 void PanelTalk::loaded(CompositionView& playing)
 {
     Json inputs = Json::array();
-    for (const qc::InputDescription& input : playing.describedInputs())
-        inputs.push_back(json(input, playing.valueForInputKey(input.key)));
-    surface_.say(Json{{"file", qc::jsonText(path_)}, {"inputs", inputs}}.dump());
+    const PlayedOptions* options = about_ == About::Options ? host_.optionsOf(playing) : nullptr;
+    if (options) {
+        for (const qc::InputDescription& input : options->inputs())
+            inputs.push_back(json(input, options->ownValue(input.key)));
+    } else if (about_ == About::Inputs) {
+        for (const qc::InputDescription& input : playing.describedInputs())
+            inputs.push_back(json(input, playing.valueForInputKey(input.key)));
+    }
+    Json said{{"file", qc::jsonText(path_.empty() ? playing.path() : path_)}, {"inputs", inputs}};
+    if (about_ == About::Options)
+        said["about"] = aboutJson(playing.about());
+    surface_.say(said.dump());
 }
 
 void PanelTalk::fed(const Value& value, const std::string& key)
@@ -88,11 +99,15 @@ void PanelTalk::heard(const std::string& words)
 {
     constexpr int kDeepest = 64;
     const Json said = qc::nestsAtMost(words, kDeepest) ? Json::parse(words, nullptr, false) : Json();
-    const auto set = said.is_object() ? said.find("set") : said.end();
-    if (!said.is_object() || set == said.end() || !set->is_object())
+    if (!said.is_object())
         return;
-    for (const auto& [key, value] : set->items())
-        host_.setInput({key, qc::ValueReader("/nowhere/").value(value)});
+    qc::ValueReader values("/nowhere/");
+    if (const auto set = said.find("set"); set != said.end() && set->is_object()) {
+        for (const auto& [key, value] : set->items())
+            host_.setInput({key, values.value(value)});
+    }
+    if (const auto options = said.find("options"); options != said.end() && options->is_object())
+        host_.setOptions(values.dictionary(*options));
 }
 
 } // namespace vitrel

@@ -27,8 +27,10 @@ std::string activePath(SaverHost& host)
     return defaults->stringForKey("Active File Path").value_or("");
 }
 
-int preview(const PreviewOptions& options)
+int preview(PreviewOptions options)
 {
+    // An author's panel shows the composition's own values, and keeps changes in its file.
+    options.ownValues = options.panel;
     if (fcntl(ChildProcess::kInherited, F_GETFD) < 0)
         return complain("only the settings window starts this", 2);
     closeAllBut({}, ChildProcess::kInherited);
@@ -44,14 +46,13 @@ int preview(const PreviewOptions& options)
     LiveText text(*host, options.file, options.watch, options.panel);
     text.begin();
     host->meetPlayers();
-    std::optional<PanelTalk> talk;
-    if (options.panel)
-        talk.emplace(*host, screen, activePath(*host));
+    PanelTalk talk(*host, screen, options.panel ? PanelTalk::About::Inputs : PanelTalk::About::Options,
+        options.panel ? activePath(*host) : "");
     const auto view = host->addView(window, !options.panel);
     if (!view)
         return 1;
-    if (talk)
-        talk->attend(*view);
+    if (options.panel)
+        talk.attend(*view);
     text.attend(*view);
     screen.onResize = [&](int w, int h) { host->resizeView(*window, {double(w), double(h)}); };
     int code = 0;

@@ -194,6 +194,7 @@ void addProfile(CLI::App& app, Action& action)
 {
     auto* command = app.add_subcommand("profile", "Tell what each patch costs in a frame, and what keeps it moving");
     const auto options = std::make_shared<ProfileOptions>();
+    options->ownValues = true;
     command->add_option("FILE", options->file, "The composition")->required();
     command->add_option("--seconds", options->seconds, "How long to measure; 5 if not given")
         ->check(CLI::Range(0.1, 3600.0));

@@ -119,6 +119,9 @@ std::optional<int> SaverHost::configure(const SaverOptions& options, Reach reach
     }
     choose(options);
     firstView_ = options.firstView;
+    // What crashes with the user's options is to play without them.
+    hasOptions_
+        = options.replay.empty() && !options.demo && !options.withoutData && !options.fallback && !options.ownValues;
     if (const auto code = options.replay.empty() ? configureWays(options, reach) : configureReplay(options, reach))
         return code;
     surroundings_.players = players_.get();
@@ -132,15 +135,16 @@ std::shared_ptr<QCView> SaverHost::makeQCView()
     view->setNotice(notice_);
     std::erase_if(playing_, [](const auto& gone) { return gone.expired(); });
     playing_.push_back(view);
-    const std::weak_ptr<QCView> weak = view;
+    const std::weak_ptr<CompositionView> weak = view;
     view->onFirstFrame = [this] { firstPictureIsThere(); };
     view->onLoad = [this, weak, view = view.get()] {
         if (isForThisRun_)
             knowFeedInput(surroundings_, *view);
-        if (onLoaded)
-            onLoaded(*view);
         if (trace_ && !std::exchange(hasLoaded_, true))
             trace_->beginAnew(hasPicture_);
+        beginOptions(weak.lock());
+        if (onLoaded)
+            onLoaded(*view);
         if (replay_)
             replay_->begin(weak.lock());
         // After the first publication, which comes in this turn.
@@ -179,10 +183,15 @@ std::optional<int> SaverHost::configureWays(const SaverOptions& options, Reach r
         urlSession_ = outside_->urlSession();
         surroundings_.feedFetcher = outside_->fetcher();
         surroundings_.artworkReader = outside_->covers();
+        coverShelf_ = outside_->coverShelf();
     } else if (!isConfined_) {
         urlSession_ = std::make_unique<CurlURLSession>(URLSessionLimits{.user = geteuid()});
         surroundings_.feedFetcher = std::make_shared<FeedKit::CurlFetcher>();
+        coverShelf_ = std::make_shared<CoverFolder>(CoverFolder::usersFolder(), clock_);
     }
+    // What is played for show is nobody's evening.
+    if (options.demo)
+        coverShelf_.reset();
     surroundings_.urlSession = urlSession_.get();
     if (options.demo) {
         players_ = std::make_unique<DemoPlayer>(surroundings_, demoTracks(bundle_));
@@ -219,6 +228,7 @@ OutsidePermissions SaverHost::permissions() const
 {
     OutsidePermissions permissions;
     permissions.companionPort = kCompanionPort;
+    permissions.coverFolder = CoverFolder::usersFolder();
     for (const auto& path : compositions()) {
         const VitrelItem item(surroundings_, path.substr(path.rfind('/') + 1));
         const auto address = item.rssFeedURL().value_or("");
@@ -331,6 +341,61 @@ void SaverHost::setInput(InputArgument input)
         inputs_.push_back(std::move(input));
 }
 
+void SaverHost::beginOptions(const std::shared_ptr<CompositionView>& view)
+{
+    std::erase_if(
+        options_, [&](const ViewOptions& other) { return other.view.expired() || other.view.lock() == view; });
+    if (!hasOptions_ || !view)
+        return;
+    PlayedOptions options(*view, view->describedInputs());
+    for (const InputArgument& input : inputs_)
+        options.leave(input.key);
+    options_.push_back({view, std::move(options)});
+    applyStoredOptions();
+}
+
+void SaverHost::applyOptions(ViewOptions& played, const Dictionary& options)
+{
+    const auto view = played.view.lock();
+    if (!view)
+        return;
+    played.options.apply(options, [&](const Value& value, const std::string& key) {
+        if (trace_)
+            tellOfInput(*view, {key, value});
+    });
+}
+
+void SaverHost::applyStoredOptions()
+{
+    for (ViewOptions& played : options_) {
+        const auto view = played.view.lock();
+        const std::string path = view ? view->path() : "";
+        applyOptions(played, VitrelItem(surroundings_, path.substr(path.rfind('/') + 1)).options());
+    }
+}
+
+void SaverHost::setOptions(const Dictionary& options)
+{
+    for (ViewOptions& played : options_)
+        applyOptions(played, options);
+}
+
+void SaverHost::followOptions()
+{
+    if (!hasOptions_ || defaults_->isVolatile())
+        return;
+    const auto domain = Settings::shared(surroundings_).screenSaverDefaults()->domain();
+    settingsWatch_
+        = std::make_unique<FileWatch>(runLoop_, defaults_->pathForDomain(domain), [this] { applyStoredOptions(); });
+}
+
+const PlayedOptions* SaverHost::optionsOf(const CompositionView& view) const
+{
+    const auto found = std::find_if(
+        options_.begin(), options_.end(), [&](const ViewOptions& played) { return played.view.lock().get() == &view; });
+    return found == options_.end() ? nullptr : &found->options;
+}
+
 void SaverHost::setNotice(const std::string& text)
 {
     notice_ = text;
@@ -378,6 +443,7 @@ std::shared_ptr<VitrelView> SaverHost::addView(const std::shared_ptr<NSWindow>& 
     auto view = VitrelView::initWithFrameIsPreview(surroundings_, {{0, 0}, window->frame().size}, isPreview);
     if (!view)
         return nullptr;
+    view->setCoverShelf(coverShelf_);
     if (trace_) {
         const int number = firstView_ + static_cast<int>(views_.size());
         view->setInputObserver(trace_->observerForView(number));

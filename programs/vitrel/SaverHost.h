@@ -19,6 +19,8 @@
 #include "programs/vitrel/LiveReplay.h"
 #include "programs/vitrel/SaverOptions.h"
 #include "programs/vitrel/ValueJson.h"
+#include "programs/watch/FileWatch.h"
+#include "saver/CompositionOptions.h"
 #include "saver/InputTrace.h"
 #include "saver/VitrelView.h"
 
@@ -75,6 +77,12 @@ public:
     std::function<void(CompositionView& playing)> onLoaded;
     // As --input says it, from now on and for what is loaded later. Quietly nothing where it doesn't fit.
     void setInput(InputArgument input);
+    // What the user sets at the composition that plays is seen at once from now on, whoever stores it. After `begin`.
+    void followOptions();
+    // These in place of the stored options, until a composition is loaded.
+    void setOptions(const Dictionary& options);
+    // Null where the user's options have no say.
+    const PlayedOptions* optionsOf(const CompositionView& view) const;
     // Over every view's picture (CompositionView); empty for none.
     void setNotice(const std::string& text);
     // Starts every view's orderly stop; the loop ends half a second later, when all have stopped.
@@ -94,6 +102,8 @@ private:
     void firstPictureIsThere();
     void tellOfInput(const QCView& view, const InputArgument& input);
     void applyInputs(const std::weak_ptr<QCView>& view);
+    void beginOptions(const std::shared_ptr<CompositionView>& view);
+    void applyStoredOptions();
 
     // Each after what it needs to its end: the session and the queues' blocks post to the loop, the blocks make
     // requests, the players use all.
@@ -101,6 +111,7 @@ private:
     RunLoop runLoop_{clock_};
     std::unique_ptr<HostSignals> signals_; // before any thread is
     std::unique_ptr<OutsideLink> outside_; // before any thread is; null if it is free
+    std::shared_ptr<CoverShelf> coverShelf_; // null: nothing is kept
     std::unique_ptr<SoundInput> sound_; // null: all is silent
     std::unique_ptr<LiveReplay> replay_; // null: the world feeds the compositions
     std::string replayName_;
@@ -127,6 +138,14 @@ private:
     MprisPlayers* sessionPlayers_ = nullptr; // the same, if it is these
     std::vector<std::shared_ptr<VitrelView>> views_;
     std::vector<std::weak_ptr<CompositionView>> playing_;
+    struct ViewOptions {
+        std::weak_ptr<CompositionView> view;
+        PlayedOptions options;
+    };
+    void applyOptions(ViewOptions& played, const Dictionary& options);
+    std::vector<ViewOptions> options_;
+    bool hasOptions_ = true;
+    std::unique_ptr<FileWatch> settingsWatch_;
     std::string notice_;
 };
 

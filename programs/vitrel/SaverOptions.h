@@ -20,6 +20,7 @@ struct SaverOptions {
     std::string replay; // a trace that all comes from; empty: none
     std::optional<int> view; // which of the trace's; absent: the first
     bool withoutData = false; // no player, no network; nothing is stored
+    bool ownValues = false; // of the composition's inputs, whatever the user has set there
     bool logs = true; // the system's own lines go to standard error
 
     // For play.

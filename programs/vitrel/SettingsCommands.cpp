@@ -3,7 +3,9 @@
 #include "platform/quartzcomposer/file/CompositionReader.h"
 #include "preferences/BuiltInCompositions.h"
 #include "preferences/VitrelItem.h"
+#include "programs/bundles/Bringing.h"
 #include "programs/vitrel/Commands.h"
+#include "programs/vitrel/Confining.h"
 #include "programs/vitrel/SettingsHost.h"
 
 #include <algorithm>
@@ -53,8 +55,33 @@ int listCompositions(bool verbose)
     return std::cout.flush() ? 0 : 1;
 }
 
+// Folders and archives are looked into, which are strangers'.
+int addBrought(const std::vector<std::string>& files, bool verbose)
+{
+    closeAllBut({});
+    const std::string unpacked = unpackedFolder();
+    confineToSettings({{}, {}, files}, {unpacked});
+    const Brought brought = bring(files, unpacked);
+    for (const auto& [path, reason] : brought.problems)
+        complain(path + ": " + reason);
+    SettingsHost host(verbose);
+    const auto known = host.controller().filesPaths();
+    std::vector<NSURL> added;
+    for (const auto& path : brought.compositions) {
+        if (std::find(known.begin(), known.end(), path) == known.end())
+            added.push_back(NSURL::fileURLWithPath(path));
+    }
+    host.controller().openPanelDidOpenFiles(added);
+    if (!brought.compositions.empty())
+        host.controller().setFilePathActive(brought.compositions.back());
+    const int code = host.store();
+    return brought.problems.empty() ? code : 1;
+}
+
 int addCompositions(const std::vector<std::string>& files, bool verbose)
 {
+    if (std::any_of(files.begin(), files.end(), takesTimeToBring))
+        return addBrought(files, verbose);
     std::vector<NSURL> urls;
     for (const auto& file : files) {
         const auto path = fullPath(file);
@@ -150,8 +177,8 @@ void addCompositionsCommand(CLI::App& app, Action& action)
         action = [verbose] { return listCompositions(*verbose); };
     });
     const auto files = std::make_shared<std::vector<std::string>>();
-    auto* add = sub("add", "Add files; the last becomes active");
-    add->add_option("FILE", *files, "A composition")->required();
+    auto* add = sub("add", "Add files, and all of folders and ZIP archives; the last becomes active");
+    add->add_option("FILE", *files, "A composition, a folder or a ZIP archive")->required();
     add->callback([&action, files, verbose] { action = [=] { return addCompositions(*files, *verbose); }; });
     const auto file = std::make_shared<std::string>();
     auto* remove = sub("remove", "Take a file off the list; the next one becomes active");

@@ -1,7 +1,9 @@
 #include "platform/appkit/ImageCoding.h"
 #include "platform/appkit/MemorySurface.h"
 #include "platform/foundation/Files.h"
+#include "platform/quartzcomposer/CompositionView.h"
 #include "platform/quartzcomposer/drawing/GLContext.h"
+#include "programs/vitrel/AboutJson.h"
 #include "programs/vitrel/Arguments.h"
 #include "programs/vitrel/Commands.h"
 #include "programs/vitrel/Confining.h"
@@ -22,7 +24,7 @@ namespace vitrel {
 namespace {
 
 struct SnapshotOptions : SaverOptions {
-    std::string output, size = "1280x720";
+    std::string output, size = "1280x720", facts;
     std::optional<double> after;
     bool thumbnail = false;
 };
@@ -71,7 +73,7 @@ int snapshot(const SnapshotOptions& options)
         const rlimit processor{kThumbnailProcessorSeconds, kThumbnailProcessorSeconds};
         setrlimit(RLIMIT_CPU, &processor);
     }
-    const CommandFiles files{{}, {options.output}};
+    const CommandFiles files{{}, {options.output, options.facts}};
     closeAllBut(files);
     if (!options.replay.empty()) {
         const auto picture = replayed(options, size->first, size->second);
@@ -85,6 +87,10 @@ int snapshot(const SnapshotOptions& options)
     MemorySurface& screen = *surface;
     const NSRect frame = makeRect(0, 0, size->first, size->second);
     const auto window = std::make_shared<NSWindow>(frame, std::move(surface));
+    if (!options.facts.empty())
+        host->onLoaded = [&](CompositionView& playing) {
+            writeFile(options.facts, bytesOf(aboutJson(playing.about()).dump()), {.mode = 0600, .lasting = false});
+        };
     host->begin(files);
     if (!options.file.empty())
         reportText(options.file);
@@ -121,6 +127,7 @@ void addSnapshot(CLI::App& app, Action& action)
     command->add_flag("--thumbnail", options->thumbnail,
         "A small picture for a file manager: 16:9 within the size, after 1 second, without player and network");
     command->add_flag("--without-data", options->withoutData)->group(""); // for the window's thumbnails
+    command->add_option("--facts", options->facts)->group(""); // likewise: what it says of itself
     const auto verbose = addVerbose(*command);
     command->callback([&action, options, verbose] {
         options->logs = *verbose;

@@ -96,6 +96,7 @@ int WindowPlayer::run()
     if (!view_)
         return complain("can't make a view");
     text_->attend(*view_);
+    host_.followOptions();
     host_.runLoop().run();
     return code_;
 }

@@ -42,8 +42,10 @@ int main(int argc, char** argv)
     addConfigure(app, action);
     addIdle(app, action);
     addPreview(app, action);
+    addBring(app, action);
     addCompositionsCommand(app, action);
     addFeedURL(app, action);
+    addOptions(app, action);
     addXScreenSaver(app, action);
     addDoctor(app, action);
     addCode(app, action);

@@ -80,10 +80,9 @@ TEST(SheetWindow, AddsTheCompositionsOfADropAndNothingElse)
     Sheet in;
     const auto a = in.folder.write("A b.qtz", ""), upper = in.folder.write("C.QTZ", "");
     const auto odd = in.folder.write("o\xFFld.qtz", ""), text = in.folder.write("d.txt", "");
-    in.folder.write("folder.qtz/x", "");
     const std::string root = "file://" + in.folder.path() + "/";
     EXPECT_FALSE(drop(in,
-        {root + "d.txt", root + "folder.qtz", root + "gone.qtz", "https://example.org/a.qtz",
+        {root + "d.txt", root + "gone.qtz", "https://example.org/a.qtz",
             "file://elsewhere" + in.folder.path() + "/C.QTZ"}));
     EXPECT_FALSE(drop(in, {}));
     EXPECT_EQ(in.stored(), " | ");
@@ -93,6 +92,40 @@ TEST(SheetWindow, AddsTheCompositionsOfADropAndNothingElse)
     EXPECT_EQ(in.reloads(), 1);
     EXPECT_TRUE(drop(in, {root + "o%FFld.qtz"}));
     EXPECT_EQ(in.controller->filesPaths().back(), odd) << "byte for byte";
+}
+
+// Looked for by the real process: a folder's compositions come by their names, and what has none says so in a line.
+TEST(SheetWindow, BringsInWhatAFolderHoldsWithoutWaitingForIt)
+{
+    Sheet in({"/there"}, "/there");
+    const auto a = in.folder.write("mine/A.qtz", ""), b = in.folder.write("mine/deep/b.qtz", "");
+    const auto none = in.folder.write("none/x.txt", "");
+    const std::string root = "file://" + in.folder.path() + "/";
+    setenv("XDG_DATA_HOME", (in.folder / "data").c_str(), 1);
+    auto& text = in.find<QLabel>("bringingText");
+    const auto settled = [&] {
+        for (int turn = 0; turn < 2000 && in.button("bringingButton").text() == QLatin1String("Stop"); ++turn) {
+            in.settle();
+            QTest::qWait(5);
+        }
+        in.settle();
+        return text.isVisible() ? text.text().toStdString() : "";
+    };
+    EXPECT_TRUE(drop(in, {root + "mine"}));
+    EXPECT_EQ(text.text(), QStringLiteral("Looking for compositions…"));
+    EXPECT_EQ(settled(), "");
+    EXPECT_EQ(in.stored(), "/there " + a + " *" + b);
+    EXPECT_TRUE(drop(in, {root + "mine"}));
+    settled();
+    EXPECT_EQ(in.stored(), "/there " + a + " *" + b) << "no row twice";
+    EXPECT_TRUE(drop(in, {root + "none"}));
+    EXPECT_EQ(settled(), "There is no composition in “none”");
+    in.click("bringingButton");
+    EXPECT_FALSE(text.isVisible());
+    EXPECT_TRUE(drop(in, {root + "mine"}));
+    in.click("bringingButton");
+    EXPECT_EQ(settled(), "") << "stopped";
+    unsetenv("XDG_DATA_HOME");
 }
 
 TEST(SheetWindow, AClickedRowBecomesActiveOnceAndIsRemovedByKeyAndByButton)

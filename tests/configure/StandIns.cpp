@@ -78,6 +78,12 @@ std::shared_ptr<const Bitmap> Thumbnails::thumbnail(const std::string& path)
     return found == work_->pictures.end() ? nullptr : found->second;
 }
 
+std::shared_ptr<const CompositionFacts> Thumbnails::facts(const std::string& path)
+{
+    const auto found = work_->facts.find(path);
+    return found == work_->facts.end() ? nullptr : found->second;
+}
+
 void Thumbnails::comesAlong(const std::string& path, const std::string& picture)
 {
     work_->given[path] = picture;

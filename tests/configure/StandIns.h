@@ -2,6 +2,7 @@
 
 #include "platform/appkit/Bitmap.h"
 #include "programs/preview/PreviewLink.h"
+#include "programs/thumbnails/CompositionFacts.h"
 
 #include <map>
 #include <memory>
@@ -28,6 +29,7 @@ struct StandInPreview {
 struct StandInThumbnails {
     std::vector<std::string> wanted, lookedAgain;
     std::map<std::string, std::shared_ptr<const Bitmap>> pictures;
+    std::map<std::string, std::shared_ptr<const CompositionFacts>> facts;
     std::map<std::string, std::string> given;
 
     static StandInThumbnails* last;

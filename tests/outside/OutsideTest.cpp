@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 #include <future>
+#include <thread>
 
 namespace vitrel {
 
@@ -89,7 +90,10 @@ TEST_F(Outside, GivesFeedsCoversAndTheCompanionsAnswersAndNothingElse)
     const auto web = "http://localhost:" + std::to_string(server.port());
     const std::string feedFile = "file://" + folder.write("feed.xml", "<rss/>");
     const std::string secret = folder.write("secret", "key"), picture = folder.write("cover", "\x89PNG\r\n\x1A\n...");
-    start({.players = false, .feedFiles = {feedFile}, .companionPort = std::uint16_t(server.port())});
+    start({.players = false,
+        .feedFiles = {feedFile},
+        .companionPort = std::uint16_t(server.port()),
+        .coverFolder = folder.path() + "/evening"});
 
     EXPECT_EQ(feed(web + "/feed"), "GET /feed");
     EXPECT_EQ(feed(feedFile), "<rss/>");
@@ -102,6 +106,15 @@ TEST_F(Outside, GivesFeedsCoversAndTheCompanionsAnswersAndNothingElse)
         EXPECT_EQ(cover(address), "none") << address;
     EXPECT_EQ(cover("data:,text"), "text") << "which nobody is asked for";
     EXPECT_EQ(companion(web + "/state?x"), "GET /state?x");
+    // What it keeps are pictures, and no larger ones than covers are.
+    const auto shelf = link->coverShelf();
+    const std::atomic<bool> stop{false};
+    const Bytes small = *readFile(picture, 100), words = *readFile(secret, 100);
+    for (const Bytes& bytes : {words, small, Bytes((1u << 20) + 1, std::byte(0x89)), Bytes()})
+        shelf->keep(bytes);
+    for (int k = 0; k < 200 && shelf->covers(stop).empty(); ++k) // it is written beside
+        std::this_thread::yield();
+    EXPECT_THAT(shelf->covers(stop), ElementsAre(small));
     LocalServer neighbour([](const LocalServer::Request&, const LocalServer::Connection& connection) {
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
     });
@@ -112,6 +125,7 @@ TEST_F(Outside, GivesFeedsCoversAndTheCompanionsAnswersAndNothingElse)
     // Who has waited is answered when the process is gone, and so is who asks later.
     const auto fetcher = link->fetcher();
     link.reset();
+    EXPECT_TRUE(shelf->covers(stop).empty());
     EXPECT_FALSE(fetcher->contentsOfIfModified(FeedKit::URL(web), {}));
 }
 

@@ -61,6 +61,26 @@ TEST(VitrelItem, StoresUnderTheFilesNameColonBlankAndTheKey)
     EXPECT_EQ(item.rssFeedURL(), std::nullopt);
 }
 
+// What another process has set is lost, or what is no dictionary ends a program.
+TEST(VitrelItem, ChangesOptionsAndKeepsTheOthers)
+{
+    Saver in;
+    auto item = in.item("Aurora.qtz");
+    for (const Value& garbage : {Value(7), Value(Array{1}), Value("x")}) {
+        item.setData(garbage, Key::options);
+        EXPECT_EQ(item.options(), Dictionary());
+    }
+    item.changeOptions({{"Size", 2.0}, {"Calm", true}});
+    const Value tint = Array{1.0, 0.0, 0.5, 1.0};
+    in.item("Aurora.qtz").changeOptions({{"Tint", tint}, {"Size", 3.0}});
+    EXPECT_EQ(in.stored("Aurora.qtz: Options"), Value(Dictionary{{"Size", 3.0}, {"Calm", true}, {"Tint", tint}}));
+    EXPECT_EQ(in.item("Other.qtz").options(), Dictionary());
+    item.changeOptions({{"Size", Value()}, {"Gone", Value()}});
+    EXPECT_EQ(item.options(), (Dictionary{{"Calm", true}, {"Tint", tint}}));
+    item.changeOptions({{"Calm", Value()}, {"Tint", Value()}});
+    EXPECT_EQ(in.stored("Aurora.qtz: Options"), std::nullopt) << "nothing is left behind";
+}
+
 // What comes along is the choice of who has made none, and nothing of that is stored.
 TEST(InitialChoice, HoldsUntilTheUserHasChosen)
 {

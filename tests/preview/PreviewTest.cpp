@@ -281,6 +281,27 @@ TEST(Thumbnails, RenderOnceAndKeepForTheNextProcess)
     EXPECT_EQ(in.lines("renders"), 3u);
 }
 
+// A mark that comes back with each start of the window, or words that a stranger's process has made up.
+TEST(Thumbnails, KeepWhatTheFileSaysOfItself)
+{
+    Pictures in;
+    const std::string a = in.folder.write("a.qtz", "a"), odd = in.folder.write("odd.qtz", "o");
+    const std::string said
+        = in.folder.write("said.json", R"({"title": "T", "author": 3, "missing": ["X", 4, "Y"], "more": []})");
+    const std::string by = in.rendering(
+        "case \"${12}\" in */odd.qtz) printf '[[[[[[[[[[' >\"${10}\";; *) cp " + said + " \"${10}\";; esac\n");
+    for (const bool again : {false, true}) {
+        const auto thumbnails = in.thumbnails(again ? "/nowhere" : by);
+        if (!again)
+            thumbnails->want({a, odd});
+        ASSERT_TRUE(again || in.until([&] { return in.ready.size() == 2; }));
+        ASSERT_TRUE(thumbnails->thumbnail(a));
+        ASSERT_TRUE(thumbnails->facts(a));
+        EXPECT_EQ(*thumbnails->facts(a), (CompositionFacts{"T", "", "", {"X", "Y"}}));
+        EXPECT_EQ(thumbnails->facts(odd), nullptr);
+    }
+}
+
 // What comes along has its picture at once, or is rendered with what the demonstration plays and shows.
 TEST(Thumbnails, OfWhatComesAlongAreThoseThatComeWithIt)
 {
@@ -289,7 +310,7 @@ TEST(Thumbnails, OfWhatComesAlongAreThoseThatComeWithIt)
                       broken = in.folder.write("Broken.qtz", "b"), own = in.folder.write("own.qtz", "o");
     const std::string png = in.folder / "Vinyl.png";
     ASSERT_EQ(std::system(("base64 -d " + in.picture + " >" + png).c_str()), 0);
-    const auto thumbnails = in.thumbnails(in.rendering("echo \"$2 ${10}\" >>" + in.folder.path() + "/told\n"));
+    const auto thumbnails = in.thumbnails(in.rendering("echo \"$2 ${12}\" >>" + in.folder.path() + "/told\n"));
     thumbnails->comesAlong(vinyl, png);
     thumbnails->comesAlong(tide, "");
     thumbnails->comesAlong(broken, in.folder.write("Broken.jpg", "no picture"));
@@ -308,7 +329,7 @@ TEST(Thumbnails, GiveUpOnWhatCrashesOrHangsAndGoOn)
     Pictures in;
     const std::string crash = in.folder.write("crash.qtz", "c"), hang = in.folder.write("hang.qtz", "h"),
                       good = in.folder.write("good.qtz", "g");
-    const std::string by = in.rendering("case \"${10}\" in *crash*) kill -SEGV $$;; *hang*) exec sleep 600;; esac\n");
+    const std::string by = in.rendering("case \"${12}\" in *crash*) kill -SEGV $$;; *hang*) exec sleep 600;; esac\n");
     const auto thumbnails = in.thumbnails(by);
     thumbnails->want({crash, hang, good});
     ASSERT_TRUE(in.until([&] { return in.ready.size() == 3; }, Seconds(0.05)));

@@ -88,6 +88,25 @@ TEST_F(Play, AWindowShowsTheCompositionAndEndsInGoodOrderWithinASecond)
     }
 }
 
+// What another process stores is seen where it plays, confined and on every display, and taken back likewise.
+TEST_F(Play, AnOptionIsSeenAtOnceByASaverThatRuns)
+{
+    const std::string file = composition("#2040ff");
+    const Program::Environment settings{{"XDG_CONFIG_HOME", folder_ / "settings"}};
+    const auto set = [&](const char* option) { EXPECT_EQ(Program({"options", file, option}, settings).wait(), 0); };
+    set("Colour=#ffff00");
+    for (const std::string window : {"--window=200x100", "--no-fade"}) {
+        auto program = vitrel({window, file}, settings);
+        ASSERT_TRUE(becomes(100, 50, 0xFFFF00)) << program->errors();
+        set("Colour=#00ff00");
+        EXPECT_TRUE(becomes(100, 50, 0x00FF00)) << window;
+        set("Colour=");
+        EXPECT_TRUE(becomes(100, 50, 0x2040FF)) << window;
+        set("Colour=#ffff00");
+        endsInOrder(*program);
+    }
+}
+
 TEST_F(Play, AReplayFeedsAWindowAsItHappened)
 {
     const std::string trace = folder_.write("t.jsonl",

@@ -64,6 +64,7 @@ GOOD = {
     "$schema": "vitrel.schema.json",
     "inputs": {"Name": "Title.inputString", "Odd": ["A.b", "c"]},
     "values": {"Name": "x"},
+    "options": {"Name": {"title": "Words", "meaning": "What", "unit": "s", "min": 1, "max": 2.5, "labels": ["a", "-"]}},
     "outputs": {"Out": "Wave.outputValue"},
     "patches": {
         "Title": {"class": "QCTextImage", "inputs": {"inputString": {"lines": ["a", "b"]}, "inputGlyphSize": {"real": "nan"}},
@@ -119,6 +120,9 @@ BROKEN = [
     ("patches/Box/patches/In/inputs/inputW", 5, "patches/Box/patches/In/inputs", "additionalProperties"),
     ("patches/Old/raw", NONE, "patches/Old/class", "pattern"),
     ("patches/Old/patches", [], "patches/Old/patches", "type"),
+    ("options/Name/min", "1", "options/Name/min", "type"),
+    ("options/Name/name", "x", "options/Name", "additionalProperties"),
+    ("options/Name/labels/0", 1, "options/Name/labels/0", "type"),
     ("inputs/Depth", 5, "inputs/Depth", "type"),
     ("outputs/Out", "Wave", "outputs/Out", "pattern"),
     ("connections/0", "Wave.outputValue - Clear._enable", "connections/0", "pattern"),

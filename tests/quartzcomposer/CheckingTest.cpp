@@ -111,6 +111,17 @@ TEST(TextCheck, TellsWhereAndWhatWasMeant)
                 R"(error: "B" (QCBillboard) has no input "outputHeight")",
                 R"(error: there is no patch "T2"; "T" is near)",
                 R"(error: "T > B" is no connection; one reads "patch.port > patch.port")"}},
+        {withPatches(R"("C": {"class": "QCClear"})", R"(,
+ "inputs": {"Ink": "C.inputColor"}, "options": {"Ink": {"title": @3, @"labls": [], "labels": @["a", 1], "min": 2, "max": @1},
+ @"Inc": {"min": 1, @"min": @"x"}, @"Ink": @1})"),
+            {R"(error: "title": a text is wanted)", R"(error: an option has no "labls"; "labels" is near)",
+                R"(error: "labels": a list of texts is wanted)", R"(warning: "max" is less than "min")",
+                R"(error: nothing is published as "Inc" here; "Ink" is near)",
+                R"(error: member "min" stands twice here)", R"(error: "min": a number is wanted)",
+                R"(error: option "Ink" stands twice here)",
+                R"(error: an option is an object with a "title" and the like)"}},
+        {R"({"patches": {}, "raw": {}, "options": {"Gone": {}}})", {}},
+        {R"({"patches": {}, "options": @[]})", {R"(error: "options" is an object of published inputs)"}},
     };
     for (const Mistake& mistake : mistakes)
         expectTold(mistake);
@@ -282,6 +293,25 @@ TEST(TextCheck, OurOwnCompositionsAreInOrder)
             EXPECT_EQ(told(text, entry.path()), "") << entry.path();
         }
     }
+}
+
+TEST(Checking, KnowsThePortsOfDefinitionsInFiles)
+{
+    TemporaryFolder folder;
+    folder.write("double.json",
+        R"({"inputs": {"n": "E.n"}, "outputs": {"twice": "E.outputResult"},
+            "patches": {"E": {"class": "QCExpression", "settings": {"expression": "2 * n"}}}})");
+    const std::string path = folder.path() + "/t.json";
+    const auto with = [](const std::string& port, const std::string& file) {
+        return "{\"outputs\": {\"a\": \"D.twice\"}, \"patches\": {\"D\": {\"class\": \"/double\", \"inputs\": {\""
+            + port + "\": 2}}}, \"virtualPatches\": {\"/double\": {\"file\": " + file + "}}}";
+    };
+    EXPECT_EQ(told(with("n", "\"double.json\""), path), "");
+    EXPECT_THAT(told(with("m", "\"double.json\""), path), testing::HasSubstr("\"m\""));
+    EXPECT_THAT(
+        told(with("n", "\"gone.json\""), path), testing::HasSubstr("1:127: error: the definition in \"gone.json\""));
+    EXPECT_THAT(told(with("n", "7"), path), testing::HasSubstr("\"file\" is the name of a text"));
+    EXPECT_THAT(told(R"({"patches": {}, "$schema": 5})"), testing::HasSubstr("\"$schema\" is a text"));
 }
 
 } // namespace vitrel::qc

@@ -210,7 +210,16 @@ TEST(TextForm, ComesBackAsTheSameFile)
     const Dictionary definition{{"frameworkVersion", "1"}, {"inputParameters", Dictionary{{"Z ", 3.0}}},
         {"rootPatch", Dictionary{{"class", "QCPatch"}, {"state", inner}}}};
     const Value list = Dictionary{{"frameworkVersion", "{156.28}"}, {"description", "line\nline"}, {"aspectRatio", 1.6},
-        {"templateImageData", Bytes{1, 2}}, {"portAttributes", Dictionary{{"in", Dictionary{{"name", "In"}}}}},
+        {"templateImageData", Bytes{1, 2}},
+        {"portAttributes",
+            Dictionary{
+                {"in",
+                    Dictionary{{"name", "#ffffff"}, {"description", "a\nb"}, {"units", "s"},
+                        {"CIAttributeSliderMin", 1}, {"CIAttributeSliderMax", 2.5}, {"menu", Array{"#000000", "-"}}}},
+                {"empty", Dictionary{}}, {"odd", Dictionary{{"name", "Odd"}, {"kind", "x"}}},
+                {"flag", Dictionary{{"CIAttributeSliderMin", true}}},
+                {"nan", Dictionary{{"CIAttributeSliderMax", std::nan("")}}}, {"text", "t"},
+                {"mixed", Dictionary{{"menu", Array{"a", 1}}}}}},
         {"inputParameters",
             Dictionary{{"in", Dictionary{{"red", 0.2}, {"green", 0.4}, {"blue", 0.6}, {"alpha", 1.0}}}}},
         {"rootPatch", Dictionary{{"class", "QCPatch"}, {"state", state}}},
@@ -222,5 +231,52 @@ TEST(TextForm, ComesBackAsTheSameFile)
     EXPECT_EQ(difference(list, *back), "") << textForm(*file);
     EXPECT_EQ(textForm(*compositionOfPropertyList(*back)), textForm(*file));
 }
+
+// What several compositions share lies in a file of its own, which can name no other.
+TEST(TextForm, TakesDefinitionsFromFilesBeside)
+{
+    TemporaryFolder folder;
+    std::filesystem::create_directory(folder.path() + "/parts");
+    folder.write("parts/double.json",
+        R"({"inputs": {"n": "E.n"}, "outputs": {"twice": "E.outputResult"}, // as the composition's own
+            "patches": {"E": {"class": "QCExpression", "settings": {"expression": "2 * n"}}}})");
+    folder.write("nested.json", R"({"patches": {}, "virtualPatches": {"/x": {"file": "parts/double.json"}}})");
+    folder.write("other.txt", "secret");
+    folder.write("long.json", "{\"patches\": {}}" + std::string(1 << 20, ' '));
+    std::filesystem::create_symlink("/etc/hostname", folder.path() + "/link.json");
+    const auto with = [](const std::string& file) {
+        return R"({"outputs": {"four": "D.twice"}, "patches": {"D": {"class": "/double", "inputs": {"n": 2}}},
+            "virtualPatches": {"/double": {"file": ")"
+            + file + "\"}}}";
+    };
+    const auto made = compositionFromText(with("parts/double.json"), folder);
+    ASSERT_TRUE(made) << made.error().reason;
+    const auto file = compositionOfPropertyList(*made);
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->virtualPatches.count("/double"), 1u);
+    for (const auto& [name, why] :
+        std::map<std::string, std::string>{{"nowhere.json", "can't be read"},
+            {"../parts/double.json", "lies neither beside"}, {"link.json", "lies neither beside"},
+            {"nested.json", "definitions of its own"}, {"other.txt", "no JSON object"}, {"long.json", "longer than"}}) {
+        const auto none = compositionFromText(with(name), folder);
+        ASSERT_FALSE(none) << name;
+        EXPECT_THAT(none.error().reason, testing::HasSubstr(why));
+    }
+
+    // What people are to read is written as an author's own, and a file of it is no stranger's.
+    TEST(TextForm, HasOptionsOfPublishedInputs)
+    {
+        const std::string text = R"({"patches": {}, "options": {"A": {"title": "T", "min": 0, "labels": ["x"]}}})";
+        const auto made = compositionFromText(text, "");
+        ASSERT_TRUE(made) << made.error().reason;
+        EXPECT_EQ(*member(*made->dictionary(), "portAttributes"),
+            Value(Dictionary{{"A", Dictionary{{"name", "T"}, {"CIAttributeSliderMin", 0}, {"menu", Array{"x"}}}}}));
+        const std::string again = textForm(*compositionOfPropertyList(*made));
+        EXPECT_EQ(again.find("\"raw\": {}"), std::string::npos) << again;
+        EXPECT_NE(again.find("\"options\""), std::string::npos);
+        for (const char* bad : {R"([])", R"({"A": 1})", R"({"A": {"min": "1"}})", R"({"A": {"labels": ["x", 1]}})",
+                 R"({"A": {"labels": {"x": "y"}}})", R"({"A": {"title": {"text": "x"}}})", R"({"A": {"name": "x"}})"})
+            EXPECT_FALSE(compositionFromText(R"({"patches": {}, "options": )" + std::string(bad) + "}", "")) << bad;
+    }
 
 } // namespace vitrel::qc

@@ -154,6 +154,46 @@ TEST(Inputs, AnImageWithoutPixelsGoesOutUnsquared)
     }
 }
 
+// Covers from before come from the shelf, each new one goes there; the newest stands first, and each once.
+TEST(Inputs, FeedsTheCoversOfThisEvening)
+{
+    struct Shelf : CoverShelf {
+        std::vector<Bytes> before, kept;
+        void keep(ByteView picture) override { kept.emplace_back(picture.begin(), picture.end()); }
+        std::vector<Bytes> covers(const std::atomic<bool>&) override { return before; }
+    };
+    Playing in(kDirect, {"Artwork"}); // nobody asks
+    const auto track = [](const char* name, int width, int height) {
+        auto made = trackNamed(name);
+        made->artworks = {std::make_shared<SBArtwork>(std::make_shared<const Bytes>(pngOf(width, height)))};
+        return made;
+    };
+    in.play(track("A", 30, 20));
+    EXPECT_EQ(in.input("Covers_This_Evening"), Value());
+
+    Playing asks(kDirect, {"Covers_This_Evening"});
+    const auto shelf = std::make_shared<Shelf>();
+    shelf->before = {pngOf(9, 9), pngOf(7, 7)};
+    asks.view->setCoverShelf(shelf);
+    const auto widths = [&] {
+        std::vector<double> all;
+        asks.surroundings.initiated.drain();
+        asks.loop.turn();
+        const Value covers = asks.input("Covers_This_Evening");
+        for (const Value& cover : covers.array() ? *covers.array() : Array())
+            all.push_back(cover.image() ? cover.image()->size().width : -1);
+        return all;
+    };
+    asks.play(trackNamed("without a cover"));
+    EXPECT_THAT(widths(), ElementsAre(9, 7));
+    EXPECT_THAT(shelf->kept, IsEmpty());
+    asks.play(track("B", 600, 400));
+    EXPECT_THAT(widths(), ElementsAre(256, 9, 7));
+    ASSERT_EQ(shelf->kept.size(), 1u);
+    asks.play(track("C", 300, 500)); // of one colour like B: small, it is the same picture
+    EXPECT_THAT(widths(), ElementsAre(256, 9, 7));
+}
+
 // The input must be seen to fall, and rise again with the publication of the next turn.
 TEST(Inputs, RetriggersIsPlayingPastTheRecord)
 {

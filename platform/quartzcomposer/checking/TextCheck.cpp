@@ -1,6 +1,7 @@
 #include "platform/quartzcomposer/checking/TextCheck.h"
 
 #include "platform/quartzcomposer/checking/NearestName.h"
+#include "platform/quartzcomposer/checking/OptionsCheck.h"
 #include "platform/quartzcomposer/checking/PatchLooks.h"
 #include "platform/quartzcomposer/checking/ValueCheck.h"
 #include "platform/quartzcomposer/file/CompositionReader.h"
@@ -60,13 +61,15 @@ public:
 
     std::vector<Diagnostic> all()
     {
-        const auto tree = textTree(text_);
+        auto tree = textTree(text_);
         if (!tree)
             tell(Severity::Error, tree.error().offset, tree.error().reason);
         else if (!tree->is(Kind::Object))
             tell(Severity::Error, tree->offset, "a composition is an object with \"patches\"");
-        else
+        else {
+            bringDefinitions(*tree);
             composition(*tree);
+        }
         if (!hasErrors(found_))
             make();
         std::stable_sort(
@@ -107,16 +110,66 @@ private:
         if (!top.member("patches"))
             tell(Severity::Error, top.offset, "a composition is an object with \"patches\"");
         PatchReader reader(top, registry_, path_);
-        patch(reader.read(top), {"values", "virtualPatches", "$schema"}); // an editor asks for the last
+        outermost(reader.read(top), {"values", "options", "virtualPatches", "$schema"}); // an editor asks for the last
+        section(top, "$schema", Kind::String, "a text: where an editor finds the schema");
         const TextNode* definitions = section(top, "virtualPatches", Kind::Object, "an object of compositions");
         for (const TextNode& definition : childrenOf(definitions)) {
             if (!definition.key.starts_with('/'))
                 tell(Severity::Error, definition.keyOffset, "the name of a virtual patch begins with \"/\"");
             if (!definition.is(Kind::Object))
                 tell(Severity::Error, definition.offset, "a composition is an object with \"patches\"");
-            else
-                patch(reader.read(definition), {"values"});
+            else if (!isElsewhere(definition))
+                outermost(reader.read(definition), {"values", "options"});
         }
+    }
+
+    // Puts what lies in files of their own in the place of what names them. They are no part of this text: what is
+    // wrong in them is told of theirs.
+    void bringDefinitions(TextNode& top)
+    {
+        const auto all = std::find_if(top.children.rbegin(), top.children.rend(),
+            [](const TextNode& member) { return member.key == "virtualPatches"; });
+        if (all == top.children.rend())
+            return;
+        for (TextNode& definition : all->children) {
+            if (!definition.is(Kind::Object) || definition.children.size() != 1 || !definition.member("file"))
+                continue;
+            const TextNode file = definition.children[0];
+            if (!file.is(Kind::String)) {
+                tell(Severity::Error, file.offset, "\"file\" is the name of a text beside this one or beneath");
+                continue;
+            }
+            const auto text = definitionText(folder_, file.text);
+            auto tree = text ? textTree(*text) : Result<TextNode, TextFault>(TextFault{0, text.error().reason});
+            if (!tree) {
+                tell(Severity::Error, file.offset, tree.error().reason);
+                continue;
+            }
+            definition.children = std::move(tree->children);
+            elsewhere_.insert(definition.key);
+        }
+    }
+    bool isElsewhere(const TextNode& definition) const
+    {
+        return elsewhere_.count(definition.key) > 0
+            || (definition.children.size() == 1 && definition.member("file")); // told already
+    }
+
+    void outermost(const PatchLooks& looks, const std::vector<std::string>& moreMembers)
+    {
+        patch(looks, moreMembers);
+        const TextNode* options = section(*looks.node, "options", Kind::Object, "an object of published inputs");
+        if (!options)
+            return;
+        std::vector<std::string> published;
+        for (const char* list : {"inputs", "outputs"}) {
+            for (const TextNode& entry : childrenOf(looks.node->member(list)))
+                published.push_back(entry.key);
+        }
+        checkOptions(
+            *options, published, looks.isForeign, [this](std::size_t offset, const std::string& fault, bool isDoubt) {
+                tell(isDoubt ? Severity::Warning : Severity::Error, offset, fault);
+            });
     }
 
     // A member of the form that has one kind; null if it isn't there or of another.
@@ -487,6 +540,7 @@ private:
 
     const std::string_view text_;
     const std::string path_, folder_;
+    std::set<std::string> elsewhere_; // virtual patches that lie in files of their own
     const PatchRegistry& registry_;
     const TextPlaces places_;
     std::vector<Diagnostic> found_;

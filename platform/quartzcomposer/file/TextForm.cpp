@@ -1,10 +1,14 @@
 #include "platform/quartzcomposer/file/TextForm.h"
 
+#include "platform/foundation/Files.h"
+
 #include "base/Text.h"
+#include "platform/quartzcomposer/file/TextOptions.h"
 #include "platform/quartzcomposer/file/TextTree.h"
 #include "platform/quartzcomposer/file/TextValues.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <initializer_list>
 #include <set>
 
@@ -166,9 +170,14 @@ Json compositionJson(
     const FileNode& root, const Dictionary& top, const std::map<std::string, FileNode>* definitions, TextBudget& budget)
 {
     const auto* version = textMember(top, "frameworkVersion");
+    const Dictionary& attributes = dictionaryAt(top, "portAttributes");
+    Json otherAttributes = Json::object();
+    Json options = optionsJson(attributes, otherAttributes, budget);
+    const bool hasOptionsAlone = !attributes.empty() && otherAttributes.empty();
     const bool isForeign
-        = (version && *version != kFrameworkVersion) || std::any_of(top.begin(), top.end(), [](const auto& entry) {
-              return !oneOf(entry.first, {"rootPatch", "inputParameters", "virtualPatches", "frameworkVersion"});
+        = (version && *version != kFrameworkVersion) || std::any_of(top.begin(), top.end(), [&](const auto& entry) {
+              return !oneOf(entry.first, {"rootPatch", "inputParameters", "virtualPatches", "frameworkVersion"})
+                  && !(hasOptionsAlone && entry.first == "portAttributes");
           });
     Json json = nodeJson(root, true, isForeign, budget);
     std::map<std::string, Json> values;
@@ -179,9 +188,12 @@ Json compositionJson(
     for (const auto& [key, value] : dictionaryAt(top, "inputParameters"))
         values[jsonText(key)] = valueJson(value, budget);
     put(json, "values", Json(values));
+    put(json, "options", std::move(options));
     Json rest = Json::object(), virtuals = Json::object();
     for (const auto& [key, value] : top) {
-        if (!oneOf(key, {"rootPatch", "inputParameters", "virtualPatches"}))
+        if (key == "portAttributes" && !attributes.empty())
+            put(rest, "portAttributes", std::move(otherAttributes));
+        else if (!oneOf(key, {"rootPatch", "inputParameters", "virtualPatches"}))
             append(rest, jsonText(key), valueJson(value, budget));
     }
     if (!rest.empty())
@@ -200,8 +212,9 @@ Json compositionJson(
 class Maker
 {
 public:
-    explicit Maker(std::string folder)
-        : values_(std::move(folder))
+    explicit Maker(const std::string& folder)
+        : folder_(folder)
+        , values_(folder)
     { }
 
     std::optional<Dictionary> composition(const Json& json)
@@ -210,6 +223,8 @@ public:
         const Json& raw = member(member(json, "raw"), "top");
         for (const auto& [key, value] : raw.items())
             top.insert_or_assign(key, values_.value(value));
+        if (!takeAttributes(top, member(json, "options")))
+            return std::nullopt;
         Dictionary parameters = values_.dictionary(member(json, "values"));
         auto root = node(json, "", &parameters);
         if (!root)
@@ -219,7 +234,8 @@ public:
         top.insert_or_assign("rootPatch", *root);
         Dictionary virtuals;
         for (const auto& [identifier, definition] : member(json, "virtualPatches").items()) {
-            auto made = composition(definition);
+            const std::string& file = fileOfDefinition(definition);
+            auto made = file.empty() ? composition(definition) : compositionOf(file);
             if (!made)
                 return std::nullopt;
             virtuals.insert_or_assign(identifier, *made);
@@ -232,6 +248,24 @@ public:
     const std::string& problem() const { return problem_.empty() ? values_.problem() : problem_; }
 
 private:
+    static const std::string& fileOfDefinition(const Json& definition)
+    {
+        static const std::string none;
+        const Json& file = member(definition, "file");
+        return file.is_string() && definition.size() == 1 ? file.get_ref<const std::string&>() : none;
+    }
+
+    // What lies in another text can't name a third one: so nothing names itself.
+    std::optional<Dictionary> compositionOf(const std::string& file)
+    {
+        const auto text = definitionText(folder_, file);
+        if (!text) {
+            fail("", text.error().reason);
+            return std::nullopt;
+        }
+        return composition(Json::parse(*text, nullptr, false, true));
+    }
+
     struct Made {
         Dictionary node, state;
         std::map<std::string, Value> ports; // stored values
@@ -250,6 +284,17 @@ private:
         if (problem_.empty())
             problem_ = (where.empty() ? std::string("at the top") : "in " + where) + ": " + what;
         return false;
+    }
+
+    bool takeAttributes(Dictionary& top, const Json& options)
+    {
+        Dictionary attributes = dictionaryAt(top, "portAttributes");
+        std::string problem;
+        if (!takeOptions(attributes, options, problem))
+            return fail("", problem);
+        if (!attributes.empty())
+            top.insert_or_assign("portAttributes", attributes);
+        return true;
     }
 
     // A patch as a dictionary. For the root, `parameters` take the values of published inputs.
@@ -451,6 +496,7 @@ private:
         return made.node;
     }
 
+    const std::string folder_;
     ValueReader values_;
     std::string problem_;
 };
@@ -462,6 +508,27 @@ std::string textForm(const CompositionFile& file)
     TextBudget budget;
     const Json json = compositionJson(file.root, file.top(), &file.virtualPatches, budget);
     return budget.spent() ? std::string() : json.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
+Result<std::string, CompositionError> definitionText(const std::string& folder, const std::string& name)
+{
+    constexpr std::size_t kMaxDefinition = 1u << 20;
+    const auto failure
+        = [&](const char* why) { return CompositionError{"the definition in \"" + name.substr(0, 200) + "\" " + why}; };
+    const auto bytes = readFileBeneath(folder, name, kMaxDefinition);
+    if (!bytes)
+        return failure(bytes.error() == EXDEV ? "lies neither beside the text nor beneath, or behind a link"
+                : bytes.error() == EFBIG      ? "is longer than a megabyte"
+                                              : "can't be read");
+    std::string text(bytes->begin(), bytes->end());
+    if (!isShapedForParsing(text, 1000, 50'000))
+        return failure("nests too deep, or an object in it has too many members");
+    const Json json = Json::parse(text, nullptr, false, true);
+    if (!json.is_object() || !json.contains("patches"))
+        return failure("is no JSON object with \"patches\"");
+    if (json.contains("virtualPatches"))
+        return failure("has definitions of its own; they stand in the text that plays");
+    return text;
 }
 
 Result<Value, CompositionError> compositionFromText(std::string_view text, const std::string& folder)

@@ -22,6 +22,10 @@ std::string textForm(const CompositionFile& file);
 // texts, images at most 64 MiB together.
 Result<Value, CompositionError> compositionFromText(std::string_view text, const std::string& folder);
 
+// The text of a virtual patch that lies in a file of its own, in `folder` or beneath it: a JSON object with "patches",
+// at most 1 MiB. The error says why not.
+Result<std::string, CompositionError> definitionText(const std::string& folder, const std::string& name);
+
 // The text with other values of the composition's published inputs, and nothing else changed: what its author wrote,
 // its order and its comments stay. `values` are JSON texts by key. Absent if the text is none, or its "values" no
 // object.

@@ -109,7 +109,7 @@ public:
                     "The script: a function main, with results and parameters in its head, each with its type: "
                     "__boolean, __index, __number, __string, __color, __image, __structure or __virtual",
                     {}, {},
-                    R"x("function (__number sum, __color shade) main (__number a, __structure list) { return { sum: a + list.length, shade: [1, 0, 0, 1] }; }")x"}}};
+                    R"x("function (__number sum, __color shade) main (__number a, __structure list) { return { sum: a + list.length, shade: { red: 1, green: 0, blue: 0, alpha: 1 } }; }")x"}}};
     }
 
 private:

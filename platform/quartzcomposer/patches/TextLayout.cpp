@@ -89,8 +89,38 @@ bool fits(PangoLayout* layout, double height)
     return logical.height <= units(height + 0.5) || pango_layout_get_line_count(layout) <= 1;
 }
 
-// The longest start of the text that fits, ended by an ellipsis behind a whole word. Sets the layout to it.
-void cutAtWord(PangoLayout* layout, const std::string& text, double height)
+int charactersOf(const std::string& text, std::size_t bytes)
+{
+    return static_cast<int>(g_utf8_strlen(text.c_str(), static_cast<gssize>(std::min(bytes, text.size()))));
+}
+
+// The lines that fit, and no more. Sets the layout to them; gives how many bytes of the text they have, with the white
+// space at their end.
+std::size_t cutAtLine(PangoLayout* layout, const std::string& text, double height)
+{
+    std::size_t end = 0;
+    PangoLayoutIter* at = pango_layout_get_iter(layout);
+    do {
+        PangoRectangle logical;
+        pango_layout_iter_get_line_extents(at, nullptr, &logical);
+        const PangoLayoutLine* line = pango_layout_iter_get_line_readonly(at);
+        if (end > 0 && logical.y + logical.height > units(height + 0.5))
+            break;
+        end = static_cast<std::size_t>(line->start_index + line->length);
+    } while (pango_layout_iter_next_line(at));
+    pango_layout_iter_free(at);
+    std::size_t shown = end;
+    while (end < text.size() && g_unichar_isspace(g_utf8_get_char(text.c_str() + end)))
+        end = static_cast<std::size_t>(g_utf8_next_char(text.c_str() + end) - text.c_str());
+    while (shown > 0 && (text[shown - 1] == ' ' || text[shown - 1] == '\n'))
+        --shown;
+    pango_layout_set_text(layout, text.c_str(), static_cast<int>(shown));
+    return end;
+}
+
+// The longest start of the text that fits, ended by an ellipsis behind a whole word. Sets the layout to it; gives how
+// many bytes of the text it has.
+std::size_t cutAtWord(PangoLayout* layout, const std::string& text, double height)
 {
     int count = 0;
     const PangoLogAttr* marks = pango_layout_get_log_attrs_readonly(layout, &count);
@@ -116,6 +146,7 @@ void cutAtWord(PangoLayout* layout, const std::string& text, double height)
             high = middle - 1;
     }
     show(low);
+    return low > 0 ? ends[low - 1] : 0;
 }
 
 SetText drawn(PangoLayout* layout, const TextStyle& style)
@@ -221,9 +252,13 @@ SetText setText(const std::string& text, const TextStyle& style)
     std::string sound = repairedUtf8(text.size() > kMaxText ? text.substr(0, kMaxText) : text);
     sound.erase(std::remove(sound.begin(), sound.end(), '\0'), sound.end());
     const Layout layout = layoutOf(sound, style);
+    std::size_t shown = sound.size();
     if (style.height > 0 && !fits(layout.get(), style.height))
-        cutAtWord(layout.get(), sound, style.height);
-    return drawn(layout.get(), style);
+        shown = style.cutsLines ? cutAtLine(layout.get(), sound, style.height)
+                                : cutAtWord(layout.get(), sound, style.height);
+    SetText set = drawn(layout.get(), style);
+    set.characters = charactersOf(sound, shown);
+    return set;
 }
 
 } // namespace vitrel::qc

@@ -18,6 +18,7 @@ struct TextStyle {
     double kerning = 0; // added between glyphs
     double width = 0; // of the box: lines wrap within it; 0: as wide as the text needs
     double height = 0; // of the box: lines that don't fit are cut at a word, with an ellipsis; 0: all lines
+    bool cutsLines = false; // whole lines that don't fit are left out instead, so that the text can go on elsewhere
     TextAlignment horizontal = TextAlignment::Centered, vertical = TextAlignment::Centered;
 };
 
@@ -25,6 +26,7 @@ struct SetText {
     std::shared_ptr<const Bitmap> bitmap; // white on nothing; null for no text
     int width = 0, height = 0;
     int lines = 0, glyphs = 0;
+    int characters = 0; // of the text, from its start, that are shown
 };
 
 // Sets `text` (UTF-8 of any script) and draws it, shaped by Pango. Fonts that the machine lacks are replaced by close

@@ -35,8 +35,12 @@ public:
                 {"outputImage", "The text as an image"},
                 {"outputWidth", "How wide it is where each of its pixels is one of the picture", kUnits},
                 {"outputHeight", "How high it is where each of its pixels is one of the picture", kUnits},
-                {"outputLineCount", "How many lines it has"}, {"outputGlyphCount", "How many glyphs it has"}},
+                {"outputLineCount", "How many lines it has"}, {"outputGlyphCount", "How many glyphs it has"},
+                {"outputCharacterCount", "How many characters of the text it shows, from its start on"}},
             {{"manualLayout", DescribedSetting::Flag, "Whether all its lengths are in pixels, not in units"},
+                {"cutLines", DescribedSetting::Flag,
+                    "Whether lines that don't fit in its height are left out whole, without an ellipsis, so that the "
+                    "text can go on in another image"},
                 {"fontFeatures", DescribedSetting::Text, "Features of the font; a setting of this player's own", {}, {},
                     R"("tnum=1")"},
                 {"horizontalAlignment", DescribedSetting::Text,
@@ -54,11 +58,13 @@ private:
         width{*this, "inputWidth"}, height{*this, "inputHeight"};
     Output<ImageRef> image{*this, "outputImage"};
     Output<double> outputWidth{*this, "outputWidth"}, outputHeight{*this, "outputHeight"};
-    Output<std::uint32_t> lines{*this, "outputLineCount"}, glyphs{*this, "outputGlyphCount"};
+    Output<std::uint32_t> lines{*this, "outputLineCount"}, glyphs{*this, "outputGlyphCount"},
+        characters{*this, "outputCharacterCount"};
 
     void configure(const Settings& settings) override
     {
         inPixels_ = settings.flag("manualLayout", false);
+        style_.cutsLines = settings.flag("cutLines", false);
         style_.fontFeatures = settings.text("fontFeatures");
         style_.horizontal = alignmentOf(settings.text("horizontalAlignment"), TextAlignment::Centered);
         style_.vertical = alignmentOf(settings.text("verticalAlignment"), TextAlignment::Centered);
@@ -77,8 +83,8 @@ private:
             if (!roomForImages())
                 return;
             SetText set = setText(text(), asked);
-            drawn_.push_front(
-                {text(), asked, ownImage(std::move(set.bitmap)), set.width, set.height, set.lines, set.glyphs});
+            drawn_.push_front({text(), asked, ownImage(std::move(set.bitmap)), set.width, set.height, set.lines,
+                set.glyphs, set.characters});
             drawn = drawn_.begin();
             // In an iterator each iteration has a text of its own, which it has again in the next frame.
             while (drawn_.size() > (scope && scope->iterates ? kMostKept : 1))
@@ -91,6 +97,7 @@ private:
         outputHeight.set(drawn->height * e.stage.unitsPerPixel());
         lines.set(static_cast<std::uint32_t>(drawn->lines));
         glyphs.set(static_cast<std::uint32_t>(drawn->glyphs));
+        characters.set(static_cast<std::uint32_t>(drawn->characters));
     }
 
     TextStyle style(const Evaluation& e) const
@@ -116,7 +123,7 @@ private:
         std::string text;
         TextStyle style;
         ImageRef image;
-        int width, height, lines, glyphs;
+        int width, height, lines, glyphs, characters;
     };
     static constexpr std::size_t kMostKept = 64;
     bool inPixels_ = false;

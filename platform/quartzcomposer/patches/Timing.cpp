@@ -43,6 +43,39 @@ private:
     }
 };
 
+// A patch of this player's own.
+class TickPatch final : public TimedPatch
+{
+public:
+    static PatchDescription description()
+    {
+        return {"Tick", "Time and date by steps: what follows them is computed, and drawn, once a step.",
+            {{"inputStep", "How long a step is; 0: each frame", kDuration},
+                {"outputTime", "The time of the composition at the beginning of the step", kSeconds},
+                {"outputDate", "The date at the beginning of the step: seconds since the beginning of 2001, UTC",
+                    kSeconds}}};
+    }
+
+private:
+    Input<double> step{*this, "inputStep", 1};
+    Output<double> outputTime{*this, "outputTime"}, outputDate{*this, "outputDate"};
+
+    void evaluate(Evaluation& e) override
+    {
+        const double now = e.date.timeIntervalSinceReferenceDate();
+        if (!(step() > 0) || !std::isfinite(step())) {
+            outputTime.set(time());
+            outputDate.set(now);
+            return moves(e);
+        }
+        // Steps of the date, so that a minute changes when it does.
+        const double passed = wrapped(now, step());
+        outputTime.set(time() - passed);
+        outputDate.set(now - passed);
+        movesAfter(e, step() - passed);
+    }
+};
+
 class SmoothPatch final : public TimedPatch
 {
 public:
@@ -267,6 +300,7 @@ void registerTimingPatches(PatchRegistry& registry)
     registry.family("Time");
     registry.add<TimePatch>("QCTime");
     registry.add<SystemTimePatch>("QCSystemTime");
+    registry.add<TickPatch>("VitrelTick");
     registry.add<SmoothPatch>("QCSmooth");
     registry.add<CounterPatch>("QCCounter");
     registry.add<PulsePatch>("QCPulse");

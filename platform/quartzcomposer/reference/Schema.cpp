@@ -1,5 +1,7 @@
 #include "platform/quartzcomposer/reference/Schema.h"
 
+#include "platform/quartzcomposer/file/TextOptions.h"
+
 #include <algorithm>
 #include <map>
 #include <set>
@@ -303,6 +305,27 @@ Json choices(const std::vector<ReferenceFamily>& families)
     return all;
 }
 
+Json closed(Json properties)
+{
+    return {{"type", "object"}, {"properties", std::move(properties)}, {"additionalProperties", false}};
+}
+
+// What people read of a published input.
+Json optionJson()
+{
+    Json properties = Json::object();
+    for (const OptionMember& one : optionMembers()) {
+        Json& property = properties[one.key];
+        property["type"] = one.kind == OptionMember::Text ? "string"
+            : one.kind == OptionMember::Number            ? "number"
+                                                          : "array";
+        property["description"] = one.words;
+        if (one.kind == OptionMember::Texts)
+            property["items"] = {{"type", "string"}};
+    }
+    return closed(std::move(properties));
+}
+
 // Whose patches are of one definition.
 Json members(bool isOutermost, const char* patches)
 {
@@ -324,13 +347,12 @@ Json members(bool isOutermost, const char* patches)
         {"raw", {{"type", "object"}, {"description", "What a file holds beyond this form"}}}};
     json["outputs"]["description"] = "KEY: \"patch.port\", published outputs";
     if (isOutermost)
+        json["options"]
+            = {{"type", "object"}, {"description", "What people read of the published inputs, and may choose there"},
+                {"additionalProperties", reference("option")}};
+    if (isOutermost)
         json["$schema"] = {{"type", "string"}, {"description", "Where an editor finds this schema"}};
     return json;
-}
-
-Json closed(Json properties)
-{
-    return {{"type", "object"}, {"properties", std::move(properties)}, {"additionalProperties", false}};
 }
 
 } // namespace
@@ -364,6 +386,7 @@ Json textFormSchema(const std::vector<ReferenceFamily>& families)
     composition["else"] = Dispatch::own("QCPatch");
     definitions["definition"] = composition;
     addValues(definitions);
+    definitions["option"] = optionJson();
     for (const ReferenceFamily& family : families) {
         for (const ReferencePatch& one : family.patches) {
             std::string key = one.name;
@@ -381,7 +404,10 @@ Json textFormSchema(const std::vector<ReferenceFamily>& families)
     json["required"] = {"patches"};
     // Definitions that a file brings with it are as they are, throughout.
     const auto definedAs = [](const char* definition) {
-        return Json{{"properties", {{"virtualPatches", {{"patternProperties", {{"^/", reference(definition)}}}}}}}};
+        const Json isElsewhere{{"type", "object"}, {"required", {"file"}}, {"maxProperties", 1},
+            {"properties", {{"file", {{"type", "string"}, {"description", "A text beside this one or beneath"}}}}}};
+        const Json one{{"anyOf", {isElsewhere, reference(definition)}}};
+        return Json{{"properties", {{"virtualPatches", {{"patternProperties", {{"^/", one}}}}}}}};
     };
     json["allOf"] = Json::array(
         {{{"if", {{"required", {"raw"}}}}, {"then", definedAs("foreign")}, {"else", definedAs("definition")}}});
