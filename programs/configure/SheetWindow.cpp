@@ -300,7 +300,7 @@ void SheetWindow::showOptions()
         options_->follow(*ui_->rssURLTextField);
         ui_->optionsLayout->addWidget(options_);
         auto* about = new AboutLabel(texts_);
-        ui_->detailLayout->insertWidget(ui_->detailLayout->indexOf(ui_->compositionName) + 1, about);
+        ui_->detailLayout->insertWidget(ui_->detailLayout->indexOf(ui_->nameLayout) + 1, about);
         options_->onAbout = [about](const CompositionFacts& facts) { about->showAbout(facts); };
     }
     const std::string path = playing_.empty() ? defaultCompositionPath(surroundings_).value_or("") : playing_;
