@@ -56,10 +56,10 @@ std::vector<Drawn> covers()
             : y < 0.75  ? shade(0.5 + grain, 0.08, 225)
                         : shade(0.8 + grain, 0.05, 85);
     };
-    return {{"grey", drawn([](double x, double) {
-                 return NSColor{x, x, x, 1};
-             }),
-                -1, -1, true},
+    std::vector<Drawn> all{{"grey", drawn([](double x, double) {
+                                return NSColor{x, x, x, 1};
+                            }),
+                               -1, -1, true},
         {"sepia, all but grey", drawn([](double x, double) { return shade(0.2 + 0.7 * x, 0.012, 70); }), -1, -1, true},
         // Two pale halves that stand nearer to each other than a coarse eye parts.
         {"pastel", drawn([](double x, double) { return x < 0.5 ? shade(0.90, 0.035, 20) : shade(0.90, 0.035, 230); }),
@@ -84,6 +84,15 @@ std::vector<Drawn> covers()
          }),
             330, -1},
         {"a landscape", drawn(photograph), -1, -1}};
+    // A field of each hue, with a smaller one of its opposite, and grain.
+    for (int hue = 10; hue < 360; hue += 40)
+        all.push_back({"a field and its opposite", drawn([hue](double x, double y) {
+                           const double grain = 0.06 * std::sin(131 * x + 17 * y);
+                           return std::hypot(x - 0.7, y - 0.3) < 0.2 ? shade(0.66 + grain, 0.10, hue + 180)
+                                                                     : shade(0.66 + grain, 0.11, hue);
+                       }),
+            double(hue), std::fmod(hue + 180.0, 360)});
+    return all;
 }
 
 TEST(CoverPalette, FindsTheColorsOfCovers)

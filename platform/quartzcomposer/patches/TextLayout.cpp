@@ -94,6 +94,28 @@ int charactersOf(const std::string& text, std::size_t bytes)
     return static_cast<int>(g_utf8_strlen(text.c_str(), static_cast<gssize>(std::min(bytes, text.size()))));
 }
 
+// A word without an end is broken at each line anew, in a time that grows with the square of its length. So a place to
+// break, which takes no room, follows each so many letters; CJK breaks everywhere, and doesn't mind.
+constexpr int kMostUnbroken = 200;
+constexpr std::string_view kBreak = "\u200B";
+
+std::string withBreaks(const std::string& text)
+{
+    std::string out;
+    int letters = 0;
+    for (const char* at = text.c_str(); at < text.c_str() + text.size();) {
+        const char* next = g_utf8_next_char(at);
+        letters = g_unichar_isspace(g_utf8_get_char(at)) ? 0 : letters + 1;
+        if (letters > kMostUnbroken) {
+            out += kBreak;
+            letters = 1;
+        }
+        out.append(at, next);
+        at = next;
+    }
+    return out;
+}
+
 // The lines that fit, and no more. Sets the layout to them; gives how many bytes of the text they have, with the white
 // space at their end.
 std::size_t cutAtLine(PangoLayout* layout, const std::string& text, double height)
@@ -251,6 +273,9 @@ SetText setText(const std::string& text, const TextStyle& style)
         return {};
     std::string sound = repairedUtf8(text.size() > kMaxText ? text.substr(0, kMaxText) : text);
     sound.erase(std::remove(sound.begin(), sound.end(), '\0'), sound.end());
+    const std::size_t given = sound.size();
+    if (style.width > 0)
+        sound = withBreaks(sound);
     const Layout layout = layoutOf(sound, style);
     std::size_t shown = sound.size();
     if (style.height > 0 && !fits(layout.get(), style.height))
@@ -258,6 +283,10 @@ SetText setText(const std::string& text, const TextStyle& style)
                                 : cutAtWord(layout.get(), sound, style.height);
     SetText set = drawn(layout.get(), style);
     set.characters = charactersOf(sound, shown);
+    if (sound.size() > given) { // less the breaks, each a character of its own
+        for (auto at = sound.find(kBreak); at < shown; at = sound.find(kBreak, at + kBreak.size()))
+            --set.characters;
+    }
     return set;
 }
 
