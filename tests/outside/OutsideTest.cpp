@@ -110,11 +110,11 @@ TEST_F(Outside, GivesFeedsCoversAndTheCompanionsAnswersAndNothingElse)
     const auto shelf = link->coverShelf();
     const std::atomic<bool> stop{false};
     const Bytes small = *readFile(picture, 100), words = *readFile(secret, 100);
-    for (const Bytes& bytes : {words, small, Bytes((1u << 20) + 1, std::byte(0x89)), Bytes()})
+    for (const Bytes& bytes : {words, small, Bytes((1u << 20) + 1, std::uint8_t(0x89)), Bytes()})
         shelf->keep(bytes);
     for (int k = 0; k < 200 && shelf->covers(stop).empty(); ++k) // it is written beside
         std::this_thread::yield();
-    EXPECT_THAT(shelf->covers(stop), ElementsAre(small));
+    EXPECT_THAT(shelf->covers(stop), ElementsAre(small)) << "pictures alone, of a cover's size";
     LocalServer neighbour([](const LocalServer::Request&, const LocalServer::Connection& connection) {
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx");
     });

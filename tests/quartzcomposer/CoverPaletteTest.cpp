@@ -102,10 +102,8 @@ TEST(CoverPalette, FindsTheColorsOfCovers)
         const CoverPalette palette = coverPalette(&drawn.cover);
         EXPECT_EQ(palette.isGrey, drawn.isGrey);
         const OKLab key = okLab(palette.key), second = okLab(palette.second), ground = okLab(palette.ground);
-        if (drawn.key >= 0)
-            EXPECT_LT(between(key.hue(), drawn.key), 12);
-        if (drawn.second >= 0)
-            EXPECT_LT(between(second.hue(), drawn.second), 12);
+        EXPECT_LT(drawn.key < 0 ? 0 : between(key.hue(), drawn.key), 12);
+        EXPECT_LT(drawn.second < 0 ? 0 : between(second.hue(), drawn.second), 12);
         EXPECT_GT(between(key.hue(), second.hue()), drawn.isGrey ? 10 : 24);
         // What compositions count on, whatever the cover.
         EXPECT_NEAR(ground.L, 0.187, 0.01);

@@ -249,7 +249,7 @@ TEST(TextForm, TakesDefinitionsFromFilesBeside)
             "virtualPatches": {"/double": {"file": ")"
             + file + "\"}}}";
     };
-    const auto made = compositionFromText(with("parts/double.json"), folder);
+    const auto made = compositionFromText(with("parts/double.json"), folder.path());
     ASSERT_TRUE(made) << made.error().reason;
     const auto file = compositionOfPropertyList(*made);
     ASSERT_TRUE(file);
@@ -258,25 +258,26 @@ TEST(TextForm, TakesDefinitionsFromFilesBeside)
         std::map<std::string, std::string>{{"nowhere.json", "can't be read"},
             {"../parts/double.json", "lies neither beside"}, {"link.json", "lies neither beside"},
             {"nested.json", "definitions of its own"}, {"other.txt", "no JSON object"}, {"long.json", "longer than"}}) {
-        const auto none = compositionFromText(with(name), folder);
+        const auto none = compositionFromText(with(name), folder.path());
         ASSERT_FALSE(none) << name;
         EXPECT_THAT(none.error().reason, testing::HasSubstr(why));
     }
+}
 
-    // What people are to read is written as an author's own, and a file of it is no stranger's.
-    TEST(TextForm, HasOptionsOfPublishedInputs)
-    {
-        const std::string text = R"({"patches": {}, "options": {"A": {"title": "T", "min": 0, "labels": ["x"]}}})";
-        const auto made = compositionFromText(text, "");
-        ASSERT_TRUE(made) << made.error().reason;
-        EXPECT_EQ(*member(*made->dictionary(), "portAttributes"),
-            Value(Dictionary{{"A", Dictionary{{"name", "T"}, {"CIAttributeSliderMin", 0}, {"menu", Array{"x"}}}}}));
-        const std::string again = textForm(*compositionOfPropertyList(*made));
-        EXPECT_EQ(again.find("\"raw\": {}"), std::string::npos) << again;
-        EXPECT_NE(again.find("\"options\""), std::string::npos);
-        for (const char* bad : {R"([])", R"({"A": 1})", R"({"A": {"min": "1"}})", R"({"A": {"labels": ["x", 1]}})",
-                 R"({"A": {"labels": {"x": "y"}}})", R"({"A": {"title": {"text": "x"}}})", R"({"A": {"name": "x"}})"})
-            EXPECT_FALSE(compositionFromText(R"({"patches": {}, "options": )" + std::string(bad) + "}", "")) << bad;
-    }
+// What people are to read is written as an author's own, and a file of it is no stranger's.
+TEST(TextForm, HasOptionsOfPublishedInputs)
+{
+    const std::string text = R"({"patches": {}, "options": {"A": {"title": "T", "min": 0, "labels": ["x"]}}})";
+    const auto made = compositionFromText(text, "");
+    ASSERT_TRUE(made) << made.error().reason;
+    EXPECT_EQ(*member(*made->dictionary(), "portAttributes"),
+        Value(Dictionary{{"A", Dictionary{{"name", "T"}, {"CIAttributeSliderMin", 0}, {"menu", Array{"x"}}}}}));
+    const std::string again = textForm(*compositionOfPropertyList(*made));
+    EXPECT_EQ(again.find("\"raw\": {}"), std::string::npos) << again;
+    EXPECT_NE(again.find("\"options\""), std::string::npos);
+    for (const char* bad : {R"([])", R"({"A": 1})", R"({"A": {"min": "1"}})", R"({"A": {"labels": ["x", 1]}})",
+             R"({"A": {"labels": {"x": "y"}}})", R"({"A": {"title": {"text": "x"}}})", R"({"A": {"name": "x"}})"})
+        EXPECT_FALSE(compositionFromText(R"({"patches": {}, "options": )" + std::string(bad) + "}", "")) << bad;
+}
 
 } // namespace vitrel::qc

@@ -68,7 +68,8 @@ public:
             tell(Severity::Error, tree->offset, "a composition is an object with \"patches\"");
         else {
             bringDefinitions(*tree);
-            composition(*tree);
+            if (!hasErrors(found_)) // else each use of what isn't there would be told
+                composition(*tree);
         }
         if (!hasErrors(found_))
             make();
