@@ -20,13 +20,13 @@ set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME vitrel)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION x11)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SHLIBDEPS ON)
 # Opened at run time, so that nobody finds them in the programs.
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS "libegl1, libgl1, libgvc6, libcgraph6, libvips42 | libvips42t64")
-set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS "fonts-inter, libegl-mesa0, libgl1-mesa-dri, xscreensaver")
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_DEPENDS "fonts-dancingscript, libegl1, libgl1, libgvc6, libcgraph6, libvips42 | libvips42t64")
+set(CPACK_DEBIAN_PROGRAMS_PACKAGE_RECOMMENDS "fonts-inter, fonts-noto-core, libegl-mesa0, libgl1-mesa-dri, xscreensaver")
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SUGGESTS "fonts-noto-cjk, fonts-noto-color-emoji, mpv-mpris, qt6-wayland, xss-lock")
 set(CPACK_COMPONENT_PROGRAMS_DESCRIPTION "screen saver with your music and your news
 Vitrel plays compositions full screen on every display and keeps them fed
 with live data: the track now playing in any player that speaks MPRIS, with
-its cover, and the articles of a feed. Two compositions come with it; .qtz
+its cover, and the articles of a feed. Twelve compositions come with it; .qtz
 files of your own are played as well.
 .
 It is started by XScreenSaver, by the idle tools of a desktop, or by itself

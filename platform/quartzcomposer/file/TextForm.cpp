@@ -192,7 +192,7 @@ Json compositionJson(
     Json rest = Json::object(), virtuals = Json::object();
     for (const auto& [key, value] : top) {
         if (key == "portAttributes" && !attributes.empty())
-            put(rest, "portAttributes", std::move(otherAttributes));
+            put(rest, "portAttributes", Json(otherAttributes));
         else if (!oneOf(key, {"rootPatch", "inputParameters", "virtualPatches"}))
             append(rest, jsonText(key), valueJson(value, budget));
     }
