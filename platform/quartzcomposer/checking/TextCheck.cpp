@@ -1,5 +1,6 @@
 #include "platform/quartzcomposer/checking/TextCheck.h"
 
+#include "platform/quartzcomposer/checking/BroughtDefinitions.h"
 #include "platform/quartzcomposer/checking/NearestName.h"
 #include "platform/quartzcomposer/checking/OptionsCheck.h"
 #include "platform/quartzcomposer/checking/PatchLooks.h"
@@ -67,7 +68,8 @@ public:
         else if (!tree->is(Kind::Object))
             tell(Severity::Error, tree->offset, "a composition is an object with \"patches\"");
         else {
-            bringDefinitions(*tree);
+            elsewhere_ = bringDefinitions(*tree, folder_,
+                [this](std::size_t offset, std::string what) { tell(Severity::Error, offset, std::move(what)); });
             if (!hasErrors(found_)) // else each use of what isn't there would be told
                 composition(*tree);
         }
@@ -119,41 +121,9 @@ private:
                 tell(Severity::Error, definition.keyOffset, "the name of a virtual patch begins with \"/\"");
             if (!definition.is(Kind::Object))
                 tell(Severity::Error, definition.offset, "a composition is an object with \"patches\"");
-            else if (!isElsewhere(definition))
+            else if (elsewhere_.count(definition.key) == 0)
                 outermost(reader.read(definition), {"values", "options"});
         }
-    }
-
-    // Puts what lies in files of their own in the place of what names them. They are no part of this text: what is
-    // wrong in them is told of theirs.
-    void bringDefinitions(TextNode& top)
-    {
-        const auto all = std::find_if(top.children.rbegin(), top.children.rend(),
-            [](const TextNode& member) { return member.key == "virtualPatches"; });
-        if (all == top.children.rend())
-            return;
-        for (TextNode& definition : all->children) {
-            if (!definition.is(Kind::Object) || definition.children.size() != 1 || !definition.member("file"))
-                continue;
-            const TextNode file = definition.children[0];
-            if (!file.is(Kind::String)) {
-                tell(Severity::Error, file.offset, "\"file\" is the name of a text beside this one or beneath");
-                continue;
-            }
-            const auto text = definitionText(folder_, file.text);
-            auto tree = text ? textTree(*text) : Result<TextNode, TextFault>(TextFault{0, text.error().reason});
-            if (!tree) {
-                tell(Severity::Error, file.offset, tree.error().reason);
-                continue;
-            }
-            definition.children = std::move(tree->children);
-            elsewhere_.insert(definition.key);
-        }
-    }
-    bool isElsewhere(const TextNode& definition) const
-    {
-        return elsewhere_.count(definition.key) > 0
-            || (definition.children.size() == 1 && definition.member("file")); // told already
     }
 
     void outermost(const PatchLooks& looks, const std::vector<std::string>& moreMembers)
