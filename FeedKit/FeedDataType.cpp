@@ -17,7 +17,7 @@ bool isSignificant(UChar32 character)
 
 } // namespace
 
-std::optional<FeedDataType> makeFeedDataType(vitrel::ByteView data)
+std::optional<FeedDataType> makeFeedDataType(ByteView data)
 {
     const auto length = static_cast<std::int32_t>(std::min(data.size(), kMostBytes));
     for (std::int32_t at = 0; at < length;) {

@@ -96,11 +96,11 @@ Result<Feed, ParserError> FeedParser::parseData(const std::stop_token& stop)
     if (*type == FeedDataType::json) {
         const auto size = data_->size();
         data_->resize(size + kPadding);
-        auto result = run(std::make_shared<JSONFeedParser>(vitrel::ByteView(*data_).first(size), Padding::there), stop);
+        auto result = run(std::make_shared<JSONFeedParser>(ByteView(*data_).first(size), Padding::there), stop);
         data_->resize(size);
         return result;
     }
-    return run(std::make_shared<XMLFeedParser>(vitrel::ByteView(*data_)), stop);
+    return run(std::make_shared<XMLFeedParser>(ByteView(*data_)), stop);
 }
 
 Result<Feed, ParserError> FeedParser::run(std::shared_ptr<FeedParserProtocol> parser, const std::stop_token& stop)

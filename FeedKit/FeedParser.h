@@ -1,11 +1,11 @@
 #pragma once
 
+#include "FeedKit/basics/Bytes.h"
+#include "FeedKit/basics/Result.h"
 #include "FeedKit/fetch/Fetcher.h"
 #include "FeedKit/fetch/URL.h"
 #include "FeedKit/models/FeedParserProtocol.h"
 #include "FeedKit/xml/NSInputStream.h"
-#include "base/Bytes.h"
-#include "base/Result.h"
 
 #include <functional>
 #include <memory>
@@ -14,10 +14,6 @@
 #include <stop_token>
 
 namespace FeedKit {
-
-using vitrel::Bytes;
-using vitrel::Date;
-using vitrel::Result;
 
 // Runs blocks, one after the other or not, on threads of its own.
 using DispatchQueue = std::function<void(std::function<void()> block)>;

@@ -48,7 +48,7 @@ struct Walk {
 void ours(benchmark::State& state, const std::string& json)
 {
     for (auto _ : state)
-        benchmark::DoNotOptimize(JSONFeedParser(vitrel::bytesOf(json)).parse());
+        benchmark::DoNotOptimize(JSONFeedParser(FeedKit::bytesOf(json)).parse());
     state.SetBytesProcessed(std::int64_t(json.size()) * state.iterations());
 }
 
@@ -96,7 +96,7 @@ std::string synthetic()
 // Whether both read as many bytes of the items' titles and bodies.
 bool agrees(const std::string& json)
 {
-    const auto feed = JSONFeedParser(vitrel::bytesOf(json)).parse();
+    const auto feed = JSONFeedParser(FeedKit::bytesOf(json)).parse();
     dom::parser parser;
     dom::array items;
     if (!feed || parser.parse(json)["items"].get(items))

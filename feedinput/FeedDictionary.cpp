@@ -24,6 +24,11 @@ Value orNothing(const std::optional<Date>& date)
 }
 
 // The address of the first link, whatever its relation.
+std::optional<Date> ours(const std::optional<FeedKit::Date>& date)
+{
+    return date ? std::optional(Date{date->secondsSince1970}) : std::nullopt;
+}
+
 template <class Link>
 std::optional<std::string> firstLink(const std::optional<std::vector<std::shared_ptr<Link>>>& links)
 {
@@ -55,12 +60,12 @@ std::optional<std::string> linkOf(const AtomFeedEntry& entry)
 
 std::optional<Date> dateOf(const RSSFeedItem& item)
 {
-    return item.pubDate;
+    return ours(item.pubDate);
 }
 
 std::optional<Date> dateOf(const AtomFeedEntry& entry)
 {
-    return entry.updated;
+    return ours(entry.updated);
 }
 
 std::optional<std::string> plainText(std::string_view markup)
@@ -135,13 +140,13 @@ ArticleTexts articleTexts(const Feed& feed, std::int64_t count)
 
 Dictionary feedDictionary(const RSSFeed& feed, std::int64_t count, const ArticleTexts& texts)
 {
-    return informationStructure(feed.title.value_or(""), feed.description.value_or(""), feed.pubDate, feed.link,
+    return informationStructure(feed.title.value_or(""), feed.description.value_or(""), ours(feed.pubDate), feed.link,
         articlesOf(feed.items, count, texts));
 }
 
 Dictionary feedDictionary(const AtomFeed& feed, std::int64_t count, const ArticleTexts& texts)
 {
-    return informationStructure(feed.title, feed.subtitle ? feed.subtitle->value : std::nullopt, feed.updated,
+    return informationStructure(feed.title, feed.subtitle ? feed.subtitle->value : std::nullopt, ours(feed.updated),
         firstLink(feed.links), articlesOf(feed.entries, count, texts));
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FeedKit/models/Feed.h"
+#include "base/Date.h"
 #include "platform/foundation/Value.h"
 
 #include <cstdint>

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "FeedKit/basics/Result.h"
 #include "FeedKit/fetch/Fetcher.h"
 #include "FeedKit/models/Feed.h"
 #include "FeedKit/models/ParserError.h"
-#include "base/Result.h"
 #include "feedinput/FeedDictionary.h"
 
 #include <cstdint>
@@ -24,7 +24,7 @@ struct Surroundings;
 class FeedLoads : public std::enable_shared_from_this<FeedLoads>
 {
 public:
-    using Outcome = Result<FeedKit::Feed, FeedKit::ParserError>;
+    using Outcome = FeedKit::Result<FeedKit::Feed, FeedKit::ParserError>;
     // The texts are those of as many articles as anybody wanted who waited for the load.
     using Receiver = std::function<void(const Outcome&, const ArticleTexts&)>;
 

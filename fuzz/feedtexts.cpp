@@ -10,7 +10,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     using namespace FeedKit;
-    const vitrel::ByteView bytes(data, size);
+    const FeedKit::ByteView bytes(data, size);
     const auto type = makeFeedDataType(bytes);
     // The first byte that isn't a control character or a blank is the mark, unless something else came first.
     const auto first = std::find_if(data, data + size, [](std::uint8_t byte) { return byte > 0x20 && byte != 0x7F; });
@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             std::abort();
     }
 
-    const auto text = vitrel::repairedUtf8(vitrel::textOf(bytes));
+    const auto text = vitrel::repairedUtf8(FeedKit::textOf(bytes));
     const auto tags = MediaTag::tagsFrom(text);
     if (tags.size() != 1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), ',')))
         std::abort();

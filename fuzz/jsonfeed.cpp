@@ -26,7 +26,7 @@ std::string secondsOf(Date date)
     return {text, std::to_chars(text, text + sizeof text, date.secondsSince1970, std::chars_format::hex).ptr};
 }
 
-vitrel::Result<Date, DateDecodingError> dateOf(std::string_view text)
+FeedKit::Result<Date, DateDecodingError> dateOf(std::string_view text)
 {
     Date date;
     const auto end = text.data() + text.size();
@@ -39,7 +39,7 @@ vitrel::Result<Date, DateDecodingError> dateOf(std::string_view text)
 void checkRoundTrip(const JSONFeed& feed)
 {
     const auto json = encode(feed, secondsOf);
-    const auto again = decode<JSONFeed>(vitrel::bytesOf(json), dateOf);
+    const auto again = decode<JSONFeed>(FeedKit::bytesOf(json), dateOf);
     expect(again && *again == feed, "another feed after encoding and decoding");
     expect(nlohmann::json::accept(json), "encoded text that isn't JSON");
 }

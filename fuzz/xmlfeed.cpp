@@ -75,7 +75,7 @@ private:
 class Pieces final : public NSInputStream
 {
 public:
-    Pieces(vitrel::ByteView data, std::size_t piece)
+    Pieces(FeedKit::ByteView data, std::size_t piece)
         : rest_(data)
         , piece_(piece)
     { }
@@ -88,11 +88,11 @@ public:
     }
 
 private:
-    vitrel::ByteView rest_;
+    FeedKit::ByteView rest_;
     std::size_t piece_;
 };
 
-bool same(const vitrel::Result<Feed, ParserError>& a, const vitrel::Result<Feed, ParserError>& b)
+bool same(const FeedKit::Result<Feed, ParserError>& a, const FeedKit::Result<Feed, ParserError>& b)
 {
     return a && b ? *a == *b : !a && !b && a.error() == b.error();
 }
@@ -101,7 +101,7 @@ bool same(const vitrel::Result<Feed, ParserError>& a, const vitrel::Result<Feed,
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const vitrel::ByteView document(data, size);
+    const FeedKit::ByteView document(data, size);
     const auto whole = XMLFeedParser(document).parse();
 
     DataInputStream stream(document);

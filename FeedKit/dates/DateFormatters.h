@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/Date.h"
+#include "FeedKit/basics/Date.h"
 
 #include <array>
 #include <optional>
@@ -11,8 +11,6 @@
 // a zone is GMT, names are English, years before the calendar reform are Julian. Nothing depends on the machine's
 // locale, zone or clock. Never throws. Any thread.
 namespace FeedKit {
-
-using vitrel::Date;
 
 // What each formatter can do.
 class DateFormatter

@@ -18,7 +18,7 @@ icu::UnicodeString unicode(std::string_view text)
 
 } // namespace
 
-vitrel::Result<Date, DateDecodingError> decodingStrategy(std::string_view text)
+Result<Date, DateDecodingError> decodingStrategy(std::string_view text)
 {
     if (!text.empty() && text.size() <= kMaxText) {
         for (const auto pattern : RFC3339DateFormatter::dateFormats) {

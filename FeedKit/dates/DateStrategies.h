@@ -1,7 +1,7 @@
 #pragma once
 
-#include "base/Date.h"
-#include "base/Result.h"
+#include "FeedKit/basics/Date.h"
+#include "FeedKit/basics/Result.h"
 
 #include <string>
 #include <string_view>
@@ -10,15 +10,13 @@
 // thread.
 namespace FeedKit {
 
-using vitrel::Date;
-
 struct DateDecodingError {
     std::string message;
 };
 
 // By the first pattern of RFC3339DateFormatter that reads the whole of `text`, in the machine's default locale and
 // zone; blanks around it count. The error says "Date decoding strategy failed.".
-vitrel::Result<Date, DateDecodingError> decodingStrategy(std::string_view text);
+Result<Date, DateDecodingError> decodingStrategy(std::string_view text);
 
 // `date` as "YYYY-MM-dd'T'HH:mm:ss" in the machine's default locale and zone. YYYY is the year that the week belongs
 // to: the last days of December may already count to the next year.

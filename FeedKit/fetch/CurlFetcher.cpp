@@ -41,7 +41,7 @@ bool isLibraryReady()
 }
 
 struct Sink {
-    vitrel::Bytes bytes;
+    Bytes bytes;
     std::size_t maxBytes;
     bool full = false;
 
@@ -121,7 +121,7 @@ public:
             prepare(url);
     }
 
-    vitrel::Result<std::optional<FetchedContents>, Error> run(const std::stop_token& stop)
+    Result<std::optional<FetchedContents>, Error> run(const std::stop_token& stop)
     {
         const Multi multi(easy_ ? curl_multi_init() : nullptr);
         if (!multi || curl_multi_add_handle(multi.get(), easy_.get()) != CURLM_OK)
@@ -280,7 +280,7 @@ std::optional<Error> faultOf(const URL& url)
 
 } // namespace
 
-vitrel::Result<std::optional<FetchedContents>, std::string> CurlFetcher::contentsOfIfModified(
+Result<std::optional<FetchedContents>, std::string> CurlFetcher::contentsOfIfModified(
     const URL& url, const Validators& known, std::stop_token stop)
 {
     if (auto fault = faultOf(url))

@@ -26,7 +26,7 @@ public:
         : limits_(limits)
     { }
 
-    vitrel::Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
+    Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
         const URL& url, const Validators& known, std::stop_token stop = {}) override;
 
 private:

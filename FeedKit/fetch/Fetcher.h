@@ -1,8 +1,8 @@
 #pragma once
 
+#include "FeedKit/basics/Bytes.h"
+#include "FeedKit/basics/Result.h"
 #include "FeedKit/fetch/URL.h"
-#include "base/Bytes.h"
-#include "base/Result.h"
 
 #include <optional>
 #include <stop_token>
@@ -19,7 +19,7 @@ struct Validators {
 };
 
 struct FetchedContents {
-    vitrel::Bytes bytes;
+    Bytes bytes;
     Validators validators;
 };
 
@@ -32,12 +32,12 @@ public:
     // The whole resource, or absent if it is still the one that came with `known`, which may be nothing. Blocks the
     // calling thread. The error is a reason in words, for people. Once `stop` is requested, by whichever thread, it
     // ends at once, with an error.
-    virtual vitrel::Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
+    virtual Result<std::optional<FetchedContents>, std::string> contentsOfIfModified(
         const URL& url, const Validators& known, std::stop_token stop = {})
         = 0;
 
     // The whole resource, in the same way.
-    vitrel::Result<vitrel::Bytes, std::string> contentsOf(const URL& url, std::stop_token stop = {})
+    Result<Bytes, std::string> contentsOf(const URL& url, std::stop_token stop = {})
     {
         auto contents = contentsOfIfModified(url, {}, std::move(stop));
         if (!contents)

@@ -57,7 +57,7 @@ std::string marksOf(const struct stat& file)
 
 } // namespace
 
-vitrel::Result<std::optional<FetchedContents>, std::string> localContentsOfIfModified(
+Result<std::optional<FetchedContents>, std::string> localContentsOfIfModified(
     const URL& url, const Validators& known, std::size_t maxBytes)
 {
     if (!url.host().empty() && !sameIgnoringCase(url.host(), "localhost"))

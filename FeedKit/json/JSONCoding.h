@@ -1,10 +1,10 @@
 #pragma once
 
+#include "FeedKit/basics/Bytes.h"
+#include "FeedKit/basics/Result.h"
 #include "FeedKit/dates/DateFormatters.h"
 #include "FeedKit/dates/DateStrategies.h"
 #include "FeedKit/models/JSONFeed.h"
-#include "base/Bytes.h"
-#include "base/Result.h"
 
 #include <functional>
 #include <memory>
@@ -15,7 +15,7 @@
 namespace FeedKit {
 
 // How the text of a date reads; decodingStrategy is one.
-using DateDecodingStrategy = std::function<vitrel::Result<Date, DateDecodingError>(std::string_view text)>;
+using DateDecodingStrategy = std::function<Result<Date, DateDecodingError>(std::string_view text)>;
 // How a date is written, as a JSON text; encodingStrategy is one.
 using DateEncodingStrategy = std::function<std::string(Date date)>;
 
@@ -41,8 +41,7 @@ struct JSONDecodingError {
 //
 // With the padding behind `json` the document isn't copied.
 template <Model T>
-vitrel::Result<T, JSONDecodingError> decode(
-    vitrel::ByteView json, const DateDecodingStrategy& dates, Padding padding = Padding::none);
+Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& dates, Padding padding = Padding::none);
 
 // A JSON object with all keys of the type, each once and in a fixed order; null for an absent field. Bytes that aren't
 // UTF-8 become U+FFFD; a number that JSON can't write (NaN, infinite) becomes null.

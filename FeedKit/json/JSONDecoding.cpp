@@ -186,9 +186,9 @@ private:
     std::string path_;
 };
 
-std::string_view withoutByteOrderMark(vitrel::ByteView json)
+std::string_view withoutByteOrderMark(ByteView json)
 {
-    auto text = vitrel::textOf(json);
+    auto text = textOf(json);
     if (text.starts_with("\xEF\xBB\xBF"))
         text.remove_prefix(3);
     return text;
@@ -238,7 +238,7 @@ simdjson::simdjson_result<dom::element> parse(dom::document& document, std::stri
 
 DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter)
 {
-    return [formatter = std::move(formatter)](std::string_view text) -> vitrel::Result<Date, DateDecodingError> {
+    return [formatter = std::move(formatter)](std::string_view text) -> Result<Date, DateDecodingError> {
         if (const auto date = formatter->date(text))
             return *date;
         return DateDecodingError{"the date isn't in a format that this feed may use."};
@@ -246,7 +246,7 @@ DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter)
 }
 
 template <Model T>
-vitrel::Result<T, JSONDecodingError> decode(vitrel::ByteView json, const DateDecodingStrategy& dates, Padding padding)
+Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& dates, Padding padding)
 {
     const auto text = withoutByteOrderMark(json);
     if (text.starts_with("\xEF\xBB\xBF")) // a reader may skip one of its own accord
@@ -274,12 +274,10 @@ vitrel::Result<T, JSONDecodingError> decode(vitrel::ByteView json, const DateDec
     return model;
 }
 
-template vitrel::Result<JSONFeed, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&, Padding);
-template vitrel::Result<JSONFeedItem, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&, Padding);
-template vitrel::Result<JSONFeedAttachment, JSONDecodingError> decode(
-    vitrel::ByteView, const DateDecodingStrategy&, Padding);
-template vitrel::Result<JSONFeedAuthor, JSONDecodingError> decode(
-    vitrel::ByteView, const DateDecodingStrategy&, Padding);
-template vitrel::Result<JSONFeedHub, JSONDecodingError> decode(vitrel::ByteView, const DateDecodingStrategy&, Padding);
+template Result<JSONFeed, JSONDecodingError> decode(ByteView, const DateDecodingStrategy&, Padding);
+template Result<JSONFeedItem, JSONDecodingError> decode(ByteView, const DateDecodingStrategy&, Padding);
+template Result<JSONFeedAttachment, JSONDecodingError> decode(ByteView, const DateDecodingStrategy&, Padding);
+template Result<JSONFeedAuthor, JSONDecodingError> decode(ByteView, const DateDecodingStrategy&, Padding);
+template Result<JSONFeedHub, JSONDecodingError> decode(ByteView, const DateDecodingStrategy&, Padding);
 
 } // namespace FeedKit

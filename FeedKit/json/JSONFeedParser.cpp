@@ -2,7 +2,7 @@
 
 namespace FeedKit {
 
-vitrel::Result<Feed, ParserError> JSONFeedParser::parse()
+Result<Feed, ParserError> JSONFeedParser::parse()
 {
     auto feed = decode<JSONFeed>(data, formatted(std::make_shared<RFC3339DateFormatter>()), padding_);
     if (!feed)

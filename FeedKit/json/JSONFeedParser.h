@@ -1,8 +1,8 @@
 #pragma once
 
+#include "FeedKit/basics/Bytes.h"
 #include "FeedKit/json/JSONCoding.h"
 #include "FeedKit/models/FeedParserProtocol.h"
-#include "base/Bytes.h"
 
 namespace FeedKit {
 
@@ -11,7 +11,7 @@ class JSONFeedParser final : public FeedParserProtocol
 {
 public:
     // `data` must outlive the parser.
-    explicit JSONFeedParser(vitrel::ByteView data, Padding padding = Padding::none)
+    explicit JSONFeedParser(ByteView data, Padding padding = Padding::none)
         : data(data)
         , padding_(padding)
     { }
@@ -19,9 +19,9 @@ public:
     // Blocks until done. A failure anywhere fails the document: internalError with what is wrong, and where. Dates are
     // what RFC3339DateFormatter reads. The rules of the decoding are those of decode() in JSONCoding.h. Can't be
     // interrupted.
-    vitrel::Result<Feed, ParserError> parse() override;
+    Result<Feed, ParserError> parse() override;
 
-    const vitrel::ByteView data;
+    const ByteView data;
 
 private:
     Padding padding_;

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "FeedKit/basics/Date.h"
 #include "FeedKit/models/ElementAttributes.h"
 #include "FeedKit/models/MediaNamespace.h"
-#include "base/Date.h"
 
 #include <memory>
 #include <string>
@@ -10,8 +10,6 @@
 
 // Atom (RFC 4287). Text is UTF-8 as the document has it, nothing trimmed.
 namespace FeedKit {
-
-using vitrel::Date;
 
 struct AtomFeedAuthor {
     std::optional<std::string> name;

@@ -1,14 +1,12 @@
 #pragma once
 
+#include "FeedKit/basics/Date.h"
 #include "FeedKit/models/Fields.h"
-#include "base/Date.h"
 
 #include <optional>
 #include <string>
 
 namespace FeedKit {
-
-using vitrel::Date;
 
 // The Dublin Core elements (prefix "dc") of a channel or an item. An element that occurs more than once runs together.
 struct DublinCoreNamespace {

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "FeedKit/basics/Result.h"
 #include "FeedKit/models/Feed.h"
 #include "FeedKit/models/ParserError.h"
-#include "base/Result.h"
 
 namespace FeedKit {
 
@@ -13,7 +13,7 @@ public:
     virtual ~FeedParserProtocol() = default;
 
     // Blocks until done.
-    virtual vitrel::Result<Feed, ParserError> parse() = 0;
+    virtual Result<Feed, ParserError> parse() = 0;
     // Asks a parse that runs to end with an error. Without effect on one that can't be interrupted. Any thread.
     virtual void abortParsing() { }
 };

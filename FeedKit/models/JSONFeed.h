@@ -1,7 +1,7 @@
 #pragma once
 
+#include "FeedKit/basics/Date.h"
 #include "FeedKit/models/Fields.h"
-#include "base/Date.h"
 
 #include <cstdint>
 #include <optional>
@@ -10,8 +10,6 @@
 
 // JSON Feed, version 1. Plain values: a copy of a feed copies everything in it. Addresses are plain text.
 namespace FeedKit {
-
-using vitrel::Date;
 
 struct JSONFeedAuthor {
     std::optional<std::string> name;

@@ -1,15 +1,13 @@
 #pragma once
 
+#include "FeedKit/basics/Date.h"
 #include "FeedKit/models/Fields.h"
-#include "base/Date.h"
 
 #include <cstdint>
 #include <optional>
 #include <string_view>
 
 namespace FeedKit {
-
-using vitrel::Date;
 
 enum class SyndicationUpdatePeriod { hourly, daily, weekly, monthly, yearly };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/Bytes.h"
+#include "FeedKit/basics/Bytes.h"
 
 #include <algorithm>
 #include <chrono>
@@ -35,7 +35,7 @@ public:
 class DataInputStream final : public NSInputStream
 {
 public:
-    explicit DataInputStream(vitrel::ByteView data)
+    explicit DataInputStream(ByteView data)
         : rest_(data)
     { }
 
@@ -51,7 +51,7 @@ public:
     std::size_t bytesLeft() const override { return rest_.size(); }
 
 private:
-    vitrel::ByteView rest_;
+    ByteView rest_;
 };
 
 } // namespace FeedKit

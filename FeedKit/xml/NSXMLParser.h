@@ -1,8 +1,8 @@
 #pragma once
 
+#include "FeedKit/basics/Bytes.h"
 #include "FeedKit/models/ElementAttributes.h"
 #include "FeedKit/xml/NSInputStream.h"
-#include "base/Bytes.h"
 
 #include <atomic>
 #include <memory>

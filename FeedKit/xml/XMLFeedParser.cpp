@@ -24,7 +24,7 @@ std::string_view rawValue(XMLFeedType type)
     return {};
 }
 
-XMLFeedParser::XMLFeedParser(vitrel::ByteView data)
+XMLFeedParser::XMLFeedParser(ByteView data)
     : XMLFeedParser(std::make_shared<DataInputStream>(data))
 { }
 
@@ -35,7 +35,7 @@ XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream)
 
 XMLFeedParser::~XMLFeedParser() = default;
 
-vitrel::Result<Feed, ParserError> XMLFeedParser::parse()
+Result<Feed, ParserError> XMLFeedParser::parse()
 {
     xmlParser_.parse();
     if (parsingError_) {

@@ -24,13 +24,13 @@ class XMLFeedParser final : public FeedParserProtocol, private NSXMLParserDelega
 {
 public:
     // `data` must outlive the parser.
-    explicit XMLFeedParser(vitrel::ByteView data);
+    explicit XMLFeedParser(ByteView data);
     // `stream` isn't null.
     explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream);
     ~XMLFeedParser() override;
 
     // Blocks until done. Once. A document in error gives no part of a feed.
-    vitrel::Result<Feed, ParserError> parse() override;
+    Result<Feed, ParserError> parse() override;
     // Ends the parse with an error, unless the root element has ended before. Any thread, at any moment.
     void abortParsing() override { xmlParser_.abortParsing(); }
 

@@ -14,12 +14,12 @@ public:
     std::string name() const override { return "FeedKit"; }
     void parse(const std::string& document) override
     {
-        FeedKit::XMLFeedParser parser(vitrel::bytesOf(document));
+        FeedKit::XMLFeedParser parser(FeedKit::bytesOf(document));
         (void)parser.parse().has_value();
     }
     Titles titlesOf(const std::string& document) override
     {
-        FeedKit::XMLFeedParser parser(vitrel::bytesOf(document));
+        FeedKit::XMLFeedParser parser(FeedKit::bytesOf(document));
         const auto feed = parser.parse();
         if (!feed)
             return std::nullopt;

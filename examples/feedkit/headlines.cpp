@@ -15,7 +15,7 @@ Result<Feed, ParserError> fromAddress(const std::string& address)
 // From memory. What the document is shows in its first bytes: "<" for XML, "{" for JSON.
 Result<Feed, ParserError> fromMemory(std::string_view text)
 {
-    const auto bytes = vitrel::bytesOf(text);
+    const auto bytes = FeedKit::bytesOf(text);
     return FeedParser(Bytes(bytes.begin(), bytes.end())).parse();
 }
 

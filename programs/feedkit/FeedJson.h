@@ -1,8 +1,8 @@
 #pragma once
 
+#include "FeedKit/basics/Result.h"
 #include "FeedKit/models/Feed.h"
 #include "FeedKit/models/ParserError.h"
-#include "base/Result.h"
 #include "programs/feedkit/JsonText.h"
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace vitrel {
 
-using ParsedFeed = Result<FeedKit::Feed, FeedKit::ParserError>;
+using ParsedFeed = FeedKit::Result<FeedKit::Feed, FeedKit::ParserError>;
 
 enum class JsonLayout {
     line, // no line end in it

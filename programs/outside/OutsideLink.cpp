@@ -255,7 +255,7 @@ public:
     explicit Feeds(const std::shared_ptr<State>& state)
         : state_(state)
     { }
-    Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
+    FeedKit::Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
         const FeedKit::URL& url, const FeedKit::Validators& known, std::stop_token stop) override
     {
         const auto state = state_.lock();

@@ -41,7 +41,7 @@ std::string compressed(const std::string& text, int windowBits)
 std::string fetched(const std::string& url, FetchLimits limits = {})
 {
     const auto contents = CurlFetcher(limits).contentsOf(URL(url));
-    return contents ? std::string(vitrel::textOf(*contents)) : "error: " + contents.error();
+    return contents ? std::string(FeedKit::textOf(*contents)) : "error: " + contents.error();
 }
 
 TEST(CurlFetcher, GivesTheBytesOfAnAnswerHoweverTheyTravelOrSaysWhatIsWrong)
@@ -167,7 +167,7 @@ TEST(CurlFetcher, ComesBackWithNothingWhenNothingChanged)
         const URL url(server.url(target));
         const auto first = fetcher.contentsOfIfModified(url, {});
         ASSERT_TRUE(first && *first) << target;
-        EXPECT_EQ(vitrel::textOf((*first)->bytes), "body");
+        EXPECT_EQ(FeedKit::textOf((*first)->bytes), "body");
         EXPECT_EQ((*first)->validators, (Validators{"\"one\"", "Mon, 01 Jan 2024 00:00:00 GMT"})) << target;
         const auto second = fetcher.contentsOfIfModified(url, (*first)->validators);
         ASSERT_TRUE(second) << second.error();
@@ -256,7 +256,7 @@ TEST(CurlFetcher, ServesManyCallsAtOnce)
         threads.emplace_back([&, k] {
             const std::string target = "/" + std::to_string(k);
             const auto contents = fetcher.contentsOf(URL(server.url(target)));
-            right += contents && vitrel::textOf(*contents) == target;
+            right += contents && FeedKit::textOf(*contents) == target;
         });
     }
     for (auto& thread : threads)

@@ -101,7 +101,7 @@ std::string element(const std::string& path, const std::string& attributes, cons
 
 Leaves parsed(const std::string& document)
 {
-    XMLFeedParser parser(vitrel::bytesOf(document));
+    XMLFeedParser parser(FeedKit::bytesOf(document));
     const auto feed = parser.parse();
     EXPECT_TRUE(feed) << document << ": " << feed.error().payload();
     return feed ? leavesOf(*feed) : Leaves();

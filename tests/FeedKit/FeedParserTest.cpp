@@ -15,7 +15,7 @@ namespace {
 
 Bytes bytes(std::string_view text)
 {
-    const auto view = vitrel::bytesOf(text);
+    const auto view = FeedKit::bytesOf(text);
     return {view.begin(), view.end()};
 }
 
@@ -45,7 +45,7 @@ TEST(FeedDataType, IsToldByTheFirstSignificantCharacter)
             {std::string(199, ' ') + "\u2003<", {}, "so does a character that the 200 bytes cut"},
             {"\xC2<", {}, "and one that isn't finished"}};
     for (const auto& [data, type, why] : cases)
-        EXPECT_EQ(makeFeedDataType(vitrel::bytesOf(data)), type) << data << ": " << why;
+        EXPECT_EQ(makeFeedDataType(FeedKit::bytesOf(data)), type) << data << ": " << why;
 }
 
 TEST(FeedParser, SendsADocumentToTheParserOfItsType)

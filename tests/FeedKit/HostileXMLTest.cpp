@@ -10,12 +10,12 @@ namespace {
 using testing::HasSubstr;
 using vitrel::repeated;
 
-vitrel::Result<Feed, ParserError> parsed(const std::string& document)
+FeedKit::Result<Feed, ParserError> parsed(const std::string& document)
 {
-    return XMLFeedParser(vitrel::bytesOf(document)).parse();
+    return XMLFeedParser(FeedKit::bytesOf(document)).parse();
 }
 
-std::string reasonOf(const vitrel::Result<Feed, ParserError>& result)
+std::string reasonOf(const FeedKit::Result<Feed, ParserError>& result)
 {
     return result ? "a feed" : result.error().payload();
 }

@@ -7,8 +7,8 @@
 namespace FeedKit {
 namespace {
 
+using FeedKit::bytesOf, vitrel::repeated;
 using testing::HasSubstr;
-using vitrel::bytesOf, vitrel::repeated;
 
 std::optional<JSONFeed> parsed(std::string_view json)
 {

@@ -28,7 +28,7 @@ struct PieceStream final : NSInputStream {
     bool breaks_;
 };
 
-std::string outcome(const vitrel::Result<Feed, ParserError>& result)
+std::string outcome(const FeedKit::Result<Feed, ParserError>& result)
 {
     if (!result)
         return result.error().which() == ParserError::Case::feedNotFound ? "not found" : result.error().payload();
@@ -40,7 +40,7 @@ std::string outcome(const vitrel::Result<Feed, ParserError>& result)
 
 std::string outcomeOf(const std::string& document)
 {
-    return outcome(XMLFeedParser(vitrel::bytesOf(document)).parse());
+    return outcome(XMLFeedParser(FeedKit::bytesOf(document)).parse());
 }
 
 std::string outcomeInPieces(const std::string& document, std::size_t piece, bool breaks = false)
@@ -143,7 +143,7 @@ TEST(XMLFeedParser, TellsACDATASectionThatIsNotUTF8)
     for (const char* bytes :
         {"\xFF", "a\xC3(", "\xE2\x82", "\xED\xA0\x80", "\xC0\xAF", "\xF8\x88\x80\x80", "\xF4\x90\x80\x80"}) {
         const auto document = rss("<item><x><y/></x><title><![CDATA[ok\n" + std::string(bytes) + "]]></title></item>");
-        XMLFeedParser parser(vitrel::bytesOf(document));
+        XMLFeedParser parser(FeedKit::bytesOf(document));
         const auto result = parser.parse();
         ASSERT_FALSE(result);
         EXPECT_EQ(result.error(), ParserError::internalError("`CDATAblock` encoding error"));
@@ -154,7 +154,7 @@ TEST(XMLFeedParser, TellsACDATASectionThatIsNotUTF8)
     for (const std::string character : {"\uFFFE", "\uFFFF", "\x02"})
         EXPECT_THAT(outcomeOf(rss("<title><![CDATA[" + character + "]]>")), testing::StartsWith("not well-formed"));
     const auto unknown = "<rss><channel><x><y/><z><![CDATA[\xFF]]>";
-    XMLFeedParser parser(vitrel::bytesOf(unknown));
+    XMLFeedParser parser(FeedKit::bytesOf(unknown));
     EXPECT_FALSE(parser.parse());
     EXPECT_EQ(parser.parsingError()->payload(), "/rss/channel/x/z");
 }

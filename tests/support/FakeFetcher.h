@@ -11,7 +11,7 @@ namespace vitrel {
 
 // Answers requests for feeds with the texts that it is given, in turn.
 struct FakeFetcher final : FeedKit::Fetcher {
-    Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
+    FeedKit::Result<std::optional<FeedKit::FetchedContents>, std::string> contentsOfIfModified(
         const FeedKit::URL& url, const FeedKit::Validators& known, std::stop_token stop) override
     {
         if (stop.stop_requested()) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/Date.h"
+#include "FeedKit/basics/Date.h"
 
 #include <memory>
 #include <optional>
@@ -18,7 +18,7 @@ namespace FeedKit {
 class PlainDates
 {
 public:
-    using Date = vitrel::Date;
+    using Date = FeedKit::Date;
 
     std::optional<Date> rfc822(std::string_view text) const
     {
