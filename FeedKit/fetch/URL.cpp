@@ -6,26 +6,14 @@ namespace FeedKit {
 
 namespace {
 
-char lowercase(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
-
 bool isScheme(std::string_view text)
 {
-    const auto isLetter = [](char c) { return lowercase(c) >= 'a' && lowercase(c) <= 'z'; };
     const auto isFurther
-        = [&](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.'; };
-    return !text.empty() && isLetter(text[0]) && std::all_of(text.begin(), text.end(), isFurther);
+        = [](char c) { return isASCIILetter(c) || isASCIIDigit(c) || c == '+' || c == '-' || c == '.'; };
+    return !text.empty() && isASCIILetter(text[0]) && std::all_of(text.begin(), text.end(), isFurther);
 }
 
 } // namespace
-
-bool sameIgnoringCase(std::string_view a, std::string_view b)
-{
-    return std::equal(
-        a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lowercase(x) == lowercase(y); });
-}
 
 std::string_view URL::scheme() const&
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FeedKit/basics/Letters.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,8 +43,5 @@ private:
 // `url` with the scheme `with` if its scheme is `scheme` (in any case of letters), else unchanged. Nothing but the
 // scheme changes. Absent if `with` is no scheme.
 std::optional<URL> replacing(const URL& url, std::string_view scheme, std::string_view with);
-
-// Equal but for the case of ASCII letters, as schemes and hosts are compared.
-bool sameIgnoringCase(std::string_view a, std::string_view b);
 
 } // namespace FeedKit
