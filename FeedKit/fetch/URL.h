@@ -30,11 +30,19 @@ public:
     std::string_view path() const&;
     std::string_view path() const&& = delete;
 
+    // Behind "//" and ahead of the path, user and port with it; absent without "//".
+    std::optional<std::string_view> authority() const&;
+    std::optional<std::string_view> authority() const&& = delete;
+    // Behind "?" and ahead of "#"; absent without "?".
+    std::optional<std::string_view> query() const&;
+    std::optional<std::string_view> query() const&& = delete;
+    // From "#" on, which is part of it; empty if there is none.
+    std::string_view fragment() const&;
+    std::string_view fragment() const&& = delete;
+
     friend bool operator==(const URL&, const URL&) = default;
 
 private:
-    // Behind "//", up to the path; absent without "//".
-    std::optional<std::string_view> authority() const;
     std::string_view behindScheme() const;
 
     std::string text_;
@@ -43,5 +51,11 @@ private:
 // `url` with the scheme `with` if its scheme is `scheme` (in any case of letters), else unchanged. Nothing but the
 // scheme changes. Absent if `with` is no scheme.
 std::optional<URL> replacing(const URL& url, std::string_view scheme, std::string_view with);
+
+// The address that `reference`, found in the document at `base`, stands for (RFC 3986, section 5.2, strictly). White
+// space around it and line ends and tabs in it, which documents are wrapped with, don't count. With an empty `base` it
+// is the reference itself. Absent if `reference` needs a base and `base` can be none: it has no scheme, or is of a kind
+// without folders ("mailto:a@b"). Linear time.
+std::optional<URL> resolved(const URL& base, std::string_view reference);
 
 } // namespace FeedKit
