@@ -1,0 +1,6 @@
+#pragma once
+
+// All of FeedKit.
+#include "FeedKit/FeedParser.h"
+#include "FeedKit/fetch/CurlFetcher.h"
+#include "FeedKit/xml/DescriptorInputStream.h"
