@@ -163,10 +163,7 @@ TEST(Entries, AreSeenInAtom)
                 "type='audio/x' length='2'/>",
                 "http://h/f/e|audio/x|2|-;http://h/f/m|-|-|-"},
             {"audio", "<link rel='enclosure' href='e' type='audio/x'/>", "http://h/f/e|audio/x|-|-"},
-            {"image",
-                "<link rel='enclosure' href='e.gif'/><media:group><media:content><media:thumbnail "
-                "url='t'/></media:content></media:group>",
-                "http://h/f/t"},
+            {"image", "<link rel='enclosure' href='e.gif'/><media:thumbnail url='t'/>", "http://h/f/t"},
             {"image", "<link rel='enclosure' href='e.gif'/><content type='html'>&lt;img src=i></content>",
                 "http://h/f/e.gif"},
             {"image", "<content>&lt;img src=i></content>", "-"}});
