@@ -1,21 +1,8 @@
 #include "FeedKit/entries/Gathering.h"
 
-#include "base/Text.h"
-
 namespace FeedKit::gathering {
 
 namespace {
-
-// How a text construct or a content is to be read (RFC 4287, 3.1.1 and 4.1.3.1); absent for what is no text.
-std::optional<TextForm> formOf(const std::optional<std::string>& said)
-{
-    const auto type = vitrel::asciiLowercase(vitrel::trimmed(said ? std::string_view(*said) : std::string_view()));
-    if (type == "html" || type == "xhtml" || type.starts_with("text/html") || type.starts_with("application/xhtml+xml"))
-        return TextForm::html;
-    if (type.empty() || type == "text" || type.starts_with("text/"))
-        return TextForm::plain;
-    return std::nullopt;
-}
 
 template <class Construct> std::optional<EntryText> textOf(const std::shared_ptr<Construct>& construct)
 {
@@ -23,32 +10,6 @@ template <class Construct> std::optional<EntryText> textOf(const std::shared_ptr
         return std::nullopt;
     const auto form = formOf(construct->attributes ? construct->attributes->type : std::nullopt);
     return form ? gathering::textOf(firstSaid({&construct->value}), *form) : std::nullopt;
-}
-
-bool isRelated(const std::optional<std::string>& said, std::string_view relation)
-{
-    return sameIgnoringCase(vitrel::trimmed(said ? std::string_view(*said) : std::string_view()), relation);
-}
-
-// Of the links to the same in another form the first that is a page, else the first at all.
-template <class Link>
-std::optional<std::string> pageOf(const std::optional<std::vector<std::shared_ptr<Link>>>& links, Base& base)
-{
-    std::optional<std::string> found;
-    for (std::size_t k = 0; links && k < links->size(); ++k) {
-        const auto& said = (*links)[k]->attributes;
-        if (!said || !(isRelated(said->rel, "") || isRelated(said->rel, "alternate")))
-            continue;
-        const bool isPage = !said->type || formOf(said->type) == TextForm::html;
-        if (found && !isPage)
-            continue;
-        if (auto address = addressOf(firstSaid({&said->href}), base)) {
-            found = std::move(address);
-            if (isPage)
-                break;
-        }
-    }
-    return found;
 }
 
 template <class Person>
@@ -77,18 +38,32 @@ void gatherFiles(const AtomFeedEntry& from, Base& base, Entry& to)
     }
     if (!to.image)
         to.image = files.image();
-    if (!to.image)
-        to.image = shownImageOf(to, base);
+    if (!to.image) {
+        auto ofText = base.within(in(from.more, &AtomFeedEntryMore::contentBase));
+        const bool saysBase = from.more && (from.more->base || from.more->contentBase);
+        to.image = shownImageOf(to, saysBase ? &ofText : nullptr, base);
+    }
     std::move(files).giveTo(to, std::nullopt);
 }
 
-Entry entryOf(const AtomFeedEntry& from, Base& base, const std::vector<EntryPerson>& ofFeed)
+// A title of which nothing more was kept is taken for HTML: most that hold markup or references are.
+template <class More> std::optional<std::string> titleOf(Source title, const std::shared_ptr<More>& more)
 {
+    return lineOf(firstSaid({title}), more ? formOf(more->titleType).value_or(TextForm::plain) : TextForm::html);
+}
+
+Entry entryOf(const AtomFeedEntry& from, Base& ofDocument, const std::vector<EntryPerson>& ofFeed)
+{
+    Base base = ofDocument.within(in(from.more, &AtomFeedEntryMore::base));
     Entry entry;
     entry.id = lineOf(firstSaid({&from.id}), TextForm::plain);
-    entry.title = lineOf(firstSaid({&from.title}), TextForm::html);
+    entry.title = titleOf(&from.title, from.more);
+    if (!entry.title)
+        entry.title = lineOf(firstSaid({titleIn(from.media)}), TextForm::html);
     entry.link = pageOf(from.links, base);
     entry.summary = textOf(from.summary);
+    if (!entry.summary)
+        entry.summary = descriptionOf(from.media);
     entry.content = textOf(from.content);
     entry.authors = peopleOf(from.authors, base);
     if (entry.authors.empty())
@@ -110,9 +85,11 @@ Entry entryOf(const AtomFeedEntry& from, Base& base, const std::vector<EntryPers
 
 } // namespace
 
-void gatherAtom(const AtomFeed& feed, Base& base, Entries& to)
+void gatherAtom(const AtomFeed& feed, Base& ofDocument, Entries& to)
 {
-    to.title = lineOf(firstSaid({&feed.title}), TextForm::html);
+    Base base = ofDocument.within(in(feed.more, &AtomFeedMore::base));
+    to.title = titleOf(&feed.title, feed.more);
+    to.language = lineOf(firstSaid({in(feed.more, &AtomFeedMore::language)}), TextForm::plain);
     to.link = pageOf(feed.links, base);
     if (auto subtitle = textOf(feed.subtitle))
         to.description = std::move(subtitle->text);
@@ -124,7 +101,7 @@ void gatherAtom(const AtomFeed& feed, Base& base, Entries& to)
         return;
     to.entries.reserve(feed.entries->size());
     for (const auto& entry : *feed.entries)
-        to.entries.push_back(entryOf(*entry, base, to.authors));
+        to.entries.push_back(entryOf(*entry, ofDocument, to.authors));
 }
 
 } // namespace FeedKit::gathering

@@ -53,8 +53,10 @@ struct Entry {
     std::optional<EntryFile> audio; // the first of the enclosures that is to be heard
     std::vector<EntryFile> enclosures; // in the document's order, each address once
     std::vector<std::string> categories; // in the document's order, each once
-    FEEDKIT_FIELDS(
-        Entry, id, title, link, summary, content, authors, published, updated, image, audio, enclosures, categories)
+    std::optional<EntryFile> chapters; // of an episode; these two only of a feed that was parsed with Extent::more
+    std::vector<EntryFile> transcripts;
+    FEEDKIT_FIELDS(Entry, id, title, link, summary, content, authors, published, updated, image, audio, enclosures,
+        categories, chapters, transcripts)
 
     // What there is to read: the content, else the summary, else null. Lasts as long as the entry.
     const EntryText* body() const { return content ? &*content : summary ? &*summary : nullptr; }

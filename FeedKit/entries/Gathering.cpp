@@ -92,6 +92,29 @@ const std::string* firstSaid(std::initializer_list<Source> sources)
     return nullptr;
 }
 
+std::optional<TextForm> formOf(const std::optional<std::string>& said)
+{
+    const auto type = vitrel::asciiLowercase(trimmed(said ? std::string_view(*said) : std::string_view()));
+    if (type == "html" || type == "xhtml" || type.starts_with("text/html") || type.starts_with("application/xhtml+xml"))
+        return TextForm::html;
+    if (type.empty() || type == "text" || type.starts_with("text/"))
+        return TextForm::plain;
+    return std::nullopt;
+}
+
+bool isRelated(const std::optional<std::string>& said, std::string_view relation)
+{
+    return sameIgnoringCase(trimmed(said ? std::string_view(*said) : std::string_view()), relation);
+}
+
+Base Base::within(Source xmlBase)
+{
+    auto base = *this;
+    if (const auto found = addressOf(firstSaid({xmlBase}), base))
+        base.url_ = URL(*found);
+    return base;
+}
+
 std::optional<std::string> lineOf(const std::string* said, TextForm form)
 {
     return said ? unlessEmpty(form == TextForm::html ? lineOfHTML(*said) : plainLine(*said)) : std::nullopt;
@@ -250,15 +273,37 @@ std::optional<std::string> thumbnailOf(const MediaNamespace& media, Base& base)
             found = first((*contents)[k]->mediaThumbnails);
     };
     look(media.mediaContents);
-    if (media.mediaGroup)
+    if (!found && media.mediaGroup) {
+        found = first(media.mediaGroup->mediaThumbnails);
         look(media.mediaGroup->mediaContents);
+    }
     return found;
 }
 
-std::optional<std::string> shownImageOf(const Entry& entry, Base& base)
+Source titleIn(const std::shared_ptr<MediaNamespace>& media)
+{
+    if (!media)
+        return nullptr;
+    const auto own = in(media->mediaTitle, &MediaTitle::value);
+    return firstSaid({own}) || !media->mediaGroup ? own : in(media->mediaGroup->mediaTitle, &MediaTitle::value);
+}
+
+std::optional<EntryText> descriptionOf(const std::shared_ptr<MediaNamespace>& media)
+{
+    const auto read = [](const std::shared_ptr<MediaDescription>& said) -> std::optional<EntryText> {
+        // "plain" unless it says "html".
+        const auto type = attributeOf(said, &MediaDescription::Attributes::type);
+        const bool isHTML = type && *type && sameIgnoringCase(**type, "html");
+        return textOf(firstSaid({in(said, &MediaDescription::value)}), isHTML ? TextForm::html : TextForm::plain);
+    };
+    auto found = media ? read(media->mediaDescription) : std::nullopt;
+    return found || !media || !media->mediaGroup ? found : read(media->mediaGroup->mediaDescription);
+}
+
+std::optional<std::string> shownImageOf(const Entry& entry, Base* ofText, Base& base)
 {
     const auto isPixel = [](const std::optional<std::string>& size) { return size == "0" || size == "1"; };
-    Base page(URL(entry.link.value_or("")));
+    Base ofPage = entry.link ? Base(URL(*entry.link)) : base;
     for (const auto* text : {&entry.content, &entry.summary}) {
         if (!*text || !(*text)->markup)
             continue;
@@ -273,7 +318,7 @@ std::optional<std::string> shownImageOf(const Entry& entry, Base& base)
             const URL address{std::string(trimmed(*source))};
             // One that is written out in the text is none to fetch.
             if (!sameIgnoringCase(address.scheme(), "data"))
-                return addressOf(&*source, entry.link ? page : base);
+                return addressOf(&*source, ofText ? *ofText : ofPage);
         }
     }
     return std::nullopt;

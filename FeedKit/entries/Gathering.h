@@ -34,18 +34,24 @@ class Base
 public:
     explicit Base(URL url)
         : url_(std::move(url))
+        , left_(std::make_shared<std::size_t>(kMostRepeated))
     { }
     const URL& url() const { return url_; }
     // Whether so many bytes more may be repeated; they are counted then.
     bool takes(std::size_t bytes)
     {
-        left_ -= std::min(left_, bytes);
-        return left_ > 0;
+        *left_ -= std::min(*left_, bytes);
+        return *left_ > 0;
     }
+    // Of what has this "xml:base", which may be null; it counts against the same.
+    Base within(Source xmlBase);
 
 private:
+    // Some hundred bytes at each of as many entries as a model can have.
+    static constexpr std::size_t kMostRepeated = 32u << 20;
+
     URL url_;
-    std::size_t left_ = 32u << 20; // some hundred bytes at each of as many entries as a model can have
+    std::shared_ptr<std::size_t> left_;
 };
 
 enum class TextForm { plain, html };
@@ -93,6 +99,7 @@ public:
 
     // Of the first picture.
     const std::optional<std::string>& image() const { return image_; }
+    std::vector<EntryFile> take() && { return std::move(files_); }
     void giveTo(Entry& entry, std::optional<double> duration) &&;
 
 private:
@@ -105,9 +112,38 @@ private:
 
 // The first thumbnail of Media RSS.
 std::optional<std::string> thumbnailOf(const MediaNamespace& media, Base& base);
+// What Media RSS has of an entry, where the entry itself says nothing.
+Source titleIn(const std::shared_ptr<MediaNamespace>& media);
+std::optional<EntryText> descriptionOf(const std::shared_ptr<MediaNamespace>& media);
 // The first picture that is shown in the entry's text, other than those of a pixel that count readers. It is relative
-// to the entry's page if there is one.
-std::optional<std::string> shownImageOf(const Entry& entry, Base& base);
+// to `ofText`, which may be null, else to the entry's page, else to `base`.
+std::optional<std::string> shownImageOf(const Entry& entry, Base* ofText, Base& base);
+
+// How a text construct or a content of Atom is to be read (RFC 4287, sections 3.1.1 and 4.1.3.1); absent for what is no
+// text.
+std::optional<TextForm> formOf(const std::optional<std::string>& type);
+bool isRelated(const std::optional<std::string>& said, std::string_view relation);
+
+// Of the links to the same in another form the first that is a page, else the first at all.
+template <class Link>
+std::optional<std::string> pageOf(const std::optional<std::vector<std::shared_ptr<Link>>>& links, Base& base)
+{
+    std::optional<std::string> found;
+    for (std::size_t k = 0; links && k < links->size(); ++k) {
+        const auto& said = (*links)[k]->attributes;
+        if (!said || !(isRelated(said->rel, "") || isRelated(said->rel, "alternate")))
+            continue;
+        const bool isPage = !said->type || formOf(said->type) == TextForm::html;
+        if (found && !isPage)
+            continue;
+        if (auto address = addressOf(firstSaid({&said->href}), base)) {
+            found = std::move(address);
+            if (isPage)
+                break;
+        }
+    }
+    return found;
+}
 
 // A part of the format's view each; ids that are missing and the feed's date come later.
 void gatherRSS(const RSSFeed& feed, Base& base, Entries& to);

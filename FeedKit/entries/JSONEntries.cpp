@@ -48,7 +48,7 @@ Entry entryOf(const JSONFeedItem& item, Base& base, const std::vector<EntryPerso
     if (!entry.image)
         entry.image = files.image();
     if (!entry.image)
-        entry.image = shownImageOf(entry, base);
+        entry.image = shownImageOf(entry, nullptr, base);
     std::move(files).giveTo(entry, std::nullopt);
     return entry;
 }

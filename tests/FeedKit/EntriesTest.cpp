@@ -1,5 +1,6 @@
 #include "FeedKit/entries/Entries.h"
 #include "FeedKit/FeedParser.h"
+#include "FeedKit/xml/XMLFeedParser.h"
 #include "support/Repeated.h"
 
 #include <gtest/gtest.h>
@@ -41,10 +42,10 @@ template <Model T> std::string shown(const T& model)
     return out;
 }
 
-Entries entriesIn(std::string_view document, const char* address = "http://h/f/x")
+Entries entriesIn(std::string_view document, const char* address = "http://h/f/x", Extent extent = Extent::model)
 {
-    const auto bytes = bytesOf(document);
-    const auto feed = FeedParser(Bytes(bytes.begin(), bytes.end())).parse();
+    const auto feed
+        = extent == Extent::more ? XMLFeedParser(bytesOf(document), extent).parse() : FeedParser(document).parse();
     EXPECT_TRUE(feed) << document.substr(0, 200);
     return feed ? entriesOf(*feed, URL(address)) : Entries();
 }
@@ -56,10 +57,12 @@ struct Row {
 };
 
 // Each row's text between `before` and `behind` is a feed of one entry.
-template <std::size_t count> void check(const std::string& before, const std::string& behind, const Row (&rows)[count])
+template <std::size_t count>
+void check(
+    const std::string& before, const std::string& behind, const Row (&rows)[count], Extent extent = Extent::model)
 {
     for (const auto& row : rows) {
-        const auto found = entriesIn(before + row.inside + behind).entries;
+        const auto found = entriesIn(before + row.inside + behind, "http://h/f/x", extent).entries;
         ASSERT_EQ(found.size(), 1u) << row.inside;
         std::string value = "no such field";
         forEachField<Entry>([&](const auto& field) {
@@ -192,6 +195,41 @@ TEST(Entries, AreSeenInJSONFeed)
             {"image", R"("attachments":[{"url":"a.gif"}],"banner_image":"b")", "http://h/f/b"},
             {"image", R"("attachments":[{"url":"a.gif"}],"content_html":"<img src=s>")", "http://h/f/a.gif"},
             {"image", R"("content_html":"<img src=s>")", "http://h/f/s"}});
+}
+
+// The rows' parts with a star.
+TEST(Entries, SeeMoreWhereMoreWasKept)
+{
+    const std::string media
+        = "<media:group><media:title>gt</media:title><media:description>gd</media:description><media:content>"
+          "<media:thumbnail url='c'/></media:content><media:thumbnail url='t'/></media:group>";
+    const std::string own
+        = media + "<media:title>t</media:title><media:description type='HTML'>&lt;b>d</media:description>";
+    check("<rss xml:base='http://h/b/'><channel><item xml:base='i/'>", "</item></channel></rss>",
+        {{"title", media.c_str(), "gt"}, {"title", own.c_str(), "t"}, {"summary", media.c_str(), "gd|gd"},
+            {"summary", own.c_str(), "d|<b>d"}, {"image", media.c_str(), "http://h/b/i/t"},
+            {"link", "<guid>http://g</guid><atom:link rel='self' href='s'/><atom:link href='a'/>", "http://h/b/i/a"},
+            {"link", "<link>l</link><atom:link href='a'/>", "http://h/b/i/l"},
+            {"image", "<link>/l/</link><description>&lt;img src=s></description>", "http://h/b/i/s"},
+            {"enclosures", "<enclosure url='1'/><enclosure url='2'/>", "http://h/b/i/1|-|-|-;http://h/b/i/2|-|-|-"},
+            {"chapters", "<podcast:chapters url='c' type='t/u'/>", "http://h/b/i/c|t/u|-|-"},
+            {"transcripts", "<podcast:transcript url='c'/><podcast:transcript url='d' type='t/u'/>",
+                "http://h/b/i/c|-|-|-;http://h/b/i/d|t/u|-|-"}},
+        Extent::more);
+    check("<feed xml:base='http://h/b/'><entry xml:base='i/'>", "</entry></feed>",
+        {{"title", media.c_str(), "gt"}, {"summary", media.c_str(), "gd|gd"},
+            {"link", "<link href='a'/>", "http://h/b/i/a"},
+            {"title", "<title type='html'>&lt;b>t</title><media:title>m</media:title>", "t"},
+            {"title", "<title>&lt;b>t</title>", "<b>t"},
+            {"content", "<content type='xhtml'><div>a<b>c</b></div></content>", "ac|a<b>c</b>"},
+            {"image", "<content xml:base='/c/' type='html'>&lt;img src=s></content><link href='/l/'/>", "http://h/c/s"},
+            {"image", "<content type='html'>&lt;img src=s></content><link href='/l/'/>", "http://h/b/i/s"}},
+        Extent::more);
+    check("<rdf:RDF>", "</rdf:RDF>", {{"id", "<item rdf:about='a'><link>l</link></item>", "a"}}, Extent::more);
+    const auto feed = entriesIn(
+        "<rss xml:base='http://h/b/'><channel><atom:link href='a'/></channel></rss>", "http://h", Extent::more);
+    EXPECT_EQ(feed.link, "http://h/b/a");
+    EXPECT_EQ(entriesIn("<feed xml:lang='en'><title>&lt;b></title></feed>", "", Extent::more).language, "en");
 }
 
 TEST(Entries, HaveTheFeedsOwnFields)
