@@ -28,6 +28,7 @@ template <class Feed> struct TextAction {
     void (*run)(Feed&, std::string_view) = nullptr;
     TextDelivery delivery = TextDelivery::none;
     std::size_t pieceCost = 0; // bytes of what it makes of each piece between commas
+    void (*setDate)(Feed&, std::optional<Date>) = nullptr; // what `run` does, if the text is a date
 };
 
 struct Nothing {
@@ -100,6 +101,7 @@ inline constexpr TextAction<RootOf<Path...>> onText = {
     },
     Delivery,
     0,
+    nullptr,
 };
 
 template <auto Read> inline constexpr auto assign = [](auto& field, std::string_view text) { field = Read(text); };
@@ -205,7 +207,7 @@ inline constexpr auto setPosition = [](const std::shared_ptr<MediaLocation>& loc
 
 template <auto Set, class Piece, auto... Path>
 inline constexpr TextAction<RootOf<Path...>> onPieces
-    = {onText<Set, TextDelivery::events, Path...>.run, TextDelivery::events, costOf<Piece>};
+    = {onText<Set, TextDelivery::events, Path...>.run, TextDelivery::events, costOf<Piece>, nullptr};
 
 } // namespace detail
 
@@ -213,7 +215,15 @@ inline constexpr TextAction<RootOf<Path...>> onPieces
 template <auto... Path> inline constexpr auto append = detail::onText<detail::appendTo, TextDelivery::joined, Path...>;
 // The field becomes what this one text says, absent if it doesn't read.
 template <auto... Path>
-inline constexpr auto date = detail::onText<detail::assign<toPermissiveDate>, TextDelivery::events, Path...>;
+inline constexpr TextAction<detail::RootOf<Path...>> date = {
+    detail::onText<detail::assign<toPermissiveDate>, TextDelivery::events, Path...>.run,
+    TextDelivery::events,
+    0,
+    [](detail::RootOf<Path...>& feed, std::optional<Date> read) {
+        if (auto* field = detail::reach<Path...>(feed))
+            *field = read;
+    },
+};
 template <auto... Path>
 inline constexpr auto integer = detail::onText<detail::assign<toInteger>, TextDelivery::events, Path...>;
 template <auto... Path>

@@ -1,5 +1,7 @@
 #include "FeedKit/xml/XMLFeedParser.h"
 
+#include "FeedKit/dates/LenientDate.h"
+
 #include <algorithm>
 
 namespace FeedKit {
@@ -33,6 +35,13 @@ XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream)
     , xmlParser_(*stream_, *this)
 { }
 
+XMLFeedParser::XMLFeedParser(ByteView data, Forgivings& forgivings)
+    : XMLFeedParser(data)
+{
+    forgivings_ = &forgivings;
+    names_.emplace(forgivings, xmlParser_);
+}
+
 XMLFeedParser::~XMLFeedParser() = default;
 
 Result<Feed, ParserError> XMLFeedParser::parse()
@@ -52,6 +61,32 @@ Result<Feed, ParserError> XMLFeedParser::parse()
     }
     if (!rssFeed_)
         return ParserError::internalError("Unable to initialize rss feed model");
+    return Feed::rss(std::move(rssFeed_));
+}
+
+namespace {
+
+// Drops the last item if the error cut it before it had anything.
+template <class Items> void dropEmptyItem(Items& items, bool isOpen)
+{
+    using Item = typename Items::value_type::value_type::element_type;
+    if (isOpen && items && !items->empty() && *items->back() == Item())
+        items->pop_back();
+}
+
+} // namespace
+
+std::optional<Feed> XMLFeedParser::takePartialFeed()
+{
+    if (!parsingError_ || !feedType_ || (!atomFeed_ && !rssFeed_))
+        return std::nullopt;
+    const auto path = currentXMLDOMPath();
+    const auto isIn = [&](std::string_view item) { return path.starts_with(item); };
+    if (atomFeed_) {
+        dropEmptyItem(atomFeed_->entries, isIn("/feed/entry"));
+        return Feed::atom(std::move(atomFeed_));
+    }
+    dropEmptyItem(rssFeed_->items, isIn("/rss/channel/item") || isIn("/rdf:RDF/item"));
     return Feed::rss(std::move(rssFeed_));
 }
 
@@ -78,16 +113,43 @@ void XMLFeedParser::push(std::string_view elementName)
             state_ = next;
             return;
         }
+        if (pushBesideChannel(elementName))
+            return;
     }
     pushUnknown(elementName);
+}
+
+// RSS 0.90 has its items beside the channel, and some documents have no channel at all: what stands right in the root
+// counts as the channel's.
+bool XMLFeedParser::pushBesideChannel(std::string_view elementName)
+{
+    if (!forgivings_ || feedType_ != XMLFeedType::rss || !forgivings_->may(Forgivable::rss090))
+        return false;
+    if (state_ == PathAutomaton::kTop || automaton_->parent(state_) != PathAutomaton::kTop)
+        return false;
+    const auto next = automaton_->child(automaton_->child(state_, "channel"), elementName);
+    if (next == PathAutomaton::kUnknown)
+        return false;
+    state_ = next;
+    strayState_ = next;
+    forgivings_->add(Forgivable::rss090, [&] {
+        return "<" + std::string(elementName) + "> at line " + std::to_string(xmlParser_.line());
+    });
+    return true;
 }
 
 void XMLFeedParser::pop()
 {
     if (!unknown_.empty())
         unknown_.resize(unknown_.rfind('/'));
-    else if (feedType_)
+    else if (feedType_) {
+        const bool isStray = strayState_ != PathAutomaton::kTop && state_ == strayState_;
         state_ = automaton_->parent(state_);
+        if (isStray) {
+            state_ = automaton_->parent(state_);
+            strayState_ = PathAutomaton::kTop;
+        }
+    }
 }
 
 // --- the events
@@ -117,10 +179,16 @@ bool XMLFeedParser::isTypeSet(std::string_view elementName)
 }
 
 void XMLFeedParser::parserDidStartElement(
-    NSXMLParser&, std::string_view elementName, const ElementAttributes& attributes)
+    NSXMLParser&, std::string_view elementName, const ElementAttributes& asWritten)
 {
     childEnded_ = false;
     textRow_ = PathAutomaton::kNoRow;
+    auto attributes = asWritten;
+    if (names_) {
+        elementName = names_->startElement(elementName, asWritten);
+        attributes = names_->attributes(asWritten);
+        textDate_.reset();
+    }
     if (!isTypeSet(elementName))
         return;
     push(elementName);
@@ -143,6 +211,8 @@ void XMLFeedParser::parserDidStartElement(
 void XMLFeedParser::parserDidEndElement(NSXMLParser&)
 {
     pop();
+    if (names_)
+        names_->endElement();
     childEnded_ = true;
     // Texts behind a child belong to no row.
     textRow_ = PathAutomaton::kNoRow;
@@ -181,8 +251,27 @@ template <class Feed> void XMLFeedParser::mapTextIn(const PathTable<Feed>& table
         refuse();
     if (action.pieceCost)
         take(action.pieceCost * (1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), ','))));
-    if (!parsingError_)
+    if (parsingError_)
+        return;
+    if (action.setDate && forgivings_ && forgivings_->may(Forgivable::dates))
+        action.setDate(feed, dateLeniently(text));
+    else
         action.run(feed, text);
+}
+
+// A date that a reference, a comment or the border of a CDATA section separates from white space stays.
+std::optional<Date> XMLFeedParser::dateLeniently(std::string_view text)
+{
+    const bool isBlank = trimmed(text).empty();
+    bool forgiven = isBlank && textDate_;
+    if (!isBlank)
+        textDate_ = toDateLeniently(text, forgiven);
+    if (forgiven) {
+        forgivings_->add(Forgivable::dates, [&] {
+            return "\"" + std::string(trimmed(text).substr(0, 40)) + "\" at line " + std::to_string(xmlParser_.line());
+        });
+    }
+    return textDate_;
 }
 
 void XMLFeedParser::mapText(std::string_view text)

@@ -3,6 +3,7 @@
 #include "FeedKit/models/FeedParserProtocol.h"
 #include "FeedKit/models/ModelBudget.h"
 #include "FeedKit/xml/FeedPaths.h"
+#include "FeedKit/xml/LenientNames.h"
 #include "FeedKit/xml/NSXMLParser.h"
 
 #include <cstdint>
@@ -27,6 +28,9 @@ public:
     explicit XMLFeedParser(ByteView data);
     // `stream` isn't null.
     explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream);
+    // Forgives what `forgivings` allows of names, dates and places of elements, and counts it there; it must outlive
+    // the parser. What the other two read is read in the same way.
+    XMLFeedParser(ByteView data, Forgivings& forgivings);
     ~XMLFeedParser() override;
 
     // Blocks until done. Once. A document in error gives no part of a feed.
@@ -38,6 +42,10 @@ public:
     std::optional<XMLFeedType> feedType() const { return feedType_; }
     const std::optional<ParserError>& parsingError() const { return parsingError_; }
     bool parseComplete() const { return parseComplete_; }
+    // Once parse() has given an error: whether it is one of the document's text, and the feed of what came ahead of it;
+    // absent if nothing did. An item that the error cut counts if it has anything. Once.
+    bool isDamaged() const { return xmlParser_.isDamaged(); }
+    std::optional<Feed> takePartialFeed();
     // The path of the open element; it ends in "/" if a child of it has ended.
     std::string currentXMLDOMPath() const;
 
@@ -55,11 +63,13 @@ private:
     void push(std::string_view elementName);
     void pop();
     void pushUnknown(std::string_view elementName);
+    bool pushBesideChannel(std::string_view elementName);
     void setType(XMLFeedType type, const PathAutomaton& automaton);
     bool isTypeSet(std::string_view elementName);
     template <class Feed> void mapStart(const PathTable<Feed>& table, Feed& feed, const ElementAttributes& attributes);
     template <class Feed> void mapTextIn(const PathTable<Feed>& table, Feed& feed, std::string_view text);
     void mapText(std::string_view text);
+    std::optional<Date> dateLeniently(std::string_view text);
     void take(std::size_t bytes);
     void refuse();
     void fail(ParserError error);
@@ -79,6 +89,12 @@ private:
     bool childEnded_ = false;
     std::int32_t textRow_ = PathAutomaton::kNoRow; // whose text the next one is
     std::size_t textBytes_ = 0; // of the open element
+
+    // Of a lenient reading.
+    Forgivings* forgivings_ = nullptr;
+    std::optional<LenientNames> names_;
+    PathAutomaton::State strayState_ = PathAutomaton::kTop; // of an element beside the channel; kTop for none
+    std::optional<Date> textDate_; // what the texts of the open element have said so far
 
     std::optional<ParserError> parsingError_;
     bool parseComplete_ = false;
