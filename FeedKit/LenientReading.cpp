@@ -2,6 +2,7 @@
 
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/json/JSONCoding.h"
+#include "FeedKit/json/JSONFeedParser.h"
 #include "FeedKit/leniency/Charset.h"
 #include "FeedKit/leniency/Repair.h"
 #include "FeedKit/xml/XMLFeedParser.h"
@@ -56,7 +57,7 @@ private:
         if (attempt.result)
             return Reading{*std::move(attempt.result), forgivings.list()};
         if (!attempt.isDamaged)
-            return std::move(attempt.result).error();
+            return readStrictly<XMLFeedParser>();
         Forgivings mending(leniency_);
         auto text = decodedText(document_, contentType_, mending);
         if (text)
@@ -93,18 +94,22 @@ private:
         auto feed = decodeLeniently(document_, forgivings);
         if (feed)
             return Reading{Feed::json(*std::move(feed)), forgivings.list()};
-        auto error = ParserError::internalError(std::move(feed).error().description);
         // The one fault of a text that begins well is that of its bytes.
-        if (!leniency_.has(Forgivable::charset))
-            return error;
         Forgivings mending(leniency_);
-        auto text = decodedText(document_, contentType_, mending);
+        const auto text = leniency_.has(Forgivable::charset) ? decodedText(document_, contentType_, mending) : std::nullopt;
         if (!text || mending.empty())
-            return error;
+            return readStrictly<JSONFeedParser>();
         auto again = decodeLeniently(bytesOf(*text), mending);
-        if (!again)
-            return error;
-        return Reading{Feed::json(*std::move(again)), mending.list()};
+        return again ? Reading{Feed::json(*std::move(again)), mending.list()} : readStrictly<JSONFeedParser>();
+    }
+
+    // What fails though its text is good is told as ever, or was too much only for what leniency found in it.
+    template <class Parser> Result<Reading, ParserError> readStrictly()
+    {
+        if (stop_.stop_requested())
+            return ParserError::internalError("parsing aborted");
+        auto feed = Parser(document_).parse();
+        return feed ? Result<Reading, ParserError>(Reading{*std::move(feed)}) : std::move(feed).error();
     }
 
     // A document that shows nothing in its first bytes: in another encoding, or with other text ahead.

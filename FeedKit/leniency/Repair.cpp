@@ -7,6 +7,7 @@
 #include <charconv>
 #include <set>
 #include <unicode/utf8.h>
+#include <vector>
 
 namespace FeedKit {
 
@@ -16,6 +17,10 @@ namespace {
 constexpr std::size_t kMostJunk = 64 * 1024;
 // The longest reference that can mean something.
 constexpr std::size_t kMostReference = 40;
+// So deep tags are matched; whatever is deeper is no feed.
+constexpr std::size_t kMostDepth = 10'000;
+// How many elements one end tag may close.
+constexpr std::size_t kMostClosed = 64;
 constexpr std::size_t kMostEntities = 1000; // as many as a document may declare
 
 bool startsName(char c)
@@ -147,7 +152,7 @@ private:
         else if (next == '?')
             instruction();
         else if (next == '/' && at_ + 2 < in_.size() && startsName(in_[at_ + 2]))
-            passOver(behind(">", at_));
+            endTag();
         else if (startsName(next))
             startTag();
         else if (forgive(Forgivable::ampersands, 1))
@@ -247,8 +252,56 @@ private:
             declared_.emplace(in_.substr(from, at - from));
     }
 
+    std::string_view nameAt(std::size_t at) const
+    {
+        auto end = at;
+        while (end < in_.size() && isOfName(in_[end]))
+            ++end;
+        return in_.substr(at, end - at);
+    }
+
+    // Closes what is open within its element; without one it goes.
+    void endTag()
+    {
+        const auto name = nameAt(at_ + 2);
+        const auto end = behind(">", at_);
+        if (in_[end - 1] != '>')
+            return passOver(end);
+        if (open_.empty() || open_.back() != name) {
+            if (const auto mended = closing(name); mended && forgive(Forgivable::tags, std::min(name.size() + 3, end - at_)))
+                return replace(end - at_, *mended + linesIn(end));
+        }
+        if (!open_.empty())
+            open_.pop_back();
+        passOver(end);
+    }
+    // What stands in the place of an end tag that doesn't close the innermost element; absent if that isn't known.
+    std::optional<std::string> closing(std::string_view name)
+    {
+        if (isTooDeep_ || !forgivings_.may(Forgivable::tags))
+            return std::nullopt;
+        const auto lower = vitrel::asciiLowercase(name);
+        const auto most = std::min(open_.size(), kMostClosed);
+        for (std::size_t up = 1; up <= most; ++up) {
+            const auto candidate = open_[open_.size() - up];
+            if (candidate.size() != name.size() || vitrel::asciiLowercase(candidate) != lower)
+                continue;
+            std::string tags;
+            for (; up > 0; --up) {
+                tags.append("</").append(open_.back()).append(">");
+                open_.pop_back();
+            }
+            return tags;
+        }
+        return std::string();
+    }
+
     void startTag()
     {
+        const auto name = nameAt(at_ + 1);
+        isTooDeep_ = isTooDeep_ || open_.size() >= kMostDepth;
+        if (!isTooDeep_)
+            open_.push_back(name);
         while (at_ < in_.size() && in_[at_] != '>') {
             const char c = in_[at_];
             if (c != '"' && c != '\'') {
@@ -260,6 +313,8 @@ private:
             value(end == in_.npos ? in_.size() : end);
             at_ += end != in_.npos;
         }
+        if (!isTooDeep_ && in_[at_ - 1] == '/')
+            open_.pop_back();
         at_ += at_ < in_.size();
     }
     void value(std::size_t end)
@@ -341,6 +396,8 @@ private:
     std::size_t from_ = 0; // what of in_ hasn't gone out yet
     std::string out_;
     std::set<std::string, std::less<>> declared_;
+    std::vector<std::string_view> open_; // elements; nothing is known of them once they are nested too deep
+    bool isTooDeep_ = false;
 };
 
 } // namespace

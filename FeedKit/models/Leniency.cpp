@@ -7,7 +7,7 @@ namespace FeedKit {
 namespace {
 
 constexpr std::array<std::string_view, kForgivables> kNames{"entities", "ampersands", "charset", "characters",
-    "junkAhead", "brokenOff", "prefixes", "atom03", "rss090", "dates", "jsonTypes", "jsonVersion"};
+    "junkAhead", "brokenOff", "prefixes", "atom03", "rss090", "dates", "jsonTypes", "jsonVersion", "tags"};
 
 } // namespace
 

@@ -28,8 +28,9 @@ enum class Forgivable {
     dates, // dates in no form that the standards know
     jsonTypes, // JSON values of another type than the key's
     jsonVersion, // JSON Feed 1.1
+    tags, // elements that aren't closed, and end tags that close none
 };
-inline constexpr std::size_t kForgivables = 12;
+inline constexpr std::size_t kForgivables = 13;
 
 // The fault's name as it stands above.
 std::string_view rawValue(Forgivable what);
