@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t kPiece = 64 * 1024;
 constexpr std::size_t kLookedAt = 1024; // for zeros
+constexpr std::size_t kMostJunk = 64 * 1024;
 
 // windows-1252 from 0x80 on (the table of the WHATWG's Encoding Standard, with what it leaves to C1 as U+FFFD). From
 // 0xA0 on it is Latin-1.
@@ -89,28 +90,6 @@ std::optional<std::string> contentsOf(InputDecoder& input)
     }
 }
 
-std::optional<std::string> asItSays(ByteView document)
-{
-    DataInputStream stream(document);
-    InputDecoder input(stream);
-    const auto encoding = input.open();
-    if (!encoding)
-        return std::nullopt;
-    const auto name = vitrel::asciiLowercase(encoding);
-    auto text = contentsOf(input);
-    if (text && name == "iso-8859-1")
-        return fromLatin1(*text);
-    // What is US-ASCII is UTF-8, and anything beyond it is neither.
-    return text && invalidUtf8(*text, 0) == text->npos ? std::move(text) : std::nullopt;
-}
-
-std::optional<std::string> decodedAs(ByteView document, std::string_view charset)
-{
-    DataInputStream stream(document);
-    InputDecoder input(stream);
-    return input.openAs(std::string(charset)) ? contentsOf(input) : std::nullopt;
-}
-
 // The kind of UTF-16 whose ASCII characters have their zeros where the document has most of its bytes zero.
 std::string_view utf16Of(ByteView document)
 {
@@ -123,6 +102,46 @@ std::string_view utf16Of(ByteView document)
             return side == 0 ? "UTF-16BE" : "UTF-16LE";
     }
     return {};
+}
+
+std::optional<std::string> asItSays(ByteView document)
+{
+    DataInputStream stream(document);
+    InputDecoder input(stream);
+    const auto encoding = input.open();
+    if (!encoding)
+        return std::nullopt;
+    const auto name = vitrel::asciiLowercase(encoding);
+    auto text = contentsOf(input);
+    if (text && name == "iso-8859-1")
+        return fromLatin1(*text);
+    if (text && text->find('\0') != text->npos && !utf16Of(document).empty())
+        return std::nullopt;
+    // What is US-ASCII is UTF-8, and anything beyond it is neither.
+    return text && invalidUtf8(*text, 0) == text->npos ? std::move(text) : std::nullopt;
+}
+
+std::optional<std::string> decodedAs(ByteView document, std::string_view charset)
+{
+    DataInputStream stream(document);
+    InputDecoder input(stream);
+    return input.openAs(std::string(charset)) ? contentsOf(input) : std::nullopt;
+}
+
+// What the XML declaration says, where other text precedes it.
+std::string_view declaredBehindJunk(ByteView document)
+{
+    auto head = textOf(document.first(std::min(document.size(), kMostJunk)));
+    const auto start = head.find("<?xml");
+    if (start == head.npos || vitrel::trimmed(head.substr(0, start)).empty())
+        return {};
+    head = head.substr(start);
+    head = head.substr(0, head.find("?>"));
+    const auto at = head.find_first_of("\"'", std::min(head.find("encoding"), head.size()));
+    if (at == head.npos)
+        return {};
+    const auto value = head.substr(at + 1);
+    return value.substr(0, value.find(head[at]));
 }
 
 } // namespace
@@ -153,7 +172,7 @@ std::optional<std::string> decodedText(ByteView document, std::string_view httpC
             text.erase(0, 3);
         return text;
     };
-    for (const auto charset : {charsetOf(httpContentType), utf16Of(document)}) {
+    for (const auto charset : {charsetOf(httpContentType), utf16Of(document), declaredBehindJunk(document)}) {
         if (charset.empty())
             continue;
         if (auto text = decodedAs(document, charset))
