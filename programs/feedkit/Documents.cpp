@@ -2,7 +2,9 @@
 
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
+#include "FeedKit/LenientReading.h"
 #include "FeedKit/basics/Letters.h"
+#include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/xml/DescriptorInputStream.h"
 
 #include <fcntl.h>
@@ -21,8 +23,8 @@ using namespace FeedKit;
 // The type of a document shows within these.
 constexpr std::size_t kBeginning = 200;
 
-// JSON has to be in memory as a whole, as what is fetched has.
-constexpr std::size_t kLargestJson = 64u << 20;
+// What has to be in memory as a whole, as what is fetched has: JSON, and whatever is read leniently.
+constexpr std::size_t kLargest = 64u << 20;
 
 // A stream of which the first bytes have been looked at already.
 class PeekedStream final : public NSInputStream
@@ -69,11 +71,11 @@ private:
     Bytes ahead_;
 };
 
-Result<Bytes, std::string> contentsOf(NSInputStream& stream)
+Result<Bytes, std::string> contentsOf(NSInputStream& stream, std::string_view what)
 {
     constexpr std::size_t kPiece = 1u << 16;
     Bytes bytes;
-    bytes.reserve(std::min(stream.bytesLeft(), kLargestJson) + kPiece); // growing would take it twice
+    bytes.reserve(std::min(stream.bytesLeft(), kLargest) + kPiece); // growing would take it twice
     for (;;) {
         const auto had = bytes.size();
         bytes.resize(had + kPiece);
@@ -83,17 +85,13 @@ Result<Bytes, std::string> contentsOf(NSInputStream& stream)
         bytes.resize(had + static_cast<std::size_t>(count));
         if (count == 0)
             return bytes;
-        if (bytes.size() > kLargestJson)
-            return std::string("too large: more than 64 MiB of JSON");
+        if (bytes.size() > kLargest)
+            return std::string("too large: more than 64 MiB of ").append(what);
     }
 }
 
-ParsedFeed parseFile(const std::string& name)
+Result<Feed, ParserError> parseFile(int descriptor)
 {
-    // A copy, for the stream closes it.
-    const int descriptor = name == "-" ? ::dup(STDIN_FILENO) : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return ParserError::internalError(::strerrordesc_np(errno));
     const auto stream = std::make_shared<PeekedStream>(descriptor);
     const auto type = stream->type();
     if (!stream->streamError().empty())
@@ -102,10 +100,37 @@ ParsedFeed parseFile(const std::string& name)
         return FeedParser(stream).parse();
     if (!type)
         return ParserError::feedNotFound();
-    auto contents = contentsOf(*stream);
+    auto contents = contentsOf(*stream, "JSON");
     if (!contents)
         return ParserError::internalError(contents.error());
     return FeedParser(*std::move(contents)).parse();
+}
+
+// A copy of standard input's, for the stream closes it.
+int opened(const std::string& name)
+{
+    return name == "-" ? ::dup(STDIN_FILENO) : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+Result<Feed, ParserError> parseStrictly(const std::string& name)
+{
+    if (isAddress(name))
+        return FeedParser(URL(name)).parse();
+    const int descriptor = opened(name);
+    return descriptor < 0 ? ParserError::internalError(::strerrordesc_np(errno)) : parseFile(descriptor);
+}
+
+Result<Bytes, std::string> wholeContents(const std::string& name)
+{
+    if (isAddress(name)) {
+        const auto url = replacing(URL(name), "feed", "http");
+        return url ? CurlFetcher().contentsOf(*url) : Result<Bytes, std::string>(std::string("Failed url sanitizing."));
+    }
+    const int descriptor = opened(name);
+    if (descriptor < 0)
+        return std::string(::strerrordesc_np(errno));
+    DescriptorInputStream stream(descriptor);
+    return contentsOf(stream, "a document that is read leniently");
 }
 
 } // namespace
@@ -123,9 +148,14 @@ bool isAddress(const std::string& name)
     return name.compare(scheme.size(), 3, "://") == 0;
 }
 
-ParsedFeed parseDocument(const std::string& name)
+ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
 {
-    return isAddress(name) ? FeedParser(URL(name)).parse() : parseFile(name);
+    if (leniency.empty()) {
+        auto feed = parseStrictly(name);
+        return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
+    }
+    const auto contents = wholeContents(name);
+    return contents ? readLeniently(*contents, leniency) : ParsedFeed(ParserError::internalError(contents.error()));
 }
 
 } // namespace vitrel

@@ -84,6 +84,29 @@ void writeModel(JsonText& to, const Feed& feed)
     }
 }
 
+void writeForgiven(JsonText& to, const Reading& reading)
+{
+    if (!reading.forgiven.empty()) {
+        to.key("forgiven");
+        to.begin('[');
+        for (const auto& one : reading.forgiven) {
+            to.begin('{');
+            to.key("what");
+            to.string(rawValue(one.what));
+            to.key("count");
+            to.integer(static_cast<std::int64_t>(one.count));
+            to.key("first");
+            to.string(repairedUtf8(one.first));
+            to.end('}');
+        }
+        to.end(']');
+    }
+    if (reading.brokeOff) {
+        to.key("brokeOff");
+        to.string(reasonOf(*reading.brokeOff));
+    }
+}
+
 } // namespace
 
 std::string_view kindOf(const Feed& feed)
@@ -107,9 +130,10 @@ void writeDocumentJson(std::string_view name, const ParsedFeed& parsed, JsonLayo
     to.string(repairedUtf8(name));
     if (parsed) {
         to.key("kind");
-        to.string(kindOf(*parsed));
+        to.string(kindOf(parsed->feed));
+        writeForgiven(to, *parsed);
         to.key("feed");
-        writeModel(to, *parsed);
+        writeModel(to, parsed->feed);
     } else {
         to.key("error");
         to.begin('{');

@@ -18,6 +18,7 @@ Usage: feedkit [OPTION...] FILE|URL|-...
   FILE|URL|-        Files, URLs (http, https, file, feed), or - for standard input
   --kind            Print only name and kind of each, tab-separated
   --pretty          A field on each line, with indentation
+  --lenient         Forgive documents what is usually wrong with them, and print what that was
   --watch SECONDS   Fetch the URL every so many seconds (0.01 and more); print it each time it has changed
   -j, --jobs N      Documents at once (1 to 256); by default one for each core
   -h, --help        Print this help and exit
@@ -34,6 +35,7 @@ constexpr int kDocument = 1; // what getopt_long gives for a word that is no opt
 constexpr option kOptions[] = {
     {"kind", no_argument, nullptr, 'k'},
     {"pretty", no_argument, nullptr, 'p'},
+    {"lenient", no_argument, nullptr, 'l'},
     {"watch", required_argument, nullptr, 'w'},
     {"jobs", required_argument, nullptr, 'j'},
     {"help", no_argument, nullptr, 'h'},
@@ -65,6 +67,8 @@ std::optional<NoOptions> faultOf(const Options& options)
         return wrong("standard input can be read only once");
     if (options.watch && (options.documents.size() != 1 || !isAddress(options.documents.front())))
         return wrong("--watch takes one URL");
+    if (options.watch && !options.leniency.empty())
+        return wrong("--watch and --lenient exclude each other");
     return std::nullopt;
 }
 
@@ -89,6 +93,9 @@ Result<Options, NoOptions> readOptions(int argc, char** argv)
             break;
         case 'p':
             options.layout = JsonLayout::pretty;
+            break;
+        case 'l':
+            options.leniency = FeedKit::Leniency::all();
             break;
         case 'w':
             options.watch = numberIn(optarg, 0.01, 1e7);

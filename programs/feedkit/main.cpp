@@ -18,7 +18,7 @@ std::string kindLine(const std::string& name, const ParsedFeed& parsed)
     std::string line = repairedUtf8(name);
     const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
     std::replace_if(line.begin(), line.end(), isControl, '?');
-    return line.append("\t").append(parsed ? kindOf(*parsed) : "error");
+    return line.append("\t").append(parsed ? kindOf(parsed->feed) : "error");
 }
 
 std::string lineOf(const std::string& name, const ParsedFeed& parsed, const Options& options)
@@ -63,7 +63,7 @@ int printAll(const Options& options)
     bool failed = false;
     inOrder(
         names.size(), options.jobs,
-        [&](std::size_t index) { return reportOf(names[index], parseDocument(names[index]), options); },
+        [&](std::size_t index) { return reportOf(names[index], parseDocument(names[index], options.leniency), options); },
         [&](const Report& report) {
             failed = failed || report.failed;
             if (report.writeLong)
@@ -88,7 +88,8 @@ int printAll(const Options& options)
             // A server that is back must not say "not modified" of what was shown ahead of its error.
             if (!*parsed)
                 validators = {};
-            auto line = lineOf(name, *parsed, options);
+            const auto shown = *parsed ? ParsedFeed(FeedKit::Reading{**parsed}) : ParsedFeed(parsed->error());
+            auto line = lineOf(name, shown, options);
             if (line != last) {
                 last = std::move(line);
                 output.line(last);
