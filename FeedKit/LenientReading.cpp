@@ -17,7 +17,8 @@ constexpr std::size_t kMostJunk = 64 * 1024;
 class LenientReading
 {
 public:
-    LenientReading(ByteView document, const Leniency& leniency, Extent extent, std::string_view contentType, std::stop_token stop)
+    LenientReading(
+        ByteView document, const Leniency& leniency, Extent extent, std::string_view contentType, std::stop_token stop)
         : document_(document)
         , leniency_(leniency)
         , extent_(extent)
@@ -97,7 +98,8 @@ private:
             return Reading{Feed::json(*std::move(feed)), forgivings.list()};
         // The one fault of a text that begins well is that of its bytes.
         Forgivings mending(leniency_);
-        const auto text = leniency_.has(Forgivable::charset) ? decodedText(document_, contentType_, mending) : std::nullopt;
+        const auto text
+            = leniency_.has(Forgivable::charset) ? decodedText(document_, contentType_, mending) : std::nullopt;
         if (!text || mending.empty())
             return readStrictly<JSONFeedParser>();
         auto again = decodeLeniently(bytesOf(*text), mending);
@@ -149,8 +151,7 @@ private:
         return attempt.partial ? partOf(attempt, mending) : ParserError::feedNotFound();
     }
 
-    static Result<Reading, ParserError> readJSONBehindJunk(
-        std::string_view text, std::size_t junk, Forgivings& mending)
+    static Result<Reading, ParserError> readJSONBehindJunk(std::string_view text, std::size_t junk, Forgivings& mending)
     {
         if (junk > 0)
             mending.add(Forgivable::junkAhead, [] { return std::string("text ahead of the document"); });
