@@ -4,6 +4,7 @@
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/json/JSONCoding.h"
 #include "FeedKit/json/JSONFeedParser.h"
+#include "FeedKit/models/FeedParserProtocol.h"
 #include "FeedKit/xml/XMLFeedParser.h"
 
 #include <mutex>

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "FeedKit/basics/Bytes.h"
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/basics/Result.h"
 #include "FeedKit/fetch/Fetcher.h"
 #include "FeedKit/fetch/URL.h"
-#include "FeedKit/models/FeedParserProtocol.h"
+#include "FeedKit/models/Feed.h"
+#include "FeedKit/models/ParserError.h"
 #include "FeedKit/xml/NSInputStream.h"
 
 #include <functional>
@@ -21,7 +23,7 @@ using DispatchQueue = std::function<void(std::function<void()> block)>;
 // Parses one feed, of whatever format: from a URL, which it fetches, from memory or from a stream. One call at a time
 // on one parser, on any thread; abortParsing() may come from another. Nothing throws; an error leaves no part of a
 // feed. One that has been moved from can only be assigned to or destroyed.
-class FeedParser
+class FEEDKIT_API FeedParser
 {
 public:
     // "feed:" stands for "http:". `fetcher` isn't null; by default http, https and file are fetched by libcurl.
@@ -50,7 +52,7 @@ public:
     void abortParsing();
 
 private:
-    struct State;
+    struct FEEDKIT_LOCAL State;
     std::unique_ptr<State> state_;
 };
 

@@ -1,5 +1,6 @@
 #include "FeedKit/discovery/Discovery.h"
 
+#include "FeedKit/basics/Letters.h"
 #include "FeedKit/html/TagScanner.h"
 #include "FeedKit/html/Text.h"
 #include "base/Text.h"

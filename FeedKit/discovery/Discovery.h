@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/fetch/URL.h"
 
 #include <string>
@@ -24,6 +25,6 @@ struct DiscoveredFeed {
 // address ends like a feed's or has a part "feed", "feeds", "rss" or "atom". Addresses are resolved against the page's
 // <base> and `address`; each comes once, whatever its fragment, and only if it has a scheme of FeedParser's; without
 // `address` relative ones stay as written. At most 64. Whatever the page holds, it takes linear time. Any thread.
-std::vector<DiscoveredFeed> discoverFeeds(std::string_view html, const URL& address);
+FEEDKIT_API std::vector<DiscoveredFeed> discoverFeeds(std::string_view html, const URL& address);
 
 } // namespace FeedKit

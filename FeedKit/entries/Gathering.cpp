@@ -1,5 +1,6 @@
 #include "FeedKit/entries/Gathering.h"
 
+#include "FeedKit/basics/Letters.h"
 #include "FeedKit/html/References.h"
 #include "FeedKit/html/TagScanner.h"
 #include "FeedKit/html/Text.h"

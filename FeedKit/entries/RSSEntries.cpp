@@ -1,3 +1,4 @@
+#include "FeedKit/basics/Letters.h"
 #include "FeedKit/entries/Gathering.h"
 
 namespace FeedKit::gathering {

@@ -1,4 +1,5 @@
 #include "FeedKit/fetch/CurlFetcher.h"
+#include "FeedKit/basics/Letters.h"
 
 #include "FeedKit/fetch/LocalFile.h"
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FeedKit/basics/Bytes.h"
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/basics/Result.h"
 #include "FeedKit/fetch/URL.h"
 
@@ -27,10 +28,10 @@ struct FetchedContents {
 };
 
 // The charset that a content type names, in lower case; empty if it names none.
-std::string charsetOf(std::string_view contentType);
+FEEDKIT_API std::string charsetOf(std::string_view contentType);
 
 // Where documents come from: the seam between parsers and the world.
-class Fetcher
+class FEEDKIT_API Fetcher
 {
 public:
     virtual ~Fetcher() = default;

@@ -1,4 +1,5 @@
 #include "FeedKit/fetch/LocalFile.h"
+#include "FeedKit/basics/Letters.h"
 
 #include "base/Text.h"
 

@@ -1,5 +1,7 @@
 #include "FeedKit/fetch/URL.h"
 
+#include "FeedKit/basics/Letters.h"
+
 #include <algorithm>
 
 namespace FeedKit {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/models/Fields.h"
 
 #include <memory>
@@ -201,7 +202,7 @@ struct MediaTag {
 
     // One tag for each piece between commas: "news: 5, sport" is news with weight 5 and sport with weight 1. Of more
     // than one colon the first part is the tag and the last the weight, absent if it is no integer.
-    static std::vector<std::shared_ptr<MediaTag>> tagsFrom(std::string_view text);
+    FEEDKIT_API static std::vector<std::shared_ptr<MediaTag>> tagsFrom(std::string_view text);
 };
 
 struct MediaCommunity {
@@ -318,7 +319,7 @@ struct MediaLocation {
     FEEDKIT_FIELDS(MediaLocation, attributes, latitude, longitude)
 
     // "52.1 4.3": latitude, one blank, longitude. Changes nothing if there are not just two parts.
-    void mapFrom(std::string_view latLng);
+    FEEDKIT_API void mapFrom(std::string_view latLng);
 };
 
 struct MediaScene {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/models/AtomFeed.h"
 #include "FeedKit/models/ContentNamespace.h"
 #include "FeedKit/models/DublinCoreNamespace.h"
@@ -66,9 +67,9 @@ struct RSSFeedTextInput {
 
 enum class RSSFeedSkipDay { monday, tuesday, wednesday, thursday, friday, saturday, sunday };
 
-std::string_view rawValue(RSSFeedSkipDay day);
+FEEDKIT_API std::string_view rawValue(RSSFeedSkipDay day);
 // In any case of letters; absent for anything but a day's whole English name. Nothing is trimmed.
-std::optional<RSSFeedSkipDay> makeRSSFeedSkipDay(std::string_view text);
+FEEDKIT_API std::optional<RSSFeedSkipDay> makeRSSFeedSkipDay(std::string_view text);
 
 struct RSSFeedItemCategory {
     struct Attributes {

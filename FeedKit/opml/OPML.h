@@ -2,6 +2,7 @@
 
 #include "FeedKit/basics/Bytes.h"
 #include "FeedKit/basics/Date.h"
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/basics/Result.h"
 #include "FeedKit/models/Fields.h"
 #include "FeedKit/models/ParserError.h"
@@ -48,14 +49,14 @@ struct OPML {
 // Of any version. Attributes' names may have any case of letters, as they do in the wild. An error is that of a
 // document which is no XML or no OPML, or that goes beyond a limit: those of XML (FeedKit/xml), 64 levels of outlines,
 // 100,000 outlines and 64 MiB of attributes. Any thread.
-Result<OPML, ParserError> readOPML(ByteView document);
+FEEDKIT_API Result<OPML, ParserError> readOPML(ByteView document);
 
 // OPML 2.0. What readOPML has read is read the same from it, but for the white space around a category or a text of the
 // head. Characters that XML can't have, and attributes among `others` whose names aren't letters, digits, "-", "_" and
 // "." or are a field's, are left out; bytes that aren't UTF-8 become U+FFFD.
-std::string writeOPML(const OPML& opml);
+FEEDKIT_API std::string writeOPML(const OPML& opml);
 
 // All outlines that have an xmlUrl, in the document's order, each address once; without their children.
-std::vector<Outline> subscriptionsIn(const OPML& opml);
+FEEDKIT_API std::vector<Outline> subscriptionsIn(const OPML& opml);
 
 } // namespace FeedKit

@@ -2,6 +2,7 @@
 
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
+#include "FeedKit/basics/Letters.h"
 #include "FeedKit/xml/DescriptorInputStream.h"
 
 #include <fcntl.h>
