@@ -69,6 +69,7 @@ struct Entries {
     Feed::Case kind = Feed::Case::rss;
     std::optional<std::string> title; // plain text, one line
     std::optional<std::string> link; // of the site
+    std::optional<std::string> self; // where the feed says it lies
     std::optional<std::string> description; // plain text
     std::optional<std::string> language; // as the feed says it
     std::optional<std::string> image; // address, as a rule large

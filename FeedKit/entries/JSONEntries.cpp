@@ -59,6 +59,7 @@ void gatherJSON(const JSONFeed& feed, Base& base, Entries& to)
 {
     to.title = lineOf(firstSaid({&feed.title}), TextForm::plain);
     to.link = addressOf(firstSaid({&feed.homePageURL}), base);
+    to.self = addressOf(firstSaid({&feed.feedUrl}), base);
     to.description = linesOf(firstSaid({&feed.description}), TextForm::plain);
     to.image = addressOf(firstSaid({&feed.icon, &feed.favicon}), base);
     to.icon = addressOf(firstSaid({&feed.favicon}), base);

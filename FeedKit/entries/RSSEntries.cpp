@@ -136,6 +136,8 @@ void gatherRSS(const RSSFeed& feed, Base& ofDocument, Entries& to)
     to.link = addressOf(firstSaid({&feed.link}), base);
     if (!to.link && feed.more)
         to.link = pageOf(feed.more->links, base);
+    if (feed.more)
+        to.self = selfOf(feed.more->links, base);
     to.description = linesOf(
         firstSaid({&feed.description, in(dc, &DublinCoreNamespace::dcDescription),
             in(feed.iTunes, &ITunesNamespace::iTunesSummary), in(feed.iTunes, &ITunesNamespace::iTunesSubtitle)}),

@@ -3,7 +3,9 @@
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
 #include "FeedKit/basics/Letters.h"
+#include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/xml/DescriptorInputStream.h"
+#include "FeedKit/xml/XMLFeedParser.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -21,8 +23,8 @@ using namespace FeedKit;
 // The type of a document shows within these.
 constexpr std::size_t kBeginning = 200;
 
-// JSON has to be in memory as a whole, as what is fetched has.
-constexpr std::size_t kLargestJson = 64u << 20;
+// What isn't XML has to be in memory as a whole, as what is fetched has.
+constexpr std::size_t kLargest = 64u << 20;
 
 // A stream of which the first bytes have been looked at already.
 class PeekedStream final : public NSInputStream
@@ -69,11 +71,11 @@ private:
     Bytes ahead_;
 };
 
-Result<Bytes, std::string> contentsOf(NSInputStream& stream)
+Result<Bytes, std::string> allOf(NSInputStream& stream)
 {
     constexpr std::size_t kPiece = 1u << 16;
     Bytes bytes;
-    bytes.reserve(std::min(stream.bytesLeft(), kLargestJson) + kPiece); // growing would take it twice
+    bytes.reserve(std::min(stream.bytesLeft(), kLargest) + kPiece); // growing would take it twice
     for (;;) {
         const auto had = bytes.size();
         bytes.resize(had + kPiece);
@@ -83,15 +85,21 @@ Result<Bytes, std::string> contentsOf(NSInputStream& stream)
         bytes.resize(had + static_cast<std::size_t>(count));
         if (count == 0)
             return bytes;
-        if (bytes.size() > kLargestJson)
-            return std::string("too large: more than 64 MiB of JSON");
+        if (bytes.size() > kLargest)
+            return std::string("too large: more than 64 MiB");
     }
 }
 
-ParsedFeed parseFile(const std::string& name)
+// Of a file or, for "-", standard input; negative if it can't be opened.
+int descriptorOf(const std::string& name)
 {
     // A copy, for the stream closes it.
-    const int descriptor = name == "-" ? ::dup(STDIN_FILENO) : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    return name == "-" ? ::dup(STDIN_FILENO) : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+ParsedFeed parseFile(const std::string& name, Extent extent)
+{
+    const int descriptor = descriptorOf(name);
     if (descriptor < 0)
         return ParserError::internalError(::strerrordesc_np(errno));
     const auto stream = std::make_shared<PeekedStream>(descriptor);
@@ -99,13 +107,20 @@ ParsedFeed parseFile(const std::string& name)
     if (!stream->streamError().empty())
         return ParserError::internalError(stream->streamError());
     if (type == FeedDataType::xml)
-        return FeedParser(stream).parse();
+        return XMLFeedParser(stream, extent).parse();
     if (!type)
         return ParserError::feedNotFound();
-    auto contents = contentsOf(*stream);
+    auto contents = allOf(*stream);
     if (!contents)
         return ParserError::internalError(contents.error());
     return FeedParser(*std::move(contents)).parse();
+}
+
+ParsedFeed parseBytes(Bytes bytes, Extent extent)
+{
+    if (makeFeedDataType(bytes) == FeedDataType::xml)
+        return XMLFeedParser(ByteView(bytes), extent).parse();
+    return FeedParser(std::move(bytes)).parse();
 }
 
 } // namespace
@@ -125,7 +140,39 @@ bool isAddress(const std::string& name)
 
 ParsedFeed parseDocument(const std::string& name)
 {
-    return isAddress(name) ? FeedParser(URL(name)).parse() : parseFile(name);
+    return isAddress(name) ? FeedParser(URL(name)).parse() : parseFile(name, Extent::model);
+}
+
+Document readDocument(const std::string& name)
+{
+    if (!isAddress(name))
+        return {parseFile(name, Extent::more), URL("")};
+    auto contents = contentsOf(name);
+    if (!contents)
+        return {ParserError::internalError(contents.error()), URL("")};
+    return {parseBytes(std::move(contents->bytes), Extent::more), contents->address};
+}
+
+Result<Contents, std::string> contentsOf(const std::string& name)
+{
+    if (isAddress(name)) {
+        const auto url = replacing(URL(name), "feed", "http").value_or(URL(name));
+        auto fetched = CurlFetcher().contentsOfIfModified(url, {});
+        if (!fetched)
+            return fetched.error();
+        if (!*fetched)
+            return std::string("nothing came, though nothing was known");
+        auto& [bytes, validators, address, status, contentType] = **fetched;
+        return Contents{std::move(bytes), address.text().empty() ? url : address};
+    }
+    const int descriptor = descriptorOf(name);
+    if (descriptor < 0)
+        return std::string(::strerrordesc_np(errno));
+    DescriptorInputStream stream(descriptor);
+    auto bytes = allOf(stream);
+    if (!bytes)
+        return bytes.error();
+    return Contents{*std::move(bytes), URL("")};
 }
 
 } // namespace vitrel

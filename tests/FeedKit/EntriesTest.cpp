@@ -227,8 +227,12 @@ TEST(Entries, SeeMoreWhereMoreWasKept)
         Extent::more);
     check("<rdf:RDF>", "</rdf:RDF>", {{"id", "<item rdf:about='a'><link>l</link></item>", "a"}}, Extent::more);
     const auto feed = entriesIn(
-        "<rss xml:base='http://h/b/'><channel><atom:link href='a'/></channel></rss>", "http://h", Extent::more);
+        "<rss xml:base='http://h/b/'><channel><atom:link href='a'/><atom:link rel='self' href='s'/></channel></rss>",
+        "http://h", Extent::more);
     EXPECT_EQ(feed.link, "http://h/b/a");
+    EXPECT_EQ(feed.self, "http://h/b/s");
+    EXPECT_EQ(entriesIn("<feed><link href='a'/><link rel='self' href='s'/></feed>").self, "http://h/f/s");
+    EXPECT_EQ(entriesIn(R"({"feed_url":"s"})").self, "http://h/f/s");
     EXPECT_EQ(entriesIn("<feed xml:lang='en'><title>&lt;b></title></feed>", "", Extent::more).language, "en");
 }
 
