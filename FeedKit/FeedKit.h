@@ -2,6 +2,7 @@
 
 // All of FeedKit.
 #include "FeedKit/FeedParser.h"
+#include "FeedKit/Read.h"
 #include "FeedKit/discovery/Discovery.h"
 #include "FeedKit/entries/Entries.h"
 #include "FeedKit/fetch/CurlFetcher.h"

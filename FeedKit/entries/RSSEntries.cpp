@@ -1,6 +1,7 @@
 #include "FeedKit/basics/Letters.h"
 #include "FeedKit/entries/Gathering.h"
 
+#include "FeedKit/basics/Letters.h"
 namespace FeedKit::gathering {
 
 namespace {

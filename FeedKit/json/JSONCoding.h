@@ -5,6 +5,7 @@
 #include "FeedKit/dates/DateFormatters.h"
 #include "FeedKit/dates/DateStrategies.h"
 #include "FeedKit/models/JSONFeed.h"
+#include "FeedKit/models/Leniency.h"
 
 #include <functional>
 #include <memory>
@@ -42,6 +43,16 @@ struct JSONDecodingError {
 // With the padding behind `json` the document isn't copied.
 template <Model T>
 Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& dates, Padding padding = Padding::none);
+
+// The same for a feed with RFC 3339's dates, but that what `forgivings` allows is forgiven and counted there.
+//
+// jsonTypes: a number or a flag stands for its text, a text for the number or flag that it says, a single value for an
+// array of one, an array for its first element, an author's name for the author; a value that still doesn't fit leaves
+// its field absent, an element that doesn't is left out. dates: those that toDateLeniently reads; of no type that fits
+// if jsonTypes is allowed. jsonVersion: the first of "authors" (version 1.1) is the author of a feed or item without
+// one.
+Result<JSONFeed, JSONDecodingError> decodeLeniently(
+    ByteView json, Forgivings& forgivings, Padding padding = Padding::none);
 
 // A JSON object with all keys of the type, each once and in a fixed order; null for an absent field. Bytes that aren't
 // UTF-8 become U+FFFD; a number that JSON can't write (NaN, infinite) becomes null.

@@ -1,8 +1,12 @@
 #include "FeedKit/json/JSONCoding.h"
+
+#include "FeedKit/conversions/Conversions.h"
+#include "FeedKit/dates/LenientDate.h"
 #include "FeedKit/json/LargeNumbers.h"
 #include "FeedKit/models/ModelBudget.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <simdjson.h>
 
@@ -51,13 +55,16 @@ template <Model T> constexpr auto keysOf()
     return std::apply([](const auto&... field) { return std::array{field.key...}; }, T::fields());
 }
 
-// Decodes values into fields. After a function has given false, error() says why and where.
+// Decodes values into fields. After a function has given false, error() says why and where. With forgivings it is
+// lenient: what doesn't fit is tried in another way, then dropped, and only a feed that grows too large is an error.
 class Decoder
 {
 public:
     // `treeBytes` are those of the tree that it decodes from, which is there as long as the model grows.
-    Decoder(const DateDecodingStrategy& dates, std::size_t inputSize, std::size_t treeBytes)
+    Decoder(const DateDecodingStrategy& dates, std::size_t inputSize, std::size_t treeBytes, Forgivings* forgivings)
         : dates_(dates)
+        , forgivings_(forgivings)
+        , forgivesTypes_(forgivings && forgivings->may(Forgivable::jsonTypes))
     {
         budget_.allowForInput(inputSize);
         budget_.take(treeBytes);
@@ -71,20 +78,48 @@ public:
     bool read(dom::element value, std::string& text)
     {
         std::string_view view;
-        if (value.get(view))
-            return wrongType(value, "a text");
-        text.assign(view);
-        return take(view.size());
+        if (!value.get(view)) {
+            text.assign(view);
+            return take(view.size());
+        }
+        if (forgivesTypes_ && (value.is_number() || value.is_bool())) {
+            text = simdjson::minify(value);
+            return forgiven();
+        }
+        return readFirst(value, text) || wrongType(value, "a text");
     }
 
-    bool read(dom::element value, bool& flag) { return !value.get(flag) || wrongType(value, "a boolean"); }
+    bool read(dom::element value, bool& flag)
+    {
+        if (!value.get(flag))
+            return true;
+        if (const auto said = wordsOf(value); said && toBool(*said)) {
+            flag = *toBool(*said);
+            return forgiven();
+        }
+        return readFirst(value, flag) || wrongType(value, "a boolean");
+    }
 
-    bool read(dom::element value, double& number) { return !value.get(number) || wrongType(value, "a number"); }
+    bool read(dom::element value, double& number)
+    {
+        if (!value.get(number))
+            return true;
+        if (const auto said = wordsOf(value); said && toDouble(*said)) {
+            number = *toDouble(*said);
+            return forgiven();
+        }
+        return readFirst(value, number) || wrongType(value, "a number");
+    }
 
     bool read(dom::element value, std::int64_t& number)
     {
-        if (!value.is_number())
-            return wrongType(value, "an integer");
+        if (!value.is_number()) {
+            if (const auto said = wordsOf(value); said && toInteger(*said)) {
+                number = *toInteger(*said);
+                return forgiven();
+            }
+            return readFirst(value, number) || wrongType(value, "an integer");
+        }
         if (!value.get(number))
             return true;
         double real = 0;
@@ -99,9 +134,11 @@ public:
     {
         std::string_view text;
         if (value.get(text))
-            return wrongType(value, "a date");
+            return readFirst(value, date) || wrongType(value, "a date");
         const auto read = dates_(text);
         if (!read) {
+            if (readLeniently(text, date))
+                return true;
             return fail("is \"" + std::string(text.substr(0, kMaxQuoted))
                 + (text.size() > kMaxQuoted ? "...\": " : "\": ") + read.error().message);
         }
@@ -113,16 +150,22 @@ public:
     {
         dom::array array;
         if (value.get(array))
-            return wrongType(value, "an array");
+            return (forgivesTypes_ && read(value, values.emplace_back()) && forgiven()) || wrongType(value, "an array");
         std::size_t size = 0;
         for (auto at = array.begin(); at != array.end(); ++at)
             ++size;
         if (!take(size * sizeof(T)))
             return false;
         values.reserve(size);
+        std::size_t index = 0;
         for (const auto element : array) {
-            if (!read(element, values.emplace_back()))
-                return inside("[" + std::to_string(values.size() - 1) + "]");
+            const Step step(steps_, "", index);
+            if (!read(element, values.emplace_back())) {
+                if (!mayDrop())
+                    return inside("[" + std::to_string(index) + "]");
+                values.pop_back();
+            }
+            ++index;
         }
         return true;
     }
@@ -131,7 +174,7 @@ public:
     {
         dom::object object;
         if (value.get(object))
-            return wrongType(value, "an object");
+            return readFirst(value, model) || readName(value, model) || wrongType(value, "an object");
         constexpr auto keys = keysOf<T>();
         // First all values, then the decoding: of a key's values only the last is looked at.
         std::array<dom::element, keys.size()> values;
@@ -148,14 +191,112 @@ public:
         std::size_t k = 0;
         bool good = true;
         forEachField<T>([&](const auto& field) {
-            if (good && present[k] && !read(values[k], (model.*field.member).emplace()))
-                good = inside("." + std::string(field.key));
+            if (good && present[k]) {
+                const Step step(steps_, field.key, 0);
+                if (!read(values[k], (model.*field.member).emplace())) {
+                    (model.*field.member).reset();
+                    good = mayDrop() || inside("." + std::string(field.key));
+                }
+            }
             ++k;
         });
+        if constexpr (requires { model.author; }) {
+            if (good && !model.author && forgivings_ && forgivings_->may(Forgivable::jsonVersion))
+                good = readAuthors(object, model.author);
+        }
         return good;
     }
 
 private:
+    // Where the decoding stands: keys, and within arrays, whose key is empty, places.
+    struct Place {
+        std::string_view key;
+        std::size_t index;
+    };
+    class Step
+    {
+    public:
+        Step(std::vector<Place>& steps, std::string_view key, std::size_t index)
+            : steps_(steps)
+        {
+            steps_.push_back({key, index});
+        }
+        ~Step() { steps_.pop_back(); }
+        Step(const Step&) = delete;
+
+    private:
+        std::vector<Place>& steps_;
+    };
+
+    std::string place() const
+    {
+        std::string text;
+        for (const auto& step : steps_) {
+            if (step.key.empty())
+                text += "[" + std::to_string(step.index) + "]";
+            else
+                text.append(text.empty() ? "" : ".").append(step.key);
+        }
+        return text;
+    }
+    bool forgiven(Forgivable what = Forgivable::jsonTypes)
+    {
+        forgivings_->add(what, [&] { return place(); });
+        return true;
+    }
+    bool mayDrop() { return forgivesTypes_ && !isTooLarge_ && !steps_.empty() && forgiven(); }
+
+    // The text where another type belongs, if that is forgiven.
+    std::optional<std::string_view> wordsOf(dom::element value) const
+    {
+        std::string_view text;
+        if (!forgivesTypes_ || value.get(text))
+            return std::nullopt;
+        return trimmed(text);
+    }
+    template <class T> bool readFirst(dom::element value, T& to)
+    {
+        dom::array array;
+        if (!forgivesTypes_ || value.get(array) || array.begin() == array.end())
+            return false;
+        const auto first = *array.begin();
+        return !first.is_array() && read(first, to) && forgiven();
+    }
+    template <class T> bool readName(dom::element value, T& model)
+    {
+        if constexpr (std::is_same_v<T, JSONFeedAuthor>) {
+            std::string_view name;
+            if (forgivesTypes_ && !value.get(name)) {
+                model.name.emplace(name);
+                return take(name.size()) && forgiven();
+            }
+        }
+        return false;
+    }
+    bool readLeniently(std::string_view text, Date& date)
+    {
+        if (!forgivings_ || !forgivings_->may(Forgivable::dates))
+            return false;
+        bool isUnusual = false;
+        const auto read = toDateLeniently(text, isUnusual);
+        if (read)
+            date = *read;
+        return read && forgiven(Forgivable::dates);
+    }
+    bool readAuthors(dom::object object, std::optional<JSONFeedAuthor>& author)
+    {
+        dom::array authors;
+        if (object["authors"].get(authors) || authors.begin() == authors.end())
+            return true;
+        const Step step(steps_, "authors", 0);
+        if (read(*authors.begin(), author.emplace()))
+            return forgiven(Forgivable::jsonVersion);
+        author.reset();
+        path_.clear();
+        // Without this leniency the key would be unknown and could hold anything.
+        return !isTooLarge_;
+    }
+
     bool fail(std::string problem)
     {
         problem_ = std::move(problem);
@@ -163,6 +304,8 @@ private:
     }
     bool wrongType(dom::element value, std::string_view expected)
     {
+        if (isTooLarge_)
+            return false;
         const auto given = isBeyondRange(value) ? "a number beyond all range" : nameOf(value.type());
         return fail("is " + std::string(given) + " where " + std::string(expected) + " belongs.");
     }
@@ -172,7 +315,11 @@ private:
         dom::array outer, inner;
         return !value.get(outer) && outer.size() == 1 && !outer.at(0).get(inner) && inner.size() == 0;
     }
-    bool take(std::size_t bytes) { return budget_.take(bytes) || fail("makes the feed too large for its document."); }
+    bool take(std::size_t bytes)
+    {
+        isTooLarge_ = isTooLarge_ || !budget_.take(bytes);
+        return !isTooLarge_ || fail("makes the feed too large for its document.");
+    }
     // Called on the way out, so the steps come from the innermost on.
     bool inside(const std::string& step)
     {
@@ -181,7 +328,11 @@ private:
     }
 
     const DateDecodingStrategy& dates_;
+    Forgivings* forgivings_;
+    bool forgivesTypes_;
     ModelBudget budget_{kMostModel};
+    bool isTooLarge_ = false;
+    std::vector<Place> steps_;
     std::string problem_;
     std::string path_;
 };
@@ -245,8 +396,11 @@ DateDecodingStrategy formatted(std::shared_ptr<const DateFormatter> formatter)
     };
 }
 
+namespace {
+
 template <Model T>
-Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& dates, Padding padding)
+Result<T, JSONDecodingError> decodeWith(
+    ByteView json, const DateDecodingStrategy& dates, Padding padding, Forgivings* forgivings)
 {
     const auto text = withoutByteOrderMark(json);
     if (text.starts_with("\xEF\xBB\xBF")) // a reader may skip one of its own accord
@@ -267,11 +421,24 @@ Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& d
     }
     if (error)
         return JSONDecodingError{std::string("The document isn't valid JSON: ") + simdjson::error_message(error)};
-    Decoder decoder(dates, json.size(), density.treeBytes());
+    Decoder decoder(dates, json.size(), density.treeBytes(), forgivings);
     T model;
     if (!decoder.read(root, model))
         return JSONDecodingError{decoder.error()};
     return model;
+}
+
+} // namespace
+
+template <Model T>
+Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& dates, Padding padding)
+{
+    return decodeWith<T>(json, dates, padding, nullptr);
+}
+
+Result<JSONFeed, JSONDecodingError> decodeLeniently(ByteView json, Forgivings& forgivings, Padding padding)
+{
+    return decodeWith<JSONFeed>(json, formatted(std::make_shared<RFC3339DateFormatter>()), padding, &forgivings);
 }
 
 template Result<JSONFeed, JSONDecodingError> decode(ByteView, const DateDecodingStrategy&, Padding);

@@ -29,6 +29,8 @@ template <class Feed> struct TextAction {
     void (*run)(Feed&, std::string_view) = nullptr;
     TextDelivery delivery = TextDelivery::none;
     std::size_t pieceCost = 0; // bytes of what it makes of each piece between commas
+    void (*setDate)(Feed&, std::optional<Date>) = nullptr; // what `run` does, if the text is a date
+    void (*beside)(Feed&, std::string_view) = nullptr; // what `run` does beside that
 };
 
 struct Nothing {
@@ -101,6 +103,7 @@ inline constexpr TextAction<RootOf<Path...>> onText = {
     },
     Delivery,
     0,
+    nullptr,
 };
 
 template <auto Read> inline constexpr auto assign = [](auto& field, std::string_view text) { field = Read(text); };
@@ -221,7 +224,7 @@ inline constexpr auto setPosition = [](const std::shared_ptr<MediaLocation>& loc
 
 template <auto Set, class Piece, auto... Path>
 inline constexpr TextAction<RootOf<Path...>> onPieces
-    = {onText<Set, TextDelivery::events, Path...>.run, TextDelivery::events, costOf<Piece>};
+    = {onText<Set, TextDelivery::events, Path...>.run, TextDelivery::events, costOf<Piece>, nullptr};
 
 } // namespace detail
 
@@ -229,7 +232,15 @@ inline constexpr TextAction<RootOf<Path...>> onPieces
 template <auto... Path> inline constexpr auto append = detail::onText<detail::appendTo, TextDelivery::joined, Path...>;
 // The field becomes what this one text says, absent if it doesn't read.
 template <auto... Path>
-inline constexpr auto date = detail::onText<detail::assign<toPermissiveDate>, TextDelivery::events, Path...>;
+inline constexpr TextAction<detail::RootOf<Path...>> date = {
+    detail::onText<detail::assign<toPermissiveDate>, TextDelivery::events, Path...>.run,
+    TextDelivery::events,
+    0,
+    [](detail::RootOf<Path...>& feed, std::optional<Date> read) {
+        if (auto* field = detail::reach<Path...>(feed))
+            *field = read;
+    },
+};
 template <auto... Path>
 inline constexpr auto integer = detail::onText<detail::assign<toInteger>, TextDelivery::events, Path...>;
 template <auto... Path>
@@ -265,7 +276,7 @@ template <class Feed, auto& A, auto& B> constexpr TextAction<Feed> joinedActions
                 A.run(feed, text);
                 B.run(feed, text);
             },
-        A.delivery, A.pieceCost + B.pieceCost};
+        A.delivery, A.pieceCost + B.pieceCost, A.setDate, B.run};
 }
 template <class Action> struct FeedOf;
 template <class Feed> struct FeedOf<StartAction<Feed>> {

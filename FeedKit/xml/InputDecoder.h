@@ -23,6 +23,8 @@ public:
 
     // Reads as much of the head as tells the encoding, and gives its name for the tokeniser. Null if that failed.
     const char* open();
+    // In its place: decodes from `name` to UTF-8, whatever the document says of itself. False if the name isn't known.
+    bool openAs(const std::string& name) { return openConverter(name); }
     // As NSInputStream::read. Bytes that are invalid in the encoding are a failure once all before them have been read.
     std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength);
     // Whether a read would give something without waiting for the stream; false if the stream can't tell.

@@ -103,7 +103,7 @@ struct NSXMLParser::Expat {
     void run(InputDecoder& input);
     bool readPiece(InputDecoder& input, std::uint8_t* buffer, std::size_t length, std::size_t atLeast);
     void allowFor(std::size_t bytes);
-    void report(const InputDecoder& input);
+    void report();
     void refuse(const char* why);
     void take(std::size_t& count, std::size_t most, const char* why);
 
@@ -132,6 +132,7 @@ struct NSXMLParser::Expat {
     std::size_t walks = 0; // over declared attributes
     std::size_t depth = 0;
     std::size_t openNames = 0; // bytes
+    std::size_t linesSkipped = 0; // ahead of the document
     XML_Parser parser = nullptr;
     TextDelivery delivery = TextDelivery::none;
     std::string run_;
@@ -173,8 +174,11 @@ void NSXMLParser::Expat::run(InputDecoder& input)
 {
     const MemoryLimit::Scope scope(memory);
     const char* encoding = input.open();
-    if (!encoding)
+    if (!encoding) {
+        owner.damaged_ = true;
         return delegate.parserParseErrorOccurred(owner, input.error());
+    }
+    linesSkipped = input.linesSkipped();
     create(encoding);
     std::size_t length = std::min(input.bytesLeft() ? input.bytesLeft() + 1 : kPiece, kMostPiece);
     std::size_t rescanned = 0;
@@ -188,7 +192,7 @@ void NSXMLParser::Expat::run(InputDecoder& input)
         // What was read ahead of a failure still counts: the document may end in it.
         const bool whole = ended && !inputError;
         if (XML_ParseBuffer(parser, static_cast<int>(pieceLength), whole) != XML_STATUS_OK)
-            return report(input);
+            return report();
         const auto pending = fed - static_cast<std::size_t>(std::max<std::int64_t>(byteIndexOf(parser), 0));
         length = std::clamp(pending, std::max(kPiece, std::min(input.bytesLeft() + 1, kMostPiece)), kMostMemory);
         // As much again each time keeps the whole linear.
@@ -197,8 +201,10 @@ void NSXMLParser::Expat::run(InputDecoder& input)
             ? 1
             : std::min(std::max<std::size_t>(pending, 1), length);
     }
-    if (inputError)
+    if (inputError) {
+        owner.damaged_ = true;
         delegate.parserParseErrorOccurred(owner, *inputError);
+    }
 }
 
 // Reads what is there, and no less than `atLeast`: who sends a document slowly gets its feed when its root has ended.
@@ -228,16 +234,18 @@ void NSXMLParser::Expat::allowFor(std::size_t bytes)
     memory.allow(allowed() - former);
 }
 
-void NSXMLParser::Expat::report(const InputDecoder& input)
+void NSXMLParser::Expat::report()
 {
     const auto code = XML_GetErrorCode(parser);
+    owner.damaged_
+        = code != XML_ERROR_NO_MEMORY && code != XML_ERROR_ABORTED && code != XML_ERROR_AMPLIFICATION_LIMIT_BREACH;
     if (code == XML_ERROR_INVALID_TOKEN && inCDATA && startsInvalidUtf8(textAt(parser)))
         return delegate.parserFoundInvalidCDATA(owner);
     if (code == XML_ERROR_NO_MEMORY)
         return delegate.parserParseErrorOccurred(owner, kTooMuchMemory);
     std::string text = XML_ErrorString(code);
     if (code != XML_ERROR_ABORTED) {
-        text += " at line " + std::to_string(lineOf(parser) + input.linesSkipped()) + ", column "
+        text += " at line " + std::to_string(lineOf(parser) + linesSkipped) + ", column "
             + std::to_string(columnOf(parser) + 1);
     }
     delegate.parserParseErrorOccurred(owner, text);
@@ -390,6 +398,11 @@ void NSXMLParser::setTextDelivery(TextDelivery delivery)
 {
     if (expat_)
         expat_->deliver(delivery);
+}
+
+std::uint64_t NSXMLParser::line() const
+{
+    return expat_ ? lineOf(expat_->parser) + expat_->linesSkipped : 0;
 }
 
 } // namespace FeedKit

@@ -66,6 +66,10 @@ public:
     // From inside a start event, for the element that starts: until the next event of an element. None at the
     // beginning.
     void setTextDelivery(TextDelivery delivery);
+    // From inside an event: its line, from 1 on.
+    std::uint64_t line() const;
+    // Whether the error that ended the parse is one of the document's text, and not of its size or its demands.
+    bool isDamaged() const { return damaged_; }
 
 private:
     struct Expat;
@@ -74,6 +78,7 @@ private:
     NSXMLParserDelegate& delegate_;
     std::unique_ptr<Expat> expat_;
     std::atomic<bool> aborted_ = false;
+    bool damaged_ = false;
 };
 
 } // namespace FeedKit

@@ -1,5 +1,7 @@
 #include "FeedKit/xml/XMLFeedParser.h"
 
+#include "FeedKit/dates/LenientDate.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -72,15 +74,18 @@ std::string_view rawValue(XMLFeedType type)
     return {};
 }
 
-XMLFeedParser::XMLFeedParser(ByteView data, Extent extent)
-    : XMLFeedParser(std::make_shared<DataInputStream>(data), extent)
+XMLFeedParser::XMLFeedParser(ByteView data, XMLReadingOptions options)
+    : XMLFeedParser(std::make_shared<DataInputStream>(data), options)
 { }
 
-XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream, Extent extent)
+XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream, XMLReadingOptions options)
     : stream_(std::move(stream))
     , xmlParser_(*stream_, *this)
+    , forgivings_(options.forgivings)
 {
-    if (extent == Extent::more)
+    if (forgivings_)
+        names_.emplace(*forgivings_, xmlParser_, options.extent);
+    if (options.extent == Extent::more)
         more_.emplace();
 }
 
@@ -103,6 +108,32 @@ Result<Feed, ParserError> XMLFeedParser::parse()
     }
     if (!rssFeed_)
         return ParserError::internalError("Unable to initialize rss feed model");
+    return Feed::rss(std::move(rssFeed_));
+}
+
+namespace {
+
+// Drops the last item if the error cut it before it had anything.
+template <class Items> void dropEmptyItem(Items& items, bool isOpen)
+{
+    using Item = typename Items::value_type::value_type::element_type;
+    if (isOpen && items && !items->empty() && *items->back() == Item())
+        items->pop_back();
+}
+
+} // namespace
+
+std::optional<Feed> XMLFeedParser::takePartialFeed()
+{
+    if (!parsingError_ || !feedType_ || (!atomFeed_ && !rssFeed_))
+        return std::nullopt;
+    const auto path = currentXMLDOMPath();
+    const auto isIn = [&](std::string_view item) { return path.starts_with(item); };
+    if (atomFeed_) {
+        dropEmptyItem(atomFeed_->entries, isIn("/feed/entry"));
+        return Feed::atom(std::move(atomFeed_));
+    }
+    dropEmptyItem(rssFeed_->items, isIn("/rss/channel/item") || isIn("/rdf:RDF/item"));
     return Feed::rss(std::move(rssFeed_));
 }
 
@@ -129,16 +160,42 @@ void XMLFeedParser::push(std::string_view elementName)
             state_ = next;
             return;
         }
+        if (pushBesideChannel(elementName))
+            return;
     }
     pushUnknown(elementName);
+}
+
+// RSS 0.90 has its items beside the channel, and some documents have no channel at all: what stands right in the root
+// counts as the channel's.
+bool XMLFeedParser::pushBesideChannel(std::string_view elementName)
+{
+    if (!forgivings_ || feedType_ != XMLFeedType::rss || !forgivings_->may(Forgivable::rss090))
+        return false;
+    if (state_ == PathAutomaton::kTop || automaton_->parent(state_) != PathAutomaton::kTop)
+        return false;
+    const auto next = automaton_->child(automaton_->child(state_, "channel"), elementName);
+    if (next == PathAutomaton::kUnknown)
+        return false;
+    state_ = next;
+    strayState_ = next;
+    forgivings_->add(Forgivable::rss090,
+        [&] { return "<" + std::string(elementName) + "> at line " + std::to_string(xmlParser_.line()); });
+    return true;
 }
 
 void XMLFeedParser::pop()
 {
     if (!unknown_.empty())
         unknown_.resize(unknown_.rfind('/'));
-    else if (feedType_)
+    else if (feedType_) {
+        const bool isStray = strayState_ != PathAutomaton::kTop && state_ == strayState_;
         state_ = automaton_->parent(state_);
+        if (isStray) {
+            state_ = automaton_->parent(state_);
+            strayState_ = PathAutomaton::kTop;
+        }
+    }
 }
 
 // --- the events
@@ -184,11 +241,18 @@ bool XMLFeedParser::isTypeSet(std::string_view elementName)
 }
 
 void XMLFeedParser::parserDidStartElement(
-    NSXMLParser&, std::string_view elementName, const ElementAttributes& attributes)
+    NSXMLParser&, std::string_view elementName, const ElementAttributes& asWritten)
 {
     childEnded_ = false;
     textRow_ = PathAutomaton::kNoRow;
-    if (more_ && startMore(elementName, attributes))
+    const auto nameAsWritten = elementName;
+    auto attributes = asWritten;
+    if (names_) {
+        elementName = names_->startElement(elementName, asWritten);
+        attributes = names_->attributes(asWritten);
+        textDate_.reset();
+    }
+    if (more_ && (startMore(nameAsWritten, asWritten) || startExtension(elementName, nameAsWritten, asWritten)))
         return;
     if (!isTypeSet(elementName))
         return;
@@ -212,6 +276,8 @@ void XMLFeedParser::parserDidStartElement(
 
 void XMLFeedParser::parserDidEndElement(NSXMLParser&)
 {
+    if (names_)
+        names_->endElement();
     if (more_ && endMore())
         return;
     pop();
@@ -255,8 +321,28 @@ template <class Feed> void XMLFeedParser::mapTextIn(const PathTable<Feed>& table
         refuse();
     if (action.pieceCost)
         take(action.pieceCost * (1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), ','))));
-    if (!parsingError_)
-        action.run(feed, text);
+    if (parsingError_)
+        return;
+    if (!action.setDate || !forgivings_ || !forgivings_->may(Forgivable::dates))
+        return action.run(feed, text);
+    action.setDate(feed, dateLeniently(text));
+    if (action.beside)
+        action.beside(feed, text);
+}
+
+// A date that a reference, a comment or the border of a CDATA section separates from white space stays.
+std::optional<Date> XMLFeedParser::dateLeniently(std::string_view text)
+{
+    const bool isBlank = trimmed(text).empty();
+    bool forgiven = isBlank && textDate_;
+    if (!isBlank)
+        textDate_ = toDateLeniently(text, forgiven);
+    if (forgiven) {
+        forgivings_->add(Forgivable::dates, [&] {
+            return "\"" + std::string(trimmed(text).substr(0, 40)) + "\" at line " + std::to_string(xmlParser_.line());
+        });
+    }
+    return textDate_;
 }
 
 void XMLFeedParser::mapText(std::string_view text)
@@ -286,23 +372,23 @@ void XMLFeedParser::parserFoundCharacters(NSXMLParser&, std::string_view text)
 // True if the element is kept whole, and no path is followed.
 bool XMLFeedParser::startMore(std::string_view elementName, const ElementAttributes& attributes)
 {
-    if (more_->start(elementName, attributes)) {
-        take(MoreReader::costOf(elementName, attributes));
-        xmlParser_.setTextDelivery(TextDelivery::joined);
-        return true;
-    }
-    return startExtension(elementName, attributes);
+    if (!more_->start(elementName, attributes))
+        return false;
+    take(MoreReader::costOf(elementName, attributes));
+    xmlParser_.setTextDelivery(TextDelivery::joined);
+    return true;
 }
 
 // An element right within a feed or an item that no row knows, nor one below it.
-bool XMLFeedParser::startExtension(std::string_view elementName, const ElementAttributes& attributes)
+bool XMLFeedParser::startExtension(
+    std::string_view elementName, std::string_view nameAsWritten, const ElementAttributes& attributes)
 {
     if (!feedType_ || !unknown_.empty() || (state_ != owners_[0] && state_ != owners_[1])
         || automaton_->child(state_, elementName) != PathAutomaton::kUnknown)
         return false;
-    take(MoreReader::costOf(elementName, attributes));
+    take(MoreReader::costOf(nameAsWritten, attributes));
     textBytes_ = 0;
-    more_->captureExtension(elementName, attributes);
+    more_->captureExtension(nameAsWritten, attributes);
     xmlParser_.setTextDelivery(TextDelivery::joined);
     return true;
 }

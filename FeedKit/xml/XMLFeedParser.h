@@ -1,8 +1,10 @@
 #pragma once
 
+#include "FeedKit/models/Extent.h"
 #include "FeedKit/models/FeedParserProtocol.h"
 #include "FeedKit/models/ModelBudget.h"
 #include "FeedKit/xml/FeedPaths.h"
+#include "FeedKit/xml/LenientNames.h"
 #include "FeedKit/xml/MoreReader.h"
 #include "FeedKit/xml/NSXMLParser.h"
 
@@ -18,10 +20,11 @@ enum class XMLFeedType { atom, rdf, rss };
 // The name of the type's root element: "feed", "rdf:RDF", "rss".
 std::string_view rawValue(XMLFeedType type);
 
-// How much of a document is kept.
-enum class Extent {
-    model, // what the formats' models have
-    more // that, and what the members `more` and further fields of Media RSS say; Atom's XHTML as markup
+struct XMLReadingOptions {
+    Extent extent = Extent::model;
+    // What it allows of names, dates and places of elements is forgiven, and counted there; it must outlive the parser.
+    // What the strict reading takes is taken in the same way.
+    Forgivings* forgivings = nullptr;
 };
 
 // Follows the events of one XML document and fills a model. It keeps no tree: it knows which element is open, as a
@@ -31,9 +34,9 @@ class XMLFeedParser final : public FeedParserProtocol, private NSXMLParserDelega
 {
 public:
     // `data` must outlive the parser.
-    explicit XMLFeedParser(ByteView data, Extent extent = Extent::model);
+    explicit XMLFeedParser(ByteView data, XMLReadingOptions options = {});
     // `stream` isn't null.
-    explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream, Extent extent = Extent::model);
+    explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream, XMLReadingOptions options = {});
     ~XMLFeedParser() override;
 
     // Blocks until done. Once. A document in error gives no part of a feed.
@@ -45,6 +48,10 @@ public:
     std::optional<XMLFeedType> feedType() const { return feedType_; }
     const std::optional<ParserError>& parsingError() const { return parsingError_; }
     bool parseComplete() const { return parseComplete_; }
+    // Once parse() has given an error: whether it is one of the document's text, and the feed of what came ahead of it;
+    // absent if nothing did. An item that the error cut counts if it has anything. Once.
+    bool isDamaged() const { return xmlParser_.isDamaged(); }
+    std::optional<Feed> takePartialFeed();
     // The path of the open element; it ends in "/" if a child of it has ended.
     std::string currentXMLDOMPath() const;
 
@@ -62,6 +69,7 @@ private:
     void push(std::string_view elementName);
     void pop();
     void pushUnknown(std::string_view elementName);
+    bool pushBesideChannel(std::string_view elementName);
     void setType(XMLFeedType type);
     bool isTypeSet(std::string_view elementName);
     template <class Feed> void mapStart(const PathTable<Feed>& table, Feed& feed, const ElementAttributes& attributes);
@@ -70,10 +78,12 @@ private:
     const PathTable<RSSFeed>& rssTable() const;
     const PathTable<AtomFeed>& atomTable() const;
     bool startMore(std::string_view elementName, const ElementAttributes& attributes);
-    bool startExtension(std::string_view elementName, const ElementAttributes& attributes);
+    bool startExtension(
+        std::string_view elementName, std::string_view nameAsWritten, const ElementAttributes& attributes);
     void captureMarkup();
     void noteScope();
     bool endMore();
+    std::optional<Date> dateLeniently(std::string_view text);
     void take(std::size_t bytes);
     void refuse();
     void fail(ParserError error);
@@ -97,6 +107,11 @@ private:
     std::optional<MoreReader> more_; // if it was asked for
     PathAutomaton::State owners_[2] = {PathAutomaton::kUnknown, PathAutomaton::kUnknown}; // the feed's, and an item's
     std::int32_t markupRow_ = PathAutomaton::kNoRow; // whose text is being captured
+    // Of a lenient reading.
+    Forgivings* forgivings_ = nullptr;
+    std::optional<LenientNames> names_;
+    PathAutomaton::State strayState_ = PathAutomaton::kTop; // of an element beside the channel; kTop for none
+    std::optional<Date> textDate_; // what the texts of the open element have said so far
 
     std::optional<ParserError> parsingError_;
     bool parseComplete_ = false;

@@ -2,10 +2,11 @@
 
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
+#include "FeedKit/LenientReading.h"
+#include "FeedKit/Read.h"
 #include "FeedKit/basics/Letters.h"
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/xml/DescriptorInputStream.h"
-#include "FeedKit/xml/XMLFeedParser.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -23,7 +24,7 @@ using namespace FeedKit;
 // The type of a document shows within these.
 constexpr std::size_t kBeginning = 200;
 
-// What isn't XML has to be in memory as a whole, as what is fetched has.
+// What has to be in memory as a whole, as what is fetched has: JSON, pages, lists, and whatever is read leniently.
 constexpr std::size_t kLargest = 64u << 20;
 
 // A stream of which the first bytes have been looked at already.
@@ -71,7 +72,7 @@ private:
     Bytes ahead_;
 };
 
-Result<Bytes, std::string> allOf(NSInputStream& stream)
+Result<Bytes, std::string> allOf(NSInputStream& stream, std::string_view what)
 {
     constexpr std::size_t kPiece = 1u << 16;
     Bytes bytes;
@@ -86,41 +87,38 @@ Result<Bytes, std::string> allOf(NSInputStream& stream)
         if (count == 0)
             return bytes;
         if (bytes.size() > kLargest)
-            return std::string("too large: more than 64 MiB");
+            return std::string("too large: more than 64 MiB of ").append(what);
     }
 }
 
-// Of a file or, for "-", standard input; negative if it can't be opened.
-int descriptorOf(const std::string& name)
+Result<Feed, ParserError> parseFile(int descriptor)
 {
-    // A copy, for the stream closes it.
-    return name == "-" ? ::dup(STDIN_FILENO) : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
-}
-
-ParsedFeed parseFile(const std::string& name, Extent extent)
-{
-    const int descriptor = descriptorOf(name);
-    if (descriptor < 0)
-        return ParserError::internalError(::strerrordesc_np(errno));
     const auto stream = std::make_shared<PeekedStream>(descriptor);
     const auto type = stream->type();
     if (!stream->streamError().empty())
         return ParserError::internalError(stream->streamError());
     if (type == FeedDataType::xml)
-        return XMLFeedParser(stream, extent).parse();
+        return FeedParser(stream).parse();
     if (!type)
         return ParserError::feedNotFound();
-    auto contents = allOf(*stream);
+    auto contents = allOf(*stream, "JSON");
     if (!contents)
         return ParserError::internalError(contents.error());
     return FeedParser(*std::move(contents)).parse();
 }
 
-ParsedFeed parseBytes(Bytes bytes, Extent extent)
+// A copy of standard input's, for the stream closes it.
+int opened(const std::string& name)
 {
-    if (makeFeedDataType(bytes) == FeedDataType::xml)
-        return XMLFeedParser(ByteView(bytes), extent).parse();
-    return FeedParser(std::move(bytes)).parse();
+    return name == "-" ? ::dup(STDIN_FILENO) : ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+Result<Feed, ParserError> parseStrictly(const std::string& name)
+{
+    if (isAddress(name))
+        return FeedParser(URL(name)).parse();
+    const int descriptor = opened(name);
+    return descriptor < 0 ? ParserError::internalError(::strerrordesc_np(errno)) : parseFile(descriptor);
 }
 
 } // namespace
@@ -138,38 +136,53 @@ bool isAddress(const std::string& name)
     return name.compare(scheme.size(), 3, "://") == 0;
 }
 
-ParsedFeed parseDocument(const std::string& name)
+ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
 {
-    return isAddress(name) ? FeedParser(URL(name)).parse() : parseFile(name, Extent::model);
+    if (leniency.empty()) {
+        auto feed = parseStrictly(name);
+        return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
+    }
+    const auto contents = contentsOf(name);
+    return contents ? readLeniently(contents->bytes, leniency)
+                    : ParsedFeed(ParserError::internalError(contents.error()));
 }
 
-Document readDocument(const std::string& name)
+Document readDocument(const std::string& name, const Leniency& leniency)
 {
-    if (!isAddress(name))
-        return {parseFile(name, Extent::more), URL("")};
-    auto contents = contentsOf(name);
-    if (!contents)
-        return {ParserError::internalError(contents.error()), URL("")};
-    return {parseBytes(std::move(contents->bytes), Extent::more), contents->address};
+    ReadOptions options;
+    options.leniency = leniency;
+    options.extent = Extent::more;
+    if (isAddress(name)) {
+        auto fetched = fetch(URL(name), options);
+        return fetched ? Document{ParsedFeed(Reading(*fetched)), fetched->address}
+                       : Document{ParsedFeed(fetched.error()), URL("")};
+    }
+    const int descriptor = opened(name);
+    if (descriptor < 0)
+        return {ParserError::internalError(::strerrordesc_np(errno)), URL("")};
+    DescriptorInputStream stream(descriptor);
+    return {read(stream, options), URL("")};
 }
 
 Result<Contents, std::string> contentsOf(const std::string& name)
 {
     if (isAddress(name)) {
-        const auto url = replacing(URL(name), "feed", "http").value_or(URL(name));
-        auto fetched = CurlFetcher().contentsOfIfModified(url, {});
+        const auto url = replacing(URL(name), "feed", "http");
+        if (!url)
+            return std::string("Failed url sanitizing.");
+        auto fetched = CurlFetcher().contentsOfIfModified(*url, {});
         if (!fetched)
             return fetched.error();
         if (!*fetched)
             return std::string("nothing came, though nothing was known");
-        auto& [bytes, validators, address, status, contentType] = **fetched;
-        return Contents{std::move(bytes), address.text().empty() ? url : address};
+        const auto& address = (*fetched)->address;
+        return Contents{std::move((*fetched)->bytes), address.text().empty() ? *url : address};
     }
-    const int descriptor = descriptorOf(name);
+    const int descriptor = opened(name);
     if (descriptor < 0)
         return std::string(::strerrordesc_np(errno));
     DescriptorInputStream stream(descriptor);
-    auto bytes = allOf(stream);
+    auto bytes = allOf(stream, "a document");
     if (!bytes)
         return bytes.error();
     return Contents{*std::move(bytes), URL("")};

@@ -13,8 +13,8 @@ namespace vitrel {
 bool isAddress(const std::string& name);
 
 // The feed of a file, an address or, for "-", of standard input. XML is read piece by piece, whatever its size.
-// Any thread.
-ParsedFeed parseDocument(const std::string& name);
+// With a leniency, what it allows is forgiven, and the document is read as a whole first. Any thread.
+ParsedFeed parseDocument(const std::string& name, const FeedKit::Leniency& leniency = {});
 
 struct Document {
     ParsedFeed feed;
@@ -22,7 +22,7 @@ struct Document {
 };
 
 // The same, with all that the parser can keep.
-Document readDocument(const std::string& name);
+Document readDocument(const std::string& name, const FeedKit::Leniency& leniency = {});
 
 struct Contents {
     FeedKit::Bytes bytes;

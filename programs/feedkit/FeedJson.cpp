@@ -86,6 +86,29 @@ void writeModel(JsonText& to, const Feed& feed)
     }
 }
 
+void writeForgiven(JsonText& to, const Reading& reading)
+{
+    if (!reading.forgiven.empty()) {
+        to.key("forgiven");
+        to.begin('[');
+        for (const auto& one : reading.forgiven) {
+            to.begin('{');
+            to.key("what");
+            to.string(rawValue(one.what));
+            to.key("count");
+            to.integer(static_cast<std::int64_t>(one.count));
+            to.key("first");
+            to.string(repairedUtf8(one.first));
+            to.end('}');
+        }
+        to.end(']');
+    }
+    if (reading.brokeOff) {
+        to.key("brokeOff");
+        to.string(reasonOf(*reading.brokeOff));
+    }
+}
+
 } // namespace
 
 // What a user can do something with: an internal error's description says little more than that it is one.
@@ -116,9 +139,10 @@ void writeDocumentJson(std::string_view name, const ParsedFeed& parsed, JsonLayo
     to.string(repairedUtf8(name));
     if (parsed) {
         to.key("kind");
-        to.string(kindOf(*parsed));
+        to.string(kindOf(parsed->feed));
+        writeForgiven(to, *parsed);
         to.key("feed");
-        writeModel(to, *parsed);
+        writeModel(to, parsed->feed);
     } else {
         to.key("error");
         to.begin('{');
@@ -149,7 +173,7 @@ void writeEntriesJson(
         sink("\n");
         return;
     }
-    for (const auto& entry : entriesOf(*parsed, address).entries) {
+    for (const auto& entry : entriesOf(parsed->feed, address).entries) {
         JsonText to(layout == JsonLayout::pretty, sink);
         to.begin('{');
         to.key("file");

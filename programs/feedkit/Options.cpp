@@ -23,6 +23,7 @@ Usage: feedkit [OPTION...] FILE|URL|-...
   --discover        Print the feeds that web pages have; a line each
   --opml FILE|URL   Read the feeds of a list of subscriptions, too
   --pretty          A field on each line, with indentation
+  --lenient         Forgive documents what is usually wrong with them, and print what that was
   --watch SECONDS   Fetch the URL every so many seconds (0.01 and more); print it each time it has changed
   -j, --jobs N      Documents at once (1 to 256); by default one for each core
   -h, --help        Print this help and exit
@@ -42,8 +43,9 @@ constexpr option kOptions[] = {
     {"table", no_argument, nullptr, 't'},
     {"to-opml", no_argument, nullptr, 'o'},
     {"discover", no_argument, nullptr, 'd'},
-    {"opml", required_argument, nullptr, 'l'},
+    {"opml", required_argument, nullptr, 'i'},
     {"pretty", no_argument, nullptr, 'p'},
+    {"lenient", no_argument, nullptr, 'l'},
     {"watch", required_argument, nullptr, 'w'},
     {"jobs", required_argument, nullptr, 'j'},
     {"help", no_argument, nullptr, 'h'},
@@ -83,6 +85,10 @@ std::optional<NoOptions> faultOf(const Options& options)
         return wrong("--watch takes one URL");
     if (options.watch && (options.form == Form::opml || options.form == Form::discovered))
         return wrong("--watch prints feeds or entries");
+    if (options.form == Form::discovered && !options.leniency.empty())
+        return wrong("--discover and --lenient exclude each other");
+    if (options.watch && !options.leniency.empty())
+        return wrong("--watch and --lenient exclude each other");
     return std::nullopt;
 }
 
@@ -127,11 +133,14 @@ Result<Options, NoOptions> readOptions(int argc, char** argv)
         case kDocument:
             options.documents.emplace_back(optarg);
             break;
-        case 'l':
+        case 'i':
             options.lists.emplace_back(optarg);
             break;
         case 'p':
             options.layout = JsonLayout::pretty;
+            break;
+        case 'l':
+            options.leniency = FeedKit::Leniency::all();
             break;
         case 'w':
             options.watch = numberIn(optarg, 0.01, 1e7);

@@ -26,6 +26,7 @@ struct Options {
     JsonLayout layout = JsonLayout::line;
     unsigned jobs = 1; // documents at once
     std::optional<double> watch; // seconds
+    FeedKit::Leniency leniency; // none unless asked for
 };
 
 // Why there is nothing to read: a text that was asked for, or wrong use, as one line without the program's name.

@@ -30,7 +30,7 @@ std::string printable(const std::string& text)
 
 std::string kindLine(const std::string& name, const ParsedFeed& parsed)
 {
-    return printable(name).append("\t").append(parsed ? kindOf(*parsed) : "error");
+    return printable(name).append("\t").append(parsed ? kindOf(parsed->feed) : "error");
 }
 
 std::string errorLine(const std::string& name, const FeedKit::ParserError& error)
@@ -50,7 +50,7 @@ void writeDocument(const std::string& name, const Document& document, const Opti
         writeEntriesJson(name, parsed, address, options.layout, sink);
         break;
     case Form::table:
-        sink(parsed ? tableOf(name, FeedKit::entriesOf(*parsed, address), terminalWidth())
+        sink(parsed ? tableOf(name, FeedKit::entriesOf(parsed->feed, address), terminalWidth())
                     : errorLine(name, parsed.error()));
         break;
     case Form::feed:
@@ -88,11 +88,11 @@ Report reportOf(const std::string& name, const Document& document, const Options
 }
 
 // The views need what the models don't have, and where the document lay; the models are what they are.
-Document documentOf(const std::string& name, Form form)
+Document documentOf(const std::string& name, const Options& options)
 {
-    if (form == Form::feed || form == Form::kind)
-        return {parseDocument(name), FeedKit::URL("")};
-    return readDocument(name);
+    if (options.form == Form::feed || options.form == Form::kind)
+        return {parseDocument(name, options.leniency), FeedKit::URL("")};
+    return readDocument(name, options.leniency);
 }
 
 // Makes and prints a report for each document, in order. Whether one has failed.
@@ -131,10 +131,10 @@ bool printOpml(const Options& options)
         options.documents.size(), options.jobs,
         [&](std::size_t index) {
             const auto& name = options.documents[index];
-            const auto [feed, address] = readDocument(name);
-            if (!feed)
-                return Report{errorLine(name, feed.error()), true};
-            auto outline = outlineOf(name, *feed, address);
+            const auto [parsed, address] = readDocument(name, options.leniency);
+            if (!parsed)
+                return Report{errorLine(name, parsed.error()), true};
+            auto outline = outlineOf(name, parsed->feed, address);
             const std::lock_guard lock(mutex);
             outlines.emplace(index, std::move(outline));
             return Report{};
@@ -170,7 +170,7 @@ int printAll(Options options)
         }) || failed;
     else
         failed = printReports(options, [&](const auto& name) {
-            return reportOf(name, documentOf(name, options.form), options);
+            return reportOf(name, documentOf(name, options), options);
         }) || failed;
     return failed ? 1 : 0;
 }
@@ -187,8 +187,9 @@ int printAll(Options options)
             // A server that is back must not say "not modified" of what was shown ahead of its error.
             if (!*parsed)
                 validators = {};
+            const auto shown = *parsed ? ParsedFeed(FeedKit::Reading{**parsed}) : ParsedFeed(parsed->error());
             std::string text;
-            writeDocument(name, {*parsed, FeedKit::URL(name)}, options, [&](std::string_view piece) {
+            writeDocument(name, {shown, FeedKit::URL(name)}, options, [&](std::string_view piece) {
                 text += piece;
                 return true;
             });

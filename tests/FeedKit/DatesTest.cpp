@@ -1,6 +1,7 @@
 #include "FeedKit/dates/DateFormatters.h"
 #include "FeedKit/dates/DateStrategies.h"
 #include "FeedKit/dates/DateText.h"
+#include "FeedKit/dates/LenientDate.h"
 #include "FeedKit/dates/QuickReader.h"
 #include "support/PlainDates.h"
 
@@ -53,6 +54,54 @@ TEST(ToPermissiveDate, ReadsWhatFeedsWrite)
     };
     for (const auto& [text, seconds, why] : cases)
         EXPECT_EQ(secondsOf(toPermissiveDate(text)), seconds) << '"' << text << "\": " << why;
+}
+
+TEST(ToLenientDate, ReadsWhatIsMeantForADate)
+{
+    const Case cases[] = {
+        {"Mon, 02 Jan 06 15:04:05 GMT", 1136214245, "a year of two digits"},
+        {"2 Jan 49", 2493158400, "below 50 of this century"},
+        {"2 Jan 50", -631065600, "from 50 on of the last one"},
+        {"2 Jan 106", 1136160000, "three digits count from 1900"},
+        {"Mon 2 Jan 2006 15:04:05 GMT", 1136214245, "no comma"},
+        {"Monday, 2nd of January 2006", {}, "no language is read"},
+        {"Monday, 2nd January 2006 at 3:04 pm", 1136214240, "whole names, half days"},
+        {"Jan 2, 2006 12:04 am", 1136160240, "midnight's hour"},
+        {"Jan. 2, 2006, 12:04 PM", 1136203440, "noon's"},
+        {"Mon Jan  2 15:04:05 2006", 1136214245, "asctime"},
+        {"Mon Jan 2 15:04:05 CET 2006", 1136210645, "date"},
+        {"2-Jan-06 15:04", 1136214240, "dashes"},
+        {"2006-01-02", 1136160000, "a date alone"},
+        {"2006-01", 1136073600, "a month alone"},
+        {"2006/1/2 15:04:05", 1136214245, "slashes"},
+        {"20060102T150405Z", 1136214245, "no marks"},
+        {"2006-01-02t15:04:05z", 1136214245, "small letters"},
+        {"2006-01-02T15:04:05,25+01:00", 1136210645.25, "a fraction behind a comma"},
+        {"2006-01-02 15:04:05 +0100 (CET)", 1136210645, "a comment"},
+        {"2006-01-02 15:04:05 -05", 1136232245, "hours alone"},
+        {"2 Jan 2006 15:04:05 GMT+1", 1136210645, "counted from Greenwich"},
+        {"2 Jan 2006 15:04:05 +0100 CET", 1136210645, "said twice"},
+        {"2 Jan 2006 15:04:05 AEST", 1136214245 - 36000, "a zone far away"},
+        {"2 Jan 2006 15:04:05 NST", 1136214245 + 12600, "and half an hour"},
+        {"1 Jan 2006 24:00", 1136160000, "the day's end"},
+        {"31 Dec 2005 23:59:60 GMT", 1136073600, "a leap second"},
+        {"29 Feb 2004", 1078012800, "a leap day"},
+        {"29 Feb 2006", {}, "and none"},
+        {"1 Jan 2006 24:01", {}, "beyond the day"},
+        {"1 Jan 2006 13:00 pm", {}, "no half day"},
+        {"2 Jan 2006 15:04:05 XYZ", {}, "a zone that nobody knows"},
+        {"02/01/2006", {}, "day or month first"},
+        {"2006-13-01", {}, "no month"},
+        {"0 Jan 2006", {}, "no day"},
+        {"1136214245", {}, "seconds"},
+        {"2 Jan 2006 15:04 16:04", {}, "two times"},
+        {"2 Jan", {}, "no year"},
+        {"soon", {}, "a word"},
+        {"", {}, "nothing"},
+    };
+    for (const auto& [text, seconds, why] : cases)
+        EXPECT_EQ(secondsOf(toLenientDate(text)), seconds) << '"' << text << "\": " << why;
+    EXPECT_FALSE(toLenientDate("2 Jan 2006 " + std::string(100, ' ') + "15:04")) << "longer than any date";
 }
 
 TEST(ToPermissiveDate, RefusesWhatNoPatternTakesWhole)
