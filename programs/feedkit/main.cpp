@@ -70,7 +70,7 @@ Report reportOf(const std::string& name, const Document& document, const Options
     Report report{{}, !document.feed};
     bool fits = true;
     writeDocument(name, document, options, [&](std::string_view piece) {
-        fits = report.text.size() + piece.size() <= kLongText;
+        fits = fits && report.text.size() + piece.size() <= kLongText;
         if (fits)
             report.text += piece;
         return fits;
