@@ -1,6 +1,5 @@
 #include "FeedKit/entries/Entries.h"
-#include "FeedKit/FeedParser.h"
-#include "FeedKit/xml/XMLFeedParser.h"
+#include "FeedKit/Read.h"
 #include "support/Repeated.h"
 
 #include <gtest/gtest.h>
@@ -44,10 +43,11 @@ template <Model T> std::string shown(const T& model)
 
 Entries entriesIn(std::string_view document, const char* address = "http://h/f/x", Extent extent = Extent::model)
 {
-    const auto feed = extent == Extent::more ? XMLFeedParser(bytesOf(document), {.extent = extent}).parse()
-                                             : FeedParser(document).parse();
+    ReadOptions options;
+    options.extent = extent;
+    const auto feed = read(document, options);
     EXPECT_TRUE(feed) << document.substr(0, 200);
-    return feed ? entriesOf(*feed, URL(address)) : Entries();
+    return feed ? entriesOf(feed->feed, URL(address)) : Entries();
 }
 
 struct Row {
@@ -225,6 +225,12 @@ TEST(Entries, SeeMoreWhereMoreWasKept)
             {"image", "<content xml:base='/c/' type='html'>&lt;img src=s></content><link href='/l/'/>", "http://h/c/s"},
             {"image", "<content type='html'>&lt;img src=s></content><link href='/l/'/>", "http://h/b/i/s"}},
         Extent::more);
+    check(R"({"language":"de","authors":[{"name":"F"}],"items":[{)", "}]}",
+        {{"authors", R"("author":{"name":"c"},"authors":[{"name":"a"},{"avatar":"x"},{"url":"b"}])",
+             "a|-|-;-|-|http://h/f/b"},
+            {"authors", R"("author":{"name":"c"},"authors":[])", "c|-|-"}, {"authors", "", "F|-|-"}},
+        Extent::more);
+    EXPECT_EQ(entriesIn(R"({"language":"de"})", "", Extent::more).language, "de");
     check("<rdf:RDF>", "</rdf:RDF>", {{"id", "<item rdf:about='a'><link>l</link></item>", "a"}}, Extent::more);
     const auto feed = entriesIn(
         "<rss xml:base='http://h/b/'><channel><atom:link href='a'/><atom:link rel='self' href='s'/></channel></rss>",

@@ -198,8 +198,7 @@ TEST_F(FeedTool, ShowsATableInTheTerminalsWidth)
             + "</title></item></channel></rss>");
     Program program({"--table", large}, {{"COLUMNS", "62"}});
     program.wait();
-    EXPECT_EQ(program.output(),
-        large + "\n" + std::string(39, 'y') + "…  http://h/" + std::string(10, 'x') + "…\n");
+    EXPECT_EQ(program.output(), large + "\n" + std::string(39, 'y') + "…  http://h/" + std::string(10, 'x') + "…\n");
 }
 
 TEST_F(FeedTool, FindsFeedsOfPages)
