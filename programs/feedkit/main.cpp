@@ -135,13 +135,17 @@ bool printOpml(const Options& options)
             if (!parsed)
                 return Report{errorLine(name, parsed.error()), true};
             auto outline = outlineOf(name, parsed->feed, address);
+            if (!outline.xmlUrl)
+                return Report{
+                    printable(name + ": it doesn't say where it lies, and can't be subscribed to") + "\n", true};
             const std::lock_guard lock(mutex);
             outlines.emplace(index, std::move(outline));
             return Report{};
         },
         [&](const Report& report) {
             failed = failed || report.failed;
-            std::cerr << report.text;
+            if (report.failed)
+                std::cerr << "feedkit: " << report.text;
         },
         [] {});
     for (auto& [index, outline] : outlines)

@@ -231,6 +231,11 @@ TEST_F(FeedTool, ReadsAndWritesLists)
     const std::string outlines = "    <outline text=\"one\" type=\"rss\" xmlUrl=\"" + one
         + "\"/>\n    <outline text=\"two\" type=\"rss\" xmlUrl=\"" + two + "\" htmlUrl=\"http://h/\"/>\n";
     EXPECT_NE(ended.output.find("  <body>\n" + outlines + "  </body>\n"), std::string::npos) << ended.output;
+    // One that nobody can fetch again is none to subscribe to.
+    Program nowhere({"--to-opml", folder_.write("nowhere", rss("one"))});
+    EXPECT_EQ(nowhere.wait(), 1);
+    EXPECT_TRUE(nowhere.saidOneError()) << nowhere.errors();
+    EXPECT_EQ(nowhere.output().find("<outline"), std::string::npos);
     // A list of our own may name files, one from elsewhere must not, and neither standard input.
     const std::string list = folder_.write("list", ended.output);
     EXPECT_EQ(run({"--kind", "--opml", list}).output, one + "\trss\n" + two + "\trss\n");
