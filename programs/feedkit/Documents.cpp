@@ -3,6 +3,7 @@
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
 #include "FeedKit/LenientReading.h"
+#include "FeedKit/Read.h"
 #include "FeedKit/basics/Letters.h"
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/xml/DescriptorInputStream.h"
@@ -23,7 +24,7 @@ using namespace FeedKit;
 // The type of a document shows within these.
 constexpr std::size_t kBeginning = 200;
 
-// What has to be in memory as a whole, as what is fetched has: JSON, and whatever is read leniently.
+// What has to be in memory as a whole, as what is fetched has: JSON, pages, lists, and whatever is read leniently.
 constexpr std::size_t kLargest = 64u << 20;
 
 // A stream of which the first bytes have been looked at already.
@@ -71,7 +72,7 @@ private:
     Bytes ahead_;
 };
 
-Result<Bytes, std::string> contentsOf(NSInputStream& stream, std::string_view what)
+Result<Bytes, std::string> allOf(NSInputStream& stream, std::string_view what)
 {
     constexpr std::size_t kPiece = 1u << 16;
     Bytes bytes;
@@ -100,7 +101,7 @@ Result<Feed, ParserError> parseFile(int descriptor)
         return FeedParser(stream).parse();
     if (!type)
         return ParserError::feedNotFound();
-    auto contents = contentsOf(*stream, "JSON");
+    auto contents = allOf(*stream, "JSON");
     if (!contents)
         return ParserError::internalError(contents.error());
     return FeedParser(*std::move(contents)).parse();
@@ -118,19 +119,6 @@ Result<Feed, ParserError> parseStrictly(const std::string& name)
         return FeedParser(URL(name)).parse();
     const int descriptor = opened(name);
     return descriptor < 0 ? ParserError::internalError(::strerrordesc_np(errno)) : parseFile(descriptor);
-}
-
-Result<Bytes, std::string> wholeContents(const std::string& name)
-{
-    if (isAddress(name)) {
-        const auto url = replacing(URL(name), "feed", "http");
-        return url ? CurlFetcher().contentsOf(*url) : Result<Bytes, std::string>(std::string("Failed url sanitizing."));
-    }
-    const int descriptor = opened(name);
-    if (descriptor < 0)
-        return std::string(::strerrordesc_np(errno));
-    DescriptorInputStream stream(descriptor);
-    return contentsOf(stream, "a document that is read leniently");
 }
 
 } // namespace
@@ -154,8 +142,50 @@ ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
         auto feed = parseStrictly(name);
         return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
     }
-    const auto contents = wholeContents(name);
-    return contents ? readLeniently(*contents, leniency) : ParsedFeed(ParserError::internalError(contents.error()));
+    const auto contents = contentsOf(name);
+    return contents ? readLeniently(contents->bytes, leniency)
+                    : ParsedFeed(ParserError::internalError(contents.error()));
+}
+
+Document readDocument(const std::string& name, const Leniency& leniency)
+{
+    ReadOptions options;
+    options.leniency = leniency;
+    options.extent = Extent::more;
+    if (isAddress(name)) {
+        auto fetched = fetch(URL(name), options);
+        return fetched ? Document{ParsedFeed(Reading(*fetched)), fetched->address}
+                       : Document{ParsedFeed(fetched.error()), URL("")};
+    }
+    const int descriptor = opened(name);
+    if (descriptor < 0)
+        return {ParserError::internalError(::strerrordesc_np(errno)), URL("")};
+    DescriptorInputStream stream(descriptor);
+    return {read(stream, options), URL("")};
+}
+
+Result<Contents, std::string> contentsOf(const std::string& name)
+{
+    if (isAddress(name)) {
+        const auto url = replacing(URL(name), "feed", "http");
+        if (!url)
+            return std::string("Failed url sanitizing.");
+        auto fetched = CurlFetcher().contentsOfIfModified(*url, {});
+        if (!fetched)
+            return fetched.error();
+        if (!*fetched)
+            return std::string("nothing came, though nothing was known");
+        const auto& address = (*fetched)->address;
+        return Contents{std::move((*fetched)->bytes), address.text().empty() ? *url : address};
+    }
+    const int descriptor = opened(name);
+    if (descriptor < 0)
+        return std::string(::strerrordesc_np(errno));
+    DescriptorInputStream stream(descriptor);
+    auto bytes = allOf(stream, "a document");
+    if (!bytes)
+        return bytes.error();
+    return Contents{*std::move(bytes), URL("")};
 }
 
 } // namespace vitrel
