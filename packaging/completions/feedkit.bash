@@ -5,7 +5,7 @@ _feedkit()
     case ${COMP_WORDS[COMP_CWORD - 1]} in
     --watch | -j | --jobs) ;;
     *)
-        mapfile -t COMPREPLY < <(compgen -W "--kind --pretty --watch --jobs --help --version" -- "${COMP_WORDS[COMP_CWORD]}")
+        mapfile -t COMPREPLY < <(compgen -W "--kind --pretty --lenient --watch --jobs --help --version" -- "${COMP_WORDS[COMP_CWORD]}")
         ;;
     esac
 }

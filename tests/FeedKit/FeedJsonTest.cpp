@@ -10,7 +10,7 @@ using namespace FeedKit;
 
 std::string line(const Feed& feed)
 {
-    return documentJson("f", feed, JsonLayout::line);
+    return documentJson("f", Reading{feed}, JsonLayout::line);
 }
 
 // What a program at the other end relies on, written out by hand.
@@ -93,7 +93,7 @@ TEST(FeedJson, PrettyIsTheSameOverSeveralLines)
     rss->title = "a: {,";
     rss->cloud = std::make_shared<RSSFeedCloud>();
     rss->skipHours = {0, 23};
-    EXPECT_EQ(documentJson("f", Feed::rss(rss), JsonLayout::pretty),
+    EXPECT_EQ(documentJson("f", Reading{Feed::rss(rss)}, JsonLayout::pretty),
         "{\n  \"file\": \"f\",\n  \"kind\": \"rss\",\n  \"feed\": {\n    \"title\": \"a: {,\",\n    \"cloud\": {},\n"
         "    \"skipHours\": [\n      0,\n      23\n    ]\n  }\n}");
 }
