@@ -1,6 +1,7 @@
 #include "FeedKit/LenientReading.h"
 
 #include "FeedKit/FeedDataType.h"
+#include "FeedKit/fetch/Fetcher.h"
 #include "FeedKit/json/JSONCoding.h"
 #include "FeedKit/json/JSONFeedParser.h"
 #include "FeedKit/leniency/Charset.h"
@@ -20,7 +21,7 @@ public:
     LenientReading(ByteView document, const Leniency& leniency, std::string_view contentType, std::stop_token stop)
         : document_(document)
         , leniency_(leniency)
-        , contentType_(contentType)
+        , charset_(charsetOf(contentType))
         , stop_(std::move(stop))
     { }
 
@@ -59,7 +60,7 @@ private:
         if (!attempt.isDamaged)
             return readStrictly<XMLFeedParser>();
         Forgivings mending(leniency_);
-        auto text = decodedText(document_, contentType_, mending);
+        auto text = decodedText(document_, charset_, mending);
         if (text)
             text = repairedXML(*text, mending);
         if (!text)
@@ -96,7 +97,7 @@ private:
             return Reading{Feed::json(*std::move(feed)), forgivings.list()};
         // The one fault of a text that begins well is that of its bytes.
         Forgivings mending(leniency_);
-        const auto text = leniency_.has(Forgivable::charset) ? decodedText(document_, contentType_, mending) : std::nullopt;
+        const auto text = leniency_.has(Forgivable::charset) ? decodedText(document_, charset_, mending) : std::nullopt;
         if (!text || mending.empty())
             return readStrictly<JSONFeedParser>();
         auto again = decodeLeniently(bytesOf(*text), mending);
@@ -116,7 +117,7 @@ private:
     Result<Reading, ParserError> readUnknown()
     {
         Forgivings mending(leniency_);
-        const auto text = decodedText(document_, contentType_, mending);
+        const auto text = decodedText(document_, charset_, mending);
         if (!text)
             return ParserError::feedNotFound();
         auto type = makeFeedDataType(bytesOf(*text));
@@ -161,7 +162,7 @@ private:
 
     ByteView document_;
     Leniency leniency_;
-    std::string_view contentType_;
+    std::string charset_; // that HTTP names
     std::stop_token stop_;
 };
 

@@ -11,6 +11,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // Pieces of the text in its order, none of them reaching into the next.
     if (url.scheme().size() + url.host().size() + url.path().size() > text.size())
         std::abort();
+    // What has been found once is an address, and the same from anywhere.
+    const FeedKit::URL base("http://host/a/b?c");
+    const auto found = FeedKit::resolved(base, text);
+    if (!found || found->scheme().empty() || FeedKit::resolved(base, found->text()) != found)
+        std::abort();
+    static_cast<void>(FeedKit::resolved(url, "../a/b"));
     const auto replaced = FeedKit::replacing(url, "feed", "http");
     if (!replaced)
         std::abort();

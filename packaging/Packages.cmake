@@ -1,4 +1,4 @@
-# Two packages for Debian: the programs, and FeedKit for other programs.
+# Three packages for Debian: the programs, FeedKit for other programs, and what building those takes.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vitrel)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -10,7 +10,7 @@ set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_COMPONENTS_ALL Programs FeedKit)
+set(CPACK_COMPONENTS_ALL Programs FeedKit FeedKitDevelopment)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -36,17 +36,27 @@ The package has three programs: vitrel, the screen saver with its settings
 window; muralis, which tells savers without a session bus what is playing;
 and feedkit, which prints RSS, RDF, Atom and JSON feeds as JSON.")
 
-set(CPACK_DEBIAN_FEEDKIT_PACKAGE_NAME libfeedkit-dev)
-set(CPACK_DEBIAN_FEEDKIT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_FEEDKIT_PACKAGE_DEPENDS
-  "libcurl4-openssl-dev | libcurl4-gnutls-dev, libexpat1-dev, libicu-dev, libsimdjson-dev")
-set(CPACK_COMPONENT_FEEDKIT_DESCRIPTION "parser for RSS, RDF, Atom and JSON Feed - development files
+set(CPACK_DEBIAN_FEEDKIT_PACKAGE_NAME libfeedkit${FEEDKIT_VERSION_MAJOR})
+set(CPACK_DEBIAN_FEEDKIT_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_FEEDKIT_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_FEEDKIT_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_COMPONENT_FEEDKIT_DESCRIPTION "parser for RSS, RDF, Atom and JSON Feed - shared library
 FeedKit is a C++20 library that reads feeds from memory, from files and from
 the network into plain models, with limits that make it fit for documents
 from strangers.
 .
-This package has the archive, the headers, and what CMake
-(find_package(Vitrel COMPONENTS FeedKit)) and pkg-config (feedkit) need to
-find them.")
+This package has the shared library.")
+
+set(CPACK_DEBIAN_FEEDKITDEVELOPMENT_PACKAGE_NAME libfeedkit-dev)
+set(CPACK_DEBIAN_FEEDKITDEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_FEEDKITDEVELOPMENT_PACKAGE_DEPENDS
+  "libfeedkit${FEEDKIT_VERSION_MAJOR} (= ${CPACK_PACKAGE_VERSION})")
+set(CPACK_COMPONENT_FEEDKITDEVELOPMENT_DESCRIPTION "parser for RSS, RDF, Atom and JSON Feed - development files
+FeedKit is a C++20 library that reads feeds from memory, from files and from
+the network into plain models, with limits that make it fit for documents
+from strangers.
+.
+This package has the headers, and what CMake (find_package(FeedKit)) and
+pkg-config (feedkit) need to find the library.")
 
 include(CPack)

@@ -1,4 +1,5 @@
 #include "FeedKit/fetch/CurlFetcher.h"
+#include "FeedKit/basics/Letters.h"
 
 #include "FeedKit/fetch/LocalFile.h"
 
@@ -137,7 +138,9 @@ public:
             return std::optional<FetchedContents>();
         if (status < 200 || status >= 300)
             return statusError(status);
-        return std::optional(FetchedContents{std::move(sink_.bytes), {header("etag"), header("last-modified")}});
+        const char* const address = get<const char*>(CURLINFO_EFFECTIVE_URL);
+        return std::optional(FetchedContents{std::move(sink_.bytes), {header("etag"), header("last-modified")},
+            URL(address ? address : ""), static_cast<int>(status), header("content-type").value_or("")});
     }
 
 private:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/fetch/Fetcher.h"
 
 #include <chrono>
@@ -19,7 +20,7 @@ struct FetchLimits {
 // of the address, and takes no certificate that the system doesn't trust. A status of 400 or above is an error.
 //
 // Any thread, any number of calls at once.
-class CurlFetcher final : public Fetcher
+class FEEDKIT_API CurlFetcher final : public Fetcher
 {
 public:
     explicit CurlFetcher(FetchLimits limits = {})

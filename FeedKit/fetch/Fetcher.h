@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FeedKit/basics/Bytes.h"
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/basics/Result.h"
 #include "FeedKit/fetch/URL.h"
 
@@ -21,10 +22,16 @@ struct Validators {
 struct FetchedContents {
     Bytes bytes;
     Validators validators;
+    URL address = URL(""); // where they lay in the end, behind all redirects; may be unknown
+    int status = 0; // of HTTP (RFC 9110, section 15); 0 for another scheme, or if unknown
+    std::string contentType; // as the server has it (RFC 9110, section 8.3); empty if it doesn't say
 };
 
+// The charset that a content type names, in lower case; empty if it names none.
+FEEDKIT_API std::string charsetOf(std::string_view contentType);
+
 // Where documents come from: the seam between parsers and the world.
-class Fetcher
+class FEEDKIT_API Fetcher
 {
 public:
     virtual ~Fetcher() = default;

@@ -1,4 +1,5 @@
 #include "FeedKit/fetch/LocalFile.h"
+#include "FeedKit/basics/Letters.h"
 
 #include "base/Text.h"
 
@@ -76,6 +77,7 @@ Result<std::optional<FetchedContents>, std::string> localContentsOfIfModified(
         return std::string("is not a regular file");
     FetchedContents contents;
     contents.validators.eTag = marksOf(marks);
+    contents.address = url;
     if (known.eTag == contents.validators.eTag)
         return std::optional<FetchedContents>();
     // The size is only what the file claims: those of the kernel say 0, and others grow meanwhile.

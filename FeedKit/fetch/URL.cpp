@@ -1,31 +1,80 @@
 #include "FeedKit/fetch/URL.h"
 
+#include "FeedKit/basics/Letters.h"
+
 #include <algorithm>
 
 namespace FeedKit {
 
 namespace {
 
-char lowercase(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
-
 bool isScheme(std::string_view text)
 {
-    const auto isLetter = [](char c) { return lowercase(c) >= 'a' && lowercase(c) <= 'z'; };
     const auto isFurther
-        = [&](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.'; };
-    return !text.empty() && isLetter(text[0]) && std::all_of(text.begin(), text.end(), isFurther);
+        = [](char c) { return isASCIILetter(c) || isASCIIDigit(c) || c == '+' || c == '-' || c == '.'; };
+    return !text.empty() && isASCIILetter(text[0]) && std::all_of(text.begin(), text.end(), isFurther);
+}
+
+// Without white space around it and without line ends and tabs.
+std::string unwrapped(std::string_view text)
+{
+    while (!text.empty() && isHTMLSpace(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isHTMLSpace(text.back()))
+        text.remove_suffix(1);
+    std::string out(text);
+    std::erase_if(out, [](char c) { return c == '\t' || c == '\n' || c == '\r'; });
+    return out;
+}
+
+// RFC 3986, section 5.2.4, on segments.
+std::string withoutDotSegments(std::string_view path)
+{
+    std::string out;
+    out.reserve(path.size());
+    const bool isAbsolute = path.starts_with('/');
+    const std::size_t root = isAbsolute ? 1 : 0;
+    out.append(path, 0, root);
+    path.remove_prefix(root);
+    for (bool goesOn = true; goesOn;) {
+        const auto slash = path.find('/');
+        const auto segment = path.substr(0, slash);
+        goesOn = slash != path.npos;
+        if (segment == "..") {
+            // The last of out's segments goes, with its slash; the root stays.
+            const auto before = out.size() > root ? out.rfind('/', out.size() - 2) : out.npos;
+            out.resize(out.size() <= root || before == out.npos ? root : before + 1);
+        } else if (segment != ".") {
+            out.append(segment);
+            if (goesOn)
+                out += '/';
+        }
+        if (goesOn)
+            path.remove_prefix(slash + 1);
+    }
+    return out;
+}
+
+// RFC 3986, section 5.2.3.
+std::string mergedPath(const URL& base, std::string_view reference)
+{
+    const auto path = base.path();
+    if (base.authority() && path.empty())
+        return std::string("/").append(reference);
+    return std::string(path.substr(0, path.rfind('/') + 1)).append(reference);
+}
+
+std::string joined(std::string_view scheme, std::optional<std::string_view> authority, std::string_view path)
+{
+    auto out = std::string(scheme).append(":");
+    if (authority)
+        out.append("//").append(*authority);
+    else if (path.starts_with("//"))
+        out.append("/."); // or the path would pass for a host
+    return out.append(path);
 }
 
 } // namespace
-
-bool sameIgnoringCase(std::string_view a, std::string_view b)
-{
-    return std::equal(
-        a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lowercase(x) == lowercase(y); });
-}
 
 std::string_view URL::scheme() const&
 {
@@ -41,7 +90,7 @@ std::string_view URL::behindScheme() const
     return std::string_view(text_).substr(length == 0 ? 0 : length + 1);
 }
 
-std::optional<std::string_view> URL::authority() const
+std::optional<std::string_view> URL::authority() const&
 {
     const auto rest = behindScheme();
     if (!rest.starts_with("//"))
@@ -68,6 +117,21 @@ std::string_view URL::path() const&
     return rest.substr(0, rest.find_first_of("?#"));
 }
 
+std::optional<std::string_view> URL::query() const&
+{
+    const auto end = text_.find('#');
+    const auto begin = text_.find('?');
+    if (begin >= end)
+        return std::nullopt;
+    return std::string_view(text_).substr(begin + 1, end == text_.npos ? end : end - begin - 1);
+}
+
+std::string_view URL::fragment() const&
+{
+    const auto begin = text_.find('#');
+    return begin == text_.npos ? std::string_view() : std::string_view(text_).substr(begin);
+}
+
 std::optional<URL> replacing(const URL& url, std::string_view scheme, std::string_view with)
 {
     const auto had = url.scheme();
@@ -76,6 +140,39 @@ std::optional<URL> replacing(const URL& url, std::string_view scheme, std::strin
     if (!isScheme(with))
         return std::nullopt;
     return URL(std::string(with).append(url.text(), had.size()));
+}
+
+std::optional<URL> resolved(const URL& base, std::string_view text)
+{
+    URL reference(unwrapped(text));
+    if (base.text().empty())
+        return reference;
+    const auto path = reference.path();
+    std::string out;
+    if (!reference.scheme().empty()) {
+        // Without a host or a root nothing in it is a dot segment ("urn:a/../b", "data:").
+        if (!reference.authority() && !path.starts_with('/'))
+            return reference;
+        out = joined(reference.scheme(), reference.authority(), withoutDotSegments(path));
+    } else {
+        const bool hasFolders = base.authority() || base.path().starts_with('/');
+        const bool isWithinBase = reference.text().empty() || reference.text().starts_with('#');
+        if (base.scheme().empty() || (!hasFolders && !isWithinBase))
+            return std::nullopt;
+        if (reference.authority())
+            out = joined(base.scheme(), reference.authority(), withoutDotSegments(path));
+        else if (path.empty())
+            out = joined(base.scheme(), base.authority(), base.path());
+        else
+            out = joined(base.scheme(), base.authority(),
+                withoutDotSegments(path.starts_with('/') ? std::string(path) : mergedPath(base, path)));
+        const bool takesQuery = path.empty() && !reference.authority() && !reference.query();
+        if (takesQuery && base.query())
+            out.append("?").append(*base.query());
+    }
+    if (const auto query = reference.query())
+        out.append("?").append(*query);
+    return URL(std::move(out.append(reference.fragment())));
 }
 
 } // namespace FeedKit

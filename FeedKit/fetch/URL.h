@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,7 +11,7 @@ namespace FeedKit {
 
 // An address (RFC 3986), kept as the text that was given. It is looked into, never rebuilt: what a caller wrote is what
 // a server gets. Any text will do; whether it is an address shows when it is fetched.
-class URL
+class FEEDKIT_API URL
 {
 public:
     explicit URL(std::string text)
@@ -28,21 +30,32 @@ public:
     std::string_view path() const&;
     std::string_view path() const&& = delete;
 
+    // Behind "//" and ahead of the path, user and port with it; absent without "//".
+    std::optional<std::string_view> authority() const&;
+    std::optional<std::string_view> authority() const&& = delete;
+    // Behind "?" and ahead of "#"; absent without "?".
+    std::optional<std::string_view> query() const&;
+    std::optional<std::string_view> query() const&& = delete;
+    // From "#" on, which is part of it; empty if there is none.
+    std::string_view fragment() const&;
+    std::string_view fragment() const&& = delete;
+
     friend bool operator==(const URL&, const URL&) = default;
 
 private:
-    // Behind "//", up to the path; absent without "//".
-    std::optional<std::string_view> authority() const;
-    std::string_view behindScheme() const;
+    FEEDKIT_LOCAL std::string_view behindScheme() const;
 
     std::string text_;
 };
 
 // `url` with the scheme `with` if its scheme is `scheme` (in any case of letters), else unchanged. Nothing but the
 // scheme changes. Absent if `with` is no scheme.
-std::optional<URL> replacing(const URL& url, std::string_view scheme, std::string_view with);
+FEEDKIT_API std::optional<URL> replacing(const URL& url, std::string_view scheme, std::string_view with);
 
-// Equal but for the case of ASCII letters, as schemes and hosts are compared.
-bool sameIgnoringCase(std::string_view a, std::string_view b);
+// The address that `reference`, found in the document at `base`, stands for (RFC 3986, section 5.2, strictly). White
+// space around it and line ends and tabs in it, which documents are wrapped with, don't count. With an empty `base` it
+// is the reference itself. Absent if `reference` needs a base and `base` can be none: it has no scheme, or is of a kind
+// without folders ("mailto:a@b"). Linear time.
+FEEDKIT_API std::optional<URL> resolved(const URL& base, std::string_view reference);
 
 } // namespace FeedKit

@@ -5,7 +5,7 @@
 #include "FeedKit/dates/DateFormatters.h"
 #include "FeedKit/dates/DateStrategies.h"
 #include "FeedKit/models/JSONFeed.h"
-#include "FeedKit/models/Leniency.h"
+#include "FeedKit/models/Forgivings.h"
 
 #include <functional>
 #include <memory>

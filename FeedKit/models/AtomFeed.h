@@ -1,7 +1,8 @@
 #pragma once
 
 #include "FeedKit/basics/Date.h"
-#include "FeedKit/models/ElementAttributes.h"
+#include "FeedKit/models/Extensions.h"
+#include "FeedKit/models/Fields.h"
 #include "FeedKit/models/MediaNamespace.h"
 
 #include <memory>
@@ -44,9 +45,10 @@ struct AtomFeedCategory {
         std::optional<std::string> term;
         std::optional<std::string> scheme;
         std::optional<std::string> label;
-        FEEDKIT_ATTRIBUTES(term, scheme, label)
+        FEEDKIT_FIELDS(Attributes, term, scheme, label)
     };
-    FEEDKIT_ATTRIBUTED(AtomFeedCategory, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(AtomFeedCategory, attributes)
 };
 
 struct AtomFeedEntryCategory {
@@ -54,9 +56,10 @@ struct AtomFeedEntryCategory {
         std::optional<std::string> term;
         std::optional<std::string> scheme;
         std::optional<std::string> label;
-        FEEDKIT_ATTRIBUTES(term, scheme, label)
+        FEEDKIT_FIELDS(Attributes, term, scheme, label)
     };
-    FEEDKIT_ATTRIBUTED(AtomFeedEntryCategory, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(AtomFeedEntryCategory, attributes)
 };
 
 struct AtomFeedLink {
@@ -67,9 +70,10 @@ struct AtomFeedLink {
         std::optional<std::string> hreflang;
         std::optional<std::string> title;
         std::optional<std::int64_t> length; // bytes
-        FEEDKIT_ATTRIBUTES(href, rel, type, hreflang, title, length)
+        FEEDKIT_FIELDS(Attributes, href, rel, type, hreflang, title, length)
     };
-    FEEDKIT_ATTRIBUTED(AtomFeedLink, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(AtomFeedLink, attributes)
 };
 
 struct AtomFeedEntryLink {
@@ -80,47 +84,52 @@ struct AtomFeedEntryLink {
         std::optional<std::string> hreflang;
         std::optional<std::string> title;
         std::optional<std::int64_t> length; // bytes
-        FEEDKIT_ATTRIBUTES(href, rel, type, hreflang, title, length)
+        FEEDKIT_FIELDS(Attributes, href, rel, type, hreflang, title, length)
     };
-    FEEDKIT_ATTRIBUTED(AtomFeedEntryLink, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(AtomFeedEntryLink, attributes)
 };
 
 struct AtomFeedSubtitle {
     struct Attributes {
         std::optional<std::string> type;
-        FEEDKIT_ATTRIBUTES(type)
+        FEEDKIT_FIELDS(Attributes, type)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(AtomFeedSubtitle, attributes, value)
+    FEEDKIT_FIELDS(AtomFeedSubtitle, attributes, value)
 };
 
 struct AtomFeedEntrySummary {
     struct Attributes {
         std::optional<std::string> type;
-        FEEDKIT_ATTRIBUTES(type)
+        FEEDKIT_FIELDS(Attributes, type)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(AtomFeedEntrySummary, attributes, value)
+    FEEDKIT_FIELDS(AtomFeedEntrySummary, attributes, value)
 };
 
 struct AtomFeedGenerator {
     struct Attributes {
         std::optional<std::string> uri;
         std::optional<std::string> version;
-        FEEDKIT_ATTRIBUTES(uri, version)
+        FEEDKIT_FIELDS(Attributes, uri, version)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(AtomFeedGenerator, attributes, value)
+    FEEDKIT_FIELDS(AtomFeedGenerator, attributes, value)
 };
 
 struct AtomFeedEntryContent {
     struct Attributes {
         std::optional<std::string> type;
         std::optional<std::string> src;
-        FEEDKIT_ATTRIBUTES(type, src)
+        FEEDKIT_FIELDS(Attributes, type, src)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(AtomFeedEntryContent, attributes, value)
+    FEEDKIT_FIELDS(AtomFeedEntryContent, attributes, value)
 };
 
 struct AtomFeedEntrySource {
@@ -128,6 +137,19 @@ struct AtomFeedEntrySource {
     std::optional<std::string> title;
     std::optional<Date> updated;
     FEEDKIT_FIELDS(AtomFeedEntrySource, id, title, updated)
+};
+
+// What a parse keeps of an entry beyond the model, if it is asked to.
+struct AtomFeedEntryMore {
+    std::optional<std::string> titleType; // "text", "html" or "xhtml"; as "text" if absent (RFC 4287, section 3.1.1)
+    std::optional<std::string> base; // the address that relative ones of the entry are relative to (XML Base)
+    std::optional<std::string> contentBase; // the same for the content, where that has one of its own
+    std::optional<std::string> language; // xml:lang
+    std::optional<std::string> updatedText; // as it was written
+    std::optional<std::string> publishedText;
+    std::optional<std::vector<ExtensionElement>> extensions;
+
+    FEEDKIT_FIELDS(AtomFeedEntryMore, titleType, base, contentBase, language, updatedText, publishedText, extensions)
 };
 
 struct AtomFeedEntry {
@@ -144,9 +166,21 @@ struct AtomFeedEntry {
     std::shared_ptr<AtomFeedEntrySource> source;
     std::optional<std::string> rights;
     std::shared_ptr<MediaNamespace> media;
+    std::shared_ptr<AtomFeedEntryMore> more;
 
     FEEDKIT_FIELDS(AtomFeedEntry, title, summary, authors, contributors, links, updated, categories, id, content,
-        published, source, rights, media)
+        published, source, rights, media, more)
+};
+
+// What a parse keeps of a feed beyond the model, if it is asked to.
+struct AtomFeedMore {
+    std::optional<std::string> titleType; // as an entry's, as are the others
+    std::optional<std::string> base;
+    std::optional<std::string> language;
+    std::optional<std::string> updatedText;
+    std::optional<std::vector<ExtensionElement>> extensions;
+
+    FEEDKIT_FIELDS(AtomFeedMore, titleType, base, language, updatedText, extensions)
 };
 
 struct AtomFeed {
@@ -163,9 +197,10 @@ struct AtomFeed {
     std::optional<std::string> logo;
     std::optional<std::string> rights;
     std::optional<std::vector<std::shared_ptr<AtomFeedEntry>>> entries;
+    std::shared_ptr<AtomFeedMore> more;
 
     FEEDKIT_FIELDS(AtomFeed, title, subtitle, links, updated, categories, authors, contributors, id, generator, icon,
-        logo, rights, entries)
+        logo, rights, entries, more)
 };
 
 } // namespace FeedKit

@@ -7,7 +7,7 @@
 #include <vector>
 
 // The list of a model's fields, said once in the class with FEEDKIT_FIELDS, and what follows from it: equality here,
-// the reading of attributes in ElementAttributes.h, and whatever else walks a model field by field.
+// the reading of attributes, and whatever else walks a model field by field.
 namespace FeedKit {
 
 template <class Class, class Member> struct Field {

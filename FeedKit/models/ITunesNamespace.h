@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FeedKit/models/ElementAttributes.h"
+#include "FeedKit/models/Fields.h"
 
 #include <memory>
 #include <string>
@@ -11,26 +11,29 @@ namespace FeedKit {
 struct ITunesSubCategory {
     struct Attributes {
         std::optional<std::string> text;
-        FEEDKIT_ATTRIBUTES(text)
+        FEEDKIT_FIELDS(Attributes, text)
     };
-    FEEDKIT_ATTRIBUTED(ITunesSubCategory, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(ITunesSubCategory, attributes)
 };
 
 struct ITunesCategory {
     struct Attributes {
         std::optional<std::string> text;
-        FEEDKIT_ATTRIBUTES(text)
+        FEEDKIT_FIELDS(Attributes, text)
     };
+    std::optional<Attributes> attributes;
     std::shared_ptr<ITunesSubCategory> subcategory;
-    FEEDKIT_ATTRIBUTED(ITunesCategory, attributes, subcategory)
+    FEEDKIT_FIELDS(ITunesCategory, attributes, subcategory)
 };
 
 struct ITunesImage {
     struct Attributes {
         std::optional<std::string> href;
-        FEEDKIT_ATTRIBUTES(href)
+        FEEDKIT_FIELDS(Attributes, href)
     };
-    FEEDKIT_ATTRIBUTED(ITunesImage, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(ITunesImage, attributes)
 };
 
 struct ITunesOwner {

@@ -1,5 +1,7 @@
 #include "FeedKit/models/MediaNamespace.h"
 
+#include "FeedKit/conversions/Conversions.h"
+
 namespace FeedKit {
 
 std::vector<std::shared_ptr<MediaTag>> MediaTag::tagsFrom(std::string_view text)
@@ -17,18 +19,6 @@ std::vector<std::shared_ptr<MediaTag>> MediaTag::tagsFrom(std::string_view text)
             return tags;
         text.remove_prefix(comma + 1);
     }
-}
-
-MediaLocation::Attributes::Attributes(const ElementAttributes& from)
-{
-    from.forEach([&](std::string_view name, std::string_view value) {
-        if (name == "description")
-            description.emplace(value);
-        else if (name == "start")
-            start = toDuration(value);
-        else if (name == "end")
-            end = toDuration(value);
-    });
 }
 
 void MediaLocation::mapFrom(std::string_view latLng)

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "FeedKit/models/ElementAttributes.h"
+#include "FeedKit/basics/Export.h"
+#include "FeedKit/models/Fields.h"
 
 #include <memory>
 #include <string>
@@ -13,19 +14,21 @@ namespace FeedKit {
 struct MediaTitle {
     struct Attributes {
         std::optional<std::string> type;
-        FEEDKIT_ATTRIBUTES(type)
+        FEEDKIT_FIELDS(Attributes, type)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaTitle, attributes, value)
+    FEEDKIT_FIELDS(MediaTitle, attributes, value)
 };
 
 struct MediaDescription {
     struct Attributes {
         std::optional<std::string> type;
-        FEEDKIT_ATTRIBUTES(type)
+        FEEDKIT_FIELDS(Attributes, type)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaDescription, attributes, value)
+    FEEDKIT_FIELDS(MediaDescription, attributes, value)
 };
 
 struct MediaPlayer {
@@ -33,10 +36,11 @@ struct MediaPlayer {
         std::optional<std::string> url;
         std::optional<std::int64_t> width;
         std::optional<std::int64_t> height;
-        FEEDKIT_ATTRIBUTES(url, width, height)
+        FEEDKIT_FIELDS(Attributes, url, width, height)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaPlayer, attributes, value)
+    FEEDKIT_FIELDS(MediaPlayer, attributes, value)
 };
 
 // Sizes stay the text of the document.
@@ -46,39 +50,43 @@ struct MediaThumbnail {
         std::optional<std::string> width;
         std::optional<std::string> height;
         std::optional<std::string> time;
-        FEEDKIT_ATTRIBUTES(url, width, height, time)
+        FEEDKIT_FIELDS(Attributes, url, width, height, time)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaThumbnail, attributes, value)
+    FEEDKIT_FIELDS(MediaThumbnail, attributes, value)
 };
 
 struct MediaCategory {
     struct Attributes {
         std::optional<std::string> scheme;
         std::optional<std::string> label;
-        FEEDKIT_ATTRIBUTES(scheme, label)
+        FEEDKIT_FIELDS(Attributes, scheme, label)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaCategory, attributes, value)
+    FEEDKIT_FIELDS(MediaCategory, attributes, value)
 };
 
 struct MediaCredit {
     struct Attributes {
         std::optional<std::string> role;
         std::optional<std::string> scheme;
-        FEEDKIT_ATTRIBUTES(role, scheme)
+        FEEDKIT_FIELDS(Attributes, role, scheme)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaCredit, attributes, value)
+    FEEDKIT_FIELDS(MediaCredit, attributes, value)
 };
 
 struct MediaRating {
     struct Attributes {
         std::optional<std::string> scheme;
-        FEEDKIT_ATTRIBUTES(scheme)
+        FEEDKIT_FIELDS(Attributes, scheme)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaRating, attributes, value)
+    FEEDKIT_FIELDS(MediaRating, attributes, value)
 };
 
 struct MediaContent {
@@ -97,28 +105,21 @@ struct MediaContent {
         std::optional<std::int64_t> height;
         std::optional<std::int64_t> width;
         std::optional<std::string> lang;
-        FEEDKIT_ATTRIBUTES(url, fileSize, type, medium, isDefault, expression, bitrate, framerate, samplingrate,
+        FEEDKIT_FIELDS(Attributes, url, fileSize, type, medium, isDefault, expression, bitrate, framerate, samplingrate,
             channels, duration, height, width, lang)
     };
+    std::optional<Attributes> attributes;
     std::shared_ptr<MediaTitle> mediaTitle;
     std::shared_ptr<MediaDescription> mediaDescription;
     std::shared_ptr<MediaPlayer> mediaPlayer;
     std::optional<std::vector<std::shared_ptr<MediaThumbnail>>> mediaThumbnails;
     std::optional<std::vector<std::string>> mediaKeywords;
     std::shared_ptr<MediaCategory> mediaCategory;
-    FEEDKIT_ATTRIBUTED(MediaContent, attributes, mediaTitle, mediaDescription, mediaPlayer, mediaThumbnails,
-        mediaKeywords, mediaCategory)
+    FEEDKIT_FIELDS(MediaContent, attributes, mediaTitle, mediaDescription, mediaPlayer, mediaThumbnails, mediaKeywords,
+        mediaCategory)
 };
 
-struct MediaGroup {
-    std::optional<std::vector<std::shared_ptr<MediaContent>>> mediaContents;
-    std::optional<std::vector<std::shared_ptr<MediaCredit>>> mediaCredits;
-    std::shared_ptr<MediaCategory> mediaCategory;
-    std::shared_ptr<MediaRating> mediaRating;
-    FEEDKIT_FIELDS(MediaGroup, mediaContents, mediaCredits, mediaCategory, mediaRating)
-};
-
-// No element that the parser knows makes this one, nor MediaCopyright, MediaText and MediaRights.
+// Made, as MediaCopyright, MediaText and MediaRights, if the parse is asked for more.
 struct MediaHash {
     struct Attributes {
         std::optional<std::string> algo;
@@ -165,10 +166,11 @@ struct MediaRestriction {
     struct Attributes {
         std::optional<std::string> relationship;
         std::optional<std::string> type;
-        FEEDKIT_ATTRIBUTES(relationship, type)
+        FEEDKIT_FIELDS(Attributes, relationship, type)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaRestriction, attributes, value)
+    FEEDKIT_FIELDS(MediaRestriction, attributes, value)
 };
 
 struct MediaStarRating {
@@ -177,18 +179,20 @@ struct MediaStarRating {
         std::optional<std::int64_t> count;
         std::optional<std::int64_t> min;
         std::optional<std::int64_t> max;
-        FEEDKIT_ATTRIBUTES(average, count, min, max)
+        FEEDKIT_FIELDS(Attributes, average, count, min, max)
     };
-    FEEDKIT_ATTRIBUTED(MediaStarRating, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(MediaStarRating, attributes)
 };
 
 struct MediaStatistics {
     struct Attributes {
         std::optional<std::int64_t> views;
         std::optional<std::int64_t> favorites;
-        FEEDKIT_ATTRIBUTES(views, favorites)
+        FEEDKIT_FIELDS(Attributes, views, favorites)
     };
-    FEEDKIT_ATTRIBUTED(MediaStatistics, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(MediaStatistics, attributes)
 };
 
 struct MediaTag {
@@ -198,7 +202,7 @@ struct MediaTag {
 
     // One tag for each piece between commas: "news: 5, sport" is news with weight 5 and sport with weight 1. Of more
     // than one colon the first part is the tag and the last the weight, absent if it is no integer.
-    static std::vector<std::shared_ptr<MediaTag>> tagsFrom(std::string_view text);
+    FEEDKIT_API static std::vector<std::shared_ptr<MediaTag>> tagsFrom(std::string_view text);
 };
 
 struct MediaCommunity {
@@ -208,13 +212,30 @@ struct MediaCommunity {
     FEEDKIT_FIELDS(MediaCommunity, mediaStarRating, mediaStatistics, mediaTags)
 };
 
+// What stands behind the rating is kept if the parse is asked for more.
+struct MediaGroup {
+    std::optional<std::vector<std::shared_ptr<MediaContent>>> mediaContents;
+    std::optional<std::vector<std::shared_ptr<MediaCredit>>> mediaCredits;
+    std::shared_ptr<MediaCategory> mediaCategory;
+    std::shared_ptr<MediaRating> mediaRating;
+    std::shared_ptr<MediaTitle> mediaTitle;
+    std::shared_ptr<MediaDescription> mediaDescription;
+    std::optional<std::vector<std::string>> mediaKeywords;
+    std::optional<std::vector<std::shared_ptr<MediaThumbnail>>> mediaThumbnails;
+    std::shared_ptr<MediaPlayer> mediaPlayer;
+    std::shared_ptr<MediaCommunity> mediaCommunity;
+    FEEDKIT_FIELDS(MediaGroup, mediaContents, mediaCredits, mediaCategory, mediaRating, mediaTitle, mediaDescription,
+        mediaKeywords, mediaThumbnails, mediaPlayer, mediaCommunity)
+};
+
 struct MediaParam {
     struct Attributes {
         std::optional<std::string> name;
-        FEEDKIT_ATTRIBUTES(name)
+        FEEDKIT_FIELDS(Attributes, name)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaParam, attributes, value)
+    FEEDKIT_FIELDS(MediaParam, attributes, value)
 };
 
 struct MediaEmbed {
@@ -222,19 +243,21 @@ struct MediaEmbed {
         std::optional<std::string> url;
         std::optional<std::int64_t> width;
         std::optional<std::int64_t> height;
-        FEEDKIT_ATTRIBUTES(url, width, height)
+        FEEDKIT_FIELDS(Attributes, url, width, height)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::vector<std::shared_ptr<MediaParam>>> mediaParams;
-    FEEDKIT_ATTRIBUTED(MediaEmbed, attributes, mediaParams)
+    FEEDKIT_FIELDS(MediaEmbed, attributes, mediaParams)
 };
 
 struct MediaStatus {
     struct Attributes {
         std::optional<std::string> state;
         std::optional<std::string> reason;
-        FEEDKIT_ATTRIBUTES(state, reason)
+        FEEDKIT_FIELDS(Attributes, state, reason)
     };
-    FEEDKIT_ATTRIBUTED(MediaStatus, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(MediaStatus, attributes)
 };
 
 struct MediaPrice {
@@ -243,20 +266,22 @@ struct MediaPrice {
         std::optional<double> price;
         std::optional<std::string> info;
         std::optional<std::string> currency;
-        FEEDKIT_ATTRIBUTES(type, price, info, currency)
+        FEEDKIT_FIELDS(Attributes, type, price, info, currency)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaPrice, attributes, value)
+    FEEDKIT_FIELDS(MediaPrice, attributes, value)
 };
 
 struct MediaLicence {
     struct Attributes {
         std::optional<std::string> type;
         std::optional<std::string> href;
-        FEEDKIT_ATTRIBUTES(type, href)
+        FEEDKIT_FIELDS(Attributes, type, href)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaLicence, attributes, value)
+    FEEDKIT_FIELDS(MediaLicence, attributes, value)
 };
 
 struct MediaSubTitle {
@@ -264,19 +289,21 @@ struct MediaSubTitle {
         std::optional<std::string> type;
         std::optional<std::string> lang;
         std::optional<std::string> href;
-        FEEDKIT_ATTRIBUTES(type, lang, href)
+        FEEDKIT_FIELDS(Attributes, type, lang, href)
     };
-    FEEDKIT_ATTRIBUTED(MediaSubTitle, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(MediaSubTitle, attributes)
 };
 
 struct MediaPeerLink {
     struct Attributes {
         std::optional<std::string> type;
         std::optional<std::string> href;
-        FEEDKIT_ATTRIBUTES(type, href)
+        FEEDKIT_FIELDS(Attributes, type, href)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(MediaPeerLink, attributes, value)
+    FEEDKIT_FIELDS(MediaPeerLink, attributes, value)
 };
 
 struct MediaLocation {
@@ -284,16 +311,15 @@ struct MediaLocation {
         std::optional<std::string> description;
         std::optional<double> start; // seconds
         std::optional<double> end;
-        Attributes() = default;
-        explicit Attributes(const ElementAttributes& from);
         FEEDKIT_FIELDS(Attributes, description, start, end)
     };
+    std::optional<Attributes> attributes;
     std::optional<double> latitude; // degrees
     std::optional<double> longitude;
-    FEEDKIT_ATTRIBUTED(MediaLocation, attributes, latitude, longitude)
+    FEEDKIT_FIELDS(MediaLocation, attributes, latitude, longitude)
 
     // "52.1 4.3": latitude, one blank, longitude. Changes nothing if there are not just two parts.
-    void mapFrom(std::string_view latLng);
+    FEEDKIT_API void mapFrom(std::string_view latLng);
 };
 
 struct MediaScene {
@@ -304,7 +330,7 @@ struct MediaScene {
     FEEDKIT_FIELDS(MediaScene, sceneTitle, sceneDescription, sceneStartTime, sceneEndTime)
 };
 
-// What no element fills stays absent in every parsed feed: mediaRating, mediaTitle, mediaDescription, mediaKeywords,
+// Absent unless the parse is asked for more: mediaRating, mediaTitle, mediaDescription, mediaKeywords,
 // mediaCategory, mediaHash, mediaPlayer, mediaCredits, mediaCopyright, mediaText, mediaRights.
 struct MediaNamespace {
     std::shared_ptr<MediaGroup> mediaGroup;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -22,7 +24,7 @@ struct NSError {
 };
 
 // Why there is no feed.
-class ParserError
+class FEEDKIT_API ParserError
 {
 public:
     enum class Case { feedCDATABlockEncodingError, internalError, feedNotFound };

@@ -1,10 +1,13 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
+#include "FeedKit/models/AtomFeed.h"
 #include "FeedKit/models/ContentNamespace.h"
 #include "FeedKit/models/DublinCoreNamespace.h"
-#include "FeedKit/models/ElementAttributes.h"
+#include "FeedKit/models/Fields.h"
 #include "FeedKit/models/ITunesNamespace.h"
 #include "FeedKit/models/MediaNamespace.h"
+#include "FeedKit/models/PodcastNamespace.h"
 #include "FeedKit/models/SyndicationNamespace.h"
 
 #include <memory>
@@ -18,10 +21,11 @@ namespace FeedKit {
 struct RSSFeedCategory {
     struct Attributes {
         std::optional<std::string> domain;
-        FEEDKIT_ATTRIBUTES(domain)
+        FEEDKIT_FIELDS(Attributes, domain)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(RSSFeedCategory, attributes, value)
+    FEEDKIT_FIELDS(RSSFeedCategory, attributes, value)
 };
 
 struct RSSFeedCloud {
@@ -38,10 +42,9 @@ struct RSSFeedCloud {
                 Field("path", &Attributes::path), Field("registerProcedure", &Attributes::registerProcedure),
                 Field("protocolSpecification", &Attributes::protocolSpecification, "protocol"));
         }
-        Attributes() = default;
-        explicit Attributes(const ElementAttributes& from) { readAttributes(*this, from); }
     };
-    FEEDKIT_ATTRIBUTED(RSSFeedCloud, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(RSSFeedCloud, attributes)
 };
 
 struct RSSFeedImage {
@@ -64,17 +67,18 @@ struct RSSFeedTextInput {
 
 enum class RSSFeedSkipDay { monday, tuesday, wednesday, thursday, friday, saturday, sunday };
 
-std::string_view rawValue(RSSFeedSkipDay day);
+FEEDKIT_API std::string_view rawValue(RSSFeedSkipDay day);
 // In any case of letters; absent for anything but a day's whole English name. Nothing is trimmed.
-std::optional<RSSFeedSkipDay> makeRSSFeedSkipDay(std::string_view text);
+FEEDKIT_API std::optional<RSSFeedSkipDay> makeRSSFeedSkipDay(std::string_view text);
 
 struct RSSFeedItemCategory {
     struct Attributes {
         std::optional<std::string> domain;
-        FEEDKIT_ATTRIBUTES(domain)
+        FEEDKIT_FIELDS(Attributes, domain)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(RSSFeedItemCategory, attributes, value)
+    FEEDKIT_FIELDS(RSSFeedItemCategory, attributes, value)
 };
 
 struct RSSFeedItemEnclosure {
@@ -82,27 +86,44 @@ struct RSSFeedItemEnclosure {
         std::optional<std::string> url;
         std::optional<std::int64_t> length; // bytes
         std::optional<std::string> type;
-        FEEDKIT_ATTRIBUTES(url, length, type)
+        FEEDKIT_FIELDS(Attributes, url, length, type)
     };
-    FEEDKIT_ATTRIBUTED(RSSFeedItemEnclosure, attributes)
+    std::optional<Attributes> attributes;
+    FEEDKIT_FIELDS(RSSFeedItemEnclosure, attributes)
 };
 
 struct RSSFeedItemGUID {
     struct Attributes {
         std::optional<bool> isPermaLink;
-        FEEDKIT_ATTRIBUTES(isPermaLink)
+        FEEDKIT_FIELDS(Attributes, isPermaLink)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(RSSFeedItemGUID, attributes, value)
+    FEEDKIT_FIELDS(RSSFeedItemGUID, attributes, value)
 };
 
 struct RSSFeedItemSource {
     struct Attributes {
         std::optional<std::string> url;
-        FEEDKIT_ATTRIBUTES(url)
+        FEEDKIT_FIELDS(Attributes, url)
     };
+    std::optional<Attributes> attributes;
     std::optional<std::string> value;
-    FEEDKIT_ATTRIBUTED(RSSFeedItemSource, attributes, value)
+    FEEDKIT_FIELDS(RSSFeedItemSource, attributes, value)
+};
+
+// What a parse keeps of an item beyond its own format, if it is asked to.
+struct RSSFeedItemMore {
+    std::optional<std::string> about; // the item's rdf:about, in RDF
+    std::optional<std::vector<std::shared_ptr<RSSFeedItemEnclosure>>> enclosures; // all, the first one included
+    std::optional<std::vector<std::shared_ptr<AtomFeedLink>>> links; // atom:link
+    std::shared_ptr<PodcastNamespace> podcast;
+    std::optional<std::string> base; // the address that relative ones of the item are relative to (XML Base)
+    std::optional<std::string> pubDateText; // as it was written
+    std::optional<std::string> dcDateText;
+    std::optional<std::vector<ExtensionElement>> extensions;
+
+    FEEDKIT_FIELDS(RSSFeedItemMore, about, enclosures, links, podcast, base, pubDateText, dcDateText, extensions)
 };
 
 struct RSSFeedItem {
@@ -120,9 +141,23 @@ struct RSSFeedItem {
     std::shared_ptr<ContentNamespace> content;
     std::shared_ptr<ITunesNamespace> iTunes;
     std::shared_ptr<MediaNamespace> media;
+    std::shared_ptr<RSSFeedItemMore> more;
 
     FEEDKIT_FIELDS(RSSFeedItem, title, link, description, author, categories, comments, enclosure, guid, pubDate,
-        source, dublinCore, content, iTunes, media)
+        source, dublinCore, content, iTunes, media, more)
+};
+
+// What a parse keeps of a channel beyond its own format, if it is asked to.
+struct RSSFeedMore {
+    std::optional<std::vector<std::shared_ptr<AtomFeedLink>>> links; // atom:link
+    std::shared_ptr<PodcastNamespace> podcast;
+    std::optional<std::string> base; // as an item's
+    std::optional<std::string> pubDateText; // as it was written
+    std::optional<std::string> lastBuildDateText;
+    std::optional<std::string> dcDateText;
+    std::optional<std::vector<ExtensionElement>> extensions;
+
+    FEEDKIT_FIELDS(RSSFeedMore, links, podcast, base, pubDateText, lastBuildDateText, dcDateText, extensions)
 };
 
 struct RSSFeed {
@@ -149,10 +184,11 @@ struct RSSFeed {
     std::shared_ptr<DublinCoreNamespace> dublinCore;
     std::shared_ptr<SyndicationNamespace> syndication;
     std::shared_ptr<ITunesNamespace> iTunes;
+    std::shared_ptr<RSSFeedMore> more;
 
     FEEDKIT_FIELDS(RSSFeed, title, link, description, language, copyright, managingEditor, webMaster, pubDate,
         lastBuildDate, categories, generator, docs, cloud, rating, ttl, image, textInput, skipHours, skipDays, items,
-        dublinCore, syndication, iTunes)
+        dublinCore, syndication, iTunes, more)
 };
 
 } // namespace FeedKit

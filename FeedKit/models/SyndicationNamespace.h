@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FeedKit/basics/Date.h"
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/models/Fields.h"
 
 #include <cstdint>
@@ -11,9 +12,9 @@ namespace FeedKit {
 
 enum class SyndicationUpdatePeriod { hourly, daily, weekly, monthly, yearly };
 
-std::string_view rawValue(SyndicationUpdatePeriod period);
+FEEDKIT_API std::string_view rawValue(SyndicationUpdatePeriod period);
 // In any case of letters, by Unicode's rules; absent for an unknown word. Nothing is trimmed.
-std::optional<SyndicationUpdatePeriod> makeSyndicationUpdatePeriod(std::string_view text);
+FEEDKIT_API std::optional<SyndicationUpdatePeriod> makeSyndicationUpdatePeriod(std::string_view text);
 
 // How often a channel is renewed (prefix "sy").
 struct SyndicationNamespace {

@@ -3,6 +3,7 @@
 #include "FeedKit/conversions/Conversions.h"
 #include "FeedKit/dates/DateFormatters.h"
 #include "FeedKit/models/Feed.h"
+#include "FeedKit/xml/ElementAttributes.h"
 #include "FeedKit/xml/NSXMLParser.h"
 
 #include <cstddef>
@@ -84,10 +85,10 @@ template <auto... Path> using MadeAt = typename Made<FieldAt<Path...>>::Type;
 
 template <class T> std::shared_ptr<T> make(const ElementAttributes& attributes)
 {
-    if constexpr (std::is_constructible_v<T, const ElementAttributes&>)
-        return std::make_shared<T>(attributes);
-    else
-        return std::make_shared<T>();
+    auto made = std::make_shared<T>();
+    if constexpr (requires { typename T::Attributes; })
+        made->attributes = makeAttributes<typename T::Attributes>(attributes);
+    return made;
 }
 
 // With the pointer's block and its place in an array.
@@ -154,6 +155,21 @@ inline constexpr StartAction<detail::RootOf<Path...>> add = {
         (*field)->push_back(detail::make<detail::MadeAt<Path...>>(attributes));
     },
     detail::costOf<detail::MadeAt<Path...>>,
+};
+
+// Keeps one attribute of the element as the field's text, by its name; nothing if the element doesn't have it.
+template <const char* Name, auto... Path>
+inline constexpr StartAction<detail::RootOf<Path...>> keepAttribute = {
+    [](detail::RootOf<Path...>& feed, const ElementAttributes& attributes) {
+        auto* field = detail::reach<Path...>(feed);
+        if (!field)
+            return;
+        attributes.forEach([&](std::string_view name, std::string_view value) {
+            if (name == Name)
+                field->emplace(value);
+        });
+    },
+    0,
 };
 
 // --- texts
@@ -242,5 +258,38 @@ template <auto... Path> inline constexpr auto keywords = detail::onPieces<detail
 template <auto... Path> inline constexpr auto tags = detail::onPieces<detail::setTags, MediaTag, Path...>;
 template <auto... Path>
 inline constexpr auto position = detail::onText<detail::setPosition, TextDelivery::events, Path...>;
+
+namespace detail {
+
+template <class Feed, auto& A, auto& B> constexpr StartAction<Feed> joinedActions(const StartAction<Feed>&)
+{
+    return {[](Feed& feed, const ElementAttributes& attributes) {
+                A.run(feed, attributes);
+                B.run(feed, attributes);
+            },
+        A.cost + B.cost};
+}
+template <class Feed, auto& A, auto& B> constexpr TextAction<Feed> joinedActions(const TextAction<Feed>&)
+{
+    return {[](Feed& feed, std::string_view text) {
+                A.run(feed, text);
+                B.run(feed, text);
+            },
+        A.delivery, A.pieceCost + B.pieceCost};
+}
+template <class Action> struct FeedOf;
+template <class Feed> struct FeedOf<StartAction<Feed>> {
+    using Type = Feed;
+};
+template <class Feed> struct FeedOf<TextAction<Feed>> {
+    using Type = Feed;
+};
+
+} // namespace detail
+
+// One behind the other; texts come as the first wants them.
+template <auto& A, auto& B>
+inline constexpr auto both
+    = detail::joinedActions<typename detail::FeedOf<std::remove_cvref_t<decltype(A)>>::Type, A, B>(A);
 
 } // namespace FeedKit

@@ -70,6 +70,11 @@ static_assert(rowsIn<AtomFeed>(kAtomPath) == 74);
 
 } // namespace
 
+std::span<const PathBlock<AtomFeed>> atomPathBlocks()
+{
+    return kAtomPath;
+}
+
 const PathTable<AtomFeed>& atomPathTable()
 {
     static const PathTable<AtomFeed> table(kAtomPath);

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/xml/NSInputStream.h"
 
 namespace FeedKit {
 
 // The bytes behind a file descriptor: a file, a pipe, a socket, a terminal. While it waits for more, a parse can be
 // aborted.
-class DescriptorInputStream final : public NSInputStream
+class FEEDKIT_API DescriptorInputStream final : public NSInputStream
 {
 public:
     // Takes the descriptor over, and closes it in the end.

@@ -37,4 +37,14 @@ const PathTable<RSSFeed>& rssPathTable();
 const PathTable<RSSFeed>& rdfPathTable();
 const PathTable<AtomFeed>& atomPathTable();
 
+// The rows of the tables, for others that go on from them.
+std::span<const PathBlock<RSSFeed>> rssPathBlocks();
+std::span<const PathBlock<RSSFeed>> rdfPathBlocks();
+std::span<const PathBlock<AtomFeed>> atomPathBlocks();
+
+// The same tables with what a parse keeps if it is asked for more.
+const PathTable<RSSFeed>& rssMorePathTable();
+const PathTable<RSSFeed>& rdfMorePathTable();
+const PathTable<AtomFeed>& atomMorePathTable();
+
 } // namespace FeedKit

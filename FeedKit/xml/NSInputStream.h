@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FeedKit/basics/Bytes.h"
+#include "FeedKit/basics/Export.h"
 
 #include <algorithm>
 #include <chrono>
@@ -14,7 +15,7 @@ namespace FeedKit {
 enum class StreamReadiness { ready, waiting, unknown };
 
 // A pull source of bytes.
-class NSInputStream
+class FEEDKIT_API NSInputStream
 {
 public:
     virtual ~NSInputStream() = default;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "FeedKit/basics/Bytes.h"
-#include "FeedKit/models/ElementAttributes.h"
+#include "FeedKit/xml/ElementAttributes.h"
 #include "FeedKit/xml/NSInputStream.h"
 
 #include <atomic>

@@ -52,6 +52,7 @@ public:
         }
     };
 
+    // Of rows with the same path the last one counts.
     explicit PathTable(std::span<const PathBlock<Feed>> blocks)
         : paths_(pathsIn(blocks))
         , automaton_(paths_)

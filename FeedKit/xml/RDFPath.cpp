@@ -45,6 +45,11 @@ static_assert(rowsIn<RSSFeed>(kRDFPath) == 51);
 
 } // namespace
 
+std::span<const PathBlock<RSSFeed>> rdfPathBlocks()
+{
+    return kRDFPath;
+}
+
 const PathTable<RSSFeed>& rdfPathTable()
 {
     static const PathTable<RSSFeed> table(kRDFPath);

@@ -119,6 +119,11 @@ static_assert(rowsIn<RSSFeed>(kRSSPath) == 147);
 
 } // namespace
 
+std::span<const PathBlock<RSSFeed>> rssPathBlocks()
+{
+    return kRSSPath;
+}
+
 const PathTable<RSSFeed>& rssPathTable()
 {
     static const PathTable<RSSFeed> table(kRSSPath);

@@ -3,6 +3,7 @@
 #include "FeedKit/dates/LenientDate.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace FeedKit {
 
@@ -10,6 +11,53 @@ namespace {
 
 // A text is held twice while it grows.
 constexpr std::size_t kMostText = 112u << 20;
+
+template <class Item> Item* lastOf(const std::optional<std::vector<std::shared_ptr<Item>>>& items)
+{
+    return items && !items->empty() ? items->back().get() : nullptr;
+}
+
+template <class Model> auto& moreOf(Model& model)
+{
+    if (!model.more)
+        model.more = std::make_shared<typename decltype(model.more)::element_type>();
+    return *model.more;
+}
+
+template <class Model> void addTo(Model& model, ExtensionElement element)
+{
+    auto& extensions = moreOf(model).extensions;
+    if (!extensions)
+        extensions.emplace();
+    extensions->push_back(std::move(element));
+}
+
+template <class Feed, class Item> void addExtension(Feed& feed, Item* item, ExtensionElement element)
+{
+    if (item)
+        addTo(*item, std::move(element));
+    else
+        addTo(feed, std::move(element));
+}
+
+template <class Model> void setScope(Model& model, const MoreReader::Scope& scope)
+{
+    if (!scope.base.empty())
+        moreOf(model).base = scope.base;
+    if constexpr (requires { model.more->language; }) {
+        if (!scope.language.empty())
+            moreOf(model).language = scope.language;
+    }
+}
+
+// A text of an Atom document with elements in it (RFC 4287, section 3.1.1.3).
+bool isMarkup(const ElementAttributes& attributes)
+{
+    bool is = false;
+    attributes.forEach(
+        [&](std::string_view name, std::string_view value) { is = is || (name == "type" && value == "xhtml"); });
+    return is;
+}
 
 } // namespace
 
@@ -26,17 +74,20 @@ std::string_view rawValue(XMLFeedType type)
     return {};
 }
 
-XMLFeedParser::XMLFeedParser(ByteView data)
-    : XMLFeedParser(std::make_shared<DataInputStream>(data))
+XMLFeedParser::XMLFeedParser(ByteView data, Extent extent)
+    : XMLFeedParser(std::make_shared<DataInputStream>(data), extent)
 { }
 
-XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream)
+XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream, Extent extent)
     : stream_(std::move(stream))
     , xmlParser_(*stream_, *this)
-{ }
+{
+    if (extent == Extent::more)
+        more_.emplace();
+}
 
-XMLFeedParser::XMLFeedParser(ByteView data, Forgivings& forgivings)
-    : XMLFeedParser(data)
+XMLFeedParser::XMLFeedParser(ByteView data, Forgivings& forgivings, Extent extent)
+    : XMLFeedParser(data, extent)
 {
     forgivings_ = &forgivings;
     names_.emplace(forgivings, xmlParser_);
@@ -154,10 +205,26 @@ void XMLFeedParser::pop()
 
 // --- the events
 
-void XMLFeedParser::setType(XMLFeedType type, const PathAutomaton& automaton)
+const PathTable<RSSFeed>& XMLFeedParser::rssTable() const
+{
+    if (feedType_ == XMLFeedType::rdf)
+        return more_ ? rdfMorePathTable() : rdfPathTable();
+    return more_ ? rssMorePathTable() : rssPathTable();
+}
+
+const PathTable<AtomFeed>& XMLFeedParser::atomTable() const
+{
+    return more_ ? atomMorePathTable() : atomPathTable();
+}
+
+void XMLFeedParser::setType(XMLFeedType type)
 {
     feedType_ = type;
-    automaton_ = &automaton;
+    automaton_ = type == XMLFeedType::atom ? &atomTable().automaton() : &rssTable().automaton();
+    const auto root = automaton_->child(PathAutomaton::kTop, rawValue(type));
+    owners_[0] = type == XMLFeedType::atom ? root : automaton_->child(root, "channel");
+    owners_[1] = type == XMLFeedType::atom ? automaton_->child(root, "entry")
+                                           : automaton_->child(type == XMLFeedType::rdf ? root : owners_[0], "item");
 }
 
 // The first element of any depth that is named like a root sets the type, and nothing else happens at it.
@@ -166,11 +233,11 @@ bool XMLFeedParser::isTypeSet(std::string_view elementName)
     if (feedType_)
         return true;
     if (elementName == rawValue(XMLFeedType::atom))
-        setType(XMLFeedType::atom, atomPathTable().automaton());
+        setType(XMLFeedType::atom);
     else if (elementName == rawValue(XMLFeedType::rdf))
-        setType(XMLFeedType::rdf, rdfPathTable().automaton());
+        setType(XMLFeedType::rdf);
     else if (elementName == rawValue(XMLFeedType::rss))
-        setType(XMLFeedType::rss, rssPathTable().automaton());
+        setType(XMLFeedType::rss);
     if (feedType_)
         push(elementName);
     else
@@ -183,36 +250,42 @@ void XMLFeedParser::parserDidStartElement(
 {
     childEnded_ = false;
     textRow_ = PathAutomaton::kNoRow;
+    const auto written = elementName;
     auto attributes = asWritten;
     if (names_) {
-        elementName = names_->startElement(elementName, asWritten);
+        elementName = names_->startElement(written, asWritten);
         attributes = names_->attributes(asWritten);
         textDate_.reset();
     }
+    if (more_ && startMore(written, elementName, asWritten))
+        return;
     if (!isTypeSet(elementName))
         return;
     push(elementName);
-    switch (*feedType_) {
-    case XMLFeedType::atom:
-        if (!atomFeed_)
+    if (feedType_ == XMLFeedType::atom) {
+        if (!atomFeed_) {
             atomFeed_ = std::make_shared<AtomFeed>();
-        return mapStart(atomPathTable(), *atomFeed_, attributes);
-    case XMLFeedType::rdf:
+            // Nothing happens at the root itself but that its scope opens.
+            if (more_)
+                setScope(*atomFeed_, more_->scopeAround());
+        }
+        mapStart(atomTable(), *atomFeed_, attributes);
+    } else {
         if (!rssFeed_)
             rssFeed_ = std::make_shared<RSSFeed>();
-        return mapStart(rdfPathTable(), *rssFeed_, attributes);
-    case XMLFeedType::rss:
-        if (!rssFeed_)
-            rssFeed_ = std::make_shared<RSSFeed>();
-        return mapStart(rssPathTable(), *rssFeed_, attributes);
+        mapStart(rssTable(), *rssFeed_, attributes);
     }
+    if (more_ && unknown_.empty())
+        noteScope();
 }
 
 void XMLFeedParser::parserDidEndElement(NSXMLParser&)
 {
-    pop();
     if (names_)
         names_->endElement();
+    if (more_ && endMore())
+        return;
+    pop();
     childEnded_ = true;
     // Texts behind a child belong to no row.
     textRow_ = PathAutomaton::kNoRow;
@@ -239,6 +312,8 @@ void XMLFeedParser::mapStart(const PathTable<Feed>& table, Feed& feed, const Ele
         textRow_ = index;
         textBytes_ = 0;
         xmlParser_.setTextDelivery(row.text.delivery);
+        if (more_ && isMarkup(attributes) && row.text.delivery == TextDelivery::joined)
+            captureMarkup();
     }
 }
 
@@ -278,19 +353,103 @@ void XMLFeedParser::mapText(std::string_view text)
 {
     if (textRow_ == PathAutomaton::kNoRow)
         return;
-    switch (*feedType_) {
-    case XMLFeedType::atom:
-        return mapTextIn(atomPathTable(), *atomFeed_, text);
-    case XMLFeedType::rdf:
-        return mapTextIn(rdfPathTable(), *rssFeed_, text);
-    case XMLFeedType::rss:
-        return mapTextIn(rssPathTable(), *rssFeed_, text);
-    }
+    if (feedType_ == XMLFeedType::atom)
+        return mapTextIn(atomTable(), *atomFeed_, text);
+    mapTextIn(rssTable(), *rssFeed_, text);
 }
 
 void XMLFeedParser::parserFoundCharacters(NSXMLParser&, std::string_view text)
 {
-    mapText(text);
+    if (!more_ || !more_->isCapturing())
+        return mapText(text);
+    // Markup is escaped anew, which makes six bytes of a quote.
+    take(text.size());
+    textBytes_ += text.size();
+    if (textBytes_ > kMostText)
+        refuse();
+    if (!parsingError_)
+        more_->text(text);
+}
+
+// --- what is kept beyond the models
+
+// True if the element is kept whole, and no path is followed.
+bool XMLFeedParser::startMore(
+    std::string_view written, std::string_view elementName, const ElementAttributes& attributes)
+{
+    if (more_->start(written, attributes)) {
+        take(MoreReader::costOf(written, attributes));
+        xmlParser_.setTextDelivery(TextDelivery::joined);
+        return true;
+    }
+    return startExtension(written, elementName, attributes);
+}
+
+// An element right within a feed or an item that no row knows, nor one below it.
+bool XMLFeedParser::startExtension(
+    std::string_view written, std::string_view elementName, const ElementAttributes& attributes)
+{
+    if (!feedType_ || !unknown_.empty() || (state_ != owners_[0] && state_ != owners_[1])
+        || automaton_->child(state_, elementName) != PathAutomaton::kUnknown)
+        return false;
+    take(MoreReader::costOf(written, attributes));
+    textBytes_ = 0;
+    more_->captureExtension(written, attributes);
+    xmlParser_.setTextDelivery(TextDelivery::joined);
+    return true;
+}
+
+// What follows is the text of the row that has just been found, with its markup.
+void XMLFeedParser::captureMarkup()
+{
+    markupRow_ = std::exchange(textRow_, PathAutomaton::kNoRow);
+    more_->captureMarkup();
+}
+
+bool XMLFeedParser::endMore()
+{
+    switch (more_->end()) {
+    case MoreReader::End::nothing:
+        return false;
+    case MoreReader::End::inside:
+        xmlParser_.setTextDelivery(TextDelivery::joined);
+        return true;
+    case MoreReader::End::markup: {
+        textRow_ = markupRow_;
+        textBytes_ = 0;
+        mapText(more_->takeMarkup());
+        return false;
+    }
+    case MoreReader::End::extension:
+        if (atomFeed_ || rssFeed_) {
+            const bool isItem = state_ == owners_[1];
+            if (feedType_ == XMLFeedType::atom)
+                addExtension(*atomFeed_, isItem ? lastOf(atomFeed_->entries) : nullptr, more_->takeExtension());
+            else
+                addExtension(*rssFeed_, isItem ? lastOf(rssFeed_->items) : nullptr, more_->takeExtension());
+        }
+        childEnded_ = true;
+        return true;
+    }
+    return false;
+}
+
+// The base and the language that hold where a feed or an item begins.
+void XMLFeedParser::noteScope()
+{
+    const auto& scope = more_->scope();
+    if (feedType_ != XMLFeedType::atom) {
+        if (state_ == owners_[0])
+            setScope(*rssFeed_, scope);
+        else if (state_ == owners_[1] && lastOf(rssFeed_->items))
+            setScope(*lastOf(rssFeed_->items), scope);
+        return;
+    }
+    auto* const entry = lastOf(atomFeed_->entries);
+    if (entry && state_ == owners_[1])
+        setScope(*entry, scope);
+    if (entry && entry->content && more_->hasOwnBase() && automaton_->path(state_) == "/feed/entry/content")
+        moreOf(*entry).contentBase = scope.base;
 }
 
 // --- errors

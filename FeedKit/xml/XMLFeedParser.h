@@ -4,6 +4,7 @@
 #include "FeedKit/models/ModelBudget.h"
 #include "FeedKit/xml/FeedPaths.h"
 #include "FeedKit/xml/LenientNames.h"
+#include "FeedKit/xml/MoreReader.h"
 #include "FeedKit/xml/NSXMLParser.h"
 
 #include <cstdint>
@@ -18,6 +19,12 @@ enum class XMLFeedType { atom, rdf, rss };
 // The name of the type's root element: "feed", "rdf:RDF", "rss".
 std::string_view rawValue(XMLFeedType type);
 
+// How much of a document is kept.
+enum class Extent {
+    model, // what the formats' models have
+    more // that, and what the members `more` and further fields of Media RSS say; Atom's XHTML as markup
+};
+
 // Follows the events of one XML document and fills a model. It keeps no tree: it knows which element is open, as a
 // state of the type's path table, and a row of the table says what a start tag or a text there does. The first element
 // named like a root sets the type; the end of the document's root ends the parse, and what follows is never read.
@@ -25,12 +32,12 @@ class XMLFeedParser final : public FeedParserProtocol, private NSXMLParserDelega
 {
 public:
     // `data` must outlive the parser.
-    explicit XMLFeedParser(ByteView data);
+    explicit XMLFeedParser(ByteView data, Extent extent = Extent::model);
     // `stream` isn't null.
-    explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream);
+    explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream, Extent extent = Extent::model);
     // Forgives what `forgivings` allows of names, dates and places of elements, and counts it there; it must outlive
     // the parser. What the other two read is read in the same way.
-    XMLFeedParser(ByteView data, Forgivings& forgivings);
+    XMLFeedParser(ByteView data, Forgivings& forgivings, Extent extent = Extent::model);
     ~XMLFeedParser() override;
 
     // Blocks until done. Once. A document in error gives no part of a feed.
@@ -56,7 +63,7 @@ private:
     void parserFoundDoctype() override { hasDoctype_ = true; }
     void parserDidEndElement(NSXMLParser&) override;
     void parserFoundCharacters(NSXMLParser&, std::string_view text) override;
-    void parserFoundCDATA(NSXMLParser&, std::string_view text) override { mapText(text); }
+    void parserFoundCDATA(NSXMLParser& parser, std::string_view text) override { parserFoundCharacters(parser, text); }
     void parserFoundInvalidCDATA(NSXMLParser&) override;
     void parserParseErrorOccurred(NSXMLParser&, const std::string& localizedDescription) override;
 
@@ -64,12 +71,19 @@ private:
     void pop();
     void pushUnknown(std::string_view elementName);
     bool pushBesideChannel(std::string_view elementName);
-    void setType(XMLFeedType type, const PathAutomaton& automaton);
+    void setType(XMLFeedType type);
     bool isTypeSet(std::string_view elementName);
     template <class Feed> void mapStart(const PathTable<Feed>& table, Feed& feed, const ElementAttributes& attributes);
     template <class Feed> void mapTextIn(const PathTable<Feed>& table, Feed& feed, std::string_view text);
     void mapText(std::string_view text);
     std::optional<Date> dateLeniently(std::string_view text);
+    const PathTable<RSSFeed>& rssTable() const;
+    const PathTable<AtomFeed>& atomTable() const;
+    bool startMore(std::string_view written, std::string_view elementName, const ElementAttributes& attributes);
+    bool startExtension(std::string_view written, std::string_view elementName, const ElementAttributes& attributes);
+    void captureMarkup();
+    void noteScope();
+    bool endMore();
     void take(std::size_t bytes);
     void refuse();
     void fail(ParserError error);
@@ -95,6 +109,9 @@ private:
     std::optional<LenientNames> names_;
     PathAutomaton::State strayState_ = PathAutomaton::kTop; // of an element beside the channel; kTop for none
     std::optional<Date> textDate_; // what the texts of the open element have said so far
+    std::optional<MoreReader> more_; // if it was asked for
+    PathAutomaton::State owners_[2] = {PathAutomaton::kUnknown, PathAutomaton::kUnknown}; // the feed's, and an item's
+    std::int32_t markupRow_ = PathAutomaton::kNoRow; // whose text is being captured
 
     std::optional<ParserError> parsingError_;
     bool parseComplete_ = false;

@@ -3,6 +3,7 @@
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
 #include "FeedKit/LenientReading.h"
+#include "FeedKit/basics/Letters.h"
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/xml/DescriptorInputStream.h"
 
@@ -119,17 +120,24 @@ Result<Feed, ParserError> parseStrictly(const std::string& name)
     return descriptor < 0 ? ParserError::internalError(::strerrordesc_np(errno)) : parseFile(descriptor);
 }
 
-Result<Bytes, std::string> wholeContents(const std::string& name)
+Result<FetchedContents, std::string> wholeContents(const std::string& name)
 {
+    using Contents = Result<FetchedContents, std::string>;
     if (isAddress(name)) {
         const auto url = replacing(URL(name), "feed", "http");
-        return url ? CurlFetcher().contentsOf(*url) : Result<Bytes, std::string>(std::string("Failed url sanitizing."));
+        if (!url)
+            return std::string("Failed url sanitizing.");
+        auto fetched = CurlFetcher().contentsOfIfModified(*url, {});
+        if (!fetched)
+            return fetched.error();
+        return *fetched ? Contents(**std::move(fetched)) : std::string("nothing came, though nothing was known");
     }
     const int descriptor = opened(name);
     if (descriptor < 0)
         return std::string(::strerrordesc_np(errno));
     DescriptorInputStream stream(descriptor);
-    return contentsOf(stream, "a document that is read leniently");
+    auto bytes = contentsOf(stream, "a document that is read leniently");
+    return bytes ? Contents(FetchedContents{*std::move(bytes)}) : bytes.error();
 }
 
 } // namespace
@@ -154,7 +162,8 @@ ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
         return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
     }
     const auto contents = wholeContents(name);
-    return contents ? readLeniently(*contents, leniency) : ParsedFeed(ParserError::internalError(contents.error()));
+    return contents ? readLeniently(contents->bytes, leniency, contents->contentType)
+                    : ParsedFeed(ParserError::internalError(contents.error()));
 }
 
 } // namespace vitrel

@@ -111,7 +111,7 @@ TEST(Leniency, FindsTheEncoding)
         {"{\"title\": \"\xE9\"}", "charset 1: read as windows-1252\n", "title=\"é\"\n", "JSON, too"},
         {"x\n{\"title\": \"a\"}", "junkAhead 1: text ahead of the document\n", "title=\"a\"\n", ""},
     });
-    for (const char* type : {"text/xml; charset=windows-1251", "application/xml;x=y; Charset = \"windows-1251\" ;z=1"})
+    for (const char* type : {"text/xml; charset=windows-1251", "application/xml;x=y; Charset=\"windows-1251\" ;z=1"})
         EXPECT_EQ(outcomeOf(cyrillic, Leniency::all(), type), "charset 1: read as windows-1251\ntitle=\"Пр\"\n") << type;
     EXPECT_EQ(outcomeOf(declared("UTF-8", "é&"), Leniency::all(), "a/b; charset=iso-8859-1"),
         "ampersands 1: & at line 1\ntitle=\"é&\"\n")

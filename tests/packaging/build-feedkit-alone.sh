@@ -22,9 +22,22 @@ PKG_CONFIG_LIBDIR=$work/pkgconfig cmake -S "$source" -B "$work/build" -G Ninja -
     -DBUILD_TESTING=OFF -DCMAKE_BUILD_TYPE= $disabled
 cmake --build "$work/build"
 cmake --install "$work/build" --prefix "$work/installed"
-cmake --install "$work/build" --prefix "$work/installed" --component FeedKit
 printf '<rss><channel><title>News</title></channel></rss>' >"$work/news.xml"
 cd "$work"
 [ "$(installed/bin/feedkit --kind news.xml)" = "$(printf 'news.xml\trss')" ]
-find installed -name libFeedKit.a | grep -q .
+find installed -name "libfeedkit.so.1.*" | grep -q .
 ! find installed -name '*vitrel*' -type f | grep -v /cmake/
+
+# Taken in by another project, which gets the library and nothing else.
+mkdir -p "$work/other"
+cat >"$work/other/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.25)
+project(Other CXX)
+add_subdirectory("$source" feedkit EXCLUDE_FROM_ALL)
+add_executable(other "$source/examples/feedkit/headlines.cpp")
+target_link_libraries(other PRIVATE FeedKit::FeedKit)
+END
+# shellcheck disable=SC2086
+PKG_CONFIG_LIBDIR=$work/pkgconfig cmake -S "$work/other" -B "$work/other/build" -G Ninja $disabled
+cmake --build "$work/other/build"
+other/build/other news.xml | grep -qx News

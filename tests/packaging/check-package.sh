@@ -14,7 +14,7 @@ cpack --config "$build/CPackConfig.cmake" -G DEB -B "$work" >"$work/cpack.log" 2
 rm -rf "$work/_CPack_Packages"
 
 lintian --allow-root --fail-on error,warning "$work"/*.deb >"$work/lintian.log" 2>&1 || { cat "$work/lintian.log"; exit 1; }
-for package in vitrel libfeedkit-dev; do
+for package in vitrel libfeedkit1 libfeedkit-dev; do
     dpkg-deb -x "$work/${package}"_*.deb "$work/$package"
     dpkg-deb -I "$work/${package}"_*.deb >"$work/$package.info"
 done
@@ -22,8 +22,12 @@ root=$work/vitrel/usr
 for need in libegl1 libgl1 libvips42 libqt6widgets6; do
     grep -q "Depends:.*\b$need\b" "$work/vitrel.info" || fail "the package doesn't ask for $need"
 done
+grep -q "Depends: libfeedkit1 (= " "$work/libfeedkit-dev.info" || fail "the development package doesn't ask for its library"
+for name in expat icu curl simdjson; do
+    grep -q "Depends:.*$name" "$work/libfeedkit1.info" || fail "the library doesn't ask for $name"
+done
 if grep -q "postinst\|postrm\|prerm\|preinst" "$work/vitrel.info"; then fail "the package runs scripts"; fi
-if grep -rlaF -e "$source" -e "$build" "$work/vitrel" "$work/libfeedkit-dev"; then fail "these name the build"; fi
+if grep -rlaF -e "$source" -e "$build" "$work/vitrel" "$work/libfeedkit1" "$work/libfeedkit-dev"; then fail "these name the build"; fi
 [ "$(readlink -e "$root/libexec/xscreensaver/vitrel")" = "$(readlink -e "$root/bin/vitrel")" ] || fail "the link leads nowhere"
 
 for file in "$root"/share/applications/*.desktop "$root"/share/applications/screensavers/*.desktop \

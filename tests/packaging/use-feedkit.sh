@@ -1,5 +1,6 @@
 #!/bin/sh
-# Uses FeedKit as a stranger would: installs it, builds the example by find_package and by pkg-config, and runs both.
+# Uses FeedKit as a stranger would: installs it, builds the example by find_package, by pkg-config and by
+# add_subdirectory, and runs each. What the library exports is what packaging/feedkit/exported-names.txt lists.
 # use-feedkit.sh SOURCE BUILD COMPILER FLAGS
 set -eu
 source=$1 build=$2 compiler=$3 flags=$4
@@ -13,7 +14,9 @@ fail() { echo "$1" >&2; exit 1; }
 awk '/^```cpp$/{on=1; if(n++) print ""; next} /^```$/{on=0} on' "$source/docs/feedkit.md" >"$work/page.cpp"
 diff "$work/page.cpp" "$source/examples/feedkit/headlines.cpp" || fail "docs/feedkit.md and its example differ"
 
-cmake --install "$build" --component FeedKit --prefix "$work/first" >"$work/install.log"
+for component in FeedKit FeedKitDevelopment; do
+    cmake --install "$build" --component $component --prefix "$work/first" >>"$work/install.log"
+done
 # An installed tree may be moved.
 mv "$work/first" "$work/moved"
 prefix=$work/moved
@@ -25,19 +28,29 @@ cmake -S "$source/examples/feedkit" -B "$work/example" -DCMAKE_PREFIX_PATH="$pre
     -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >"$work/configure.log" || fail "find_package failed"
 cmake --build "$work/example" >"$work/build.log" || { cat "$work/build.log"; exit 1; }
 
+library=$(find "$prefix" -name 'libfeedkit.so.1.*')
+LD_LIBRARY_PATH=$(dirname "$library")
+export LD_LIBRARY_PATH
+if [ -z "$flags" ]; then
+    "$source/script/abi" names "$library" | diff "$source/packaging/feedkit/exported-names.txt" - ||
+        fail "the library exports other names than packaging/feedkit/exported-names.txt lists (see script/abi)"
+fi
+
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name feedkit.pc)")
 export PKG_CONFIG_PATH
 # shellcheck disable=SC2086,SC2046
 "$compiler" -std=c++20 $flags "$source/examples/feedkit/headlines.cpp" $(pkg-config --cflags --libs feedkit) \
     -o "$work/by-pkg-config"
 
-# The headers compile with nothing but the installed ones.
-(cd "$prefix/include/vitrel" && find . -name '*.h' | sort | sed 's,^\./,,') >"$work/headers"
+# The headers compile with nothing but the installed ones, each by itself, without a warning, and name nothing of Vitrel.
+if grep -rn -i 'vitrel\|"base/' "$prefix/include"; then fail "headers name what isn't FeedKit's"; fi
+(cd "$prefix/include" && find . -name '*.h' | sort | sed 's,^\./,,') >"$work/headers"
 while read -r header; do
-    echo "#include \"$header\"" >>"$work/headers.cpp"
+    echo "#include \"$header\"" >"$work/header.cpp"
+    # shellcheck disable=SC2086,SC2046
+    "$compiler" -std=c++20 -Wall -Wextra -Wno-missing-field-initializers -pedantic -Werror $flags -fsyntax-only \
+        $(pkg-config --cflags feedkit) "$work/header.cpp" || fail "$header doesn't stand alone"
 done <"$work/headers"
-# shellcheck disable=SC2086,SC2046
-"$compiler" -std=c++20 $flags -fsyntax-only $(pkg-config --cflags feedkit) "$work/headers.cpp"
 
 printf '<rss><channel><title>News</title><item><title>First</title></item><item/></channel></rss>' >"$work/news.xml"
 printf 'News\n- First\n- (no title)\n' >"$work/expected"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "FeedKit/conversions/Conversions.h"
-#include "FeedKit/models/Fields.h"
+#include "FeedKit/models/MediaNamespace.h"
 
 #include <cstdint>
 #include <cstring>
@@ -74,30 +74,27 @@ template <Model T> void readAttributes(T& to, const ElementAttributes& from)
     });
 }
 
+// A location's times are written as durations.
+inline void readAttributes(MediaLocation::Attributes& to, const ElementAttributes& from)
+{
+    from.forEach([&](std::string_view name, std::string_view value) {
+        if (name == "description")
+            to.description.emplace(value);
+        else if (name == "start")
+            to.start = toDuration(value);
+        else if (name == "end")
+            to.end = toDuration(value);
+    });
+}
+
 // Attributes of an object: absent when the element has none at all.
 template <class Attributes> std::optional<Attributes> makeAttributes(const ElementAttributes& from)
 {
     if (from.empty())
         return std::nullopt;
-    return Attributes(from);
+    std::optional<Attributes> made(std::in_place);
+    readAttributes(*made, from);
+    return made;
 }
 
 } // namespace FeedKit
-
-// In a nested class `Attributes`: its fields and its constructors. The list comes first, for the constructor walks it.
-#define FEEDKIT_ATTRIBUTES(...)                                                                                        \
-    FEEDKIT_FIELDS(Attributes, __VA_ARGS__)                                                                            \
-    Attributes() = default;                                                                                            \
-    explicit Attributes(const ::FeedKit::ElementAttributes& from)                                                      \
-    {                                                                                                                  \
-        ::FeedKit::readAttributes(*this, from);                                                                        \
-    }
-
-// In a class that has a nested `Attributes`: its member, fields and constructors.
-#define FEEDKIT_ATTRIBUTED(Class, ...)                                                                                 \
-    std::optional<Attributes> attributes;                                                                              \
-    FEEDKIT_FIELDS(Class, __VA_ARGS__)                                                                                 \
-    Class() = default;                                                                                                 \
-    explicit Class(const ::FeedKit::ElementAttributes& from)                                                           \
-        : attributes(::FeedKit::makeAttributes<Attributes>(from))                                                      \
-    { }

@@ -1,0 +1,16 @@
+# find_package(Vitrel COMPONENTS FeedKit) gives the target Vitrel::FeedKit. New programs ask for FeedKit itself.
+include(CMakeFindDependencyMacro)
+
+if(NOT Vitrel_FIND_COMPONENTS)
+  set(Vitrel_FIND_COMPONENTS FeedKit)
+endif()
+foreach(component IN LISTS Vitrel_FIND_COMPONENTS)
+  if(component STREQUAL "FeedKit")
+    find_dependency(FeedKit)
+    add_library(Vitrel::FeedKit ALIAS FeedKit::FeedKit)
+    set(Vitrel_FeedKit_FOUND TRUE)
+  elseif(Vitrel_FIND_REQUIRED_${component} OR NOT Vitrel_FIND_QUIETLY)
+    set(Vitrel_FOUND FALSE)
+    set(Vitrel_NOT_FOUND_MESSAGE "Vitrel has no component ${component}")
+  endif()
+endforeach()
