@@ -149,8 +149,7 @@ private:
         return attempt.partial ? partOf(attempt, mending) : ParserError::feedNotFound();
     }
 
-    static Result<Reading, ParserError> readJSONBehindJunk(
-        std::string_view text, std::size_t junk, Forgivings& mending)
+    static Result<Reading, ParserError> readJSONBehindJunk(std::string_view text, std::size_t junk, Forgivings& mending)
     {
         if (junk > 0)
             mending.add(Forgivable::junkAhead, [] { return std::string("text ahead of the document"); });

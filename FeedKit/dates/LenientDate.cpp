@@ -25,26 +25,69 @@ struct Zone {
 // RFC 822, section 5.1, and the names that servers elsewhere write. Of those that several zones share (IST, BST, CST,
 // AST) the most people's is meant, but for the Americas, which the standard has decided.
 constexpr Zone kZones[] = {
-    {"gmt", 0}, {"utc", 0}, {"ut", 0}, {"z", 0}, {"wet", 0}, {"est", -300}, {"edt", -240}, {"cst", -360}, {"cdt", -300},
-    {"mst", -420}, {"mdt", -360}, {"pst", -480}, {"pdt", -420}, {"akst", -540}, {"akdt", -480}, {"hst", -600},
-    {"ast", -240}, {"adt", -180}, {"nst", -210}, {"ndt", -150}, {"brt", -180}, {"art", -180}, {"west", 60},
-    {"bst", 60}, {"cet", 60}, {"cest", 120}, {"met", 60}, {"mez", 60}, {"mest", 120}, {"mesz", 120}, {"eet", 120},
-    {"eest", 180}, {"sast", 120}, {"msk", 180}, {"msd", 240}, {"pkt", 300}, {"ist", 330}, {"wib", 420}, {"ict", 420},
-    {"hkt", 480}, {"sgt", 480}, {"awst", 480}, {"jst", 540}, {"kst", 540}, {"acst", 570}, {"acdt", 630}, {"aest", 600},
-    {"aedt", 660}, {"nzst", 720}, {"nzdt", 780},
+    {"gmt", 0},
+    {"utc", 0},
+    {"ut", 0},
+    {"z", 0},
+    {"wet", 0},
+    {"est", -300},
+    {"edt", -240},
+    {"cst", -360},
+    {"cdt", -300},
+    {"mst", -420},
+    {"mdt", -360},
+    {"pst", -480},
+    {"pdt", -420},
+    {"akst", -540},
+    {"akdt", -480},
+    {"hst", -600},
+    {"ast", -240},
+    {"adt", -180},
+    {"nst", -210},
+    {"ndt", -150},
+    {"brt", -180},
+    {"art", -180},
+    {"west", 60},
+    {"bst", 60},
+    {"cet", 60},
+    {"cest", 120},
+    {"met", 60},
+    {"mez", 60},
+    {"mest", 120},
+    {"mesz", 120},
+    {"eet", 120},
+    {"eest", 180},
+    {"sast", 120},
+    {"msk", 180},
+    {"msd", 240},
+    {"pkt", 300},
+    {"ist", 330},
+    {"wib", 420},
+    {"ict", 420},
+    {"hkt", 480},
+    {"sgt", 480},
+    {"awst", 480},
+    {"jst", 540},
+    {"kst", 540},
+    {"acst", 570},
+    {"acdt", 630},
+    {"aest", 600},
+    {"aedt", 660},
+    {"nzst", 720},
+    {"nzdt", 780},
 };
 
 constexpr std::string_view kMonths[] = {"january", "february", "march", "april", "may", "june", "july", "august",
     "september", "october", "november", "december"};
-constexpr std::string_view kWeekdays[]
-    = {"monday", "tuesday", "wednesday", "thursday", "friday", "saturday", "sunday"};
+constexpr std::string_view kWeekdays[] = {"monday", "tuesday", "wednesday", "thursday", "friday", "saturday", "sunday"};
 
 // Which of the names `word` is, or begins with three letters and more; -1 for none.
 template <std::size_t n> int indexOf(const std::string_view (&names)[n], std::string_view word)
 {
     if (word.size() < 3)
         return -1;
-    const auto found = std::find_if(std::begin(names), std::end(names), [&](auto name) { return name.starts_with(word); });
+    const auto found
+        = std::find_if(std::begin(names), std::end(names), [&](auto name) { return name.starts_with(word); });
     return found == std::end(names) ? -1 : static_cast<int>(found - std::begin(names));
 }
 
@@ -248,7 +291,8 @@ private:
     }
     bool takeZone(std::string_view name)
     {
-        const auto zone = std::find_if(std::begin(kZones), std::end(kZones), [&](auto& one) { return one.name == name; });
+        const auto zone
+            = std::find_if(std::begin(kZones), std::end(kZones), [&](auto& one) { return one.name == name; });
         if (zone == std::end(kZones) || hasZone_)
             return false;
         hasZone_ = true;
@@ -292,8 +336,8 @@ private:
     std::optional<Date> date() const
     {
         using namespace std::chrono;
-        const year_month_day day{year(year_), month(static_cast<unsigned>(month_)),
-            std::chrono::day(static_cast<unsigned>(day_))};
+        const year_month_day day{
+            year(year_), month(static_cast<unsigned>(month_)), std::chrono::day(static_cast<unsigned>(day_))};
         const bool isMidnight = hour_ == 24 && minute_ == 0 && second_ == 0 && fraction_ == 0;
         if (!day.ok() || year_ < 1583 || (hour_ > 23 && !isMidnight) || minute_ > 59 || second_ > 60)
             return std::nullopt;

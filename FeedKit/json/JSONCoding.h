@@ -4,8 +4,8 @@
 #include "FeedKit/basics/Result.h"
 #include "FeedKit/dates/DateFormatters.h"
 #include "FeedKit/dates/DateStrategies.h"
-#include "FeedKit/models/JSONFeed.h"
 #include "FeedKit/models/Forgivings.h"
+#include "FeedKit/models/JSONFeed.h"
 
 #include <functional>
 #include <memory>
@@ -49,7 +49,8 @@ Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& d
 // jsonTypes: a number or a flag stands for its text, a text for the number or flag that it says, a single value for an
 // array of one, an array for its first element, an author's name for the author; a value that still doesn't fit leaves
 // its field absent, an element that doesn't is left out. dates: those that toDateLeniently reads; of no type that fits
-// if jsonTypes is allowed. jsonVersion: the first of "authors" (version 1.1) is the author of a feed or item without one.
+// if jsonTypes is allowed. jsonVersion: the first of "authors" (version 1.1) is the author of a feed or item without
+// one.
 Result<JSONFeed, JSONDecodingError> decodeLeniently(
     ByteView json, Forgivings& forgivings, Padding padding = Padding::none);
 

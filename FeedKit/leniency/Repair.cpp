@@ -25,7 +25,8 @@ constexpr std::size_t kMostEntities = 1000; // as many as a document may declare
 
 bool startsName(char c)
 {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || static_cast<unsigned char>(c) >= 0x80;
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':'
+        || static_cast<unsigned char>(c) >= 0x80;
 }
 bool isOfName(char c)
 {
@@ -122,8 +123,8 @@ private:
     // Line ends stay, so that what is told of lines is true.
     std::string linesIn(std::size_t end) const
     {
-        return std::string(static_cast<std::size_t>(std::count(
-                               in_.begin() + static_cast<std::ptrdiff_t>(at_), in_.begin() + static_cast<std::ptrdiff_t>(end), '\n')),
+        return std::string(static_cast<std::size_t>(std::count(in_.begin() + static_cast<std::ptrdiff_t>(at_),
+                               in_.begin() + static_cast<std::ptrdiff_t>(end), '\n')),
             '\n');
     }
     // Behind the next `mark`, or the end.
@@ -268,7 +269,8 @@ private:
         if (in_[end - 1] != '>')
             return passOver(end);
         if (open_.empty() || open_.back() != name) {
-            if (const auto mended = closing(name); mended && forgive(Forgivable::tags, std::min(name.size() + 3, end - at_)))
+            if (const auto mended = closing(name);
+                mended && forgive(Forgivable::tags, std::min(name.size() + 3, end - at_)))
                 return replace(end - at_, *mended + linesIn(end));
         }
         if (!open_.empty())

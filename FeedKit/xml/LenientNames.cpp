@@ -38,8 +38,7 @@ constexpr Namespace kNamespaces[] = {
     {"blogs.law.harvard.edu/tech/rss", kRSS2},
 };
 
-constexpr std::string_view kUsualPrefixes[]
-    = {"dc", "content", "sy", "itunes", "media", "georss", "gml", "rdf"};
+constexpr std::string_view kUsualPrefixes[] = {"dc", "content", "sy", "itunes", "media", "georss", "gml", "rdf"};
 
 // Prefixes beyond them are looked up each time.
 constexpr std::size_t kMostMeanings = 64;
@@ -69,16 +68,16 @@ bool isUsualPrefix(std::string_view prefix)
 }
 
 // The names of RSS that aren't all in lower case.
-constexpr std::string_view kCapitals[] = {"pubDate", "lastBuildDate", "managingEditor", "webMaster", "textInput",
-    "skipHours", "skipDays"};
+constexpr std::string_view kCapitals[]
+    = {"pubDate", "lastBuildDate", "managingEditor", "webMaster", "textInput", "skipHours", "skipDays"};
 
 struct Renamed {
     std::string_view former;
     std::string_view now;
 };
 // Atom 0.3 (draft-ietf-atompub-format's predecessor, December 2003) and what RFC 4287 has in their place.
-constexpr Renamed kAtom03Names[] = {
-    {"tagline", "subtitle"}, {"issued", "published"}, {"modified", "updated"}, {"copyright", "rights"}};
+constexpr Renamed kAtom03Names[]
+    = {{"tagline", "subtitle"}, {"issued", "published"}, {"modified", "updated"}, {"copyright", "rights"}};
 
 } // namespace
 

@@ -237,8 +237,8 @@ void NSXMLParser::Expat::allowFor(std::size_t bytes)
 void NSXMLParser::Expat::report()
 {
     const auto code = XML_GetErrorCode(parser);
-    owner.damaged_ = code != XML_ERROR_NO_MEMORY && code != XML_ERROR_ABORTED
-        && code != XML_ERROR_AMPLIFICATION_LIMIT_BREACH;
+    owner.damaged_
+        = code != XML_ERROR_NO_MEMORY && code != XML_ERROR_ABORTED && code != XML_ERROR_AMPLIFICATION_LIMIT_BREACH;
     if (code == XML_ERROR_INVALID_TOKEN && inCDATA && startsInvalidUtf8(textAt(parser)))
         return delegate.parserFoundInvalidCDATA(owner);
     if (code == XML_ERROR_NO_MEMORY)

@@ -183,9 +183,8 @@ bool XMLFeedParser::pushBesideChannel(std::string_view elementName)
         return false;
     state_ = next;
     strayState_ = next;
-    forgivings_->add(Forgivable::rss090, [&] {
-        return "<" + std::string(elementName) + "> at line " + std::to_string(xmlParser_.line());
-    });
+    forgivings_->add(Forgivable::rss090,
+        [&] { return "<" + std::string(elementName) + "> at line " + std::to_string(xmlParser_.line()); });
     return true;
 }
 

@@ -20,10 +20,9 @@ enum class JsonLayout {
 // "rss", "atom" or "json".
 std::string_view kindOf(const FeedKit::Feed& feed);
 
-// What is known of one document: its name and either kind, what was forgiven if anything was, and feed, or the error. The
-// feed has the models' field names
-// and nothing for absent fields; enumerations are their text, dates seconds since 1970-01-01 UTC. Bytes of the name
-// that aren't UTF-8 become U+FFFD. No line end behind it.
+// What is known of one document: its name and either kind, what was forgiven if anything was, and feed, or the error.
+// The feed has the models' field names and nothing for absent fields; enumerations are their text, dates seconds since
+// 1970-01-01 UTC. Bytes of the name that aren't UTF-8 become U+FFFD. No line end behind it.
 void writeDocumentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout, const TextSink& sink);
 std::string documentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout);
 

@@ -63,7 +63,9 @@ int printAll(const Options& options)
     bool failed = false;
     inOrder(
         names.size(), options.jobs,
-        [&](std::size_t index) { return reportOf(names[index], parseDocument(names[index], options.leniency), options); },
+        [&](std::size_t index) {
+            return reportOf(names[index], parseDocument(names[index], options.leniency), options);
+        },
         [&](const Report& report) {
             failed = failed || report.failed;
             if (report.writeLong)

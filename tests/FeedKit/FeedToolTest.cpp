@@ -95,8 +95,7 @@ TEST_F(FeedTool, TellsWhatItForgives)
         R"({"file":"-","kind":"rss","forgiven":[{"what":"ampersands","count":1,"first":"& at line 1"},)"
         R"({"what":"brokenOff","count":1,"first":"no element found at line 1, column 39"}],)"
         R"("brokeOff":"no element found at line 1, column 39","feed":{"title":"a & b"}})"
-        "\n"
-            + rssLine(folder_ / "good", "one"));
+        "\n" + rssLine(folder_ / "good", "one"));
     EXPECT_EQ(run({"--lenient", "--kind", "-"}, damaged).output, "-\trss\n");
     EXPECT_EQ(run({"--lenient", folder_ / "lost"}).output, errorLine(folder_ / "lost", "No such file or directory"));
 }

@@ -71,14 +71,14 @@ TEST(Leniency, MendsTheText)
             "categories=[]\ncategories[0]={}\ncategories[0].attributes={}\n"
             "categories[0].attributes.domain=\"a&b<c\u00A0>\"\"\ncategories[0].value=\"x\"\n",
             "also in an attribute"},
-        {rss("<title>a\x01\x1F" + std::string("\0b", 2) + "\uFFFE\uFFFF&#0;&#xD800;&#99999999999;<![CDATA[\x02]]></title>"),
+        {rss("<title>a\x01\x1F" + std::string("\0b", 2)
+             + "\uFFFE\uFFFF&#0;&#xD800;&#99999999999;<![CDATA[\x02]]></title>"),
             "characters 9: a control character at line 1\n", "title=\"ab\uFFFD\uFFFD\uFFFD\"\n", "forbidden ones"},
         {"<!-- a -- b -->" + rss("<!-- c --->"), "characters 2: two hyphens in a comment at line 1\n", "", ""},
         {"\nWarning: x\n<br>" + declared + rss("<title>\xCF&</title>"),
             "ampersands 1: & at line 3\ncharset 1: read as windows-1251\n"
             "junkAhead 1: text ahead of the document at line 1\n",
-            "title=\"П&\"\n",
-            "its lines count"},
+            "title=\"П&\"\n", "its lines count"},
         {"x" + rss("<title>t</title>"), "junkAhead 1: text ahead of the document at line 1\n", "title=\"t\"\n", ""},
         {"<!-- a -->\n<?b?>" + declared + rss("<title>t</title>"),
             "junkAhead 1: text ahead of the document at line 1\n", "title=\"t\"\n", "a declaration must be first"},
@@ -93,7 +93,8 @@ TEST(Leniency, MendsTheText)
 TEST(Leniency, FindsTheEncoding)
 {
     const auto declared = [](const char* as, const char* title) {
-        return "<?xml version='1.0' encoding='" + std::string(as) + "'?>" + rss("<title>" + std::string(title) + "</title>");
+        return "<?xml version='1.0' encoding='" + std::string(as) + "'?>"
+            + rss("<title>" + std::string(title) + "</title>");
     };
     const auto cyrillic = rss("<title>\xCF\xF0</title>");
     expectAll({
@@ -112,7 +113,8 @@ TEST(Leniency, FindsTheEncoding)
         {"x\n{\"title\": \"a\"}", "junkAhead 1: text ahead of the document\n", "title=\"a\"\n", ""},
     });
     for (const char* type : {"text/xml; charset=windows-1251", "application/xml;x=y; Charset=\"windows-1251\" ;z=1"})
-        EXPECT_EQ(outcomeOf(cyrillic, Leniency::all(), type), "charset 1: read as windows-1251\ntitle=\"Пр\"\n") << type;
+        EXPECT_EQ(outcomeOf(cyrillic, Leniency::all(), type), "charset 1: read as windows-1251\ntitle=\"Пр\"\n")
+            << type;
     EXPECT_EQ(outcomeOf(declared("UTF-8", "é&"), Leniency::all(), "a/b; charset=iso-8859-1"),
         "ampersands 1: & at line 1\ntitle=\"é&\"\n")
         << "a server is asked only where the document is wrong";
@@ -123,12 +125,13 @@ TEST(Leniency, ReadsWhatCameBeforeTheBreak)
     const std::string head = "<rss><channel><item><title>a</title></item>";
     const std::string fields = "items=[]\nitems[0]={}\nitems[0].title=\"a\"\n";
     const auto cut = [&](const std::string& tail, const std::string& reason, const std::string& more = {}) {
-        EXPECT_EQ(outcomeOf(head + tail), "brokenOff 1: " + reason + "\nbroke off: " + reason + "\n" + fields + more) << tail;
+        EXPECT_EQ(outcomeOf(head + tail), "brokenOff 1: " + reason + "\nbroke off: " + reason + "\n" + fields + more)
+            << tail;
     };
     cut("<item><tit", "unclosed token at line 1, column 50");
     cut("<item>", "no element found at line 1, column 50");
-    cut("<item><link>l</link><title>half",
-        "no element found at line 1, column 75", "items[1]={}\nitems[1].link=\"l\"\n");
+    cut("<item><link>l</link><title>half", "no element found at line 1, column 75",
+        "items[1]={}\nitems[1].link=\"l\"\n");
     cut("<item/></channel>", "no element found at line 1, column 61", "items[1]={}\n");
     EXPECT_EQ(outcomeOf("<rss><chann"), "unclosed token at line 1, column 6") << "nothing came";
     EXPECT_EQ(outcomeOf("<html><body>"), "no element found at line 1, column 13") << "no feed";
@@ -139,7 +142,8 @@ TEST(Leniency, ReadsWhatCameBeforeTheBreak)
 
 TEST(Leniency, KnowsElementsByTheirNamespaces)
 {
-    const std::string atom = " xmlns:a='http://www.w3.org/2005/Atom'", dc = " xmlns:d='http://purl.org/dc/elements/1.1/'";
+    const std::string atom = " xmlns:a='http://www.w3.org/2005/Atom'",
+                      dc = " xmlns:d='http://purl.org/dc/elements/1.1/'";
     const std::string creator = "dublinCore={}\ndublinCore.dcCreator=\"c\"\n";
     expectAll({
         {"<a:feed" + atom + "><a:title>t</a:title><a:entry><a:id>i</a:id></a:entry></a:feed>",
@@ -150,7 +154,7 @@ TEST(Leniency, KnowsElementsByTheirNamespaces)
         {rss("<creator xmlns='http://purl.org/dc/elements/1.1'>c</creator><creator>no</creator>"),
             "prefixes 1: <creator> at line 1\n", creator, "a default namespace, as long as it lasts"},
         {rss("<x" + dc + "/><d:creator>no</d:creator><y" + dc + "><d:creator xmlns:d='o'>no</d:creator></y>"
-                 + "<d:creator" + dc + ">c</d:creator>"),
+             + "<d:creator" + dc + ">c</d:creator>"),
             "prefixes 1: <d:creator> at line 1\n", creator, "out of scope, and hidden"},
         {"<rss xmlns='http://purl.org/dc/elements/1.1/'><channel><title>t</title></channel></rss>", "", "title=\"t\"\n",
             "the root's default is the feed's own"},
@@ -162,8 +166,8 @@ TEST(Leniency, KnowsElementsByTheirNamespaces)
         {rss("<Title>t</Title>"), "", "", "but only if the root has it"},
         {rss("<m:thumbnail xmlns:m='HTTP://search.yahoo.com/mrss'/><item><i:order xmlns:i="
              "'http://www.itunes.com/DTDs/Podcast-1.0.dtd'>7</i:order></item>"),
-            "prefixes 2: <m:thumbnail> at line 1\n", "items=[]\nitems[0]={}\nitems[0].iTunes={}\nitems[0].iTunes.iTunesOrder=7\n",
-            "as they are written"},
+            "prefixes 2: <m:thumbnail> at line 1\n",
+            "items=[]\nitems[0]={}\nitems[0].iTunes={}\nitems[0].iTunes.iTunesOrder=7\n", "as they are written"},
         {"<rss><channel><title>t</title></channel><item><title>a<x/></title><link>l</link></item><item/></rss>",
             "rss090 2: <item> at line 1\n",
             "items=[]\nitems[0]={}\nitems[0].link=\"l\"\nitems[0].title=\"a\"\nitems[1]={}\ntitle=\"t\"\n",
@@ -175,9 +179,10 @@ TEST(Leniency, KnowsElementsByTheirNamespaces)
 
 TEST(Leniency, ReadsAtom03)
 {
-    const std::string feed = "<feed version='0.3' xmlns='http://purl.org/atom/ns#'><tagline>s</tagline><copyright>c</copyright>"
-                             "<generator url='u'>g</generator><modified>2006-01-02T15:04:05Z</modified><entry><author>"
-                             "<url>a</url></author><issued>2006-01-02</issued><url>no</url></entry></feed>";
+    const std::string feed
+        = "<feed version='0.3' xmlns='http://purl.org/atom/ns#'><tagline>s</tagline><copyright>c</copyright>"
+          "<generator url='u'>g</generator><modified>2006-01-02T15:04:05Z</modified><entry><author>"
+          "<url>a</url></author><issued>2006-01-02</issued><url>no</url></entry></feed>";
     expectAll({{feed, "atom03 5: <tagline> at line 1\ndates 1: \"2006-01-02\" at line 1\n",
         "entries=[]\nentries[0]={}\nentries[0].authors=[]\nentries[0].authors[0]={}\nentries[0].authors[0].uri=\"a\"\n"
         "entries[0].published=1136160000.000000\ngenerator={}\ngenerator.attributes={}\n"
@@ -205,7 +210,8 @@ TEST(Leniency, TakesOtherTypesInJSON)
         {R"({"title":1.5,"expired":"true","author":"A","icon":{},"items":{"id":7,"url":true,"title":["t",2],"tags":["x",{},3]}})",
             "jsonTypes 10: title\n",
             "author={}\nauthor.name=\"A\"\nexpired=yes\nitems=[]\nitems[0]={}\nitems[0].id=\"7\"\nitems[0].tags=[]\n"
-            "items[0].tags[0]=\"x\"\nitems[0].tags[1]=\"3\"\nitems[0].title=\"t\"\nitems[0].url=\"true\"\ntitle=\"1.5\"\n",
+            "items[0].tags[0]=\"x\"\nitems[0].tags[1]=\"3\"\nitems[0].title=\"t\"\nitems[0].url=\"true\"\ntitle=\"1."
+            "5\"\n",
             ""},
         {R"({"items":[7,{"attachments":[{"size_in_bytes":" 5 ","duration_in_seconds":"1.5"},{"size_in_bytes":1.5}],"author":[{"url":"u"}]}]})",
             "jsonTypes 5: items[0]\n",
@@ -215,10 +221,13 @@ TEST(Leniency, TakesOtherTypesInJSON)
             ""},
         {R"({"items":[{"date_published":"Mon, 02 Jan 2006 15:04:05 GMT","date_modified":"2 January 2006"},{"date_published":"soon"}]})",
             "dates 2: items[0].date_published\njsonTypes 1: items[1].date_published\n",
-            "items=[]\nitems[0]={}\nitems[0].dateModified=1136160000.000000\nitems[0].datePublished=1136214245.000000\nitems[1]={}\n", ""},
+            "items=[]\nitems[0]={}\nitems[0].dateModified=1136160000.000000\nitems[0].datePublished=1136214245."
+            "000000\nitems[1]={}\n",
+            ""},
         {R"({"authors":[{"name":"A"},{"name":"B"}],"items":[{"author":{"name":"C"},"authors":[{"name":"D"}]},{"authors":[]}]})",
             "jsonVersion 1: authors\n",
-            "author={}\nauthor.name=\"A\"\nitems=[]\nitems[0]={}\nitems[0].author={}\nitems[0].author.name=\"C\"\nitems[1]={}\n",
+            "author={}\nauthor.name=\"A\"\nitems=[]\nitems[0]={}\nitems[0].author={}\nitems[0].author.name="
+            "\"C\"\nitems[1]={}\n",
             "version 1.1"},
     });
 }
@@ -236,7 +245,8 @@ TEST(Leniency, ForgivesNothingElse)
         EXPECT_EQ(readLeniently(bytesOf(document), Leniency::none()).error(), strict.error()) << document;
         EXPECT_TRUE(readLeniently(bytesOf(document), Leniency::none().with(fault))) << document;
         // What a break would forgive in its way, too.
-        const auto others = Leniency::all().without(fault).without(Forgivable::brokenOff).without(Forgivable::jsonTypes);
+        const auto others
+            = Leniency::all().without(fault).without(Forgivable::brokenOff).without(Forgivable::jsonTypes);
         EXPECT_EQ(readLeniently(bytesOf(document), others).error(), strict.error()) << document;
     }
     for (std::size_t k = 0; k < kForgivables; ++k)
@@ -247,7 +257,8 @@ TEST(Leniency, BearsDocumentsMadeToDoHarm)
 {
     constexpr std::size_t kMany = 1'000'000;
     vitrel::resetPeakMemory();
-    EXPECT_THAT(outcomeOf(rss("<title>" + repeated("&", kMany) + "</title>")), testing::StartsWith("ampersands 1000000:"));
+    EXPECT_THAT(
+        outcomeOf(rss("<title>" + repeated("&", kMany) + "</title>")), testing::StartsWith("ampersands 1000000:"));
     const std::pair<std::string, const char*> cases[] = {
         {repeated("<", 16 << 20), "too large to be mended"},
         {rss(repeated("<a b=\"", kMany)), "quotes that pair up wrongly"},
