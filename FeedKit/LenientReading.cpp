@@ -18,7 +18,7 @@ constexpr std::size_t kMostJunk = 64 * 1024;
 class LenientReading
 {
 public:
-    LenientReading(ByteView document, const Leniency& leniency, std::string_view contentType, std::stop_token stop)
+    LenientReading(ByteView document, const Leniency& leniency, Extent extent, std::string_view contentType, std::stop_token stop)
         : document_(document)
         , leniency_(leniency)
         , charset_(charsetOf(contentType))
@@ -42,7 +42,7 @@ private:
 
     Attempt parse(ByteView document, Forgivings& forgivings)
     {
-        XMLFeedParser parser(document, forgivings);
+        XMLFeedParser parser(document, {extent_, &forgivings});
         const std::stop_callback onStop(stop_, [&] { parser.abortParsing(); });
         Attempt attempt{parser.parse(), false, std::nullopt};
         attempt.isDamaged = !attempt.result && parser.isDamaged();
@@ -168,9 +168,9 @@ private:
 } // namespace
 
 Result<Reading, ParserError> readLeniently(
-    ByteView document, const Leniency& leniency, std::string_view httpContentType, std::stop_token stop)
+    ByteView document, const Leniency& leniency, Extent extent, std::string_view httpContentType, std::stop_token stop)
 {
-    return LenientReading(document, leniency, httpContentType, std::move(stop)).run();
+    return LenientReading(document, leniency, extent, httpContentType, std::move(stop)).run();
 }
 
 } // namespace FeedKit

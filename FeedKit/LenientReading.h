@@ -3,6 +3,7 @@
 #include "FeedKit/basics/Bytes.h"
 #include "FeedKit/basics/Export.h"
 #include "FeedKit/basics/Result.h"
+#include "FeedKit/models/Extent.h"
 #include "FeedKit/models/Leniency.h"
 
 #include <stop_token>

@@ -30,6 +30,7 @@ template <class Feed> struct TextAction {
     TextDelivery delivery = TextDelivery::none;
     std::size_t pieceCost = 0; // bytes of what it makes of each piece between commas
     void (*setDate)(Feed&, std::optional<Date>) = nullptr; // what `run` does, if the text is a date
+    void (*beside)(Feed&, std::string_view) = nullptr; // what `run` does beside that
 };
 
 struct Nothing {
@@ -275,7 +276,7 @@ template <class Feed, auto& A, auto& B> constexpr TextAction<Feed> joinedActions
                 A.run(feed, text);
                 B.run(feed, text);
             },
-        A.delivery, A.pieceCost + B.pieceCost};
+        A.delivery, A.pieceCost + B.pieceCost, A.setDate, B.run};
 }
 template <class Action> struct FeedOf;
 template <class Feed> struct FeedOf<StartAction<Feed>> {

@@ -10,7 +10,8 @@ namespace FeedKit {
 namespace {
 
 // The families of elements that a feed's own namespace stands for; no prefix looks so.
-constexpr std::string_view kAtom = "(atom)", kAtom03 = "(atom03)", kRSS1 = "(rss1)", kRSS2 = "(rss2)";
+constexpr std::string_view kAtom = "(atom)", kAtom03 = "(atom03)", kRSS1 = "(rss1)", kRSS2 = "(rss2)",
+                           kPodcast = "(podcast)";
 
 struct Namespace {
     std::string_view address; // in lower case, without scheme and trailing slash
@@ -26,6 +27,8 @@ constexpr Namespace kNamespaces[] = {
     {"www.itunes.com/dtds/podcast-1.0.dtd", "itunes"},
     {"search.yahoo.com/mrss", "media"},
     {"www.rssboard.org/media-rss", "media"},
+    {"podcastindex.org/namespace/1.0", kPodcast},
+    {"github.com/podcastindex-org/podcast-namespace/blob/main/docs/1.0.md", kPodcast},
     {"www.georss.org/georss", "georss"},
     {"www.opengis.net/gml", "gml"},
     {"www.w3.org/1999/02/22-rdf-syntax-ns#", "rdf"},
@@ -174,6 +177,16 @@ bool LenientNames::isOwn(std::string_view meaning) const
         return false;
     }
     return false;
+}
+
+// Under which elements of a namespace stand in the tables; empty if they don't.
+std::string_view LenientNames::usualPrefix(std::string_view meaning) const
+{
+    if (!meaning.starts_with('('))
+        return meaning;
+    if (extent_ == Extent::model || vocabulary_ != Vocabulary::rss)
+        return {};
+    return meaning == kAtom ? "atom" : meaning == kPodcast ? "podcast" : std::string_view();
 }
 
 std::string_view LenientNames::byNamespace(std::string_view name)

@@ -22,6 +22,7 @@ public:
     LenientNames(Forgivings& forgivings, const NSXMLParser& parser)
         : forgivings_(forgivings)
         , parser_(parser)
+        , extent_(extent)
     { }
 
     // For each start tag, in order. The name lasts until the next call.
@@ -39,6 +40,7 @@ private:
 
     std::string_view meaningOf(std::string_view prefix);
     std::string_view rootName(std::string_view name);
+    std::string_view usualPrefix(std::string_view meaning) const;
     std::string_view byNamespace(std::string_view name);
     std::string_view inUsualCase(std::string_view name);
     std::string_view inAtom10(std::string_view name);

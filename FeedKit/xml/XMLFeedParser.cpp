@@ -74,15 +74,18 @@ std::string_view rawValue(XMLFeedType type)
     return {};
 }
 
-XMLFeedParser::XMLFeedParser(ByteView data, Extent extent)
-    : XMLFeedParser(std::make_shared<DataInputStream>(data), extent)
+XMLFeedParser::XMLFeedParser(ByteView data, XMLReadingOptions options)
+    : XMLFeedParser(std::make_shared<DataInputStream>(data), options)
 { }
 
-XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream, Extent extent)
+XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream, XMLReadingOptions options)
     : stream_(std::move(stream))
     , xmlParser_(*stream_, *this)
+    , forgivings_(options.forgivings)
 {
-    if (extent == Extent::more)
+    if (forgivings_)
+        names_.emplace(*forgivings_, xmlParser_, options.extent);
+    if (options.extent == Extent::more)
         more_.emplace();
 }
 
@@ -327,10 +330,11 @@ template <class Feed> void XMLFeedParser::mapTextIn(const PathTable<Feed>& table
         take(action.pieceCost * (1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), ','))));
     if (parsingError_)
         return;
-    if (action.setDate && forgivings_ && forgivings_->may(Forgivable::dates))
-        action.setDate(feed, dateLeniently(text));
-    else
-        action.run(feed, text);
+    if (!action.setDate || !forgivings_ || !forgivings_->may(Forgivable::dates))
+        return action.run(feed, text);
+    action.setDate(feed, dateLeniently(text));
+    if (action.beside)
+        action.beside(feed, text);
 }
 
 // A date that a reference, a comment or the border of a CDATA section separates from white space stays.

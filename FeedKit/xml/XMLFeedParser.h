@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeedKit/models/Extent.h"
 #include "FeedKit/models/FeedParserProtocol.h"
 #include "FeedKit/models/ModelBudget.h"
 #include "FeedKit/xml/FeedPaths.h"
@@ -19,10 +20,11 @@ enum class XMLFeedType { atom, rdf, rss };
 // The name of the type's root element: "feed", "rdf:RDF", "rss".
 std::string_view rawValue(XMLFeedType type);
 
-// How much of a document is kept.
-enum class Extent {
-    model, // what the formats' models have
-    more // that, and what the members `more` and further fields of Media RSS say; Atom's XHTML as markup
+struct XMLReadingOptions {
+    Extent extent = Extent::model;
+    // What it allows of names, dates and places of elements is forgiven, and counted there; it must outlive the parser.
+    // What the strict reading takes is taken in the same way.
+    Forgivings* forgivings = nullptr;
 };
 
 // Follows the events of one XML document and fills a model. It keeps no tree: it knows which element is open, as a
@@ -32,7 +34,7 @@ class XMLFeedParser final : public FeedParserProtocol, private NSXMLParserDelega
 {
 public:
     // `data` must outlive the parser.
-    explicit XMLFeedParser(ByteView data, Extent extent = Extent::model);
+    explicit XMLFeedParser(ByteView data, XMLReadingOptions options = {});
     // `stream` isn't null.
     explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream, Extent extent = Extent::model);
     // Forgives what `forgivings` allows of names, dates and places of elements, and counts it there; it must outlive

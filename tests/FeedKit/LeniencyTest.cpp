@@ -15,7 +15,7 @@ using vitrel::repeated;
 // What was forgiven, a line for each, then the break and the fields.
 std::string outcomeOf(std::string_view document, Leniency leniency = Leniency::all(), std::string_view type = {})
 {
-    const auto reading = readLeniently(bytesOf(document), leniency, type);
+    const auto reading = readLeniently(bytesOf(document), leniency, Extent::model, type);
     if (!reading)
         return reading.error().which() == ParserError::Case::feedNotFound ? "not found" : reading.error().payload();
     std::string text;
@@ -275,7 +275,7 @@ TEST(Leniency, BearsDocumentsMadeToDoHarm)
     EXPECT_LT(vitrel::peakMebibytes(), 256);
     std::stop_source stop;
     stop.request_stop();
-    EXPECT_FALSE(readLeniently(bytesOf(rss("")), Leniency::all(), {}, stop.get_token()));
+    EXPECT_FALSE(readLeniently(bytesOf(rss("")), Leniency::all(), Extent::model, {}, stop.get_token()));
 }
 
 } // namespace

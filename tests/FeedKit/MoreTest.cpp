@@ -16,7 +16,7 @@ using testing::Pair;
 
 Leaves parsed(const std::string& document, Extent extent)
 {
-    const auto feed = XMLFeedParser(bytesOf(document), extent).parse();
+    const auto feed = XMLFeedParser(bytesOf(document), {.extent = extent}).parse();
     EXPECT_TRUE(feed) << feed.error().payload() << "\n" << document;
     return feed ? leavesOf(*feed) : Leaves();
 }
@@ -143,7 +143,7 @@ TEST(More, HasItsLimits)
     EXPECT_GT(leaves.size(), 100u);
     EXPECT_LT(leaves.size(), 500u);
     const auto many = rss(vitrel::repeated("<x/>", 2'000'000));
-    const auto refused = XMLFeedParser(bytesOf(many), Extent::more).parse();
+    const auto refused = XMLFeedParser(bytesOf(many), {.extent = Extent::more}).parse();
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().payload(), "the document makes a feed of too much memory for its size");
 }
