@@ -2,6 +2,7 @@
 
 // All of FeedKit.
 #include "FeedKit/FeedParser.h"
-#include "FeedKit/LenientReading.h"
+#include "FeedKit/Read.h"
+#include "FeedKit/entries/Entries.h"
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/xml/DescriptorInputStream.h"

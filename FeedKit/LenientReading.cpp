@@ -18,9 +18,11 @@ constexpr std::size_t kMostJunk = 64 * 1024;
 class LenientReading
 {
 public:
-    LenientReading(ByteView document, const Leniency& leniency, Extent extent, std::string_view contentType, std::stop_token stop)
+    LenientReading(
+        ByteView document, const Leniency& leniency, Extent extent, std::string_view contentType, std::stop_token stop)
         : document_(document)
         , leniency_(leniency)
+        , extent_(extent)
         , charset_(charsetOf(contentType))
         , stop_(std::move(stop))
     { }
@@ -97,7 +99,8 @@ private:
             return Reading{Feed::json(*std::move(feed)), forgivings.list()};
         // The one fault of a text that begins well is that of its bytes.
         Forgivings mending(leniency_);
-        const auto text = leniency_.has(Forgivable::charset) ? decodedText(document_, charset_, mending) : std::nullopt;
+        const auto text
+            = leniency_.has(Forgivable::charset) ? decodedText(document_, charset_, mending) : std::nullopt;
         if (!text || mending.empty())
             return readStrictly<JSONFeedParser>();
         auto again = decodeLeniently(bytesOf(*text), mending);
@@ -161,6 +164,7 @@ private:
 
     ByteView document_;
     Leniency leniency_;
+    Extent extent_;
     std::string charset_; // that HTTP names
     std::stop_token stop_;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "FeedKit/basics/Bytes.h"
-#include "FeedKit/basics/Export.h"
 #include "FeedKit/basics/Result.h"
 #include "FeedKit/models/Extent.h"
 #include "FeedKit/models/Leniency.h"
@@ -21,7 +20,7 @@ namespace FeedKit {
 // The error is that of the strict reading. With Forgivable::brokenOff a document of XML that breaks gives the feed of
 // what came ahead, and `brokeOff` says why and where. Texts that the break cut are left out. Never throws; time is
 // linear, memory that of the strict reading and one and a half times the document more. Any thread.
-FEEDKIT_API Result<Reading, ParserError> readLeniently(
-    ByteView document, const Leniency& leniency, std::string_view httpContentType = {}, std::stop_token stop = {});
+Result<Reading, ParserError> readLeniently(ByteView document, const Leniency& leniency, Extent extent = Extent::model,
+    std::string_view httpContentType = {}, std::stop_token stop = {});
 
 } // namespace FeedKit

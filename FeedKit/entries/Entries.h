@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FeedKit/basics/Date.h"
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/fetch/URL.h"
 #include "FeedKit/models/Feed.h"
 #include "FeedKit/models/Fields.h"
@@ -80,6 +81,6 @@ struct Entries {
 // Addresses are resolved against `address`, where the feed came from; without one they are as written. Linear time.
 // Memory is at most 8 times that of the feed, and 32 MiB for what is repeated: when these are used up, addresses stay
 // as written and entries without authors don't get their feed's. Any thread.
-Entries entriesOf(const Feed& feed, const URL& address = URL(""));
+FEEDKIT_API Entries entriesOf(const Feed& feed, const URL& address = URL(""));
 
 } // namespace FeedKit

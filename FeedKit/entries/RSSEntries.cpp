@@ -1,7 +1,6 @@
 #include "FeedKit/entries/Gathering.h"
 
 #include "FeedKit/basics/Letters.h"
-
 namespace FeedKit::gathering {
 
 namespace {

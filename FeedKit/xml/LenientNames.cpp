@@ -201,9 +201,10 @@ std::string_view LenientNames::byNamespace(std::string_view name)
         return parts.prefix.empty() ? name : forgiven(Forgivable::prefixes, name, parts.local);
     // A default namespace that the root declares is what the author took the feed's own elements to be in.
     const bool isDefaultOfAll = parts.prefix.empty() && namespaces_.uriOf("") == rootDefault_;
-    if (meaning.starts_with('(') || isDefaultOfAll)
+    const auto usual = usualPrefix(meaning);
+    if (usual.empty() || usual == parts.prefix || isDefaultOfAll)
         return name;
-    name_.assign(meaning).append(":").append(parts.local);
+    name_.assign(usual).append(":").append(parts.local);
     return forgiven(Forgivable::prefixes, name, name_);
 }
 

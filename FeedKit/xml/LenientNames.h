@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FeedKit/models/Extent.h"
 #include "FeedKit/models/Forgivings.h"
 #include "FeedKit/xml/NSXMLParser.h"
 #include "FeedKit/xml/Namespaces.h"
@@ -18,8 +19,9 @@ namespace FeedKit {
 class LenientNames
 {
 public:
-    // `forgivings` and `parser`, which tells the line, must outlive it.
-    LenientNames(Forgivings& forgivings, const NSXMLParser& parser)
+    // `forgivings` and `parser`, which tells the line, must outlive it. What only Extent::more keeps has no other name
+    // without it.
+    LenientNames(Forgivings& forgivings, const NSXMLParser& parser, Extent extent)
         : forgivings_(forgivings)
         , parser_(parser)
         , extent_(extent)
@@ -49,6 +51,7 @@ private:
 
     Forgivings& forgivings_;
     const NSXMLParser& parser_;
+    const Extent extent_;
     Namespaces namespaces_;
     std::vector<Meaning> meanings_; // looked up so far
     std::size_t meaningsVersion_ = 0;

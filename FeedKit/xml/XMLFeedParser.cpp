@@ -89,13 +89,6 @@ XMLFeedParser::XMLFeedParser(std::shared_ptr<NSInputStream> stream, XMLReadingOp
         more_.emplace();
 }
 
-XMLFeedParser::XMLFeedParser(ByteView data, Forgivings& forgivings, Extent extent)
-    : XMLFeedParser(data, extent)
-{
-    forgivings_ = &forgivings;
-    names_.emplace(forgivings, xmlParser_);
-}
-
 XMLFeedParser::~XMLFeedParser() = default;
 
 Result<Feed, ParserError> XMLFeedParser::parse()
@@ -252,14 +245,14 @@ void XMLFeedParser::parserDidStartElement(
 {
     childEnded_ = false;
     textRow_ = PathAutomaton::kNoRow;
-    const auto written = elementName;
+    const auto nameAsWritten = elementName;
     auto attributes = asWritten;
     if (names_) {
-        elementName = names_->startElement(written, asWritten);
+        elementName = names_->startElement(elementName, asWritten);
         attributes = names_->attributes(asWritten);
         textDate_.reset();
     }
-    if (more_ && startMore(written, elementName, asWritten))
+    if (more_ && (startMore(nameAsWritten, asWritten) || startExtension(elementName, nameAsWritten, asWritten)))
         return;
     if (!isTypeSet(elementName))
         return;
@@ -377,27 +370,25 @@ void XMLFeedParser::parserFoundCharacters(NSXMLParser&, std::string_view text)
 // --- what is kept beyond the models
 
 // True if the element is kept whole, and no path is followed.
-bool XMLFeedParser::startMore(
-    std::string_view written, std::string_view elementName, const ElementAttributes& attributes)
+bool XMLFeedParser::startMore(std::string_view elementName, const ElementAttributes& attributes)
 {
-    if (more_->start(written, attributes)) {
-        take(MoreReader::costOf(written, attributes));
-        xmlParser_.setTextDelivery(TextDelivery::joined);
-        return true;
-    }
-    return startExtension(written, elementName, attributes);
+    if (!more_->start(elementName, attributes))
+        return false;
+    take(MoreReader::costOf(elementName, attributes));
+    xmlParser_.setTextDelivery(TextDelivery::joined);
+    return true;
 }
 
 // An element right within a feed or an item that no row knows, nor one below it.
 bool XMLFeedParser::startExtension(
-    std::string_view written, std::string_view elementName, const ElementAttributes& attributes)
+    std::string_view elementName, std::string_view nameAsWritten, const ElementAttributes& attributes)
 {
     if (!feedType_ || !unknown_.empty() || (state_ != owners_[0] && state_ != owners_[1])
         || automaton_->child(state_, elementName) != PathAutomaton::kUnknown)
         return false;
-    take(MoreReader::costOf(written, attributes));
+    take(MoreReader::costOf(nameAsWritten, attributes));
     textBytes_ = 0;
-    more_->captureExtension(written, attributes);
+    more_->captureExtension(nameAsWritten, attributes);
     xmlParser_.setTextDelivery(TextDelivery::joined);
     return true;
 }

@@ -36,10 +36,7 @@ public:
     // `data` must outlive the parser.
     explicit XMLFeedParser(ByteView data, XMLReadingOptions options = {});
     // `stream` isn't null.
-    explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream, Extent extent = Extent::model);
-    // Forgives what `forgivings` allows of names, dates and places of elements, and counts it there; it must outlive
-    // the parser. What the other two read is read in the same way.
-    XMLFeedParser(ByteView data, Forgivings& forgivings, Extent extent = Extent::model);
+    explicit XMLFeedParser(std::shared_ptr<NSInputStream> stream, XMLReadingOptions options = {});
     ~XMLFeedParser() override;
 
     // Blocks until done. Once. A document in error gives no part of a feed.
@@ -78,14 +75,15 @@ private:
     template <class Feed> void mapStart(const PathTable<Feed>& table, Feed& feed, const ElementAttributes& attributes);
     template <class Feed> void mapTextIn(const PathTable<Feed>& table, Feed& feed, std::string_view text);
     void mapText(std::string_view text);
-    std::optional<Date> dateLeniently(std::string_view text);
     const PathTable<RSSFeed>& rssTable() const;
     const PathTable<AtomFeed>& atomTable() const;
-    bool startMore(std::string_view written, std::string_view elementName, const ElementAttributes& attributes);
-    bool startExtension(std::string_view written, std::string_view elementName, const ElementAttributes& attributes);
+    bool startMore(std::string_view elementName, const ElementAttributes& attributes);
+    bool startExtension(
+        std::string_view elementName, std::string_view nameAsWritten, const ElementAttributes& attributes);
     void captureMarkup();
     void noteScope();
     bool endMore();
+    std::optional<Date> dateLeniently(std::string_view text);
     void take(std::size_t bytes);
     void refuse();
     void fail(ParserError error);
@@ -106,14 +104,14 @@ private:
     std::int32_t textRow_ = PathAutomaton::kNoRow; // whose text the next one is
     std::size_t textBytes_ = 0; // of the open element
 
+    std::optional<MoreReader> more_; // if it was asked for
+    PathAutomaton::State owners_[2] = {PathAutomaton::kUnknown, PathAutomaton::kUnknown}; // the feed's, and an item's
+    std::int32_t markupRow_ = PathAutomaton::kNoRow; // whose text is being captured
     // Of a lenient reading.
     Forgivings* forgivings_ = nullptr;
     std::optional<LenientNames> names_;
     PathAutomaton::State strayState_ = PathAutomaton::kTop; // of an element beside the channel; kTop for none
     std::optional<Date> textDate_; // what the texts of the open element have said so far
-    std::optional<MoreReader> more_; // if it was asked for
-    PathAutomaton::State owners_[2] = {PathAutomaton::kUnknown, PathAutomaton::kUnknown}; // the feed's, and an item's
-    std::int32_t markupRow_ = PathAutomaton::kNoRow; // whose text is being captured
 
     std::optional<ParserError> parsingError_;
     bool parseComplete_ = false;

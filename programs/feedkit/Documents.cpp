@@ -162,7 +162,7 @@ ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
         return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
     }
     const auto contents = wholeContents(name);
-    return contents ? readLeniently(contents->bytes, leniency, contents->contentType)
+    return contents ? readLeniently(contents->bytes, leniency, FeedKit::Extent::model, contents->contentType)
                     : ParsedFeed(ParserError::internalError(contents.error()));
 }
 
