@@ -1,7 +1,9 @@
 // A document read leniently. The first byte says what is forgiven: everything, nothing or one fault alone, and with its
-// high bit that a server named an encoding.
+// high bit that a server named an encoding, with the one below that more is kept.
+#include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
 #include "FeedKit/LenientReading.h"
+#include "FeedKit/xml/XMLFeedParser.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -26,6 +28,13 @@ Leniency leniencyOf(unsigned choice)
     return choice % 2 == 0 ? Leniency::all() : Leniency::none();
 }
 
+Result<Feed, ParserError> strictly(ByteView document, Extent extent)
+{
+    if (extent == Extent::more && makeFeedDataType(document) == FeedDataType::xml)
+        return XMLFeedParser(document, {.extent = extent}).parse();
+    return FeedParser(Bytes(document.begin(), document.end())).parse();
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -35,9 +44,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto leniency = leniencyOf(data[0] & 0x1F);
     const auto contentType = data[0] & 0x80 ? "text/xml; charset=windows-1251" : "";
     const ByteView document(data + 1, size - 1);
-    const auto strict = FeedParser(Bytes(document.begin(), document.end())).parse();
-    const auto lenient = readLeniently(document, leniency, Extent::model, contentType);
-    const auto again = readLeniently(document, leniency, Extent::model, contentType);
+    const auto extent = data[0] & 0x40 ? Extent::more : Extent::model;
+    const auto strict = strictly(document, extent);
+    const auto lenient = readLeniently(document, leniency, extent, contentType);
+    const auto again = readLeniently(document, leniency, extent, contentType);
 
     expect(lenient.has_value() == again.has_value() && (!lenient || *lenient == *again), "twice, and not the same");
     expect(!strict || lenient.has_value(), "refuses what the strict reading takes");

@@ -44,8 +44,8 @@ template <Model T> std::string shown(const T& model)
 
 Entries entriesIn(std::string_view document, const char* address = "http://h/f/x", Extent extent = Extent::model)
 {
-    const auto feed
-        = extent == Extent::more ? XMLFeedParser(bytesOf(document), {.extent = extent}).parse() : FeedParser(document).parse();
+    const auto feed = extent == Extent::more ? XMLFeedParser(bytesOf(document), {.extent = extent}).parse()
+                                             : FeedParser(document).parse();
     EXPECT_TRUE(feed) << document.substr(0, 200);
     return feed ? entriesOf(*feed, URL(address)) : Entries();
 }
