@@ -99,8 +99,7 @@ private:
             return Reading{Feed::json(*std::move(feed)), forgivings.list()};
         // The one fault of a text that begins well is that of its bytes.
         Forgivings mending(leniency_);
-        const auto text
-            = leniency_.has(Forgivable::charset) ? decodedText(document_, charset_, mending) : std::nullopt;
+        const auto text = leniency_.has(Forgivable::charset) ? decodedText(document_, charset_, mending) : std::nullopt;
         if (!text || mending.empty())
             return readStrictly<JSONFeedParser>();
         auto again = decodeLeniently(bytesOf(*text), mending);

@@ -2,9 +2,8 @@
 
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
-#include "FeedKit/LenientReading.h"
+#include "FeedKit/Read.h"
 #include "FeedKit/basics/Letters.h"
-#include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/xml/DescriptorInputStream.h"
 
 #include <fcntl.h>
@@ -23,8 +22,8 @@ using namespace FeedKit;
 // The type of a document shows within these.
 constexpr std::size_t kBeginning = 200;
 
-// What has to be in memory as a whole, as what is fetched has: JSON, and whatever is read leniently.
-constexpr std::size_t kLargest = 64u << 20;
+// JSON has to be in memory as a whole, as what is fetched has.
+constexpr std::size_t kLargestJson = 64u << 20;
 
 // A stream of which the first bytes have been looked at already.
 class PeekedStream final : public NSInputStream
@@ -71,11 +70,11 @@ private:
     Bytes ahead_;
 };
 
-Result<Bytes, std::string> contentsOf(NSInputStream& stream, std::string_view what)
+Result<Bytes, std::string> contentsOf(NSInputStream& stream)
 {
     constexpr std::size_t kPiece = 1u << 16;
     Bytes bytes;
-    bytes.reserve(std::min(stream.bytesLeft(), kLargest) + kPiece); // growing would take it twice
+    bytes.reserve(std::min(stream.bytesLeft(), kLargestJson) + kPiece); // growing would take it twice
     for (;;) {
         const auto had = bytes.size();
         bytes.resize(had + kPiece);
@@ -85,8 +84,8 @@ Result<Bytes, std::string> contentsOf(NSInputStream& stream, std::string_view wh
         bytes.resize(had + static_cast<std::size_t>(count));
         if (count == 0)
             return bytes;
-        if (bytes.size() > kLargest)
-            return std::string("too large: more than 64 MiB of ").append(what);
+        if (bytes.size() > kLargestJson)
+            return std::string("too large: more than 64 MiB of JSON");
     }
 }
 
@@ -100,7 +99,7 @@ Result<Feed, ParserError> parseFile(int descriptor)
         return FeedParser(stream).parse();
     if (!type)
         return ParserError::feedNotFound();
-    auto contents = contentsOf(*stream, "JSON");
+    auto contents = contentsOf(*stream);
     if (!contents)
         return ParserError::internalError(contents.error());
     return FeedParser(*std::move(contents)).parse();
@@ -120,24 +119,18 @@ Result<Feed, ParserError> parseStrictly(const std::string& name)
     return descriptor < 0 ? ParserError::internalError(::strerrordesc_np(errno)) : parseFile(descriptor);
 }
 
-Result<FetchedContents, std::string> wholeContents(const std::string& name)
+ParsedFeed parseLeniently(const std::string& name, const Leniency& leniency)
 {
-    using Contents = Result<FetchedContents, std::string>;
+    const ReadOptions options{leniency};
     if (isAddress(name)) {
-        const auto url = replacing(URL(name), "feed", "http");
-        if (!url)
-            return std::string("Failed url sanitizing.");
-        auto fetched = CurlFetcher().contentsOfIfModified(*url, {});
-        if (!fetched)
-            return fetched.error();
-        return *fetched ? Contents(**std::move(fetched)) : std::string("nothing came, though nothing was known");
+        auto fetched = fetch(URL(name), options);
+        return fetched ? ParsedFeed(Reading(*std::move(fetched))) : std::move(fetched).error();
     }
     const int descriptor = opened(name);
     if (descriptor < 0)
-        return std::string(::strerrordesc_np(errno));
+        return ParserError::internalError(::strerrordesc_np(errno));
     DescriptorInputStream stream(descriptor);
-    auto bytes = contentsOf(stream, "a document that is read leniently");
-    return bytes ? Contents(FetchedContents{*std::move(bytes)}) : bytes.error();
+    return read(stream, options);
 }
 
 } // namespace
@@ -157,13 +150,10 @@ bool isAddress(const std::string& name)
 
 ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
 {
-    if (leniency.empty()) {
-        auto feed = parseStrictly(name);
-        return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
-    }
-    const auto contents = wholeContents(name);
-    return contents ? readLeniently(contents->bytes, leniency, FeedKit::Extent::model, contents->contentType)
-                    : ParsedFeed(ParserError::internalError(contents.error()));
+    if (!leniency.empty())
+        return parseLeniently(name, leniency);
+    auto feed = parseStrictly(name);
+    return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
 }
 
 } // namespace vitrel

@@ -67,8 +67,6 @@ std::optional<NoOptions> faultOf(const Options& options)
         return wrong("standard input can be read only once");
     if (options.watch && (options.documents.size() != 1 || !isAddress(options.documents.front())))
         return wrong("--watch takes one URL");
-    if (options.watch && !options.leniency.empty())
-        return wrong("--watch and --lenient exclude each other");
     return std::nullopt;
 }
 

@@ -1,4 +1,4 @@
-#include "FeedKit/FeedParser.h"
+#include "FeedKit/Read.h"
 #include "base/Text.h"
 #include "programs/feedkit/Documents.h"
 #include "programs/feedkit/InOrder.h"
@@ -82,15 +82,16 @@ int printAll(const Options& options)
 {
     const auto& name = options.documents.front();
     Output output;
-    FeedKit::FeedParser parser{FeedKit::URL(name)};
+    const FeedKit::URL address(name);
     FeedKit::Validators validators;
     std::string last;
     for (;;) {
-        if (const auto parsed = parser.parseIfModified(validators)) {
+        auto fetched = FeedKit::fetchIfModified(address, validators, {options.leniency});
+        if (!fetched || *fetched) {
             // A server that is back must not say "not modified" of what was shown ahead of its error.
-            if (!*parsed)
-                validators = {};
-            const auto shown = *parsed ? ParsedFeed(FeedKit::Reading{**parsed}) : ParsedFeed(parsed->error());
+            validators = fetched ? (*fetched)->validators : FeedKit::Validators();
+            const auto shown
+                = fetched ? ParsedFeed(FeedKit::Reading(**std::move(fetched))) : ParsedFeed(std::move(fetched).error());
             auto line = lineOf(name, shown, options);
             if (line != last) {
                 last = std::move(line);
