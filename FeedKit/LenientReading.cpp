@@ -1,6 +1,7 @@
 #include "FeedKit/LenientReading.h"
 
 #include "FeedKit/FeedDataType.h"
+#include "FeedKit/fetch/Fetcher.h"
 #include "FeedKit/json/JSONCoding.h"
 #include "FeedKit/json/JSONFeedParser.h"
 #include "FeedKit/leniency/Charset.h"
@@ -22,7 +23,7 @@ public:
         : document_(document)
         , leniency_(leniency)
         , extent_(extent)
-        , contentType_(contentType)
+        , charset_(charsetOf(contentType))
         , stop_(std::move(stop))
     { }
 
@@ -61,7 +62,7 @@ private:
         if (!attempt.isDamaged)
             return readStrictly<XMLFeedParser>();
         Forgivings mending(leniency_);
-        auto text = decodedText(document_, contentType_, mending);
+        auto text = decodedText(document_, charset_, mending);
         if (text)
             text = repairedXML(*text, mending);
         if (!text)
@@ -98,8 +99,7 @@ private:
             return Reading{Feed::json(*std::move(feed)), forgivings.list()};
         // The one fault of a text that begins well is that of its bytes.
         Forgivings mending(leniency_);
-        const auto text
-            = leniency_.has(Forgivable::charset) ? decodedText(document_, contentType_, mending) : std::nullopt;
+        const auto text = leniency_.has(Forgivable::charset) ? decodedText(document_, charset_, mending) : std::nullopt;
         if (!text || mending.empty())
             return readStrictly<JSONFeedParser>();
         auto again = decodeLeniently(bytesOf(*text), mending, extent_);
@@ -119,7 +119,7 @@ private:
     Result<Reading, ParserError> readUnknown()
     {
         Forgivings mending(leniency_);
-        const auto text = decodedText(document_, contentType_, mending);
+        const auto text = decodedText(document_, charset_, mending);
         if (!text)
             return ParserError::feedNotFound();
         auto type = makeFeedDataType(bytesOf(*text));
@@ -129,6 +129,8 @@ private:
         if (!type && leniency_.has(Forgivable::junkAhead)) {
             start = startOfFeed(*text);
             type = FeedDataType::xml;
+            if (start == 0)
+                mending.add(Forgivable::junkAhead, [] { return std::string("blanks ahead of the document"); });
             if (start == text->npos) {
                 start = std::string_view(*text).substr(0, kMostJunk).find('{');
                 type = FeedDataType::json;
@@ -164,7 +166,7 @@ private:
     ByteView document_;
     Leniency leniency_;
     Extent extent_;
-    std::string_view contentType_;
+    std::string charset_; // that HTTP names
     std::stop_token stop_;
 };
 

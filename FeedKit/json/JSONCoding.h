@@ -5,8 +5,8 @@
 #include "FeedKit/dates/DateFormatters.h"
 #include "FeedKit/dates/DateStrategies.h"
 #include "FeedKit/models/Extent.h"
+#include "FeedKit/models/Forgivings.h"
 #include "FeedKit/models/JSONFeed.h"
-#include "FeedKit/models/Leniency.h"
 
 #include <functional>
 #include <memory>

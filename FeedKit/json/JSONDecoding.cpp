@@ -1,7 +1,6 @@
-#include "FeedKit/json/JSONCoding.h"
-
 #include "FeedKit/conversions/Conversions.h"
 #include "FeedKit/dates/LenientDate.h"
+#include "FeedKit/json/JSONCoding.h"
 #include "FeedKit/json/JSONMore.h"
 #include "FeedKit/json/LargeNumbers.h"
 #include "FeedKit/models/ModelBudget.h"

@@ -146,21 +146,7 @@ std::string_view declaredBehindJunk(ByteView document)
 
 } // namespace
 
-std::string_view charsetOf(std::string_view contentType)
-{
-    const auto lower = vitrel::asciiLowercase(contentType);
-    auto at = lower.find(';');
-    at = at == lower.npos ? at : lower.find("charset", at);
-    at = at == lower.npos ? at : lower.find('=', at);
-    if (at == lower.npos)
-        return {};
-    const auto value = vitrel::trimmed(contentType.substr(at + 1));
-    const bool isQuoted = value.starts_with('"') || value.starts_with('\'');
-    const auto inside = value.substr(isQuoted ? 1 : 0);
-    return inside.substr(0, inside.find_first_of(isQuoted ? "\"'" : "; \t"));
-}
-
-std::optional<std::string> decodedText(ByteView document, std::string_view httpContentType, Forgivings& forgivings)
+std::optional<std::string> decodedText(ByteView document, std::string_view httpCharset, Forgivings& forgivings)
 {
     if (auto text = asItSays(document))
         return text;
@@ -172,7 +158,7 @@ std::optional<std::string> decodedText(ByteView document, std::string_view httpC
             text.erase(0, 3);
         return text;
     };
-    for (const auto charset : {charsetOf(httpContentType), utf16Of(document), declaredBehindJunk(document)}) {
+    for (const auto charset : {httpCharset, utf16Of(document), declaredBehindJunk(document)}) {
         if (charset.empty())
             continue;
         if (auto text = decodedAs(document, charset))

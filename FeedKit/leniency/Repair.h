@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FeedKit/models/Leniency.h"
+#include "FeedKit/models/Forgivings.h"
 
 #include <optional>
 #include <string>

@@ -1,4 +1,4 @@
-#include "FeedKit/models/Leniency.h"
+#include "FeedKit/models/Forgivings.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
 #include "FeedKit/models/Feed.h"
 #include "FeedKit/models/ParserError.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -33,9 +33,9 @@ enum class Forgivable {
 inline constexpr std::size_t kForgivables = 13;
 
 // The fault's name as it stands above.
-std::string_view rawValue(Forgivable what);
+FEEDKIT_API std::string_view rawValue(Forgivable what);
 // Letter for letter; absent for anything else.
-std::optional<Forgivable> makeForgivable(std::string_view text);
+FEEDKIT_API std::optional<Forgivable> makeForgivable(std::string_view text);
 
 // A set of faults that are to be forgiven.
 class Leniency
@@ -76,32 +76,6 @@ struct Reading {
     std::optional<ParserError> brokeOff = std::nullopt; // why the document wasn't read to its end
 
     friend bool operator==(const Reading&, const Reading&) = default;
-};
-
-// Counts what a reading forgives. One thread at a time.
-class Forgivings
-{
-public:
-    explicit Forgivings(Leniency leniency)
-        : leniency_(leniency)
-    { }
-
-    bool may(Forgivable what) const { return leniency_.has(what); }
-    // One more of a fault that may be forgiven; `say` gives the words, and is asked at the first alone.
-    template <class Say> void add(Forgivable what, Say&& say)
-    {
-        auto& forgiven = found_[static_cast<std::size_t>(what)];
-        if (forgiven.count++ == 0)
-            forgiven.first = say();
-    }
-    bool empty() const;
-    std::vector<Forgiven> list() const;
-    // Takes over what another one has counted; of a fault that both have the first words stay.
-    void take(const Forgivings& other);
-
-private:
-    Leniency leniency_;
-    std::array<Forgiven, kForgivables> found_{};
 };
 
 } // namespace FeedKit

@@ -43,12 +43,14 @@ constexpr Namespace kNamespaces[] = {
 
 constexpr std::string_view kUsualPrefixes[] = {"dc", "content", "sy", "itunes", "media", "georss", "gml", "rdf"};
 
+// Prefixes beyond them are looked up each time.
+constexpr std::size_t kMostMeanings = 64;
 // Longer ones are of no namespace that is known.
 constexpr std::size_t kMostAddress = 100;
 
-std::string_view meaningOf(std::string_view address)
+std::string_view meaningOfAddress(std::string_view address)
 {
-    if (address.size() > kMostAddress)
+    if (address.empty() || address.size() > kMostAddress)
         return {};
     const auto lower = vitrel::asciiLowercase(vitrel::trimmed(address));
     std::string_view view = lower;
@@ -66,12 +68,6 @@ std::string_view meaningOf(std::string_view address)
 bool isUsualPrefix(std::string_view prefix)
 {
     return std::find(std::begin(kUsualPrefixes), std::end(kUsualPrefixes), prefix) != std::end(kUsualPrefixes);
-}
-
-std::string_view prefixOf(std::string_view name)
-{
-    const auto colon = name.find(':');
-    return colon == name.npos ? std::string_view() : name.substr(0, colon);
 }
 
 // The names of RSS that aren't all in lower case.
@@ -96,37 +92,30 @@ std::string_view LenientNames::forgiven(Forgivable what, std::string_view writte
     return meant;
 }
 
-const LenientNames::Binding* LenientNames::bindingOf(std::string_view prefix) const
+std::string_view LenientNames::meaningOf(std::string_view prefix)
 {
+    if (meaningsVersion_ != namespaces_.version()) {
+        meanings_.clear();
+        meaningsVersion_ = namespaces_.version();
+    }
     const auto found = std::find_if(
-        bindings_.rbegin(), bindings_.rend(), [&](const Binding& binding) { return binding.prefix == prefix; });
-    return found == bindings_.rend() ? nullptr : &*found;
-}
-
-// A declaration that means nothing counts only where it hides another.
-void LenientNames::takeDeclarations(const ElementAttributes& attributes)
-{
-    attributes.forEach([&](std::string_view name, std::string_view value) {
-        if (!name.starts_with("xmlns") || bindings_.size() >= kMostBindings)
-            return;
-        if (name.size() > 5 && name[5] != ':')
-            return;
-        const auto prefix = name.size() > 5 ? name.substr(6) : std::string_view();
-        const auto meaning = meaningOf(value);
-        if (!isUsualPrefix(prefix) && (!meaning.empty() || bindingOf(prefix)))
-            bindings_.push_back({std::string(prefix.substr(0, kMostAddress)), meaning, depth_});
-    });
+        meanings_.begin(), meanings_.end(), [&](const Meaning& meaning) { return meaning.prefix == prefix; });
+    if (found != meanings_.end())
+        return found->meant;
+    const auto meant = meaningOfAddress(namespaces_.uriOf(prefix));
+    if (meanings_.size() < kMostMeanings)
+        meanings_.push_back({std::string(prefix), meant});
+    return meant;
 }
 
 std::string_view LenientNames::startElement(std::string_view name, const ElementAttributes& attributes)
 {
     ++depth_;
     isGenerator_ = false;
-    if (!attributes.empty())
-        takeDeclarations(attributes);
+    namespaces_.open(attributes);
     if (!isRootKnown_)
         return rootName(name);
-    if (!bindings_.empty() && forgivings_.may(Forgivable::prefixes))
+    if (forgivings_.may(Forgivable::prefixes))
         name = byNamespace(name);
     if (isOddCase_)
         name = inUsualCase(name);
@@ -137,8 +126,7 @@ std::string_view LenientNames::startElement(std::string_view name, const Element
 
 void LenientNames::endElement()
 {
-    while (!bindings_.empty() && bindings_.back().depth == depth_)
-        bindings_.pop_back();
+    namespaces_.close();
     if (authorDepth_ == depth_)
         authorDepth_ = 0;
     --depth_;
@@ -147,13 +135,13 @@ void LenientNames::endElement()
 // What isn't a feed's root keeps its name: the parser looks for the root at any depth.
 std::string_view LenientNames::rootName(std::string_view name)
 {
-    const auto prefix = prefixOf(name);
-    const auto local = vitrel::asciiLowercase(name.substr(prefix.empty() ? 0 : prefix.size() + 1));
-    const auto binding = bindingOf(prefix);
-    const auto meaning = binding ? binding->meaning : std::string_view();
+    const QualifiedName parts(name);
+    const auto prefix = parts.prefix;
+    const auto local = vitrel::asciiLowercase(parts.local);
+    const auto meaning = meaningOf(prefix);
     std::string_view meant;
     // A prefix that isn't declared is nobody else's either.
-    if (local == "rdf" && (prefix == "rdf" || meaning == "rdf" || !binding)) {
+    if (local == "rdf" && (prefix == "rdf" || meaning == "rdf" || namespaces_.uriOf(prefix).empty())) {
         meant = "rdf:RDF";
         vocabulary_ = Vocabulary::rdf;
     } else if (local == "feed" && (prefix.empty() || meaning == kAtom || meaning == kAtom03)) {
@@ -166,6 +154,7 @@ std::string_view LenientNames::rootName(std::string_view name)
     if (meant.empty() || (meant != name && !forgivings_.may(Forgivable::prefixes)))
         return name;
     isRootKnown_ = true;
+    rootDefault_ = namespaces_.uriOf("");
     if (meant == name)
         return meant;
     isOddCase_ = prefix.empty() && meant != "rdf:RDF";
@@ -202,21 +191,20 @@ std::string_view LenientNames::usualPrefix(std::string_view meaning) const
 
 std::string_view LenientNames::byNamespace(std::string_view name)
 {
-    const auto prefix = prefixOf(name);
-    if (!prefix.empty() && isUsualPrefix(prefix))
+    const QualifiedName parts(name);
+    if (isUsualPrefix(parts.prefix))
         return name;
-    const auto binding = bindingOf(prefix);
-    if (!binding || binding->meaning.empty() || binding->meaning == prefix)
+    const auto meaning = meaningOf(parts.prefix);
+    if (meaning.empty())
         return name;
-    const auto local = prefix.empty() ? name : name.substr(prefix.size() + 1);
-    if (isOwn(binding->meaning))
-        return prefix.empty() ? name : forgiven(Forgivable::prefixes, name, local);
+    if (isOwn(meaning))
+        return parts.prefix.empty() ? name : forgiven(Forgivable::prefixes, name, parts.local);
     // A default namespace that the root declares is what the author took the feed's own elements to be in.
-    const bool isDefaultOfAll = prefix.empty() && binding->depth <= 1;
-    const auto usual = usualPrefix(binding->meaning);
-    if (usual.empty() || usual == prefix || isDefaultOfAll)
+    const bool isDefaultOfAll = parts.prefix.empty() && namespaces_.uriOf("") == rootDefault_;
+    const auto usual = usualPrefix(meaning);
+    if (usual.empty() || usual == parts.prefix || isDefaultOfAll)
         return name;
-    name_.assign(usual).append(":").append(local);
+    name_.assign(usual).append(":").append(parts.local);
     return forgiven(Forgivable::prefixes, name, name_);
 }
 

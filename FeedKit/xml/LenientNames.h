@@ -1,10 +1,10 @@
 #pragma once
 
 #include "FeedKit/models/Extent.h"
-#include "FeedKit/models/Leniency.h"
+#include "FeedKit/models/Forgivings.h"
 #include "FeedKit/xml/NSXMLParser.h"
+#include "FeedKit/xml/Namespaces.h"
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,13 +15,10 @@ namespace FeedKit {
 // 1.0): "d:creator" is "dc:creator" where d stands for Dublin Core's namespace, "atom:feed" is "feed". The usual
 // prefixes keep their meaning whatever they are bound to. The names of Atom 0.3 become those of Atom 1.0.
 //
-// As long as no such namespace is in scope a name costs a look at the attributes. Not more than kMostBindings
-// declarations are followed at once, so that a name never costs more than that many comparisons.
+// What the prefixes mean is looked up once for as long as no declaration changes.
 class LenientNames
 {
 public:
-    static constexpr std::size_t kMostBindings = 64;
-
     // `forgivings` and `parser`, which tells the line, must outlive it. What only Extent::more keeps has no other name
     // without it.
     LenientNames(Forgivings& forgivings, const NSXMLParser& parser, Extent extent)
@@ -38,26 +35,27 @@ public:
 
 private:
     enum class Vocabulary { other, atom, atom03, rdf, rss }; // of the root
-    struct Binding {
+    struct Meaning {
         std::string prefix; // empty for the default namespace
-        std::string_view meaning; // the usual prefix, or which family of a feed's own elements
-        std::size_t depth;
+        std::string_view meant; // the usual prefix, or which family of a feed's own elements; empty if neither
     };
 
-    void takeDeclarations(const ElementAttributes& attributes);
+    std::string_view meaningOf(std::string_view prefix);
     std::string_view rootName(std::string_view name);
     std::string_view usualPrefix(std::string_view meaning) const;
     std::string_view byNamespace(std::string_view name);
     std::string_view inUsualCase(std::string_view name);
     std::string_view inAtom10(std::string_view name);
     std::string_view forgiven(Forgivable what, std::string_view written, std::string_view meant);
-    const Binding* bindingOf(std::string_view prefix) const;
     bool isOwn(std::string_view meaning) const;
 
     Forgivings& forgivings_;
     const NSXMLParser& parser_;
     const Extent extent_;
-    std::vector<Binding> bindings_;
+    Namespaces namespaces_;
+    std::vector<Meaning> meanings_; // looked up so far
+    std::size_t meaningsVersion_ = 0;
+    std::string rootDefault_; // the root's default namespace
     std::size_t depth_ = 0; // of the open element; the root's is 1
     bool isRootKnown_ = false;
     bool isOddCase_ = false;

@@ -2,7 +2,6 @@
 
 #include "FeedKit/FeedDataType.h"
 #include "FeedKit/FeedParser.h"
-#include "FeedKit/LenientReading.h"
 #include "FeedKit/Read.h"
 #include "FeedKit/basics/Letters.h"
 #include "FeedKit/fetch/CurlFetcher.h"
@@ -87,7 +86,7 @@ Result<Bytes, std::string> allOf(NSInputStream& stream, std::string_view what)
         if (count == 0)
             return bytes;
         if (bytes.size() > kLargest)
-            return std::string("too large: more than 64 MiB of ").append(what);
+            return "too large: more than 64 MiB of " + std::string(what);
     }
 }
 
@@ -138,24 +137,21 @@ bool isAddress(const std::string& name)
 
 ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
 {
-    if (leniency.empty()) {
-        auto feed = parseStrictly(name);
-        return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
-    }
-    const auto contents = contentsOf(name);
-    return contents ? readLeniently(contents->bytes, leniency)
-                    : ParsedFeed(ParserError::internalError(contents.error()));
+    if (!leniency.empty())
+        return readDocument(name, leniency, Extent::model).feed;
+    auto feed = parseStrictly(name);
+    return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
 }
 
-Document readDocument(const std::string& name, const Leniency& leniency)
+Document readDocument(const std::string& name, const Leniency& leniency, Extent extent)
 {
-    ReadOptions options;
-    options.leniency = leniency;
-    options.extent = Extent::more;
+    const ReadOptions options{.leniency = leniency, .extent = extent};
     if (isAddress(name)) {
         auto fetched = fetch(URL(name), options);
-        return fetched ? Document{ParsedFeed(Reading(*fetched)), fetched->address}
-                       : Document{ParsedFeed(fetched.error()), URL("")};
+        if (!fetched)
+            return {std::move(fetched).error(), URL("")};
+        const auto address = fetched->address;
+        return {ParsedFeed(Reading(*std::move(fetched))), address};
     }
     const int descriptor = opened(name);
     if (descriptor < 0)

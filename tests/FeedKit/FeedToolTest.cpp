@@ -86,6 +86,20 @@ TEST_F(FeedTool, PrintsALineForEachDocumentAndFailsIfOneDoes)
         "{\n  \"file\": \"" + first + "\",\n  \"kind\": \"rss\",\n  \"feed\": {\n    \"title\": \"one\"\n  }\n}\n");
 }
 
+TEST_F(FeedTool, TellsWhatItForgives)
+{
+    const std::string damaged = "<rss><channel><title>a & b</title>";
+    const auto ended = run({"--lenient", "-", folder_.write("good", rss("one"))}, damaged);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.output,
+        R"({"file":"-","kind":"rss","forgiven":[{"what":"ampersands","count":1,"first":"& at line 1"},)"
+        R"({"what":"brokenOff","count":1,"first":"no element found at line 1, column 39"}],)"
+        R"("brokeOff":"no element found at line 1, column 39","feed":{"title":"a & b"}})"
+        "\n" + rssLine(folder_ / "good", "one"));
+    EXPECT_EQ(run({"--lenient", "--kind", "-"}, damaged).output, "-\trss\n");
+    EXPECT_EQ(run({"--lenient", folder_ / "lost"}).output, errorLine(folder_ / "lost", "No such file or directory"));
+}
+
 TEST_F(FeedTool, ReadsStandardInput)
 {
     EXPECT_EQ(run({"-"}, rss("one")).output, rssLine("-", "one"));
