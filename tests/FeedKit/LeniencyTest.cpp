@@ -110,6 +110,8 @@ TEST(Leniency, FindsTheEncoding)
             "charset 1: read as UTF-16LE\njunkAhead 1: text ahead of the document at line 1\n", "title=\"A\"\n",
             "zeros tell"},
         {"{\"title\": \"\xE9\"}", "charset 1: read as windows-1252\n", "title=\"é\"\n", "JSON, too"},
+        {std::string(300, ' ') + rss("<title>a</title>"), "junkAhead 1: blanks ahead of the document\n",
+            "title=\"a\"\n", ""},
         {"x\n{\"title\": \"a\"}", "junkAhead 1: text ahead of the document\n", "title=\"a\"\n", ""},
     });
     for (const char* type : {"text/xml; charset=windows-1251", "application/xml;x=y; Charset=\"windows-1251\" ;z=1"})
