@@ -95,7 +95,7 @@ private:
     Result<Reading, ParserError> readJSON()
     {
         Forgivings forgivings(leniency_);
-        auto feed = decodeLeniently(document_, forgivings);
+        auto feed = decodeLeniently(document_, forgivings, extent_);
         if (feed)
             return Reading{Feed::json(*std::move(feed)), forgivings.list()};
         // The one fault of a text that begins well is that of its bytes.
@@ -103,7 +103,7 @@ private:
         const auto text = leniency_.has(Forgivable::charset) ? decodedText(document_, charset_, mending) : std::nullopt;
         if (!text || mending.empty())
             return readStrictly<JSONFeedParser>();
-        auto again = decodeLeniently(bytesOf(*text), mending);
+        auto again = decodeLeniently(bytesOf(*text), mending, extent_);
         return again ? Reading{Feed::json(*std::move(again)), mending.list()} : readStrictly<JSONFeedParser>();
     }
 
@@ -156,11 +156,11 @@ private:
         return attempt.partial ? partOf(attempt, mending) : ParserError::feedNotFound();
     }
 
-    static Result<Reading, ParserError> readJSONBehindJunk(std::string_view text, std::size_t junk, Forgivings& mending)
+    Result<Reading, ParserError> readJSONBehindJunk(std::string_view text, std::size_t junk, Forgivings& mending)
     {
         if (junk > 0)
             mending.add(Forgivable::junkAhead, [] { return std::string("text ahead of the document"); });
-        auto feed = decodeLeniently(bytesOf(text), mending);
+        auto feed = decodeLeniently(bytesOf(text), mending, extent_);
         if (!feed)
             return ParserError::feedNotFound();
         return Reading{Feed::json(*std::move(feed)), mending.list()};

@@ -91,6 +91,7 @@ void gatherAtom(const AtomFeed& feed, Base& ofDocument, Entries& to)
     to.title = titleOf(&feed.title, feed.more);
     to.language = lineOf(firstSaid({in(feed.more, &AtomFeedMore::language)}), TextForm::plain);
     to.link = pageOf(feed.links, base);
+    to.self = selfOf(feed.links, base);
     if (auto subtitle = textOf(feed.subtitle))
         to.description = std::move(subtitle->text);
     to.image = addressOf(firstSaid({&feed.logo, &feed.icon}), base);

@@ -42,11 +42,33 @@ std::string madeIdOf(const Entry& entry)
     return "feedkit:" + digest.hexadecimal();
 }
 
+// Where the feed says that it lies, or that its site does, if that is an address by itself; else empty.
+URL statedAddressOf(const Feed& feed)
+{
+    using namespace gathering;
+    Base none(URL(""));
+    const auto first = [](std::initializer_list<std::optional<std::string>> addresses) {
+        for (const auto& address : addresses) {
+            const URL url(address.value_or(""));
+            if (!url.scheme().empty())
+                return url;
+        }
+        return URL("");
+    };
+    if (const auto rss = feed.rssFeed())
+        return first(
+            {rss->more ? selfOf(rss->more->links, none) : std::nullopt, addressOf(firstSaid({&rss->link}), none)});
+    if (const auto atom = feed.atomFeed())
+        return first({selfOf(atom->links, none), pageOf(atom->links, none)});
+    const auto json = feed.jsonFeed();
+    return first({addressOf(firstSaid({&json->feedUrl}), none), addressOf(firstSaid({&json->homePageURL}), none)});
+}
+
 } // namespace
 
 Entries entriesOf(const Feed& feed, const URL& address)
 {
-    gathering::Base base(address);
+    gathering::Base base(address.text().empty() ? statedAddressOf(feed) : address);
     Entries found;
     found.kind = feed.which();
     if (const auto rss = feed.rssFeed())

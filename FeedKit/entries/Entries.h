@@ -69,6 +69,7 @@ struct Entries {
     Feed::Case kind = Feed::Case::rss;
     std::optional<std::string> title; // plain text, one line
     std::optional<std::string> link; // of the site
+    std::optional<std::string> self; // where the feed says it lies
     std::optional<std::string> description; // plain text
     std::optional<std::string> language; // as the feed says it
     std::optional<std::string> image; // address, as a rule large
@@ -78,9 +79,10 @@ struct Entries {
     std::vector<Entry> entries; // in the document's order
 };
 
-// Addresses are resolved against `address`, where the feed came from; without one they are as written. Linear time.
-// Memory is at most 8 times that of the feed, and 32 MiB for what is repeated: when these are used up, addresses stay
-// as written and entries without authors don't get their feed's. Any thread.
+// Addresses are resolved against `address`, where the feed came from, else against where it says that it or its site
+// lies; where nobody says so they are as written. Linear time. Memory is at most 8 times that of the feed, and 32 MiB
+// for what is repeated: when these are used up, addresses stay as written and entries without authors don't get their
+// feed's. Any thread.
 FEEDKIT_API Entries entriesOf(const Feed& feed, const URL& address = URL(""));
 
 } // namespace FeedKit

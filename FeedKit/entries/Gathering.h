@@ -145,6 +145,18 @@ std::optional<std::string> pageOf(const std::optional<std::vector<std::shared_pt
     return found;
 }
 
+// Where the feed itself lies, by its link.
+template <class Link>
+std::optional<std::string> selfOf(const std::optional<std::vector<std::shared_ptr<Link>>>& links, Base& base)
+{
+    for (std::size_t k = 0; links && k < links->size(); ++k) {
+        const auto& said = (*links)[k]->attributes;
+        if (said && isRelated(said->rel, "self"))
+            return addressOf(firstSaid({&said->href}), base);
+    }
+    return std::nullopt;
+}
+
 // A part of the format's view each; ids that are missing and the feed's date come later.
 void gatherRSS(const RSSFeed& feed, Base& base, Entries& to);
 void gatherAtom(const AtomFeed& feed, Base& base, Entries& to);

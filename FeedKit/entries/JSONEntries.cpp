@@ -4,10 +4,20 @@ namespace FeedKit::gathering {
 
 namespace {
 
-std::vector<EntryPerson> peopleOf(const std::optional<JSONFeedAuthor>& author, Base& base)
+// Version 1.1 has a list in the place of the one author.
+std::vector<EntryPerson> peopleOf(
+    const std::optional<JSONFeedAuthor>& author, const std::shared_ptr<JSONFeedMore>& more, Base& base)
 {
-    auto person = author ? personOf(&author->name, nullptr, &author->url, base) : std::nullopt;
-    return person ? std::vector{*std::move(person)} : std::vector<EntryPerson>();
+    std::vector<EntryPerson> people;
+    const auto add = [&](const JSONFeedAuthor& said) {
+        if (auto person = personOf(&said.name, nullptr, &said.url, base))
+            people.push_back(*std::move(person));
+    };
+    if (more && more->authors)
+        std::for_each(more->authors->begin(), more->authors->end(), add);
+    if (people.empty() && author)
+        add(*author);
+    return people;
 }
 
 std::optional<EntryText> contentOf(const JSONFeedItem& item)
@@ -28,7 +38,7 @@ Entry entryOf(const JSONFeedItem& item, Base& base, const std::vector<EntryPerso
     entry.link = addressOf(firstSaid({&item.url, &item.externalUrl}), base);
     entry.summary = textOf(firstSaid({&item.summary}), TextForm::plain);
     entry.content = contentOf(item);
-    entry.authors = peopleOf(item.author, base);
+    entry.authors = peopleOf(item.author, item.more, base);
     if (entry.authors.empty())
         entry.authors = repeated(ofFeed, base);
     entry.published = item.datePublished;
@@ -59,10 +69,12 @@ void gatherJSON(const JSONFeed& feed, Base& base, Entries& to)
 {
     to.title = lineOf(firstSaid({&feed.title}), TextForm::plain);
     to.link = addressOf(firstSaid({&feed.homePageURL}), base);
+    to.self = addressOf(firstSaid({&feed.feedUrl}), base);
     to.description = linesOf(firstSaid({&feed.description}), TextForm::plain);
+    to.language = lineOf(firstSaid({in(feed.more, &JSONFeedMore::language)}), TextForm::plain);
     to.image = addressOf(firstSaid({&feed.icon, &feed.favicon}), base);
     to.icon = addressOf(firstSaid({&feed.favicon}), base);
-    to.authors = peopleOf(feed.author, base);
+    to.authors = peopleOf(feed.author, feed.more, base);
     if (!feed.items)
         return;
     to.entries.reserve(feed.items->size());

@@ -1,3 +1,4 @@
+#include "FeedKit/basics/Letters.h"
 #include "FeedKit/entries/Gathering.h"
 
 #include "FeedKit/basics/Letters.h"
@@ -14,13 +15,13 @@ std::optional<std::string> linkOf(const RSSFeedItem& item, Base& base)
             return page;
     }
     const auto guid = firstSaid({in(item.guid, &RSSFeedItemGUID::value)});
-    const bool isName = item.guid && item.guid->attributes && item.guid->attributes->isPermaLink == false;
-    if (!guid || isName)
+    const auto isPermaLink = item.guid && item.guid->attributes ? item.guid->attributes->isPermaLink : std::nullopt;
+    if (!guid || isPermaLink == false)
         return std::nullopt;
     // A permalink unless it is said not to be, but many are mere names, and say nothing.
     const URL address(*lineOf(guid, TextForm::plain));
     const bool isWeb = sameIgnoringCase(address.scheme(), "http") || sameIgnoringCase(address.scheme(), "https");
-    return isWeb ? std::optional(address.text()) : std::nullopt;
+    return isWeb || isPermaLink ? addressOf(guid, base) : std::nullopt;
 }
 
 std::vector<EntryPerson> authorsOf(const RSSFeedItem& item, const std::vector<EntryPerson>& ofShow, Base& base)
@@ -136,6 +137,8 @@ void gatherRSS(const RSSFeed& feed, Base& ofDocument, Entries& to)
     to.link = addressOf(firstSaid({&feed.link}), base);
     if (!to.link && feed.more)
         to.link = pageOf(feed.more->links, base);
+    if (feed.more)
+        to.self = selfOf(feed.more->links, base);
     to.description = linesOf(
         firstSaid({&feed.description, in(dc, &DublinCoreNamespace::dcDescription),
             in(feed.iTunes, &ITunesNamespace::iTunesSummary), in(feed.iTunes, &ITunesNamespace::iTunesSubtitle)}),

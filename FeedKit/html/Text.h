@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FeedKit/basics/Export.h"
+
 #include <string>
 #include <string_view>
 
@@ -9,12 +11,12 @@ namespace FeedKit {
 // (References.h). Block elements begin and end a line, each <br> ends one, and there is never more than one empty line;
 // other white space, no-break spaces and control characters with it, is one blank, none at the ends of lines. In <pre>
 // the line ends count, too. Never longer than `html`; UTF-8 if `html` is. Linear time. Any thread.
-std::string textOfHTML(std::string_view html);
+FEEDKIT_API std::string textOfHTML(std::string_view html);
 
 // The same on one line, for a title.
-std::string lineOfHTML(std::string_view html);
+FEEDKIT_API std::string lineOfHTML(std::string_view html);
 
 // Plain text as HTML that shows it: the markup's characters as references, each line end a <br>.
-std::string htmlOfText(std::string_view text);
+FEEDKIT_API std::string htmlOfText(std::string_view text);
 
 } // namespace FeedKit

@@ -4,6 +4,7 @@
 #include "FeedKit/basics/Result.h"
 #include "FeedKit/dates/DateFormatters.h"
 #include "FeedKit/dates/DateStrategies.h"
+#include "FeedKit/models/Extent.h"
 #include "FeedKit/models/Forgivings.h"
 #include "FeedKit/models/JSONFeed.h"
 
@@ -52,7 +53,7 @@ Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& d
 // if jsonTypes is allowed. jsonVersion: the first of "authors" (version 1.1) is the author of a feed or item without
 // one.
 Result<JSONFeed, JSONDecodingError> decodeLeniently(
-    ByteView json, Forgivings& forgivings, Padding padding = Padding::none);
+    ByteView json, Forgivings& forgivings, Extent extent = Extent::model, Padding padding = Padding::none);
 
 // A JSON object with all keys of the type, each once and in a fixed order; null for an absent field. Bytes that aren't
 // UTF-8 become U+FFFD; a number that JSON can't write (NaN, infinite) becomes null.

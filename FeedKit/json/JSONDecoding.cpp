@@ -1,6 +1,7 @@
 #include "FeedKit/conversions/Conversions.h"
 #include "FeedKit/dates/LenientDate.h"
 #include "FeedKit/json/JSONCoding.h"
+#include "FeedKit/json/JSONMore.h"
 #include "FeedKit/json/LargeNumbers.h"
 #include "FeedKit/models/ModelBudget.h"
 
@@ -60,8 +61,10 @@ class Decoder
 {
 public:
     // `treeBytes` are those of the tree that it decodes from, which is there as long as the model grows.
-    Decoder(const DateDecodingStrategy& dates, std::size_t inputSize, std::size_t treeBytes, Forgivings* forgivings)
+    Decoder(const DateDecodingStrategy& dates, std::size_t inputSize, std::size_t treeBytes, Extent extent,
+        Forgivings* forgivings)
         : dates_(dates)
+        , extent_(extent)
         , forgivings_(forgivings)
         , forgivesTypes_(forgivings && forgivings->may(Forgivable::jsonTypes))
     {
@@ -203,6 +206,13 @@ public:
             if (good && !model.author && forgivings_ && forgivings_->may(Forgivable::jsonVersion))
                 good = readAuthors(object, model.author);
         }
+        if constexpr (requires { model.more; }) {
+            std::size_t bytes = 0;
+            if (good && extent_ == Extent::more) {
+                model.more = moreOf(object, bytes);
+                good = take(bytes);
+            }
+        }
         return good;
     }
 
@@ -327,6 +337,7 @@ private:
     }
 
     const DateDecodingStrategy& dates_;
+    const Extent extent_;
     Forgivings* forgivings_;
     bool forgivesTypes_;
     ModelBudget budget_{kMostModel};
@@ -399,7 +410,7 @@ namespace {
 
 template <Model T>
 Result<T, JSONDecodingError> decodeWith(
-    ByteView json, const DateDecodingStrategy& dates, Padding padding, Forgivings* forgivings)
+    ByteView json, const DateDecodingStrategy& dates, Padding padding, Extent extent, Forgivings* forgivings)
 {
     const auto text = withoutByteOrderMark(json);
     if (text.starts_with("\xEF\xBB\xBF")) // a reader may skip one of its own accord
@@ -420,7 +431,7 @@ Result<T, JSONDecodingError> decodeWith(
     }
     if (error)
         return JSONDecodingError{std::string("The document isn't valid JSON: ") + simdjson::error_message(error)};
-    Decoder decoder(dates, json.size(), density.treeBytes(), forgivings);
+    Decoder decoder(dates, json.size(), density.treeBytes(), extent, forgivings);
     T model;
     if (!decoder.read(root, model))
         return JSONDecodingError{decoder.error()};
@@ -432,12 +443,14 @@ Result<T, JSONDecodingError> decodeWith(
 template <Model T>
 Result<T, JSONDecodingError> decode(ByteView json, const DateDecodingStrategy& dates, Padding padding)
 {
-    return decodeWith<T>(json, dates, padding, nullptr);
+    return decodeWith<T>(json, dates, padding, Extent::model, nullptr);
 }
 
-Result<JSONFeed, JSONDecodingError> decodeLeniently(ByteView json, Forgivings& forgivings, Padding padding)
+Result<JSONFeed, JSONDecodingError> decodeLeniently(
+    ByteView json, Forgivings& forgivings, Extent extent, Padding padding)
 {
-    return decodeWith<JSONFeed>(json, formatted(std::make_shared<RFC3339DateFormatter>()), padding, &forgivings);
+    return decodeWith<JSONFeed>(
+        json, formatted(std::make_shared<RFC3339DateFormatter>()), padding, extent, &forgivings);
 }
 
 template Result<JSONFeed, JSONDecodingError> decode(ByteView, const DateDecodingStrategy&, Padding);

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "FeedKit/basics/Date.h"
+#include "FeedKit/models/Extensions.h"
 #include "FeedKit/models/Fields.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,6 +42,18 @@ struct JSONFeedAttachment {
     }
 };
 
+// What a parse keeps of an item or of a feed beyond version 1, if it is asked to: what version 1.1 has, and extensions.
+// A value of another type than it should have leaves its field absent.
+struct JSONFeedMore {
+    std::optional<std::vector<JSONFeedAuthor>> authors;
+    std::optional<std::string> language;
+    std::optional<std::string> datePublishedText; // of an item, as it was written
+    std::optional<std::string> dateModifiedText;
+    // Keys that begin with "_", with the JSON text of what they hold.
+    std::optional<std::vector<ExtensionElement>> extensions;
+    FEEDKIT_FIELDS(JSONFeedMore, authors, language, datePublishedText, dateModifiedText, extensions)
+};
+
 struct JSONFeedItem {
     std::optional<std::string> id;
     std::optional<std::string> url;
@@ -55,6 +69,7 @@ struct JSONFeedItem {
     std::optional<JSONFeedAuthor> author;
     std::optional<std::vector<std::string>> tags;
     std::optional<std::vector<JSONFeedAttachment>> attachments;
+    std::shared_ptr<JSONFeedMore> more; // none of the keys, so none of the fields that are listed
 
     static constexpr auto fields()
     {
@@ -84,6 +99,7 @@ struct JSONFeed {
     std::optional<bool> expired;
     std::optional<std::vector<JSONFeedHub>> hubs;
     std::optional<std::vector<JSONFeedItem>> items;
+    std::shared_ptr<JSONFeedMore> more; // as an item's
 
     static constexpr auto fields()
     {

@@ -4,8 +4,9 @@ _feedkit()
     COMPREPLY=()
     case ${COMP_WORDS[COMP_CWORD - 1]} in
     --watch | -j | --jobs) ;;
+    --opml) compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "${COMP_WORDS[COMP_CWORD]}") ;;
     *)
-        mapfile -t COMPREPLY < <(compgen -W "--kind --pretty --lenient --watch --jobs --help --version" -- "${COMP_WORDS[COMP_CWORD]}")
+        mapfile -t COMPREPLY < <(compgen -W "--kind --entries --table --to-opml --discover --opml --pretty --lenient --watch --jobs --help --version" -- "${COMP_WORDS[COMP_CWORD]}")
         ;;
     esac
 }

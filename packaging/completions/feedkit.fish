@@ -1,7 +1,12 @@
 # Completion of feedkit for fish.
 complete -c feedkit -l pretty -d 'A field on each line'
 complete -c feedkit -l kind -d 'Only name and kind'
-complete -c feedkit -l lenient -d 'Forgive what is usually wrong'
+complete -c feedkit -l entries -d 'A line for each entry'
+complete -c feedkit -l table -d 'Entries in columns'
+complete -c feedkit -l to-opml -d 'A list of the feeds'
+complete -c feedkit -l discover -d 'The feeds of web pages'
+complete -c feedkit -l opml -r -F -d 'Read the feeds of a list'
+complete -c feedkit -l lenient -d 'Forgive faults'
 complete -c feedkit -l watch -x -d 'Fetch again every so many seconds'
 complete -c feedkit -s j -l jobs -x -d 'Documents at once'
 complete -c feedkit -s h -l help -d 'Print a summary'

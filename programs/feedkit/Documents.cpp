@@ -4,6 +4,7 @@
 #include "FeedKit/FeedParser.h"
 #include "FeedKit/Read.h"
 #include "FeedKit/basics/Letters.h"
+#include "FeedKit/fetch/CurlFetcher.h"
 #include "FeedKit/xml/DescriptorInputStream.h"
 
 #include <fcntl.h>
@@ -22,8 +23,8 @@ using namespace FeedKit;
 // The type of a document shows within these.
 constexpr std::size_t kBeginning = 200;
 
-// JSON has to be in memory as a whole, as what is fetched has.
-constexpr std::size_t kLargestJson = 64u << 20;
+// What has to be in memory as a whole, as what is fetched has: JSON, pages, lists.
+constexpr std::size_t kLargest = 64u << 20;
 
 // A stream of which the first bytes have been looked at already.
 class PeekedStream final : public NSInputStream
@@ -70,11 +71,11 @@ private:
     Bytes ahead_;
 };
 
-Result<Bytes, std::string> contentsOf(NSInputStream& stream)
+Result<Bytes, std::string> allOf(NSInputStream& stream, std::string_view what)
 {
     constexpr std::size_t kPiece = 1u << 16;
     Bytes bytes;
-    bytes.reserve(std::min(stream.bytesLeft(), kLargestJson) + kPiece); // growing would take it twice
+    bytes.reserve(std::min(stream.bytesLeft(), kLargest) + kPiece); // growing would take it twice
     for (;;) {
         const auto had = bytes.size();
         bytes.resize(had + kPiece);
@@ -84,8 +85,8 @@ Result<Bytes, std::string> contentsOf(NSInputStream& stream)
         bytes.resize(had + static_cast<std::size_t>(count));
         if (count == 0)
             return bytes;
-        if (bytes.size() > kLargestJson)
-            return std::string("too large: more than 64 MiB of JSON");
+        if (bytes.size() > kLargest)
+            return std::string("too large: more than 64 MiB of ").append(what);
     }
 }
 
@@ -99,7 +100,7 @@ Result<Feed, ParserError> parseFile(int descriptor)
         return FeedParser(stream).parse();
     if (!type)
         return ParserError::feedNotFound();
-    auto contents = contentsOf(*stream);
+    auto contents = allOf(*stream, "JSON");
     if (!contents)
         return ParserError::internalError(contents.error());
     return FeedParser(*std::move(contents)).parse();
@@ -119,18 +120,21 @@ Result<Feed, ParserError> parseStrictly(const std::string& name)
     return descriptor < 0 ? ParserError::internalError(::strerrordesc_np(errno)) : parseFile(descriptor);
 }
 
-ParsedFeed parseLeniently(const std::string& name, const Leniency& leniency)
+Document readWith(const std::string& name, const Leniency& leniency, Extent extent)
 {
-    const ReadOptions options{leniency};
+    ReadOptions options;
+    options.leniency = leniency;
+    options.extent = extent;
     if (isAddress(name)) {
         auto fetched = fetch(URL(name), options);
-        return fetched ? ParsedFeed(Reading(*std::move(fetched))) : std::move(fetched).error();
+        return fetched ? Document{ParsedFeed(Reading(*fetched)), fetched->address}
+                       : Document{ParsedFeed(fetched.error()), URL("")};
     }
     const int descriptor = opened(name);
     if (descriptor < 0)
-        return ParserError::internalError(::strerrordesc_np(errno));
+        return {ParserError::internalError(::strerrordesc_np(errno)), URL("")};
     DescriptorInputStream stream(descriptor);
-    return read(stream, options);
+    return {read(stream, options), URL("")};
 }
 
 } // namespace
@@ -151,9 +155,38 @@ bool isAddress(const std::string& name)
 ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
 {
     if (!leniency.empty())
-        return parseLeniently(name, leniency);
+        return readWith(name, leniency, Extent::model).feed;
     auto feed = parseStrictly(name);
     return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
+}
+
+Document readDocument(const std::string& name, const Leniency& leniency)
+{
+    return readWith(name, leniency, Extent::more);
+}
+
+Result<Contents, std::string> contentsOf(const std::string& name)
+{
+    if (isAddress(name)) {
+        const auto url = replacing(URL(name), "feed", "http");
+        if (!url)
+            return std::string("Failed url sanitizing.");
+        auto fetched = CurlFetcher().contentsOfIfModified(*url, {});
+        if (!fetched)
+            return fetched.error();
+        if (!*fetched)
+            return std::string("nothing came, though nothing was known");
+        const auto& address = (*fetched)->address;
+        return Contents{std::move((*fetched)->bytes), address.text().empty() ? *url : address};
+    }
+    const int descriptor = opened(name);
+    if (descriptor < 0)
+        return std::string(::strerrordesc_np(errno));
+    DescriptorInputStream stream(descriptor);
+    auto bytes = allOf(stream, "a document");
+    if (!bytes)
+        return bytes.error();
+    return Contents{*std::move(bytes), URL("")};
 }
 
 } // namespace vitrel

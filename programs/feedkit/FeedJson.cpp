@@ -1,5 +1,6 @@
 #include "programs/feedkit/FeedJson.h"
 
+#include "FeedKit/entries/Entries.h"
 #include "base/Text.h"
 
 #include <type_traits>
@@ -58,18 +59,19 @@ template <class T> void writeField(JsonText& to, std::string_view name, const T&
     write(to, *field);
 }
 
+template <class T> void writeField(JsonText& to, std::string_view name, const std::vector<T>& field)
+{
+    if (field.empty())
+        return;
+    to.key(name);
+    write(to, field);
+}
+
 template <Model T> void write(JsonText& to, const T& model)
 {
     to.begin('{');
     forEachField<T>([&](const auto& field) { writeField(to, field.name, model.*field.member); });
     to.end('}');
-}
-
-// What a user can do something with: an internal error's description says little more than that it is one.
-std::string reasonOf(const ParserError& error)
-{
-    const bool isInternal = error.which() == ParserError::Case::internalError;
-    return repairedUtf8(isInternal ? error.payload() : error.failureReason());
 }
 
 void writeModel(JsonText& to, const Feed& feed)
@@ -108,6 +110,13 @@ void writeForgiven(JsonText& to, const Reading& reading)
 }
 
 } // namespace
+
+// What a user can do something with: an internal error's description says little more than that it is one.
+std::string reasonOf(const ParserError& error)
+{
+    const bool isInternal = error.which() == ParserError::Case::internalError;
+    return repairedUtf8(isInternal ? error.payload() : error.failureReason());
+}
 
 std::string_view kindOf(const Feed& feed)
 {
@@ -154,6 +163,26 @@ std::string documentJson(std::string_view name, const ParsedFeed& parsed, JsonLa
         return true;
     });
     return text;
+}
+
+void writeEntriesJson(
+    std::string_view name, const ParsedFeed& parsed, const URL& address, JsonLayout layout, const TextSink& sink)
+{
+    if (!parsed) {
+        writeDocumentJson(name, parsed, layout, sink);
+        sink("\n");
+        return;
+    }
+    for (const auto& entry : entriesOf(parsed->feed, address).entries) {
+        JsonText to(layout == JsonLayout::pretty, sink);
+        to.begin('{');
+        to.key("file");
+        to.string(repairedUtf8(name));
+        forEachField<Entry>([&](const auto& field) { writeField(to, field.name, entry.*field.member); });
+        to.end('}');
+        if (!sink("\n"))
+            return;
+    }
 }
 
 } // namespace vitrel

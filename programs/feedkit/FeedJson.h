@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FeedKit/basics/Result.h"
+#include "FeedKit/fetch/URL.h"
 #include "FeedKit/models/Leniency.h"
 #include "programs/feedkit/JsonText.h"
 
@@ -25,5 +26,14 @@ std::string_view kindOf(const FeedKit::Feed& feed);
 // 1970-01-01 UTC. Bytes of the name that aren't UTF-8 become U+FFFD. No line end behind it.
 void writeDocumentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout, const TextSink& sink);
 std::string documentJson(std::string_view name, const ParsedFeed& parsed, JsonLayout layout);
+
+// An object for each entry of the view that all formats share (FeedKit/entries): the document's name and the entry's
+// fields, without those that are absent or empty. Of a document in error the object above. Addresses are resolved
+// against `address`, which may be empty. A line end behind each.
+void writeEntriesJson(std::string_view name, const ParsedFeed& parsed, const FeedKit::URL& address, JsonLayout layout,
+    const TextSink& sink);
+
+// In words, for a user.
+std::string reasonOf(const FeedKit::ParserError& error);
 
 } // namespace vitrel

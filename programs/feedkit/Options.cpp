@@ -17,6 +17,11 @@ Usage: feedkit [OPTION...] FILE|URL|-...
 
   FILE|URL|-        Files, URLs (http, https, file, feed), or - for standard input
   --kind            Print only name and kind of each, tab-separated
+  --entries         Print a line for each entry, with the same fields for all formats
+  --table           Print date, title and link of each entry in columns, for people
+  --to-opml         Print a list of subscriptions (OPML) of the feeds
+  --discover        Print the feeds that web pages have; a line each
+  --opml FILE|URL   Read the feeds of a list of subscriptions, too
   --pretty          A field on each line, with indentation
   --lenient         Forgive documents what is usually wrong with them, and print what that was
   --watch SECONDS   Fetch the URL every so many seconds (0.01 and more); print it each time it has changed
@@ -34,6 +39,11 @@ constexpr int kDocument = 1; // what getopt_long gives for a word that is no opt
 
 constexpr option kOptions[] = {
     {"kind", no_argument, nullptr, 'k'},
+    {"entries", no_argument, nullptr, 'e'},
+    {"table", no_argument, nullptr, 't'},
+    {"to-opml", no_argument, nullptr, 'o'},
+    {"discover", no_argument, nullptr, 'd'},
+    {"opml", required_argument, nullptr, 'i'},
     {"pretty", no_argument, nullptr, 'p'},
     {"lenient", no_argument, nullptr, 'l'},
     {"watch", required_argument, nullptr, 'w'},
@@ -59,15 +69,46 @@ NoOptions wrong(std::string why)
 
 std::optional<NoOptions> faultOf(const Options& options)
 {
-    if (options.documents.empty())
+    const bool isJson = options.form == Form::feed || options.form == Form::entries || options.form == Form::discovered;
+    if (options.documents.empty() && options.lists.empty())
         return wrong("a FILE or a URL is needed; --help tells more");
-    if (options.kindOnly && options.layout == JsonLayout::pretty)
-        return wrong("--kind and --pretty exclude each other");
-    if (std::count(options.documents.begin(), options.documents.end(), "-") > 1)
+    if (!isJson && options.layout == JsonLayout::pretty)
+        return wrong("--pretty is for JSON alone");
+    if (options.form == Form::discovered && !options.lists.empty())
+        return wrong("--discover takes pages and no --opml");
+    if (std::count(options.documents.begin(), options.documents.end(), "-")
+            + std::count(options.lists.begin(), options.lists.end(), "-")
+        > 1)
         return wrong("standard input can be read only once");
-    if (options.watch && (options.documents.size() != 1 || !isAddress(options.documents.front())))
+    if (options.watch
+        && (options.documents.size() != 1 || !options.lists.empty() || !isAddress(options.documents.front())))
         return wrong("--watch takes one URL");
+    if (options.watch && (options.form == Form::opml || options.form == Form::discovered))
+        return wrong("--watch prints feeds or entries");
+    if (options.form == Form::discovered && !options.leniency.empty())
+        return wrong("--discover and --lenient exclude each other");
+    if (options.watch && !options.leniency.empty())
+        return wrong("--watch and --lenient exclude each other");
     return std::nullopt;
+}
+
+// The form that an option asks for.
+std::optional<Form> formOf(int found)
+{
+    switch (found) {
+    case 'k':
+        return Form::kind;
+    case 'e':
+        return Form::entries;
+    case 't':
+        return Form::table;
+    case 'o':
+        return Form::opml;
+    case 'd':
+        return Form::discovered;
+    default:
+        return std::nullopt;
+    }
 }
 
 } // namespace
@@ -82,12 +123,18 @@ Result<Options, NoOptions> readOptions(int argc, char** argv)
         const int found = getopt_long(argc, argv, "-:j:h", kOptions, nullptr);
         if (found < 0)
             break;
+        if (const auto form = formOf(found)) {
+            if (options.form != Form::feed && options.form != *form)
+                return wrong("--kind, --entries, --table, --to-opml and --discover exclude each other");
+            options.form = *form;
+            continue;
+        }
         switch (found) {
         case kDocument:
             options.documents.emplace_back(optarg);
             break;
-        case 'k':
-            options.kindOnly = true;
+        case 'i':
+            options.lists.emplace_back(optarg);
             break;
         case 'p':
             options.layout = JsonLayout::pretty;

@@ -9,9 +9,20 @@
 
 namespace vitrel {
 
+// What is printed of the documents.
+enum class Form {
+    feed, // each model, as JSON
+    kind,
+    entries, // as JSON, a line each
+    table, // of the entries, for people
+    opml, // a list of the documents
+    discovered // the documents are pages: the feeds that they have, as JSON
+};
+
 struct Options {
     std::vector<std::string> documents;
-    bool kindOnly = false;
+    std::vector<std::string> lists; // of subscriptions, which are read behind the documents
+    Form form = Form::feed;
     JsonLayout layout = JsonLayout::line;
     unsigned jobs = 1; // documents at once
     std::optional<double> watch; // seconds

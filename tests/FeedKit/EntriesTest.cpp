@@ -1,6 +1,5 @@
 #include "FeedKit/entries/Entries.h"
-#include "FeedKit/FeedParser.h"
-#include "FeedKit/xml/XMLFeedParser.h"
+#include "FeedKit/Read.h"
 #include "support/Repeated.h"
 
 #include <gtest/gtest.h>
@@ -44,10 +43,11 @@ template <Model T> std::string shown(const T& model)
 
 Entries entriesIn(std::string_view document, const char* address = "http://h/f/x", Extent extent = Extent::model)
 {
-    const auto feed = extent == Extent::more ? XMLFeedParser(bytesOf(document), {.extent = extent}).parse()
-                                             : FeedParser(document).parse();
+    ReadOptions options;
+    options.extent = extent;
+    const auto feed = read(document, options);
     EXPECT_TRUE(feed) << document.substr(0, 200);
-    return feed ? entriesOf(*feed, URL(address)) : Entries();
+    return feed ? entriesOf(feed->feed, URL(address)) : Entries();
 }
 
 struct Row {
@@ -82,8 +82,7 @@ TEST(Entries, AreSeenInRSS)
             {"title", "<title> </title><dc:title>d</dc:title><itunes:title>i</itunes:title>", "d"},
             {"title", "<itunes:title>i</itunes:title>", "i"}, {"title", "<title>&lt;br></title>", "-"},
             {"link", "<link>\n../l </link><guid>http://g</guid>", "http://h/l"},
-            {"link", "<guid>HTTP://g</guid>", "HTTP://g"},
-            {"link", "<guid isPermaLink='true'>https://g</guid>", "https://g"},
+            {"link", "<guid>HTTP://g</guid>", "HTTP://g"}, {"link", "<guid isPermaLink='true'>/g</guid>", "http://h/g"},
             {"link", "<guid isPermaLink='false'>http://g</guid>", "-"}, {"link", "<guid>tag:g</guid>", "-"},
             {"summary", "<description>&lt;p>A&lt;p>B </description><dc:description>d</dc:description>",
                 "A\nB|<p>A<p>B"},
@@ -225,10 +224,20 @@ TEST(Entries, SeeMoreWhereMoreWasKept)
             {"image", "<content xml:base='/c/' type='html'>&lt;img src=s></content><link href='/l/'/>", "http://h/c/s"},
             {"image", "<content type='html'>&lt;img src=s></content><link href='/l/'/>", "http://h/b/i/s"}},
         Extent::more);
+    check(R"({"language":"de","authors":[{"name":"F"}],"items":[{)", "}]}",
+        {{"authors", R"("author":{"name":"c"},"authors":[{"name":"a"},{"avatar":"x"},{"url":"b"}])",
+             "a|-|-;-|-|http://h/f/b"},
+            {"authors", R"("author":{"name":"c"},"authors":[])", "c|-|-"}, {"authors", "", "F|-|-"}},
+        Extent::more);
+    EXPECT_EQ(entriesIn(R"({"language":"de"})", "", Extent::more).language, "de");
     check("<rdf:RDF>", "</rdf:RDF>", {{"id", "<item rdf:about='a'><link>l</link></item>", "a"}}, Extent::more);
     const auto feed = entriesIn(
-        "<rss xml:base='http://h/b/'><channel><atom:link href='a'/></channel></rss>", "http://h", Extent::more);
+        "<rss xml:base='http://h/b/'><channel><atom:link href='a'/><atom:link rel='self' href='s'/></channel></rss>",
+        "http://h", Extent::more);
     EXPECT_EQ(feed.link, "http://h/b/a");
+    EXPECT_EQ(feed.self, "http://h/b/s");
+    EXPECT_EQ(entriesIn("<feed><link href='a'/><link rel='self' href='s'/></feed>").self, "http://h/f/s");
+    EXPECT_EQ(entriesIn(R"({"feed_url":"s"})").self, "http://h/f/s");
     EXPECT_EQ(entriesIn("<feed xml:lang='en'><title>&lt;b></title></feed>", "", Extent::more).language, "en");
 }
 

@@ -129,7 +129,9 @@ TEST_F(FeedTool, WrongUseIsTwoWithOneLine)
     const std::string feed = folder_.write("feed", rss("one"));
     const std::vector<std::string> cases[] = {{}, {"--no-such-option", feed}, {"-", "-"}, {"--pretty", "--kind", feed},
         {"--jobs", "0", feed}, {"--jobs", "many", feed}, {"--watch", "1", feed}, {"--watch", "0", "http://127.0.0.1/"},
-        {"--watch", "http://127.0.0.1/"}, {"--watch", "1", "http://127.0.0.1/", "http://127.0.0.1/"}};
+        {"--watch", "http://127.0.0.1/"}, {"--table", "--entries", feed}, {"--table", "--pretty", feed},
+        {"--discover", "--opml", feed}, {"-", "--opml", "-"}, {"--opml"},
+        {"--to-opml", "--watch", "1", "http://127.0.0.1/"}, {"--watch", "1", "http://127.0.0.1/", "http://127.0.0.1/"}};
     for (const auto& words : cases) {
         Program program(words);
         EXPECT_EQ(program.wait(), 2) << testing::PrintToString(words);
@@ -157,6 +159,107 @@ TEST_F(FeedTool, FetchesAddresses)
     // Only what can't be a file's name by accident is an address.
     const std::string odd = folder_.write("a:b", rss("three"));
     EXPECT_EQ(run({odd}).output, rssLine(odd, "three"));
+}
+
+// Of any format the same fields, resolved against where the document lay; what the models don't keep is there, too.
+TEST_F(FeedTool, PrintsEntries)
+{
+    const std::string feed
+        = "<rss><channel><title>F</title><item><guid>1</guid><title>A &amp;amp; B</title><link>l</link>"
+          "<pubDate>1970-01-01T00:00:01Z</pubDate><atom:link rel='self' href='s'/><enclosure url='a'/>"
+          "<enclosure url='b'/></item><item><description>&lt;p>T</description></item></channel></rss>";
+    LocalServer server([&](const Request& request, const Connection& to) {
+        to.send(request.target == "/x/feed" ? LocalServer::answer(feed)
+                                            : LocalServer::answer("", "Location: /x/feed\r\n", "302 Found"));
+    });
+    const std::string name = server.url("/old"), base = server.url("/x/"),
+                      atom = folder_.write("atom", "<feed><title>a</title></feed>");
+    const auto lost = folder_ / "lost";
+    auto ended = run({"--entries", name, atom, lost});
+    EXPECT_EQ(ended.status, 1);
+    const auto first = R"({"file":")" + name + R"(","id":"1","title":"A & B","link":")" + base
+        + R"(l","published":1,"enclosures":[{"url":")" + base + R"(a"},{"url":")" + base + R"(b"}]})" + "\n";
+    EXPECT_EQ(ended.output.substr(0, first.size()), first);
+    EXPECT_NE(ended.output.find(R"("summary":{"text":"T","markup":"<p>T"}})"), std::string::npos);
+    EXPECT_EQ(ended.output.substr(ended.output.rfind('\n', ended.output.size() - 2) + 1),
+        errorLine(lost, "No such file or directory"));
+    EXPECT_EQ(std::count(ended.output.begin(), ended.output.end(), '\n'), 3) << "none for a feed without entries";
+}
+
+TEST_F(FeedTool, ShowsATableInTheTerminalsWidth)
+{
+    // A wide character is two columns; what would command the terminal is gone; the link is cut where it must be.
+    const std::string feed = folder_.write("feed",
+        "<rss><channel><title>N</title><link>http://h/</link><item><title>日本語の長い見出しです</title><link>http://h/"
+        "1</link>"
+        "<pubDate>2001-02-03T04:05:06Z</pubDate></item><item><description>x&#x202E;y&#x9b;z e&#x301;</description>"
+        "<link>http://h/2</link></item></channel></rss>");
+    const auto table = [&](const char* columns) {
+        Program program({"--table", feed, folder_ / "lost", feed}, {{"COLUMNS", columns}});
+        EXPECT_EQ(program.wait(), 1);
+        return program.output();
+    };
+    const std::string narrow
+        = "N - http://h/\n2001-02-03  日本語の長い見…   http://h/1\n            xy z e\u0301            http://h/2\n";
+    const std::string error = folder_ / "lost" + ": No such file or directory\n";
+    EXPECT_EQ(table("40"), narrow + "\n" + error + "\n" + narrow);
+    const std::string wide = "N - http://h/\n2001-02-03 04:05  日本語の長い見出しです  http://h/1\n"
+                             "                  xy z e\u0301                  http://h/2\n";
+    EXPECT_EQ(table("80"), wide + "\n" + error + "\n" + wide);
+    EXPECT_EQ(table("no"), table("100"));
+    const std::string large = folder_.write("large",
+        "<rss><channel><item><link>http://h/" + std::string(100, 'x') + "</link><title>" + std::string(100, 'y')
+            + "</title></item></channel></rss>");
+    Program program({"--table", large}, {{"COLUMNS", "62"}});
+    program.wait();
+    EXPECT_EQ(program.output(), large + "\n" + std::string(39, 'y') + "…  http://h/" + std::string(10, 'x') + "…\n");
+}
+
+TEST_F(FeedTool, FindsFeedsOfPages)
+{
+    const std::string page = folder_.write("page",
+        "<link rel=alternate type=application/rss+xml title='A &amp; B' href=http://h/f><a href=http://h/x.rss></a>");
+    const std::string none = folder_.write("none", "<p>");
+    LocalServer server(
+        [&](const Request&, const Connection& to) { to.send(LocalServer::answer("<link rel=feed href=f>")); });
+    const auto ended = run({"--discover", page, server.url("/a/b"), none});
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_EQ(ended.output,
+        R"({"file":")" + page + R"(","url":"http://h/f","title":"A & B","type":"application/rss+xml"})" + "\n"
+            + R"({"file":")" + page + R"(","url":"http://h/x.rss","guess":true})" + "\n" + R"({"file":")"
+            + server.url("/a/b") + R"(","url":")" + server.url("/a/f") + "\"}\n");
+}
+
+TEST_F(FeedTool, ReadsAndWritesLists)
+{
+    LocalServer server([&](const Request& request, const Connection& to) {
+        to.send(LocalServer::answer(request.target == "/list"
+                ? "<opml><body><outline xmlUrl='feed'/><outline xmlUrl='file:///etc/passwd'/></body></opml>"
+                : rss("one")));
+    });
+    const std::string one = server.url("/feed"),
+                      two
+        = "file://" + folder_.write("two", "<rss><channel><title>two</title><link>http://h/</link></channel></rss>");
+    auto ended = run({"--to-opml", one, two});
+    EXPECT_EQ(ended.status, 0);
+    const std::string outlines = "    <outline text=\"one\" type=\"rss\" xmlUrl=\"" + one
+        + "\"/>\n    <outline text=\"two\" type=\"rss\" xmlUrl=\"" + two + "\" htmlUrl=\"http://h/\"/>\n";
+    EXPECT_NE(ended.output.find("  <body>\n" + outlines + "  </body>\n"), std::string::npos) << ended.output;
+    // One that nobody can fetch again is none to subscribe to.
+    Program nowhere({"--to-opml", folder_.write("nowhere", rss("one"))});
+    EXPECT_EQ(nowhere.wait(), 1);
+    EXPECT_TRUE(nowhere.saidOneError()) << nowhere.errors();
+    EXPECT_EQ(nowhere.output().find("<outline"), std::string::npos);
+    // A list of our own may name files, one from elsewhere must not, and neither standard input.
+    const std::string list = folder_.write("list", ended.output);
+    EXPECT_EQ(run({"--kind", "--opml", list}).output, one + "\trss\n" + two + "\trss\n");
+    for (const auto& refused :
+        {server.url("/list"), folder_.write("bad", "<opml><body><outline xmlUrl='-'/></body></opml>")}) {
+        Program program({"--kind", two, "--opml", refused}, {{"no_proxy", "*"}});
+        EXPECT_EQ(program.wait(), 1);
+        EXPECT_TRUE(program.saidOneError()) << program.errors();
+        EXPECT_EQ(program.output(), two + "\trss\n" + (refused == server.url("/list") ? one + "\trss\n" : ""));
+    }
 }
 
 // What is too long to wait as a text is written from its feed when its turn has come.

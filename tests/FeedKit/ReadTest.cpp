@@ -59,6 +59,26 @@ TEST(Read, TakesADocumentFromWhereverItIs)
     EXPECT_EQ(outcome(readFile(folder.path())), "is a directory");
 }
 
+TEST(Read, KeepsMoreOfAJSONFeedByChoice)
+{
+    const std::string document = R"({"language": "de", "authors": [{"name": "A"}, 7, {"url": 1}], "_x": {"b": [1, "c"]},
+        "items": [{"date_published": "2006-01-02T15:04:05Z", "authors": "none", "_y": null}, {}]})";
+    EXPECT_FALSE(read(document)->feed.jsonFeed()->more);
+    const auto feed = read(document, {.extent = Extent::more})->feed.jsonFeed();
+    ASSERT_TRUE(feed->more && (*feed->items)[0].more);
+    EXPECT_EQ(feed->more->language, "de");
+    ASSERT_EQ(feed->more->authors->size(), 2u);
+    EXPECT_EQ((*feed->more->authors)[0].name, "A");
+    EXPECT_EQ((*feed->more->authors)[1], JSONFeedAuthor());
+    EXPECT_EQ((*feed->more->extensions)[0].name, "_x");
+    EXPECT_EQ((*feed->more->extensions)[0].text, R"({"b":[1,"c"]})");
+    const auto& more = *(*feed->items)[0].more;
+    EXPECT_EQ(more.datePublishedText, "2006-01-02T15:04:05Z");
+    EXPECT_EQ(more.authors, std::nullopt);
+    EXPECT_EQ((*more.extensions)[0].text, "null");
+    EXPECT_FALSE((*feed->items)[1].more);
+}
+
 TEST(Read, LeavesWhatStandsBehindTheDocument)
 {
     std::istringstream stream(kRSS + std::string(1 << 20, ' ') + "end");
