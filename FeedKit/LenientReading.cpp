@@ -1,6 +1,7 @@
 #include "FeedKit/LenientReading.h"
 
 #include "FeedKit/FeedDataType.h"
+#include "FeedKit/basics/Letters.h"
 #include "FeedKit/fetch/Fetcher.h"
 #include "FeedKit/json/JSONCoding.h"
 #include "FeedKit/json/JSONFeedParser.h"
@@ -124,7 +125,11 @@ private:
             return ParserError::feedNotFound();
         auto type = makeFeedDataType(bytesOf(*text));
         std::size_t start = 0;
-        if (type && mending.empty() && leniency_.has(Forgivable::charset))
+        // It begins with a byte order mark or with zeros, or else with more blanks than are looked at.
+        const bool isBlank = !document_.empty() && isHTMLSpace(static_cast<char>(document_[0]));
+        if (type && mending.empty() && isBlank && leniency_.has(Forgivable::junkAhead))
+            mending.add(Forgivable::junkAhead, [] { return std::string("blanks ahead of the document"); });
+        else if (type && mending.empty() && leniency_.has(Forgivable::charset))
             mending.add(Forgivable::charset, [] { return std::string("read by its byte order mark"); });
         if (!type && leniency_.has(Forgivable::junkAhead)) {
             start = startOfFeed(*text);

@@ -1,4 +1,4 @@
-#include "FeedKit/Read.h"
+#include "FeedKit/FeedParser.h"
 #include "base/Text.h"
 #include "programs/feedkit/Documents.h"
 #include "programs/feedkit/InOrder.h"
@@ -188,7 +188,7 @@ int printAll(Options options)
 {
     const auto& name = options.documents.front();
     Output output;
-    const FeedKit::URL address(name);
+    FeedKit::FeedParser parser{FeedKit::URL(name)};
     FeedKit::Validators validators;
     std::string last;
     for (;;) {
