@@ -1,4 +1,4 @@
-#include "FeedKit/FeedParser.h"
+#include "FeedKit/Read.h"
 #include "base/Text.h"
 #include "programs/feedkit/Documents.h"
 #include "programs/feedkit/InOrder.h"
@@ -188,7 +188,7 @@ int printAll(Options options)
 {
     const auto& name = options.documents.front();
     Output output;
-    FeedKit::FeedParser parser{FeedKit::URL(name)};
+    const FeedKit::URL address(name);
     FeedKit::Validators validators;
     std::string last;
     for (;;) {
