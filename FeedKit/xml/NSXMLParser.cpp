@@ -130,8 +130,8 @@ struct NSXMLParser::Expat {
     std::size_t entities = 0; // declared, as are the attributes
     std::size_t attributes = 0;
     std::size_t walks = 0; // over declared attributes
-    std::size_t depth = 0;
-    std::size_t openNames = 0; // bytes
+    std::vector<std::uint32_t> open; // how long the names of the open elements are, and of all together
+    std::size_t openNames = 0;
     std::size_t linesSkipped = 0; // ahead of the document
     XML_Parser parser = nullptr;
     TextDelivery delivery = TextDelivery::none;
@@ -332,20 +332,21 @@ void XMLCALL NSXMLParser::Expat::onStart(void* self, const XML_Char* name, const
     in.walks += in.attributes;
     if (in.walks > kFreeWalks + kWalksPerByte * in.fed)
         return in.refuse(kTooManyAttributes);
-    if (++in.depth > kMostDepth || in.openNames > kMostOpenNames)
+    in.open.push_back(static_cast<std::uint32_t>(view.size()));
+    if (in.open.size() > kMostDepth || in.openNames > kMostOpenNames)
         return in.refuse("the document's elements are nested too deep");
     if (!in.owner.aborted_.load(std::memory_order_relaxed))
         in.delegate.parserDidStartElement(in.owner, view, ElementAttributes(attributes));
     in.stopIfAborted();
 }
 
-void XMLCALL NSXMLParser::Expat::onEnd(void* self, const XML_Char* name)
+void XMLCALL NSXMLParser::Expat::onEnd(void* self, const XML_Char*)
 {
     auto& in = of(self);
     in.flush();
     in.deliver(TextDelivery::none);
-    --in.depth;
-    in.openNames -= std::strlen(name);
+    in.openNames -= in.open.back();
+    in.open.pop_back();
     if (!in.owner.aborted_.load(std::memory_order_relaxed))
         in.delegate.parserDidEndElement(in.owner);
     in.stopIfAborted();

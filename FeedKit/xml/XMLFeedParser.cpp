@@ -200,22 +200,16 @@ void XMLFeedParser::pop()
 
 // --- the events
 
-const PathTable<RSSFeed>& XMLFeedParser::rssTable() const
-{
-    if (feedType_ == XMLFeedType::rdf)
-        return more_ ? rdfMorePathTable() : rdfPathTable();
-    return more_ ? rssMorePathTable() : rssPathTable();
-}
-
-const PathTable<AtomFeed>& XMLFeedParser::atomTable() const
-{
-    return more_ ? atomMorePathTable() : atomPathTable();
-}
-
 void XMLFeedParser::setType(XMLFeedType type)
 {
     feedType_ = type;
-    automaton_ = type == XMLFeedType::atom ? &atomTable().automaton() : &rssTable().automaton();
+    if (type == XMLFeedType::atom)
+        atomTable_ = more_ ? &atomMorePathTable() : &atomPathTable();
+    else if (type == XMLFeedType::rdf)
+        rssTable_ = more_ ? &rdfMorePathTable() : &rdfPathTable();
+    else
+        rssTable_ = more_ ? &rssMorePathTable() : &rssPathTable();
+    automaton_ = atomTable_ ? &atomTable_->automaton() : &rssTable_->automaton();
     const auto root = automaton_->child(PathAutomaton::kTop, rawValue(type));
     owners_[0] = type == XMLFeedType::atom ? root : automaton_->child(root, "channel");
     owners_[1] = type == XMLFeedType::atom ? automaton_->child(root, "entry")
@@ -264,11 +258,11 @@ void XMLFeedParser::parserDidStartElement(
             if (more_)
                 setScope(*atomFeed_, more_->scopeAround());
         }
-        mapStart(atomTable(), *atomFeed_, attributes);
+        mapStart(*atomTable_, *atomFeed_, attributes);
     } else {
         if (!rssFeed_)
             rssFeed_ = std::make_shared<RSSFeed>();
-        mapStart(rssTable(), *rssFeed_, attributes);
+        mapStart(*rssTable_, *rssFeed_, attributes);
     }
     if (more_ && unknown_.empty())
         noteScope();
@@ -350,8 +344,8 @@ void XMLFeedParser::mapText(std::string_view text)
     if (textRow_ == PathAutomaton::kNoRow)
         return;
     if (feedType_ == XMLFeedType::atom)
-        return mapTextIn(atomTable(), *atomFeed_, text);
-    mapTextIn(rssTable(), *rssFeed_, text);
+        return mapTextIn(*atomTable_, *atomFeed_, text);
+    mapTextIn(*rssTable_, *rssFeed_, text);
 }
 
 void XMLFeedParser::parserFoundCharacters(NSXMLParser&, std::string_view text)

@@ -75,8 +75,6 @@ private:
     template <class Feed> void mapStart(const PathTable<Feed>& table, Feed& feed, const ElementAttributes& attributes);
     template <class Feed> void mapTextIn(const PathTable<Feed>& table, Feed& feed, std::string_view text);
     void mapText(std::string_view text);
-    const PathTable<RSSFeed>& rssTable() const;
-    const PathTable<AtomFeed>& atomTable() const;
     bool startMore(std::string_view elementName, const ElementAttributes& attributes);
     bool startExtension(
         std::string_view elementName, std::string_view nameAsWritten, const ElementAttributes& attributes);
@@ -97,7 +95,9 @@ private:
     bool hasDoctype_ = false;
 
     // The path: a state of the table, and below it the names of elements that have none, each behind a "/".
-    const PathAutomaton* automaton_ = nullptr; // of the type
+    const PathTable<RSSFeed>* rssTable_ = nullptr; // one of the two, once the type is known, and its automaton
+    const PathTable<AtomFeed>* atomTable_ = nullptr;
+    const PathAutomaton* automaton_ = nullptr;
     PathAutomaton::State state_ = PathAutomaton::kTop;
     std::string unknown_;
     bool childEnded_ = false;
