@@ -53,8 +53,7 @@ FEEDKIT_API Result<OPML, ParserError> readOPML(ByteView document);
 
 // OPML 2.0. What readOPML has read is read the same from it, but for the white space around a category or a text of the
 // head. Other dates, characters that XML can't have, and attributes among `others` whose names aren't letters, digits,
-// "-", "_" and
-// "." or are a field's, are left out; bytes that aren't UTF-8 become U+FFFD.
+// "-", "_" and "." or are a field's, are left out; bytes that aren't UTF-8 become U+FFFD.
 FEEDKIT_API std::string writeOPML(const OPML& opml);
 
 // All outlines that have an xmlUrl, in the document's order, each address once; without their children.
