@@ -134,6 +134,8 @@ private:
         if (!type && leniency_.has(Forgivable::junkAhead)) {
             start = startOfFeed(*text);
             type = FeedDataType::xml;
+            if (start == 0)
+                mending.add(Forgivable::junkAhead, [] { return std::string("blanks ahead of the document"); });
             if (start == text->npos) {
                 start = std::string_view(*text).substr(0, kMostJunk).find('{');
                 type = FeedDataType::json;

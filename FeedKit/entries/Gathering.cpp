@@ -148,7 +148,7 @@ std::optional<std::string> addressOf(const std::string* said, Base& base)
     if (address.scheme().empty() && !base.takes(base.url().text().size()))
         return unlessEmpty(std::move(written));
     const auto found = resolved(base.url(), written);
-    return unlessEmpty(found ? found->text() : std::move(written));
+    return unlessEmpty(found ? found->text() : written);
 }
 
 std::optional<std::int64_t> amountOf(const std::optional<std::int64_t>& said)

@@ -19,7 +19,7 @@ std::optional<std::string> linkOf(const RSSFeedItem& item, Base& base)
     if (!guid || isPermaLink == false)
         return std::nullopt;
     // A permalink unless it is said not to be, but many are mere names, and say nothing.
-    const URL address(*lineOf(guid, TextForm::plain));
+    const URL address(lineOf(guid, TextForm::plain).value_or(std::string()));
     const bool isWeb = sameIgnoringCase(address.scheme(), "http") || sameIgnoringCase(address.scheme(), "https");
     return isWeb || isPermaLink ? addressOf(guid, base) : std::nullopt;
 }

@@ -38,7 +38,7 @@ struct Outline {
 
 struct OPML {
     std::optional<std::string> title;
-    std::optional<Date> dateCreated; // to the second
+    std::optional<Date> dateCreated; // to the second, in the years 1583 to 9999
     std::optional<Date> dateModified;
     std::optional<std::string> ownerName;
     std::optional<std::string> ownerEmail;
@@ -52,8 +52,8 @@ struct OPML {
 FEEDKIT_API Result<OPML, ParserError> readOPML(ByteView document);
 
 // OPML 2.0. What readOPML has read is read the same from it, but for the white space around a category or a text of the
-// head. Characters that XML can't have, and attributes among `others` whose names aren't letters, digits, "-", "_" and
-// "." or are a field's, are left out; bytes that aren't UTF-8 become U+FFFD.
+// head. Other dates, characters that XML can't have, and attributes among `others` whose names aren't letters, digits,
+// "-", "_" and "." or are a field's, are left out; bytes that aren't UTF-8 become U+FFFD.
 FEEDKIT_API std::string writeOPML(const OPML& opml);
 
 // All outlines that have an xmlUrl, in the document's order, each address once; without their children.

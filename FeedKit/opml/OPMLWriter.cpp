@@ -3,6 +3,7 @@
 #include "base/Text.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <unordered_set>
 
@@ -36,10 +37,16 @@ std::string escaped(std::string_view text)
     return out;
 }
 
-// RFC 822 with a year of four digits, as OPML wants it.
+// RFC 822 with a year of four digits, as OPML wants it. Empty for a date that can't be written so, and for those before
+// the Gregorian calendar, which readers take for Julian ones.
 std::string dateText(const Date& date)
 {
     using namespace std::chrono;
+    constexpr auto secondsTo = [](sys_days day) { return duration<double>(day.time_since_epoch()).count(); };
+    constexpr double kFirst = secondsTo(1583y / January / 1);
+    constexpr double kEnd = secondsTo(10000y / January / 1);
+    if (!(date.secondsSince1970 >= kFirst && date.secondsSince1970 < kEnd))
+        return {};
     constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     constexpr const char* kMonths[]
         = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
@@ -122,8 +129,8 @@ std::string writeOPML(const OPML& opml)
             element(name, *(opml.*field));
     }
     for (const auto& [name, field] : kHeadDates) {
-        if (opml.*field)
-            element(name, dateText(*(opml.*field)));
+        if (const auto text = opml.*field ? dateText(*(opml.*field)) : std::string(); !text.empty())
+            element(name, text);
     }
     out.append("  </head>\n  <body>\n");
     for (const auto& outline : opml.outlines)

@@ -23,7 +23,7 @@ using namespace FeedKit;
 // The type of a document shows within these.
 constexpr std::size_t kBeginning = 200;
 
-// What has to be in memory as a whole, as what is fetched has: JSON, pages, lists.
+// What has to be in memory as a whole, as what is fetched has: JSON, pages, lists, and whatever is read leniently.
 constexpr std::size_t kLargest = 64u << 20;
 
 // A stream of which the first bytes have been looked at already.
@@ -86,7 +86,7 @@ Result<Bytes, std::string> allOf(NSInputStream& stream, std::string_view what)
         if (count == 0)
             return bytes;
         if (bytes.size() > kLargest)
-            return std::string("too large: more than 64 MiB of ").append(what);
+            return "too large: more than 64 MiB of " + std::string(what);
     }
 }
 
@@ -120,23 +120,6 @@ Result<Feed, ParserError> parseStrictly(const std::string& name)
     return descriptor < 0 ? ParserError::internalError(::strerrordesc_np(errno)) : parseFile(descriptor);
 }
 
-Document readWith(const std::string& name, const Leniency& leniency, Extent extent)
-{
-    ReadOptions options;
-    options.leniency = leniency;
-    options.extent = extent;
-    if (isAddress(name)) {
-        auto fetched = fetch(URL(name), options);
-        return fetched ? Document{ParsedFeed(Reading(*fetched)), fetched->address}
-                       : Document{ParsedFeed(fetched.error()), URL("")};
-    }
-    const int descriptor = opened(name);
-    if (descriptor < 0)
-        return {ParserError::internalError(::strerrordesc_np(errno)), URL("")};
-    DescriptorInputStream stream(descriptor);
-    return {read(stream, options), URL("")};
-}
-
 } // namespace
 
 bool isAddress(const std::string& name)
@@ -155,14 +138,26 @@ bool isAddress(const std::string& name)
 ParsedFeed parseDocument(const std::string& name, const Leniency& leniency)
 {
     if (!leniency.empty())
-        return readWith(name, leniency, Extent::model).feed;
+        return readDocument(name, leniency, Extent::model).feed;
     auto feed = parseStrictly(name);
     return feed ? ParsedFeed(Reading{*std::move(feed)}) : ParsedFeed(std::move(feed).error());
 }
 
-Document readDocument(const std::string& name, const Leniency& leniency)
+Document readDocument(const std::string& name, const Leniency& leniency, Extent extent)
 {
-    return readWith(name, leniency, Extent::more);
+    const ReadOptions options{.leniency = leniency, .extent = extent};
+    if (isAddress(name)) {
+        auto fetched = fetch(URL(name), options);
+        if (!fetched)
+            return {std::move(fetched).error(), URL("")};
+        const auto address = fetched->address;
+        return {ParsedFeed(Reading(*std::move(fetched))), address};
+    }
+    const int descriptor = opened(name);
+    if (descriptor < 0)
+        return {ParserError::internalError(::strerrordesc_np(errno)), URL("")};
+    DescriptorInputStream stream(descriptor);
+    return {read(stream, options), URL("")};
 }
 
 Result<Contents, std::string> contentsOf(const std::string& name)

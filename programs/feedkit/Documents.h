@@ -2,6 +2,7 @@
 
 #include "FeedKit/basics/Bytes.h"
 #include "FeedKit/fetch/URL.h"
+#include "FeedKit/models/Extent.h"
 #include "programs/feedkit/FeedJson.h"
 
 #include <string>
@@ -21,8 +22,8 @@ struct Document {
     FeedKit::URL address; // where it lay in the end; empty for a file
 };
 
-// The same, with all that the parser can keep.
-Document readDocument(const std::string& name, const FeedKit::Leniency& leniency = {});
+// The same, with where it lay.
+Document readDocument(const std::string& name, const FeedKit::Leniency& leniency, FeedKit::Extent extent);
 
 struct Contents {
     FeedKit::Bytes bytes;

@@ -87,8 +87,6 @@ std::optional<NoOptions> faultOf(const Options& options)
         return wrong("--watch prints feeds or entries");
     if (options.form == Form::discovered && !options.leniency.empty())
         return wrong("--discover and --lenient exclude each other");
-    if (options.watch && !options.leniency.empty())
-        return wrong("--watch and --lenient exclude each other");
     return std::nullopt;
 }
 

@@ -1,4 +1,4 @@
-#include "FeedKit/FeedParser.h"
+#include "FeedKit/Read.h"
 #include "base/Text.h"
 #include "programs/feedkit/Documents.h"
 #include "programs/feedkit/InOrder.h"
@@ -87,12 +87,17 @@ Report reportOf(const std::string& name, const Document& document, const Options
     return report;
 }
 
-// The views need what the models don't have, and where the document lay; the models are what they are.
+// The views need what the models don't have; the models are what they are.
+FeedKit::Extent extentOf(const Options& options)
+{
+    return options.form == Form::feed || options.form == Form::kind ? FeedKit::Extent::model : FeedKit::Extent::more;
+}
+
 Document documentOf(const std::string& name, const Options& options)
 {
-    if (options.form == Form::feed || options.form == Form::kind)
+    if (extentOf(options) == FeedKit::Extent::model)
         return {parseDocument(name, options.leniency), FeedKit::URL("")};
-    return readDocument(name, options.leniency);
+    return readDocument(name, options.leniency, FeedKit::Extent::more);
 }
 
 // Makes and prints a report for each document, in order. Whether one has failed.
@@ -131,7 +136,7 @@ bool printOpml(const Options& options)
         options.documents.size(), options.jobs,
         [&](std::size_t index) {
             const auto& name = options.documents[index];
-            const auto [parsed, address] = readDocument(name, options.leniency);
+            const auto [parsed, address] = readDocument(name, options.leniency, FeedKit::Extent::more);
             if (!parsed)
                 return Report{errorLine(name, parsed.error()), true};
             auto outline = outlineOf(name, parsed->feed, address);
@@ -183,17 +188,18 @@ int printAll(Options options)
 {
     const auto& name = options.documents.front();
     Output output;
-    FeedKit::FeedParser parser{FeedKit::URL(name)};
+    const FeedKit::URL address(name);
     FeedKit::Validators validators;
     std::string last;
     for (;;) {
-        if (const auto parsed = parser.parseIfModified(validators)) {
+        auto fetched = FeedKit::fetchIfModified(address, validators, {options.leniency, extentOf(options)});
+        if (!fetched || *fetched) {
             // A server that is back must not say "not modified" of what was shown ahead of its error.
-            if (!*parsed)
-                validators = {};
-            const auto shown = *parsed ? ParsedFeed(FeedKit::Reading{**parsed}) : ParsedFeed(parsed->error());
+            validators = fetched ? (*fetched)->validators : FeedKit::Validators();
+            Document shown{fetched ? ParsedFeed(FeedKit::Reading(**fetched)) : ParsedFeed(fetched.error()),
+                fetched ? (*fetched)->address : address};
             std::string text;
-            writeDocument(name, {shown, FeedKit::URL(name)}, options, [&](std::string_view piece) {
+            writeDocument(name, shown, options, [&](std::string_view piece) {
                 text += piece;
                 return true;
             });

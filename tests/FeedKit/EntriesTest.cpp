@@ -84,6 +84,7 @@ TEST(Entries, AreSeenInRSS)
             {"link", "<link>\n../l </link><guid>http://g</guid>", "http://h/l"},
             {"link", "<guid>HTTP://g</guid>", "HTTP://g"}, {"link", "<guid isPermaLink='true'>/g</guid>", "http://h/g"},
             {"link", "<guid isPermaLink='false'>http://g</guid>", "-"}, {"link", "<guid>tag:g</guid>", "-"},
+            {"link", "<guid>&#x7F;</guid>", "-"},
             {"summary", "<description>&lt;p>A&lt;p>B </description><dc:description>d</dc:description>",
                 "A\nB|<p>A<p>B"},
             {"summary", "<dc:description>d</dc:description><itunes:summary>s</itunes:summary>", "d|d"},

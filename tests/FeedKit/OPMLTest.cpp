@@ -66,10 +66,14 @@ TEST(OPML, WritesWhatItReads)
     odd.others = {
         {"x y", "1"}, {"", "1"}, {"1x", "1"}, {"TEXT", "1"}, {"category", "1"}, {"xmlns", "1"}, {"a", "1"}, {"a", "2"}};
     opml.outlines = {odd};
+    opml.dateCreated = Date{-12212553601.0}; // a second before 1583
+    opml.dateModified = Date{1e300};
     odd.text = "a\uFFFD"
                "b";
     odd.others = {{"a", "1"}};
-    EXPECT_TRUE(read(writeOPML(opml))->outlines == std::vector{odd});
+    const auto mended = read(writeOPML(opml));
+    EXPECT_TRUE(mended->outlines == std::vector{odd});
+    EXPECT_FALSE(mended->dateCreated || mended->dateModified);
 }
 
 TEST(OPML, ListsSubscriptionsOnce)
