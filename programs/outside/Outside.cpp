@@ -1,5 +1,6 @@
 #include "programs/outside/Outside.h"
 
+#include "FeedKit/basics/Letters.h"
 #include "FeedKit/fetch/CurlFetcher.h"
 #include "base/Text.h"
 #include "music/CoverShelf.h"
