@@ -15,6 +15,7 @@ set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/LibraryPackage.cmake)
 
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_NAME vitrel)
 set(CPACK_DEBIAN_PROGRAMS_PACKAGE_SECTION x11)
@@ -39,7 +40,6 @@ and feedkit, which prints RSS, RDF, Atom and JSON feeds as JSON.")
 set(CPACK_DEBIAN_FEEDKIT_PACKAGE_NAME libfeedkit${FEEDKIT_VERSION_MAJOR})
 set(CPACK_DEBIAN_FEEDKIT_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_FEEDKIT_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_FEEDKIT_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_COMPONENT_FEEDKIT_DESCRIPTION "parser for RSS, RDF, Atom and JSON Feed - shared library
 FeedKit is a C++20 library that reads feeds from memory, from files and from
 the network into plain models, with limits that make it fit for documents
