@@ -20,10 +20,10 @@ struct DiscoveredFeed {
 };
 
 // The feeds of the page `html` that lies at `address`. First, in the page's order, what it declares:
-// <link rel="alternate"> with the media type of RSS, Atom, RDF or JSON Feed, and <link rel="feed">. Then, as guesses,
+// `link` with rel="alternate" and the media type of RSS, Atom, RDF or JSON Feed, and with rel="feed". Then, as guesses,
 // such links with the type of any JSON or XML whose address or title has the word "feed", and ordinary links whose
 // address ends like a feed's or has a part "feed", "feeds", "rss" or "atom". Addresses are resolved against the page's
-// <base> and `address`; each comes once, whatever its fragment, and only if it has a scheme of FeedParser's; without
+// `base` and `address`; each comes once, whatever its fragment, and only if it has a scheme of FeedParser's; without
 // `address` relative ones stay as written. At most 64. Whatever the page holds, it takes linear time. Any thread.
 FEEDKIT_API std::vector<DiscoveredFeed> discoverFeeds(std::string_view html, const URL& address);
 
