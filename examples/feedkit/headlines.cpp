@@ -1,106 +1,74 @@
-#include "FeedKit/FeedParser.h"
+#include "FeedKit/FeedKit.h"
 
-#include <cstdio>
 #include <iostream>
-#include <thread>
 
 using namespace FeedKit;
 
-// From an address. "feed:" stands for "http:"; http, https and file are fetched.
-Result<Feed, ParserError> fromAddress(const std::string& address)
+Result<Reading, ParserError> readFrom(const std::string& source)
 {
-    return FeedParser(URL(address)).parse();
+    if (source == "-")
+        return read(std::cin);
+    if (source.find("://") != source.npos)
+        return fetch(URL(source)).transform([](const FetchedReading& fetched) -> Reading { return fetched; });
+    return readFile(source);
 }
 
-// From memory. What the document is shows in its first bytes: "<" for XML, "{" for JSON.
-Result<Feed, ParserError> fromMemory(std::string_view text)
+void show(const Entries& entries)
 {
-    const auto bytes = FeedKit::bytesOf(text);
-    return FeedParser(Bytes(bytes.begin(), bytes.end())).parse();
-}
-
-class FileStream final : public NSInputStream
-{
-public:
-    explicit FileStream(const char* path)
-        : file_(std::fopen(path, "rb"))
-    { }
-    ~FileStream() override
-    {
-        if (file_)
-            std::fclose(file_);
+    std::cout << entries.title.value_or("(no title)") << '\n';
+    for (const auto& entry : entries.entries) {
+        std::cout << "- " << entry.title.value_or("(no title)") << '\n';
+        if (const auto date = entry.date())
+            std::cout << "  " << date->timePoint().time_since_epoch().count() / 1000 << " seconds after 1970\n";
     }
-    // The number of bytes read, 0 at the end, -1 on failure.
-    std::ptrdiff_t read(std::uint8_t* buffer, std::size_t maxLength) override
-    {
-        const auto count = file_ ? std::fread(buffer, 1, maxLength, file_) : 0;
-        const bool failed = !file_ || std::ferror(file_);
-        return failed ? -1 : static_cast<std::ptrdiff_t>(count);
-    }
-    std::string streamError() const override { return "the file could not be read"; }
-
-private:
-    std::FILE* file_;
-};
-
-Result<Feed, ParserError> fromStream(const char* path)
-{
-    return FeedParser(std::make_shared<FileStream>(path)).parse();
 }
 
-void printRSS(const RSSFeed& feed)
+ReadOptions forTheWorld()
 {
-    std::cout << feed.title.value_or("(no title)") << '\n';
+    return {.leniency = Leniency::all(), .extent = Extent::more};
+}
+
+bool showLeniently(std::string_view document, const std::string& address)
+{
+    const auto reading = read(document, forTheWorld());
+    if (!reading) {
+        std::cerr << reading.error().errorDescription() << '\n';
+        return false;
+    }
+    for (const auto& one : reading->forgiven)
+        std::cerr << "forgiven: " << rawValue(one.what) << ", " << one.first << '\n';
+    show(entriesOf(reading->feed, URL(address)));
+    return true;
+}
+
+void printEpisodes(const RSSFeed& feed)
+{
     if (!feed.items)
         return;
-    for (const auto& item : *feed.items)
-        std::cout << "- " << item->title.value_or("(no title)") << '\n';
+    for (const auto& item : *feed.items) {
+        if (item->enclosure && item->enclosure->attributes)
+            std::cout << item->enclosure->attributes->url.value_or("") << '\n';
+    }
 }
 
-void printAtom(const AtomFeed& feed)
+void showLater(const DispatchQueue& queue, const std::shared_ptr<FeedParser>& parser)
 {
-    std::cout << feed.title.value_or("(no title)") << '\n';
-    if (!feed.entries)
-        return;
-    for (const auto& entry : *feed.entries)
-        std::cout << "- " << entry->title.value_or("(no title)") << '\n';
-}
-
-void print(const Feed& feed)
-{
-    if (const auto rss = feed.rssFeed())
-        printRSS(*rss);
-    else if (const auto atom = feed.atomFeed())
-        printAtom(*atom);
-    else if (const auto json = feed.jsonFeed())
-        std::cout << json->title.value_or("(no title)") << '\n';
-}
-
-bool show(const Result<Feed, ParserError>& result)
-{
-    if (result)
-        print(*result);
-    else
-        std::cerr << result.error().errorDescription() << '\n';
-    return result.has_value();
-}
-
-bool showFromAnotherThread(const std::string& address)
-{
-    FeedParser parser{URL(address)};
-    std::thread worker;
-    bool shown = false;
-    const DispatchQueue queue = [&](std::function<void()> block) { worker = std::thread(std::move(block)); };
-    parser.parseAsync(queue, [&](Result<Feed, ParserError> result) { shown = show(result); });
-    worker.join();
-    return shown;
+    parser->parseAsync(queue, [parser](Result<Feed, ParserError> result) {
+        if (result)
+            show(entriesOf(*result));
+    });
 }
 
 int main(int argc, char** argv)
 {
     if (argc < 2)
-        return show(fromMemory("<rss><channel><title>From memory</title></channel></rss>")) ? 0 : 1;
-    const std::string source = argv[1];
-    const bool isAddress = source.find("://") != source.npos;
-    return (isAddress ? showFromAnotherThread(source) : show(fromStream(argv[1]))) ? 0 : 1;
+        return showLeniently("<rss><channel><title>R&D, from memory</title></channel></rss>", "") ? 0 : 1;
+    const auto reading = readFrom(argv[1]);
+    if (!reading) {
+        std::cerr << reading.error().payload() << '\n';
+        return 1;
+    }
+    show(entriesOf(reading->feed));
+    if (const auto rss = reading->feed.rssFeed())
+        printEpisodes(*rss);
 }

@@ -52,14 +52,17 @@ while read -r header; do
         $(pkg-config --cflags feedkit) "$work/header.cpp" || fail "$header doesn't stand alone"
 done <"$work/headers"
 
-printf '<rss><channel><title>News</title><item><title>First</title></item><item/></channel></rss>' >"$work/news.xml"
-printf 'News\n- First\n- (no title)\n' >"$work/expected"
+printf '<rss><channel><title>News</title><item><title>First</title><enclosure url="a.mp3"/></item><item/></channel></rss>' \
+    >"$work/news.xml"
+printf 'News\n- First\n- (no title)\na.mp3\n' >"$work/expected"
 for program in "$work/example/headlines" "$work/by-pkg-config"; do
-    [ "$("$program")" = "From memory" ] || fail "$program does not parse from memory"
-    "$program" "$work/news.xml" | diff "$work/expected" - || fail "$program does not parse a stream"
-    "$program" "file://$work/news.xml" | diff "$work/expected" - || fail "$program does not parse an address"
+    [ "$("$program" 2>"$work/error")" = "R&D, from memory" ] || fail "$program does not read from memory"
+    grep -q "forgiven: ampersands" "$work/error" || fail "$program does not tell what it forgave"
+    "$program" "$work/news.xml" | diff "$work/expected" - || fail "$program does not read a file"
+    "$program" - <"$work/news.xml" | diff "$work/expected" - || fail "$program does not read a stream"
+    "$program" "file://$work/news.xml" | diff "$work/expected" - || fail "$program does not read an address"
     if "$program" "$work/no-such-file" 2>"$work/error"; then fail "$program finds a file that is not there"; fi
-    grep -q "could not be read" "$work/error" || fail "$program does not say what is wrong"
+    grep -q "file not found" "$work/error" || fail "$program does not say what is wrong"
 done
 
 # A component that doesn't exist is refused by name.
