@@ -60,15 +60,13 @@ TEST(FeedEntries, AreOfAllThatIsAFeedAndOfNothingElse)
 
 TEST(FeedEntries, AreCutToWhatAScreenShows)
 {
-    const std::string longest = repeated("ü", 20'000);
+    const std::string wide = repeated("ü", 20'000), plain = repeated("x", 20'000);
     for (const std::string more : {"", "x", "ü€"}) {
         const auto json
-            = read("<feed><title>T</title><entry><id>" + longest + more + "</id><link href='http://" + longest + more
-                + "'/>"
-                  "<content>"
-                + longest + more + "</content></entry></feed>");
-        EXPECT_THAT(json, HasSubstr("\"text\":\"" + longest + "\"")) << more;
-        EXPECT_THAT(json, HasSubstr("\"id\":\"" + longest + "\"")) << more;
+            = read("<feed><title>" + plain + more + "</title><link href='/'/><entry><id>1</id><link href='http://"
+                + wide + more + "'/><content>" + wide + more + "</content></entry></feed>");
+        EXPECT_THAT(json, HasSubstr("\"text\":\"" + wide + "\"")) << more;
+        EXPECT_THAT(json, HasSubstr("\"title\":\"" + plain + "\"")) << more;
         EXPECT_THAT(json, HasSubstr("\"link\":null")) << "half an address leads elsewhere";
     }
 }
