@@ -47,7 +47,7 @@ void MoreReader::openScope(const ElementAttributes& attributes)
         if (name == "xml:base" && value.size() <= kLongestBase) {
             base = value;
             saysBase = true;
-        } else if (name == "xml:lang") {
+        } else if (name == "xml:lang" && value.size() <= kLongestBase) {
             language = value;
             saysLanguage = true;
         }
@@ -111,23 +111,17 @@ void MoreReader::text(std::string_view text)
 {
     if (capture_ == Capture::markup) {
         // What stands around the div is only there for the eye.
+        const auto had = markup_.size();
         if (!tags_.empty() || !isBlank(text))
             escape(text);
+        growth_ += markup_.size() - had;
     } else if (captured_ <= kMostLevels && !open_.empty()) {
         auto& to = open_.back().text;
         if (!to)
             to.emplace();
         to->append(text);
+        growth_ += text.size();
     }
-}
-
-std::size_t MoreReader::costOf(std::string_view name, const ElementAttributes& attributes)
-{
-    std::size_t cost = sizeof(ExtensionElement) + 2 * name.size();
-    attributes.forEach([&](std::string_view key, std::string_view value) {
-        cost += sizeof(ExtensionAttribute) + key.size() + value.size();
-    });
-    return cost;
 }
 
 // --- extensions
@@ -147,12 +141,14 @@ void MoreReader::openExtension(std::string_view name, const ElementAttributes& a
     auto& element = open_.emplace_back();
     element.name.emplace(parts.local);
     element.namespaceURI = orAbsent(namespaces_.uriOf(parts.prefix));
+    growth_ += sizeof element + name.size() + namespaces_.uriOf(parts.prefix).size();
     attributes.forEach([&](std::string_view key, std::string_view value) {
         if (isDeclaration(key))
             return;
         if (!element.attributes)
             element.attributes.emplace();
         element.attributes->push_back({std::string(key), std::string(value)});
+        growth_ += sizeof(ExtensionAttribute) + key.size() + value.size();
     });
 }
 
@@ -200,6 +196,7 @@ void MoreReader::writeStart(std::string_view name, const ElementAttributes& attr
         return;
     }
     const auto tag = isXHTML ? parts.local : name;
+    const auto had = markup_.size();
     tags_.emplace_back(tag);
     markup_ += '<';
     markup_ += tag;
@@ -213,6 +210,7 @@ void MoreReader::writeStart(std::string_view name, const ElementAttributes& attr
         markup_ += '"';
     });
     markup_ += '>';
+    growth_ += markup_.size() - had + tag.size();
 }
 
 void MoreReader::writeEnd()

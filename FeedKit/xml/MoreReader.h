@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace FeedKit {
@@ -29,8 +30,8 @@ public:
     void captureExtension(std::string_view name, const ElementAttributes& attributes);
     void captureMarkup();
     bool isCapturing() const { return capture_ != Capture::none; }
-    // What a piece of such a size may take in a model, in bytes.
-    static std::size_t costOf(std::string_view name, const ElementAttributes& attributes);
+    // By how many bytes what is captured has grown since the last call.
+    std::size_t takeGrowth() { return std::exchange(growth_, 0); }
     // What has been captured; once its end has been told. Markup is what HTML has between the tags of a div.
     std::string takeMarkup() { return std::move(markup_); }
     ExtensionElement takeExtension();
@@ -64,6 +65,7 @@ private:
 
     Capture capture_ = Capture::none;
     std::size_t captured_ = 0; // open elements of what is captured
+    std::size_t growth_ = 0; // bytes
     std::vector<ExtensionElement> open_; // down to the one that is open, as far as they are kept
     std::string markup_;
     std::vector<std::string> tags_; // open in the markup; empty for those that don't show

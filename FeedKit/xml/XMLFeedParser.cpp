@@ -301,7 +301,7 @@ void XMLFeedParser::mapStart(const PathTable<Feed>& table, Feed& feed, const Ele
         textRow_ = index;
         textBytes_ = 0;
         xmlParser_.setTextDelivery(row.text.delivery);
-        if (more_ && isMarkup(attributes) && row.text.delivery == TextDelivery::joined)
+        if (more_ && atomTable_ && row.text.delivery == TextDelivery::joined && isMarkup(attributes))
             captureMarkup();
     }
 }
@@ -352,13 +352,10 @@ void XMLFeedParser::parserFoundCharacters(NSXMLParser&, std::string_view text)
 {
     if (!more_ || !more_->isCapturing())
         return mapText(text);
-    // Markup is escaped anew, which makes six bytes of a quote.
-    take(text.size());
-    textBytes_ += text.size();
-    if (textBytes_ > kMostText)
-        refuse();
-    if (!parsingError_)
-        more_->text(text);
+    if (parsingError_)
+        return;
+    more_->text(text);
+    take(more_->takeGrowth());
 }
 
 // --- what is kept beyond the models
@@ -368,7 +365,7 @@ bool XMLFeedParser::startMore(std::string_view elementName, const ElementAttribu
 {
     if (!more_->start(elementName, attributes))
         return false;
-    take(MoreReader::costOf(elementName, attributes));
+    take(more_->takeGrowth());
     xmlParser_.setTextDelivery(TextDelivery::joined);
     return true;
 }
@@ -380,9 +377,8 @@ bool XMLFeedParser::startExtension(
     if (!feedType_ || !unknown_.empty() || (state_ != owners_[0] && state_ != owners_[1])
         || automaton_->child(state_, elementName) != PathAutomaton::kUnknown)
         return false;
-    take(MoreReader::costOf(nameAsWritten, attributes));
-    textBytes_ = 0;
     more_->captureExtension(nameAsWritten, attributes);
+    take(more_->takeGrowth());
     xmlParser_.setTextDelivery(TextDelivery::joined);
     return true;
 }
@@ -402,12 +398,11 @@ bool XMLFeedParser::endMore()
     case MoreReader::End::inside:
         xmlParser_.setTextDelivery(TextDelivery::joined);
         return true;
-    case MoreReader::End::markup: {
-        textRow_ = markupRow_;
-        textBytes_ = 0;
-        mapText(more_->takeMarkup());
+    case MoreReader::End::markup:
+        // It has been taken into account as it grew.
+        if (!parsingError_ && atomTable_)
+            atomTable_->row(markupRow_).text.run(*atomFeed_, more_->takeMarkup());
         return false;
-    }
     case MoreReader::End::extension:
         if (atomFeed_ || rssFeed_) {
             const bool isItem = state_ == owners_[1];
@@ -426,6 +421,13 @@ bool XMLFeedParser::endMore()
 void XMLFeedParser::noteScope()
 {
     const auto& scope = more_->scope();
+    const bool isContent = more_->hasOwnBase() && automaton_->path(state_) == "/feed/entry/content";
+    if (state_ != owners_[0] && state_ != owners_[1] && !isContent)
+        return;
+    // Each holds a copy.
+    take(scope.base.size() + scope.language.size());
+    if (parsingError_)
+        return;
     if (feedType_ != XMLFeedType::atom) {
         if (state_ == owners_[0])
             setScope(*rssFeed_, scope);
@@ -436,7 +438,7 @@ void XMLFeedParser::noteScope()
     auto* const entry = lastOf(atomFeed_->entries);
     if (entry && state_ == owners_[1])
         setScope(*entry, scope);
-    if (entry && entry->content && more_->hasOwnBase() && automaton_->path(state_) == "/feed/entry/content")
+    if (entry && entry->content && isContent)
         moreOf(*entry).contentBase = scope.base;
 }
 

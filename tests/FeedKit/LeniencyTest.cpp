@@ -174,6 +174,9 @@ TEST(Leniency, KnowsElementsByTheirNamespaces)
             "rss090 2: <item> at line 1\n",
             "items=[]\nitems[0]={}\nitems[0].link=\"l\"\nitems[0].title=\"a\"\nitems[1]={}\ntitle=\"t\"\n",
             "items beside the channel"},
+        {"<rss><item/><channel><item><title>a</title></item><link>l</link></channel></rss>",
+            "rss090 1: <item> at line 1\n", "items=[]\nitems[0]={}\nitems[1]={}\nitems[1].title=\"a\"\nlink=\"l\"\n",
+            "and within it"},
         {"<rss><title>t</title><item><title>a</title></item><x/></rss>", "rss090 2: <title> at line 1\n",
             "items=[]\nitems[0]={}\nitems[0].title=\"a\"\ntitle=\"t\"\n", "no channel"},
     });

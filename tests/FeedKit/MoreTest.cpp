@@ -1,6 +1,7 @@
 #include "FeedKit/xml/XMLFeedParser.h"
 
 #include "FeedKit/Leaves.h"
+#include "support/PeakMemory.h"
 #include "support/Repeated.h"
 
 #include <gmock/gmock.h>
@@ -142,10 +143,23 @@ TEST(More, HasItsLimits)
     const auto leaves = parsed(deep, Extent::more);
     EXPECT_GT(leaves.size(), 100u);
     EXPECT_LT(leaves.size(), 500u);
-    const auto many = rss(vitrel::repeated("<x/>", 2'000'000));
-    const auto refused = XMLFeedParser(bytesOf(many), {.extent = Extent::more}).parse();
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().payload(), "the document makes a feed of too much memory for its size");
+    // What a few bytes of the document make many of: elements, and copies of what holds for all of them.
+    const std::string base(8000, 'b'), end = "</item></channel></rss>";
+    for (const auto& document : {rss(vitrel::repeated("<x/>", 300'000)),
+             "<rss><channel xml:base='" + base + "'>" + vitrel::repeated("<item/>", 30'000) + end,
+             "<feed xml:lang='" + base + "'>" + vitrel::repeated("<entry/>", 30'000) + end,
+             "<rss xmlns:m='" + base.substr(7000) + "'><channel><item>" + vitrel::repeated("<m:x/>", 50'000) + end,
+             "<feed><entry><content type='xhtml'><![CDATA[" + std::string(24u << 20, '&') + "]]>" + end}) {
+        vitrel::resetPeakMemory();
+        const auto refused = XMLFeedParser(bytesOf(document), {.extent = Extent::more}).parse();
+        ASSERT_FALSE(refused);
+        EXPECT_EQ(refused.error().payload(), "the document makes a feed of too much memory for its size");
+        EXPECT_LT(vitrel::peakMebibytes(), 400) << "with the five documents: " << document.substr(0, 40);
+    }
+    // And markup that is as large as its document.
+    const auto large = vitrel::repeated("<p>&lt;</p>", 300'000);
+    const auto kept = parsed(atom("<content type='xhtml'>" + large + "</content>"), Extent::more);
+    EXPECT_EQ(kept.at("entries[0].content.value").size(), large.size() + 2);
 }
 
 } // namespace
