@@ -1,5 +1,6 @@
 #include "feedinput/FeedInput.h"
 
+#include "feedinput/FeedEntries.h"
 #include "feedinput/FeedLoads.h"
 #include "platform/foundation/NSJSONSerialization.h"
 #include "platform/foundation/RunLoop.h"
@@ -88,13 +89,17 @@ void FeedInput::loadRSSFeed(const std::string& address)
 {
     if (!surroundings_.feedFetcher || !isAddress(address))
         return;
+    const bool wantsEntries = contains(view_.inputKeys(), kFeedEntriesInputKey);
     // The view is held until the result is there.
     FeedLoads::shared(surroundings_)
-        .load(address, articlesCount_, this,
-            [this, view = view_.retained()](const FeedLoads::Outcome& outcome, const ArticleTexts& texts) {
-                if (!outcome)
-                    return print::line(outcome.error().debugDescription());
-                receive(*outcome, texts);
+        .load(address, {articlesCount_, wantsEntries}, this,
+            [this, view = view_.retained(), wantsEntries](const FeedLoads::Loaded& loaded) {
+                if (loaded.outcome)
+                    receive(*loaded.outcome, loaded.texts);
+                else
+                    print::line(loaded.outcome.error().debugDescription());
+                if (wantsEntries && loaded.entries)
+                    setQuartzCompositionJSONValue(firstEntries(*loaded.entries, articlesCount_), kFeedEntriesInputKey);
             });
 }
 

@@ -14,6 +14,8 @@ namespace vitrel {
 inline constexpr const char* kFeedInputKey = "Muralis_RSS_Feed";
 // The one by which it says how many of them it wants.
 inline constexpr const char* kFeedCountInputKey = "Muralis_RSS_ArticlesCount";
+// One that it may have besides, for what can be read of feeds of all formats, be they in order or not.
+inline constexpr const char* kFeedEntriesInputKey = "Vitrel_Feed_Entries";
 
 class NSTimer;
 struct Surroundings;
@@ -52,7 +54,8 @@ public:
     ~FeedInput();
 
     void updateCompositionInputs();
-    // An address that is none is passed over without a word; a load that fails says so on standard output.
+    // An address that is none is passed over without a word; a load that fails says so on standard output. Entries are
+    // written behind the feed, and also where it failed, if there are any.
     void loadRSSFeed(const std::string& address);
     void didReceiveRSSFeed(const FeedKit::RSSFeed& feed, const ArticleTexts& texts = {});
     void didReceiveAtomFeed(const FeedKit::AtomFeed& feed, const ArticleTexts& texts = {});

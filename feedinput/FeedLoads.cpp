@@ -1,6 +1,7 @@
 #include "feedinput/FeedLoads.h"
 
 #include "FeedKit/FeedParser.h"
+#include "feedinput/FeedEntries.h"
 #include "platform/foundation/Queue.h"
 #include "platform/foundation/RunLoop.h"
 #include "platform/foundation/Surroundings.h"
@@ -22,16 +23,29 @@ std::int64_t widest(std::int64_t a, std::int64_t b)
     return a <= 0 || b <= 0 ? 0 : std::max(a, b);
 }
 
+// "feed:" stands for "http:".
+FeedKit::URL fetchedAddress(const FeedKit::URL& url)
+{
+    return FeedKit::replacing(url, "feed", "http").value_or(url);
+}
+
 } // namespace
 
 struct FeedLoads::Load {
-    Load(const std::string& address, std::int64_t articles)
-        : articles(articles)
-        , url(address)
+    Load(const std::string& address, const Wanted& wanted)
+        : articles(wanted.articles)
+        , entries(wanted.entries)
+        , url(fetchedAddress(FeedKit::URL(address)))
     { }
+    void widen(const Wanted& wanted)
+    {
+        articles = widest(articles, wanted.articles);
+        entries = entries || wanted.entries;
+    }
 
     std::stop_source stop;
     std::atomic<std::int64_t> articles; // that are wanted so far
+    std::atomic<bool> entries; // whether they are
     const FeedKit::URL url;
 };
 
@@ -52,20 +66,20 @@ FeedLoads::~FeedLoads()
     }
 }
 
-void FeedLoads::load(const std::string& address, std::int64_t articles, const void* owner, Receiver receive)
+void FeedLoads::load(const std::string& address, const Wanted& wanted, const void* owner, Receiver receive)
 {
     Source& source = sources_[address];
     source.waiting.push_back({owner, std::move(receive)});
     if (source.underWay)
-        source.underWay->articles = widest(source.underWay->articles, articles);
+        source.underWay->widen(wanted);
     else
-        start(address, source, articles);
+        start(address, source, wanted);
     forgetIdleSources();
 }
 
-void FeedLoads::start(const std::string& address, Source& source, std::int64_t articles)
+void FeedLoads::start(const std::string& address, Source& source, const Wanted& wanted)
 {
-    source.underWay = std::make_shared<Load>(address, articles);
+    source.underWay = std::make_shared<Load>(address, wanted);
     surroundings_.feedQueue->async([weak = weak_from_this(), address, load = source.underWay, last = source.last,
                                        fetcher = surroundings_.feedFetcher, &mainQueue = *surroundings_.runLoop] {
         auto loaded = run(*load, last, fetcher);
@@ -79,16 +93,43 @@ void FeedLoads::start(const std::string& address, Source& source, std::int64_t a
 std::shared_ptr<const FeedLoads::Loaded> FeedLoads::run(
     const Load& load, const std::shared_ptr<const Loaded>& last, const std::shared_ptr<FeedKit::Fetcher>& fetcher)
 {
-    FeedKit::FeedParser parser(load.url, fetcher);
-    auto validators = last ? last->validators : FeedKit::Validators();
-    auto parsed = parser.parseIfModified(validators, load.stop.get_token());
+    // A document that nobody has read the entries of must come once more.
+    const bool serves = last && (last->areEntriesRead || !load.entries);
+    auto loaded = fetch(load, serves ? last : nullptr, *fetcher);
+    // Who wants entries may have joined when it was too late for these.
+    if (load.entries && !loaded->areEntriesRead)
+        loaded = fetch(load, nullptr, *fetcher);
+    return loaded;
+}
+
+std::shared_ptr<const FeedLoads::Loaded> FeedLoads::fetch(
+    const Load& load, const std::shared_ptr<const Loaded>& last, FeedKit::Fetcher& fetcher)
+{
+    const auto failed = [](const std::string& why) {
+        return std::make_shared<const Loaded>(
+            Loaded{.outcome = FeedKit::ParserError::internalError(why), .areEntriesRead = true});
+    };
+    const auto stop = load.stop.get_token();
+    auto fetched = fetcher.contentsOfIfModified(load.url, last ? last->validators : FeedKit::Validators(), stop);
+    if (!fetched)
+        return failed(fetched.error());
+    if (!*fetched && !last)
+        return failed("nothing came, though nothing was known");
     // Here rather than on the main thread, which draws: two hundred articles take a tenth of a second.
-    const std::int64_t articles = load.articles;
-    if (!parsed && widest(last->articles, articles) == last->articles)
-        return last;
-    const Outcome outcome = parsed ? *std::move(parsed) : last->outcome;
-    auto texts = outcome ? articleTexts(*outcome, articles) : ArticleTexts();
-    return std::make_shared<const Loaded>(Loaded{std::move(validators), outcome, articles, std::move(texts)});
+    const auto addTexts = [&load](Loaded loaded) {
+        loaded.articles = load.articles;
+        loaded.texts = loaded.outcome ? articleTexts(*loaded.outcome, loaded.articles) : ArticleTexts();
+        return std::make_shared<const Loaded>(std::move(loaded));
+    };
+    if (!*fetched)
+        return widest(last->articles, load.articles) == last->articles ? last : addTexts(*last);
+    auto& document = **fetched;
+    const bool readsEntries = load.entries;
+    auto entries = readsEntries ? readEntries(document, load.url, stop) : std::nullopt;
+    // The bytes are the parser's from here on.
+    FeedKit::Validators unknown;
+    auto outcome = *FeedKit::FeedParser(std::move(document.bytes)).parseIfModified(unknown, stop);
+    return addTexts({std::move(document.validators), std::move(outcome), 0, {}, readsEntries, std::move(entries)});
 }
 
 void FeedLoads::finish(
@@ -99,11 +140,11 @@ void FeedLoads::finish(
         return; // cancelled
     Source& source = found->second;
     source.underWay.reset();
-    if (loaded->outcome)
+    if (loaded->outcome || loaded->entries)
         source.last = loaded->validators == FeedKit::Validators() ? nullptr : loaded;
     // A receiver may ask for the next load.
     for (const auto& waiting : std::exchange(source.waiting, {}))
-        waiting.receive(loaded->outcome, loaded->texts);
+        waiting.receive(*loaded);
 }
 
 void FeedLoads::cancel(const void* owner)

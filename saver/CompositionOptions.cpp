@@ -100,7 +100,8 @@ bool isFedInput(std::string_view key)
 {
     const auto isKey = [&](const char* known) { return key == known; };
     return std::any_of(std::begin(kTrackInputKeys), std::end(kTrackInputKeys), isKey) || key == kRequiresSquareImage
-        || key == kFeedInputKey || key == kFeedCountInputKey || key == EveningCovers::kInput
+        || key == kFeedInputKey || key == kFeedCountInputKey || key == kFeedEntriesInputKey
+        || key == EveningCovers::kInput
         || std::any_of(std::begin(kVisualizerInputs), std::end(kVisualizerInputs),
             [&](const char* name) { return isProtocolInput(key, name); });
 }

@@ -216,12 +216,12 @@ private:
             return fail(id, contents.error());
         if (!*contents)
             return answer(id, {{"unmodified", true}}, {});
-        Dictionary validators;
+        Dictionary said{{"address", (*contents)->address.text()}, {"contentType", (*contents)->contentType}};
         if (const auto& eTag = (*contents)->validators.eTag)
-            validators["eTag"] = *eTag;
+            said["eTag"] = *eTag;
         if (const auto& date = (*contents)->validators.lastModified)
-            validators["lastModified"] = *date;
-        answer(id, std::move(validators), (*contents)->bytes);
+            said["lastModified"] = *date;
+        answer(id, std::move(said), (*contents)->bytes);
     }
     // A player names any file for its cover, and so could who has taken over the other process: pictures alone are
     // given.

@@ -278,6 +278,8 @@ public:
             contents.validators.eTag = *eTag;
         if (const auto* date = textMember(answer->facts, "lastModified"))
             contents.validators.lastModified = *date;
+        contents.address = FeedKit::URL(textOfFact(answer->facts, "address"));
+        contents.contentType = textOfFact(answer->facts, "contentType");
         return std::optional(std::move(contents));
     }
 

@@ -85,7 +85,11 @@ TEST_F(Outside, GivesFeedsCoversAndTheCompanionsAnswersAndNothingElse)
 {
     LocalServer server([](const LocalServer::Request& request, const LocalServer::Connection& connection) {
         const std::string text = request.method + " " + request.target;
-        connection.send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(text.size()) + "\r\n\r\n" + text);
+        if (request.target == "/moved")
+            connection.send("HTTP/1.1 301 Moved\r\nLocation: /feed\r\nContent-Length: 0\r\n\r\n");
+        else
+            connection.send("HTTP/1.1 200 OK\r\nContent-Type: a/b; charset=c\r\nContent-Length: "
+                + std::to_string(text.size()) + "\r\n\r\n" + text);
     });
     const auto web = "http://localhost:" + std::to_string(server.port());
     const std::string feedFile = "file://" + folder.write("feed.xml", "<rss/>");
@@ -96,6 +100,10 @@ TEST_F(Outside, GivesFeedsCoversAndTheCompanionsAnswersAndNothingElse)
         .coverFolder = folder.path() + "/evening"});
 
     EXPECT_EQ(feed(web + "/feed"), "GET /feed");
+    const auto moved = link->fetcher()->contentsOfIfModified(FeedKit::URL(web + "/moved"), {});
+    ASSERT_TRUE(moved && *moved);
+    EXPECT_EQ((*moved)->address.text(), web + "/feed") << "what is relative in it is relative to that";
+    EXPECT_EQ((*moved)->contentType, "a/b; charset=c");
     EXPECT_EQ(feed(feedFile), "<rss/>");
     EXPECT_THAT(feed("file://" + secret), testing::StartsWith("error: "));
     EXPECT_THAT(feed(secret), testing::StartsWith("error: "));

@@ -27,7 +27,7 @@ TEST(Options, AreWhatNobodyElseFeedsAndAControlCanSet)
         EXPECT_TRUE(isOption(input(key, PortType::Number))) << key;
     for (const char* key : {"Name", "albumArt", "totalTimeInMS", "Christmas_mode", "RequiresSquareImage",
              "Muralis_RSS_Feed", "Muralis_RSS_ArticlesCount", "_protocolInput_AudioPeak", "inputTrackPosition",
-             "_protocolInput_PreviewMode", "Covers_This_Evening"})
+             "_protocolInput_PreviewMode", "Covers_This_Evening", "Vitrel_Feed_Entries"})
         EXPECT_FALSE(isOption(input(key, PortType::Number))) << key;
     for (const PortType type : {PortType::Boolean, PortType::Index, PortType::String, PortType::Color})
         EXPECT_TRUE(isOption(input("Mine", type))) << qc::nameOf(type);

@@ -4,7 +4,9 @@
 #include "base/Text.h"
 
 #include <deque>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vitrel {
@@ -19,6 +21,8 @@ struct FakeFetcher final : FeedKit::Fetcher {
             return std::string("stopped");
         }
         asked.push_back(url.text());
+        if (onAsk)
+            std::exchange(onAsk, nullptr)();
         if (eTag && known.eTag == eTag)
             return std::optional<FeedKit::FetchedContents>();
         if (answers.empty())
@@ -26,12 +30,16 @@ struct FakeFetcher final : FeedKit::Fetcher {
         const auto text = answers.front();
         answers.pop_front();
         const auto view = bytesOf(text);
-        return std::optional(FeedKit::FetchedContents{Bytes(view.begin(), view.end()), {.eTag = eTag}});
+        FeedKit::FetchedContents contents;
+        contents.bytes.assign(view.begin(), view.end());
+        contents.validators.eTag = eTag;
+        return std::optional(std::move(contents));
     }
 
     std::vector<std::string> asked;
     std::deque<std::string> answers;
     std::optional<std::string> eTag; // of what is there now
+    std::function<void()> onAsk; // runs once, while an answer is on its way
     int stopped = 0;
 };
 
