@@ -37,12 +37,13 @@ json itemOf(const Syndication::Item& from)
     if (const auto date = from.datePublished())
         item["published"] = date;
     // Elements that the library has no member for come as they are, the first of a group within it.
+    const auto media = QStringLiteral("http://search.yahoo.com/mrss/");
     const auto elements = from.additionalProperties();
     for (auto at = elements.begin(); at != elements.end(); ++at) {
         const QDomElement& element = at.value();
         const bool group = element.localName() == QLatin1String("group");
         const auto inner
-            = group ? element.elementsByTagName(QStringLiteral("media:thumbnail")).at(0).toElement() : element;
+            = group ? element.elementsByTagNameNS(media, QStringLiteral("thumbnail")).at(0).toElement() : element;
         if (inner.localName() == QLatin1String("thumbnail"))
             putRaw(item, "image", inner.attribute(QStringLiteral("url")));
         if (inner.localName() == QLatin1String("transcript"))
