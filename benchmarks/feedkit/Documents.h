@@ -24,13 +24,15 @@ struct DocumentSet {
     }
 };
 
-// Some 2 MB, as news sites and blogs write them: escaped HTML, CDATA sections, texts of several lines.
-inline std::string rssDocument()
+inline constexpr int kItemsOf2MB = 1400;
+
+// As news sites and blogs write them: escaped HTML, CDATA sections, texts of several lines.
+inline std::string rssDocument(int items)
 {
     std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<rss version=\"2.0\">\n<channel>\n<title>News &amp; "
                       "more</title>\n"
                       "<link>https://example.org/</link>\n<description>What happened</description>\n";
-    for (int k = 0; k < 1400; ++k) {
+    for (int k = 0; k < items; ++k) {
         const auto n = std::to_string(k);
         out += "<item>\n  <title>Story number " + n
             + ": what one should know</title>\n  <link>https://example.org/story/" + n
@@ -127,7 +129,7 @@ std::vector<DocumentSet> documentSets(
         std::ofstream(file, std::ios::binary) << document;
         sets.push_back({name, {document}, {file.string()}});
     };
-    add("rss_2MB", rssDocument());
+    add("rss_2MB", rssDocument(kItemsOf2MB));
     if (const auto films = repeatedEntries(contentsOf(samples / "feeds/feed-rs/atom_mediarss_youtube_1.xml"));
         !films.empty())
         add("atom_media_200kB", films);

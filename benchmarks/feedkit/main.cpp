@@ -1,16 +1,15 @@
 // How fast FeedKit makes models of XML beside other parsers: all get the same documents, from memory, on one thread, by
 // turns in one run. A peer whose titles differ from ours on a document is timed all the same, and said to differ.
+#include "benchmarks/feedkit/Alone.h"
 #include "benchmarks/feedkit/Documents.h"
+#include "benchmarks/feedkit/Memory.h"
 #include "benchmarks/feedkit/Peers.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <sstream>
-#include <sys/wait.h>
 #include <time.h>
-#include <unistd.h>
 
 namespace bench {
 namespace {
@@ -36,28 +35,6 @@ double secondsFor(Peer& peer, const DocumentSet& set, std::size_t passes)
     return (now() - start) / static_cast<double>(passes);
 }
 
-// What `work` gives, from a process of its own: a heap that others have used makes every allocation slower.
-template <class Work> nlohmann::json alone(Work work)
-{
-    int ends[2];
-    if (pipe(ends) != 0)
-        std::exit(1);
-    const pid_t child = fork();
-    if (child == 0) {
-        close(ends[0]);
-        const auto text = nlohmann::json(work()).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-        _exit(write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size()) ? 0 : 1);
-    }
-    close(ends[1]);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t count = 0; (count = read(ends[0], buffer, sizeof buffer)) > 0;)
-        text.append(buffer, static_cast<std::size_t>(count));
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
-    return nlohmann::json::parse(text);
-}
-
 double secondsAlone(Peer& peer, const DocumentSet& set, std::size_t passes)
 {
     return alone([&] {
@@ -72,8 +49,11 @@ nlohmann::json titlesAlone(Peer& peer, const DocumentSet& set)
     return alone([&] {
         auto all = nlohmann::json::array();
         for (const auto& document : set.documents) {
-            const auto titles = peer.titlesOf(document);
-            all.push_back(titles ? nlohmann::json(*titles) : nlohmann::json());
+            const auto found = peer.found(document);
+            auto titles = found.is_null() ? nlohmann::json() : nlohmann::json::array();
+            for (const auto& item : found.is_null() ? titles : found["items"])
+                titles.push_back(item.value("title", ""));
+            all.push_back(titles);
         }
         return all;
     });
@@ -91,10 +71,11 @@ void report(const std::string& name, const DocumentSet& set, double seconds, dou
         static_cast<double>(set.bytes()) / seconds / 1e6, seconds / expat, same, set.documents.size());
 }
 
-// Another process: the interpreter's start isn't in its times.
-void runFeedparser(const DocumentSet& set, double expat, const nlohmann::json& reference)
+// A peer of another language, called as feedparser_peer.py says: its start isn't in its times.
+void runOutside(
+    const char* name, std::string command, const DocumentSet& set, double expat, const nlohmann::json& reference)
 {
-    std::string command = "/usr/bin/python3 '" BENCH_SOURCE "/feedparser_peer.py' 3";
+    command += " time 5";
     for (const auto& file : set.files)
         command += " '" + file + "'";
     FILE* pipe = popen(command.append(" 2>/dev/null").c_str(), "r");
@@ -105,29 +86,25 @@ void runFeedparser(const DocumentSet& set, double expat, const nlohmann::json& r
     while (const auto count = std::fread(buffer, 1, sizeof buffer, pipe))
         output.append(buffer, count);
     if (pclose(pipe) != 0) {
-        std::printf("  feedparser       not installed\n");
+        std::printf("  %-16s not installed\n", name);
         return;
     }
     std::stringstream lines(output);
-    std::vector<double> seconds(3);
+    std::vector<double> seconds(5);
     for (auto& second : seconds)
         lines >> second;
     const auto titles = nlohmann::json::parse(lines, nullptr, false);
     std::size_t same = 0;
     for (std::size_t k = 0; k < reference.size() && k < titles.size(); ++k)
         same += !reference[k].is_null() && titles[k] == reference[k];
-    report("feedparser", set, median(seconds), expat, same);
+    report(name, set, median(seconds), expat, same);
 }
 
-void runSet(const DocumentSet& set)
+void runSet(const DocumentSet& set, const std::string& gofeed)
 {
     std::printf(
         "%s: %zu documents, %.0f kB\n", set.name.c_str(), set.documents.size(), static_cast<double>(set.bytes()) / 1e3);
-    std::vector<Peer*> peers;
-    for (Peer* peer : {bareExpat(), feedKit(), libmrss(), kdeSyndication()}) {
-        if (peer)
-            peers.push_back(peer);
-    }
+    const auto peers = allPeers();
     const auto reference = titlesAlone(*feedKit(), set);
     std::map<Peer*, std::vector<double>> seconds;
     const auto passes = std::max<std::size_t>(1, kBytesInARound / set.bytes());
@@ -143,20 +120,63 @@ void runSet(const DocumentSet& set)
             same += peer == bareExpat() ? !titles[k].is_null() : titles[k] == reference[k];
         report(peer->name(), set, median(seconds[peer]), expat, same);
     }
-    runFeedparser(set, expat, reference);
+    runOutside("feedparser", "/usr/bin/python3 '" BENCH_SOURCE "/feedparser_peer.py'", set, expat, reference);
+    runOutside("gofeed", "'" + gofeed + "'", set, expat, reference);
+    std::fflush(stdout);
+}
+
+// Its program in `folder`; without a compiler or the library there is none.
+std::string gofeedIn(const std::filesystem::path& folder)
+{
+    const auto program = folder / "gofeed_peer";
+    const auto command = "GO111MODULE=off GOPATH=/usr/share/gocode go build -o '" + program.string()
+        + "' '" BENCH_SOURCE "/gofeed_peer.go' 2>/dev/null";
+    if (std::system(command.c_str()) != 0)
+        std::printf("no gofeed: its library or its compiler isn't there\n");
+    return program;
+}
+
+// For peers/compare.py: what a peer tells of a file, in one line.
+int printFound(const std::string& name, const std::string& file)
+{
+    for (Peer* peer : allPeers()) {
+        if (peer->name() != name)
+            continue;
+        const auto found = peer->found(contentsOf(file));
+        std::puts(found.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+        return 0;
+    }
+    std::fprintf(stderr, "no such peer in this build: %s\n", name.c_str());
+    return 2;
+}
+
+int measure()
+{
+    const auto folder = std::filesystem::temp_directory_path() / "bench_feedkit";
+    std::filesystem::create_directories(folder);
+    reportMemory();
+    const auto gofeed = gofeedIn(folder);
+    const auto fits = [](const std::string& document) {
+        return !titlesAlone(*bareExpat(), {{}, {document}, {}})[0].is_null();
+    };
+    for (const auto& set : documentSets(VITREL_SAMPLES, folder, fits))
+        runSet(set, gofeed);
+    std::filesystem::remove_all(folder);
+    return 0;
 }
 
 } // namespace
 } // namespace bench
 
-int main()
+// bench_feedkit [memory | read PEER FILE]
+int main(int argc, char** argv)
 {
-    const auto folder = std::filesystem::temp_directory_path() / "bench_feedkit";
-    std::filesystem::create_directories(folder);
-    const auto fits = [](const std::string& document) {
-        return !bench::titlesAlone(*bench::bareExpat(), {{}, {document}, {}})[0].is_null();
-    };
-    for (const auto& set : bench::documentSets(VITREL_SAMPLES, folder, fits))
-        bench::runSet(set);
-    std::filesystem::remove_all(folder);
+    const std::string what = argc > 1 ? argv[1] : "";
+    if (what == "read" && argc == 4)
+        return bench::printFound(argv[2], argv[3]);
+    if (what == "memory") {
+        bench::reportMemory();
+        return 0;
+    }
+    return bench::measure();
 }
