@@ -54,13 +54,23 @@ private:
         return attempt;
     }
 
+    // Markup that is whole and no feed ends the document for the tokeniser: a program's warning, "<br />", and then the
+    // feed.
+    bool isFeedBehindMarkup(const ParserError& error) const
+    {
+        if (error != ParserError::feedNotFound() || !leniency_.has(Forgivable::junkAhead))
+            return false;
+        const auto start = startOfFeed(textOf(document_));
+        return start != 0 && start != std::string_view::npos;
+    }
+
     Result<Reading, ParserError> readXML()
     {
         Forgivings forgivings(leniency_);
         auto attempt = parse(document_, forgivings);
         if (attempt.result)
             return Reading{*std::move(attempt.result), forgivings.list()};
-        if (!attempt.isDamaged)
+        if (!attempt.isDamaged && !isFeedBehindMarkup(attempt.result.error()))
             return readStrictly<XMLFeedParser>();
         Forgivings mending(leniency_);
         auto text = decodedText(document_, charset_, mending);

@@ -79,6 +79,8 @@ TEST(Leniency, MendsTheText)
             "ampersands 1: & at line 3\ncharset 1: read as windows-1251\n"
             "junkAhead 1: text ahead of the document at line 1\n",
             "title=\"П&\"\n", "its lines count"},
+        {"<br />\n<b>Warning</b>: none <?xml version='1.0'?>" + rss("<title>t</title>"),
+            "junkAhead 1: text ahead of the document at line 1\n", "title=\"t\"\n", "a program's warning"},
         {"x" + rss("<title>t</title>"), "junkAhead 1: text ahead of the document at line 1\n", "title=\"t\"\n", ""},
         {"<!-- a -->\n<?b?>" + declared + rss("<title>t</title>"),
             "junkAhead 1: text ahead of the document at line 1\n", "title=\"t\"\n", "a declaration must be first"},
