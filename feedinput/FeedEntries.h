@@ -18,8 +18,8 @@ namespace vitrel {
 Dictionary entriesDictionary(const FeedKit::Entries& entries);
 
 // All that can be read of a document that was asked for at `asked`. Absent if it is no feed, or says so little that it
-// could be anything: neither a title nor an entry, or a document that broke off ahead of its first entry. Takes twice
-// as long as a strict reading, and up to five times if there is something to mend.
+// could be anything: neither a title nor an entry, or a document that broke off ahead of its first entry. Linear
+// time; memory that of FeedKit::readLeniently and FeedKit::entriesOf.
 std::optional<Dictionary> readEntries(
     const FeedKit::FetchedContents& document, const FeedKit::URL& asked, std::stop_token stop);
 

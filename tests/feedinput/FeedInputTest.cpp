@@ -322,7 +322,14 @@ TEST(FeedInput, WritesTheEntriesOfWhateverFeedToWhoAsksForThem)
     in.feeds.drain();
     in.loop.turn();
     EXPECT_THAT(in.view->log, ElementsAre(a)) << "the turn in which the load ends";
-    EXPECT_THAT(in.settle(), ElementsAre(a, "Muralis_RSS_Feed D", entriesOf("D", {"x", "y"})));
+    const std::string d = "Muralis_RSS_Feed D";
+    EXPECT_THAT(in.settle(), ElementsAre(a, d, entriesOf("D", {"x", "y"})));
+    for (const bool unmodified : {false, true}) {
+        in.fetcher->isAlwaysUnmodified = unmodified;
+        in.fetcher->asked.clear();
+        EXPECT_THAT(in.update(), ElementsAre(d)) << "a fetch that fails changes nothing";
+        EXPECT_THAT(in.fetcher->asked, testing::SizeIs(1)) << "and isn't tried again for the entries";
+    }
 }
 
 TEST(FeedInput, KeepsEntriesThatHaveNotChangedAndFetchesThoseThatNobodyWantedBefore)
@@ -341,7 +348,7 @@ TEST(FeedInput, KeepsEntriesThatHaveNotChangedAndFetchesThoseThatNobodyWantedBef
     EXPECT_THAT(plain->log, ElementsAre("Muralis_RSS_Feed Hello", a)) << "who doesn't ask gets none";
     EXPECT_EQ(in.fetcher->answers.size(), 3u);
 
-    in.item().setRssFeedURL("http://host/other");
+    in.item().setRssFeedURL("feed://host/other");
     for (const bool joins : {false, true}) {
         plain->updateCompositionInputs();
         if (joins)
@@ -349,6 +356,7 @@ TEST(FeedInput, KeepsEntriesThatHaveNotChangedAndFetchesThoseThatNobodyWantedBef
         EXPECT_THAT(in.settle(), testing::SizeIs(joins ? 3 : 0));
     }
     EXPECT_THAT(in.fetcher->asked, testing::SizeIs(6)) << "it joins a request whose answer is that nothing has changed";
+    EXPECT_EQ(in.fetcher->asked.back(), "http://host/other");
     plain->input.stop();
 
     in.fetcher->eTag = "two";

@@ -23,7 +23,7 @@ struct FakeFetcher final : FeedKit::Fetcher {
         asked.push_back(url.text());
         if (onAsk)
             std::exchange(onAsk, nullptr)();
-        if (eTag && known.eTag == eTag)
+        if (isAlwaysUnmodified || (eTag && known.eTag == eTag))
             return std::optional<FeedKit::FetchedContents>();
         if (answers.empty())
             return std::string("the host was not found");
@@ -39,6 +39,7 @@ struct FakeFetcher final : FeedKit::Fetcher {
     std::vector<std::string> asked;
     std::deque<std::string> answers;
     std::optional<std::string> eTag; // of what is there now
+    bool isAlwaysUnmodified = false; // also to who knows nothing
     std::function<void()> onAsk; // runs once, while an answer is on its way
     int stopped = 0;
 };
