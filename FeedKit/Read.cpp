@@ -12,6 +12,8 @@ namespace FeedKit {
 namespace {
 
 constexpr std::size_t kPiece = 64 * 1024;
+// How late a stop is seen while a stream gives nothing.
+constexpr std::chrono::milliseconds kBetweenLooks{20};
 // Within which a document shows what it is.
 constexpr std::size_t kHead = 200;
 
@@ -78,8 +80,10 @@ private:
 std::optional<ParserError> readUpTo(NSInputStream& stream, Bytes& to, std::size_t size, const std::stop_token& stop)
 {
     while (to.size() < size) {
-        if (stop.stop_requested())
-            return ParserError::internalError("the reading was stopped");
+        do {
+            if (stop.stop_requested())
+                return ParserError::internalError("the reading was stopped");
+        } while (stream.waitForBytes(kBetweenLooks) == StreamReadiness::waiting);
         const auto had = to.size();
         to.resize(std::min(size, had + kPiece));
         const auto count = stream.read(to.data() + had, to.size() - had);

@@ -102,6 +102,17 @@ TEST(Read, EndsAtItsLimitsAndWhenItIsStopped)
     EXPECT_EQ(outcome(read(kRSS, stopped)), "parsing aborted");
     stream = std::istringstream(kRSS);
     EXPECT_EQ(outcome(read(stream, stopped)), "the reading was stopped");
+    // Also while a stream has nothing to give.
+    struct Silent final : NSInputStream {
+        std::stop_source stop;
+        std::ptrdiff_t read(std::uint8_t*, std::size_t) override { return -1; }
+        StreamReadiness waitForBytes(std::chrono::milliseconds) override
+        {
+            stop.request_stop();
+            return StreamReadiness::waiting;
+        }
+    } silent;
+    EXPECT_EQ(outcome(read(silent, {.stop = silent.stop.get_token()})), "the reading was stopped");
     LocalServer server(LocalServer::answer(kRSS));
     EXPECT_EQ(outcome(fetch(URL(server.url()), stopped).error()), "the fetch was stopped");
 }
